@@ -1,0 +1,51 @@
+/// A position in the source, reported to the watchdog. Layer: event, priority, statement record.
+#ifndef UTL_STATEMENT_INFO_H
+#define UTL_STATEMENT_INFO_H
+
+#include "UtlMacros.h"
+
+namespace utl
+{
+
+/// Where a thread last passed. By custom a blocking call stands between two reports of one line:
+/// sub 1 just before it, sub 2 just after it.
+///
+/// Ownership: the texts are not owned and must live for ever; pass literals. Copies copy the pointers.
+/// Threads:   a value without a lock; one thread uses an object at a time.
+class UTL_API StatementInfo
+{
+public:
+    /// npFile: the source's path, stored as it comes. npFunction: its literal name; null counts as empty.
+    constexpr StatementInfo(char const* npFile, char const* npFunction, unsigned int nLine, unsigned int nSub)
+        : mFile(npFile),
+          mFunction(npFunction != nullptr ? npFunction : ""),
+          mLine(nLine),
+          mSub(nSub)
+    {
+    }
+    StatementInfo(StatementInfo const&) = default;
+    StatementInfo& operator=(StatementInfo const&) = default;
+    virtual ~StatementInfo() = default;
+
+    char const* file() const { return mFile; }
+    char const* function() const { return mFunction; }
+    unsigned int line() const { return mLine; }
+    unsigned int sub() const { return mSub; }
+
+    /// Compares the texts as texts, a null being empty, then line and sub.
+    bool operator==(StatementInfo const& nOther) const;
+    bool operator!=(StatementInfo const& nOther) const { return !(*this == nOther); }
+
+    /// No position: two empty texts, line 0, sub 0. Constant-initialised.
+    static StatementInfo const INVALID;
+
+private:
+    char const* mFile;
+    char const* mFunction;
+    unsigned int mLine;
+    unsigned int mSub;
+};
+
+} // namespace utl
+
+#endif

@@ -1,0 +1,65 @@
+/// The lock and its scope guard. Layer: lock (lowest).
+#ifndef UTL_SYNC_OBJECT_H
+#define UTL_SYNC_OBJECT_H
+
+#include "UtlMacros.h"
+
+#include <pthread.h>
+
+namespace utl
+{
+
+/// What a SyncGuard can hold. The operations are const so that const members of other classes can lock.
+class UTL_API UTL_CAPABILITY("lock") SyncObjectBase
+{
+public:
+    virtual ~SyncObjectBase() = default;
+
+    virtual void lock() const UTL_ACQUIRE() = 0;
+    virtual bool tryLock() const UTL_TRY_ACQUIRE(true) = 0;
+    virtual void unlock() const UTL_RELEASE() = 0;
+};
+
+/// A recursive lock, private to the process. Not copied.
+///
+/// Threads:  any. The owner may lock again and unlocks as often as it locked.
+/// Blocking: lock() waits without limit. Not for signal handlers.
+/// Errors:   failures of the platform's calls are not looked at.
+class UTL_API SyncObject : public SyncObjectBase
+{
+public:
+    SyncObject();
+    ~SyncObject() override;
+    SyncObject(SyncObject const&) = delete;
+    SyncObject& operator=(SyncObject const&) = delete;
+
+    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper.
+    void lock() const override UTL_ACQUIRE();
+
+    /// Result: true when the lock was free or the caller's already, one level deeper; false, at once, otherwise.
+    bool tryLock() const override UTL_TRY_ACQUIRE(true);
+
+    /// Goes up one level; the last one frees the lock. Only for the owner.
+    void unlock() const override UTL_RELEASE();
+
+private:
+    mutable pthread_mutex_t mMutex;
+};
+
+/// Holds a lock from construction to the end of the scope, also when an exception leaves it.
+/// Does not own the lock object, which must outlive the guard.
+class UTL_API UTL_SCOPED_CAPABILITY SyncGuard
+{
+public:
+    explicit SyncGuard(SyncObjectBase const& nSyncObject) UTL_ACQUIRE(nSyncObject);
+    virtual ~SyncGuard() UTL_RELEASE();
+    SyncGuard(SyncGuard const&) = delete;
+    SyncGuard& operator=(SyncGuard const&) = delete;
+
+private:
+    SyncObjectBase const& mSyncObject;
+};
+
+} // namespace utl
+
+#endif

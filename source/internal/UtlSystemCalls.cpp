@@ -1,0 +1,58 @@
+#include "internal/UtlSystemCalls.h"
+
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace utl::internal
+{
+
+namespace
+{
+
+int setPriority(int nWhich, id_t nWho, int nNice)
+{
+    return ::setpriority(static_cast<__priority_which_t>(nWhich), nWho, nNice);
+}
+
+int getTimeOfDay(timeval* npTime)
+{
+    return ::gettimeofday(npTime, nullptr);
+}
+
+int openFile(char const* npPath, int nFlags, mode_t nMode)
+{
+    return ::open(npPath, nFlags, nMode);
+}
+
+// The log passes finished lines as formats on purpose, after making every conversion in them defined.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+
+void writeSyslog(int nPriority, char const* npFormat)
+{
+    ::syslog(nPriority, npFormat);
+}
+
+void writeConsole(char const* npFormat)
+{
+    ::printf(npFormat);
+}
+
+#pragma GCC diagnostic pop
+
+} // namespace
+
+SystemCalls gSystem{
+    ::pthread_create, ::pthread_detach, setPriority,    ::clock_gettime, ::nanosleep, getTimeOfDay, ::time,
+    ::pipe2,          ::timer_create,   ::timer_settime, ::timer_delete, ::sigaction,
+    openFile,         ::close,          ::read,         ::write,         ::lseek,     ::ftruncate,  ::fsync,
+    ::flock,          ::stat,           ::fstat,        ::chmod,         ::mkdir,     ::rmdir,      ::unlink,
+    ::rename,         ::opendir,        ::readdir,      ::closedir,      writeSyslog, writeConsole,
+};
+
+} // namespace utl::internal

@@ -1,0 +1,106 @@
+/// The one table of system calls that the library makes and that can fail. Layer: internal, lowest.
+#ifndef UTL_SYSTEM_CALLS_H
+#define UTL_SYSTEM_CALLS_H
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <ctime>
+
+#include <dirent.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/types.h>
+
+namespace utl::internal
+{
+
+/// One entry of the table: called like the function it stands for. A test may put another function in its
+/// place; the entry is atomic so that threads of earlier tests may go on calling meanwhile.
+template <class F>
+class SystemCall;
+
+template <class R, class... A>
+class SystemCall<R(A...)>
+{
+public:
+    using Function = R (*)(A...);
+
+    constexpr SystemCall(Function npFunction)
+        : mpFunction(npFunction)
+    {
+    }
+
+    R operator()(A... nArguments) const { return mpFunction.load(std::memory_order_relaxed)(nArguments...); }
+    Function function() const { return mpFunction.load(); }
+    Function exchange(Function npFunction) { return mpFunction.exchange(npFunction); }
+
+private:
+    std::atomic<Function> mpFunction;
+};
+
+/// Names, arguments and results are those of the platform's functions; those of the pthread family give the
+/// error number, the others -1 or null and errno.
+struct SystemCalls
+{
+    // Threads and clocks
+    SystemCall<int(pthread_t*, pthread_attr_t const*, void* (*)(void*), void*)> mPthreadCreate;
+    SystemCall<int(pthread_t)> mPthreadDetach;
+    SystemCall<int(int, id_t, int)> mSetpriority; // the first argument is PRIO_PROCESS and its kin
+    SystemCall<int(clockid_t, timespec*)> mClockGettime;
+    SystemCall<int(timespec const*, timespec*)> mNanosleep;
+    SystemCall<int(timeval*)> mGettimeofday; // without the time zone
+    SystemCall<time_t(time_t*)> mTime;
+
+    // Pipes, timers and signals
+    SystemCall<int(int*, int)> mPipe2;
+    SystemCall<int(clockid_t, sigevent*, timer_t*)> mTimerCreate;
+    SystemCall<int(timer_t, int, itimerspec const*, itimerspec*)> mTimerSettime;
+    SystemCall<int(timer_t)> mTimerDelete;
+    SystemCall<int(int, struct sigaction const*, struct sigaction*)> mSigaction;
+
+    // Files
+    SystemCall<int(char const*, int, mode_t)> mOpen;
+    SystemCall<int(int)> mClose;
+    SystemCall<ssize_t(int, void*, std::size_t)> mRead;
+    SystemCall<ssize_t(int, void const*, std::size_t)> mWrite;
+    SystemCall<off_t(int, off_t, int)> mLseek;
+    SystemCall<int(int, off_t)> mFtruncate;
+    SystemCall<int(int)> mFsync;
+    SystemCall<int(int, int)> mFlock;
+    SystemCall<int(char const*, struct stat*)> mStat;
+    SystemCall<int(int, struct stat*)> mFstat;
+    SystemCall<int(char const*, mode_t)> mChmod;
+    SystemCall<int(char const*, mode_t)> mMkdir;
+    SystemCall<int(char const*)> mRmdir;
+    SystemCall<int(char const*)> mUnlink;
+    SystemCall<int(char const*, char const*)> mRename;
+    SystemCall<DIR*(char const*)> mOpendir;
+    SystemCall<dirent*(DIR*)> mReaddir;
+    SystemCall<int(DIR*)> mClosedir;
+
+    // Log sinks: a priority and a format, a format alone
+    SystemCall<void(int, char const*)> mSyslog;
+    SystemCall<void(char const*)> mPrintf;
+};
+
+/// Constant-initialised, never destroyed: usable before and after every static object.
+extern SystemCalls gSystem;
+
+/// Calls again while a signal handler interrupted the call. Never for close.
+template <class F>
+auto retryOnSignal(F nCall)
+{
+    auto lResult = nCall();
+    while (lResult == -1 && errno == EINTR)
+    {
+        lResult = nCall();
+    }
+    return lResult;
+}
+
+} // namespace utl::internal
+
+#endif

@@ -1,0 +1,137 @@
+/// Makes system calls of the library fail.
+#ifndef UTL_TEST_FAULTS_H
+#define UTL_TEST_FAULTS_H
+
+#include <atomic>
+#include <cerrno>
+#include <type_traits>
+
+#include "internal/UtlSystemCalls.h"
+
+namespace utl::test
+{
+
+/// Puts another function in the place of one entry of the table, and the old one back at the end of the scope:
+///
+///     Replaced lWrite(&internal::SystemCalls::mWrite, [](int, void const*, size_t) -> ssize_t { ... });
+template <class F>
+class Replaced
+{
+public:
+    using Entry = internal::SystemCall<F>;
+
+    Replaced(Entry internal::SystemCalls::*npEntry, typename Entry::Function npFunction)
+        : mpEntry(npEntry),
+          mpOriginal((internal::gSystem.*npEntry).exchange(npFunction))
+    {
+    }
+    ~Replaced() { (internal::gSystem.*mpEntry).exchange(mpOriginal); }
+    Replaced(Replaced const&) = delete;
+    Replaced& operator=(Replaced const&) = delete;
+
+private:
+    Entry internal::SystemCalls::*mpEntry;
+    typename Entry::Function mpOriginal;
+};
+
+template <class R, class... A>
+Replaced(internal::SystemCall<R(A...)> internal::SystemCalls::*, R (*)(A...)) -> Replaced<R(A...)>;
+
+/// While one lives, the n-th call (counted from 1) of one entry fails with the error number; 0 makes all fail.
+/// Calls are counted over all threads. One at a time for each entry.
+///
+///     FailNth<&internal::SystemCalls::mPipe2> lFault(1, EMFILE);
+template <auto ENTRY>
+class FailNth
+{
+    template <class F>
+    struct Traits;
+
+    template <class R, class... A>
+    struct Traits<internal::SystemCall<R(A...)> internal::SystemCalls::*>
+    {
+        using Function = R (*)(A...);
+
+        static R call(A... nArguments)
+        {
+            int const lCount = ++sCalls;
+            if (sNth == 0 || lCount == sNth)
+            {
+                sFired = true;
+                return failure<R>();
+            }
+            return reinterpret_cast<Function>(sOriginal.load())(nArguments...);
+        }
+    };
+
+    using Entry = Traits<std::remove_const_t<decltype(ENTRY)>>;
+
+public:
+    FailNth(int nNth, int nError)
+    {
+        sCalls = 0;
+        sNth = nNth;
+        sError = nError;
+        sFired = false;
+        sOriginal = reinterpret_cast<void (*)()>((internal::gSystem.*ENTRY).function());
+        (internal::gSystem.*ENTRY).exchange(&Entry::call);
+    }
+    ~FailNth()
+    {
+        (internal::gSystem.*ENTRY).exchange(reinterpret_cast<typename Entry::Function>(sOriginal.load()));
+    }
+    FailNth(FailNth const&) = delete;
+    FailNth& operator=(FailNth const&) = delete;
+
+    bool fired() const { return sFired; }
+    int calls() const { return sCalls; }
+
+private:
+    template <class R>
+    static R failure()
+    {
+        int const lError = sError;
+        if constexpr (std::is_void_v<R>)
+        {
+            return;
+        }
+        else if constexpr (std::is_pointer_v<R>)
+        {
+            errno = lError;
+            return nullptr;
+        }
+        else
+        {
+            errno = lError;
+            return IS_PTHREAD ? static_cast<R>(lError) : static_cast<R>(-1);
+        }
+    }
+
+    static constexpr bool isPthread()
+    {
+        using SC = internal::SystemCalls;
+        if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadCreate)>)
+        {
+            return ENTRY == &SC::mPthreadCreate;
+        }
+        else if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadDetach)>)
+        {
+            return ENTRY == &SC::mPthreadDetach;
+        }
+        else
+        {
+            return false;
+        }
+    }
+    static constexpr bool IS_PTHREAD = isPthread();
+
+    static inline std::atomic<int> sCalls{0};
+    static inline std::atomic<int> sNth{0};
+    static inline std::atomic<int> sError{0};
+    static inline std::atomic<bool> sFired{false};
+    static inline std::atomic<void (*)()> sOriginal{reinterpret_cast<void (*)()>(0)};
+};
+
+} // namespace utl::test
+
+#endif

@@ -1,0 +1,27 @@
+/// Plain operations on bytes that accept null pointers. Layer: raw memory (lowest).
+#ifndef UTL_RAW_MEMORY_H
+#define UTL_RAW_MEMORY_H
+
+#include "UtlMacros.h"
+
+namespace utl
+{
+
+// Sizes are bytes. With a null pointer nothing happens, and compareMemory() gives false. No log, no lock; any thread.
+
+/// The areas must not overlap; see moveMemory().
+UTL_API void copyMemory(void* npDst, void const* npSrc, unsigned int nSize);
+
+/// Like copyMemory(), for areas that may overlap.
+UTL_API void moveMemory(void* npDst, void const* npSrc, unsigned int nSize);
+
+UTL_API void fillMemory(void* npDst, unsigned int nSize, unsigned char nValue);
+
+UTL_API void zeroMemory(void* npDst, unsigned int nSize);
+
+/// Result: true when all bytes are equal, also for a size of 0.
+UTL_API bool compareMemory(void const* npFirst, void const* npSecond, unsigned int nSize);
+
+} // namespace utl
+
+#endif

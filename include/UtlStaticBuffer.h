@@ -1,0 +1,73 @@
+/// Process-wide scratch rows, so that text functions need no heap. Layer: scratch buffer.
+#ifndef UTL_STATIC_BUFFER_H
+#define UTL_STATIC_BUFFER_H
+
+#include "UtlSyncObject.h"
+
+namespace utl
+{
+
+template <class T>
+class WorkingBuffer;
+
+/// Three rows of scratch memory, one object for the process. Its rows are borrowed through WorkingBuffer.
+///
+/// Lifetime: built zero-filled on first use, also before main(); never destroyed, so that threads which still run
+///           while the process exits may go on using it.
+/// Locks:    mBufferLock, a recursive leaf: nothing but text work runs while it is held.
+class UTL_API StaticBuffer
+{
+public:
+    static constexpr unsigned int ROW_COUNT = 3;
+    static constexpr unsigned int ROW_SIZE = 10240; ///< bytes
+
+    static StaticBuffer& get();
+
+    StaticBuffer();
+    virtual ~StaticBuffer() = default;
+    StaticBuffer(StaticBuffer const&) = delete;
+    StaticBuffer& operator=(StaticBuffer const&) = delete;
+
+private:
+    template <class T>
+    friend class WorkingBuffer;
+
+    char* borrowRow() UTL_REQUIRES(mBufferLock);
+
+    SyncObject mBufferLock;
+    char mBuffers[ROW_COUNT][ROW_SIZE] UTL_GUARDED_BY(mBufferLock);
+    int mUseCount UTL_GUARDED_BY(mBufferLock); // WorkingBuffers alive
+};
+
+/// Borrows one row of the StaticBuffer for a scope. T is char.
+///
+/// The row comes as its last user left it. Nested objects of one thread get rows 0, 1 and 2.
+/// Caution: a fourth nested object, and every deeper one, gets row 2 again and overwrites what is in it; keep at most
+/// three alive in one thread.
+///
+/// Locks:    holds the StaticBuffer's lock for its whole life, so keep the scope short and call no foreign code in it.
+/// Blocking: construction waits until no other thread has one. Destroyed by the thread that made it, last one first.
+template <class T>
+class WorkingBuffer
+{
+public:
+    static constexpr unsigned int CAPACITY = StaticBuffer::ROW_SIZE; ///< bytes, terminator included
+
+    WorkingBuffer();
+    virtual ~WorkingBuffer();
+    WorkingBuffer(WorkingBuffer const&) = delete;
+    WorkingBuffer& operator=(WorkingBuffer const&) = delete;
+
+    /// The row: CAPACITY bytes, never null.
+    T* get() const { return mpRow; }
+
+private:
+    StaticBuffer* const mpStaticBuffer;
+    T* const mpRow;
+};
+
+extern template class UTL_API WorkingBuffer<char>;
+
+} // namespace utl
+
+#endif

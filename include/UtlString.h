@@ -1,0 +1,207 @@
+/// UTF-8 text in char arrays: length, copy, search, replacement. Layer: string primitives.
+#ifndef UTL_STRING_H
+#define UTL_STRING_H
+
+#include "UtlMacros.h"
+
+// Holds for all functions of this header:
+//
+// Text:     T is char: the instantiations stand in the library. Lengths, indexes and capacities count bytes, but text
+//           is cut and searched at character boundaries only. Sources are terminated; nothing is owned.
+// Results:  STR_ERROR for failure, with the destination as it was unless said otherwise. A copy gives the bytes it
+//           stored with the terminator, so the new length is one less. No log, no exception, no heap.
+// Capacity: in bytes, terminator included. 0 with a usable source asks for the size: nothing is written, and the
+//           size that is needed, terminator included, is given. A destination then may be null.
+// Modes:    1 cuts to fit, at a character boundary; any other value means all or nothing.
+// Overlap:  source and destination must not overlap unless said otherwise.
+// Threads:  any. Functions said to use scratch rows take the StaticBuffer's lock while they run and fail on text
+//           of WorkingBuffer<char>::CAPACITY bytes or more; the others touch their arguments only.
+
+namespace utl
+{
+
+constexpr unsigned int STR_ERROR = 0xFFFFFFFFU; ///< The failure of the functions here; also "no index".
+constexpr unsigned int STR_ALL = 0xFFFFFFFFU;   ///< A maximum length: to the end of the source.
+
+/// Empty texts, narrow and wide. Never written with anything but 0.
+extern UTL_API char EMPTY_CHAR;
+extern UTL_API wchar_t EMPTY_WCHAR;
+
+/// A narrow (UTF-8) and a wide form of one text; the row of all character tables, where a null mChar ends the table.
+/// Owns neither. Constants of this type and arrays of them are constant-initialised.
+template <class C, class W>
+class DualType
+{
+public:
+    constexpr DualType(C nChar = C(), W nWchar = W())
+        : mChar(nChar),
+          mWchar(nWchar)
+    {
+    }
+    DualType(DualType const&) = default;
+    DualType& operator=(DualType const&) = default;
+    virtual ~DualType() = default;
+
+    C mChar;
+    W mWchar;
+};
+
+/// Values from mLow to mHigh, both included.
+template <class T>
+class Range
+{
+public:
+    constexpr Range(T nLow, T nHigh)
+        : mLow(nLow),
+          mHigh(nHigh)
+    {
+    }
+    Range(Range const&) = default;
+    Range& operator=(Range const&) = default;
+    virtual ~Range() = default;
+
+    T mLow;
+    T mHigh;
+};
+
+// --- Characters ---
+
+/// Size in bytes of the first character of a text; 3 for a byte-order mark.
+///
+/// npIsBom: may be null; receives whether the text begins with a byte-order mark.
+/// Result:  0 for null and for empty text; 0 also for a byte that can lead a character but with a tail that is wrong,
+///          overlong or cut off; STR_ERROR for a byte that cannot lead one. Surrogates and code points above
+///          U+10FFFF pass.
+template <class T>
+UTL_API unsigned int strCharBytesBase(T const* npStr, bool* npIsBom);
+
+/// The same, but every malformed character gives STR_ERROR, and a null text leaves *npIsBom alone.
+template <class T>
+UTL_API unsigned int t_charlen(T const* npStr, bool* npIsBom);
+
+/// Moves an index to a character boundary.
+///
+/// nMode:  where nIndex is inside a character, 1 gives its start, any other value its end.
+/// Result: the index, the text's length where nIndex lies beyond it; STR_ERROR for null and for malformed text
+///         before or at the index.
+template <class T>
+UTL_API unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsigned int nMode);
+
+// --- Copies ---
+
+/// Copies at most nMaxBytes bytes (STR_ALL: to the end). A limit inside a character stops before it.
+/// Source and destination may overlap.
+///
+/// Result: see above; STR_ERROR also for a null source, a null destination with a capacity, malformed text in mode 1,
+///         and a stop at a continuation byte with no lead byte before it.
+/// Caution: with nMaxBytes 0 the result is 0 and the destination stays as it was, without a terminator; store one
+/// yourself where the limit can be 0.
+template <class T>
+UTL_API unsigned int copyStrBase(T* npDst, unsigned int nDstSize, T const* npSrc, unsigned int nMaxBytes, int nMode);
+
+/// All or nothing, without size query: the text is cut to nMaxBytes as in copyStrBase() and must fit whole.
+/// Source and destination may overlap.
+///
+/// npDst:  not null.
+/// npSrc:  null counts as empty.
+/// Result: bytes stored with the terminator, also for nMaxBytes 0; STR_ERROR where it does not fit.
+template <class T>
+UTL_API unsigned int t_strncpy(T* npDst, unsigned int nDstSize, T const* npSrc, unsigned int nMaxBytes);
+
+/// Appends: copies from npSrc + nSrcPos to npDst + nDstPos, at most nMaxBytes bytes.
+///
+/// nDstPos: the length that is in npDst already.
+/// Result:  the size of npDst now in use, terminator included; STR_ERROR for a null source, nSrcPos past its end, a
+///          null destination with a capacity, no room, malformed text in mode 1.
+/// Caution: with nMaxBytes 0 the result is nDstPos, one less than the size in use; do not chain it.
+/// Caution: with nothing left in the source and nDstPos at or past the last byte, a NUL is stored at npDst[nDstPos]
+/// without a look at the capacity; keep nDstPos below nDstSize.
+/// Caution: where nMaxBytes cuts malformed text that begins with continuation bytes, the result is nDstPos - 1, with
+/// nothing stored; check such text with t_charlen() first.
+template <class T>
+UTL_API unsigned int copyGeneral(T* npDst, unsigned int nDstSize, unsigned int nDstPos, T const* npSrc,
+                                 unsigned int nSrcPos, unsigned int nMaxBytes, int nMode);
+
+/// Cuts a text in place to at most nLength bytes. Result: the new size with the terminator; STR_ERROR for null and
+/// for malformed text before the cut: unchanged.
+template <class T>
+UTL_API unsigned int truncateStr(T* npStr, unsigned int nLength);
+
+/// Removes nCount bytes at nIndex in place; past the end is cut there. An index inside a character counts as the
+/// character's start for what stays in front. Uses one scratch row.
+/// Result: the new size with the terminator; STR_ERROR for null, too long a text, nIndex past the end.
+template <class T>
+UTL_API unsigned int eraseStrSpan(T* npStr, unsigned int nIndex, unsigned int nCount);
+
+/// printf into a buffer.
+/// Result: the size with the terminator; STR_ERROR for nulls, for a capacity of 0, and where the text was cut: the
+///         cut text stays in npDst.
+template <class T>
+UTL_API unsigned int formatStr(T* npDst, unsigned int nDstSize, T const* npFormat, ...);
+template <>
+UTL_API UTL_PRINTF(3, 4) unsigned int formatStr<char>(char* npDst, unsigned int nDstSize, char const* npFormat, ...);
+
+// --- Searches ---
+
+/// Index of the first occurrence of a text, at character boundaries only; malformed bytes are stepped over.
+///
+/// npPattern: not null. An empty one gives the length of npStr (0 for a null one).
+/// Result:    STR_ERROR for no match, and for a null or empty npStr.
+template <class T>
+UTL_API unsigned int t_strstr(T const* npStr, T const* npPattern);
+
+/// Length of the leading run of characters that all occur in npSet; 0 for nulls. Malformed text in either ends it.
+template <class T>
+UTL_API unsigned int t_strspn(T const* npStr, T const* npSet);
+
+/// Length of the leading run without any character of npSet; the whole length where none occurs or npSet is null.
+/// Malformed text in npSet ends the set there, in npStr it is stepped over. 0 for a null npStr.
+template <class T>
+UTL_API unsigned int t_strcspn(T const* npStr, T const* npSet);
+
+/// Searches backwards from the byte at nStart (STR_ALL, or past the end: from the last byte). Uses two scratch rows.
+///
+/// npBefore: may be null; receives the index of the byte ahead of the match, STR_ERROR where there is none. Pass it
+///           as nStart to find the next one.
+/// Result:   the index of the match's last byte; STR_ERROR for none, for nulls, malformed or too long texts. An empty
+///           pattern gives the length of npStr, and *npBefore one less.
+template <class T>
+UTL_API unsigned int findReverseStr(T const* npStr, T const* npPattern, unsigned int nStart, unsigned int* npBefore);
+
+/// findReverseStr() for the first character of npCharacter. Uses two scratch rows.
+/// Result: STR_ERROR also for a byte-order mark and a byte that cannot lead a character; one with a broken tail
+///         counts as an empty pattern.
+template <class T>
+UTL_API unsigned int findReverseChar(T const* npStr, T const* npCharacter, unsigned int nStart, unsigned int* npBefore);
+
+// --- Reversal and replacement ---
+
+/// Writes the characters in reverse order, each one's bytes in order.
+///
+/// npDst:  not null.
+/// npSrc:  null counts as empty.
+/// nMode:  0 needs room for all; any other value drops what comes to stand past the capacity.
+/// Result: bytes in use with the terminator; STR_ERROR for malformed text, no room in mode 0, a capacity of 0.
+/// Caution: in a mode other than 0 a character of several bytes that begins just below the limit is stored whole, so
+/// up to 3 bytes pass nDstSize - 1; use mode 0, or leave 3 bytes of room behind nDstSize.
+template <class T>
+UTL_API unsigned int t_strrev(T* npDst, unsigned int nDstSize, T const* npSrc, int nMode);
+
+/// t_strrev() with a size query and checked pointers: STR_ERROR for nulls. The same caution.
+template <class T>
+UTL_API unsigned int reverseStrBase(T* npDst, unsigned int nDstSize, T const* npSrc, int nMode);
+
+/// Writes npSrc to npDst with every npPattern replaced by npReplacement. An empty pattern copies npSrc.
+///
+/// Result: the size in use with the terminator; STR_ERROR for nulls, no room, malformed text in mode 1: then npDst
+///         holds the part that was written, terminated.
+/// Caution: with an empty replacement the text ends at the first match: "a-b-c" without "-" is "a". Use
+/// eraseStrSpan() to delete every match.
+/// Caution: an empty npSrc with an empty pattern gives 0 and stores nothing.
+template <class T>
+UTL_API unsigned int replaceStr(T* npDst, unsigned int nDstSize, T const* npSrc, T const* npPattern,
+                                T const* npReplacement, int nMode);
+
+} // namespace utl
+
+#endif

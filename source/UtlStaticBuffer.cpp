@@ -1,0 +1,45 @@
+#include "UtlStaticBuffer.h"
+
+#include "internal/UtlImmortal.h"
+
+namespace utl
+{
+
+StaticBuffer& StaticBuffer::get()
+{
+    static internal::Immortal<StaticBuffer> lTheBuffer;
+    return lTheBuffer.get();
+}
+
+StaticBuffer::StaticBuffer()
+    : mBuffers(),
+      mUseCount(0)
+{
+}
+
+char* StaticBuffer::borrowRow()
+{
+    int const LAST_ROW = ROW_COUNT - 1;
+    int const lRow = mUseCount < 0 ? 0 : (mUseCount > LAST_ROW ? LAST_ROW : mUseCount);
+    ++mUseCount;
+    return mBuffers[lRow];
+}
+
+// The analysis knows neither recursive locks nor a lock held from here to the destructor beside others of its kind.
+template <class T>
+WorkingBuffer<T>::WorkingBuffer() UTL_NO_THREAD_SAFETY_ANALYSIS
+    : mpStaticBuffer(&StaticBuffer::get()),
+      mpRow((mpStaticBuffer->mBufferLock.lock(), mpStaticBuffer->borrowRow()))
+{
+}
+
+template <class T>
+WorkingBuffer<T>::~WorkingBuffer() UTL_NO_THREAD_SAFETY_ANALYSIS
+{
+    --mpStaticBuffer->mUseCount;
+    mpStaticBuffer->mBufferLock.unlock();
+}
+
+template class WorkingBuffer<char>;
+
+} // namespace utl

@@ -1,0 +1,35 @@
+/// Searches from an index that several families share, and kinds of UTF-8 bytes. Layer: string primitives.
+#ifndef UTL_STRING_SEARCH_H
+#define UTL_STRING_SEARCH_H
+
+namespace utl::internal
+{
+
+inline bool isContinuationByte(char nByte)
+{
+    return (static_cast<unsigned char>(nByte) & 0xC0U) == 0x80U;
+}
+
+/// A byte below 0x80 or of the forms 110xxxxx, 1110xxxx, 11110xxx.
+inline bool isLeadByte(char nByte)
+{
+    return !isContinuationByte(nByte) && static_cast<unsigned char>(nByte) < 0xF8U;
+}
+
+/// Searches forward from a byte index, which moves to the next lead byte where it stands on a continuation byte.
+///
+/// npEnd:  may be null; receives the index past the match, STR_ERROR for no match and for an empty pattern. Left
+///         alone where nStart is past the end.
+/// Result: the index of the match; STR_ERROR for none and for nulls. An empty pattern gives the length of npStr.
+unsigned int findStr(char const* npStr, char const* npPattern, unsigned int nStart, unsigned int* npEnd);
+
+/// The next token of a text: characters up to the next delimiter, behind any leading delimiters. Keeps no state:
+/// pass *npEnd as nStart for the next one.
+///
+/// npEnd:  may be null; receives the index past the token, STR_ERROR where nothing is left.
+/// Result: the index where the token begins; STR_ERROR where nothing is left, for nStart past the end, a null npStr.
+unsigned int findToken(char const* npStr, char const* npDelimiters, unsigned int nStart, unsigned int* npEnd);
+
+} // namespace utl::internal
+
+#endif

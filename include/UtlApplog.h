@@ -1,0 +1,83 @@
+/// The application log: the library's only global functions, and the log types and levels. Layer: log.
+#ifndef UTL_APPLOG_H
+#define UTL_APPLOG_H
+
+#include "UtlMacros.h"
+
+namespace utl
+{
+
+class File;
+
+/// Stands in for every type that nobody registered.
+constexpr int DEFAULT_LOG_TYPE = -1;
+/// The type of this library's own messages; its prefix is "<UTIL> ".
+constexpr int UTL_LOG_TYPE = -2;
+
+// Levels. Where one is passed in, every other value, a negative one included, counts as LOG_LEVEL_DEBUG.
+constexpr int LOG_LEVEL_NONE = 0;         ///< As a filter: nothing passes. As the level of a line: it is not written.
+constexpr int LOG_LEVEL_ERROR = 1;        ///< "ERR: "
+constexpr int LOG_LEVEL_WARNING = 2;      ///< "WRN: "
+constexpr int LOG_LEVEL_INFO = 3;         ///< "INF: "
+constexpr int LOG_LEVEL_DETAIL = 4;       ///< "DTL: ", the filter of a type by default
+constexpr int LOG_LEVEL_DEBUG = 5;        ///< "DBG: "
+constexpr int LOG_LEVEL_UNKNOWN_TYPE = 6; ///< Only an answer of getFilterLevel.
+
+} // namespace utl
+
+// A line names a type, an int that stands for a subsystem, and a level. It is written where its level is not above
+// the filter of its type. It goes to the system log (levels 1 to 3), to the caller's file where there is one, to
+// standard output, and to the binary log (levels 1 to 3):
+//
+//     extern "C" void BinaryLogWrite(int, char const* npText, unsigned int nLength);
+//
+// which the process may define. The library's own weak definition does nothing.
+//
+// Threads:  any, at any moment: also from constructors and destructors of static objects, and while the process
+//           exits. Not for signal handlers. A line is never torn within one sink, but lines of two threads may come
+//           in a different order in two sinks.
+// Blocking: as long as a sink does. Locks: two leaves, held for the look at the table and for one sink call; none
+//           while a caller's file is written.
+// Memory:   stack only, about one kilobyte.
+// Errors:   what a sink makes of a line is not looked at. errno is kept.
+//
+// Caution: the system log and standard output get the finished line as a format. "%%" in it, for instance from an
+// argument of "%s", appears as "%", and "%m" as the text of errno. Every other percent sign appears as it stands.
+
+/// Opens the system log as "Corvane", with process id, console on failure, facility user. Without it the C library's
+/// defaults hold. The library never calls it.
+UTL_API void openApplog();
+
+/// Writes a stamped line: "Nov 15 08:55:34.123 <prefix of the type>ERR: <text>\r\n", local time. The system log gets
+/// prefixes and text only. Up to the line end it has at most 253 bytes; a longer one is cut to that, its last three
+/// being "...", and the cut may fall inside a character. A null format writes nothing.
+UTL_API void applog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF(3, 4);
+
+/// Writes the text alone: no stamp, no prefixes, no line end. At most 255 bytes; a longer one is cut as above.
+UTL_API void rawlog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF(3, 4);
+
+/// The same two, which also write to a file as text, what goes to standard output byte for byte, before it goes there.
+/// npFile: not owned, neither opened, closed nor flushed; one thread at a time uses it. Null: as without it.
+UTL_API void applog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);
+UTL_API void rawlog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);
+
+/// Defines a type, or redefines it, the two above included: prefix and filter.
+///
+/// npPrefix: at most 31 bytes, copied; may be empty.
+/// Result:   false for a null or a longer prefix, and for a new type when there are 64; nothing changes then.
+UTL_API bool registerLogType(int nType, char const* npPrefix, int nLevel);
+
+/// Sets the filter of every type known now.
+UTL_API void setAllFilterLevel(int nLevel);
+
+/// Sets the filter of one type; an unknown one changes nothing.
+UTL_API void setFilterLevel(int nType, int nLevel);
+
+/// Result: the filter of the type, LOG_LEVEL_UNKNOWN_TYPE where it is unknown.
+UTL_API int getFilterLevel(int nType);
+
+/// Stores a copy of a text, for the eyes of a debugger: no line shows it.
+/// Result: false for null and for more than 31 bytes; the former tag stays.
+UTL_API bool setLogTag(char const* npTag);
+
+#endif

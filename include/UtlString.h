@@ -28,7 +28,8 @@ extern UTL_API char EMPTY_CHAR;
 extern UTL_API wchar_t EMPTY_WCHAR;
 
 /// A narrow (UTF-8) and a wide form of one text; the row of all character tables, where a null mChar ends the table.
-/// Owns neither. Constants of this type and arrays of them are constant-initialised.
+/// Owns neither. Constants of this type and arrays of them are constant-initialised, and their destructors change
+/// neither member: static constructors and threads that run while the process exits find the rows whole.
 template <class C, class W>
 class DualType
 {

@@ -11,22 +11,14 @@
 namespace utl
 {
 
+using internal::lengthOf;
+using internal::lengthUpTo;
+
 char EMPTY_CHAR = 0;
 wchar_t EMPTY_WCHAR = 0;
 
 namespace
 {
-
-unsigned int lengthOf(char const* npStr)
-{
-    return static_cast<unsigned int>(std::strlen(npStr));
-}
-
-// Both limits hold, so that a source without a terminator within nMaxBytes is never read past them.
-unsigned int lengthUpTo(char const* npStr, unsigned int nMaxBytes)
-{
-    return static_cast<unsigned int>(::strnlen(npStr, nMaxBytes));
-}
 
 // The byte looked at last is the first that does not belong, so a terminator ends every read in time.
 bool hasTail(char const* npStr, unsigned int nSize)

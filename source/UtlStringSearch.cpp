@@ -9,13 +9,10 @@
 namespace utl
 {
 
+using internal::lengthOf;
+
 namespace
 {
-
-unsigned int lengthOf(char const* npStr)
-{
-    return static_cast<unsigned int>(std::strlen(npStr));
-}
 
 void store(unsigned int* npIndex, unsigned int nValue)
 {
@@ -157,7 +154,7 @@ namespace internal
 
 unsigned int findStr(char const* npStr, char const* npPattern, unsigned int nStart, unsigned int* npEnd)
 {
-    if (npStr != nullptr && ::strnlen(npStr, nStart) < nStart)
+    if (npStr != nullptr && lengthUpTo(npStr, nStart) < nStart)
     {
         return STR_ERROR;
     }
@@ -193,7 +190,7 @@ unsigned int findStr(char const* npStr, char const* npPattern, unsigned int nSta
 unsigned int findToken(char const* npStr, char const* npDelimiters, unsigned int nStart, unsigned int* npEnd)
 {
     store(npEnd, STR_ERROR);
-    if (npStr == nullptr || ::strnlen(npStr, nStart) < nStart)
+    if (npStr == nullptr || lengthUpTo(npStr, nStart) < nStart)
     {
         return STR_ERROR;
     }

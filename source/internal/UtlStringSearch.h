@@ -2,8 +2,24 @@
 #ifndef UTL_STRING_SEARCH_H
 #define UTL_STRING_SEARCH_H
 
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
 namespace utl::internal
 {
+
+inline unsigned int lengthOf(char const* npStr)
+{
+    return static_cast<unsigned int>(std::strlen(npStr));
+}
+
+/// The length, at most nMaxBytes; nothing past that is read where the limit can be the size of an object.
+inline unsigned int lengthUpTo(char const* npStr, unsigned int nMaxBytes)
+{
+    return nMaxBytes > INT_MAX ? std::min(lengthOf(npStr), nMaxBytes)
+                               : static_cast<unsigned int>(::strnlen(npStr, nMaxBytes));
+}
 
 inline bool isContinuationByte(char nByte)
 {

@@ -1,0 +1,239 @@
+/// An array with a fixed, explicitly changed capacity. Layer: sequence containers.
+#ifndef UTL_ARRAY_H
+#define UTL_ARRAY_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <type_traits>
+
+namespace utl
+{
+
+namespace internal
+{
+
+/// A block of constructed elements by array-new; null for 0. More than 4 GiB fails in the allocator everywhere,
+/// as it does where addresses have 32 bits.
+template <class T>
+T* newBlock(unsigned int nCount)
+{
+    if (nCount == 0)
+    {
+        return nullptr;
+    }
+    bool const lFits = std::uint64_t(nCount) * sizeof(T) <= UINT32_MAX;
+    return new T[lFits ? nCount : SIZE_MAX];
+}
+
+/// Assigns nCount elements from the first to the last; the target may overlap the source from below.
+template <class T>
+void assignForward(T* npTarget, T const* npSource, unsigned int nCount)
+{
+    if constexpr (std::is_trivially_copyable_v<T>)
+    {
+        if (nCount != 0)
+        {
+            std::memmove(static_cast<void*>(npTarget), npSource, std::size_t(nCount) * sizeof(T));
+        }
+    }
+    else
+    {
+        std::copy(npSource, npSource + nCount, npTarget);
+    }
+}
+
+/// The same from the last to the first; the target may overlap the source from above.
+template <class T>
+void assignBackward(T* npTarget, T const* npSource, unsigned int nCount)
+{
+    if constexpr (std::is_trivially_copyable_v<T>)
+    {
+        assignForward(npTarget, npSource, nCount);
+    }
+    else
+    {
+        std::copy_backward(npSource, npSource + nCount, npTarget + nCount);
+    }
+}
+
+} // namespace internal
+
+/// Owns one block of constructed elements, sized once; the first size() of them are in use. A full array refuses
+/// unless it was made to expand. Removed elements are not destroyed: stale copies stay behind the used ones.
+///
+/// Results:  false leaves the array as it was. Nothing is logged.
+/// Errors:   exceptions of the allocator and of the elements pass through; the array stays usable, but where an
+///           assignment threw, elements may be doubled.
+/// Threads:  no lock; the owner guards every access.
+template <class T, class A = T const&>
+class Array
+{
+public:
+    /// nMaxSize: elements, 0 for no block. nExpandMode: 1 lets insertAt() and copy() enlarge the array, by exactly
+    /// what they need; any other value fixes the capacity.
+    explicit Array(unsigned int nMaxSize, int nExpandMode = 0)
+        : mpData(internal::newBlock<T>(nMaxSize)),
+          mSize(0),
+          mMaxSize(nMaxSize),
+          mExpandMode(nExpandMode)
+    {
+    }
+
+    /// A fixed array just large enough for the used elements of the other.
+    Array(Array const& nOther)
+        : Array(nOther.mSize, 0)
+    {
+        copy(nOther, nOther.mSize);
+    }
+
+    Array& operator=(Array const&) = delete; // copy() tells how many, and whether they fit
+    virtual ~Array() { delete[] mpData; }
+
+    unsigned int size() const { return mSize; }
+    unsigned int maxSize() const { return mMaxSize; }
+
+    /// Null when nIndex is not below size(). Valid until the capacity changes.
+    T* at(unsigned int nIndex) { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }
+    T const* at(unsigned int nIndex) const { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }
+
+    /// The block, used elements first; null when the capacity is 0.
+    T const* data() const { return mpData; }
+
+    /// Makes the capacity exactly nNewMax. Elements beyond it are lost without a word; an equal capacity touches
+    /// nothing. Allocates twice, so not for a message path.
+    ///
+    /// Caution: when the allocator fails, the contents are gone, the capacity already reads nNewMax and size() is
+    /// the old one, but at() gives null; resizeMax() to a different capacity makes the array whole again.
+    bool resizeMax(unsigned int nNewMax)
+    {
+        if (nNewMax == mMaxSize)
+        {
+            return true;
+        }
+        Array const lKept(*this);
+        delete[] mpData;
+        mpData = nullptr;
+        mMaxSize = nNewMax;
+        if (nNewMax != 0)
+        {
+            mpData = internal::newBlock<T>(nNewMax);
+            if (mpData == nullptr)
+            {
+                return false;
+            }
+        }
+        mSize = 0;
+        unsigned int const lCount = std::min(lKept.mSize, nNewMax);
+        internal::assignForward(mpData, lKept.mpData, lCount);
+        mSize = lCount;
+        return true;
+    }
+
+    /// Inserts before nIndex, at the end for size(). The value may be an element of this array.
+    /// Result: false when nIndex is above size(), or the array is full and does not expand.
+    bool insertAt(unsigned int nIndex, A nValue)
+    {
+        unsigned int const lNewSize = mSize + 1;
+        if (nIndex >= lNewSize)
+        {
+            return false;
+        }
+        T const lValue(nValue); // moves along, or goes with the old block, if it lies inside
+        if (mExpandMode == 1 && lNewSize > mMaxSize)
+        {
+            resizeMax(lNewSize);
+        }
+        if (mMaxSize < lNewSize || mpData == nullptr)
+        {
+            return false;
+        }
+        internal::assignBackward(mpData + nIndex + 1, mpData + nIndex, mSize - nIndex);
+        mpData[nIndex] = lValue;
+        mSize = lNewSize;
+        return true;
+    }
+
+    /// Overwrites a used element. The value may be an element of this array; an element put on itself stays untouched.
+    /// Result: false when nIndex is not below size().
+    bool setAt(unsigned int nIndex, A nValue)
+    {
+        T* const lpTarget = at(nIndex);
+        if (lpTarget == nullptr)
+        {
+            return false;
+        }
+        T const* const lpValue = std::addressof(nValue);
+        if (lpValue == lpTarget)
+        {
+            return true;
+        }
+        if (isUsedElement(lpValue))
+        {
+            T const lValue(nValue); // dropping the old content of the target might take the source along
+            *lpTarget = lValue;
+            return true;
+        }
+        *lpTarget = nValue;
+        return true;
+    }
+
+    /// Takes over the first nCount elements of the other, at most all; -1 for all. From itself it only truncates.
+    /// Result: false when they do not fit and the array does not expand.
+    bool copy(Array const& nSource, unsigned int nCount)
+    {
+        if (&nSource == this)
+        {
+            mSize = std::min(mSize, nCount);
+            return true;
+        }
+        unsigned int const lCount = std::min(nCount, nSource.mSize);
+        if (mMaxSize < lCount && (mExpandMode != 1 || !resizeMax(lCount)))
+        {
+            return false;
+        }
+        if (nSource.mpData == nullptr)
+        {
+            mSize = 0;
+            return true;
+        }
+        if (mpData == nullptr && lCount != 0)
+        {
+            return false;
+        }
+        internal::assignForward(mpData, nSource.mpData, lCount);
+        mSize = lCount;
+        return true;
+    }
+
+    /// Shifts the later elements down by one. Nothing happens when nIndex is not below size().
+    void removeAt(unsigned int nIndex)
+    {
+        T* const lpRemoved = at(nIndex);
+        if (lpRemoved != nullptr)
+        {
+            internal::assignForward(lpRemoved, lpRemoved + 1, mSize - nIndex - 1);
+            --mSize;
+        }
+    }
+
+private:
+    bool isUsedElement(T const* npValue) const
+    {
+        std::less<T const*> const lIsBelow{};
+        return !lIsBelow(npValue, mpData) && lIsBelow(npValue, mpData + mSize);
+    }
+
+    // All guarded by the owner.
+    T* mpData;             // mMaxSize constructed elements, owned
+    unsigned int mSize;    // elements in use, at the front
+    unsigned int mMaxSize; // elements in the block
+    int mExpandMode;       // 1: grows on demand; constant
+};
+
+} // namespace utl
+
+#endif

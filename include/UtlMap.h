@@ -1,0 +1,138 @@
+/// A sorted table with unique keys, and the search in sorted tables. Layer: map.
+#ifndef UTL_MAP_H
+#define UTL_MAP_H
+
+#include "UtlArray.h"
+#include "UtlPair.h"
+
+namespace utl
+{
+
+/// Orders keys and pairs by the key's plain `<`.
+template <class K, class V>
+class CompareLessPairKey
+{
+public:
+    bool operator()(K const& nKey, Pair<K, V> const& nPair) const { return nKey < nPair.mKey; }
+    bool operator()(Pair<K, V> const& nPair, K const& nKey) const { return nPair.mKey < nKey; }
+};
+
+/// The first element of an ascending table whose key is not less than nKey; nSize when all are less.
+/// nCompare: takes (key, element) and (element, key).
+/// Result:   -1 for an unusable table: null, also with nSize 0, or of more than INT_MAX elements.
+template <class K, class E, class Cmp>
+unsigned int searchPosition(K const& nKey, E const* npData, unsigned int nSize, Cmp nCompare)
+{
+    if (npData == nullptr || static_cast<int>(nSize) < 0)
+    {
+        return static_cast<unsigned int>(-1);
+    }
+    unsigned int lLow = 0;
+    for (unsigned int lCount = nSize; lCount != 0;)
+    {
+        unsigned int const lHalf = lCount / 2;
+        bool const lIsBelow = nCompare(npData[lLow + lHalf], nKey);
+        lLow = lIsBelow ? lLow + lHalf + 1 : lLow;
+        lCount = lIsBelow ? lCount - lHalf - 1 : lHalf;
+    }
+    return lLow;
+}
+
+/// The first element with that key, or null. An empty or unusable table is not read.
+template <class K, class E, class Cmp>
+E const* searchBinary(K const& nKey, E const* npData, unsigned int nSize, Cmp nCompare)
+{
+    if (nSize == 0)
+    {
+        return nullptr;
+    }
+    unsigned int const lPosition = searchPosition(nKey, npData, nSize, nCompare);
+    if (lPosition >= nSize || nCompare(nKey, npData[lPosition]))
+    {
+        return nullptr;
+    }
+    return npData + lPosition;
+}
+
+/// Pairs in ascending order of their unique keys, in an array of fixed capacity; a full map refuses new keys.
+/// Finding takes logarithmic time and allocates nothing; inserting and erasing shift by assignment.
+///
+/// Errors:   what the allocator or an assignment throws passes through. Nothing is logged.
+/// Threads:  no lock; the owner guards every access.
+template <class K, class V, class KA = K const&, class VA = V const&, class Cmp = CompareLessPairKey<K, V>>
+class Map
+{
+public:
+    using Element = Pair<K, V>;
+
+    /// nMaxSize: pairs. nExpandMode: that of the array. A map of capacity 0 refuses every key in any mode.
+    explicit Map(unsigned int nMaxSize, int nExpandMode = 0)
+        : mArray(nMaxSize, nExpandMode)
+    {
+    }
+    Map(Map const&) = default; ///< As for Array: just large enough, fixed.
+    virtual ~Map() = default;
+
+    unsigned int size() const { return mArray.size(); }
+    unsigned int maxSize() const { return mArray.maxSize(); }
+
+    /// The pair at a position in ascending order, or null when nIndex is not below size().
+    /// Caution: a changed mKey breaks the order and with it every search; change mValue alone.
+    Element* at(unsigned int nIndex) { return mArray.at(nIndex); }
+    Element const* at(unsigned int nIndex) const { return mArray.at(nIndex); }
+
+    /// Adds a pair, or overwrites the one that has the key.
+    /// Result: false when the key is new and the map full.
+    bool insert(KA nKey, VA nValue)
+    {
+        unsigned int const lPosition = position(nKey);
+        if (lPosition == static_cast<unsigned int>(-1))
+        {
+            return false;
+        }
+        Element const lElement(nKey, nValue);
+        return holds(lPosition, nKey) ? mArray.setAt(lPosition, lElement) : mArray.insertAt(lPosition, lElement);
+    }
+
+    /// The pair with the key, or null. Valid until the map changes.
+    Element* find(KA nKey) { return const_cast<Element*>(static_cast<Map const*>(this)->find(nKey)); }
+    Element const* find(KA nKey) const
+    {
+        return searchBinary<K, Element, Cmp>(nKey, mArray.data(), mArray.size(), mCompare);
+    }
+
+    /// Result: false when there is no such key.
+    bool erase(KA nKey)
+    {
+        unsigned int const lPosition = position(nKey);
+        if (!holds(lPosition, nKey))
+        {
+            return false;
+        }
+        mArray.removeAt(lPosition);
+        return true;
+    }
+
+    /// The array behind, for resizeMax() and copy().
+    /// Caution: whatever is written through it must leave the keys strictly ascending.
+    Array<Element, Element const&>& array() { return mArray; }
+    Array<Element, Element const&> const& array() const { return mArray; }
+
+private:
+    unsigned int position(K const& nKey) const
+    {
+        return searchPosition<K, Element, Cmp>(nKey, mArray.data(), mArray.size(), mCompare);
+    }
+
+    bool holds(unsigned int nPosition, K const& nKey) const
+    {
+        return nPosition < mArray.size() && !mCompare(nKey, mArray.data()[nPosition]);
+    }
+
+    Array<Element, Element const&> mArray; // guarded by the owner; strictly ascending by key
+    Cmp mCompare;                          // constant, empty
+};
+
+} // namespace utl
+
+#endif

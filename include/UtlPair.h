@@ -1,0 +1,38 @@
+/// A key and a value, the element of a Map. Layer: sequence containers.
+#ifndef UTL_PAIR_H
+#define UTL_PAIR_H
+
+namespace utl
+{
+
+/// Made without arguments, numbers and pointers in it are not set. No lock; the owner guards it.
+template <class K, class V>
+class Pair
+{
+public:
+    Pair() = default;
+    Pair(K const& nKey, V const& nValue)
+        : mKey(nKey),
+          mValue(nValue)
+    {
+    }
+    Pair(Pair const&) = default;
+    virtual ~Pair() = default;
+
+    Pair& operator=(Pair const& nOther)
+    {
+        if (this != &nOther)
+        {
+            mKey = nOther.mKey;
+            mValue = nOther.mValue;
+        }
+        return *this;
+    }
+
+    K mKey;   // guarded by the owner
+    V mValue; // guarded by the owner
+};
+
+} // namespace utl
+
+#endif

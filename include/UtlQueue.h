@@ -1,0 +1,207 @@
+/// A circular store and the first-in-first-out queue on it. Layer: sequence containers.
+#ifndef UTL_QUEUE_H
+#define UTL_QUEUE_H
+
+#include "UtlArray.h"
+
+#include <algorithm>
+
+namespace utl
+{
+
+/// Owns one block of constructed elements, sized for life, and uses it in a circle. Logical index 0 is the oldest
+/// element. A full ring refuses; it neither overwrites nor grows, and nothing allocates after construction. Dropped
+/// elements are not destroyed. Runs of trivially copyable elements move as blocks.
+///
+/// Results:  false leaves the ring as it was. Nothing is logged.
+/// Errors:   exceptions of the elements' assignment pass through and leave size() as it was.
+/// Threads:  no lock; the owner guards every access.
+template <class T, class A = T const&>
+class RingArray
+{
+public:
+    explicit RingArray(unsigned int nMaxCount)
+        : mpData(internal::newBlock<T>(nMaxCount)),
+          mCount(0),
+          mMaxCount(nMaxCount),
+          mHead(0)
+    {
+    }
+    RingArray(RingArray const&) = delete;
+    RingArray& operator=(RingArray const&) = delete;
+    virtual ~RingArray() { delete[] mpData; }
+
+    unsigned int size() const { return mCount; }
+    unsigned int maxSize() const { return mMaxCount; }
+
+    /// Where in the block a logical index lies, within one turn either way: a negative index counts back from the head.
+    int physicalIndex(int nIndex) const
+    {
+        int const lIndex = mHead + nIndex;
+        int const lMax = static_cast<int>(mMaxCount);
+        if (lIndex < 0)
+        {
+            return lIndex + lMax;
+        }
+        return lIndex < lMax ? lIndex : lIndex - lMax;
+    }
+
+    /// Null when nIndex is not below size(). The place is reused once the element is dropped.
+    T* at(unsigned int nIndex) { return nIndex < mCount ? mpData + slot(nIndex) : nullptr; }
+    T const* at(unsigned int nIndex) const { return nIndex < mCount ? mpData + slot(nIndex) : nullptr; }
+
+    /// Appends. Result: false when full.
+    bool push(A nValue)
+    {
+        if (mCount >= mMaxCount)
+        {
+            return false;
+        }
+        mpData[slot(mCount)] = nValue;
+        ++mCount;
+        return true;
+    }
+
+    /// Appends a run as a whole. Result: false when not all of it fits, or for a null with a count.
+    bool pushAll(T const* npValues, unsigned int nCount)
+    {
+        if (nCount > mMaxCount - mCount || (npValues == nullptr && nCount != 0))
+        {
+            return false;
+        }
+        if (nCount != 0)
+        {
+            unsigned int const lSlot = slot(mCount);
+            unsigned int const lRun = std::min(nCount, mMaxCount - lSlot);
+            internal::assignForward(mpData + lSlot, npValues, lRun);
+            internal::assignForward(mpData, npValues + lRun, nCount - lRun);
+            mCount += nCount;
+        }
+        return true;
+    }
+
+    /// Copies at most nCount elements from a logical index on, and leaves them in place.
+    /// npTarget: room for nCount elements outside the ring. Result: elements copied.
+    unsigned int copyOut(unsigned int nIndex, T* npTarget, unsigned int nCount) const
+    {
+        if (nIndex >= mCount)
+        {
+            return 0;
+        }
+        unsigned int const lCount = std::min(nCount, mCount - nIndex);
+        unsigned int const lSlot = slot(nIndex);
+        unsigned int const lRun = std::min(lCount, mMaxCount - lSlot);
+        internal::assignForward(npTarget, mpData + lSlot, lRun);
+        internal::assignForward(npTarget + lRun, mpData, lCount - lRun);
+        return lCount;
+    }
+
+    /// Drops the oldest element, if any, by moving the head.
+    void pop() { pop(1); }
+
+    /// Drops the oldest nCount elements, at most all, by moving the head.
+    void pop(unsigned int nCount)
+    {
+        unsigned int const lCount = std::min(nCount, mCount);
+        if (lCount != 0)
+        {
+            mHead = static_cast<int>(slot(lCount));
+            mCount -= lCount;
+        }
+    }
+
+    /// Takes back the newest nCount elements. Result: false for 0, and for more than there are.
+    bool popBack(unsigned int nCount)
+    {
+        if (nCount == 0 || nCount > mCount)
+        {
+            return false;
+        }
+        mCount -= nCount;
+        return true;
+    }
+
+    /// Removes at most nCount elements from a logical index on by shifting the newer ones; the head stays, also
+    /// for index 0. Linear in the elements behind the run; pop() drops the oldest at no such cost.
+    void erase(unsigned int nIndex, unsigned int nCount)
+    {
+        if (nIndex >= mCount)
+        {
+            return;
+        }
+        unsigned int const lCount = std::min(nCount, mCount - nIndex);
+        if (lCount == 0)
+        {
+            return;
+        }
+        unsigned int const lNewCount = mCount - lCount;
+        for (unsigned int lIndex = nIndex; lIndex < lNewCount;)
+        {
+            // As far as neither end meets the end of the block: three pieces at most.
+            unsigned int const lTo = slot(lIndex);
+            unsigned int const lFrom = slot(lIndex + lCount);
+            unsigned int const lRun = std::min(lNewCount - lIndex, mMaxCount - std::max(lTo, lFrom));
+            internal::assignForward(mpData + lTo, mpData + lFrom, lRun);
+            lIndex += lRun;
+        }
+        mCount = lNewCount;
+    }
+
+    /// Drops everything and puts the head back to the front of the block.
+    void clear()
+    {
+        mCount = 0;
+        mHead = 0;
+    }
+
+private:
+    /// physicalIndex() for indices from 0 to mMaxCount, with one comparison.
+    unsigned int slot(unsigned int nIndex) const
+    {
+        unsigned int const lHead = static_cast<unsigned int>(mHead);
+        unsigned int const lBeforeWrap = mMaxCount - lHead;
+        return nIndex < lBeforeWrap ? lHead + nIndex : nIndex - lBeforeWrap;
+    }
+
+    // All guarded by the owner.
+    T* mpData;              // mMaxCount constructed elements, owned
+    unsigned int mCount;    // elements stored
+    unsigned int mMaxCount; // capacity, constant
+    int mHead;              // physical index of logical element 0
+};
+
+/// The first-in-first-out face of a RingArray. Members do, give and leave what those of the same names there do.
+template <class T>
+class Queue
+{
+public:
+    explicit Queue(unsigned int nMaxCount)
+        : mRing(nMaxCount)
+    {
+    }
+    virtual ~Queue() = default;
+
+    unsigned int size() const { return mRing.size(); }
+    unsigned int maxSize() const { return mRing.maxSize(); }
+    T* at(unsigned int nIndex) { return mRing.at(nIndex); }
+    T const* at(unsigned int nIndex) const { return mRing.at(nIndex); }
+
+    bool push(T const& nValue) { return mRing.push(nValue); }
+    bool pushAll(T const* npValues, unsigned int nCount) { return mRing.pushAll(npValues, nCount); }
+    unsigned int copyOut(unsigned int nIndex, T* npTarget, unsigned int nCount) const
+    {
+        return mRing.copyOut(nIndex, npTarget, nCount);
+    }
+    void pop() { mRing.pop(); }
+    void pop(unsigned int nCount) { mRing.pop(nCount); }
+    bool popBack(unsigned int nCount) { return mRing.popBack(nCount); }
+    void erase(unsigned int nIndex, unsigned int nCount) { mRing.erase(nIndex, nCount); }
+    void clear() { mRing.clear(); }
+
+private:
+    RingArray<T, T const&> mRing; // guarded by the owner
+};
+
+} // namespace utl
+
+#endif

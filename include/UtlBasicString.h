@@ -1,0 +1,103 @@
+/// The owning UTF-8 string. Layer: string class.
+#ifndef UTL_BASIC_STRING_H
+#define UTL_BASIC_STRING_H
+
+#include "UtlString.h"
+
+#include <memory>
+
+namespace utl
+{
+
+/// A terminated text in a heap buffer with an explicit capacity. T is char.
+///
+/// Capacity:  in bytes, terminator included, at least 1. copy() and replace() enlarge it only in expand mode 1, the
+///            operators always; only resizeMax() makes it smaller. An empty default string has no buffer of its own.
+/// Ownership: owns its buffer and copies what it is given; pointers from c_str() end with the next change. Arguments
+///            may point into the string itself.
+/// Threads:   one at a time uses an object.
+/// Errors:    nothing is logged. Where memory runs out the allocator's exception passes through, nothing changed.
+template <class T>
+class BasicString
+{
+public:
+    /// Empty: capacity 1, expand mode 0, no heap. Constant-initialised.
+    constexpr BasicString()
+        : mpData(&EMPTY_CHAR),
+          mMaxSize(1),
+          mExpandMode(0),
+          mIsShared(true)
+    {
+    }
+
+    /// Empty, zero-filled. nMaxSize: the capacity; 0 counts as 1.
+    BasicString(unsigned int nMaxSize, int nExpandMode);
+
+    /// npText:   null counts as empty.
+    /// nMaxSize: the capacity, raised to what the text needs; 0 for just that.
+    BasicString(T const* npText, unsigned int nMaxSize, int nExpandMode);
+
+    /// A copy with expand mode 0 and just the capacity that the text needs.
+    BasicString(BasicString const& nOther)
+        : BasicString(nOther.mpData, 0, 0)
+    {
+    }
+
+    virtual ~BasicString();
+
+    /// Assigns the whole text, null meaning empty. The capacity grows to exactly what is needed and never shrinks.
+    BasicString& operator=(T const* npText);
+
+    /// Assigns the text; capacity as above, the expand mode stays.
+    BasicString& operator=(BasicString const& nOther) { return *this = static_cast<T const*>(nOther.mpData); }
+
+    /// Appends, null meaning empty. Where room is short the capacity grows by the text's length plus 1.
+    BasicString& operator+=(T const* npText);
+
+    /// Sets the capacity in any expand mode, keeping the whole characters that fit. 0 and 1 empty the string and
+    /// give its buffer back.
+    /// Result: false where a cut of malformed text finds no character's start: the string is then empty.
+    bool resizeMax(unsigned int nMaxSize);
+
+    /// Replaces the content by at most nMaxBytes bytes of a text (STR_ALL: all of it).
+    ///
+    /// nMode:  1 cuts to the capacity at a character boundary, any other value means all or nothing.
+    /// Result: false for null, no room, malformed text in mode 1: the text is unchanged, in expand mode 1 the
+    ///         capacity may have grown.
+    /// Caution: nMaxBytes 0 gives true and keeps the old text; assign "" to empty the string.
+    bool copy(T const* npText, unsigned int nMaxBytes, int nMode);
+
+    /// Replaces every npPattern. Takes the StaticBuffer's lock and one scratch row.
+    ///
+    /// nMode:  as in copy().
+    /// Result: false for nulls and for text of WorkingBuffer<T>::CAPACITY bytes or more: the text is unchanged; false
+    ///         for no room and for malformed text in mode 1: it holds what was written until then.
+    /// Caution: an empty replacement drops everything behind the first match, see replaceStr(); use eraseStrSpan().
+    bool replace(T const* npPattern, T const* npReplacement, int nMode);
+
+    /// The text, never null. Writers stay within maxSize() and leave a terminator.
+    T* c_str() { return mpData; }
+    T const* c_str() const { return mpData; }
+
+    /// The capacity in bytes, terminator included.
+    unsigned int maxSize() const { return mMaxSize; }
+
+private:
+    std::unique_ptr<T[]> exchangeBuffer(std::unique_ptr<T[]> nBuffer, unsigned int nMaxSize);
+    bool isOwnText(T const* npText) const;
+    unsigned int occurrences(T const* npPattern) const;
+
+    T* mpData;             // owned unless shared; a shared one is never written
+    unsigned int mMaxSize; // bytes, at least 1 and more than the text's length
+    int mExpandMode;       // constant but for the constructors
+    bool mIsShared;        // mpData is EMPTY_CHAR
+};
+
+extern template class UTL_API BasicString<char>;
+
+} // namespace utl
+
+/// A new string of expand mode 0 and just the capacity it needs: npLeft, null meaning empty, then nRight.
+UTL_API utl::BasicString<char> operator+(char const* npLeft, utl::BasicString<char> const& nRight);
+
+#endif

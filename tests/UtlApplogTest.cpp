@@ -1,0 +1,342 @@
+#include "UtlApplog.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "internal/UtlLogFileSink.h"
+#include "support/Faults.h"
+#include "support/Gate.h"
+#include "support/LogCapture.h"
+
+using namespace utl;
+
+namespace
+{
+
+using Lines = std::vector<std::string>;
+
+std::mutex gMutex;
+Lines gSyslog; // "<priority> <text>"
+Lines gBinary;
+
+void captureSyslog(int nPriority, char const* npFormat)
+{
+    std::lock_guard<std::mutex> lGuard(gMutex);
+    gSyslog.push_back(std::to_string(nPriority) + " " + npFormat);
+    errno = EBADF;
+}
+
+/// Logs before any constructor of the library ran, where the library's objects come after it.
+struct Early
+{
+    Early() { applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "rejected"); }
+    int const mFilterLevel = getFilterLevel(UTL_LOG_TYPE);
+};
+__attribute__((init_priority(101))) Early gEarly;
+
+/// All sinks, the clock at Thu Nov 15 2007, 08:55:34.123999, and filters as they are at the start.
+class ApplogTest : public testing::Test
+{
+protected:
+    ApplogTest()
+    {
+        ::setenv("TZ", "UTC", 1);
+        gSyslog.clear();
+        gBinary.clear();
+        sSeconds = 1195116934;
+    }
+    ~ApplogTest() override { setAllFilterLevel(LOG_LEVEL_DETAIL); }
+
+    Lines console() const { return mConsole.rawLines(); }
+
+    static inline std::atomic<long> sSeconds{0};
+    utl::test::LogCapture mConsole;
+    utl::test::Replaced<void(int, char const*)> mSyslog{&internal::SystemCalls::mSyslog, captureSyslog};
+    utl::test::Replaced<int(timeval*)> mClock{&internal::SystemCalls::mGettimeofday, [](timeval* npTime)
+                                              {
+                                                  npTime->tv_sec = sSeconds;
+                                                  npTime->tv_usec = 123999;
+                                                  errno = EBADF;
+                                                  return 0;
+                                              }};
+};
+
+} // namespace
+
+extern "C" void BinaryLogWrite(int nKind, char const* npText, unsigned int nLength)
+{
+    EXPECT_EQ(3, nKind);
+    std::lock_guard<std::mutex> lGuard(gMutex);
+    gBinary.emplace_back(npText, nLength);
+}
+
+namespace
+{
+
+TEST_F(ApplogTest, EachLevelHasItsPrefixAndItsSinks)
+{
+    setFilterLevel(UTL_LOG_TYPE, LOG_LEVEL_DEBUG);
+    struct
+    {
+        int mLevel;
+        std::string mPrefix;   // empty: not written
+        std::string mPriority; // empty: not to the system log nor the binary log
+    } const ROWS[] = {{0, "", ""},      {1, "ERR: ", "3"}, {2, "WRN: ", "4"}, {3, "INF: ", "6"},
+                      {4, "DTL: ", ""}, {5, "DBG: ", ""},  {6, "DBG: ", ""},  {-1, "DBG: ", ""}};
+    for (auto const& lRow : ROWS)
+    {
+        mConsole.clear();
+        gSyslog.clear();
+        gBinary.clear();
+        applog(UTL_LOG_TYPE, lRow.mLevel, "text %d", 7);
+        rawlog(UTL_LOG_TYPE, lRow.mLevel, "raw %d", 8);
+        std::string const lText = "<UTIL> " + lRow.mPrefix + "text 7";
+        Lines const lLines{"Nov 15 08:55:34.123 " + lText + "\r\n", "raw 8"};
+        EXPECT_EQ(lRow.mPrefix.empty() ? Lines{} : lLines, console()) << lRow.mLevel;
+        EXPECT_EQ(lRow.mPriority.empty() ? Lines{} : lLines, gBinary) << lRow.mLevel;
+        Lines const lSystem{lRow.mPriority + " " + lText, lRow.mPriority + " raw 8"};
+        EXPECT_EQ(lRow.mPriority.empty() ? Lines{} : lSystem, gSyslog) << lRow.mLevel;
+    }
+    sSeconds = 1194252934; // Nov 5
+    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", "");
+    EXPECT_EQ("Nov  5 08:55:34.123 <UTIL> ERR: \r\n", console().back());
+    std::size_t const lBinaryLines = gBinary.size();
+    rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", "");
+    EXPECT_EQ("3 ", gSyslog.back());
+    EXPECT_EQ(lBinaryLines, gBinary.size());
+}
+
+TEST_F(ApplogTest, FilterOfTheTypeDecides)
+{
+    int const UNKNOWN = 4711;
+    ASSERT_TRUE(registerLogType(1, "one ", LOG_LEVEL_WARNING));
+    setFilterLevel(UNKNOWN, LOG_LEVEL_DEBUG);
+    EXPECT_EQ(LOG_LEVEL_UNKNOWN_TYPE, getFilterLevel(UNKNOWN));
+    EXPECT_EQ(LOG_LEVEL_DETAIL, getFilterLevel(DEFAULT_LOG_TYPE));
+
+    auto const lAll = [&]
+    {
+        mConsole.clear();
+        char const* const lpNone = nullptr;
+        for (int lLevel = LOG_LEVEL_ERROR; lLevel <= LOG_LEVEL_DEBUG; ++lLevel)
+        {
+            applog(1, lLevel, "x");
+            applog(UNKNOWN, lLevel, "y");
+            applog(1, lLevel, lpNone);
+            rawlog(1, lLevel, lpNone);
+        }
+        return mConsole.lines();
+    };
+    EXPECT_EQ((Lines{"one ERR: x", "ERR: y", "one WRN: x", "WRN: y", "INF: y", "DTL: y"}), lAll());
+    setFilterLevel(DEFAULT_LOG_TYPE, LOG_LEVEL_NONE);
+    EXPECT_EQ((Lines{"one ERR: x", "one WRN: x"}), lAll());
+    setAllFilterLevel(LOG_LEVEL_ERROR);
+    EXPECT_EQ((Lines{"one ERR: x", "ERR: y"}), lAll());
+    for (int lLevel : {-1, 6, 5})
+    {
+        setFilterLevel(1, LOG_LEVEL_NONE);
+        setFilterLevel(1, lLevel);
+        EXPECT_EQ(LOG_LEVEL_DEBUG, getFilterLevel(1)) << lLevel;
+    }
+}
+
+TEST_F(ApplogTest, TypesAreRegisteredUpToTheLimits)
+{
+    std::string const lLongest(31, 'p');
+    EXPECT_TRUE(registerLogType(2, lLongest.c_str(), -1));
+    EXPECT_EQ(LOG_LEVEL_DEBUG, getFilterLevel(2));
+    EXPECT_FALSE(registerLogType(2, (lLongest + "p").c_str(), 1));
+    EXPECT_FALSE(registerLogType(2, nullptr, 1));
+    EXPECT_EQ(LOG_LEVEL_DEBUG, getFilterLevel(2));
+    applog(2, LOG_LEVEL_ERROR, "x");
+    EXPECT_TRUE(registerLogType(2, "", 1));
+    applog(2, LOG_LEVEL_ERROR, "x");
+    EXPECT_EQ((Lines{lLongest + "ERR: x", "ERR: x"}), mConsole.lines());
+    for (int lType = 1; lType <= 62; ++lType)
+    {
+        EXPECT_TRUE(registerLogType(lType, "t", 1));
+    }
+    EXPECT_FALSE(registerLogType(63, "t", 1));
+    EXPECT_TRUE(registerLogType(62, "t", 2));
+    EXPECT_TRUE(registerLogType(DEFAULT_LOG_TYPE, "dft ", 1));
+    applog(63, LOG_LEVEL_ERROR, "x");
+    EXPECT_EQ("dft ERR: x", mConsole.lines().back());
+    EXPECT_TRUE(registerLogType(DEFAULT_LOG_TYPE, "", 4));
+
+    EXPECT_TRUE(setLogTag(lLongest.c_str()));
+    EXPECT_FALSE(setLogTag((lLongest + "p").c_str()));
+    EXPECT_FALSE(setLogTag(nullptr));
+}
+
+TEST_F(ApplogTest, LongLinesAreCutAndMarked)
+{
+    std::string const lHead = "Nov 15 08:55:34.123 <UTIL> ERR: ";
+    for (std::size_t lLength : {252U, 253U, 254U, 255U, 256U, 300U, 2000U})
+    {
+        mConsole.clear();
+        std::string const lRaw(lLength, 'x');
+        std::string const lTimed = lHead + std::string(lLength - lHead.size(), 'x');
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", lTimed.c_str() + lHead.size());
+        rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", lRaw.c_str());
+        EXPECT_EQ((Lines{(lLength <= 253 ? lTimed : lTimed.substr(0, 250) + "...") + "\r\n",
+                         lLength <= 255 ? lRaw : lRaw.substr(0, 252) + "..."}),
+                  console());
+    }
+    // The most that the sinks' formats can grow.
+    mConsole.clear();
+    rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", std::string("%s").append(253, '%').c_str());
+    EXPECT_EQ("%s" + std::string(127, '%'), console().at(0));
+}
+
+TEST_F(ApplogTest, PercentSignsReachTheFormatSinksDefined)
+{
+    struct
+    {
+        char const* mpText;
+        std::string mShown; // by a sink that takes a format
+    } const ROWS[] = {
+        {"50%", "50%"},
+        {"%%", "%"},
+        {"%%%", "%%"},
+        {"%d %s %n", "%d %s %n"},
+        {"%%d", "%d"},
+        {"%%%d", "%%d"},
+        {"%5m|%", "%5m|%"},
+        {"a%%%%b", "a%%b"},
+        {"%\xE3\x81\x82", "%\xE3\x81\x82"},
+        {"why: %m", "why: " + std::string(std::strerror(ENOENT))},
+    };
+    for (auto const& lRow : ROWS)
+    {
+        mConsole.clear();
+        errno = ENOENT;
+        rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", lRow.mpText);
+        EXPECT_EQ(ENOENT, errno);
+        EXPECT_EQ(Lines{lRow.mShown}, console());
+        EXPECT_EQ(lRow.mpText, gBinary.back());
+        char lSystem[100];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security" // a format by contract of the sink
+        std::snprintf(lSystem, sizeof(lSystem), gSyslog.back().c_str());
+#pragma GCC diagnostic pop
+        EXPECT_EQ("3 " + lRow.mShown, lSystem);
+    }
+    errno = ENOENT;
+    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%m"); // read by our own formatting, after the clock spoilt errno
+    EXPECT_EQ("<UTIL> ERR: " + std::string(std::strerror(ENOENT)), mConsole.lines().back());
+    EXPECT_EQ(ENOENT, errno);
+}
+
+/// A caller's file.
+class Collector : public internal::LogFileSink
+{
+public:
+    explicit Collector(test::LogCapture const& nConsole)
+        : mConsole(nConsole)
+    {
+    }
+
+    void write(char const* npText) override
+    {
+        mLines.emplace_back(npText);
+        mConsoleLines = mConsole.rawLines().size();
+        test::Gate lHasLogged;
+        std::thread lOther(
+            [&]
+            {
+                rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "other");
+                lHasLogged.open();
+            });
+        EXPECT_TRUE(lHasLogged.wait()); // no lock of the log is held here
+        lOther.join();
+    }
+
+    template <class F>
+    void log(F npFunction, int nLevel, char const* npFormat, ...)
+    {
+        va_list lArguments;
+        va_start(lArguments, npFormat);
+        npFunction(UTL_LOG_TYPE, nLevel, this, npFormat, lArguments);
+        va_end(lArguments);
+    }
+
+    Lines mLines;
+    std::size_t mConsoleLines = 99; // when the last one came
+
+private:
+    test::LogCapture const& mConsole;
+};
+
+TEST_F(ApplogTest, CallersFileComesFirstAndGetsTheTextAsItStands)
+{
+    Collector lFile(mConsole);
+    lFile.log(internal::writeLog, LOG_LEVEL_DEBUG, "no");
+    EXPECT_EQ(Lines{}, lFile.mLines);
+    setFilterLevel(UTL_LOG_TYPE, LOG_LEVEL_DEBUG);
+    lFile.log(internal::writeLog, LOG_LEVEL_DEBUG, "100%% of %d", 5);
+    EXPECT_EQ(0U, lFile.mConsoleLines);
+    lFile.log(internal::writeRawLog, LOG_LEVEL_DEBUG, "%%%%");
+    EXPECT_EQ((Lines{"Nov 15 08:55:34.123 <UTIL> DBG: 100% of 5\r\n", "%%"}), lFile.mLines);
+    EXPECT_EQ(4U, console().size());
+}
+
+TEST_F(ApplogTest, LinesOfManyThreadsStayWhole)
+{
+    int const ROUNDS = 300;
+    auto const lLog = [](char nMark)
+    {
+        std::string const lText(100, nMark);
+        for (int lRound = 0; lRound < ROUNDS; ++lRound)
+        {
+            applog(3, LOG_LEVEL_ERROR, "%s", lText.c_str());
+        }
+    };
+    registerLogType(3, "even ", 4);
+    std::thread lFirst(lLog, 'a');
+    std::thread lSecond(lLog, 'b');
+    for (int lRound = 0; lRound < ROUNDS; ++lRound)
+    {
+        registerLogType(3, lRound % 2 == 0 ? "even " : "unusual ", 4);
+    }
+    lFirst.join();
+    lSecond.join();
+    EXPECT_EQ(2U * static_cast<unsigned int>(ROUNDS), mConsole.lines().size());
+    for (std::string const& lLine : mConsole.lines())
+    {
+        std::size_t const lStart = lLine.find("ERR: ");
+        ASSERT_NE(std::string::npos, lStart);
+        std::string const lPrefix = lLine.substr(0, lStart);
+        EXPECT_TRUE(lPrefix == "even " || lPrefix == "unusual ") << lLine;
+        EXPECT_EQ(std::string(100, lLine.back()), lLine.substr(lStart + 5));
+    }
+}
+
+TEST(Applog, WorksBeforeMainAndWhileTheProcessExits)
+{
+    EXPECT_EQ(LOG_LEVEL_DETAIL, gEarly.mFilterLevel);
+    auto const lExitWhileLogging = []
+    {
+        utl::internal::gSystem.mPrintf.exchange([](char const* npFormat) { EXPECT_STREQ("last", npFormat); });
+        std::thread(
+            []
+            {
+                for (;;)
+                {
+                    rawlog(UTL_LOG_TYPE, LOG_LEVEL_DETAIL, "last");
+                }
+            })
+            .detach();
+        std::atexit([] { rawlog(UTL_LOG_TYPE, LOG_LEVEL_DETAIL, "last"); });
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(lExitWhileLogging(), testing::ExitedWithCode(0), "");
+}
+
+} // namespace

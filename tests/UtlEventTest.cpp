@@ -1,0 +1,215 @@
+#include "UtlEvent.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/Faults.h"
+#include "support/Gate.h"
+#include "support/LogCapture.h"
+
+namespace
+{
+
+using utl::Event;
+using utl::internal::SystemCalls;
+using utl::test::longMs;
+
+constexpr int ONE_SIDED = 0;
+constexpr int TWO_SIDED = 1;
+
+/// One side of a two-sided event, so that a test can run for both.
+struct Side
+{
+    int (Event::*mWait)(unsigned int) const;
+    void (Event::*mReach)();
+    void (Event::*mLeave)();
+    char const* mpName;
+};
+Side const SIDES[] = {{&Event::waitToOn, &Event::setOn, &Event::setOff, "mOn"},
+                      {&Event::waitToOff, &Event::setOff, &Event::setOn, "mOff"}};
+
+/// The monotonic clock, moved by an offset, with its reads counted. A timed wait reads it twice before it lets go of
+/// the event: after that, a set finds the waiter asleep.
+std::atomic<int> gReads{0};
+std::atomic<int> gOffsetS{0};
+int movedClock(clockid_t nClock, timespec* npTime)
+{
+    int const lResult = ::clock_gettime(nClock, npTime);
+    npTime->tv_sec += gOffsetS;
+    ++gReads;
+    return lResult;
+}
+
+TEST(Event, HasTheStateOfItsSides)
+{
+    for (int lTwoSided : {0, 1, 2})
+    {
+        for (int lInitialOn : {0, 1, -5})
+        {
+            Event lEvent(lInitialOn, lTwoSided);
+            EXPECT_EQ(lInitialOn != 0, lEvent.isOn());
+            EXPECT_EQ(lInitialOn == 0, lEvent.isOff());
+            lEvent.setOff();
+            EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(1));
+            EXPECT_EQ(lTwoSided == 1 ? 0 : Event::FAILED, lEvent.waitToOff(0));
+            lEvent.setOn();
+            EXPECT_FALSE(lEvent.isOff());
+            EXPECT_EQ(0, lEvent.waitToOn(0));
+            EXPECT_EQ(lTwoSided == 1 ? Event::TIMED_OUT : Event::FAILED, lEvent.waitToOff(1));
+        }
+    }
+}
+
+TEST(Event, TimesOutNotTooEarly)
+{
+    Event lEvent(0, ONE_SIDED);
+    auto const lStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(30));
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(30));
+    EXPECT_TRUE(lEvent.isOff());
+}
+
+TEST(Event, LimitsBeyondTheSignedRangeEndAtOnce)
+{
+    static long sNanoseconds;
+    utl::test::Replaced lClock(&SystemCalls::mClockGettime,
+                               [](clockid_t nClock, timespec* npTime)
+                               {
+                                   int const lResult = ::clock_gettime(nClock, npTime);
+                                   npTime->tv_nsec = sNanoseconds;
+                                   return lResult;
+                               });
+    Event const lEvent(0, ONE_SIDED);
+    sNanoseconds = 0; // less 1 ms is no time
+    EXPECT_EQ(Event::FAILED, lEvent.waitToOn(0xFFFFFFFFU));
+    EXPECT_EQ(Event::FAILED, lEvent.waitToOn(0x80000000U));
+    sNanoseconds = 999000000; // less 648 ms and many seconds is a time in the past
+    EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(0x80000000U));
+    EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(1)); // carries into the seconds
+}
+
+TEST(Event, WaitFailsWithTheClock)
+{
+    utl::test::LogCapture lLog;
+    utl::test::FailNth<&SystemCalls::mClockGettime> lFault(0, EINVAL);
+    EXPECT_EQ(Event::FAILED, Event(0, ONE_SIDED).waitToOn(longMs()));
+}
+
+TEST(Event, WaitsOnForTheRestAfterAPulse)
+{
+    utl::test::Replaced lClock(&SystemCalls::mClockGettime, movedClock);
+    for (Side const& lSide : SIDES)
+    {
+        utl::test::LogCapture lLog;
+        Event lEvent(0, TWO_SIDED);
+        (lEvent.*lSide.mLeave)();
+        // A waiter may be quick enough to see the flag before the pulse is over; then there is another one.
+        for (int lTry = 0; lTry < 1000 && lLog.count("Retry wait") == 0; ++lTry)
+        {
+            gReads = 0;
+            std::atomic<bool> lIsBack{false};
+            std::thread lWaiter(
+                [&]
+                {
+                    EXPECT_EQ(0, (lEvent.*lSide.mWait)(600000));
+                    lIsBack = true;
+                });
+            EXPECT_TRUE(utl::test::waitUntil([] { return gReads >= 2; }));
+            (lEvent.*lSide.mReach)();
+            (lEvent.*lSide.mLeave)();
+            EXPECT_TRUE(utl::test::waitUntil([&] { return lIsBack || lLog.count("Retry wait") != 0; }));
+            (lEvent.*lSide.mReach)();
+            lWaiter.join();
+            (lEvent.*lSide.mLeave)();
+        }
+        ASSERT_EQ(1U, lLog.lines().size());
+        std::string const lFormat = std::string("<UTIL> DTL: Wait OK, but Status(") + lSide.mpName +
+                                    ")=false.  Timeout=600000msec Waited=%umsec Retry wait %umsec after%n";
+        unsigned int lWaitedMs = 0;
+        unsigned int lRestMs = 0;
+        int lLength = 0;
+        std::string const lLine = lLog.lines()[0];
+        std::sscanf(lLine.c_str(), lFormat.c_str(), &lWaitedMs, &lRestMs, &lLength);
+        EXPECT_EQ(lLine.size(), static_cast<unsigned int>(lLength)) << lLine;
+        EXPECT_EQ(600000U, lWaitedMs + lRestMs);
+    }
+}
+
+TEST(Event, APulseAfterTheTimeIsATimeOut)
+{
+    utl::test::Replaced lClock(&SystemCalls::mClockGettime, movedClock);
+    Event lEvent(0, ONE_SIDED);
+    int lResult = 0;
+    for (int lTry = 0; lTry < 1000 && lResult == 0; ++lTry) // as above
+    {
+        gReads = 0;
+        gOffsetS = 0;
+        std::thread lWaiter([&] { lResult = lEvent.waitToOn(600000); });
+        EXPECT_TRUE(utl::test::waitUntil([] { return gReads >= 2; }));
+        gOffsetS = 600;
+        lEvent.setOn();
+        lEvent.setOff();
+        lWaiter.join();
+    }
+    gOffsetS = 0;
+    EXPECT_EQ(Event::TIMED_OUT, lResult);
+}
+
+TEST(Event, WakesEveryWaiterOfBothSides)
+{
+    int const ROUNDS = 200;
+    Event lEvent(0, TWO_SIDED);
+    Event lSeen[2] = {{0, TWO_SIDED}, {0, TWO_SIDED}};
+    std::vector<std::thread> lThreads;
+    for (Event& lMine : lSeen)
+    {
+        lThreads.emplace_back(
+            [&lEvent, &lMine]
+            {
+                for (int lRound = 0; lRound < ROUNDS; ++lRound)
+                {
+                    EXPECT_EQ(0, lEvent.waitToOn(lRound % 2 == 0 ? longMs() : 0));
+                    lMine.setOn();
+                    EXPECT_EQ(0, lEvent.waitToOff(lRound % 2 == 0 ? longMs() : 0));
+                    lMine.setOff();
+                }
+            });
+    }
+    for (int lRound = 0; lRound < ROUNDS; ++lRound)
+    {
+        lEvent.setOn();
+        EXPECT_EQ(0, lSeen[0].waitToOn(longMs()) | lSeen[1].waitToOn(longMs()));
+        lEvent.setOff();
+        EXPECT_EQ(0, lSeen[0].waitToOff(longMs()) | lSeen[1].waitToOff(longMs()));
+    }
+    for (std::thread& lThread : lThreads)
+    {
+        lThread.join();
+    }
+}
+
+TEST(Event, MayBeDestroyedByAWaiterThatReturned)
+{
+    for (int lRound = 0; lRound < 300; ++lRound)
+    {
+        auto lpEvent = std::make_unique<Event>(0, ONE_SIDED);
+        Event* const lpRaw = lpEvent.get();
+        std::thread lWaiter(
+            [&]
+            {
+                EXPECT_EQ(0, lpEvent->waitToOn(lRound % 2 == 0 ? 0 : longMs()));
+                lpEvent.reset();
+            });
+        lpRaw->setOn();
+        lWaiter.join();
+    }
+}
+
+} // namespace

@@ -1,0 +1,43 @@
+#!/bin/sh
+# Installs what is missing, builds one preset and runs its tests:  scripts/test.sh [PRESET]
+#   dev (default)  release  asan  tsan  clang  armhf
+# UTL_JOBS=N sets how many jobs compile and test at once (default: the number of processors).
+set -eu
+
+lPreset=${1:-dev}
+lRoot=$(cd "$(dirname "$0")/.." && pwd)
+cd "$lRoot"
+
+lStart=$(date +%s)
+lStep=setup
+verdict() {
+    lResult=$?
+    lSeconds=$(($(date +%s) - lStart))
+    echo
+    if [ "$lResult" -eq 0 ]; then
+        echo "test $lPreset: PASSED in $lSeconds s"
+    else
+        echo "test $lPreset: FAILED at step '$lStep' after $lSeconds s"
+    fi
+}
+trap verdict EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+step() { lStep=$1; echo "== $lPreset: $1"; }
+
+scripts/setup.sh "$lPreset"
+lJobs=${UTL_JOBS:-$(nproc)}
+
+# The race checks cannot place their memory where the kernel scatters mappings too widely.
+lRunner=
+case $lPreset in
+asan | tsan) if setarch "$(uname -m)" -R true 2>/dev/null; then lRunner="setarch $(uname -m) -R"; fi ;;
+esac
+
+step configure
+cmake --preset "$lPreset"
+step build
+cmake --build --preset "$lPreset" --parallel "$lJobs"
+step tests
+$lRunner ctest --preset "$lPreset" --parallel "$lJobs"

@@ -1,0 +1,58 @@
+#!/bin/sh
+# Checks of the project as a whole, one for each name: check.sh NAME ARGUMENT...
+# Prints what is wrong and gives 1; silent and 0 otherwise.
+set -u
+export LC_ALL=C
+
+# umbrella SOURCE_DIR: Utl.h includes every other public header.
+umbrella() {
+    for lHeader in "$1"/include/*.h; do
+        lName=$(basename "$lHeader")
+        if [ "$lName" != Utl.h ] && ! grep -qx "#include \"$lName\"" "$1/include/Utl.h"; then
+            echo "include/Utl.h lacks: #include \"$lName\""
+        fi
+    done
+}
+
+# types SOURCE_DIR: no type in a public header changes its size with the application's macros for files and times.
+types() {
+    grep -nwE 'time_t|timespec|itimerspec|timeval|off_t' "$1"/include/*.h
+}
+
+# links SOURCE_DIR: relative links of the documents lead to something that exists.
+links() {
+    find "$1" -name build -prune -o -name 'build-*' -prune -o -name '.?*' -prune -o -name '*.md' -print |
+        while read -r lDocument; do
+            # Code, in blocks and within a line, is no link.
+            awk '/^ *```/ { code = !code; next }
+                 !code { gsub(/`[^`]*`/, ""); print }' "$lDocument" |
+                grep -oE '\]\([^)]+\)' | sed -E 's/^\]\(<?//; s/[ >)].*$//; s/#.*$//' |
+                while read -r lTarget; do
+                    case $lTarget in
+                    '' | *://* | mailto:*) ;;
+                    *) [ -e "$(dirname "$lDocument")/$lTarget" ] || echo "$lDocument: no such file: $lTarget" ;;
+                    esac
+                done
+        done
+}
+
+# soname READELF LIBRARY NAME: the name that programs will look for.
+soname() {
+    "$1" -d "$2" | grep SONAME | grep -qF "[$3]" || echo "$2 has not the SONAME $3"
+}
+
+# exports NM LIBRARY LIBRARY_OBJECTS TEST_OBJECTS: what the tests call of the library's public part is exported,
+# although they are linked with its objects. The last two are files of paths, one a line.
+exports() {
+    lScratch=$(mktemp -d)
+    trap 'rm -rf "$lScratch"' EXIT
+    xargs "$1" -Pg <"$4" | awk '$2 == "U" { print $1 }' | sort -u >"$lScratch/called"
+    xargs "$1" -Pg <"$3" | awk '$2 ~ /^[A-TV-Z]$/ { print $1 }' | sort -u >"$lScratch/ours"
+    "$1" -PD --defined-only "$2" | awk '{ sub(/@.*/, "", $1); print $1 }' | sort -u >"$lScratch/exported"
+    comm -12 "$lScratch/called" "$lScratch/ours" >"$lScratch/used"
+    [ -s "$lScratch/used" ] || echo "the tests call nothing of the library: is this check right?"
+    comm -23 "$lScratch/used" "$lScratch/exported" | grep -vE '^_Z[A-Z]*3utl8internal' | sed 's/^/not exported: /'
+}
+
+lFound=$("$@" 2>&1)
+[ -z "$lFound" ] || { printf '%s\n' "$lFound"; exit 1; }

@@ -1,0 +1,106 @@
+/// The image of one message, of fixed size. Layer: message marshalling.
+#ifndef UTL_THREAD_RAW_MSG_H
+#define UTL_THREAD_RAW_MSG_H
+
+#include "UtlMsg.h"
+
+namespace utl
+{
+
+/// Holds a message as bytes: the id in the first 4, then the values as they lie in memory, one directly behind the
+/// other, without tags, lengths or padding; the rest is whatever was there before. A pointer takes sizeof(void*)
+/// bytes. The image always has maxSize() bytes and stays inside the process.
+///
+/// One object stores or restores at a time and serves for many messages: beginInput() and beginOutput(), which
+/// Msg::storeTo() and restoreFrom() call, rewind behind the id and forget failures; they clear no bytes. Before that
+/// the position is 0, on the id.
+///
+/// Results: false on failure. A failure (no room, a null) is kept, and everything fails until the next begin; a text
+///          too long for the caller's buffer alone is not kept. Nothing is logged, nothing grows.
+/// Threads: no lock; the owner guards every access.
+class UTL_API ThreadRawMsg : public MsgDataBroker
+{
+public:
+    /// nMaxSize: bytes with the id, at least 4 are taken. The image is not cleared.
+    explicit ThreadRawMsg(unsigned int nMaxSize);
+    /// Copies the image, and starts at position 0 without a failure.
+    ThreadRawMsg(ThreadRawMsg const& nOther);
+    /// Takes over capacity, image, positions and result. buffer() may change. An allocator's exception changes nothing.
+    ThreadRawMsg& operator=(ThreadRawMsg const& nOther);
+    ~ThreadRawMsg() override;
+
+    bool beginInput() override;
+    bool beginOutput() override;
+    int getResult() override; ///< 0, or -1 after a failure.
+
+    /// The id has its own place: neither positions nor failures matter, and a null alone gives false.
+    bool setMsgId(int nMsgId) override;
+    bool getMsgId(int* npMsgId) override;
+
+    bool set(bool nValue) override;
+    bool set(unsigned char nValue) override;
+    bool set(unsigned short nValue) override;
+    bool set(unsigned int nValue) override;
+    bool set(unsigned long long nValue) override;
+    bool set(signed char nValue) override;
+    bool set(short nValue) override;
+    bool set(int nValue) override;
+    bool set(long long nValue) override;
+    bool set(float nValue) override;
+    bool set(double nValue) override;
+    bool set(void* npValue) override;
+    bool set(char const* npText) override;
+    /// Caution: a wide text is measured before anything else, also when the image has failed already; it must be
+    /// readable up to its terminator at any time. getResult() tells beforehand. Null fails as everywhere.
+    bool set(wchar_t const* npText) override;
+    bool set(unsigned char const* npBytes, unsigned int nSize) override;
+
+    bool get(bool* npValue) override; ///< Any byte but 0 is true.
+    bool get(unsigned char* npValue) override;
+    bool get(unsigned short* npValue) override;
+    bool get(unsigned int* npValue) override;
+    bool get(unsigned long long* npValue) override;
+    bool get(signed char* npValue) override;
+    bool get(short* npValue) override;
+    bool get(int* npValue) override;
+    bool get(long long* npValue) override;
+    bool get(float* npValue) override;
+    bool get(double* npValue) override;
+    bool get(void** npValue) override;
+    /// Caution: a text that does not fit nMaxLength, or has no terminator, gives false but no failure: getResult()
+    /// and restoreFrom() know nothing of it, and the next get() starts at the same place. Look at this result.
+    bool get(char* npBuffer, unsigned int nMaxLength) override;
+    /// Caution: as for narrow text.
+    bool get(wchar_t* npBuffer, unsigned int nMaxLength) override;
+    bool get(unsigned char* npBuffer, unsigned int nSize) override;
+
+    /// What the text at the output position takes, in characters with the terminator.
+    /// Result: -1 when it is longer than nMaxLength, counted so, or has no terminator inside the image.
+    int checkOutputStrLength(unsigned int nMaxLength) const;
+    int checkOutputWideStrLength(unsigned int nMaxLength) const;
+
+    /// The image, maxSize() bytes; ours.
+    unsigned char* buffer() { return mpBuffer; }
+    unsigned char const* buffer() const { return mpBuffer; }
+    unsigned int maxSize() const { return mMaxSize; }
+
+private:
+    bool setBytes(void const* npBytes, unsigned long long nSize);
+    bool getBytes(void* npTarget, unsigned long long nSize);
+    template <class T>
+    bool setValue(T nValue);
+    template <class T>
+    bool getValue(T* npValue);
+    bool fail();
+
+    // All guarded by the owner. The positions never exceed mMaxSize.
+    unsigned char* mpBuffer; // mMaxSize bytes, owned
+    unsigned int mMaxSize;   // bytes, at least 4
+    unsigned int mInputPos;  // where the next set() writes
+    unsigned int mOutputPos; // where the next get() reads
+    int mResult;             // 0 or -1, for both directions
+};
+
+} // namespace utl
+
+#endif

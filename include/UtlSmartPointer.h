@@ -1,0 +1,229 @@
+/// Counted holders of pointers and handles. Layer: counted holders.
+#ifndef UTL_SMART_POINTER_H
+#define UTL_SMART_POINTER_H
+
+#include "UtlMacros.h"
+#include "UtlSyncObject.h"
+
+namespace utl
+{
+
+/// The number of holders of one thing. Threads: any; the lock is a leaf, held for one step of the count.
+class UTL_API RefCounter
+{
+public:
+    RefCounter() = default;
+    RefCounter(RefCounter const&) = delete;
+    RefCounter& operator=(RefCounter const&) = delete;
+    virtual ~RefCounter();
+
+    void addReference();
+    int dropReference(); ///< Result: the holders left; whoever gets 0 disposes of thing and counter.
+    int count() const;   ///< As of now; other threads may change it at once.
+
+private:
+    int mCounter UTL_GUARDED_BY(mLock) = 0;
+    SyncObject mLock;
+};
+
+/// Lets one holder reach the counter of another.
+class UTL_API GetRefCounterInterface
+{
+public:
+    virtual ~GetRefCounterInterface();
+    virtual RefCounter* actGetRefCounter() const = 0; ///< Ours; null when nothing is held.
+    RefCounter* getRefCounter(GetRefCounterInterface const& nOther) const { return nOther.actGetRefCounter(); }
+
+protected:
+    GetRefCounterInterface() = default;
+    GetRefCounterInterface(GetRefCounterInterface const&) = default;
+    GetRefCounterInterface& operator=(GetRefCounterInterface const&) = default;
+};
+
+namespace internal
+{
+
+/// Adds a holder, where there is a counter.
+UTL_API RefCounter* addReference(RefCounter* npCounter);
+
+/// Takes one holder away; reports a count below 0 in the log.
+/// npClass: the name for the report. Result: true for the last one: dispose of the thing, then delete the counter.
+UTL_API bool dropReference(RefCounter* npCounter, char const* npClass);
+
+} // namespace internal
+
+/// Shares a pointer: the last holder to go calls D()(pointer) on it, without a lock. Copies may live in different
+/// threads. One holder is for one thread at a time, and the object behind is not protected.
+///
+/// Ownership: taken by construction and set(), unless allocating the counter throws: then nothing has changed.
+/// While a disposer runs, the holder that lets go must not be used.
+template <class T, class D>
+class CountingPointer : public GetRefCounterInterface
+{
+public:
+    CountingPointer() = default;
+    explicit CountingPointer(T* npObject) { set(npObject); }
+    CountingPointer(CountingPointer const& nOther)
+        : GetRefCounterInterface(nOther),
+          mpObject(nOther.mpObject),
+          mpRefCounter(internal::addReference(getRefCounter(nOther)))
+    {
+    }
+    ~CountingPointer() override { drop(); }
+
+    /// Shares what the other holds, and lets go of what was held before.
+    CountingPointer& operator=(CountingPointer const& nOther)
+    {
+        T* const lpObject = nOther.mpObject; // the other may belong to the object that goes
+        RefCounter* const lpRefCounter = internal::addReference(getRefCounter(nOther));
+        replace(lpObject, lpRefCounter);
+        return *this;
+    }
+
+    /// Holds another object, or none for null, with a counter of its own; other holders keep the old one. Setting
+    /// the same object again changes nothing.
+    /// Caution: an object that other holders share must come by copying a holder; set() would count it twice.
+    void set(T* npObject)
+    {
+        if (npObject != mpObject)
+        {
+            replace(npObject, npObject != nullptr ? internal::addReference(new RefCounter) : nullptr);
+        }
+    }
+
+    /// Lets go, and is empty afterwards.
+    void release() { replace(nullptr, nullptr); }
+
+    T& operator*() const { return *mpObject; }
+    T* operator->() const { return mpObject; }
+    T* get() const { return mpObject; } ///< Null when empty.
+    RefCounter* actGetRefCounter() const override { return mpRefCounter; }
+
+private:
+    void drop()
+    {
+        if (internal::dropReference(mpRefCounter, "CountingPointer"))
+        {
+            if (mpObject != nullptr)
+            {
+                D()(mpObject);
+            }
+            delete mpRefCounter;
+        }
+    }
+
+    void replace(T* npObject, RefCounter* npRefCounter)
+    {
+        drop();
+        mpObject = npObject;
+        mpRefCounter = npRefCounter;
+    }
+
+    T* mpObject = nullptr;              // one thread
+    RefCounter* mpRefCounter = nullptr; // one thread; null exactly when nothing is held
+};
+
+/// Shares a handle, by value, as CountingPointer shares a pointer. The handle 0 means that nothing is held.
+template <class T, class D>
+class Counting : public GetRefCounterInterface
+{
+public:
+    Counting() = default;
+    explicit Counting(T nHandle) { set(nHandle); }
+    Counting(Counting const& nOther)
+        : GetRefCounterInterface(nOther),
+          mHandle(nOther.mHandle),
+          mpRefCounter(internal::addReference(getRefCounter(nOther)))
+    {
+    }
+    ~Counting() override { drop(); }
+
+    Counting& operator=(Counting const& nOther)
+    {
+        T const lHandle = nOther.mHandle;
+        RefCounter* const lpRefCounter = internal::addReference(getRefCounter(nOther));
+        replace(lHandle, lpRefCounter);
+        return *this;
+    }
+
+    void set(T nHandle)
+    {
+        if (nHandle != mHandle)
+        {
+            replace(nHandle, nHandle != T() ? internal::addReference(new RefCounter) : nullptr);
+        }
+    }
+
+    void release() { replace(T(), nullptr); }
+
+    T operator*() const { return mHandle; }
+    T get() const { return mHandle; } ///< 0 when empty.
+    RefCounter* actGetRefCounter() const override { return mpRefCounter; }
+
+private:
+    void drop()
+    {
+        if (internal::dropReference(mpRefCounter, "Counting"))
+        {
+            D()(mHandle);
+            delete mpRefCounter;
+        }
+    }
+
+    void replace(T nHandle, RefCounter* npRefCounter)
+    {
+        drop();
+        mHandle = nHandle;
+        mpRefCounter = npRefCounter;
+    }
+
+    T mHandle = T();                    // one thread
+    RefCounter* mpRefCounter = nullptr; // one thread; null exactly when nothing is held
+};
+
+/// Deletes an object made by new.
+template <class T>
+class DestructPointer
+{
+public:
+    void operator()(T* npObject) const
+    {
+        static_assert(sizeof(T) != 0, "the class must be complete where its last holder may go");
+        delete npObject;
+    }
+};
+
+/// Closes a file descriptor after an fsync, and ignores both results. 0 and -1 are left alone. Blocks on the device.
+class UTL_API DestructCloseFile
+{
+public:
+    void operator()(int nHandle) const;
+};
+
+/// A shared object made by new.
+template <class T>
+class SmartPointer : public CountingPointer<T, DestructPointer<T>>
+{
+public:
+    SmartPointer() = default;
+    explicit SmartPointer(T* npObject)
+        : CountingPointer<T, DestructPointer<T>>(npObject)
+    {
+    }
+};
+
+/// A shared descriptor. Caution: descriptor 0 counts as nothing and is never closed; -1 is held, but never closed.
+template <class D>
+class SmartHandle : public Counting<int, D>
+{
+public:
+    SmartHandle() = default;
+    explicit SmartHandle(int nHandle)
+        : Counting<int, D>(nHandle)
+    {
+    }
+};
+
+} // namespace utl
+
+#endif

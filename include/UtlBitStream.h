@@ -1,0 +1,112 @@
+/// Bit fields in a caller's buffer. Layer: bit stream.
+#ifndef UTL_BIT_STREAM_H
+#define UTL_BIT_STREAM_H
+
+#include "UtlMacros.h"
+
+namespace utl
+{
+
+/// Reads and writes fields of 1 to 64 bits and runs of bytes at any bit offset. Bit 0 is the most significant bit of
+/// the first byte, and values stand with their most significant bit first.
+///
+/// Position:  nPosition is -1 for the current position, which then advances by the bits transferred, or an absolute
+///            bit position, which leaves the current one alone; below -1 is an error.
+/// Bounds:    reads and writes end at the buffer's end. The bit size is a high-water mark, the furthest bit that was
+///            written or sought to; reads may pass it.
+/// Errors:    one sticky flag, without a getter and a log. What fails transfers nothing and moves nothing; then all
+///            but seekBitOffset() does nothing, and reads give 0, until clear() or setBitStream(). Too many bits for
+///            the type, a position below -1, a range past the buffer and null data are errors; 0 bits are none.
+/// Ownership: the buffer is the caller's and must outlive its use here. No heap.
+/// Threads:   one at a time uses an object.
+class UTL_API BitStream
+{
+public:
+    /// Without a buffer: every transfer is past its end.
+    BitStream();
+
+    BitStream(unsigned char* npBuffer, unsigned int nSize);
+
+    /// Caution: never returns; copying and assigning end in stack exhaustion. Pass a BitStream by reference, and make
+    /// a second one over the same buffer with getBitStreamAddress().
+    BitStream(BitStream const& nOther);
+    BitStream& operator=(BitStream const& nOther);
+
+    ~BitStream();
+
+    /// Begins anew with a buffer of nSize bytes, whose content stays: position and bit size 0, no error.
+    /// Result: false for a null buffer or a size of 0: unchanged.
+    bool setBitStream(unsigned char* npBuffer, unsigned int nSize);
+
+    /// Sets the position to 0 and takes the error back. nZeroFill: also sets the bit size and the whole buffer to 0.
+    void clear(bool nZeroFill);
+
+    unsigned char* getBitStreamAddress() const { return mpBuffer; }
+    unsigned int getBitStreamSize() const
+    {
+        return mBitSize / 8 + (mBitSize % 8 != 0 ? 1U : 0U);
+    } ///< bytes, rounded up
+    unsigned int getBitStreamBitSize() const { return mBitSize; }
+    unsigned int getBitPosition() const { return mBitPosition; }
+
+    /// Result: the bits in the low end of the value, zeros above them.
+    unsigned char readBitToUint8(unsigned int nBits, int nPosition);
+    unsigned short readBitToUint16(unsigned int nBits, int nPosition);
+    unsigned int readBitToUint32(unsigned int nBits, int nPosition);
+    unsigned long long readBitToUint64(unsigned int nBits, int nPosition);
+
+    /// Writes the low bits of the value.
+    void writeBitToUint8(unsigned char nValue, unsigned int nBits, int nPosition);
+    void writeBitToUint16(unsigned short nValue, unsigned int nBits, int nPosition);
+    void writeBitToUint32(unsigned int nValue, unsigned int nBits, int nPosition);
+    void writeBitToUint64(unsigned long long nValue, unsigned int nBits, int nPosition);
+
+    /// A run of bits as bytes: the last byte of npData holds the bits left over at its top, with zeros below.
+    /// npData: room for nBits / 8 bytes, rounded up; must not overlap the buffer.
+    void readBitData(unsigned char* npData, unsigned int nBits, int nPosition);
+
+    /// The other direction; only the bits left over are taken from the last byte.
+    void writeBitData(unsigned char const* npData, unsigned int nBits, int nPosition);
+
+    /// Writes the bits of another stream, from its first to its bit size. The ranges must not overlap.
+    /// Caution: on a byte boundary whole bytes are written, with the source's bits behind its bit size. Off a
+    /// boundary the bits left over in the last byte are taken one place too low, and a last byte that is full is not
+    /// written at all. writeBitData() with the source's address and bit size writes exactly its bits.
+    void copy(BitStream const& nSource, int nPosition);
+
+    /// Moves to nOffset from the start (nOrigin 0), the position (1) or the bit size (2) and raises the bit size to
+    /// it. Backwards by wrap-around: an offset of -8U goes back a byte. Works with the error set, too.
+    /// Another origin and a target past the buffer set the error.
+    void seekBitOffset(unsigned int nOffset, int nOrigin);
+
+    /// One bit at the position, 0 or 1, and on. The error flag is not looked at.
+    /// Caution: no bounds check, here and in writeCurBit(): outside the buffer this reads and writes memory of others.
+    /// Use readBitToUint8() and writeBitToUint8() with 1 bit.
+    unsigned char readCurBit();
+
+    /// nBit: 0 clears the bit, any other value sets it.
+    void writeCurBit(unsigned char nBit);
+
+private:
+    unsigned long long readBits(unsigned int nMaxBits, unsigned int nBits, int nPosition);
+    void writeBits(unsigned long long nValue, unsigned int nMaxBits, unsigned int nBits, int nPosition);
+    unsigned int capacity() const;
+    bool isInside(unsigned int nBits, int nPosition);
+    unsigned int startOf(int nPosition) const;
+    void advance(unsigned int nBits, int nPosition);
+    void raiseBitSize(unsigned int nBitPosition);
+    unsigned long long fetch(unsigned int nStart, unsigned int nBits) const;
+    void store(unsigned long long nValue, unsigned int nStart, unsigned int nBits);
+    void fetchBytes(unsigned char* npData, unsigned int nStart, unsigned int nCount) const;
+    void storeBytes(unsigned char const* npData, unsigned int nStart, unsigned int nCount);
+
+    unsigned char* mpBuffer;   // not owned
+    unsigned int mByteSize;    // of the buffer
+    unsigned int mBitPosition; // bits from the start
+    unsigned int mBitSize;     // the highest position reached by writing or seeking
+    bool mHasError;
+};
+
+} // namespace utl
+
+#endif

@@ -1,48 +1,29 @@
 #include "UtlThreadPriority.h"
 
 #include <climits>
+#include <utility>
 
 #include <gtest/gtest.h>
 
-namespace
-{
-
 using utl::ThreadPriority;
 
-TEST(ThreadPriority, TranslatesStepsToNiceValues)
+TEST(ThreadPriority, TranslatesStepsAndNiceValues)
 {
-    struct
+    using Row = std::pair<int, int>;
+    for (auto const& [lStep, lOsValue] : {Row(INT_MIN, 100), Row(-1, 100), Row(0, -4), Row(1, -2), Row(2, -1),
+                                          Row(3, 0), Row(4, 1), Row(5, 2), Row(6, 3), Row(7, 100)})
     {
-        int mStep;
-        int mOsValue;
-    } const ROWS[] = {{INT_MIN, 100}, {-1, 100}, {0, -4}, {1, -2}, {2, -1}, {3, 0}, {4, 1}, {5, 2}, {6, 3}, {7, 100}};
-    for (auto const& lRow : ROWS)
-    {
-        ThreadPriority lPriority(lRow.mStep);
-        EXPECT_EQ(lRow.mOsValue, lPriority.OsValue()) << lRow.mStep;
-        lPriority.OsValue(55);
-        lPriority = static_cast<ThreadPriority::Priority>(lRow.mStep);
-        EXPECT_EQ(lRow.mOsValue, lPriority.OsValue()) << lRow.mStep;
+        ThreadPriority lPriority;
+        lPriority = static_cast<ThreadPriority::Priority>(lStep);
+        EXPECT_EQ(lOsValue, lPriority.OsValue()) << lStep;
+        EXPECT_TRUE(lPriority == ThreadPriority(lStep));
     }
-}
-
-TEST(ThreadPriority, TranslatesNiceValuesToSteps)
-{
-    struct
-    {
-        int mOsValue;
-        int mStep;
-    } const ROWS[] = {{INT_MIN, 0}, {-4, 0}, {-3, 1}, {-2, 1}, {-1, 2},   {0, 3},
-                      {1, 4},       {2, 5},  {3, 6},  {4, -1}, {100, -1}, {INT_MAX, -1}};
-    for (auto const& lRow : ROWS)
+    for (auto const& [lOsValue, lStep] : {Row(INT_MIN, 0), Row(-4, 0), Row(-3, 1), Row(-2, 1), Row(-1, 2), Row(0, 3),
+                                          Row(1, 4), Row(2, 5), Row(3, 6), Row(4, -1), Row(INT_MAX, -1)})
     {
         ThreadPriority lPriority(ThreadPriority::INVALID);
-        lPriority.OsValue(lRow.mOsValue);
-        EXPECT_EQ(lRow.mStep, lPriority.value()) << lRow.mOsValue;
+        lPriority.OsValue(lOsValue);
+        EXPECT_EQ(lStep, lPriority.value()) << lOsValue;
+        EXPECT_EQ(lOsValue == -3, lStep == 1 && lPriority != ThreadPriority(ThreadPriority::HIGH));
     }
-    ThreadPriority lMinusThree;
-    lMinusThree.OsValue(-3);
-    EXPECT_TRUE(lMinusThree != ThreadPriority(ThreadPriority::HIGH)); // one step, two nice values
 }
-
-} // namespace

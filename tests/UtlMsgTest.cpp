@@ -2,7 +2,9 @@
 #include "UtlThreadRawMsg.h"
 
 #include <cstring>
+#include <cwchar>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,82 +15,43 @@ namespace
 int const ID = 0x01020304;
 unsigned int const ALL_TYPES_SIZE = 4 + 3 * 1 + 2 * 2 + 3 * 4 + 3 * 8 + sizeof(void*) + 3 + 3 * 4 + 5;
 
-/// Every type, at odd places.
+/// Every type, most at odd places.
 struct AllTypesMsg : utl::Msg
 {
-    AllTypesMsg()
-        : Msg(ID)
+    explicit AllTypesMsg(int nMsgId)
+        : Msg(nMsgId)
     {
     }
     void storeDataTo(utl::MsgDataBroker* npBroker) const override
     {
-        npBroker->set(mBool);
-        npBroker->set(mUint);
-        npBroker->set(mUchar);
-        npBroker->set(mUshort);
-        npBroker->set("ab");
-        npBroker->set(mUlong);
-        npBroker->set(mChar);
-        npBroker->set(mShort);
-        npBroker->set(L"\x10ffff\x41");
-        npBroker->set(mInt);
-        npBroker->set(mLong);
-        npBroker->set(mFloat);
+        npBroker->set(mText);
+        npBroker->set(mWide);
         npBroker->set(mBytes, 5);
-        npBroker->set(mDouble);
-        npBroker->set(mpPointer);
+        std::apply([=](auto... nValues) { (npBroker->set(nValues), ...); }, mValues);
     }
     void restoreDataFrom(utl::MsgDataBroker& nBroker) override
     {
-        nBroker.get(&mBool);
-        nBroker.get(&mUint);
-        nBroker.get(&mUchar);
-        nBroker.get(&mUshort);
         nBroker.get(mText, 3);
-        nBroker.get(&mUlong);
-        nBroker.get(&mChar);
-        nBroker.get(&mShort);
         nBroker.get(mWide, 3);
-        nBroker.get(&mInt);
-        nBroker.get(&mLong);
-        nBroker.get(&mFloat);
         nBroker.get(mBytes, 5);
-        nBroker.get(&mDouble);
-        nBroker.get(&mpPointer);
+        std::apply([&](auto&... nValues) { (nBroker.get(&nValues), ...); }, mValues);
     }
 
-    bool mBool = false;
-    unsigned char mUchar = 0;
-    unsigned short mUshort = 0;
-    unsigned int mUint = 0;
-    unsigned long long mUlong = 0;
-    signed char mChar = 0;
-    short mShort = 0;
-    int mInt = 0;
-    long long mLong = 0;
-    float mFloat = 0;
-    double mDouble = 0;
-    void* mpPointer = nullptr;
-    unsigned char mBytes[5] = {};
+    std::tuple<bool, unsigned int, unsigned char, unsigned short, unsigned long long, signed char, short, int,
+               long long, float, double, void*>
+        mValues;
     char mText[3] = {};
     wchar_t mWide[3] = {};
+    unsigned char mBytes[5] = {};
 };
 
 AllTypesMsg filled()
 {
-    AllTypesMsg lMsg;
-    lMsg.mBool = true;
-    lMsg.mUchar = 0xfe;
-    lMsg.mUshort = 0xfedc;
-    lMsg.mUint = 0xfedcba98U;
-    lMsg.mUlong = 0xfedcba9876543210ULL;
-    lMsg.mChar = -2;
-    lMsg.mShort = -300;
-    lMsg.mInt = -70000;
-    lMsg.mLong = -5000000000LL;
-    lMsg.mFloat = 1.5F;
-    lMsg.mDouble = -2.25;
-    lMsg.mpPointer = const_cast<int*>(&ID);
+    AllTypesMsg lMsg(ID);
+    lMsg.mValues = {true,   0xfedcba98U,   0xfe, 0xfedc, 0xfedcba9876543210ULL, -2, -300,
+                    -70000, -5000000000LL, 1.5F, -2.25,  const_cast<int*>(&ID)};
+    std::memcpy(lMsg.mText, "ab", 3);
+    std::wmemcpy(lMsg.mWide, L"\x10ffff\x41", 3);
     std::memcpy(lMsg.mBytes, "\0\1\0\2\377", 5);
     return lMsg;
 }
@@ -106,7 +69,7 @@ TEST(ThreadRawMsg, CarriesEveryTypeAndFailsOneByteShort)
         if (lSize < ALL_TYPES_SIZE)
         {
             EXPECT_FALSE(lRaw.set(reinterpret_cast<unsigned char const*>(""), 0)); // would fit; the failure stays
-            AllTypesMsg lGot;
+            AllTypesMsg lGot(0);
             utl::ThreadRawMsg lShort(lSize);
             std::memcpy(lShort.buffer(), lWhole.buffer(), lShort.maxSize());
             EXPECT_FALSE(lGot.restoreFrom(lShort));
@@ -116,21 +79,19 @@ TEST(ThreadRawMsg, CarriesEveryTypeAndFailsOneByteShort)
         int lId = 0;
         EXPECT_TRUE(lTwin.get(&lId));
         EXPECT_EQ(ID, lId);
-        AllTypesMsg lGot;
+        AllTypesMsg lGot(0);
         lGot.mMsgId = 0;
         ASSERT_TRUE(lGot.restoreFrom(lTwin));
-        utl::ThreadRawMsg lAgain(lSize);
-        ASSERT_TRUE(lGot.storeTo(&lAgain));
-        EXPECT_EQ(0, std::memcmp(lRaw.buffer(), lAgain.buffer(), lSize));
-        EXPECT_EQ(lSent.mLong, lGot.mLong);
-        EXPECT_STREQ("ab", lGot.mText);
-        EXPECT_EQ(std::wstring(L"\x10ffff\x41"), lGot.mWide);
+        EXPECT_EQ(ID, lGot.mMsgId);
+        EXPECT_EQ(lSent.mValues, lGot.mValues);
+        EXPECT_STREQ(lSent.mText, lGot.mText);
+        EXPECT_STREQ(lSent.mWide, lGot.mWide);
+        EXPECT_EQ(0, std::memcmp(lSent.mBytes, lGot.mBytes, 5));
     }
-    unsigned char lHead[] = {0, 0, 0, 0, 1, 0, 0, 0, 0, 0xfe, 0, 0, 'a', 'b', 0};
-    std::memcpy(lHead, &ID, 4);
-    std::memcpy(lHead + 5, &lSent.mUint, 4);
-    std::memcpy(lHead + 10, &lSent.mUshort, 2);
-    EXPECT_EQ(0, std::memcmp(lHead, lWhole.buffer(), sizeof(lHead)));
+    unsigned int const BOOL_PLACE = 4 + 3 + 3 * 4 + 5; // no padding anywhere
+    EXPECT_EQ(0, std::memcmp(lWhole.buffer(), &ID, 4));
+    EXPECT_EQ(0, std::memcmp(lWhole.buffer() + 4, "ab", 3));
+    EXPECT_EQ(0, std::memcmp(lWhole.buffer() + BOOL_PLACE + 1, &std::get<1>(lSent.mValues), 4));
     lWhole.buffer()[4] = 0x80; // any byte but 0
     bool lBool = false;
     lWhole.beginOutput();

@@ -13,7 +13,8 @@
 namespace
 {
 
-std::vector<long> gDisposed;
+using Things = std::vector<long>;
+Things gDisposed;
 
 struct NotePointer
 {
@@ -57,8 +58,6 @@ protected:
 };
 using Families = ::testing::Types<Pointers, Handles>;
 TYPED_TEST_SUITE(Holders, Families);
-
-using Things = std::vector<long>;
 
 TYPED_TEST(Holders, TheLastOneDisposesOnce)
 {

@@ -76,10 +76,7 @@ public:
         sOriginal = reinterpret_cast<void (*)()>((internal::gSystem.*ENTRY).function());
         (internal::gSystem.*ENTRY).exchange(&Entry::call);
     }
-    ~FailNth()
-    {
-        (internal::gSystem.*ENTRY).exchange(reinterpret_cast<typename Entry::Function>(sOriginal.load()));
-    }
+    ~FailNth() { (internal::gSystem.*ENTRY).exchange(reinterpret_cast<typename Entry::Function>(sOriginal.load())); }
     FailNth(FailNth const&) = delete;
     FailNth& operator=(FailNth const&) = delete;
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "UtlApplog.h"
 #include "internal/UtlSystemCalls.h"
 
 namespace utl::test
@@ -38,6 +39,16 @@ private:
     static void write(char const* npFormat);
 
     Sink mpOriginal;
+};
+
+/// While one lives, nothing is logged: for tests that provoke the same line thousands of times.
+class QuietLog
+{
+public:
+    QuietLog() { setAllFilterLevel(0); }
+    ~QuietLog() { setAllFilterLevel(4); }
+    QuietLog(QuietLog const&) = delete;
+    QuietLog& operator=(QuietLog const&) = delete;
 };
 
 } // namespace utl::test

@@ -1,0 +1,363 @@
+/// A thread that lives on messages. Layer: message-driven thread.
+#ifndef UTL_MSG_DRIVEN_THREAD_H
+#define UTL_MSG_DRIVEN_THREAD_H
+
+#include "UtlEvent.h"
+#include "UtlMacros.h"
+#include "UtlMap.h"
+#include "UtlMsg.h"
+#include "UtlQueue.h"
+#include "UtlSyncObject.h"
+#include "UtlThread.h"
+#include "UtlThreadMsgListener.h"
+#include "UtlThreadRawMsg.h"
+#include "UtlTimerInfo.h"
+
+#include <atomic>
+#include <memory>
+
+namespace utl
+{
+
+class ThreadManager;
+
+namespace internal
+{
+class RecordPipe;
+enum class KernelTimerResult;
+} // namespace internal
+
+/// Waits for work on its own pipe and gives one message after the other to one listener. Others post to it, send and
+/// wait for the listener's return, interrupt it, set timers on it, and look into its queues and erase from them.
+///
+/// Sizes:     queues, images and timer tables are made in the constructor; sending and dispatching allocate nothing.
+///            Each message takes a slot of nMaxMsgSize + 4 bytes; a full queue refuses.
+/// Order:     the control queue is the order of work. Interrupts, and requests to find or erase, are served ahead of it
+///            between two dispatches.
+/// Ownership: copies messages; the listener is the caller's and must outlive the thread's run.
+/// Threads:   any, unless said otherwise; the listener runs on the message thread.
+/// Blocking:  posting never waits. What waits for the message thread waits for the listener call under way, and
+///            is released, with the result told there, when the thread ends.
+/// Locks:     mApiSyncObject or one of the four one-request-at-a-time locks, then mSendSyncObject, then
+/// mQueueSyncObject.
+///            None is held across a listener call or onEraseTimer, and only the first kind across a wait.
+/// Errors:    callers see false or -1, the reason stands in the log.
+class UTL_API MsgDrivenThread : public Thread
+{
+public:
+    /// Judges the image of a queued message.
+    class UTL_API MsgJudgementInterface
+    {
+    public:
+        virtual ~MsgJudgementInterface() = default;
+
+        /// Runs with the queues locked: must not wait, and must not send to this thread. Result: it is looked for.
+        virtual bool judge(ThreadRawMsg& nRawMsg) = 0;
+    };
+
+    /// A judgement by a functor T, not owned.
+    template <class T>
+    class MsgJudgement : public MsgJudgementInterface
+    {
+    public:
+        explicit MsgJudgement(T* npJudge)
+            : mpJudge(npJudge)
+        {
+        }
+        bool judge(ThreadRawMsg& nRawMsg) override { return (*mpJudge)(nRawMsg); }
+
+    private:
+        T* const mpJudge;
+    };
+
+    /// Passes a message of one id; MSG_ID_ANY passes all.
+    class UTL_API JudgeMsgSpecifiedMsgId
+    {
+    public:
+        explicit JudgeMsgSpecifiedMsgId(int nMsgId)
+            : mMsgId(nMsgId)
+        {
+        }
+        bool operator()(ThreadRawMsg& nRawMsg) const;
+
+        int const mMsgId;
+    };
+
+    /// nMaxMsgSize:   bytes of a message's data at most, without its id.
+    /// nMaxMsgCount:  messages that can wait; 256 records more are there for timers, requests and the stop.
+    /// npName:        copied.
+    /// nMaxTimerCount: timers at most.
+    /// A pipe or a signal handler that cannot be had is logged, and construction goes on: such a thread ends at once.
+    MsgDrivenThread(unsigned int nMaxMsgSize, unsigned int nMaxMsgCount, char const* npName,
+                    unsigned int nMaxTimerCount);
+
+    /// Stops the thread, waiting without limit, then closes the pipe, read end first.
+    /// Caution: what a subclass adds, a listener perhaps, is gone by then; stop the thread before destroying it.
+    ~MsgDrivenThread() override;
+
+    /// Starts the thread with its listener; the other arguments are those of Thread::start.
+    /// Result: that of Thread::start; -1 on the message thread itself, for a null, and whenever a listener was set
+    ///         before: an object starts once, also where that failed.
+    int start(ThreadMsgListener* npListener, int nUseWatchdog, unsigned int nAliveTimeMs,
+              WatchdogTimerListener* npWatchdogListener, int nWaitStart, unsigned int nWaitStartMs,
+              ThreadPriority const& nPriority, unsigned int nReserved);
+
+    /// As Thread::stop; -1 on the message thread itself. The loop ends after the next dispatch; what is left in
+    /// the queues stays there.
+    int stop(int nWait, unsigned int nTimeoutMs);
+
+    /// Puts a message behind all others. Also from the listener, to its own thread.
+    /// Result: false where the thread does not run or is to stop (in silence), where the message does not fit and where
+    ///         a queue is full (logged; of a burst of full data queues the first at level 1, the rest at level 4).
+    bool postMsg(Msg const& nMsg);
+    bool postMsg(int nMsgId);
+
+    /// As postMsg, without a look at the thread's state: what no loop reads stays in the queues.
+    bool sendMsgAsync(Msg const& nMsg);
+
+    /// Puts a message behind all others and waits, without limit, until the listener has returned.
+    /// Result: true if the listener received it; false as for postMsg, at once on the message thread itself, and where
+    ///         the message was erased or the thread ended first.
+    /// Blocking: one synchronous sender at a time; the others wait for it.
+    bool sendMsgSync(Msg const& nMsg);
+    bool sendMsgSync(int nMsgId);
+
+    /// As sendMsgSync, but ahead of all that is queued and never refused by a full data queue.
+    bool sendMsgInterrupt(Msg const& nMsg);
+    bool sendMsgInterrupt(int nMsgId);
+
+    /// A message of that id, or a time-out (MSG_ID_TIMER), waits in the queue; MSG_ID_ANY matches all.
+    /// Blocking: from another thread until the message thread has looked, between two dispatches.
+    /// Result:   false too where the thread does not run.
+    bool hasMsg(int nMsgId);
+
+    /// Copies the first such message; the target takes this thread's image size, whatever it had.
+    /// Read it with Msg::restoreFrom. Result: false where there is none, for a null, and where the thread does not run.
+    bool peekMsg(int nMsgId, ThreadRawMsg* npRawMsg);
+
+    /// Removes all such messages. A synchronous sender of one is released with false; an erased time-out counts as one
+    /// that fired.
+    /// Result: true, also where there was none and where the thread ended first; false where the thread does not run
+    ///         and where queue and data do not fit together (logged).
+    bool eraseMsg(int nMsgId);
+
+    /// The id of the first message that waits, MSG_ID_TIMER for a time-out, MSG_ID_NONE for none.
+    int getFirstMsgId();
+
+    /// Makes a timer that rests until startTimer.
+    ///
+    /// nIntervalMs:      the period; 0: runs and never fires.
+    /// nMaxTimeoutCount: time-outs after which it ends by itself; 0: never; 1: a one-shot timer.
+    /// nIsFreeRunning:   0: the next period begins when the listener has returned, and one time-out waits at most;
+    ///                   otherwise it keeps its own beat, and two wait at most. Further ones are lost.
+    /// Result: the timer's id, above 0; -1 where the thread does not run or is to stop, or the table is full.
+    int registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
+
+    /// registerTimer and startTimer in one. nNoWait 0: waits until the message thread has tried to start it.
+    /// Time-outs reach the listener as TimerMsg. Result: the id, -1 as for registerTimer, and on the message thread
+    /// where the start failed.
+    /// Caution: a start that fails on the message thread is told by the log alone; the timer then rests.
+    int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
+
+    /// Starts a timer that rests; a running one goes on. Result: false for an unknown id, a full control queue, a
+    /// thread that does not run or is to stop. Caution: on the message thread itself always true, also for an unknown
+    /// id.
+    bool startTimer(int nTimerId, int nNoWait);
+
+    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows.
+    /// Result: false for an unknown id, a full control queue, a thread that does not run.
+    bool killTimer(int nTimerId, int nNoWait);
+
+    /// How many more timers fit.
+    int remTimerIdCount() const;
+
+protected:
+    /// A record of the control queue, and of the pipe.
+    struct ThreadCtlMsg
+    {
+        int mMsgId = MSG_ID_NONE;
+        int mParam = -1;
+    };
+
+    using CtlQueue = Queue<ThreadCtlMsg>;
+    using ByteQueue = Queue<unsigned char>;
+    using TimerMap = Map<int, TimerInfo, int const&, TimerInfo const&, CompareLessPairKey<int, TimerInfo>>;
+
+    /// A timer has left the table, however that came. On the message thread, after killTimer on its caller's; no
+    /// lock is held.
+    virtual void onEraseTimer(int nTimerId);
+
+    /// Appends one control record and wakes the loop. Result: false for a full control queue or a failed write
+    /// (logged).
+    bool postThreadCtlMsg(int nMsgId, int nParam);
+
+    /// Removes the first record of that id. Result: false where there is none.
+    bool eraseMsgFromCtlQueue(int nMsgId);
+
+    bool hasMsgInternal(MsgJudgementInterface* npJudgement);
+    bool peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
+    bool eraseMsgInternal(MsgJudgementInterface* npJudgement);
+
+    unsigned int execute() override;
+    void requestStop() override;
+
+    /// The calling thread is this message thread.
+    bool isOwnThread() const;
+
+private:
+    friend class MsgDrivenThreadTestPeer;
+
+    /// What the loop looks for ahead of the queue, in mPendingRequests.
+    enum Request : unsigned int
+    {
+        REQUEST_INTERRUPT = 1,
+        REQUEST_ERASE = 2,
+        REQUEST_FIND = 4
+    };
+
+    enum TimeoutResult
+    {
+        TIMEOUT_REARM_FAILED = 0,
+        TIMEOUT_UNKNOWN = 1,
+        TIMEOUT_GOES_ON = 2,
+        TIMEOUT_ENDED = 3
+    };
+
+    enum StartTimerResult
+    {
+        START_FAILED = 0,
+        START_DONE = 1,
+        START_UNKNOWN = 2,
+        START_WAS_RUNNING = 3
+    };
+
+    // The loop
+    bool waitForRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord);
+    bool readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord, unsigned int* npRead);
+    void flushOwedRecords();
+    bool isUnderWatchdog(ThreadManager& nManager);
+    bool executeTurn(ThreadManager& nManager, ThreadCtlMsg const& nRecord);
+    bool findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead, bool* npIsTaken);
+    bool readHeadLocked(ThreadCtlMsg* npHead) UTL_REQUIRES(mQueueSyncObject);
+    void serveRequests();
+    int dispatch(ThreadCtlMsg const& nHead);
+    int dispatchTimerRequest(ThreadCtlMsg const& nHead);
+    int removeHead(int nResult);
+    void endLoop();
+
+    // Sending
+    bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSendSyncObject);
+    bool appendDataLocked(int nMsgId) UTL_REQUIRES(mSendSyncObject, mQueueSyncObject);
+    bool appendCtlLocked(int nMsgId, int nParam) UTL_REQUIRES(mSendSyncObject, mQueueSyncObject);
+    bool wakeLocked(int nMsgId, int nParam) UTL_REQUIRES(mSendSyncObject);
+    bool postRequestLocked(Request nRequest, Event& nEvent) UTL_REQUIRES(mSendSyncObject);
+    void withdrawRequest(Request nRequest, Event& nEvent);
+    void finishRequest(Request nRequest, Event& nEvent);
+    bool postInterrupt(Msg const& nMsg);
+    bool postSync(Msg const& nMsg);
+    unsigned int slotSize() const { return mOutputRawMsg.maxSize(); }
+
+    // Receiving
+    void callListener(ThreadRawMsg& nRawMsg);
+    void moveSlotLocked(ByteQueue& nDataQueue) UTL_REQUIRES(mQueueSyncObject);
+    bool takeMsgLocked(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId) UTL_REQUIRES(mQueueSyncObject);
+    int executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue);
+    int executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId);
+    int executeReceiveMsg(ByteQueue& nDataQueue);
+
+    // Finding and erasing
+    enum WalkStep
+    {
+        WALK_STAYS,
+        WALK_REMOVED,
+        WALK_FAILED,
+        WALK_TIMER_ENDED
+    };
+    struct Walk;
+    bool findInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
+    bool executeFindMsg(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
+    bool executeEraseMsg(MsgJudgementInterface* npJudgement);
+    bool passesLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
+        UTL_REQUIRES(mQueueSyncObject);
+    bool eraseWalk(MsgJudgementInterface& nJudgement, int* npEndedTimerId, bool* npResult);
+    WalkStep eraseStepLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
+        UTL_REQUIRES(mQueueSyncObject);
+    WalkStep eraseTimeoutLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
+        UTL_REQUIRES(mQueueSyncObject);
+    WalkStep eraseSyncLocked(Walk& nWalk, MsgJudgementInterface& nJudgement) UTL_REQUIRES(mQueueSyncObject);
+    WalkStep erasePostedLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
+        UTL_REQUIRES(mQueueSyncObject);
+    void copySlotLocked(Walk const& nWalk) UTL_REQUIRES(mQueueSyncObject);
+    bool earseMsgQueue(unsigned int nCtlIndex, unsigned int nDataPos, unsigned int nDataSize);
+
+    // Timers
+    void installSignalHandler();
+    TimerInfo* findTimer(int nTimerId);
+    TimerInfo* findTimerStopEntry(int nTimerId);
+    int toUserTimerId(int nSysTimerNumber);
+    int getNextSysTimerNumber();
+    void updateNextUserTimerIdValue();
+    int insertTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+        UTL_REQUIRES(mQueueSyncObject);
+    void removeTimerLocked(TimerMap& nMap, int nTimerId) UTL_REQUIRES(mQueueSyncObject);
+    int setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
+    bool killTimerHere(int nTimerId);
+    bool postKillTimer(int nTimerId, bool nIsToWait);
+    bool postTimerRequestLocked(int nMsgId, int nTimerId, bool nIsAwaited)
+        UTL_REQUIRES(mSendSyncObject, mQueueSyncObject);
+    void awaitTimerRequest(bool nIsAwaited);
+    bool startTimerByTimerInfo(TimerInfo* npInfo);
+    bool eraseTimerByTimerInfo(TimerInfo* npInfo);
+    void logKernelTimer(internal::KernelTimerResult nResult, TimerInfo const& nInfo, void* npTimerId);
+    void eraseTimeoutRecordsLocked(int nTimerId) UTL_REQUIRES(mQueueSyncObject);
+    int executeStartTimer(int nTimerId);
+    int executeStopTimer(int nTimerId);
+    int executeTimeout(int nTimerId);
+    void executeTimeoutSignal(int nTimerId);
+    TimeoutResult TimeoutPostHandling(int nTimerId);
+    void eraseAllTimer();
+
+    ThreadMsgListener* mpMsgListener = nullptr; // constant once the thread runs
+    unsigned int const mMaxMsgCount;            // constant
+    CtlQueue mCtlQueue UTL_GUARDED_BY(mQueueSyncObject);
+    ByteQueue mDataQueue UTL_GUARDED_BY(mQueueSyncObject);
+    std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
+    ByteQueue mInterruptQueue UTL_GUARDED_BY(mQueueSyncObject);
+    ThreadRawMsg mInputRawMsg UTL_GUARDED_BY(mSendSyncObject);
+    ThreadRawMsg mOutputRawMsg; // the message thread's
+    ThreadRawMsg mFindRawMsg UTL_GUARDED_BY(mQueueSyncObject);
+    ThreadRawMsg* mpPeekRawMsg = nullptr; // under mFindSyncObject, read while the request is pending
+    Event mInterruptEvent;                // on: this kind of request is pending
+    Event mSyncEvent;
+    Event mEraseEvent;
+    Event mFindEvent;
+    Event mTimerEvent;                    // on: a caller waits for mAwaitedTimer
+    std::atomic<bool> mSyncResult{false}; // written by the message thread before the event goes off
+    std::atomic<bool> mInterruptResult{false};
+    std::atomic<bool> mEraseResult{false};
+    std::atomic<bool> mFindResult{false};
+    TimerMap mTimerMap UTL_GUARDED_BY(mQueueSyncObject);
+    TimerMap mTimerStopEntryMap UTL_GUARDED_BY(mQueueSyncObject);
+    int mNextUserTimerId UTL_GUARDED_BY(mQueueSyncObject) = 1;
+    MsgJudgementInterface* mpEraseJudgement = nullptr; // under mEraseSyncObject, read while the request is pending
+    MsgJudgementInterface* mpFindJudgement = nullptr;  // likewise, mFindSyncObject
+    int mNextSysTimerNumber UTL_GUARDED_BY(mQueueSyncObject) = 1;
+    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant; posting under mSendSyncObject
+    std::atomic<unsigned int> mPendingRequests{0};               // bits of Request, raised under mQueueSyncObject
+    ThreadCtlMsg mAwaitedTimer UTL_GUARDED_BY(mQueueSyncObject); // the request that a caller waits for
+    bool mHasLoopEnded UTL_GUARDED_BY(mQueueSyncObject) = false;
+    unsigned int mWatchdogTableVersion = 0; // the message thread's, with the next
+    bool mIsUnderWatchdog = false;
+
+    SyncObject mApiSyncObject;           // start, stop, and timer operations of other threads
+    SyncObject mSendSyncObject;          // pipe records in the order of control records; held across the write
+    mutable SyncObject mQueueSyncObject; // the innermost
+    SyncObject mSyncSendSyncObject;      // one request of its kind at a time, also while it waits
+    SyncObject mInterruptSendSyncObject;
+    SyncObject mEraseSyncObject;
+    SyncObject mFindSyncObject;
+};
+
+} // namespace utl
+
+#endif

@@ -1,0 +1,155 @@
+/// The base class of all threads. Layer: thread.
+#ifndef UTL_THREAD_H
+#define UTL_THREAD_H
+
+#include "UtlBasicString.h"
+#include "UtlEvent.h"
+#include "UtlMacros.h"
+#include "UtlSmartPointer.h"
+#include "UtlStatementInfo.h"
+#include "UtlSyncObject.h"
+#include "UtlThreadPriority.h"
+
+#include <atomic>
+
+namespace utl
+{
+
+class WatchdogTimerListener;
+
+/// A job for a Thread. Implemented by the application and never deleted by the library.
+class UTL_API Command
+{
+public:
+    virtual ~Command() = default;
+
+    /// Runs on the thread. Result: the thread's result.
+    virtual unsigned int execute() = 0;
+};
+
+/// A thread with a name, a job, four life stages and a result. It runs once in its life.
+///
+/// Stages:    0 started and registered, 1 preExecute has returned, 2 stop requested, 3 done (postExecute has returned,
+///            the result is there, and the registry no longer counts the thread as active).
+/// Ownership: the command is the caller's and outlives the thread. The object must live until stage 3.
+/// Threads:   any, unless said otherwise.
+/// Locks:     mSyncObject serialises start and stop; it is not held while stop waits.
+/// Registry:  the entry stays behind after the end, until leaveManagement().
+class UTL_API Thread
+{
+public:
+    enum Stage
+    {
+        STAGE_STARTED = 0,
+        STAGE_PREPARED = 1,
+        STAGE_STOP_REQUESTED = 2,
+        STAGE_DONE = 3
+    };
+
+    /// npName: copied, null counts as empty. npCommand: what execute() runs, may be null. Starts nothing.
+    Thread(char const* npName, Command* npCommand);
+
+    /// Stops the thread and waits for its end without limit. Does not leave the registry.
+    /// Caution: by now only Thread's own requestStop() is called, which does nothing; a subclass that needs more to
+    /// end must stop in its own destructor, or this waits for ever.
+    virtual ~Thread();
+    Thread(Thread const&) = delete;
+    Thread& operator=(Thread const&) = delete;
+
+    /// Starts the thread.
+    ///
+    /// nUseWatchdog, nAliveTimeMs, npListener: as for ThreadManager::entry.
+    /// nWaitStart:   at exactly 1 this returns after preExecute, or after nWaitStartMs (0: without limit).
+    /// nReserved:    ignored.
+    /// Result:   0; -1 where it was started before, however that ended, and where the registry refuses (it may then be
+    ///           tried again); -2 where the wait ran out: the thread is up all the same.
+    /// Blocking: a stop() from elsewhere waits until this returns.
+    int start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
+              unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
+
+    /// Asks the thread to end: out of the watchdog, stage 2, requestStop().
+    /// Caution: a thread that waits for its own end waits for ever; pass nWait 0 there.
+    ///
+    /// nWait:  at exactly 1 waits for stage 3, at most nTimeoutMs (0: without limit); otherwise returns at once.
+    /// Result: 0; -1 where it never started or is done; -2 where the wait ran out: the thread runs on, and a later
+    ///         stop() asks once more. Nothing forces a thread to end.
+    int stop(int nWait, unsigned int nTimeoutMs);
+
+    /// Result: the stage has been reached; false outside 0 to 3. Stage 3 needs the registry's word too.
+    bool hasDone(int nStage) const;
+
+    /// Waits for a stage, at most nTimeoutMs; 0: without limit.
+    /// Result: 0; -2 at the time-out; -1 outside 0 to 3, for stages 2 and 3 of a thread that never started, and for
+    ///         stage 3 of one that has left the registry.
+    int waitTo(int nStage, unsigned int nTimeoutMs);
+
+    /// Result: false, with *npResult unchanged, unless the thread is done and npResult is not null.
+    bool getResult(unsigned int* npResult) const;
+
+    bool hasRequestedStop() const { return mHasRequestedStop.load(std::memory_order_acquire); }
+
+    /// Registered, and the registry has not seen its end.
+    bool isRunning() const;
+
+    /// The kernel thread id; 0 before a start. The new thread itself may still read 0 in preExecute.
+    int getId() const { return mId.load(std::memory_order_acquire); }
+
+    BasicString<char> const& getName() const { return mName; }
+
+    /// Takes the thread out of the registry. Result: false while it runs, and where it is not there.
+    bool leaveManagement();
+
+    /// Sleeps nMs milliseconds, also across signals.
+    /// Caution: from 2147483648 on the value counts as negative and the call returns at once.
+    static void sleep(unsigned int nMs);
+
+    /// The calling thread has passed nStatement.
+    static void keepAliveWatchdog(StatementInfo const& nStatement);
+
+    /// Only from the thread itself; false anywhere else. Otherwise as ThreadManager::setPriority.
+    bool setPriority(ThreadPriority const& nPriority);
+
+    // As the operations of ThreadManager, for this thread.
+    bool getPriority(ThreadPriority* npPriority) const;
+    bool setWatchdogAliveTime(unsigned int nAliveTimeMs);
+    bool startWatchdog();
+    bool stopWatchdog();
+
+protected:
+    /// Runs first on the new thread.
+    virtual void preExecute();
+
+    /// The job, on the new thread. In Thread: the command's result, or all bits set without a command.
+    virtual unsigned int execute();
+
+    /// Runs last on the new thread.
+    virtual void postExecute();
+
+    /// Must make execute() return; called by stop() on its caller's thread.
+    virtual void requestStop();
+
+    /// isRunning() and not hasRequestedStop(), for hot paths: no lock. From the end of postExecute on it is false, an
+    /// instant before isRunning().
+    bool isInService() const;
+
+private:
+    static void startImpl(void* npThread);
+
+    /// The registry's entry under our id is ours. The kernel may have given the id to another thread since.
+    bool isInRegistry() const;
+
+    Command* const mpCommand;                      // constant, not owned
+    std::atomic<int> mId{0};                       // written by start()
+    BasicString<char> const mName;                 // constant
+    Event mStageEvents[4];                         // go on once, never off
+    SyncObject mSyncObject;                        // start() against stop()
+    unsigned int mResult = 0;                      // written before stage 3
+    std::atomic<bool> mHasRequestedStop{false};    // stage 2, readable without a lock
+    std::atomic<bool> mIsDone{false};              // stage 3, likewise
+    SmartPointer<Event> mpEndEvent;                // the registry's; constant once mRegistryVersion is set
+    std::atomic<unsigned int> mRegistryVersion{0}; // of the registry that we are in; 0: not started
+};
+
+} // namespace utl
+
+#endif

@@ -1,0 +1,153 @@
+/// The software watchdog. Layer: watchdog, above the message-driven thread.
+#ifndef UTL_THREAD_WATCHDOG_H
+#define UTL_THREAD_WATCHDOG_H
+
+#include "UtlBasicString.h"
+#include "UtlMacros.h"
+#include "UtlMap.h"
+#include "UtlStatementInfo.h"
+#include "UtlSyncObject.h"
+#include "UtlThreadMsgListener.h"
+
+#include <atomic>
+
+namespace utl
+{
+
+class MsgDrivenThread;
+class WatchdogTimerListener;
+
+/// What the watchdog knows of one thread. A value without a lock.
+class UTL_API WatchdogInfo
+{
+public:
+    enum WatchStatus
+    {
+        WATCHING = 0,
+        NOT_WATCHING = 1
+    };
+    enum AliveStatus
+    {
+        UNKNOWN = 0,
+        ALIVE = 1,
+        TIMED_OUT = 2
+    };
+
+    static unsigned int const DEFAULT_WATCH_INTERVAL = 1000; ///< milliseconds between two beats
+    static unsigned int const NO_TICK = ~0U;                 ///< no time runs
+    static WatchdogInfo const INVALID;                       ///< a default-made one
+
+    WatchdogInfo() = default;
+    WatchdogInfo(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName,
+                 int nWatchStatus);
+    WatchdogInfo(WatchdogInfo const&) = default;
+    WatchdogInfo& operator=(WatchdogInfo const&) = default;
+    virtual ~WatchdogInfo() = default;
+
+    /// Compares every member, the name as text.
+    bool operator==(WatchdogInfo const& nOther) const;
+    bool operator!=(WatchdogInfo const& nOther) const { return !(*this == nOther); }
+
+    /// Watched, not reported yet, and silent for the alive time. While nNowTick is below the last report's, after a
+    /// wrap of the tick counter, nothing is overdue.
+    bool isOverdue(unsigned int nNowTick) const;
+
+    int mId = 0;                                 ///< kernel thread id
+    unsigned int mAliveTime = 0;                 ///< milliseconds that may pass between two reports
+    WatchdogTimerListener* mpListener = nullptr; ///< may be null, not owned
+    unsigned int mLastAliveTick = NO_TICK;       ///< at the last report or the start of watching
+    int mWatchStatus = NOT_WATCHING;
+    int mAliveStatus = UNKNOWN;
+    unsigned int mTimeoutCount = 0;
+    StatementInfo mLastAliveInfo = StatementInfo::INVALID;
+    BasicString<char> mName;
+};
+
+using WatchdogInfoMap = Map<int, WatchdogInfo, int const&, WatchdogInfo const&, CompareLessPairKey<int, WatchdogInfo>>;
+
+/// Is told of a time-out. Implemented by the application; must outlive the registration.
+class UTL_API WatchdogTimerListener
+{
+public:
+    virtual ~WatchdogTimerListener() = default;
+
+    /// Thread nId has been silent for its alive time. On the watchdog thread, with no lock held; it may call back into
+    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call.
+    virtual void onTime(int nId, WatchdogInfoMap const& nInfos) = 0;
+};
+
+/// Checks that watched threads go on reporting. A thread that is silent for its alive time is reported once, in
+/// the log and to a listener, and again only after it has come back and lapsed again. Nothing is killed.
+///
+/// Use:     through ThreadManager, which owns the one watchdog. Before initialize() and after shutdown() every query
+///          answers false.
+/// Threads: any; the checks run on a message thread of its own, "Watchdog Thread".
+/// Locks:   mSyncObject, after the registry's; not held while a listener runs.
+class UTL_API ThreadWatchdog : public ThreadMsgListener
+{
+public:
+    /// nEntryMax: threads that can be registered; no more can be added.
+    explicit ThreadWatchdog(unsigned int nEntryMax);
+    ~ThreadWatchdog() override;
+    ThreadWatchdog(ThreadWatchdog const&) = delete;
+    ThreadWatchdog& operator=(ThreadWatchdog const&) = delete;
+
+    /// Starts thread and beat and waits until both are up. Result: false where that was done before or fails.
+    bool initialize(unsigned int nIntervalMs);
+
+    /// Stops the thread, waiting without limit. It does not start again.
+    void shutdown();
+
+    bool setWatchInterval(unsigned int nIntervalMs);
+
+    /// Registers a thread, not watched until start(). npListener null: the table is printed to the log at level 3.
+    /// Result: false for an alive time of 0, for an id that is there already and a full table (all logged), and for a
+    ///         null name (in silence).
+    bool entry(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName);
+
+    // false for an unknown id
+    bool unregister(int nId);
+    bool isRegistered(int nId);
+    bool isWatching(int nId);
+    bool start(int nId); ///< watched from now on; a time that runs already runs on
+    bool stop(int nId);  ///< no longer watched; status and count stay
+
+    /// A watched thread's time begins anew. Result: false for 0 (logged) and for an unknown id.
+    bool setAliveTime(int nId, unsigned int nAliveTimeMs);
+
+    /// The calling thread has passed nStatement. A lock, a search and a clock read; nothing is allocated.
+    /// Result: false for a thread that is not registered; true otherwise, also where it is not watched and the report
+    /// is
+    ///         dropped.
+    bool keepAlive(StatementInfo const& nStatement);
+
+    void printWatchdogInfo(int nLevel);
+
+    /// The watchdog thread's messages.
+    void receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg) override;
+
+private:
+    friend class ThreadWatchdogTestPeer;
+
+    class DefaultTimerListener;
+
+    bool executeSetAliveTime(int nId, unsigned int nAliveTimeMs);
+    bool executeStart(int nId);
+    bool executeStop(int nId);
+    bool executeKeepAlive(int nId, StatementInfo const& nStatement);
+    void executeWatchThreads(unsigned int nNowTick);
+    int findOverdue(unsigned int nNowTick);
+    void executeWatchdogTimeout(int nId);
+    WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);
+
+    MsgDrivenThread* const mpThread; // owned
+    std::atomic<int> mTimerId{-1};   // the beat
+    std::atomic<bool> mIsInitialized{false};
+    bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped
+    SyncObject mSyncObject;
+    WatchdogInfoMap mWatchdogInfos UTL_GUARDED_BY(mSyncObject);
+};
+
+} // namespace utl
+
+#endif

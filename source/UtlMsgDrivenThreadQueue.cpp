@@ -1,0 +1,710 @@
+// The queues of a message thread: sending, receiving, finding and erasing.
+#include "UtlMsgDrivenThread.h"
+
+#include "UtlApplog.h"
+#include "internal/UtlRecordPipe.h"
+
+#include <cerrno>
+
+namespace utl
+{
+
+namespace
+{
+
+/// A control record that owns a slot of the data queue, MSG_ID_SYNC aside.
+bool hasMsgData(int nMsgId)
+{
+    unsigned int const lMsgId = static_cast<unsigned int>(nMsgId);
+    bool const lIsControl = lMsgId >= static_cast<unsigned int>(MSG_ID_OUT_OF_BAND) &&
+                            lMsgId <= static_cast<unsigned int>(MSG_ID_STOP_THREAD);
+    return nMsgId != MSG_ID_NONE && nMsgId != MSG_ID_ANY && nMsgId != MSG_ID_TIMEOUT_SIGNAL && !lIsControl;
+}
+
+/// Waits without limit; an early end of one wait does not end it.
+void waitUntilOff(Event const& nEvent)
+{
+    while (nEvent.isOn())
+    {
+        nEvent.waitToOff(0);
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------- sending
+
+bool MsgDrivenThread::postMsg(Msg const& nMsg)
+{
+    return isInService() && sendMsgAsync(nMsg);
+}
+
+bool MsgDrivenThread::postMsg(int nMsgId)
+{
+    return postMsg(SimpleMsg(nMsgId));
+}
+
+bool MsgDrivenThread::sendMsgSync(int nMsgId)
+{
+    return sendMsgSync(SimpleMsg(nMsgId));
+}
+
+bool MsgDrivenThread::sendMsgInterrupt(int nMsgId)
+{
+    return sendMsgInterrupt(SimpleMsg(nMsgId));
+}
+
+bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
+{
+    SyncGuard lSendGuard(mSendSyncObject);
+    if (!storeLocked(nMsg))
+    {
+        return false;
+    }
+    int lMsgId = MSG_ID_NONE;
+    mInputRawMsg.getMsgId(&lMsgId);
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        if (!appendDataLocked(lMsgId))
+        {
+            return false;
+        }
+        if (!appendCtlLocked(lMsgId, -1))
+        {
+            mDataQueue.popBack(slotSize());
+            return false;
+        }
+    }
+    // Without the queue's lock: the reader is woken by this and needs it at once.
+    if (!wakeLocked(lMsgId, -1))
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        mDataQueue.popBack(slotSize());
+        return false;
+    }
+    return true;
+}
+
+bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
+{
+    if (!isInService() || isOwnThread())
+    {
+        return false;
+    }
+    SyncGuard lOneGuard(mSyncSendSyncObject);
+    mSyncResult = false;
+    if (!postSync(nMsg))
+    {
+        return false;
+    }
+    waitUntilOff(mSyncEvent);
+    return mSyncResult;
+}
+
+bool MsgDrivenThread::postSync(Msg const& nMsg)
+{
+    SyncGuard lSendGuard(mSendSyncObject);
+    if (!storeLocked(nMsg))
+    {
+        return false;
+    }
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        int lMsgId = MSG_ID_NONE;
+        mInputRawMsg.getMsgId(&lMsgId);
+        if (mHasLoopEnded || !appendDataLocked(lMsgId))
+        {
+            return false;
+        }
+        mSyncEvent.setOn();
+        if (!appendCtlLocked(MSG_ID_SYNC, -1))
+        {
+            mSyncEvent.setOff();
+            return false; // the slot stays; the dispatch throws it away when it meets it
+        }
+    }
+    if (!wakeLocked(MSG_ID_SYNC, -1))
+    {
+        mSyncEvent.setOff();
+        return false;
+    }
+    return true;
+}
+
+bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
+{
+    if (!isInService() || isOwnThread())
+    {
+        return false;
+    }
+    SyncGuard lOneGuard(mInterruptSendSyncObject);
+    mInterruptResult = false;
+    if (!postInterrupt(nMsg))
+    {
+        return false;
+    }
+    waitUntilOff(mInterruptEvent);
+    return mInterruptResult;
+}
+
+bool MsgDrivenThread::postInterrupt(Msg const& nMsg)
+{
+    SyncGuard lSendGuard(mSendSyncObject);
+    if (!storeLocked(nMsg))
+    {
+        return false;
+    }
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        mInterruptQueue.clear(); // so its one slot is always free
+        mInterruptQueue.pushAll(mInputRawMsg.buffer(), slotSize());
+    }
+    return postRequestLocked(REQUEST_INTERRUPT, mInterruptEvent);
+}
+
+/// Announces a request to the loop. Result: false, with nothing pending, where the loop has ended or cannot be woken.
+bool MsgDrivenThread::postRequestLocked(Request nRequest, Event& nEvent)
+{
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        // Request and record appear at once: the loop never sees one without the other.
+        if (mHasLoopEnded || !appendCtlLocked(MSG_ID_OUT_OF_BAND, -1))
+        {
+            return false;
+        }
+        nEvent.setOn();
+        mPendingRequests |= nRequest;
+    }
+    if (!wakeLocked(MSG_ID_OUT_OF_BAND, -1))
+    {
+        withdrawRequest(nRequest, nEvent);
+        return false;
+    }
+    return true;
+}
+
+void MsgDrivenThread::withdrawRequest(Request nRequest, Event& nEvent)
+{
+    mPendingRequests &= ~static_cast<unsigned int>(nRequest);
+    nEvent.setOff();
+}
+
+/// On the message thread: the request has been served.
+void MsgDrivenThread::finishRequest(Request nRequest, Event& nEvent)
+{
+    eraseMsgFromCtlQueue(MSG_ID_OUT_OF_BAND);
+    withdrawRequest(nRequest, nEvent);
+}
+
+/// Marshals a message into mInputRawMsg. Result: false where it does not fit (logged).
+bool MsgDrivenThread::storeLocked(Msg const& nMsg)
+{
+    if (nMsg.storeTo(&mInputRawMsg))
+    {
+        return true;
+    }
+    int lMsgId = MSG_ID_NONE;
+    mInputRawMsg.getMsgId(&lMsgId);
+    applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) Overflow MsgSize  MaxSize(include MsgId):%d MsgId:0x%08x",
+           getName().c_str(), static_cast<int>(mInputRawMsg.maxSize()), static_cast<unsigned int>(lMsgId));
+    return false;
+}
+
+/// Appends mInputRawMsg, whole. Result: false for a full queue; of a burst the first is logged as an error.
+bool MsgDrivenThread::appendDataLocked(int nMsgId)
+{
+    if (mDataQueue.pushAll(mInputRawMsg.buffer(), slotSize()))
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, mIsDataQueueOverflowed ? 4 : 1,
+           "MsgDrivenThread(%s) Overflow MsgDataQueue  MaxCount:%d MsgId:0x%08x", getName().c_str(),
+           static_cast<int>(mMaxMsgCount), static_cast<unsigned int>(nMsgId));
+    mIsDataQueueOverflowed = true;
+    return false;
+}
+
+bool MsgDrivenThread::appendCtlLocked(int nMsgId, int nParam)
+{
+    ThreadCtlMsg lRecord;
+    lRecord.mMsgId = nMsgId;
+    lRecord.mParam = nParam;
+    if (mCtlQueue.push(lRecord))
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) Overflow ThreadCtlMsgQueue  MaxCount:%d MsgId:0x%08x",
+           getName().c_str(), static_cast<int>(mCtlQueue.maxSize()), static_cast<unsigned int>(nMsgId));
+    return false;
+}
+
+/// Writes the pipe record of the control record appended last. Where that fails the control record is taken back:
+/// without its pipe record it would come to the head and stay there.
+bool MsgDrivenThread::wakeLocked(int nMsgId, int nParam)
+{
+    unsigned int lWritten = 0;
+    if (mpPipe->post(internal::PipeRecord{nMsgId, nParam}, &lWritten))
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s)::postThreadCtlMsg() Error. write Ret:%u errno:%d", getName().c_str(),
+           lWritten, errno);
+    SyncGuard lGuard(mQueueSyncObject);
+    ThreadCtlMsg const* const lpLast = mCtlQueue.at(mCtlQueue.size() - 1);
+    if (lpLast != nullptr && lpLast->mMsgId == nMsgId && lpLast->mParam == nParam)
+    {
+        mCtlQueue.popBack(1);
+    }
+    return false;
+}
+
+bool MsgDrivenThread::postThreadCtlMsg(int nMsgId, int nParam)
+{
+    SyncGuard lSendGuard(mSendSyncObject);
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        if (!appendCtlLocked(nMsgId, nParam))
+        {
+            return false;
+        }
+    }
+    return wakeLocked(nMsgId, nParam);
+}
+
+bool MsgDrivenThread::eraseMsgFromCtlQueue(int nMsgId)
+{
+    SyncGuard lGuard(mQueueSyncObject);
+    for (unsigned int lIndex = 0; lIndex < mCtlQueue.size(); ++lIndex)
+    {
+        if (mCtlQueue.at(lIndex)->mMsgId == nMsgId)
+        {
+            mCtlQueue.erase(lIndex, 1);
+            return true;
+        }
+    }
+    return false;
+}
+
+// ---------------------------------------------------------------------------------------------- receiving
+
+void MsgDrivenThread::callListener(ThreadRawMsg& nRawMsg)
+{
+    if (mpMsgListener != nullptr)
+    {
+        mpMsgListener->receiveMsg(getId(), nRawMsg);
+    }
+}
+
+/// Moves one slot, or what is left, to mOutputRawMsg.
+void MsgDrivenThread::moveSlotLocked(ByteQueue& nDataQueue)
+{
+    nDataQueue.pop(nDataQueue.copyOut(0, mOutputRawMsg.buffer(), slotSize()));
+}
+
+/// Moves the message of a posted record to mOutputRawMsg and removes the record. A slot of another id is an orphan
+/// and is thrown away. Result: false, the record staying, where no slot fits.
+bool MsgDrivenThread::takeMsgLocked(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId)
+{
+    while (nCtlQueue.size() != 0 && nDataQueue.size() != 0)
+    {
+        moveSlotLocked(nDataQueue);
+        int lMsgId = MSG_ID_NONE;
+        if (!mOutputRawMsg.getMsgId(&lMsgId))
+        {
+            return false;
+        }
+        if (lMsgId == nMsgId)
+        {
+            nCtlQueue.pop();
+            return true;
+        }
+        applog(
+            UTL_LOG_TYPE, 1,
+            "!!!!!!!! MsgDrivenThread(%s) MismatchedMsg... DataQueueMsgId:0x%08x CtlMsgId:0x%08x Erased Data !!!!!!!!",
+            getName().c_str(), static_cast<unsigned int>(lMsgId), static_cast<unsigned int>(nMsgId));
+    }
+    return false;
+}
+
+int MsgDrivenThread::executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue)
+{
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        if (nCtlQueue.size() == 0 || nDataQueue.size() == 0)
+        {
+            return -1;
+        }
+        moveSlotLocked(nDataQueue);
+        nCtlQueue.pop();
+    }
+    callListener(mOutputRawMsg);
+    return 0;
+}
+
+int MsgDrivenThread::executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId)
+{
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        if (!takeMsgLocked(nCtlQueue, nDataQueue, nMsgId))
+        {
+            return -1;
+        }
+    }
+    callListener(mOutputRawMsg);
+    return 0;
+}
+
+int MsgDrivenThread::executeReceiveMsg(ByteQueue& nDataQueue)
+{
+    {
+        SyncGuard lGuard(mQueueSyncObject);
+        if (nDataQueue.size() == 0)
+        {
+            return -1;
+        }
+        moveSlotLocked(nDataQueue);
+    }
+    callListener(mOutputRawMsg);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------- finding and erasing
+
+bool MsgDrivenThread::JudgeMsgSpecifiedMsgId::operator()(ThreadRawMsg& nRawMsg) const
+{
+    int lMsgId = MSG_ID_NONE;
+    return mMsgId == MSG_ID_ANY || (nRawMsg.getMsgId(&lMsgId) && lMsgId == mMsgId);
+}
+
+bool MsgDrivenThread::hasMsg(int nMsgId)
+{
+    JudgeMsgSpecifiedMsgId lJudge(nMsgId);
+    MsgJudgement<JudgeMsgSpecifiedMsgId> lJudgement(&lJudge);
+    return hasMsgInternal(&lJudgement);
+}
+
+bool MsgDrivenThread::peekMsg(int nMsgId, ThreadRawMsg* npRawMsg)
+{
+    JudgeMsgSpecifiedMsgId lJudge(nMsgId);
+    MsgJudgement<JudgeMsgSpecifiedMsgId> lJudgement(&lJudge);
+    return peekMsgInternal(&lJudgement, npRawMsg);
+}
+
+bool MsgDrivenThread::eraseMsg(int nMsgId)
+{
+    JudgeMsgSpecifiedMsgId lJudge(nMsgId);
+    MsgJudgement<JudgeMsgSpecifiedMsgId> lJudgement(&lJudge);
+    return eraseMsgInternal(&lJudgement);
+}
+
+int MsgDrivenThread::getFirstMsgId()
+{
+    ThreadRawMsg lRawMsg(sizeof(int));
+    int lMsgId = MSG_ID_NONE;
+    return peekMsg(MSG_ID_ANY, &lRawMsg) && lRawMsg.getMsgId(&lMsgId) ? lMsgId : MSG_ID_NONE;
+}
+
+bool MsgDrivenThread::hasMsgInternal(MsgJudgementInterface* npJudgement)
+{
+    return findInternal(npJudgement, nullptr);
+}
+
+bool MsgDrivenThread::peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg)
+{
+    return npRawMsg != nullptr && findInternal(npJudgement, npRawMsg);
+}
+
+bool MsgDrivenThread::findInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg)
+{
+    if (!isRunning() || npJudgement == nullptr)
+    {
+        return false;
+    }
+    if (isOwnThread())
+    {
+        return executeFindMsg(npJudgement, npRawMsg);
+    }
+    SyncGuard lOneGuard(mFindSyncObject);
+    mpFindJudgement = npJudgement;
+    mpPeekRawMsg = npRawMsg;
+    mFindResult = false;
+    bool lIsPosted = false;
+    {
+        SyncGuard lSendGuard(mSendSyncObject);
+        lIsPosted = postRequestLocked(REQUEST_FIND, mFindEvent);
+    }
+    if (lIsPosted)
+    {
+        waitUntilOff(mFindEvent);
+    }
+    mpFindJudgement = nullptr;
+    mpPeekRawMsg = nullptr;
+    return lIsPosted && mFindResult;
+}
+
+bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
+{
+    if (!isRunning() || npJudgement == nullptr)
+    {
+        return false;
+    }
+    if (isOwnThread())
+    {
+        return executeEraseMsg(npJudgement);
+    }
+    SyncGuard lOneGuard(mEraseSyncObject);
+    mpEraseJudgement = npJudgement;
+    // If the thread ends first, no queue will run the message any more: erased.
+    mEraseResult = true;
+    bool lIsPosted = false;
+    {
+        SyncGuard lSendGuard(mSendSyncObject);
+        lIsPosted = postRequestLocked(REQUEST_ERASE, mEraseEvent);
+    }
+    if (lIsPosted)
+    {
+        waitUntilOff(mEraseEvent);
+    }
+    mpEraseJudgement = nullptr;
+    return lIsPosted && mEraseResult;
+}
+
+/// A place in both queues: the control queue is the list, the data cursor follows it.
+struct MsgDrivenThread::Walk
+{
+    unsigned int mPosition = 0;
+    unsigned int mDataPos = 0;
+};
+
+void MsgDrivenThread::copySlotLocked(Walk const& nWalk)
+{
+    mDataQueue.copyOut(nWalk.mDataPos, mFindRawMsg.buffer(), slotSize());
+}
+
+namespace
+{
+
+bool storeTimeout(int nTimerId, ThreadRawMsg* npRawMsg)
+{
+    TimerMsg lMsg;
+    lMsg.mTimerId = nTimerId;
+    return lMsg.storeTo(npRawMsg);
+}
+
+} // namespace
+
+bool MsgDrivenThread::executeFindMsg(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg)
+{
+    SyncGuard lGuard(mQueueSyncObject);
+    if (npJudgement == nullptr)
+    {
+        return false;
+    }
+    Walk lWalk;
+    unsigned int const lCount = mCtlQueue.size();
+    while (lWalk.mPosition < lCount)
+    {
+        ThreadCtlMsg const* const lpRecord = mCtlQueue.at(lWalk.mPosition++);
+        if (lpRecord != nullptr && passesLocked(*lpRecord, lWalk, *npJudgement))
+        {
+            if (npRawMsg != nullptr)
+            {
+                *npRawMsg = mFindRawMsg;
+            }
+            return true;
+        }
+    }
+    return false;
+}
+
+/// One step of a find: true where the record's image passes. A record that owns a slot moves the cursor.
+bool MsgDrivenThread::passesLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
+{
+    if (nRecord.mMsgId == MSG_ID_TIMEOUT)
+    {
+        if (!storeTimeout(nRecord.mParam, &mFindRawMsg))
+        {
+            applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeFindMsg(): Can't store message. Line=%d", __LINE__);
+            return false;
+        }
+        return nJudgement.judge(mFindRawMsg);
+    }
+    if (nRecord.mMsgId != MSG_ID_SYNC && !hasMsgData(nRecord.mMsgId))
+    {
+        return false;
+    }
+    bool lPasses = false;
+    if (nWalk.mDataPos >= mDataQueue.size())
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line=%d MsgId=%d", __LINE__,
+               nRecord.mMsgId);
+    }
+    else
+    {
+        copySlotLocked(nWalk);
+        lPasses = nJudgement.judge(mFindRawMsg);
+    }
+    nWalk.mDataPos += slotSize();
+    return lPasses;
+}
+
+bool MsgDrivenThread::executeEraseMsg(MsgJudgementInterface* npJudgement)
+{
+    if (npJudgement == nullptr)
+    {
+        return false;
+    }
+    bool lResult = true;
+    int lEndedTimerId = -1;
+    // A timer that ends with its time-out ends the walk, to be told without the lock; then we look from the start.
+    while (eraseWalk(*npJudgement, &lEndedTimerId, &lResult))
+    {
+        if (lEndedTimerId != -1)
+        {
+            onEraseTimer(lEndedTimerId);
+        }
+    }
+    return lResult;
+}
+
+/// One walk through the queues. Result: true where a timer has ended and the walk has to be made again; otherwise
+/// *npResult is the outcome.
+bool MsgDrivenThread::eraseWalk(MsgJudgementInterface& nJudgement, int* npEndedTimerId, bool* npResult)
+{
+    SyncGuard lGuard(mQueueSyncObject);
+    Walk lWalk;
+    unsigned int const lCount = mCtlQueue.size();
+    for (unsigned int lSeen = 0; lSeen < lCount && lWalk.mPosition < mCtlQueue.size(); ++lSeen)
+    {
+        ThreadCtlMsg const lRecord = *mCtlQueue.at(lWalk.mPosition);
+        switch (eraseStepLocked(lRecord, lWalk, nJudgement))
+        {
+        case WALK_STAYS:
+            ++lWalk.mPosition;
+            break;
+        case WALK_REMOVED:
+            break;
+        case WALK_FAILED:
+            *npResult = false;
+            return false;
+        case WALK_TIMER_ENDED:
+            *npEndedTimerId = lRecord.mParam;
+            return true;
+        }
+    }
+    *npResult = true;
+    return false;
+}
+
+MsgDrivenThread::WalkStep MsgDrivenThread::eraseStepLocked(ThreadCtlMsg const& nRecord, Walk& nWalk,
+                                                           MsgJudgementInterface& nJudgement)
+{
+    if (nRecord.mMsgId == MSG_ID_TIMEOUT)
+    {
+        return eraseTimeoutLocked(nRecord, nWalk, nJudgement);
+    }
+    if (nRecord.mMsgId == MSG_ID_SYNC)
+    {
+        return eraseSyncLocked(nWalk, nJudgement);
+    }
+    return hasMsgData(nRecord.mMsgId) ? erasePostedLocked(nRecord, nWalk, nJudgement) : WALK_STAYS;
+}
+
+/// An erased time-out still counts as one that fired.
+MsgDrivenThread::WalkStep MsgDrivenThread::eraseTimeoutLocked(ThreadCtlMsg const& nRecord, Walk& nWalk,
+                                                              MsgJudgementInterface& nJudgement)
+{
+    if (!storeTimeout(nRecord.mParam, &mFindRawMsg))
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Can't store message. Line=%d", __LINE__);
+        return WALK_FAILED;
+    }
+    if (!nJudgement.judge(mFindRawMsg))
+    {
+        return WALK_STAYS;
+    }
+    if (nWalk.mPosition >= mCtlQueue.size())
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Erase Ctl Queue fail. Line=%d", __LINE__);
+        return WALK_FAILED;
+    }
+    mCtlQueue.erase(nWalk.mPosition, 1);
+    return TimeoutPostHandling(nRecord.mParam) == TIMEOUT_ENDED ? WALK_TIMER_ENDED : WALK_REMOVED;
+}
+
+/// The erased message's sender is released, its result stays false.
+MsgDrivenThread::WalkStep MsgDrivenThread::eraseSyncLocked(Walk& nWalk, MsgJudgementInterface& nJudgement)
+{
+    if (nWalk.mDataPos >= mDataQueue.size())
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line=%d", __LINE__);
+        return WALK_FAILED;
+    }
+    copySlotLocked(nWalk);
+    if (!nJudgement.judge(mFindRawMsg))
+    {
+        nWalk.mDataPos += slotSize();
+        return WALK_STAYS;
+    }
+    if (!earseMsgQueue(nWalk.mPosition, nWalk.mDataPos, slotSize()))
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Erase Queue fail. Line=%d", __LINE__);
+        return WALK_FAILED;
+    }
+    mSyncEvent.setOff();
+    return WALK_REMOVED;
+}
+
+/// This walk does not repair queues that do not fit together, as the dispatch does.
+MsgDrivenThread::WalkStep MsgDrivenThread::erasePostedLocked(ThreadCtlMsg const& nRecord, Walk& nWalk,
+                                                             MsgJudgementInterface& nJudgement)
+{
+    if (nWalk.mDataPos >= mDataQueue.size())
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line=%d MsgId=%d", __LINE__,
+               nRecord.mMsgId);
+        return WALK_FAILED;
+    }
+    copySlotLocked(nWalk);
+    int lMsgId = MSG_ID_NONE;
+    if (!mFindRawMsg.getMsgId(&lMsgId))
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Can't get message ID. Line=%d MsgId=%d", __LINE__,
+               nRecord.mMsgId);
+        return WALK_FAILED;
+    }
+    if (lMsgId != nRecord.mMsgId)
+    {
+        applog(UTL_LOG_TYPE, 1,
+               "MsgDrivenThread::executeEraseMsg(): Data Queue is different from Ctl Queue . Line=%d MsgId(Ctl)=%d "
+               "MsgId(Data)=%d ",
+               __LINE__, nRecord.mMsgId, lMsgId);
+        return WALK_FAILED;
+    }
+    if (!nJudgement.judge(mFindRawMsg))
+    {
+        nWalk.mDataPos += slotSize();
+        return WALK_STAYS;
+    }
+    if (!earseMsgQueue(nWalk.mPosition, nWalk.mDataPos, slotSize()))
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): erase Data Queue fail. Line=%d", __LINE__);
+        return WALK_FAILED;
+    }
+    return WALK_REMOVED;
+}
+
+/// Removes one control record and nDataSize bytes of its slot. The name is what callers of old know it by.
+bool MsgDrivenThread::earseMsgQueue(unsigned int nCtlIndex, unsigned int nDataPos, unsigned int nDataSize)
+{
+    SyncGuard lGuard(mQueueSyncObject);
+    if (nDataPos >= mDataQueue.size() || nCtlIndex >= mCtlQueue.size())
+    {
+        return false;
+    }
+    mCtlQueue.erase(nCtlIndex, 1);
+    mDataQueue.erase(nDataPos, nDataSize);
+    return true;
+}
+
+} // namespace utl

@@ -1,0 +1,187 @@
+#include "UtlThread.h"
+
+#include "UtlThreadManager.h"
+#include "internal/UtlSystemCalls.h"
+
+#include <cerrno>
+#include <ctime>
+
+namespace utl
+{
+
+namespace
+{
+
+bool isStage(int nStage)
+{
+    return nStage >= Thread::STAGE_STARTED && nStage <= Thread::STAGE_DONE;
+}
+
+} // namespace
+
+Thread::Thread(char const* npName, Command* npCommand)
+    : mpCommand(npCommand),
+      mName(npName, 0, 0),
+      mStageEvents{{0, 0}, {0, 0}, {0, 0}, {0, 0}}
+{
+}
+
+Thread::~Thread()
+{
+    stop(1, 0);
+}
+
+int Thread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
+                  unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved)
+{
+    SyncGuard lGuard(mSyncObject);
+    if (hasDone(STAGE_STARTED))
+    {
+        return -1;
+    }
+    ThreadManager* const lpManager = ThreadManager::get();
+    mId = lpManager->entry(&Thread::startImpl, this, nUseWatchdog, nAliveTimeMs, npListener, mName.c_str(), nPriority,
+                           nReserved);
+    if (mId == 0)
+    {
+        return -1;
+    }
+    mpEndEvent = lpManager->stopEventOf(mId);
+    mRegistryVersion.store(ThreadManager::version(), std::memory_order_release);
+    mStageEvents[STAGE_STARTED].setOn();
+    return nWaitStart == 1 ? waitTo(STAGE_PREPARED, nWaitStartMs) : 0;
+}
+
+void Thread::startImpl(void* npThread)
+{
+    Thread& lThread = *static_cast<Thread*>(npThread);
+    lThread.preExecute();
+    lThread.mStageEvents[STAGE_PREPARED].setOn();
+    unsigned int const lResult = lThread.execute();
+    lThread.postExecute();
+    lThread.mResult = lResult;
+    lThread.mIsDone = true;
+    lThread.mStageEvents[STAGE_DONE].setOn();
+}
+
+int Thread::stop(int nWait, unsigned int nTimeoutMs)
+{
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (!hasDone(STAGE_STARTED) || hasDone(STAGE_DONE))
+        {
+            return -1;
+        }
+    }
+    ThreadManager::get()->unregisterWatchdog(getId());
+    mHasRequestedStop = true;
+    mStageEvents[STAGE_STOP_REQUESTED].setOn();
+    requestStop();
+    return nWait == 1 ? waitTo(STAGE_DONE, nTimeoutMs) : 0;
+}
+
+bool Thread::hasDone(int nStage) const
+{
+    return isStage(nStage) && mStageEvents[nStage].isOn() && (nStage != STAGE_DONE || !isRunning());
+}
+
+int Thread::waitTo(int nStage, unsigned int nTimeoutMs)
+{
+    if (!isStage(nStage))
+    {
+        return -1;
+    }
+    bool const lHasStarted = hasDone(STAGE_STARTED);
+    if (!lHasStarted && nStage >= STAGE_STOP_REQUESTED)
+    {
+        return -1;
+    }
+    if (lHasStarted && nStage == STAGE_DONE)
+    {
+        return isInRegistry() ? mpEndEvent->waitToOn(nTimeoutMs) : -1;
+    }
+    return mStageEvents[nStage].waitToOn(nTimeoutMs);
+}
+
+bool Thread::getResult(unsigned int* npResult) const
+{
+    if (!hasDone(STAGE_DONE) || npResult == nullptr)
+    {
+        return false;
+    }
+    *npResult = mResult;
+    return true;
+}
+
+bool Thread::isRunning() const
+{
+    // The answer of ThreadManager::isActive, but never about another thread that was given our id later.
+    return mRegistryVersion.load(std::memory_order_acquire) == ThreadManager::version() && mpEndEvent->isOff();
+}
+
+bool Thread::isInRegistry() const
+{
+    return mRegistryVersion.load(std::memory_order_acquire) == ThreadManager::version() &&
+           ThreadManager::get()->stopEventOf(getId()).get() == mpEndEvent.get();
+}
+
+bool Thread::isInService() const
+{
+    return mRegistryVersion.load(std::memory_order_acquire) == ThreadManager::version() && !hasRequestedStop() &&
+           !mIsDone.load(std::memory_order_acquire);
+}
+
+bool Thread::leaveManagement()
+{
+    return isInRegistry() && ThreadManager::get()->unregister(getId());
+}
+
+void Thread::sleep(unsigned int nMs)
+{
+    int const lMs = static_cast<int>(nMs);
+    timespec lRest{lMs / 1000, (lMs % 1000) * 1000000L};
+    internal::retryOnSignal([&] { return internal::gSystem.mNanosleep(&lRest, &lRest); });
+}
+
+void Thread::keepAliveWatchdog(StatementInfo const& nStatement)
+{
+    ThreadManager::get()->keepAliveWatchdog(nStatement);
+}
+
+bool Thread::setPriority(ThreadPriority const& nPriority)
+{
+    return ThreadManager::get()->setPriority(getId(), nPriority);
+}
+
+bool Thread::getPriority(ThreadPriority* npPriority) const
+{
+    return isRunning() && ThreadManager::get()->getPriority(getId(), npPriority);
+}
+
+bool Thread::setWatchdogAliveTime(unsigned int nAliveTimeMs)
+{
+    return ThreadManager::get()->setWatchdogAliveTime(nAliveTimeMs, getId());
+}
+
+bool Thread::startWatchdog()
+{
+    return ThreadManager::get()->startWatchdog(getId());
+}
+
+bool Thread::stopWatchdog()
+{
+    return ThreadManager::get()->stopWatchdog(getId());
+}
+
+void Thread::preExecute() {}
+
+unsigned int Thread::execute()
+{
+    return mpCommand != nullptr ? mpCommand->execute() : ~0U;
+}
+
+void Thread::postExecute() {}
+
+void Thread::requestStop() {}
+
+} // namespace utl

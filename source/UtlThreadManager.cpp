@@ -1,0 +1,566 @@
+#include "UtlThreadManager.h"
+
+#include "UtlApplog.h"
+#include "UtlString.h"
+#include "internal/UtlBlockingCall.h"
+#include "internal/UtlHeapPort.h"
+#include "internal/UtlImmortal.h"
+#include "internal/UtlSystemCalls.h"
+#include "internal/UtlWatchdogPort.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace utl
+{
+
+namespace
+{
+
+char const FILE_NAME[] = "source/UtlThreadManager";
+unsigned int const DEFAULT_WATCH_INTERVAL_MS = 1000;
+
+using internal::blockingCall;
+using internal::gSystem;
+
+// 0: not asked yet. The model spares a call into the loader; the library is never large enough to run out of room.
+thread_local int tCallerId __attribute__((tls_model("initial-exec"))) = 0;
+
+// The child of a fork has one thread, a new one for the kernel.
+int const FORK_HANDLER = pthread_atfork(nullptr, nullptr, [] { tCallerId = 0; });
+
+int ownIdIfZero(int nId)
+{
+    return nId != 0 ? nId : ThreadManager::getCallerId();
+}
+
+char const* priorityLabel(ThreadPriority const& nPriority)
+{
+    static char const* const LABELS[] = {"TIME_CRITICAL", "HIGH", "ABOVE_NORMAL", "NORMAL",
+                                         "BELOW_NORMAL",  "LOW",  "IDLE"};
+    int const lValue = nPriority.value();
+    return lValue >= ThreadPriority::TIME_CRITICAL && lValue <= ThreadPriority::IDLE ? LABELS[lValue] : "INVALID";
+}
+
+/// A name as the tables print it: at most 31 bytes, whole characters.
+struct CutName
+{
+    explicit CutName(char const* npName) { copyStrBase<char>(mText, sizeof(mText), npName, ~0U, 1); }
+
+    char mText[32] = {};
+};
+
+} // namespace
+
+std::atomic<ThreadManager*> ThreadManager::mpTheObject{nullptr};
+std::atomic<bool> ThreadManager::mHasInitializedWatchdog{false};
+std::atomic<unsigned int> ThreadManager::mVersion{1};
+
+// What a new thread needs; lives on the stack of entry() until the thread has told its id.
+struct ThreadManager::StartRecord
+{
+    ThreadManager* mpManager;
+    void (*mpFunction)(void*);
+    void* mpArgument;
+    int mOsPriority;
+    int mThreadId;
+    pthread_t mHandle;
+};
+
+// ---------------------------------------------------------------------------------------------- one entry
+
+void ThreadManager::DetachThread::operator()(unsigned long* npHandle) const
+{
+    if (*npHandle == 0)
+    {
+        return;
+    }
+    // The last holder may go with the registry itself, or after it: a report must not make a new one.
+    blockingCall(getIfCreated(), FILE_NAME, "operator()", 150, [&] { return gSystem.mPthreadDetach(*npHandle); });
+    delete npHandle;
+}
+
+ThreadManager::ThreadEntry::ThreadEntry()
+    : mPriority(ThreadPriority::NORMAL)
+{
+}
+
+ThreadManager::ThreadEntry::ThreadEntry(int nIsCaller, unsigned long nHandle, char const* npName,
+                                        ThreadPriority const& nPriority)
+    : mName(npName, 0, 0),
+      mPriority(nPriority)
+{
+    if (nIsCaller == 0)
+    {
+        mpStopEvent.set(new Event(0, 0));
+        mpThreadHandle.set(new unsigned long(nHandle));
+    }
+}
+
+bool ThreadManager::ThreadEntry::isActive() const
+{
+    return mpStopEvent.get() != nullptr && mpStopEvent->isOff();
+}
+
+bool ThreadManager::ThreadEntry::isControllable() const
+{
+    return mpStopEvent.get() != nullptr || mpThreadHandle.get() != nullptr;
+}
+
+void ThreadManager::ThreadEntry::detach()
+{
+    mpThreadHandle.release();
+}
+
+// ---------------------------------------------------------------------------------------------- the one registry
+
+SyncObject& ThreadManager::instantiationSyncObject()
+{
+    static internal::Immortal<SyncObject> lLock;
+    return lLock.get();
+}
+
+ThreadManager* ThreadManager::get()
+{
+    ThreadManager* lpObject = mpTheObject.load(std::memory_order_acquire);
+    if (lpObject == nullptr)
+    {
+        SyncGuard lGuard(instantiationSyncObject());
+        lpObject = mpTheObject.load(std::memory_order_acquire);
+        if (lpObject == nullptr)
+        {
+            lpObject = new ThreadManager(DEFAULT_ENTRY_MAX);
+            mpTheObject.store(lpObject, std::memory_order_release);
+        }
+    }
+    // Ahead of the call and outside the lock: it starts a thread, which comes back here.
+    if (!mHasInitializedWatchdog.load(std::memory_order_relaxed) && !mHasInitializedWatchdog.exchange(true))
+    {
+        internal::watchdog::initialize(*lpObject->mpWatchdog, DEFAULT_WATCH_INTERVAL_MS);
+    }
+    return lpObject;
+}
+
+ThreadManager* ThreadManager::getIfCreated()
+{
+    return mpTheObject.load(std::memory_order_acquire);
+}
+
+bool ThreadManager::initializeEntryMax(unsigned int nEntryMax)
+{
+    SyncGuard lGuard(instantiationSyncObject());
+    if (mpTheObject.load(std::memory_order_acquire) != nullptr)
+    {
+        return false;
+    }
+    mpTheObject.store(new ThreadManager(nEntryMax), std::memory_order_release);
+    return true;
+}
+
+void ThreadManager::destroy()
+{
+    SyncGuard lGuard(instantiationSyncObject());
+    ThreadManager* const lpObject = mpTheObject.load(std::memory_order_acquire);
+    if (lpObject != nullptr)
+    {
+        internal::watchdog::shutdown(*lpObject->mpWatchdog);
+        ++mVersion;
+        delete lpObject;
+    }
+    mpTheObject.store(nullptr, std::memory_order_release);
+    mHasInitializedWatchdog = false;
+}
+
+int ThreadManager::getCallerId()
+{
+    if (tCallerId == 0)
+    {
+        tCallerId = static_cast<int>(::syscall(SYS_gettid));
+    }
+    return tCallerId;
+}
+
+ThreadManager::ThreadManager(unsigned int nEntryMax)
+    : mThreadEntries(nEntryMax),
+      mStartedEvent(0, 0),
+      mpWatchdog(internal::watchdog::create(nEntryMax))
+{
+}
+
+ThreadManager::~ThreadManager()
+{
+    // Entries report while they go with the map: from here on to nobody.
+    ThreadWatchdog* const lpWatchdog = mpWatchdog;
+    mpWatchdog = nullptr;
+    internal::watchdog::destroy(lpWatchdog);
+}
+
+// ---------------------------------------------------------------------------------------------- registration
+
+int ThreadManager::entry(void (*npFunction)(void*), void* npArgument, int nUseWatchdog, unsigned int nAliveTimeMs,
+                         WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
+                         unsigned int)
+{
+    if (npFunction == nullptr || npName == nullptr)
+    {
+        return 0;
+    }
+    int lId = 0;
+    {
+        SyncGuard lGuard(mEntrySyncObject);
+        if (mThreadEntries.size() >= mThreadEntries.maxSize())
+        {
+            return 0;
+        }
+        StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), 0, 0};
+        lId = startLocked(lRecord, npName);
+        if (lId == 0)
+        {
+            return 0;
+        }
+        ThreadEntry const lEntry(0, lRecord.mHandle, npName, nPriority);
+        if (mThreadEntries.find(lId) != nullptr || !mThreadEntries.insert(lId, lEntry))
+        {
+            applog(UTL_LOG_TYPE, 1, "entry() Error Thread Register           ID:%d, PriOs:%d, Name:%s", lId,
+                   nPriority.OsValue(), npName);
+            return 0;
+        }
+        if (mEnableRegistrationLog)
+        {
+            applog(UTL_LOG_TYPE, 3, "Thread Start and Register ID:%d, PriOs:%d, Name:%s", lId, nPriority.OsValue(),
+                   npName);
+        }
+    }
+    announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
+    return lId;
+}
+
+/// Starts the thread of a record and waits until it has told its id. Result: the id, 0 when no thread could be made.
+int ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
+{
+    mStartedEvent.setOff();
+    int const lError = blockingCall(
+        this, FILE_NAME, "entry", 490,
+        [&] { return gSystem.mPthreadCreate(&nRecord.mHandle, nullptr, &ThreadManager::startThread, &nRecord); });
+    if (lError != 0)
+    {
+        applog(UTL_LOG_TYPE, 1, "Thread Start Failed  Ret:%d, PriOs:%d, Name:%s", lError, nRecord.mOsPriority, npName);
+        return 0;
+    }
+    // A wait without limit may end early; the record must not go before the thread has done with it.
+    while (mStartedEvent.isOff())
+    {
+        mStartedEvent.waitToOn(0);
+    }
+    mStartedEvent.setOff();
+    return nRecord.mThreadId;
+}
+
+/// The start routine of every thread.
+void* ThreadManager::startThread(void* npRecord)
+{
+    StartRecord& lRecord = *static_cast<StartRecord*>(npRecord);
+    ThreadManager* const lpManager = lRecord.mpManager;
+    void (*const lpFunction)(void*) = lRecord.mpFunction;
+    void* const lpArgument = lRecord.mpArgument;
+    int const lOsPriority = lRecord.mOsPriority;
+
+    int const lResult = blockingCall(lpManager, FILE_NAME, "startThread", 1279,
+                                     [&] { return gSystem.mSetpriority(PRIO_PROCESS, 0, lOsPriority); });
+    if (lResult == -1)
+    {
+        applog(UTL_LOG_TYPE, 1, "ThreadManager::startThread() Error setpriority() OsValue:%d", lOsPriority);
+    }
+    lRecord.mThreadId = getCallerId();
+    lpManager->mStartedEvent.setOn(); // the record is entry()'s again
+
+    lpFunction(lpArgument);
+
+    // The registry's lock keeps a thread that ends at once from overtaking its own registration. It is free again
+    // before the event goes on: whoever waits for that may take the registry away.
+    SmartPointer<Event> const lpStopEvent =
+        getIfCreated() == lpManager ? lpManager->stopEventOf(getCallerId()) : SmartPointer<Event>();
+    if (lpStopEvent.get() != nullptr)
+    {
+        lpStopEvent->setOn();
+    }
+    return nullptr;
+}
+
+int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
+                               char const* npName)
+{
+    if (npName == nullptr)
+    {
+        return 0;
+    }
+    int const lId = getCallerId();
+    {
+        SyncGuard lGuard(mEntrySyncObject);
+        unsigned long const lHandle =
+            blockingCall(this, FILE_NAME, "entryCaller", 581, [] { return ::pthread_self(); });
+        ThreadEntry const lEntry(1, lHandle, npName, ThreadPriority(ThreadPriority::INVALID));
+        ThreadEntry const* const lpOld = findLocked(lId);
+        if (lpOld != nullptr && lpOld->isControllable())
+        {
+            return 0;
+        }
+        if (!mThreadEntries.insert(lId, lEntry))
+        {
+            applog(UTL_LOG_TYPE, 1, "entryCaller() Error Thread Register           ID:%d, Name:%s", lId, npName);
+            return 0;
+        }
+        if (mEnableRegistrationLog)
+        {
+            applog(UTL_LOG_TYPE, 3, "Thread Register           ID:%d, Name:%s", lId, npName);
+        }
+    }
+    announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
+    return lId;
+}
+
+/// Tells the layers above of a new thread.
+void ThreadManager::announce(int nId, int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
+                             char const* npName)
+{
+    internal::registerHeapThreadName(nId, npName);
+    if (nUseWatchdog == 1)
+    {
+        internal::watchdog::entry(*mpWatchdog, nId, nAliveTimeMs, npListener, npName);
+    }
+}
+
+bool ThreadManager::unregister(int nId)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    ThreadEntry* const lpEntry = findLocked(nId);
+    if (lpEntry == nullptr || (nId != 0 && isThreadActive(nId)))
+    {
+        return false;
+    }
+    lpEntry->detach();
+    return mThreadEntries.erase(nId);
+}
+
+void ThreadManager::enableRegistrationLog()
+{
+    mEnableRegistrationLog = true;
+}
+
+ThreadManager::ThreadEntry* ThreadManager::findLocked(int nId)
+{
+    auto* const lpPair = mThreadEntries.find(nId);
+    return lpPair != nullptr ? &lpPair->mValue : nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------- queries
+
+bool ThreadManager::isThreadExist(int nId)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    return findLocked(nId) != nullptr;
+}
+
+bool ThreadManager::isThreadActive(int nId)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    ThreadEntry const* const lpEntry = findLocked(nId);
+    return lpEntry != nullptr && lpEntry->isActive();
+}
+
+bool ThreadManager::isActive(int nId)
+{
+    return isThreadExist(nId) && isThreadActive(nId);
+}
+
+char const* ThreadManager::findName(int nId)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    ThreadEntry const* const lpEntry = findLocked(nId);
+    return lpEntry != nullptr ? lpEntry->mName.c_str() : "";
+}
+
+bool ThreadManager::getNames(NameMap* npNames)
+{
+    if (npNames == nullptr)
+    {
+        return false;
+    }
+    SyncGuard lGuard(mEntrySyncObject);
+    for (unsigned int lIndex = 0; lIndex < mThreadEntries.size(); ++lIndex)
+    {
+        auto const* const lpPair = mThreadEntries.at(lIndex);
+        if (!npNames->insert(lpPair->mKey, lpPair->mValue.mName))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ThreadManager::getPriority(int nId, ThreadPriority* npPriority)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    ThreadEntry const* const lpEntry = findLocked(nId);
+    if (lpEntry == nullptr || !lpEntry->isActive() || npPriority == nullptr)
+    {
+        return false;
+    }
+    npPriority->OsValue(lpEntry->mPriority.OsValue());
+    return true;
+}
+
+bool ThreadManager::setPriority(int nId, ThreadPriority const& nPriority)
+{
+    if (!isActive(nId) || nId != getCallerId())
+    {
+        return false;
+    }
+    int const lOsValue = nPriority.OsValue();
+    if (lOsValue == ThreadPriority::INVALID_OS_VALUE)
+    {
+        applog(UTL_LOG_TYPE, 1, "ThreadManager::setPriority() Error ID:%d, invalidOsValue:%d", nId, lOsValue);
+        return false;
+    }
+    int const lResult = blockingCall(this, FILE_NAME, "setPriority", 770,
+                                     [&] { return gSystem.mSetpriority(PRIO_PROCESS, 0, lOsValue); });
+    if (lResult == -1)
+    {
+        int const lError = errno;
+        applog(UTL_LOG_TYPE, 1, "ThreadManager::setPriority() Error setpriority() ID:%d, OsValue:%d er:%d erSt:%s", nId,
+               lOsValue, lError, std::strerror(lError));
+        return false;
+    }
+    SyncGuard lGuard(mEntrySyncObject);
+    ThreadEntry* const lpEntry = findLocked(nId);
+    if (lpEntry == nullptr)
+    {
+        return false;
+    }
+    lpEntry->mPriority.OsValue(lOsValue);
+    return true;
+}
+
+SmartPointer<Event> ThreadManager::stopEventOf(int nId)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    ThreadEntry const* const lpEntry = findLocked(nId);
+    return lpEntry != nullptr ? lpEntry->mpStopEvent : SmartPointer<Event>();
+}
+
+int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
+{
+    // A share of its own: the entry may go while we wait.
+    SmartPointer<Event> const lpStopEvent = stopEventOf(nId);
+    return lpStopEvent.get() != nullptr ? lpStopEvent->waitToOn(nTimeoutMs) : -1;
+}
+
+// ---------------------------------------------------------------------------------------------- the watchdog
+
+bool ThreadManager::entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nId)
+{
+    int const lId = ownIdIfZero(nId);
+    return internal::watchdog::entry(*mpWatchdog, lId, nAliveTimeMs, npListener, getName(lId));
+}
+
+bool ThreadManager::unregisterWatchdog(int nId)
+{
+    return internal::watchdog::unregister(*mpWatchdog, ownIdIfZero(nId));
+}
+
+bool ThreadManager::isRegisteredWatchdog(int nId)
+{
+    return internal::watchdog::isRegistered(*mpWatchdog, ownIdIfZero(nId));
+}
+
+bool ThreadManager::isWatchingWatchdog(int nId)
+{
+    return internal::watchdog::isWatching(*mpWatchdog, ownIdIfZero(nId));
+}
+
+bool ThreadManager::setWatchdogAliveTime(unsigned int nAliveTimeMs, int nId)
+{
+    return internal::watchdog::setAliveTime(*mpWatchdog, ownIdIfZero(nId), nAliveTimeMs);
+}
+
+bool ThreadManager::startWatchdog(int nId)
+{
+    return internal::watchdog::start(*mpWatchdog, ownIdIfZero(nId));
+}
+
+bool ThreadManager::stopWatchdog(int nId)
+{
+    return internal::watchdog::stop(*mpWatchdog, ownIdIfZero(nId));
+}
+
+bool ThreadManager::setWatchdogWatchInterval(unsigned int nIntervalMs)
+{
+    return internal::watchdog::setWatchInterval(*mpWatchdog, nIntervalMs);
+}
+
+void ThreadManager::keepAliveWatchdog(StatementInfo const& nStatement)
+{
+    if (mpWatchdog != nullptr)
+    {
+        internal::watchdog::keepAlive(*mpWatchdog, nStatement);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------- tables
+
+void ThreadManager::printThreadInfo(int) {}
+
+void ThreadManager::printThreadInfoReg(int nLevel)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    applog(UTL_LOG_TYPE, nLevel, "ThreadManager:: Registered info of threads in this process.");
+    applog(UTL_LOG_TYPE, nLevel,
+           "ID        , Name                            , Status      , Pri.Os    , Pri.Label       , ");
+    for (unsigned int lIndex = 0; lIndex < mThreadEntries.size(); ++lIndex)
+    {
+        printRowLocked(nLevel, lIndex);
+    }
+}
+
+void ThreadManager::printRowLocked(int nLevel, unsigned int nIndex)
+{
+    auto const* const lpPair = mThreadEntries.at(nIndex);
+    if (lpPair == nullptr)
+    {
+        applog(UTL_LOG_TYPE, 1, "ThreadManager::printThreadInfoReg() : Thread id is NULL.");
+        return;
+    }
+    bool const lIsActive = lpPair->mValue.isActive();
+    ThreadPriority const lPriority = lIsActive ? lpPair->mValue.mPriority : ThreadPriority(ThreadPriority::INVALID);
+    applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, %-12s, %10d, %-16s, ", lpPair->mKey,
+           CutName(lpPair->mValue.mName.c_str()).mText, lIsActive ? "ACTIVE" : "UNKNOWN", lPriority.OsValue(),
+           priorityLabel(lPriority));
+}
+
+void ThreadManager::printWatchdogInfo(int nLevel)
+{
+    internal::watchdog::printWatchdogInfo(*mpWatchdog, nLevel);
+    SyncGuard lGuard(mEntrySyncObject);
+    applog(UTL_LOG_TYPE, nLevel,
+           "ThreadManager:: Registered info of threads in this process.(But not registered watchdog)");
+    applog(UTL_LOG_TYPE, nLevel, "ID        , Name                            , ");
+    for (unsigned int lIndex = 0; lIndex < mThreadEntries.size(); ++lIndex)
+    {
+        auto const* const lpPair = mThreadEntries.at(lIndex);
+        if (lpPair == nullptr)
+        {
+            applog(UTL_LOG_TYPE, 1, "ThreadManager::printWatchdogInfo() : Thread id is NULL.");
+        }
+        else if (!internal::watchdog::isRegistered(*mpWatchdog, lpPair->mKey))
+        {
+            applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, ", lpPair->mKey, CutName(lpPair->mValue.mName.c_str()).mText);
+        }
+    }
+}
+
+} // namespace utl

@@ -1,0 +1,438 @@
+#include "UtlThreadWatchdog.h"
+
+#include "UtlApplog.h"
+#include "UtlMsgDrivenThread.h"
+#include "UtlString.h"
+#include "UtlThreadManager.h"
+#include "UtlTimeCounter.h"
+#include "internal/UtlWatchdogPort.h"
+
+#include <cstring>
+
+namespace utl
+{
+
+namespace
+{
+
+unsigned int const MAX_MSG_SIZE = 4;
+unsigned int const MAX_MSG_COUNT = 64;
+
+char const* watchLabel(int nStatus)
+{
+    return nStatus == WatchdogInfo::WATCHING ? "WATCHING" : "NOT_WATCHING";
+}
+
+char const* aliveLabel(int nStatus)
+{
+    return nStatus == WatchdogInfo::ALIVE ? "ALIVE" : nStatus == WatchdogInfo::TIMED_OUT ? "TIMEOUT" : "UNKNOWN";
+}
+
+void printTable(int nLevel, WatchdogInfoMap const& nInfos)
+{
+    applog(UTL_LOG_TYPE, nLevel, "ThreadWatchdog:: Watchdog info of threads in this process.");
+    applog(UTL_LOG_TYPE, nLevel,
+           "ID        , Name                            , AliveTime , WatchStatus , AliveStatus , TimeoutCount , "
+           "LastAliveInfo(File, Function:Line:Sub) , ");
+    for (unsigned int lIndex = 0; lIndex < nInfos.size(); ++lIndex)
+    {
+        WatchdogInfo const& lInfo = nInfos.at(lIndex)->mValue;
+        char lName[32] = {};
+        copyStrBase<char>(lName, sizeof(lName), lInfo.mName.c_str(), ~0U, 1);
+        applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, %10u, %-12s, %-12s, %13u, (%s, %s:%u:%u)", lInfo.mId, lName,
+               lInfo.mAliveTime, watchLabel(lInfo.mWatchStatus), aliveLabel(lInfo.mAliveStatus), lInfo.mTimeoutCount,
+               lInfo.mLastAliveInfo.file(), lInfo.mLastAliveInfo.function(), lInfo.mLastAliveInfo.line(),
+               lInfo.mLastAliveInfo.sub());
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------- what is known of a
+// thread
+
+WatchdogInfo const WatchdogInfo::INVALID;
+
+WatchdogInfo::WatchdogInfo(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName,
+                           int nWatchStatus)
+    : mId(nId),
+      mAliveTime(nAliveTimeMs),
+      mpListener(npListener),
+      mWatchStatus(nWatchStatus),
+      mName(npName, 0, 0)
+{
+}
+
+bool WatchdogInfo::operator==(WatchdogInfo const& nOther) const
+{
+    return mId == nOther.mId && mAliveTime == nOther.mAliveTime && mpListener == nOther.mpListener &&
+           mLastAliveTick == nOther.mLastAliveTick && mWatchStatus == nOther.mWatchStatus &&
+           mAliveStatus == nOther.mAliveStatus && mTimeoutCount == nOther.mTimeoutCount &&
+           mLastAliveInfo == nOther.mLastAliveInfo && std::strcmp(mName.c_str(), nOther.mName.c_str()) == 0;
+}
+
+bool WatchdogInfo::isOverdue(unsigned int nNowTick) const
+{
+    return mWatchStatus == WATCHING && mAliveStatus != TIMED_OUT && nNowTick >= mLastAliveTick &&
+           nNowTick - mLastAliveTick >= mAliveTime;
+}
+
+/// Serves a thread that was registered without a listener.
+class ThreadWatchdog::DefaultTimerListener : public WatchdogTimerListener
+{
+public:
+    void onTime(int, WatchdogInfoMap const& nInfos) override { printTable(3, nInfos); }
+};
+
+// ---------------------------------------------------------------------------------------------- life
+
+ThreadWatchdog::ThreadWatchdog(unsigned int nEntryMax)
+    : mpThread(new MsgDrivenThread(MAX_MSG_SIZE, MAX_MSG_COUNT, "Watchdog Thread", nEntryMax)),
+      mWatchdogInfos(nEntryMax)
+{
+}
+
+ThreadWatchdog::~ThreadWatchdog()
+{
+    delete mpThread;
+}
+
+bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
+{
+    if (mIsInitialized || mpThread->start(this, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0) != 0)
+    {
+        return false;
+    }
+    mTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
+    if (mTimerId == -1)
+    {
+        return false;
+    }
+    mIsInitialized = true;
+    ++internal::watchdog::gTableVersion;
+    return true;
+}
+
+void ThreadWatchdog::shutdown()
+{
+    mTimerId = -1;
+    mpThread->stop(1, 0);
+    mpThread->leaveManagement();
+    mIsInitialized = false;
+    ++internal::watchdog::gTableVersion;
+}
+
+bool ThreadWatchdog::setWatchInterval(unsigned int nIntervalMs)
+{
+    if (!mIsInitialized)
+    {
+        return false;
+    }
+    mpThread->killTimer(mTimerId, 0);
+    mTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
+    return mTimerId != -1;
+}
+
+// ---------------------------------------------------------------------------------------------- the table
+
+WatchdogInfo* ThreadWatchdog::findWatchdogInfo(int nId)
+{
+    auto* const lpPair = mWatchdogInfos.find(nId);
+    return lpPair != nullptr ? &lpPair->mValue : nullptr;
+}
+
+bool ThreadWatchdog::entry(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName)
+{
+    if (nAliveTimeMs == 0)
+    {
+        applog(UTL_LOG_TYPE, 1, "ThreadWatchdog Register AliveTime is 0 ID:%d ", nId);
+        return false;
+    }
+    if (npName == nullptr || !mIsInitialized)
+    {
+        return false;
+    }
+    SyncGuard lGuard(mSyncObject);
+    WatchdogInfo const lInfo(nId, nAliveTimeMs, npListener, npName, WatchdogInfo::NOT_WATCHING);
+    if (findWatchdogInfo(nId) != nullptr || !mWatchdogInfos.insert(nId, lInfo))
+    {
+        applog(UTL_LOG_TYPE, 1, "ThreadWatchdog Register EntryMap ID:%d", nId);
+        return false;
+    }
+    ++internal::watchdog::gTableVersion;
+    applog(UTL_LOG_TYPE, 4, "ThreadWatchdog Register ID:%d, AliveTime:%u, Name:%s", nId, nAliveTimeMs, npName);
+    return true;
+}
+
+bool ThreadWatchdog::unregister(int nId)
+{
+    SyncGuard lGuard(mSyncObject);
+    if (!mIsInitialized || !mWatchdogInfos.erase(nId))
+    {
+        return false;
+    }
+    ++internal::watchdog::gTableVersion;
+    return true;
+}
+
+bool ThreadWatchdog::isRegistered(int nId)
+{
+    SyncGuard lGuard(mSyncObject);
+    return mIsInitialized && findWatchdogInfo(nId) != nullptr;
+}
+
+bool ThreadWatchdog::isWatching(int nId)
+{
+    SyncGuard lGuard(mSyncObject);
+    WatchdogInfo const* const lpInfo = findWatchdogInfo(nId);
+    return mIsInitialized && lpInfo != nullptr && lpInfo->mWatchStatus == WatchdogInfo::WATCHING;
+}
+
+bool ThreadWatchdog::setAliveTime(int nId, unsigned int nAliveTimeMs)
+{
+    if (nAliveTimeMs == 0)
+    {
+        applog(UTL_LOG_TYPE, 1, "ThreadWatchdog Register AliveTime is 0 ID:%d ", nId);
+        return false;
+    }
+    return mIsInitialized && executeSetAliveTime(nId, nAliveTimeMs);
+}
+
+bool ThreadWatchdog::executeSetAliveTime(int nId, unsigned int nAliveTimeMs)
+{
+    SyncGuard lGuard(mSyncObject);
+    WatchdogInfo* const lpInfo = findWatchdogInfo(nId);
+    if (lpInfo == nullptr)
+    {
+        return false;
+    }
+    lpInfo->mAliveTime = nAliveTimeMs;
+    if (lpInfo->mWatchStatus == WatchdogInfo::WATCHING)
+    {
+        lpInfo->mLastAliveTick = TimeCounter::getTickTime();
+    }
+    return true;
+}
+
+bool ThreadWatchdog::start(int nId)
+{
+    return mIsInitialized && executeStart(nId);
+}
+
+bool ThreadWatchdog::executeStart(int nId)
+{
+    SyncGuard lGuard(mSyncObject);
+    WatchdogInfo* const lpInfo = findWatchdogInfo(nId);
+    if (lpInfo == nullptr)
+    {
+        return false;
+    }
+    lpInfo->mWatchStatus = WatchdogInfo::WATCHING;
+    if (lpInfo->mLastAliveTick == WatchdogInfo::NO_TICK)
+    {
+        lpInfo->mLastAliveTick = TimeCounter::getTickTime();
+    }
+    return true;
+}
+
+bool ThreadWatchdog::stop(int nId)
+{
+    return mIsInitialized && executeStop(nId);
+}
+
+bool ThreadWatchdog::executeStop(int nId)
+{
+    SyncGuard lGuard(mSyncObject);
+    WatchdogInfo* const lpInfo = findWatchdogInfo(nId);
+    if (lpInfo == nullptr)
+    {
+        return false;
+    }
+    lpInfo->mWatchStatus = WatchdogInfo::NOT_WATCHING;
+    lpInfo->mLastAliveTick = WatchdogInfo::NO_TICK;
+    return true;
+}
+
+bool ThreadWatchdog::keepAlive(StatementInfo const& nStatement)
+{
+    return mIsInitialized && executeKeepAlive(ThreadManager::getCallerId(), nStatement);
+}
+
+bool ThreadWatchdog::executeKeepAlive(int nId, StatementInfo const& nStatement)
+{
+    SyncGuard lGuard(mSyncObject);
+    if (mIsInKeepAlive)
+    {
+        return true; // reported from inside a report, by the log for example
+    }
+    WatchdogInfo* const lpInfo = findWatchdogInfo(nId);
+    if (lpInfo == nullptr)
+    {
+        return false;
+    }
+    if (lpInfo->mWatchStatus != WatchdogInfo::WATCHING)
+    {
+        return true;
+    }
+    mIsInKeepAlive = true;
+    if (lpInfo->mAliveStatus == WatchdogInfo::TIMED_OUT)
+    {
+        applog(UTL_LOG_TYPE, 3, "ThreadWatchdog Timeout->Alive ID:%d Name:%s", nId, lpInfo->mName.c_str());
+    }
+    lpInfo->mAliveStatus = WatchdogInfo::ALIVE;
+    lpInfo->mLastAliveInfo = nStatement;
+    lpInfo->mLastAliveTick = TimeCounter::getTickTime();
+    mIsInKeepAlive = false;
+    return true;
+}
+
+void ThreadWatchdog::printWatchdogInfo(int nLevel)
+{
+    if (mIsInitialized)
+    {
+        SyncGuard lGuard(mSyncObject);
+        printTable(nLevel, mWatchdogInfos);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------- the beat
+
+void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
+{
+    int lMsgId = MSG_ID_NONE;
+    TimerMsg lMsg;
+    if (nRawMsg.getMsgId(&lMsgId) && lMsgId == MSG_ID_TIMER && lMsg.restoreFrom(nRawMsg) && lMsg.mTimerId == mTimerId)
+    {
+        executeWatchThreads(TimeCounter::getTickTime());
+    }
+}
+
+/// One pass with one time: the table may change between two reports, and a thread just reported is no longer overdue.
+void ThreadWatchdog::executeWatchThreads(unsigned int nNowTick)
+{
+    for (int lId = findOverdue(nNowTick); lId != 0; lId = findOverdue(nNowTick))
+    {
+        executeWatchdogTimeout(lId);
+    }
+}
+
+/// The lowest id that is overdue; 0 for none.
+int ThreadWatchdog::findOverdue(unsigned int nNowTick)
+{
+    SyncGuard lGuard(mSyncObject);
+    for (unsigned int lIndex = 0; lIndex < mWatchdogInfos.size(); ++lIndex)
+    {
+        WatchdogInfo const& lInfo = mWatchdogInfos.at(lIndex)->mValue;
+        if (lInfo.isOverdue(nNowTick))
+        {
+            return lInfo.mId;
+        }
+    }
+    return 0;
+}
+
+void ThreadWatchdog::executeWatchdogTimeout(int nId)
+{
+    DefaultTimerListener lDefaultListener;
+    WatchdogTimerListener* lpListener = &lDefaultListener;
+    WatchdogInfoMap lSnapshot(0);
+    {
+        SyncGuard lGuard(mSyncObject);
+        WatchdogInfo* const lpInfo = findWatchdogInfo(nId);
+        if (lpInfo == nullptr || lpInfo->mWatchStatus != WatchdogInfo::WATCHING ||
+            lpInfo->mAliveStatus == WatchdogInfo::TIMED_OUT)
+        {
+            return;
+        }
+        lpInfo->mAliveStatus = WatchdogInfo::TIMED_OUT;
+        ++lpInfo->mTimeoutCount;
+        applog(UTL_LOG_TYPE, 1, "!!!!!!!! ThreadWatchdog Timeout ID:%d Name:%s !!!!!!!!", lpInfo->mId,
+               lpInfo->mName.c_str());
+        lSnapshot.array().resizeMax(mWatchdogInfos.size());
+        lSnapshot.array().copy(mWatchdogInfos.array(), ~0U);
+        lpListener = lpInfo->mpListener != nullptr ? lpInfo->mpListener : lpListener;
+    }
+    lpListener->onTime(nId, lSnapshot);
+}
+
+// ---------------------------------------------------------------------------------------------- for the layers below
+
+namespace internal::watchdog
+{
+
+std::atomic<unsigned int> gTableVersion{1};
+
+ThreadWatchdog* create(unsigned int nEntryMax)
+{
+    return new ThreadWatchdog(nEntryMax);
+}
+
+void destroy(ThreadWatchdog* npWatchdog)
+{
+    delete npWatchdog;
+}
+
+bool initialize(ThreadWatchdog& nWatchdog, unsigned int nIntervalMs)
+{
+    return nWatchdog.initialize(nIntervalMs);
+}
+
+void shutdown(ThreadWatchdog& nWatchdog)
+{
+    nWatchdog.shutdown();
+}
+
+bool setWatchInterval(ThreadWatchdog& nWatchdog, unsigned int nIntervalMs)
+{
+    return nWatchdog.setWatchInterval(nIntervalMs);
+}
+
+bool entry(ThreadWatchdog& nWatchdog, int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
+           char const* npName)
+{
+    return nWatchdog.entry(nId, nAliveTimeMs, npListener, npName);
+}
+
+bool unregister(ThreadWatchdog& nWatchdog, int nId)
+{
+    return nWatchdog.unregister(nId);
+}
+
+bool isRegistered(ThreadWatchdog& nWatchdog, int nId)
+{
+    return nWatchdog.isRegistered(nId);
+}
+
+bool isWatching(ThreadWatchdog& nWatchdog, int nId)
+{
+    return nWatchdog.isWatching(nId);
+}
+
+bool setAliveTime(ThreadWatchdog& nWatchdog, int nId, unsigned int nAliveTimeMs)
+{
+    return nWatchdog.setAliveTime(nId, nAliveTimeMs);
+}
+
+bool start(ThreadWatchdog& nWatchdog, int nId)
+{
+    return nWatchdog.start(nId);
+}
+
+bool stop(ThreadWatchdog& nWatchdog, int nId)
+{
+    return nWatchdog.stop(nId);
+}
+
+bool keepAlive(ThreadWatchdog& nWatchdog, StatementInfo const& nStatement)
+{
+    return nWatchdog.keepAlive(nStatement);
+}
+
+void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel)
+{
+    nWatchdog.printWatchdogInfo(nLevel);
+}
+
+} // namespace internal::watchdog
+
+} // namespace utl

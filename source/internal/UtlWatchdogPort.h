@@ -1,0 +1,41 @@
+/// What the thread registry and the message loop ask of the watchdog, which stands above them. Layer: internal.
+#ifndef UTL_WATCHDOG_PORT_H
+#define UTL_WATCHDOG_PORT_H
+
+#include <atomic>
+
+namespace utl
+{
+class StatementInfo;
+class ThreadWatchdog;
+class WatchdogTimerListener;
+} // namespace utl
+
+/// The layer of the watchdog implements these; each stands for the member of ThreadWatchdog of that name.
+namespace utl::internal::watchdog
+{
+
+ThreadWatchdog* create(unsigned int nEntryMax);
+void destroy(ThreadWatchdog* npWatchdog);
+
+bool initialize(ThreadWatchdog& nWatchdog, unsigned int nIntervalMs);
+void shutdown(ThreadWatchdog& nWatchdog);
+bool setWatchInterval(ThreadWatchdog& nWatchdog, unsigned int nIntervalMs);
+bool entry(ThreadWatchdog& nWatchdog, int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
+           char const* npName);
+bool unregister(ThreadWatchdog& nWatchdog, int nId);
+bool isRegistered(ThreadWatchdog& nWatchdog, int nId);
+bool isWatching(ThreadWatchdog& nWatchdog, int nId);
+bool setAliveTime(ThreadWatchdog& nWatchdog, int nId, unsigned int nAliveTimeMs);
+bool start(ThreadWatchdog& nWatchdog, int nId);
+bool stop(ThreadWatchdog& nWatchdog, int nId);
+bool keepAlive(ThreadWatchdog& nWatchdog, StatementInfo const& nStatement);
+void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel);
+
+/// Raised whenever a thread may have entered or left the watch table, so that a loop asks for its own place in
+/// it again only then.
+extern std::atomic<unsigned int> gTableVersion;
+
+} // namespace utl::internal::watchdog
+
+#endif

@@ -1,0 +1,238 @@
+#include "UtlThread.h"
+
+#include "UtlThreadManager.h"
+#include "support/Faults.h"
+#include "support/Gate.h"
+#include "support/LogCapture.h"
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using utl::Thread;
+using utl::ThreadManager;
+using utl::ThreadPriority;
+using utl::internal::SystemCalls;
+using utl::test::FailNth;
+using utl::test::Gate;
+using utl::test::longMs;
+
+ThreadPriority const NORMAL(ThreadPriority::NORMAL);
+
+/// A thread whose stages a test can hold and whose job ends on request.
+class HeldThread : public Thread
+{
+public:
+    explicit HeldThread(char const* npName = "held")
+        : Thread(npName, nullptr)
+    {
+    }
+    ~HeldThread() override
+    {
+        mPrepare.open();
+        mEnd.open();
+        stop(1, longMs());
+        leaveManagement();
+    }
+
+    int begin(int nWaitStart = 1, unsigned int nWaitMs = 0)
+    {
+        return start(0, 0, nullptr, nWaitStart, nWaitMs, NORMAL, 0);
+    }
+
+    Gate mPrepare;
+    Gate mEnd;
+    std::atomic<int> mRequests{0};
+    std::function<void(HeldThread&)> mJob = [](HeldThread& nThread) { nThread.mEnd.wait(); };
+
+protected:
+    void preExecute() override { mPrepare.wait(); }
+    unsigned int execute() override
+    {
+        mJob(*this);
+        return 7;
+    }
+    void requestStop() override
+    {
+        ++mRequests;
+        mEnd.open();
+    }
+};
+
+TEST(Thread, PassesItsStagesOnce)
+{
+    HeldThread lThread;
+    EXPECT_EQ(-1, lThread.stop(1, 0));
+    EXPECT_EQ(-1, lThread.waitTo(2, 0));
+    EXPECT_EQ(-1, lThread.waitTo(3, 0));
+    EXPECT_EQ(-2, lThread.waitTo(1, 20));
+    EXPECT_FALSE(lThread.isRunning());
+    EXPECT_EQ(0, lThread.getId());
+
+    ASSERT_EQ(0, lThread.begin(0));
+    EXPECT_TRUE(lThread.hasDone(0));
+    EXPECT_FALSE(lThread.hasDone(1));
+    EXPECT_TRUE(lThread.isRunning());
+    EXPECT_FALSE(lThread.leaveManagement());
+    lThread.mPrepare.open();
+    EXPECT_EQ(0, lThread.waitTo(1, longMs()));
+    EXPECT_EQ(-1, lThread.begin()); // twice
+    EXPECT_FALSE(lThread.hasRequestedStop());
+    unsigned int lResult = 0;
+    EXPECT_FALSE(lThread.getResult(&lResult));
+
+    EXPECT_EQ(0, lThread.stop(1, longMs()));
+    EXPECT_EQ(1, lThread.mRequests);
+    EXPECT_TRUE(lThread.hasRequestedStop());
+    EXPECT_TRUE(lThread.hasDone(2));
+    EXPECT_TRUE(lThread.hasDone(3));
+    EXPECT_FALSE(lThread.isRunning());
+    EXPECT_TRUE(lThread.getResult(&lResult));
+    EXPECT_EQ(7U, lResult);
+    EXPECT_FALSE(lThread.getResult(nullptr));
+    EXPECT_EQ(-1, lThread.stop(1, 0));
+    EXPECT_EQ(0, lThread.waitTo(3, 0));
+    EXPECT_EQ(-1, lThread.begin()); // not even after its end
+    EXPECT_TRUE(lThread.leaveManagement());
+    EXPECT_FALSE(lThread.leaveManagement());
+    EXPECT_EQ(-1, lThread.waitTo(3, 0));
+    EXPECT_TRUE(lThread.hasDone(3));
+}
+
+TEST(Thread, RefusesStagesOutsideTheFour)
+{
+    HeldThread lThread;
+    for (int lStage : {-1, 4, 0x7FFFFFFF})
+    {
+        EXPECT_EQ(-1, lThread.waitTo(lStage, 0)) << lStage;
+        EXPECT_FALSE(lThread.hasDone(lStage)) << lStage;
+    }
+}
+
+TEST(Thread, TimeOutsLeaveItRunning)
+{
+    HeldThread lThread;
+    EXPECT_EQ(-2, lThread.begin(1, 20)); // preExecute is held
+    EXPECT_NE(0, lThread.getId());
+    EXPECT_TRUE(lThread.isRunning());
+    // Requested, but the thread cannot answer; then asked once more.
+    EXPECT_EQ(-2, lThread.stop(1, 20));
+    EXPECT_TRUE(lThread.isRunning());
+    EXPECT_TRUE(lThread.hasRequestedStop());
+    EXPECT_EQ(0, lThread.stop(0, 0));
+    EXPECT_EQ(2, lThread.mRequests);
+    lThread.mPrepare.open();
+    EXPECT_EQ(0, lThread.waitTo(3, longMs()));
+}
+
+TEST(Thread, RunsItsCommand)
+{
+    struct Job : utl::Command
+    {
+        unsigned int execute() override { return 42; }
+    } lJob;
+    struct Row
+    {
+        utl::Command* mpCommand;
+        unsigned int mResult;
+    } const ROWS[] = {{&lJob, 42}, {nullptr, 0xFFFFFFFF}};
+    for (Row const& lRow : ROWS)
+    {
+        Thread lThread("x", lRow.mpCommand);
+        ASSERT_EQ(0, lThread.start(0, 0, nullptr, 0, 0, NORMAL, 0));
+        EXPECT_EQ(0, lThread.waitTo(3, longMs()));
+        unsigned int lResult = 0;
+        EXPECT_TRUE(lThread.getResult(&lResult));
+        EXPECT_EQ(lRow.mResult, lResult);
+        EXPECT_TRUE(lThread.leaveManagement());
+    }
+}
+
+TEST(Thread, ARefusedStartMayBeTriedAgain)
+{
+    utl::test::LogCapture lLog;
+    HeldThread lThread;
+    lThread.mPrepare.open();
+    {
+        ThreadManager::get();
+        FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
+        EXPECT_EQ(-1, lThread.begin());
+        EXPECT_FALSE(lThread.hasDone(0));
+        EXPECT_EQ(-1, lThread.stop(1, 0));
+    }
+    EXPECT_EQ(0, lThread.begin());
+}
+
+TEST(Thread, PriorityCanBeSetByTheThreadAlone)
+{
+    HeldThread lThread;
+    std::atomic<bool> lOwn{false};
+    lThread.mPrepare.open();
+    lThread.mJob = [&](HeldThread& nThread)
+    {
+        nThread.waitTo(0, 0);
+        lOwn = nThread.setPriority(ThreadPriority(ThreadPriority::LOW));
+        nThread.mEnd.wait();
+    };
+    ASSERT_EQ(0, lThread.begin());
+    EXPECT_FALSE(lThread.setPriority(ThreadPriority(ThreadPriority::IDLE)));
+    ThreadPriority lPriority(ThreadPriority::NORMAL);
+    EXPECT_TRUE(utl::test::waitUntil(
+        [&] { return lThread.getPriority(&lPriority) && lPriority.value() == ThreadPriority::LOW; }));
+    EXPECT_TRUE(lOwn);
+}
+
+TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
+{
+    using Clock = std::chrono::steady_clock;
+    // Interrupted twice with 20 ms left: sleeps on for what is left.
+    utl::test::Replaced lNanosleep(
+        &SystemCalls::mNanosleep,
+        +[](timespec const* npTime, timespec* npRest)
+        {
+            static int sCalls = 0;
+            if (++sCalls <= 2)
+            {
+                *npRest = timespec{0, 20000000};
+                errno = EINTR;
+                return -1;
+            }
+            return nanosleep(npTime, npRest);
+        });
+    auto lStart = Clock::now();
+    Thread::sleep(100000);
+    auto const lSlept = Clock::now() - lStart;
+    EXPECT_GE(lSlept, std::chrono::milliseconds(20));
+    EXPECT_LT(lSlept, std::chrono::milliseconds(longMs()));
+    lStart = Clock::now();
+    Thread::sleep(0x80000000U);
+    EXPECT_LT(Clock::now() - lStart, std::chrono::milliseconds(longMs()));
+}
+
+// start() and stop() from two threads, again and again: no deadlock, and stop() never misses a started thread.
+TEST(Thread, StartAndStopMayRace)
+{
+    for (int lRound = 0; lRound < 200; ++lRound)
+    {
+        HeldThread lThread;
+        lThread.mPrepare.open();
+        std::thread lStopper(
+            [&]
+            {
+                while (lThread.stop(1, 0) == -1 && !lThread.hasDone(3))
+                {
+                    std::this_thread::yield();
+                }
+            });
+        ASSERT_EQ(0, lThread.begin());
+        lStopper.join();
+        ASSERT_TRUE(lThread.hasDone(3));
+    }
+}
+
+} // namespace

@@ -36,6 +36,11 @@ asan | tsan) if setarch "$(uname -m)" -R true 2>/dev/null; then lRunner="setarch
 esac
 
 step configure
+lVersion=$(cmake --version | sed -n 's/^cmake version //p')
+if [ "$(printf '3.21\n%s\n' "$lVersion" | sort -V | head -n 1)" != 3.21 ]; then
+    echo "CMake $lVersion is too old for presets, which need 3.21; the library itself builds with 3.18"
+    exit 1
+fi
 cmake --preset "$lPreset"
 step build
 cmake --build --preset "$lPreset" --parallel "$lJobs"

@@ -22,7 +22,7 @@ if(LINKAGE STREQUAL "static")
     set(BINARY_DIR ${WORK_DIR}/library)
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${BINARY_DIR} ${lToolchain} -DCMAKE_BUILD_TYPE=Debug
         -DBUILD_SHARED_LIBS=OFF -DUTL_BUILD_EXAMPLES=OFF)
-    run(${CMAKE_COMMAND} --build ${BINARY_DIR} --target utl --parallel)
+    run(${CMAKE_COMMAND} --build ${BINARY_DIR} --target utl --parallel 2)
 endif()
 
 set(lFirst ${WORK_DIR}/installed)

@@ -19,14 +19,19 @@ class RatioReporter : public benchmark::ConsoleReporter
 public:
     void ReportRuns(std::vector<Run> const& nRuns) override
     {
-        ConsoleReporter::ReportRuns(nRuns);
+        std::vector<Run> lShown;
         for (Run const& lRun : nRuns)
         {
+            if (lRun.aggregate_name == "median" || lRun.repetitions <= 1)
+            {
+                lShown.push_back(lRun);
+            }
             if (lRun.run_type == Run::RT_Iteration && !lRun.error_occurred)
             {
-                mTimes[lRun.run_name.function_name + "/" + lRun.run_name.args].push_back(lRun.GetAdjustedRealTime());
+                mTimes[lRun.run_name.function_name].push_back(lRun.GetAdjustedRealTime());
             }
         }
+        ConsoleReporter::ReportRuns(lShown);
     }
 
     void printRatios() const
@@ -72,7 +77,7 @@ inline int runWithRatios(int nCount, char** npValues)
 {
     std::vector<std::string> lDefaults{npValues[0], "--benchmark_repetitions=9",
                                        "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.1",
-                                       "--benchmark_display_aggregates_only=true"};
+                                       "--benchmark_color=false"};
     lDefaults.insert(lDefaults.end(), npValues + 1, npValues + nCount);
     std::vector<char*> lArguments;
     for (std::string& lArgument : lDefaults)

@@ -1,0 +1,173 @@
+/// Conversion between Shift-JIS, UTF-8, UTF-16 and wide text. Layer: text, above the string primitives.
+#ifndef UTL_CHAR_SET_H
+#define UTL_CHAR_SET_H
+
+#include <cstdint>
+
+#include "UtlMacros.h"
+#include "UtlString.h"
+
+// The platform's converter between narrow and wide text. The library carries a weak definition of both functions,
+// between UTF-8 and 32-bit wide characters; a process that defines its own gets its own called.
+// A source that includes the platform's own declarations defines UTL_PLATFORM_KCP before it includes this header.
+#ifndef UTL_PLATFORM_KCP
+extern "C"
+{
+    /// Encodings that the platform's converter knows. The library passes this one value, its narrow encoding.
+    enum EN_KCP : int
+    {
+        KCP_UTF8 = 32
+    };
+
+    // The source is counted, without a terminator; the destination is left terminated, also after a failure.
+    // Result: units stored, without the terminator; 0 or less for failure. The weak definitions give -1 for null
+    // pointers, a capacity (terminator included) that is too small, malformed text (cut off, overlong, surrogates,
+    // above U+10FFFF), a negative count, and an encoding other than KCP_UTF8.
+    UTL_API int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes,
+                          EN_KCP nCharset);
+    UTL_API int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount, EN_KCP nCharset);
+}
+#endif
+
+namespace utl
+{
+
+// Holds for all functions of this header unless said otherwise:
+//
+// Encodings: Utf8, Tchar, Char: narrow text, UTF-8. Sjis: Shift-JIS, code page 932. Utf16: 16-bit units in host byte
+//            order. Dchar, Uint8: 16-bit units and bytes as raw data. Wchar: wide text, 32 bits.
+// Results:   STR_ERROR for failure: a null source, a null destination with a capacity, a capacity too small. The
+//            destination then may hold the text before the fault, without a terminator.
+// convertStr...: terminated text. Capacity and result are units of the destination with the terminator. A capacity
+//            of 0 asks for the size: the text is walked, nothing is stored, and a destination may be null.
+// convertChar...: the first character, without a terminator. Result: units stored. npConsumed may be null; it
+//            receives the units taken from the source. A capacity of 0 asks for the size.
+// Ownership: nothing is owned or kept; source and destination must not overlap.
+// Threads:   any; no state, no lock, no heap, no log.
+
+/// The reference mark, for what UTF-16 cannot get: Shift-JIS codes without a row, four-byte UTF-8 characters.
+constexpr unsigned short REPLACEMENT_CHAR = 0x203B;
+
+/// One Shift-JIS code and its character. A double-byte code has its lead byte in the high half.
+struct SjisToUnicode
+{
+    std::uint16_t mSjis;
+    std::uint16_t mUtf16; ///< The code unit.
+    std::uint32_t mUtf8;  ///< The UTF-8 bytes read as one big-endian number: U+3042 is 0xE38182.
+};
+
+/// One character and the one code it converts to.
+struct Utf8ToSjis
+{
+    std::uint32_t mKey; ///< As SjisToUnicode::mUtf8.
+    std::uint16_t mSjis;
+};
+
+constexpr unsigned int SJIS_TO_UNICODE_COUNT = 7787;
+constexpr unsigned int UTF8_TO_SJIS_COUNT = 7389;
+
+/// Code page 932 without ASCII and the user-defined area, ascending by mSjis; and its inverse, ascending by mKey, with
+/// one code for each character. Constant data. The conversions give what a search of these gives, but need none.
+extern UTL_API SjisToUnicode const SJIS_TO_UNICODE[SJIS_TO_UNICODE_COUNT];
+extern UTL_API Utf8ToSjis const UTF8_TO_SJIS[UTF8_TO_SJIS_COUNT];
+
+// --- Shift-JIS and UTF-8 ---
+
+/// Looks up characters with lead byte 0xC2 to 0xD1 (two bytes) and 0xE2 to 0xE9 or 0xEF (three); one without a code
+/// gives one NUL byte. Any other byte is stored as it is. A character that the terminator cuts off has no code.
+///
+/// Result:  1 or 2 bytes.
+/// Caution: any other byte is stored whatever nDstSize says, 0 too; give a destination of one byte at least, or null.
+/// Caution: *npConsumed is 2 or 3 also where the terminator cuts the character off; check before stepping by it.
+UTL_API unsigned int convertCharFromUtf8ToSjis(char* npDst, unsigned int nDstSize, char const* npSrc,
+                                               unsigned int* npConsumed);
+
+/// The same for a text. It ends at the terminator also where that cuts a character off.
+///
+/// Caution: a character without a code becomes a NUL byte inside the result, and bytes outside the lead bytes above
+///          (four-byte characters among them) pass as they are. The result counts them all.
+UTL_API unsigned int convertStrFromUtf8ToSjis(char* npDst, unsigned int nDstSize, char const* npSrc);
+
+/// Looks up double-byte codes (lead byte 0x81 to 0x9F, 0xE0 to 0xEF, 0xFA to 0xFC) and half-width katakana (0xA1 to
+/// 0xDF); a code without a row gives one NUL byte. Any other byte is stored as it is, 0xF0 to 0xF9 too.
+///
+/// Result:  1 to 3 bytes.
+/// Caution: any other byte is stored whatever nDstSize says, 0 too; give a destination of one byte at least, or null.
+UTL_API unsigned int convertCharFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc,
+                                               unsigned int* npConsumed);
+
+/// The same for a text. A code without a row becomes a NUL byte inside the result.
+///
+/// Caution: a lead byte as the last byte takes the terminator as its trail byte and the walk goes on behind it; end
+///          text from outside with two NUL bytes.
+UTL_API unsigned int convertStrFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc);
+
+// --- Shift-JIS and UTF-16 ---
+
+/// The classes of convertCharFromSjisToUtf8(). npDst must not be null and takes one unit; 0 for a code without a row.
+///
+/// Result:  1 for a code of the table classes.
+/// Caution: 2 for any other byte, which still is one unit; never add the result to a position.
+UTL_API unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char const* npSrc, unsigned int* npConsumed);
+
+/// The same for a text; a double-byte code without a row becomes REPLACEMENT_CHAR.
+///
+/// Caution: ASCII and the other bytes outside the table classes are stored, with a 0 unit behind, whenever npDst is
+///          not null, past nDstSize and even when it is 0; only a later character or the terminator fails. Ask for
+///          the size with a null destination first.
+/// Caution: a lead byte as the last byte, as convertStrFromSjisToUtf8().
+UTL_API unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc);
+
+// --- UTF-16 and UTF-8 ---
+
+/// Any unit, 0 and lone surrogates too: each unit of a surrogate pair becomes three bytes of its own.
+///
+/// npBom:  may be null; set to 1 for the unit 0xFEFF, to 2 for 0xFFFE, and left alone otherwise.
+/// Result: 1 to 3 bytes; 0 for those two units, with nothing stored.
+UTL_API unsigned int convertCharFromUtf16ToUtf8(char* npDst, unsigned int nDstSize, unsigned short nUnit, int* npBom);
+
+/// Up to the 0 unit. A byte-order mark anywhere fails.
+UTL_API unsigned int convertStrFromUtf16ToUtf8(char* npDst, unsigned int nDstSize, unsigned short const* npSrc);
+
+/// npDst takes one unit. Result: 1; STR_ERROR for null, empty and malformed text and for a four-byte character.
+UTL_API unsigned int convertCharFromUtf8ToUtf16(unsigned short* npDst, char const* npSrc, unsigned int* npConsumed);
+
+/// A four-byte character becomes REPLACEMENT_CHAR. A character with a wrong, overlong or cut-off tail ends the text
+/// there, without failure.
+///
+/// Caution: a byte that cannot lead a character stores REPLACEMENT_CHAR and steps one byte back (never before the
+///          start), so the same bytes repeat until the capacity runs out, and the call fails; a query for the size
+///          fails at once. Text that t_charlen() has passed never gets here.
+UTL_API unsigned int convertStrFromUtf8ToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc);
+
+// --- Wide text, through jk_mbtowc() and jk_wctomb() ---
+
+/// The size query gives an upper bound: the bytes of the source plus one. A result of the converter below 1 fails.
+UTL_API unsigned int convertStrFromTcharToWchar(wchar_t* npDst, unsigned int nDstSize, char const* npSrc);
+
+/// The size query gives an upper bound: six bytes for each character plus one.
+UTL_API unsigned int convertStrFromWcharToTchar(char* npDst, unsigned int nDstSize, wchar_t const* npSrc);
+
+// --- Narrow text to narrow text ---
+
+/// Plain copies, all or nothing.
+UTL_API unsigned int convertStrFromTcharToChar(char* npDst, unsigned int nDstSize, char const* npSrc);
+UTL_API unsigned int convertStrFromCharToTchar(char* npDst, unsigned int nDstSize, char const* npSrc);
+
+/// copyStrBase(npDst, nDstSize, npSrc, STR_ALL, 0).
+UTL_API unsigned int convertCharSet(char* npDst, unsigned int nDstSize, char const* npSrc);
+
+// --- Byte order of raw data. No terminator is written or counted ---
+
+/// Bytes of the units before the first 0 unit, nMaxUnits at most. nBigEndian 1 puts the high byte first, any other
+/// value the low byte. Capacity and result are bytes.
+UTL_API unsigned int convertStrFromDcharToUint8(unsigned char* npDst, unsigned int nDstSize,
+                                                unsigned short const* npSrc, unsigned int nMaxUnits, int nBigEndian);
+
+/// The inverse, 0 units included. Capacity and result are units; an odd nBytes fails.
+UTL_API unsigned int convertBinFromUint8ToDchar(unsigned short* npDst, unsigned int nDstSize,
+                                                unsigned char const* npSrc, unsigned int nBytes, int nBigEndian);
+
+} // namespace utl
+
+#endif

@@ -253,15 +253,17 @@ void BitStream::seekBitOffset(unsigned int nOffset, int nOrigin)
 
 unsigned char BitStream::readCurBit()
 {
-    unsigned char const lBit = static_cast<unsigned char>(fetch(mBitPosition, 1));
+    unsigned int const lByte = mpBuffer[mBitPosition / 8];
+    unsigned int const lShift = 7 - mBitPosition % 8;
     ++mBitPosition;
-    return lBit;
+    return static_cast<unsigned char>(lByte >> lShift & 1U);
 }
 
 void BitStream::writeCurBit(unsigned char nBit)
 {
-    store(nBit != 0 ? 1 : 0, mBitPosition, 1);
+    mergeByte(mpBuffer[mBitPosition / 8], nBit != 0 ? 0xFFU : 0U, 0x80U >> mBitPosition % 8);
     ++mBitPosition;
+    raiseBitSize(mBitPosition);
 }
 
 // In bits, and no more than a position can tell, so that sums of positions inside never wrap.

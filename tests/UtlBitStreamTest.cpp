@@ -144,7 +144,7 @@ TEST(BitStream, DoesAMillionRandomOperationsLikeTheReference)
     Bytes lData(SIZE + 1);
     for (unsigned int lTurn = 0; lTurn < 1000000; ++lTurn)
     {
-        unsigned int const lKind = lBelow(8);
+        unsigned int const lKind = lBelow(9);
         unsigned int const lWidth = 8U << lBelow(4);
         unsigned int const lBits = lBelow(lKind < 4 ? lWidth + 2 : (lBelow(4) != 0 ? 140 : SIZE * 8 + 2));
         int const lPosition = lBelow(2) != 0 ? -1 : static_cast<int>(lBelow(SIZE * 8)) - (lBelow(64) == 0 ? 500 : 0);
@@ -182,6 +182,14 @@ TEST(BitStream, DoesAMillionRandomOperationsLikeTheReference)
             lReference.copy(lData, lBits, lPosition);
             break;
         }
+        case 7: // the primitives look neither at the error nor at the end
+            if (!lReference.mHasError && lReference.mPosition + 2 <= SIZE * 8)
+            {
+                ASSERT_EQ(lStream.readCurBit(), lReference.read(1, 1, -1)) << lCase();
+                lStream.writeCurBit(static_cast<unsigned char>(lBits & 2));
+                lReference.write(lBits >> 1, 1, 1, -1);
+            }
+            break;
         default:
         {
             unsigned int const lOffset = lBelow(2) != 0 ? lBits : 0U - lBits;

@@ -1,0 +1,62 @@
+/// Blocks of one size from one allocation. Layer: memory pool.
+#ifndef UTL_MEMORY_POOL_H
+#define UTL_MEMORY_POOL_H
+
+#include "UtlBasicString.h"
+#include "UtlMacros.h"
+#include "UtlSyncObject.h"
+
+#include <memory>
+
+namespace utl
+{
+
+/// Hands out blocks of a fixed size, the lowest free one first, checks each that comes back and reports what is missing
+/// at the end. Allocates in the constructor only.
+///
+/// Ownership: the blocks are the pool's; none may be used after it.
+/// Threads:   create() and release() from any; not for signal handlers.
+/// Blocking:  both wait for the pool's lock, between two reports to the watchdog.
+/// Locks:     mSyncObject, before the watchdog's.
+/// Errors:    misuse is logged as an error, with the pool's name, and changes nothing.
+class UTL_API MemoryPool
+{
+public:
+    /// nSlotSize:  bytes of a block. Blocks follow each other directly: what alignment they need must divide it, and is
+    ///             at most that of a new-expression.
+    /// nSlotCount: blocks. Where either is 0 that is logged, and the pool stays empty for ever.
+    /// npName:     for the log, copied; null counts as empty.
+    MemoryPool(unsigned int nSlotSize, unsigned int nSlotCount, char const* npName);
+
+    /// Logs each block that is still out.
+    virtual ~MemoryPool();
+
+    MemoryPool(MemoryPool const&) = delete;
+    MemoryPool& operator=(MemoryPool const&) = delete;
+
+    /// Result: the lowest free block, zeroed when it is new, else as its last user left it; null, in silence, where
+    ///         none is free. Takes time by the pool's size, 64 blocks (32 on 32 bits) at a step, at most.
+    void* create();
+
+    /// Gives a block back. npBlock: from create(); null does nothing. A pointer from elsewhere, one into a block, and
+    /// one to a block that is free are reported.
+    void release(void* npBlock);
+
+private:
+    using Word = unsigned long; // of flags, the lowest bit first
+    class ReportedGuard;
+
+    void refuse(char const* npReason) const;
+
+    BasicString<char> const mName;           // constant
+    unsigned int mSlotSize = 0;              // constant after construction; 0: empty
+    unsigned int mSlotCount = 0;             // the same
+    std::unique_ptr<unsigned char[]> mpPool; // constant pointer; a block belongs to who holds it
+    SyncObject mSyncObject;
+    std::unique_ptr<Word[]> mpActive UTL_GUARDED_BY(mSyncObject); // a bit for each block: 1 in use; above the last, 1
+    unsigned int mFirstWord UTL_GUARDED_BY(mSyncObject) = 0;      // no word before it has a free block
+};
+
+} // namespace utl
+
+#endif

@@ -9,6 +9,7 @@
 #include "UtlEvent.h"
 #include "UtlMacros.h"
 #include "UtlMap.h"
+#include "UtlMemory.h"
 #include "UtlMemoryPool.h"
 #include "UtlMsg.h"
 #include "UtlMsgDrivenThread.h"

@@ -1,0 +1,139 @@
+#include "UtlMemory.h"
+
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "UtlThreadManager.h"
+#include "internal/UtlHeapPort.h"
+#include "support/Faults.h"
+
+namespace utl
+{
+
+/// What the operations do while the switch is on.
+class MemoryTestPeer
+{
+public:
+    static unsigned int findFileId(char const* npPath) { return Memory::get()->findFileId(npPath); }
+    static bool copyTotals(Memory::ProcessHeapInfo* npInfo) { return Memory::get()->copyTotals(npInfo); }
+};
+
+} // namespace utl
+
+namespace
+{
+
+using utl::Memory;
+using Peer = utl::MemoryTestPeer;
+
+std::string gWritten; // to descriptor 0
+
+class MemoryTest : public testing::Test
+{
+protected:
+    MemoryTest() { gWritten.clear(); }
+    ~MemoryTest() override { Memory::destroy(); }
+
+    static std::string totals()
+    {
+        Memory::ProcessHeapInfo lInfo;
+        EXPECT_TRUE(Peer::copyTotals(&lInfo));
+        std::ostringstream lText;
+        lText << lInfo.mUseBytes << ' ' << lInfo.mUseCount << ' ' << lInfo.mMaxBytes << ' ' << lInfo.mMaxCount;
+        return lText.str();
+    }
+
+    utl::test::Replaced<ssize_t(int, void const*, std::size_t)> mWrite{
+        &utl::internal::SystemCalls::mWrite,
+        [](int nFd, void const* npText, std::size_t nSize) -> ssize_t
+        {
+            if (nFd != 0)
+            {
+                return ::write(nFd, npText, nSize);
+            }
+            gWritten.append(static_cast<char const*>(npText), nSize);
+            return static_cast<ssize_t>(nSize);
+        }};
+    void* const mpBlock = reinterpret_cast<void*>(0x1234);
+    std::string const mId = std::to_string(utl::ThreadManager::getCallerId());
+    std::string const mShownId = std::string(10 - mId.size(), ' ') + mId;
+};
+
+TEST_F(MemoryTest, AccountsForOneBlockAndComplainsAboutTheRest)
+{
+    Memory& lMemory = *Memory::get();
+    EXPECT_EQ(0U, Peer::findFileId("source/a.cpp"));
+    lMemory.updateManagement(0, mpBlock, 100, 0, 10);
+    EXPECT_EQ("100 1 100 1", totals());
+    EXPECT_EQ("", gWritten);
+    lMemory.updateManagement(0, reinterpret_cast<void*>(0xABCDEF), 5, 0, 11);
+    EXPECT_EQ("!!!! DetailHeapInfo management over on allocation\n"
+              "MaxCount:1, Address:0x00abcdef, UseBytes:         5, ThreadId:" +
+                  mShownId + ", Line:      11, File:source/a.cpp, \n",
+              gWritten);
+    gWritten.clear();
+    lMemory.updateManagement(1, reinterpret_cast<void*>(0xABCDEF), 0, 7, -1);
+    std::string const lFrame = std::string(67, '!') + "\n";
+    EXPECT_EQ(lFrame + "!!!! DetailHeapInfo release address is not in under management\n" +
+                  "Address:0x00abcdef, ThreadId:" + mShownId + ", Line:      -1, File:, \n" + lFrame,
+              gWritten);
+    gWritten.clear();
+    lMemory.updateManagement(1, nullptr, 0, 0, 0);
+    EXPECT_EQ("100 1 100 1", totals());
+    lMemory.updateManagement(2, mpBlock, 0, 0, 0);
+    EXPECT_EQ("0 0 100 1", totals());
+    lMemory.updateManagement(0, mpBlock, 30, 0, 12);
+    EXPECT_EQ("30 1 100 1", totals());
+    EXPECT_EQ("", gWritten);
+    lMemory.initializeManagementTable();
+    EXPECT_EQ("0 0 0 0", totals());
+    EXPECT_FALSE(Peer::copyTotals(nullptr));
+}
+
+TEST_F(MemoryTest, KeepsTheFirstNames)
+{
+    Memory& lMemory = *Memory::get();
+    std::string const lLong(300, 'n');
+    for (char const* lpName : {static_cast<char const*>(nullptr), ""})
+    {
+        utl::internal::registerHeapThreadName(5, lpName);
+    }
+    utl::internal::registerHeapThreadName(0, "zero");
+    utl::internal::registerHeapThreadName(5, lLong.c_str());
+    utl::internal::registerHeapThreadName(5, "renamed");
+    utl::internal::registerHeapThreadName(6, "second");
+    EXPECT_EQ(lLong.substr(0, 127), lMemory.getThreadName(5));
+    EXPECT_STREQ("", lMemory.getThreadName(6));
+    EXPECT_STREQ("", lMemory.getThreadName(0));
+
+    EXPECT_STREQ("", lMemory.getFileName(0));
+    EXPECT_EQ(0U, Peer::findFileId(lLong.c_str()));
+    EXPECT_EQ(0U, Peer::findFileId(lLong.substr(0, 259).c_str()));
+    EXPECT_EQ(Memory::INVALID_FILE_ID, Peer::findFileId("other"));
+    EXPECT_EQ(lLong.substr(0, 259), lMemory.getFileName(0));
+    EXPECT_STREQ("", lMemory.getFileName(1));
+    EXPECT_STREQ("", lMemory.getFileName(Memory::INVALID_FILE_ID));
+}
+
+TEST_F(MemoryTest, SwitchedOffItAnswersAndDoesNothing)
+{
+    Memory& lMemory = *Memory::get();
+    Memory::ProcessHeapInfo lInfo;
+    lInfo.mMaxBytes = 77;
+    lMemory.updateManagement(0, mpBlock, 1, 0, 0);
+    EXPECT_TRUE(lMemory.getUsedHeapOfProcess(&lInfo) && lMemory.getUsedHeapOfProcess(nullptr));
+    EXPECT_EQ(77U, lInfo.mMaxBytes);
+    EXPECT_EQ(Memory::INVALID_FILE_ID, lMemory.getFileId("a"));
+    lMemory.resetUsedHeap();
+    EXPECT_EQ("1 1 1 1", totals());
+
+    lMemory.printMessage(1, -1, "nowhere");
+    lMemory.printMessage(1, 0, "%s", std::string(1024, 'x').c_str());
+    EXPECT_EQ("", gWritten);
+    lMemory.printMessage(1, 0, "%s", std::string(1023, 'x').c_str());
+    EXPECT_EQ(std::string(1023, 'x'), gWritten);
+}
+
+} // namespace

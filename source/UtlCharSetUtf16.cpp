@@ -19,20 +19,6 @@ unsigned int unitOfUtf8Char(unsigned char const* npChar, unsigned int nSize)
                         : unitOfUtf8(npChar[0], npChar[1], npChar[2]);
 }
 
-// strCharBytesBase(), with the two kinds of character that nearly all text consists of decided here.
-unsigned int charSize(unsigned char const* npChar)
-{
-    if (*npChar < 0x80)
-    {
-        return *npChar == 0 ? 0 : 1;
-    }
-    if (*npChar > 0xE0 && *npChar < 0xF0 && isTail(npChar[1]) && isTail(npChar[2]))
-    {
-        return 3;
-    }
-    return strCharBytesBase<char>(reinterpret_cast<char const*>(npChar), nullptr);
-}
-
 struct Utf16ToUtf8Walk
 {
     template <class Output>
@@ -51,29 +37,38 @@ struct Utf16ToUtf8Walk
 
 struct Utf8ToUtf16Walk
 {
+    // The two kinds of character that nearly all text consists of first, a branch for each.
     template <class Output>
     static unsigned int run(Output nOutput, unsigned char const* npSrc)
     {
-        unsigned char const* lpSrc = npSrc;
-        while (unsigned int const lSize = charSize(lpSrc))
+        unsigned char const* const lpBegin = npSrc;
+        bool lHasRoom = true;
+        while (lHasRoom && *npSrc != 0)
         {
-            bool const lIsStray = lSize == STR_ERROR;
-            unsigned int const lUnit = lIsStray || lSize == 4 ? REPLACEMENT_CHAR : unitOfUtf8Char(lpSrc, lSize);
-            // The walk never gets past a stray byte; a count of its steps would have no end.
-            if ((lIsStray && !Output::IS_STORING) || !nOutput.put(lUnit))
+            if (isLikely(*npSrc > 0xE0 && *npSrc < 0xF0 && isTail(npSrc[1]) && isTail(npSrc[2])))
             {
-                return STR_ERROR;
+                lHasRoom = nOutput.put(unitOfUtf8(npSrc[0], npSrc[1], npSrc[2]));
+                npSrc += 3;
             }
-            if (!lIsStray)
+            else if (*npSrc < 0x80)
             {
-                lpSrc += lSize;
+                lHasRoom = nOutput.put(*npSrc++);
             }
-            else if (lpSrc != npSrc)
+            else
             {
-                --lpSrc;
+                unsigned int const lSize = strCharBytesBase(reinterpret_cast<char const*>(npSrc), nullptr);
+                bool const lIsStray = lSize == STR_ERROR;
+                if (lSize == 0)
+                {
+                    break;
+                }
+                // The walk never gets past a stray byte; a count of its steps would have no end.
+                lHasRoom = (!lIsStray || Output::IS_STORING) &&
+                           nOutput.put(lSize < 4 ? unitOfUtf8Char(npSrc, lSize) : REPLACEMENT_CHAR);
+                npSrc = !lIsStray ? npSrc + lSize : npSrc != lpBegin ? npSrc - 1 : npSrc;
             }
         }
-        return nOutput.end();
+        return lHasRoom ? nOutput.end() : STR_ERROR;
     }
 };
 

@@ -1,0 +1,90 @@
+/// Folds between character classes, comparison without case, numbers from text. Layer: folds.
+#ifndef UTL_CONVERT_ATTRIB_H
+#define UTL_CONVERT_ATTRIB_H
+
+#include "UtlCharAttrib.h"
+
+// Holds for all of this header:
+//
+// Text:    UTF-8 in char, terminated, not owned; T is char. Sizes count bytes. No log, no heap.
+// Results: STR_ERROR or false for failure; capacities, size queries and modes are those of UtlString.h.
+// Locks:   all functions work in scratch rows, so they hold the StaticBuffer's lock while they run, and texts of
+//          WorkingBuffer<char>::CAPACITY bytes or more fail.
+// Threads: any.
+
+namespace utl
+{
+
+/// One row of a pair table: a text and what it folds to, each narrow and wide. A row with a null left text ends the
+/// table. Owns nothing. The tables of this header are as constant as the character tables.
+class UTL_API PairAttrib
+{
+public:
+    constexpr PairAttrib() = default;
+    constexpr PairAttrib(char const* npFirst, wchar_t const* npFirstWide, char const* npSecond,
+                         wchar_t const* npSecondWide)
+        : mFirst(npFirst, npFirstWide),
+          mSecond(npSecond, npSecondWide)
+    {
+    }
+    PairAttrib(PairAttrib const&) = default;
+    PairAttrib& operator=(PairAttrib const&) = default;
+    virtual ~PairAttrib() = default;
+
+    CodeRow mFirst;  ///< left
+    CodeRow mSecond; ///< right
+};
+
+// Left text first in the names. The bounds count the row that ends the table; the order of rows counts.
+
+extern UTL_API PairAttrib const (&LOWER_UPPER_PAIR)[53];      ///< small and capital letters, half- and full-width
+extern UTL_API PairAttrib const (&HANKAKU_ZENKAKU_PAIR)[185]; ///< half-width and full-width
+extern UTL_API PairAttrib const (&NODAKUON_DAKUON_PAIR)[67];  ///< plain and voiced kana; a lone mark pairs with nothing
+extern UTL_API PairAttrib const (&NODAKUON_HANDAKUON_PAIR)[18]; ///< plain and semi-voiced kana, the same
+extern UTL_API PairAttrib const (&ZENKATA_HIRAGANA_PAIR)[87];   ///< full-width katakana and hiragana
+extern UTL_API PairAttrib const (&HANKATA_HIRAGANA_PAIR)[89];   ///< half-width katakana and hiragana
+
+/// Replaces, at each position of a text, the first row of a pair table that matches there.
+///
+/// npDst:    may be npSrc.
+/// nReverse: 0 replaces left texts by right texts, any other value right by left.
+/// Result:   the size in use with the terminator; STR_ERROR for a null source or table, no room, too long a text.
+///           npDst then may hold a part, terminated. What no row matches is copied as it is. A malformed character
+///           ends the text in silence, and so gets lost a single character right before a stray continuation byte;
+///           with nothing before it the result is 1 and npDst stays as it was, without a terminator.
+/// Caution: an empty text to be replaced matches everywhere. The two NODAKUON tables have one, so with nReverse 0 the
+/// first position that no earlier row matches, any full-width text for instance, is filled with voicing marks up to the
+/// capacity, and the result is STR_ERROR (at once where no capacity bounds it: a size query). Use these tables with
+/// nReverse 1 only, which takes the marks away, or on plain half-width kana that have a voiced form.
+template <class T>
+UTL_API unsigned int convertAttrib(T* npDst, unsigned int nDstSize, T const* npSrc, PairAttrib const* npTable,
+                                   int nReverse, int nMode);
+
+/// Removes all characters of a set from the end of a text, in place.
+///
+/// npSet:  null and empty mean white space: space, 0x09 to 0x0D, the full-width space.
+/// Result: the new size with the terminator; STR_ERROR for null, too long or malformed text: unchanged.
+template <class T>
+UTL_API unsigned int trimStrRight(T* npStr, T const* npSet);
+
+/// strncmp of two texts in which capital letters, half- and full-width, count as small ones; at most nCount bytes.
+/// Null counts as empty, and so does a text that is too long; one that is malformed ends before that character.
+template <class T>
+UTL_API int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCount);
+
+/// Reads a number without sign from the start of a text, full-width characters included.
+///
+/// Only <unsigned short, char> exists.
+///
+/// npValue: written where the result is true.
+/// nBase:   2 to 36; 0 lets the text choose: 16 after "0x", 8 after another leading 0, else 10.
+/// Result:  true if a number was read; what follows it is not looked at. False for nulls, other bases, a minus, no
+///          digit, and a value above 65535.
+/// Caution: with base 0 the text "0" is no number, since the leading 0 is the prefix; give a base. With base 16 a
+/// prefix "0x" is not skipped: the number is 0.
+template <class V, class T>
+UTL_API bool strToInt(V* npValue, T const* npStr, int nBase);
+
+} // namespace utl
+
+#endif

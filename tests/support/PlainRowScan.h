@@ -1,0 +1,189 @@
+/// The folds and classes the slow way: every row of every table, from the first. What the index in front of the tables
+/// is compared with, and measured against.
+#ifndef UTL_TESTS_PLAIN_ROW_SCAN_H
+#define UTL_TESTS_PLAIN_ROW_SCAN_H
+
+#include <cstring>
+
+#include "UtlConvertAttrib.h"
+#include "UtlStaticBuffer.h"
+
+namespace scan
+{
+
+/// The tables of one class; nulls where it has none.
+struct ClassTables
+{
+    int mClass;
+    utl::CodeRow const* mpRows;   // plain classes, and whole blocks of voiced ones
+    utl::CodeRow const* mpBase;   // voiced: plain kana; signed: the signs
+    utl::CodeRow const* mpMark;   // voiced: the mark; signed: the digits
+    utl::CodeRow const* mpSmall;  // voiced: small kana
+    utl::CodeRow const* mpHex[5]; // prefix, digits, lower, upper, suffix
+};
+
+// clang-format off
+#define SCAN_PLAIN(CLASS, TABLE) {utl::CHAR_ATTRIB_##CLASS, utl::TABLE##_TBL, nullptr, nullptr, nullptr, {}}
+#define SCAN_ROWS(CLASS) SCAN_PLAIN(CLASS, CLASS)
+#define SCAN_ALPHA(CLASS) SCAN_PLAIN(CLASS, CLASS##_ALPHA)
+#define SCAN_SIGNED(W) \
+    {utl::CHAR_ATTRIB_##W##_SIGNED, nullptr, utl::W##_SIGN_TBL, utl::W##_DIGIT_TBL, nullptr, {}}
+#define SCAN_HEX(W) \
+    {utl::CHAR_ATTRIB_##W##_HEX, nullptr, nullptr, nullptr, nullptr, {utl::W##_HEX_PREFIX_TBL, utl::W##_DIGIT_TBL, \
+      utl::LOWER_##W##_HEX_ALPHA_TBL, utl::UPPER_##W##_HEX_ALPHA_TBL, utl::W##_HEX_SUFFIX_TBL}}
+#define SCAN_VOICED(VOICE, KANA, MARK) \
+    {utl::CHAR_ATTRIB_##VOICE##_##KANA, utl::VOICE##_##KANA##_TBL, utl::NODAKU_##KANA##_TBL, utl::MARK##_TBL, \
+     utl::KANA##_YOUSOKU_TBL, {}}
+
+/// The classes in the order in which they are tried; NUL and OTHER have no tables.
+inline ClassTables const CLASSES[] = {
+    SCAN_ROWS(KAIGYO), SCAN_ROWS(TAB_FF), SCAN_ROWS(CTL_OTHER), SCAN_ROWS(HAN_SPACE), SCAN_ROWS(ZEN_SPACE),
+    SCAN_ROWS(HAN_MARK), SCAN_ROWS(ZEN_MARK), SCAN_ROWS(HAN_DIGIT), SCAN_ROWS(ZEN_DIGIT), SCAN_SIGNED(HAN),
+    SCAN_SIGNED(ZEN), SCAN_HEX(HAN), SCAN_HEX(ZEN), SCAN_ALPHA(LOWER_HAN_HEX), SCAN_ALPHA(LOWER_ZEN_HEX),
+    SCAN_ALPHA(LOWER_HAN_NOHEX), SCAN_ALPHA(LOWER_ZEN_NOHEX), SCAN_ALPHA(UPPER_HAN_HEX), SCAN_ALPHA(UPPER_ZEN_HEX),
+    SCAN_ALPHA(UPPER_HAN_NOHEX), SCAN_ALPHA(UPPER_ZEN_NOHEX), SCAN_ROWS(NODAKU_HAN_KATA), SCAN_ROWS(NODAKU_ZEN_KATA),
+    SCAN_VOICED(DAKU, HAN_KATA, HAN_DAKUTEN), SCAN_VOICED(DAKU, ZEN_KATA, ZEN_DAKUTEN),
+    SCAN_VOICED(HANDAKU, HAN_KATA, HAN_HANDAKUTEN), SCAN_VOICED(HANDAKU, ZEN_KATA, ZEN_HANDAKUTEN),
+    SCAN_ROWS(NODAKU_HIRA), SCAN_VOICED(DAKU, HIRA, ZEN_DAKUTEN), SCAN_VOICED(HANDAKU, HIRA, ZEN_HANDAKUTEN),
+};
+// clang-format on
+
+inline bool skipRow(char const* npStr, utl::CodeRow const* npTable, unsigned int& nOffset)
+{
+    for (; npTable->mChar != nullptr; ++npTable)
+    {
+        std::size_t const lSize = std::strlen(npTable->mChar);
+        if (std::strncmp(npStr + nOffset, npTable->mChar, lSize) == 0)
+        {
+            nOffset += static_cast<unsigned int>(lSize);
+            return true;
+        }
+    }
+    return false;
+}
+
+inline void tryHex(char const* npStr, utl::CodeRow const* const (&nTables)[5], unsigned int& nResult)
+{
+    unsigned int lOffset = 0;
+    bool const lHasPrefix = skipRow(npStr, nTables[0], lOffset);
+    bool lHasDigits = false;
+    while (skipRow(npStr, nTables[1], lOffset) || skipRow(npStr, nTables[2], lOffset) ||
+           skipRow(npStr, nTables[3], lOffset))
+    {
+        lHasDigits = true;
+    }
+    bool const lHasSuffix = skipRow(npStr, nTables[4], lOffset);
+    nResult = lHasDigits && !(lHasPrefix && lHasSuffix) ? lOffset : nResult;
+}
+
+inline void tryVoiced(char const* npStr, ClassTables const& nTables, unsigned int& nResult)
+{
+    unsigned int lOffset = 0;
+    if (!skipRow(npStr, nTables.mpRows, lOffset) && skipRow(npStr, nTables.mpBase, lOffset) &&
+        !skipRow(npStr, nTables.mpMark, lOffset))
+    {
+        return;
+    }
+    if (lOffset == 0)
+    {
+        return;
+    }
+    do
+    {
+        nResult = lOffset;
+    } while (skipRow(npStr, nTables.mpSmall, lOffset));
+}
+
+inline void trySigned(char const* npStr, ClassTables const& nTables, unsigned int& nResult)
+{
+    unsigned int lOffset = 0;
+    if (skipRow(npStr, nTables.mpBase, lOffset))
+    {
+        while (skipRow(npStr, nTables.mpMark, lOffset))
+        {
+            nResult = lOffset;
+        }
+    }
+}
+
+/// attribBlockSize() with the classes tried one by one, the last that matches deciding.
+inline unsigned int attribBlockSize(char const* npStr, int nAttrib)
+{
+    unsigned int lResult = (nAttrib & utl::CHAR_ATTRIB_NUL) != 0 && *npStr == 0 ? 1 : utl::STR_ERROR;
+    for (ClassTables const& lTables : CLASSES)
+    {
+        unsigned int lOffset = 0;
+        if ((nAttrib & lTables.mClass) == 0)
+        {
+            continue;
+        }
+        if (lTables.mpHex[0] != nullptr)
+        {
+            tryHex(npStr, lTables.mpHex, lResult);
+        }
+        else if (lTables.mpSmall != nullptr)
+        {
+            tryVoiced(npStr, lTables, lResult);
+        }
+        else if (lTables.mpBase != nullptr)
+        {
+            trySigned(npStr, lTables, lResult);
+        }
+        else if (skipRow(npStr, lTables.mpRows, lOffset))
+        {
+            lResult = lOffset;
+        }
+    }
+    if ((nAttrib & utl::CHAR_ATTRIB_OTHER) != 0 && attribBlockSize(npStr, 0x7FFFFFFF) == utl::STR_ERROR)
+    {
+        unsigned int const lSize = utl::t_charlen<char>(npStr, nullptr);
+        lResult = lSize != 0 ? lSize : utl::STR_ERROR;
+    }
+    return lResult;
+}
+
+/// convertAttrib() with all rows tried at each position. Not for what would never end.
+inline unsigned int convertAttrib(char* npDst, unsigned int nDstSize, char const* npSrc, utl::PairAttrib const* npTable,
+                                  int nReverse, int nMode)
+{
+    if (*npSrc == 0)
+    {
+        return utl::copyStrBase(npDst, nDstSize, npSrc, utl::STR_ALL, 0);
+    }
+    utl::WorkingBuffer<char> const lRow;
+    if (utl::copyStrBase(lRow.get(), lRow.CAPACITY, npSrc, utl::STR_ALL, 0) == utl::STR_ERROR)
+    {
+        return utl::STR_ERROR;
+    }
+    unsigned int lSize = 1;
+    char const* lpText = lRow.get();
+    while (*lpText != 0)
+    {
+        utl::PairAttrib const* lpRow = npTable;
+        auto const lKeyOf = [&] { return nReverse != 0 ? lpRow->mSecond.mChar : lpRow->mFirst.mChar; };
+        while (lpRow->mFirst.mChar != nullptr && std::strncmp(lpText, lKeyOf(), std::strlen(lKeyOf())) != 0)
+        {
+            ++lpRow;
+        }
+        bool const lIsMatch = lpRow->mFirst.mChar != nullptr;
+        char const* const lpOther = nReverse != 0 ? lpRow->mFirst.mChar : lpRow->mSecond.mChar;
+        unsigned int const lBytes =
+            lIsMatch ? static_cast<unsigned int>(std::strlen(lKeyOf())) : utl::t_charlen<char>(lpText, nullptr);
+        if (!lIsMatch && (lBytes == 0 || lBytes == utl::STR_ERROR))
+        {
+            return lSize;
+        }
+        lSize = utl::copyGeneral(npDst, nDstSize, lSize - 1, lIsMatch ? lpOther : lpText, 0,
+                                 lIsMatch ? utl::STR_ALL : lBytes, nMode);
+        if (lSize == utl::STR_ERROR)
+        {
+            return utl::STR_ERROR;
+        }
+        lpText += lBytes;
+    }
+    return lSize;
+}
+
+} // namespace scan
+
+#endif

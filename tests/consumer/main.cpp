@@ -13,19 +13,33 @@ struct Row
     bool (*mpWorks)();
 };
 
+unsigned int gBinaryLines = 0;
+
 // clang-format off
 // One line for each family: something compiled into the library, not a template, with a result to look at.
 Row const ROWS[] = {
+    {"Applog", [] { rawlog(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_INFO, "a line\n"); return gBinaryLines == 1; }},
     {"BasicString", [] { return utl::BasicString<char>("a", 8, 0).copy("bc", ~0U, 0); }},
+    {"Event", [] { return utl::Event(1, 0).waitToOn(1) == 0; }},
+    {"Memory", [] { return utl::Memory::get()->getFileName(0)[0] == '\0'; }},
+    {"MemoryPool", [] { utl::MemoryPool lPool(4, 1, "p"); void* lpOne = lPool.create(); lPool.release(lpOne); return lpOne != nullptr; }},
     {"RawMemory", [] { char lOne = 1; utl::zeroMemory(&lOne, 1); return lOne == 0; }},
     {"StatementInfo", [] { return utl::StatementInfo("", nullptr, 0, 0) == utl::StatementInfo::INVALID; }},
     {"StaticBuffer", [] { return utl::WorkingBuffer<char>().get() != nullptr; }},
     {"String", [] { char lText[] = "ab"; return utl::truncateStr(lText, 1) != 0 && lText[1] == '\0'; }},
     {"SyncObject", [] { utl::SyncObject lLock; utl::SyncGuard lGuard(lLock); return true; }},
+    {"ThreadPriority", [] { return utl::ThreadPriority(0).OsValue() == -4; }},
+    {"TimeCounter", [] { return utl::TimeCounter().start(); }},
 };
 // clang-format on
 
 } // namespace
+
+/// The process's own function takes the place of the library's weak one, in a shared library too.
+extern "C" void BinaryLogWrite(int nKind, char const*, unsigned int nLength)
+{
+    gBinaryLines += nKind == 3 && nLength == 7 ? 1U : 0U;
+}
 
 int main()
 {

@@ -165,6 +165,7 @@ TEST(String, WritersTakeTheirStepsInOrder)
         {"12:z\xF0\x9F\x98\x80\xE3\x81\x82\xC3\xA9\x61$", [](char* npTo) { return t_strrev(npTo, 12, MIXED, 0); }},
         {"3:cb$", [](char* npTo) { return t_strrev(npTo, 3, "abc", 1); }},
         {"3:z\xE3$\x82", [](char* npTo) { return t_strrev(npTo, 3, "\xE3\x81\x82z", 1); }},
+        {"2:z$", [](char* npTo) { return t_strrev(npTo, 2, "\xE3\x81\x82z", 1); }},
         {"-1:", [](char* npTo) { return t_strrev(npTo, 0, "abc", 1); }},
         {"-1:", [](char* npTo) { return t_strrev(npTo, 9, "a\x80", 1); }},
         {"1:$", [](char* npTo) { return t_strrev<char>(npTo, 9, nullptr, 0); }},

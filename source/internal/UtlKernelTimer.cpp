@@ -178,7 +178,8 @@ int TimerSignal::takeError()
     return mError.load(std::memory_order_relaxed) != 0 ? mError.exchange(0) : 0;
 }
 
-int createKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd, void** npTimerId)
+KernelTimerResult startKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd,
+                                   void** npTimerId)
 {
     static_assert(sizeof(timer_t) == sizeof(void*), "timer_t is kept as a pointer");
     sigevent lEvent = {};
@@ -193,36 +194,21 @@ int createKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nP
         int const lError = errno;
         nInfo.mpSignalValue->disarm();
         errno = lError;
-    }
-    return lCreated;
-}
-
-int armKernelTimer(TimerInfo& nInfo, int nSysTimerNumber, void* npTimerId)
-{
-    timespec const lInterval{nInfo.mIntervalMs / 1000, (nInfo.mIntervalMs % 1000) * 1000000L};
-    itimerspec const lPeriod{lInterval, lInterval};
-    if (gSystem.mTimerSettime(npTimerId, 0, &lPeriod, nullptr) != 0)
-    {
-        int const lError = errno;
-        gSystem.mTimerDelete(npTimerId);
-        nInfo.mpSignalValue->disarm();
-        errno = lError;
-        return -1;
-    }
-    nInfo.mSysTimerId = npTimerId;
-    nInfo.mSysTimerNumber = nSysTimerNumber;
-    return 0;
-}
-
-KernelTimerResult startKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd,
-                                   void** npTimerId)
-{
-    if (createKernelTimer(nInfo, nSignal, nSysTimerNumber, nPipeWriteFd, npTimerId) != 0)
-    {
         return KernelTimerResult::CREATE_FAILED;
     }
-    return armKernelTimer(nInfo, nSysTimerNumber, *npTimerId) == 0 ? KernelTimerResult::DONE
-                                                                   : KernelTimerResult::SETTIME_FAILED;
+    timespec const lInterval{nInfo.mIntervalMs / 1000, (nInfo.mIntervalMs % 1000) * 1000000L};
+    itimerspec const lPeriod{lInterval, lInterval};
+    if (gSystem.mTimerSettime(lTimerId, 0, &lPeriod, nullptr) != 0)
+    {
+        int const lError = errno;
+        gSystem.mTimerDelete(lTimerId);
+        nInfo.mpSignalValue->disarm();
+        errno = lError;
+        return KernelTimerResult::SETTIME_FAILED;
+    }
+    nInfo.mSysTimerId = lTimerId;
+    nInfo.mSysTimerNumber = nSysTimerNumber;
+    return KernelTimerResult::DONE;
 }
 
 KernelTimerResult deleteKernelTimer(TimerInfo& nInfo)

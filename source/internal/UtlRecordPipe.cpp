@@ -3,6 +3,7 @@
 #include "internal/UtlSystemCalls.h"
 
 #include <cerrno>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -31,15 +32,14 @@ bool RecordPipe::open()
 
 void RecordPipe::close()
 {
-    closeReadEnd();
-    closeWriteEnd();
-}
-
-int RecordPipe::closeEnd(int& nFd)
-{
-    int const lFd = nFd;
-    nFd = -1;
-    return lFd != -1 ? gSystem.mClose(lFd) : 0;
+    for (int* lpFd : {&mReadFd, &mWriteFd})
+    {
+        if (*lpFd != -1)
+        {
+            gSystem.mClose(*lpFd);
+            *lpFd = -1;
+        }
+    }
 }
 
 RecordPipe::WriteResult RecordPipe::tryWrite(PipeRecord const& nRecord, unsigned int* npWritten)

@@ -1,0 +1,37 @@
+/// Posting to a thread whose queue may be full.
+#ifndef DEMO_POSTING_H
+#define DEMO_POSTING_H
+
+#include <UtlMsgDrivenThread.h>
+
+namespace demo
+{
+
+// Both wait for room as long as the queue is full, and count in *npRefusals how often it was.
+//
+// nMsg:   fits the thread's messages; one that does not would be refused for ever.
+// Result: false where the thread has ended, or is about to: nobody would read the message.
+
+/// Puts a message behind all others.
+bool postWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned long long* npRefusals);
+
+/// The same, and waits until the listener has received it, and so everything before it.
+bool sendWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned long long* npRefusals);
+
+/// Silences the library's own log lines while it lives. A refused post is an error to the library and is logged as
+/// one; who retries on purpose expects many and counts them instead.
+class QuietLibraryLog
+{
+public:
+    QuietLibraryLog();
+    ~QuietLibraryLog();
+    QuietLibraryLog(QuietLibraryLog const&) = delete;
+    QuietLibraryLog& operator=(QuietLibraryLog const&) = delete;
+
+private:
+    int const mFormerLevel;
+};
+
+} // namespace demo
+
+#endif

@@ -1,0 +1,107 @@
+#include "Worker.h"
+
+#include "Posting.h"
+
+#include <UtlString.h>
+#include <UtlThreadRawMsg.h>
+
+#include <cstring>
+
+namespace demo
+{
+
+namespace
+{
+
+/// White space between words: that of ASCII, and the full-width blank U+3000.
+bool isSpace(char const* npCharacter, unsigned int nSize)
+{
+    return nSize == 1 ? *npCharacter == ' ' || (*npCharacter >= '\t' && *npCharacter <= '\r')
+                      : nSize == 3 && std::memcmp(npCharacter, "\xE3\x80\x80", 3) == 0;
+}
+
+/// Of ASCII; such a byte neither begins a word nor ends one.
+bool isControl(char const* npCharacter, unsigned int nSize)
+{
+    return nSize == 1 && (static_cast<unsigned char>(*npCharacter) < ' ' || *npCharacter == '\x7F');
+}
+
+} // namespace
+
+Finding findingOf(LineMsg const& nLine)
+{
+    Finding lFinding;
+    lFinding.mNumber = nLine.mNumber;
+    lFinding.mBytes = nLine.mSize;
+    bool lIsInWord = false;
+    for (unsigned int lPosition = 0; lPosition < nLine.mSize;)
+    {
+        char const* const lpCharacter = nLine.mText + lPosition;
+        // The library ends a text at a NUL; in a file it is a character like any other.
+        unsigned int const lSize = *lpCharacter == '\0' ? 1 : utl::t_charlen(lpCharacter, nullptr);
+        if (lSize == utl::STR_ERROR)
+        {
+            ++lFinding.mMalformedBytes;
+            ++lPosition; // the next character may begin at the very next byte
+            continue;
+        }
+        if (isSpace(lpCharacter, lSize))
+        {
+            lIsInWord = false;
+        }
+        else if (!lIsInWord && !isControl(lpCharacter, lSize))
+        {
+            lIsInWord = true;
+            ++lFinding.mWords;
+        }
+        ++lFinding.mCharacters;
+        lPosition += lSize;
+    }
+    bool const lHasLineFeed = nLine.mSize > 0 && nLine.mText[nLine.mSize - 1] == '\n';
+    lFinding.mLength = lFinding.mCharacters - (lHasLineFeed ? 1 : 0);
+    return lFinding;
+}
+
+WorkerListener::WorkerListener(utl::MsgDrivenThread& nCollector)
+    : mCollector(nCollector)
+{
+}
+
+void WorkerListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
+{
+    int lMsgId = utl::MSG_ID_NONE;
+    nRawMsg.getMsgId(&lMsgId);
+    switch (lMsgId)
+    {
+    case MSG_ID_LINE:
+        if (mLine.restoreFrom(nRawMsg))
+        {
+            measure(mLine);
+        }
+        break;
+    case MSG_ID_BEGIN:
+        begin();
+        break;
+    default: // MSG_ID_ALL_READ has done its work by coming in its turn.
+        break;
+    }
+}
+
+void WorkerListener::begin()
+{
+    mChecksum = EMPTY_CHECKSUM;
+    mRefusals = 0;
+}
+
+void WorkerListener::measure(LineMsg const& nLine)
+{
+    mChecksum = addToChecksum(mChecksum, nLine.mText, nLine.mSize);
+    FindingMsg lMsg;
+    lMsg.mFinding = findingOf(nLine);
+    lMsg.mFinding.mChecksum = mChecksum;
+    // Waiting here fills our own queue in turn, and so slows down the reader. A finding that finds no collector any
+    // more is missing in the totals, and the check in the end says so.
+    postWhenRoom(mCollector, lMsg, &mRefusals);
+}
+
+} // namespace demo

@@ -1,0 +1,42 @@
+/// Counts and measures lines: what happens on the thread "Worker".
+#ifndef DEMO_WORKER_H
+#define DEMO_WORKER_H
+
+#include "DemoMsg.h"
+
+#include <UtlMsgDrivenThread.h>
+
+namespace demo
+{
+
+/// Measures each LineMsg and posts a FindingMsg to the collector.
+///
+/// Threads: its own message thread alone calls it, so its data needs no lock.
+class WorkerListener : public utl::ThreadMsgListener
+{
+public:
+    /// nCollector: where findings go; outlives this object.
+    explicit WorkerListener(utl::MsgDrivenThread& nCollector);
+
+    void receiveMsg(int nThreadId, utl::ThreadRawMsg& nRawMsg) override;
+
+    /// How often the collector's queue was full. For other threads once the worker has answered MSG_ID_ALL_READ: it
+    /// rests then, and the answer makes visible what it wrote.
+    unsigned long long refusals() const { return mRefusals; }
+
+private:
+    void begin();
+    void measure(LineMsg const& nLine);
+
+    utl::MsgDrivenThread& mCollector;
+    LineMsg mLine; // a member only because 4 kilobytes are much for the stack of a thread
+    unsigned int mChecksum = EMPTY_CHECKSUM;
+    unsigned long long mRefusals = 0;
+};
+
+/// Counts what a line holds; mChecksum stays as it is.
+Finding findingOf(LineMsg const& nLine);
+
+} // namespace demo
+
+#endif

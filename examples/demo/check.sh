@@ -1,0 +1,176 @@
+#!/bin/sh
+# One check of the demo as its user meets it:  check.sh CHECK SAMPLE PROGRAM...
+# PROGRAM may begin with an emulator. Silent and 0 if all is well, otherwise it shows what the program said.
+set -u
+
+lCheck=$1
+lSample=$2
+shift 2
+lScratch=$(mktemp -d)
+lPid=
+trap 'rm -rf "$lScratch"; [ -z "$lPid" ] || kill -9 "$lPid" 2>/dev/null' EXIT
+cd "$lScratch" || exit 1
+
+failed() {
+    echo "$lCheck: $*"
+    for lFile in out err; do echo "--- $lFile" && cat "$lFile"; done
+    exit 1
+}
+
+# gave CODE WANTED: the exit code, and in every case no more on stderr than one line of the program's own.
+gave() {
+    [ "$1" -eq "$2" ] || failed "exit code $1, not $2"
+    [ "$(wc -l <err)" -le 1 ] && ! grep -qv '^utlDemo: ' err || failed "more on stderr than one message"
+}
+
+says() { grep -q -- "$2" "$1" || failed "no '$2' in $1"; }
+
+# counted WORD NUMBER: the collector's total.
+counted() { says out "^  $1 .* $2\( .*\)\?$"; }
+
+# worked: threads ran, agreed, and were stopped.
+worked() {
+    says out 'check *PASSED'
+    says out ' Collector .*, ACTIVE .*NORMAL'
+    says out ' Worker .*, ACTIVE .*NORMAL'
+    says out '^utlDemo: all threads stopped'
+    [ "$(grep -c 'ERR: ' out)" -eq 0 ] || failed "the log shows errors"
+}
+
+# countsAsWc FILE: the totals are those of wc. A last line without a line feed is a line, which wc does not count.
+countsAsWc() {
+    lLines=$(wc -l <"$1")
+    [ -z "$(tail -c 1 "$1" | tr -d '\n' | head -c 1)" ] || lLines=$((lLines + 1))
+    counted lines "$lLines"
+    counted bytes "$(wc -c <"$1")"
+    counted characters "$(LC_ALL=C.UTF-8 wc -m <"$1")"
+    counted words "$(LC_ALL=C.UTF-8 wc -w <"$1")"
+    worked
+}
+
+# takes FILE PROGRAM...: the whole of a readable file, by name and on standard input.
+takes() {
+    lFile=$1
+    shift
+    "$@" "$lFile" >out 2>err
+    gave $? 0
+    countsAsWc "$lFile"
+    "$@" - <"$lFile" >out 2>err
+    gave $? 0
+    countsAsWc "$lFile"
+}
+
+# refuses MESSAGE PROGRAM...: nothing to read, so no thread is started.
+refuses() {
+    lMessage=$1
+    shift
+    "$@" >out 2>err
+    gave $? 1
+    says err "^utlDemo: cannot open $lMessage"
+    [ ! -s out ] || failed "a report without anything read"
+}
+
+# An interrupted program has to say so, and report what it read. Started like this it would ignore SIGINT by itself.
+startOnPipe() {
+    mkfifo pipe
+    "$@" pipe >out 2>err &
+    lPid=$!
+    exec 3>pipe
+}
+
+interrupted() {
+    kill -"$1" "$lPid"
+    lCode=0
+    wait "$lPid" || lCode=$?
+    lPid=
+    gave "$lCode" "$2"
+    says err '^utlDemo: interrupted after [0-9]* lines'
+    counted lines "$(sed -n 's/.*after \([0-9]*\) lines/\1/p' err)"
+    worked
+}
+
+case $lCheck in
+sample)
+    "$@" >out 2>err
+    gave $? 0
+    countsAsWc "$lSample"
+    counted 'malformed lines' 0
+    ! grep -q "$(printf '\033')" out || failed "progress, but no terminal"
+    takes "$lSample" "$@"
+    ;;
+flood) # far more than the queues hold, in lines of all lengths up to the longest
+    awk 'BEGIN { for (i = 0; i < 12; i++) s = s "流れる水 water "
+                 for (i = 0; i < 6000; i++) print substr(s, 1, i % 90)
+                 for (i = 0; i < 4095; i++) printf "x"
+                 print "" }' | LC_ALL=C.UTF-8 iconv -c -f UTF-8 -t UTF-8 >text
+    takes text "$@"
+    counted 'longest line' '4095  characters, 4096 bytes, line 6001'
+    ! grep -q 'queue was full * 0 ' out || failed "no post was ever refused"
+    # Texts that end just when the queue is full: also the last messages have to wait for room.
+    for lLines in 64 65 66 67 68 69 70 80 128 129 130 190 200 257 322 400; do
+        head -n "$lLines" text | "$@" - >out 2>err
+        gave $? 0
+        counted lines "$lLines"
+    done
+    ;;
+empty)
+    : >text
+    takes text "$@"
+    counted lines 0
+    ;;
+malformed) # a lone tail, a cut-off character, an overlong one, bytes that never occur; also NUL, CR and no last line feed
+    printf 'a\200b\nc\343\201\n\300\257 \377\n\000 nul\r\n\357\273\277mark\nend\343\202' >text
+    takes text "$@"
+    counted 'malformed lines' '4  the first is line 1'
+    ;;
+tooLong)
+    { printf 'one\ntwo\n'; head -c 4096 /dev/zero | tr '\0' x; printf '\nfour\n'; } >text
+    "$@" text >out 2>err
+    gave $? 1
+    says err '^utlDemo: text, line 3: too long for a message, which holds 4096 bytes$'
+    counted lines 2
+    worked
+    ;;
+missing) refuses 'nowhere/text: No such file or directory' "$@" nowhere/text ;;
+unreadable)
+    ln -s loop loop
+    refuses 'loop: Too many levels of symbolic links' "$@" loop
+    refuses 'standard input: Bad file descriptor' "$@" - <&-
+    : >secret
+    chmod 0 secret
+    [ -r secret ] || refuses 'secret: Permission denied' "$@" secret # root may read everything
+    ;;
+directory)
+    "$@" . >out 2>err
+    gave $? 1
+    says err '^utlDemo: cannot read .: Is a directory$'
+    counted lines 0
+    worked
+    ;;
+usage)
+    for lArguments in --nonsense 'a b'; do
+        # shellcheck disable=SC2086 # two words
+        "$@" $lArguments >out 2>err
+        lCode=$?
+        [ "$lCode" -eq 2 ] && grep -q '^usage: ' err || failed "exit code $lCode for $lArguments"
+    done
+    "$@" --help >out 2>err
+    gave $? 0
+    says out '^usage: '
+    ;;
+interruptedWaiting) # for input: more than a pipe holds has gone through, so some has been read
+    startOnPipe "$@"
+    yes 'まだまだ続く' | head -n 10000 >&3
+    interrupted INT 130
+    ! grep -q 'after 0 lines' err || failed "nothing was read"
+    ;;
+interruptedReading) # with input always at hand
+    startOnPipe "$@"
+    yes 'どこまでも続く' >&3 2>yesErr &
+    lYes=$!
+    yes 'まだまだ続く' | head -n 10000 >&3
+    interrupted TERM 143
+    kill "$lYes" 2>/dev/null || : # it may have found nobody to read
+    ;;
+*) failed "no such check" ;;
+esac

@@ -16,6 +16,7 @@
 #include "UtlPair.h"
 #include "UtlQueue.h"
 #include "UtlRawMemory.h"
+#include "UtlSharedTimer.h"
 #include "UtlSmartPointer.h"
 #include "UtlStatementInfo.h"
 #include "UtlStaticBuffer.h"
@@ -28,6 +29,7 @@
 #include "UtlThreadRawMsg.h"
 #include "UtlThreadWatchdog.h"
 #include "UtlTimeCounter.h"
+#include "UtlTimer.h"
 #include "UtlTimerInfo.h"
 
 #endif

@@ -344,7 +344,13 @@ bool ThreadManager::unregister(int nId)
         return false;
     }
     lpEntry->detach();
-    return mThreadEntries.erase(nId);
+    mThreadEntries.erase(nId);
+    // The map has moved the later entries down by assignment: the slot behind the last one still has its share in the
+    // last thread's handle, and would keep that thread from being detached. Empty it.
+    unsigned int const lCount = mThreadEntries.size();
+    mThreadEntries.array().insertAt(lCount, Pair<int, ThreadEntry>());
+    mThreadEntries.array().removeAt(lCount);
+    return true;
 }
 
 void ThreadManager::enableRegistrationLog()

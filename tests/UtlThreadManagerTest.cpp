@@ -5,6 +5,7 @@
 #include "support/LogCapture.h"
 #include "support/Resources.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <string>
 #include <thread>
@@ -124,6 +125,26 @@ TEST(ThreadManager, ShortThreadsEndRegisteredAndStopped)
     }
 }
 
+// Each thread is detached when its entry goes, whatever other entries did before: nothing piles up.
+TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
+{
+    ThreadManager::get();
+    static std::atomic<int> sDetached;
+    utl::test::Replaced lDetach(
+        &SystemCalls::mPthreadDetach,
+        +[](pthread_t nThread)
+        {
+            ++sDetached;
+            return pthread_detach(nThread);
+        });
+    Parked lThreads[3];
+    for (int lCount = 0; lCount < 3; ++lCount)
+    {
+        lThreads[lCount].leave();
+        EXPECT_EQ(lCount + 1, sDetached);
+    }
+}
+
 TEST(ThreadManager, FullRegistryRefuses)
 {
     ASSERT_TRUE(ThreadManager::initializeEntryMax(2)); // the watchdog's thread is the first of them
@@ -225,6 +246,7 @@ TEST(ThreadManager, SetPriorityServesTheCallerAlone)
     EXPECT_EQ(0, lManager.waitToStop(lId, longMs()));
     ThreadPriority lPriority(ThreadPriority::NORMAL);
     EXPECT_FALSE(lManager.getPriority(lId, &lPriority)); // no longer active
+    EXPECT_TRUE(lManager.unregister(lId));
 }
 
 TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
@@ -246,6 +268,7 @@ TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
     EXPECT_EQ(0, lManager.waitToStop(lStarted, longMs()));
     // Refused however early it came: the registry is locked until the thread is in it.
     EXPECT_EQ(0, lAgain);
+    EXPECT_TRUE(lManager.unregister(lStarted));
 }
 
 TEST(ThreadManager, TablesNameEveryThread)
@@ -303,6 +326,7 @@ TEST(ThreadManager, DestroyStartsAllOver)
 {
     EXPECT_EQ(nullptr, ThreadManager::getIfCreated());
     ThreadManager::destroy();
+    std::thread([] {}).join(); // a sanitizer's own thread comes with the first one
     unsigned int const lThreads = utl::test::threadCount();
     for (int lRound = 0; lRound < 5; ++lRound)
     {

@@ -178,8 +178,7 @@ int TimerSignal::takeError()
     return mError.load(std::memory_order_relaxed) != 0 ? mError.exchange(0) : 0;
 }
 
-KernelTimerResult startKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd,
-                                   void** npTimerId)
+int createKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd, void** npTimerId)
 {
     static_assert(sizeof(timer_t) == sizeof(void*), "timer_t is kept as a pointer");
     sigevent lEvent = {};
@@ -194,21 +193,36 @@ KernelTimerResult startKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerN
         int const lError = errno;
         nInfo.mpSignalValue->disarm();
         errno = lError;
-        return KernelTimerResult::CREATE_FAILED;
     }
+    return lCreated;
+}
+
+int armKernelTimer(TimerInfo& nInfo, int nSysTimerNumber, void* npTimerId)
+{
     timespec const lInterval{nInfo.mIntervalMs / 1000, (nInfo.mIntervalMs % 1000) * 1000000L};
     itimerspec const lPeriod{lInterval, lInterval};
-    if (gSystem.mTimerSettime(lTimerId, 0, &lPeriod, nullptr) != 0)
+    if (gSystem.mTimerSettime(npTimerId, 0, &lPeriod, nullptr) != 0)
     {
         int const lError = errno;
-        gSystem.mTimerDelete(lTimerId);
+        gSystem.mTimerDelete(npTimerId);
         nInfo.mpSignalValue->disarm();
         errno = lError;
-        return KernelTimerResult::SETTIME_FAILED;
+        return -1;
     }
-    nInfo.mSysTimerId = lTimerId;
+    nInfo.mSysTimerId = npTimerId;
     nInfo.mSysTimerNumber = nSysTimerNumber;
-    return KernelTimerResult::DONE;
+    return 0;
+}
+
+KernelTimerResult startKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd,
+                                   void** npTimerId)
+{
+    if (createKernelTimer(nInfo, nSignal, nSysTimerNumber, nPipeWriteFd, npTimerId) != 0)
+    {
+        return KernelTimerResult::CREATE_FAILED;
+    }
+    return armKernelTimer(nInfo, nSysTimerNumber, *npTimerId) == 0 ? KernelTimerResult::DONE
+                                                                   : KernelTimerResult::SETTIME_FAILED;
 }
 
 KernelTimerResult deleteKernelTimer(TimerInfo& nInfo)

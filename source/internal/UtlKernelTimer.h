@@ -81,6 +81,10 @@ enum class KernelTimerResult
     DELETE_FAILED
 };
 
+/// The two halves of startKernelTimer(), for who reports between them: create, then arm. Result: 0, or -1 and errno.
+int createKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd, void** npTimerId);
+int armKernelTimer(TimerInfo& nInfo, int nSysTimerNumber, void* npTimerId);
+
 /// Creates and arms a periodic kernel timer of nInfo.mIntervalMs under the given number and stores both in nInfo.
 /// On failure nothing is left behind; errno tells why, *npTimerId what timer_create gave.
 KernelTimerResult startKernelTimer(TimerInfo& nInfo, int nSignal, int nSysTimerNumber, int nPipeWriteFd,

@@ -3,7 +3,6 @@
 #include "internal/UtlSystemCalls.h"
 
 #include <cerrno>
-#include <initializer_list>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -32,14 +31,15 @@ bool RecordPipe::open()
 
 void RecordPipe::close()
 {
-    for (int* lpFd : {&mReadFd, &mWriteFd})
-    {
-        if (*lpFd != -1)
-        {
-            gSystem.mClose(*lpFd);
-            *lpFd = -1;
-        }
-    }
+    closeReadEnd();
+    closeWriteEnd();
+}
+
+int RecordPipe::closeEnd(int& nFd)
+{
+    int const lFd = nFd;
+    nFd = -1;
+    return lFd != -1 ? gSystem.mClose(lFd) : 0;
 }
 
 RecordPipe::WriteResult RecordPipe::tryWrite(PipeRecord const& nRecord, unsigned int* npWritten)

@@ -37,6 +37,8 @@ public:
 
     /// The read end first, then the write end. Nothing where it is closed already.
     void close();
+    int closeReadEnd() { return closeEnd(mReadFd); }
+    int closeWriteEnd() { return closeEnd(mWriteFd); }
 
     int writeFd() const { return mWriteFd; }
 
@@ -76,6 +78,8 @@ private:
     };
 
     static std::size_t const BUFFER_RECORDS = 512; // 4096 bytes, the unit in which a pipe frees its room
+
+    static int closeEnd(int& nFd);
 
     WriteResult tryWrite(PipeRecord const& nRecord, unsigned int* npWritten = nullptr);
 

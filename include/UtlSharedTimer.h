@@ -1,0 +1,201 @@
+/// One thread that serves many timers. Layer: timer, shared timer.
+#ifndef UTL_SHARED_TIMER_H
+#define UTL_SHARED_TIMER_H
+
+#include "UtlArray.h"
+#include "UtlEvent.h"
+#include "UtlMacros.h"
+#include "UtlMap.h"
+#include "UtlMsg.h"
+#include "UtlQueue.h"
+#include "UtlSyncObject.h"
+#include "UtlThread.h"
+#include "UtlTimerInfo.h"
+
+#include <memory>
+
+namespace utl
+{
+
+class ThreadManager;
+class TimerListener;
+
+namespace internal
+{
+class RecordPipe;
+struct PipeRecord;
+} // namespace internal
+
+/// Calls a TimerListener on its own thread whenever one of its timers expires, for code that has no message thread.
+///
+/// Life:      the thread runs from the constructor to destroy(); the timers go with it. A timer rests until start().
+/// Ids:       from 1 on, not used again until they wrap. The same id stands for a timer all its life.
+/// Ownership: listeners are the caller's and must live until their timer is erased, with waiting, or destroy().
+/// Threads:   any; the listener runs on the timer thread, without a lock, and may call everything here.
+/// Blocking:  with nNoWait 0 an operation waits until the timer thread has carried it out, and so for the listener call
+///            under way: afterwards none is under way for that timer. With any other value it only posts a request.
+///            A waiter is released too when the kernel refused, the timer was erased or the thread ended.
+///            On the timer thread nothing waits, whatever nNoWait says.
+/// Locks:     mApiSyncObject serialises the operations of other threads, also while one waits; then mSendSyncObject,
+///            then mDataSyncObject.
+/// Errors:    false for an unknown id and for 256 waiting requests, in silence; false and a line in the log where the
+///            pipe fails. A kernel that refuses is told by the log alone, and the timer's running state stays.
+/// Caution:   time-outs that find 256 requests waiting are lost, and count as waiting all the same: such a timer may
+///            fall silent until it is stopped and started.
+class UTL_API SharedTimer : public Thread
+{
+public:
+    using Thread::isRunning; // the other namesakes here stand for timers; those of Thread take its name in front
+
+    /// Starts the timer thread at normal priority and returns when it is up.
+    ///
+    /// nUseWatchdog, nAliveTimeMs, npWatchdogListener: as for ThreadManager::entry. The idle wait is not watched.
+    /// nMaxTimers: timers at most. npName: copied.
+    /// A pipe, a handler or a thread that cannot be had is logged, and construction goes on.
+    SharedTimer(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener,
+                unsigned int nMaxTimers, char const* npName);
+
+    /// Calls destroy(), then closes the pipe.
+    /// Caution: what a subclass adds is gone by then, and no listener may be calling; call destroy() before. Never on
+    /// the timer thread.
+    ~SharedTimer() override;
+
+    /// Ends the thread, waiting for it without limit, and takes it out of the registry. All timers go. On the
+    /// timer thread it only asks for the end.
+    void destroy();
+
+    /// Makes a timer that rests until start().
+    ///
+    /// npListener:       may be null: time-outs are only counted.
+    /// nIntervalMs:      the period; 0: runs and never fires. From 2147483648 on the kernel refuses the start.
+    /// nMaxTimeoutCount: time-outs after which it stops by itself; 0: never. A start counts anew.
+    /// nIsFreeRunning:   0: the next period begins when the listener has returned, and one time-out waits at most;
+    ///                   otherwise it keeps its own beat, and two wait at most. Further ones are lost.
+    /// Result: the id; -1, in silence, where the table is full and once the thread is to stop.
+    int addTimer(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
+                 int nIsFreeRunning);
+
+    /// Stops and removes a timer. Caution: with nNoWait not 0 the id is not looked at: true for an unknown one too.
+    bool eraseTimer(int nTimerId, int nNoWait);
+
+    /// Starts a timer that rests; true at once for one that runs.
+    bool start(int nTimerId, int nNoWait);
+
+    /// Stops a timer that runs; true at once for one that rests. Its waiting time-outs go.
+    bool stop(int nTimerId, int nNoWait);
+
+    /// Stops it where it runs, then starts it. Also from its own listener, with nNoWait 0.
+    /// Caution: with nNoWait not 0 a running timer ends stopped, for it still runs when the start looks.
+    bool restart(int nTimerId, int nNoWait);
+
+    // The same for all timers in ascending order of id.
+    void startAll(int nNoWait);
+    void stopAll(int nNoWait);
+    void restartAll(int nNoWait); ///< Stops all, then starts all.
+
+    /// Sets the period; a running timer takes it up after its next time-out.
+    bool setInterval(int nTimerId, unsigned int nIntervalMs);
+
+    /// Result: milliseconds; 4294967295 for an unknown id.
+    unsigned int getInterval(int nTimerId) const;
+
+    /// Result: false for an unknown id too.
+    bool isRunning(int nTimerId) const;
+
+    /// Replaces the contents of *npIds by the ids in ascending order, resizing it. Result: false for null.
+    bool getTimerIdSet(Array<int, int const&>* npIds);
+
+    /// Waits, without limit, until the timer runs, or rests; also until a start, or stop, of it was tried.
+    /// Result: 0; -1 for an unknown id, and on the timer thread.
+    int waitToStart(int nTimerId);
+    int waitToStop(int nTimerId);
+
+    // As Thread::setWatchdogAliveTime, startWatchdog, stopWatchdog.
+    void setThreadWatchdogAliveTime(unsigned int nAliveTimeMs);
+    void startThreadWatchdog();
+    void stopThreadWatchdog();
+
+    /// A timer has expired, on the timer thread: calls its listener.
+    virtual void onTime(int nTimerId);
+
+protected:
+    /// A record of the control queue.
+    struct TimerCtlMsg
+    {
+        int mMsgId = MSG_ID_NONE;
+        int mParam = -1;
+    };
+
+    unsigned int execute() override;
+    void requestStop() override;
+
+private:
+    class ApiGuard;
+    struct Waiter;
+
+    /// What a waiter waits for, and an event of a timer's life fulfils.
+    enum Kind : unsigned int
+    {
+        KIND_START = 1,
+        KIND_STOP = 2,
+        KIND_ANY = KIND_START | KIND_STOP
+    };
+
+    using TimerMap = Map<int, TimerInfo, int const&, TimerInfo const&, CompareLessPairKey<int, TimerInfo>>;
+
+    // For callers
+    bool isOwnThread() const;
+    bool request(Kind nKind, int nTimerId, int nNoWait);
+    int await(Kind nKind, int nTimerId);
+    bool postTimerCtlMsg(int nMsgId, int nValue);
+    bool wakeLocked(TimerCtlMsg const& nRecord) UTL_REQUIRES(mSendSyncObject);
+
+    // Tables, numbers, waiters
+    TimerInfo const* findTimer(int nTimerId) const UTL_REQUIRES(mDataSyncObject);
+    TimerInfo* findTimer(int nTimerId);
+    int toUserTimerId(int nSysTimerNumber);
+    int getNextSysTimerNumber();
+    void updateNextUserTimerIdValue();
+    bool removeTimerLocked(int nTimerId) UTL_REQUIRES(mDataSyncObject);
+    void enlistLocked(Waiter& nWaiter) UTL_REQUIRES(mDataSyncObject);
+    void unlistLocked(Waiter const& nWaiter) UTL_REQUIRES(mDataSyncObject);
+    void releaseWaitersLocked(int nTimerId, Kind nKind) UTL_REQUIRES(mDataSyncObject);
+
+    // On the timer thread
+    bool waitForRecord(ThreadManager& nManager, internal::PipeRecord* npRecord);
+    bool readRecord(ThreadManager& nManager, internal::PipeRecord* npRecord, unsigned int* npRead);
+    void flushOwedRecords();
+    bool isUnderWatchdog(ThreadManager& nManager);
+    ThreadManager* reportsTo();
+    bool executeTurn(ThreadManager& nManager, internal::PipeRecord const& nRecord);
+    bool popHead(TimerCtlMsg* npHead);
+    int dispatch(TimerCtlMsg const& nHead);
+    void executeTimeoutSignal(int nTimerId);
+    int updateOnStart(int nTimerId);
+    int updateOnStop(int nTimerId);
+    int updateOnTimeout(int nTimerId);
+    void finishUpdate(int nTimerId);
+    bool startTimerByTimerInfo(TimerInfo* npInfo);
+    bool stopTimerByTimerInfo(TimerInfo* npInfo);
+    void eraseAllTimer();
+
+    Queue<TimerCtlMsg> mCtlQueue UTL_GUARDED_BY(mDataSyncObject);
+    TimerMap mTimerMap UTL_GUARDED_BY(mDataSyncObject);
+    int mNextUserTimerId UTL_GUARDED_BY(mDataSyncObject) = 1;
+    int mNextSysTimerNumber UTL_GUARDED_BY(mDataSyncObject) = 1; // the last one handed out
+    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant; posting under mSendSyncObject
+    Waiter* mpWaiters UTL_GUARDED_BY(mDataSyncObject) = nullptr; // on the stacks of those who wait
+    bool mHasLoopEnded UTL_GUARDED_BY(mDataSyncObject) = false;
+    Event mLoopEvent;             // on once the thread is in its loop
+    unsigned int mOwnWakeUps = 0; // the timer thread's, with the next two
+    unsigned int mWatchdogTableVersion = 0;
+    bool mIsUnderWatchdog = false;
+
+    SyncObject mApiSyncObject;
+    SyncObject mSendSyncObject;         // who writes to the pipe; held across the write
+    mutable SyncObject mDataSyncObject; // the innermost
+};
+
+} // namespace utl
+
+#endif

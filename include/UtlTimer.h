@@ -1,0 +1,63 @@
+/// One timer with a thread to itself. Layer: timer, shared timer.
+#ifndef UTL_TIMER_H
+#define UTL_TIMER_H
+
+#include "UtlMacros.h"
+#include "UtlSharedTimer.h"
+
+namespace utl
+{
+
+/// Hears of time-outs. Implemented by the application.
+class UTL_API TimerListener
+{
+public:
+    virtual ~TimerListener() = default;
+
+    /// The timer has expired. Runs on the timer thread, without a lock; the timers wait for its return.
+    virtual void onTime(int nTimerId) = 0;
+};
+
+/// A SharedTimer with one timer in it. The thread runs when the constructor returns, and the timer rests until start().
+///
+/// Arguments, results, waiting and threads are those of SharedTimer; where the timer could not be made, those for an
+/// unknown id.
+class UTL_API Timer : public TimerListener
+{
+public:
+    /// For subclasses that override onTime().
+    Timer(unsigned int nIntervalMs, int nUseWatchdog, unsigned int nAliveTimeMs,
+          WatchdogTimerListener* npWatchdogListener, unsigned int nMaxTimeoutCount, int nIsFreeRunning,
+          char const* npName);
+
+    /// npListener: whom to call; not owned, null for nobody.
+    Timer(TimerListener* npListener, unsigned int nIntervalMs, int nUseWatchdog, unsigned int nAliveTimeMs,
+          WatchdogTimerListener* npWatchdogListener, unsigned int nMaxTimeoutCount, int nIsFreeRunning,
+          char const* npName);
+
+    /// Caution: a subclass that overrides onTime() must call destroy() in its own destructor at the latest: its onTime
+    /// is gone by now.
+    ~Timer() override;
+
+    /// Calls the listener given at construction.
+    void onTime(int nTimerId) override;
+
+    bool start(int nNoWait);
+    bool restart(int nNoWait);
+    bool stop(int nNoWait);
+    bool setInterval(unsigned int nIntervalMs);
+    unsigned int getInterval() const;
+    bool isRunning() const;
+
+    /// Ends the thread, waiting for it; the timer is gone.
+    void destroy();
+
+private:
+    SharedTimer mSharedTimer;
+    TimerListener* const mpListener; // constant, not owned
+    int const mTimerId;              // constant; -1: none could be made
+};
+
+} // namespace utl
+
+#endif

@@ -1,0 +1,613 @@
+// Shared timers, and the timer with a thread to itself.
+#include "UtlTimer.h"
+
+#include "UtlApplog.h"
+#include "UtlThreadManager.h"
+#include "support/Faults.h"
+#include "support/Gate.h"
+#include "support/LogCapture.h"
+#include "support/Resources.h"
+
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace utl;
+using utl::internal::SystemCalls;
+using utl::test::FailNth;
+using utl::test::Gate;
+using utl::test::LogCapture;
+using utl::test::Replaced;
+using utl::test::waitUntil;
+using Lines = std::vector<std::string>;
+
+unsigned int const LONG_MS = 1000000;
+int const TIMER_CTL_START = static_cast<int>(0x80000004U);
+
+/// Counts the calls and runs what a test has set. Made before the timer thread, so that it outlives it.
+class Probe : public TimerListener
+{
+public:
+    void onTime(int nTimerId) override
+    {
+        if (mAction)
+        {
+            mAction(nTimerId);
+        }
+        ++mCalls;
+    }
+
+    std::atomic<unsigned int> mCalls{0};
+    std::function<void(int)> mAction;
+};
+
+/// A timer thread that can be held inside a listener.
+class TestTimer : public SharedTimer
+{
+public:
+    explicit TestTimer(unsigned int nMaxTimers = 4, int nUseWatchdog = 0)
+        : SharedTimer(nUseWatchdog, 60000, nullptr, nMaxTimers + 2, "under test")
+    {
+        mHolder.mAction = [this](int)
+        {
+            mEntered.open();
+            mRelease.wait();
+        };
+    }
+    ~TestTimer() override
+    {
+        mRelease.open();
+        destroy();
+    }
+
+    /// Afterwards the thread is inside a listener, and stays there.
+    bool hold() { return start(addTimer(&mHolder, 1, 1, 0), 1) && mEntered.wait(); }
+    void release() { mRelease.open(); }
+
+    /// All that was queued before has been dispatched.
+    bool fence()
+    {
+        int const lId = addTimer(nullptr, 0, 0, 0);
+        return start(lId, 0) && stop(lId, 0) && eraseTimer(lId, 0);
+    }
+
+    /// Makes a timer and has it running.
+    int run(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxCount = 0, int nIsFreeRunning = 0)
+    {
+        int const lId = addTimer(npListener, nIntervalMs, nMaxCount, nIsFreeRunning);
+        return start(lId, 0) ? lId : -1;
+    }
+
+private:
+    Probe mHolder;
+    Gate mEntered;
+    Gate mRelease;
+};
+
+/// Sees each pipe record that is written, and loses the signals of the first timers that are started (they go by the
+/// numbers 2 and 3) while sIsLosing.
+class PipeWatch
+{
+public:
+    explicit PipeWatch(int nTimers)
+        : mWrite(&SystemCalls::mWrite, &write)
+    {
+        sTimers = nTimers;
+        sIsLosing = true;
+        sStarts = 0;
+        sSignals[0] = sSignals[1] = 0;
+    }
+
+    static inline std::atomic<int> sTimers{0};
+    static inline std::atomic<bool> sIsLosing{false};
+    static inline std::atomic<int> sStarts{0};
+    static inline std::atomic<int> sSignals[2] = {};
+
+    static bool seen(int nTimer, int nCount)
+    {
+        return waitUntil([=] { return sSignals[nTimer] >= nCount; });
+    }
+
+private:
+    static ssize_t write(int nFd, void const* npData, std::size_t nSize)
+    {
+        int const* const lpRecord = static_cast<int const*>(npData);
+        sStarts += lpRecord[0] == TIMER_CTL_START ? 1 : 0;
+        if (lpRecord[0] == MSG_ID_TIMEOUT_SIGNAL && lpRecord[1] < 2 + sTimers)
+        {
+            if (sIsLosing)
+            {
+                errno = EAGAIN;
+                return -1;
+            }
+            ++sSignals[lpRecord[1] - 2];
+        }
+        return ::write(nFd, npData, nSize);
+    }
+
+    Replaced<ssize_t(int, void const*, std::size_t)> mWrite;
+};
+
+// The first test: the handler is installed once in a process.
+TEST(SharedTimer, HandlerThatCannotBeInstalledIsTriedAgain)
+{
+    ThreadManager::get(); // brings a message thread with a signal of its own
+    LogCapture lLog;
+    {
+        FailNth<&SystemCalls::mSigaction> lFault(1, EINVAL);
+        SharedTimer lFirst(0, 0, nullptr, 1, "first");
+        EXPECT_EQ(Lines{"<UTIL> ERR: SharedTimer sigaction  errno:22"}, lLog.lines());
+    }
+    lLog.clear();
+    TestTimer lTimer;
+    TestTimer lThird;
+    EXPECT_EQ(Lines{"<UTIL> DTL: SharedTimer sigaction  success:" + std::to_string(SIGRTMIN + 1)}, lLog.lines());
+}
+
+TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
+{
+    LogCapture lLog;
+    SharedTimer lTimer(0, 0, nullptr, 2, "small");
+    Array<int, int const&> lIds(1);
+    lIds.insertAt(0, 77);
+    lLog.clear();
+    EXPECT_TRUE(lTimer.getTimerIdSet(&lIds));
+    EXPECT_EQ(0U, lIds.size());
+    EXPECT_EQ(1, lTimer.addTimer(nullptr, 10, 0, 0));
+    EXPECT_EQ(2, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
+    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
+    EXPECT_TRUE(lTimer.eraseTimer(1, 0));
+    EXPECT_EQ(3, lTimer.addTimer(nullptr, 30, 0, 0));
+    EXPECT_TRUE(lTimer.getTimerIdSet(&lIds));
+    ASSERT_EQ(2U, lIds.size());
+    EXPECT_EQ(2, *lIds.at(0));
+    EXPECT_EQ(3, *lIds.at(1));
+    EXPECT_FALSE(lTimer.getTimerIdSet(nullptr));
+    EXPECT_EQ(30U, lTimer.getInterval(3));
+
+    for (int lUnknown : {1, -1, 99})
+    {
+        EXPECT_FALSE(lTimer.start(lUnknown, 0));
+        EXPECT_FALSE(lTimer.stop(lUnknown, 0));
+        EXPECT_FALSE(lTimer.restart(lUnknown, 0));
+        EXPECT_FALSE(lTimer.eraseTimer(lUnknown, 0));
+        EXPECT_TRUE(lTimer.eraseTimer(lUnknown, 1)); // not looked at
+        EXPECT_FALSE(lTimer.setInterval(lUnknown, 1));
+        EXPECT_EQ(0xFFFFFFFFU, lTimer.getInterval(lUnknown));
+        EXPECT_FALSE(lTimer.isRunning(lUnknown));
+        EXPECT_EQ(-1, lTimer.waitToStart(lUnknown));
+        EXPECT_EQ(-1, lTimer.waitToStop(lUnknown));
+    }
+    lTimer.startAll(0);
+    EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3));
+    EXPECT_TRUE(lTimer.start(2, 0)); // runs already
+    lTimer.stopAll(0);
+    EXPECT_FALSE(lTimer.isRunning(2) || lTimer.isRunning(3));
+    lTimer.restartAll(0);
+    EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3));
+    lTimer.destroy();
+    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
+    EXPECT_FALSE(lTimer.isRunning(2));
+    EXPECT_FALSE(lTimer.start(2, 0));
+    EXPECT_FALSE(ThreadManager::get()->isThreadExist(lTimer.getId()));
+    EXPECT_EQ(Lines{}, lLog.lines());
+}
+
+// A waiter sees that its timer ran, although it has long stopped by itself again.
+TEST(SharedTimer, CountedTimersStopByThemselvesAndStartAnew)
+{
+    for (int lIsFreeRunning : {0, 1})
+    {
+        for (unsigned int lMaxCount : {1U, 3U})
+        {
+            Probe lProbe;
+            TestTimer lTimer;
+            int const lId = lTimer.addTimer(&lProbe, 1, lMaxCount, lIsFreeRunning);
+            for (unsigned int lRound = 1; lRound <= 30; ++lRound)
+            {
+                ASSERT_TRUE(lTimer.start(lId, 0));
+                ASSERT_EQ(0, lTimer.waitToStop(lId));
+                ASSERT_FALSE(lTimer.isRunning(lId));
+                ASSERT_EQ(lRound * lMaxCount, lProbe.mCalls);
+            }
+        }
+    }
+}
+
+TEST(SharedTimer, RestartWithoutWaitingEndsStopped)
+{
+    for (int lNoWait : {1, 0})
+    {
+        TestTimer lTimer;
+        int const lId = lTimer.run(nullptr, LONG_MS);
+        ASSERT_TRUE(lNoWait == 0 || lTimer.hold());
+        EXPECT_TRUE(lTimer.restart(lId, lNoWait));
+        lTimer.release();
+        ASSERT_TRUE(lTimer.fence());
+        EXPECT_EQ(lNoWait == 0, lTimer.isRunning(lId));
+    }
+}
+
+// Nothing waits on the timer thread, whatever it is told, and a waiter elsewhere is not waited for.
+TEST(SharedTimer, ListenerMayCallEverything)
+{
+    PipeWatch lWatch(0);
+    Probe lStops;
+    Probe lRestarts;
+    TestTimer lTimer(8);
+    int const lOther = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    Gate lIsIn;
+    lStops.mAction = [&](int nId)
+    {
+        lIsIn.open();
+        waitUntil([] { return PipeWatch::sStarts == 2; });
+        EXPECT_TRUE(lTimer.stop(nId, 0));
+        EXPECT_EQ(-1, lTimer.waitToStop(nId)); // goes off after the return
+        EXPECT_NE(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+        EXPECT_FALSE(lTimer.start(99, 0));
+    };
+    int const lId = lTimer.run(&lStops, 1);
+    ASSERT_TRUE(lIsIn.wait());
+    ASSERT_TRUE(lTimer.start(lOther, 0)); // holds the lock of callers meanwhile
+    EXPECT_EQ(0, lTimer.waitToStop(lId));
+    EXPECT_EQ(1U, lStops.mCalls);
+
+    lRestarts.mAction = [&](int nId) { lRestarts.mCalls < 2 ? lTimer.restart(nId, 0) : lTimer.eraseTimer(nId, 0); };
+    int const lOneShot = lTimer.run(&lRestarts, 1, 1);
+    ASSERT_TRUE(waitUntil([&] { return lTimer.getInterval(lOneShot) == 0xFFFFFFFFU; }));
+    EXPECT_EQ(3U, lRestarts.mCalls);
+}
+
+// A listener that cannot keep up loses beats: one time-out waits, or two of a free-running timer.
+TEST(SharedTimer, TimeoutsDoNotPileUp)
+{
+    for (int lIsFreeRunning : {0, 1})
+    {
+        PipeWatch lWatch(1);
+        Probe lProbe;
+        TestTimer lTimer;
+        lTimer.run(&lProbe, 1, 0, lIsFreeRunning);
+        ASSERT_TRUE(lTimer.hold());
+        lWatch.sIsLosing = false;
+        ASSERT_TRUE(PipeWatch::seen(0, 5));
+        lWatch.sIsLosing = true;
+        lTimer.release();
+        ASSERT_TRUE(lTimer.fence() && lTimer.fence());
+        EXPECT_EQ(lIsFreeRunning == 0 ? 1U : 2U, lProbe.mCalls);
+    }
+}
+
+TEST(SharedTimer, StopRemovesTheWaitingTimeoutsOfThatTimerOnly)
+{
+    PipeWatch lWatch(2);
+    Probe lStopped;
+    Probe lGoesOn;
+    TestTimer lTimer;
+    int const lId = lTimer.run(&lStopped, 1, 0, 1);
+    lTimer.run(&lGoesOn, 1, 0, 1);
+    ASSERT_TRUE(lTimer.hold());
+    lWatch.sIsLosing = false;
+    ASSERT_TRUE(PipeWatch::seen(0, 3) && PipeWatch::seen(1, 3));
+    lWatch.sIsLosing = true;
+    ASSERT_TRUE(lTimer.stop(lId, 1)); // ahead of them in the queue, behind their signals in the pipe
+    lTimer.release();
+    ASSERT_TRUE(lTimer.fence() && lTimer.fence());
+    EXPECT_EQ(0U, lStopped.mCalls);
+    EXPECT_EQ(2U, lGoesOn.mCalls);
+    EXPECT_FALSE(lTimer.isRunning(lId));
+}
+
+TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
+{
+    for (int lIsFreeRunning : {0, 1})
+    {
+        Probe lProbe;
+        TestTimer lTimer;
+        lProbe.mAction = [&](int nId) { lTimer.setInterval(nId, LONG_MS); };
+        int const lId = lTimer.run(&lProbe, 1, 0, lIsFreeRunning);
+        ASSERT_TRUE(waitUntil([&] { return lProbe.mCalls > 0; }));
+        ASSERT_TRUE(lTimer.fence() && lTimer.fence());
+        EXPECT_EQ(1U, lProbe.mCalls);
+        EXPECT_TRUE(lTimer.isRunning(lId));
+        EXPECT_EQ(LONG_MS, lTimer.getInterval(lId));
+    }
+}
+
+TEST(SharedTimer, NoCallFollowsAnEraseThatWaited)
+{
+    TestTimer lTimer;
+    for (int lRound = 0; lRound < 200; ++lRound)
+    {
+        auto lpProbe = std::make_unique<Probe>();
+        int const lId = lTimer.run(lpProbe.get(), 1, 0, lRound % 2);
+        ASSERT_NE(-1, lId);
+        ASSERT_TRUE(lRound % 4 != 0 || waitUntil([&] { return lpProbe->mCalls > 0; }));
+        ASSERT_TRUE(lTimer.eraseTimer(lId, 0)); // a call after this would meet freed memory
+    }
+}
+
+// The kernel refuses: the documented lines, nobody left waiting, the state as it was, and the next try works.
+TEST(SharedTimer, KernelFailuresAreTold)
+{
+    TestTimer lTimer;
+    int const lRests = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    int const lRuns = lTimer.run(nullptr, 0); // runs and never fires
+    LogCapture lLog;
+    auto const lCheck = [&](char const* npCall, char const* npError, char const* npMsgId)
+    {
+        ASSERT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; })) << npCall;
+        std::string const lFirst = lLog.lines()[0];
+        EXPECT_EQ(0U, lFirst.find(std::string("<UTIL> ERR: SharedTimerThread(under test) ") + npCall)) << lFirst;
+        EXPECT_NE(std::string::npos, lFirst.find(npError)) << lFirst;
+        EXPECT_EQ(std::string("<UTIL> ERR: !!!!!!!! SharedTimerThread(under test) Error. MsgId:0x8000000") + npMsgId +
+                      " !!!!!!!!",
+                  lLog.lines()[1]);
+        lLog.clear();
+    };
+    {
+        FailNth<&SystemCalls::mTimerCreate> lFault(1, EAGAIN);
+        EXPECT_TRUE(lTimer.start(lRests, 0));
+        lCheck("timer_create SysTimerId:0x00000000 errno:", "errno:11\n", "4");
+    }
+    {
+        FailNth<&SystemCalls::mTimerSettime> lFault(1, EPERM);
+        EXPECT_TRUE(lTimer.start(lRests, 0));
+        lCheck("timer_settime SysTimerId:0x", "errno:1\n", "4");
+    }
+    EXPECT_TRUE(lTimer.setInterval(lRests, 0x80000000U)); // negative to the kernel
+    EXPECT_TRUE(lTimer.start(lRests, 0));
+    lCheck("timer_settime SysTimerId:0x", "errno:22\n", "4");
+    EXPECT_FALSE(lTimer.isRunning(lRests));
+    {
+        FailNth<&SystemCalls::mTimerDelete> lFault(1, EINVAL);
+        EXPECT_TRUE(lTimer.stop(lRuns, 0));
+        lCheck("timer_delete SysTimerId:0x", "errno:22", "5");
+    }
+    EXPECT_TRUE(lTimer.isRunning(lRuns));
+    EXPECT_TRUE(lTimer.stop(lRuns, 0));
+    EXPECT_FALSE(lTimer.isRunning(lRuns));
+    EXPECT_TRUE(lTimer.setInterval(lRests, 10));
+    EXPECT_TRUE(lTimer.start(lRests, 0));
+    EXPECT_TRUE(lTimer.isRunning(lRests));
+    EXPECT_EQ(Lines{}, lLog.lines());
+}
+
+TEST(SharedTimer, FullControlQueueRefusesInSilence)
+{
+    TestTimer lTimer;
+    int const lRests = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    int const lRuns = lTimer.run(nullptr, LONG_MS);
+    ASSERT_TRUE(lTimer.hold());
+    LogCapture lLog;
+    for (int lCount = 0; lCount < 256; ++lCount)
+    {
+        ASSERT_TRUE(lTimer.eraseTimer(99, 1));
+    }
+    EXPECT_FALSE(lTimer.eraseTimer(lRests, 1));
+    EXPECT_FALSE(lTimer.start(lRests, 0));
+    EXPECT_FALSE(lTimer.stop(lRuns, 0));
+    lTimer.release();
+    ASSERT_TRUE(waitUntil([&] { return lTimer.start(lRests, 1); }));
+    EXPECT_EQ(0, lTimer.waitToStart(lRests));
+    EXPECT_EQ(Lines{}, lLog.lines());
+}
+
+TEST(SharedTimer, FailuresOfThePipeAreTold)
+{
+    LogCapture lLog;
+    {
+        FailNth<&SystemCalls::mPipe2> lFault(1, EMFILE);
+        SharedTimer lTimer(0, 0, nullptr, 1, "no pipe");
+        EXPECT_EQ(1U, lLog.count("ERR: SharedTimerThread(no pipe) pipe errno:24"));
+        EXPECT_TRUE(waitUntil(
+            [&] {
+                return lLog.count(
+                    "ERR: SharedTimerThread(no pipe) Error. read Ret:4294967295 errno:9 !!Break msg loop!!");
+            }));
+        ASSERT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
+        EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+    }
+    TestTimer lTimer;
+    int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    lLog.clear();
+    {
+        FailNth<&SystemCalls::mWrite> lFault(1, EIO);
+        EXPECT_FALSE(lTimer.start(lId, 0));
+    }
+    EXPECT_EQ(Lines{"<UTIL> ERR: SharedTimerThread(under test) Error. write Ret:4294967295 errno:5"}, lLog.lines());
+    ASSERT_TRUE(lTimer.fence());
+    EXPECT_FALSE(lTimer.isRunning(lId)); // taken back, and not served in the place of another
+    lLog.clear();
+    {
+        FailNth<&SystemCalls::mRead> lFault(1, EINTR);
+        ASSERT_TRUE(lTimer.fence());
+    }
+    EXPECT_EQ(Lines{"<UTIL> INF: SharedTimerThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
+              lLog.lines());
+    lLog.clear();
+    ASSERT_TRUE(lTimer.start(lId, 0));
+    {
+        FailNth<&SystemCalls::mRead> lFault(0, EIO);
+        lTimer.eraseTimer(99, 1); // wakes the loop, which reads again
+        lTimer.waitToStop(lId);   // the thread ends: nobody is left waiting
+        EXPECT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
+    }
+    EXPECT_EQ(1U, lLog.count("Error. read Ret:4294967295 errno:5 !!Break msg loop!!"));
+    unsigned int lResult = 0;
+    EXPECT_TRUE(lTimer.getResult(&lResult));
+    EXPECT_EQ(0xFFFFFFFFU, lResult);
+    EXPECT_FALSE(lTimer.isRunning(lId));
+    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+}
+
+TEST(SharedTimer, ErrorOfTheHandlerIsLoggedByTheTimerThread)
+{
+    TestTimer lTimer;
+    LogCapture lLog;
+    {
+        Replaced lWrite(
+            &SystemCalls::mWrite,
+            +[](int nFd, void const* npData, std::size_t nSize) -> ssize_t
+            {
+                errno = EPIPE;
+                return *static_cast<int const*>(npData) == MSG_ID_TIMEOUT_SIGNAL ? -1 : ::write(nFd, npData, nSize);
+            });
+        lTimer.run(nullptr, 1);
+        EXPECT_TRUE(waitUntil(
+            [&]
+            {
+                lTimer.fence();
+                return lLog.count("<UTIL> ERR: SharedTimerThread() Error. write Ret:4294967295 errno:32") > 0;
+            }));
+    }
+}
+
+TEST(SharedTimer, WaitersAreReleasedWhenTheirTimerGoes)
+{
+    for (int lRound = 0; lRound < 60; ++lRound)
+    {
+        auto lpTimer = std::make_unique<TestTimer>();
+        int const lRests = lpTimer->addTimer(nullptr, LONG_MS, 0, 0);
+        int const lRuns = lpTimer->run(nullptr, LONG_MS);
+        std::thread lWaitsForStart([&] { lpTimer->waitToStart(lRests); });
+        std::thread lWaitsForStop([&] { lpTimer->waitToStop(lRuns); });
+        if (lRound % 2 == 0)
+        {
+            lpTimer->destroy();
+        }
+        else
+        {
+            EXPECT_TRUE(lpTimer->eraseTimer(lRests, 0));
+            EXPECT_TRUE(lpTimer->eraseTimer(lRuns, 1));
+        }
+        lWaitsForStart.join();
+        lWaitsForStop.join();
+    }
+}
+
+TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
+{
+    ThreadManager& lManager = *ThreadManager::get();
+    std::atomic<bool> lIsWatched{false};
+    Probe lProbe;
+    lProbe.mAction = [&](int) { lIsWatched = lManager.isWatchingWatchdog(0); };
+    TestTimer lTimer(4, 1);
+    int const lId = lTimer.run(&lProbe, 1, 1);
+    EXPECT_EQ(0, lTimer.waitToStop(lId));
+    EXPECT_TRUE(lIsWatched);
+    EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); }));
+    EXPECT_TRUE(lManager.isRegisteredWatchdog(lTimer.getId()));
+}
+
+TEST(SharedTimer, LeavesNothingBehindWithoutDestroy)
+{
+    ThreadManager::get();
+    unsigned int const lFds = utl::test::openFdCount();
+    unsigned int const lThreads = utl::test::threadCount();
+    int lThreadId = 0;
+    {
+        SharedTimer lTimer(0, 0, nullptr, 3, "left alone");
+        lThreadId = lTimer.getId();
+        lTimer.addTimer(nullptr, 1, 0, 0);
+        lTimer.startAll(0);
+    }
+    EXPECT_EQ(lFds, utl::test::openFdCount());
+    EXPECT_TRUE(waitUntil([&] { return utl::test::threadCount() <= lThreads; }));
+    EXPECT_FALSE(ThreadManager::get()->isThreadExist(lThreadId));
+}
+
+// Without a thread nothing may wait for one.
+TEST(SharedTimer, ThreadThatCannotBeHadIsNotWaitedFor)
+{
+    ThreadManager::get();
+    LogCapture lLog;
+    FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
+    SharedTimer lTimer(0, 0, nullptr, 1, "no thread");
+    EXPECT_EQ(1, lTimer.addTimer(nullptr, 1, 0, 0));
+    EXPECT_TRUE(lTimer.start(1, 0));
+    EXPECT_FALSE(lTimer.isRunning(1));
+    EXPECT_EQ(-1, lTimer.waitToStart(1));
+}
+
+// Thousands of starts, stops and erasures from several threads while signals come and timer threads go.
+TEST(SharedTimer, OperationsMayRaceWithSignals)
+{
+    for (int lRound = 0; lRound < 3; ++lRound)
+    {
+        Probe lProbe;
+        TestTimer lTimer(16);
+        auto const lHammer = [&](int nIsFreeRunning)
+        {
+            for (int lCount = 0; lCount < 300; ++lCount)
+            {
+                int const lId = lTimer.addTimer(&lProbe, 1, static_cast<unsigned int>(lCount % 3), nIsFreeRunning);
+                lTimer.start(lId, lCount % 2);
+                lTimer.setInterval(lId, 1);
+                lTimer.restart(lId, lCount % 3);
+                lTimer.stop(lId, lCount % 5);
+                lTimer.start(lId, 1);
+                while (!lTimer.eraseTimer(lId, lCount % 4) && lTimer.getInterval(lId) == 1)
+                {
+                    std::this_thread::yield(); // a full queue refuses
+                }
+            }
+        };
+        std::thread lFirst(lHammer, 0);
+        std::thread lSecond(lHammer, 1);
+        lHammer(0);
+        lFirst.join();
+        lSecond.join();
+        if (lRound == 2)
+        {
+            lTimer.run(&lProbe, 1, 0, 1);
+            EXPECT_TRUE(waitUntil([&] { return lProbe.mCalls > 0; }));
+        }
+    }
+}
+
+TEST(Timer, CallsItsListenerOrItsSubclass)
+{
+    class Own : public Timer
+    {
+    public:
+        Own()
+            : Timer(1, 0, 0, nullptr, 2, 0, "own")
+        {
+        }
+        ~Own() override { destroy(); }
+        void onTime(int) override { ++mCalls; }
+        std::atomic<unsigned int> mCalls{0};
+    };
+    Own lOwn;
+    Probe lProbe;
+    Timer lListened(&lProbe, 1, 0, 0, nullptr, 2, 1, "listened");
+    Timer lAlone(nullptr, 1, 0, 0, nullptr, 2, 0, "alone");
+    for (Timer* lpTimer : {static_cast<Timer*>(&lOwn), &lListened, &lAlone})
+    {
+        EXPECT_FALSE(lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->start(0));
+        EXPECT_TRUE(waitUntil([&] { return !lpTimer->isRunning(); }));
+        EXPECT_EQ(1U, lpTimer->getInterval());
+        EXPECT_TRUE(lpTimer->setInterval(LONG_MS));
+        EXPECT_EQ(LONG_MS, lpTimer->getInterval());
+        EXPECT_TRUE(lpTimer->restart(0));
+        EXPECT_TRUE(lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->stop(0));
+        EXPECT_FALSE(lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->start(0));
+        lpTimer->destroy();
+        EXPECT_FALSE(lpTimer->isRunning());
+        EXPECT_FALSE(lpTimer->start(0));
+        EXPECT_EQ(0xFFFFFFFFU, lpTimer->getInterval());
+    }
+    EXPECT_EQ(2U, lOwn.mCalls);
+    EXPECT_EQ(2U, lProbe.mCalls);
+}
+
+} // namespace

@@ -1,6 +1,7 @@
 #include "UtlCharSet.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <string>
@@ -418,7 +419,6 @@ TEST(CharSet, CharactersAgainstTheirCapacity)
 {
     struct Row
     {
-
         unsigned int (*mpConvert)(char*, unsigned int, char const*, unsigned int*);
         std::string mSource;
         unsigned int mSize;
@@ -452,26 +452,24 @@ TEST(CharSet, CharactersAgainstTheirCapacity)
         EXPECT_EQ(lpConvert(nullptr, 0, "A", nullptr), 1U);
         EXPECT_EQ(lpConvert(&lByte, 1, nullptr, nullptr), STR_ERROR);
     }
-    char lBytes[4];
-    int lBom = 0;
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(lBytes, 4, 0xFEFF, &lBom), 0U);
-    EXPECT_EQ(lBom, 1);
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(nullptr, 0, 0xFFFE, &lBom), 0U);
-    EXPECT_EQ(lBom, 2);
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(nullptr, 0, 0xFEFF, nullptr), 0U);
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(lBytes, 2, 0x3042, &lBom), STR_ERROR);
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(nullptr, 3, 0x3042, nullptr), STR_ERROR);
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(nullptr, 0, 0x3042, nullptr), 3U);
-    EXPECT_EQ(convertCharFromUtf16ToUtf8(lBytes, 1, 0, nullptr), 1U);
-
+    for (auto const& [lUnit, lCapacity, lSize, lBom] : std::vector<std::array<unsigned int, 4>>{
+             {0xFEFF, 4, 0, 1}, {0xFFFE, 0, 0, 2}, {0x3042, 2, STR_ERROR, 0}, {0x3042, 0, 3, 0}, {0, 1, 1, 0}})
+    {
+        char lBytes[4];
+        int lFound = 0;
+        unsigned short const lSource = static_cast<unsigned short>(lUnit);
+        EXPECT_EQ(convertCharFromUtf16ToUtf8(lBytes, lCapacity, lSource, &lFound), lSize);
+        EXPECT_EQ(lFound, static_cast<int>(lBom));
+        EXPECT_EQ(convertCharFromUtf16ToUtf8(nullptr, lCapacity, lSource, nullptr),
+                  lSize == 0 || lCapacity == 0 ? lSize : STR_ERROR);
+    }
+    unsigned short lUnit = 7;
     for (char const* const lpText : {"", "\xE3\x81", "\x80", "\xF0\xA0\xAE\xB7", static_cast<char const*>(nullptr)})
     {
-        unsigned short lUnit = 7;
         EXPECT_EQ(convertCharFromUtf8ToUtf16(&lUnit, lpText, nullptr), STR_ERROR);
         EXPECT_EQ(lUnit, 7);
     }
     unsigned int lConsumed = 0;
-    unsigned short lUnit = 0;
     EXPECT_EQ(convertCharFromUtf8ToUtf16(&lUnit, "\xEF\xBB\xBF", &lConsumed), 1U);
     EXPECT_EQ(lUnit, 0xFEFF);
     EXPECT_EQ(lConsumed, 3U);
@@ -499,13 +497,10 @@ TEST(CharSet, WideTextGoesThroughTheConverterAndBack)
 
     wchar_t lUnits[4] = {9, 9};
     char lBytes[8] = {9, 9};
-    EXPECT_EQ(convertStrFromTcharToWchar(lUnits, 1, ""), 1U);
-    EXPECT_EQ(convertStrFromWcharToTchar(lBytes, 1, L""), 1U);
+    EXPECT_EQ(convertStrFromTcharToWchar(lUnits, 1, "") + convertStrFromWcharToTchar(lBytes, 1, L""), 2U);
     EXPECT_EQ(lUnits[0] + lBytes[0], 0);
-    EXPECT_EQ(convertStrFromTcharToWchar(nullptr, 1, ""), STR_ERROR);
-    EXPECT_EQ(convertStrFromWcharToTchar(nullptr, 1, L""), STR_ERROR);
-    EXPECT_EQ(convertStrFromTcharToWchar(lUnits, 0, nullptr), STR_ERROR);
-    EXPECT_EQ(convertStrFromWcharToTchar(lBytes, 0, nullptr), STR_ERROR);
+    EXPECT_EQ(convertStrFromTcharToWchar(nullptr, 1, "") & convertStrFromTcharToWchar(lUnits, 0, nullptr), STR_ERROR);
+    EXPECT_EQ(convertStrFromWcharToTchar(nullptr, 1, L"") & convertStrFromWcharToTchar(lBytes, 0, nullptr), STR_ERROR);
 
     for (char const* const lpMalformed :
          {"\x80", "\xC1\xBF", "\xE3\x81",
@@ -534,35 +529,28 @@ TEST(CharSet, WideTextGoesThroughTheConverterAndBack)
 
 TEST(CharSet, RawDataTakesTheByteOrderAskedFor)
 {
-    unsigned short const lUnits[] = {0x1234, 0xFF80, 0, 0x5678};
-    unsigned char const lBytes[] = {0x12, 0x34, 0xFF, 0x80, 0, 0, 0x56, 0x78};
+    std::vector<unsigned short> const UNITS = {0x1234, 0xFF80, 0, 0x5678};
+    std::vector<unsigned char> const BIG = {0x12, 0x34, 0xFF, 0x80, 0, 0, 0x56, 0x78};
+    std::vector<unsigned char> const LITTLE = {0x34, 0x12, 0x80, 0xFF, 0, 0, 0x78, 0x56};
     for (int const lOrder : {1, 0, 2})
     {
-        unsigned char lStored[5] = {9, 9, 9, 9, 9};
-        EXPECT_EQ(convertStrFromDcharToUint8(lStored, 4, lUnits, STR_ALL, lOrder), 4U); // up to the 0 unit
-        for (unsigned int lIndex = 0; lIndex < 4; ++lIndex)
-        {
-            EXPECT_EQ(lStored[lIndex], lBytes[lOrder == 1 ? lIndex : lIndex ^ 1]);
-        }
-        EXPECT_EQ(lStored[4], 9);
-        unsigned short lBack[5] = {9, 9, 9, 9, 9};
-        EXPECT_EQ(convertBinFromUint8ToDchar(lBack, 4, lBytes, 8, lOrder), 4U); // through the 0 unit
-        for (unsigned int lIndex = 0; lIndex < 4; ++lIndex)
-        {
-            unsigned int const lUnit = lUnits[lIndex];
-            EXPECT_EQ(lBack[lIndex], lOrder == 1 ? lUnit : (lUnit << 8 | lUnit >> 8) & 0xFFFF);
-        }
-        EXPECT_EQ(lBack[4], 9);
+        std::vector<unsigned char> const& lBytes = lOrder == 1 ? BIG : LITTLE;
+        std::vector<unsigned char> lStored(4);
+        std::vector<unsigned short> lBack(4);
+        EXPECT_EQ(convertStrFromDcharToUint8(lStored.data(), 4, UNITS.data(), STR_ALL, lOrder), 4U); // to the 0 unit
+        EXPECT_TRUE(std::equal(lStored.begin(), lStored.end(), lBytes.begin()));
+        EXPECT_EQ(convertBinFromUint8ToDchar(lBack.data(), 4, lBytes.data(), 8, lOrder), 4U); // through it
+        EXPECT_EQ(lBack, UNITS);
     }
     unsigned char lStored[4];
     unsigned short lBack[4];
-    EXPECT_EQ(convertStrFromDcharToUint8(nullptr, 0, lUnits, 1, 1), 2U);
-    EXPECT_EQ(convertStrFromDcharToUint8(lStored, 3, lUnits, STR_ALL, 1), STR_ERROR);
-    EXPECT_EQ(convertStrFromDcharToUint8(nullptr, 4, lUnits, STR_ALL, 1), STR_ERROR);
+    EXPECT_EQ(convertStrFromDcharToUint8(nullptr, 0, UNITS.data(), 1, 1), 2U);
+    EXPECT_EQ(convertStrFromDcharToUint8(lStored, 3, UNITS.data(), STR_ALL, 1), STR_ERROR);
+    EXPECT_EQ(convertStrFromDcharToUint8(nullptr, 4, UNITS.data(), STR_ALL, 1), STR_ERROR);
     EXPECT_EQ(convertStrFromDcharToUint8(lStored, 4, nullptr, 1, 1), STR_ERROR);
-    EXPECT_EQ(convertBinFromUint8ToDchar(nullptr, 0, lBytes, 6, 1), 3U);
-    EXPECT_EQ(convertBinFromUint8ToDchar(lBack, 4, lBytes, 3, 1), STR_ERROR);
-    EXPECT_EQ(convertBinFromUint8ToDchar(lBack, 2, lBytes, 6, 1), STR_ERROR);
-    EXPECT_EQ(convertBinFromUint8ToDchar(nullptr, 4, lBytes, 6, 1), STR_ERROR);
+    EXPECT_EQ(convertBinFromUint8ToDchar(nullptr, 0, BIG.data(), 6, 1), 3U);
+    EXPECT_EQ(convertBinFromUint8ToDchar(lBack, 4, BIG.data(), 3, 1), STR_ERROR);
+    EXPECT_EQ(convertBinFromUint8ToDchar(lBack, 2, BIG.data(), 6, 1), STR_ERROR);
+    EXPECT_EQ(convertBinFromUint8ToDchar(nullptr, 4, BIG.data(), 6, 1), STR_ERROR);
     EXPECT_EQ(convertBinFromUint8ToDchar(lBack, 4, nullptr, 2, 1), STR_ERROR);
 }

@@ -6,6 +6,7 @@
 #include "UtlArray.h"
 #include "UtlBasicString.h"
 #include "UtlBitStream.h"
+#include "UtlCharSet.h"
 #include "UtlEvent.h"
 #include "UtlMacros.h"
 #include "UtlMap.h"

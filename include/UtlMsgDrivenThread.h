@@ -194,6 +194,10 @@ protected:
     /// Removes the first record of that id. Result: false where there is none.
     bool eraseMsgFromCtlQueue(int nMsgId);
 
+    /// Drops an interrupt that waits and passes; its sender sees false. From the message thread, since from any other
+    /// an interrupt that waits is served ahead of whatever is asked for. Result: false where none was dropped.
+    bool eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgement);
+
     bool hasMsgInternal(MsgJudgementInterface* npJudgement);
     bool peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
     bool eraseMsgInternal(MsgJudgementInterface* npJudgement);

@@ -285,6 +285,22 @@ bool MsgDrivenThread::eraseMsgFromCtlQueue(int nMsgId)
     return false;
 }
 
+bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgement)
+{
+    SyncGuard lGuard(mQueueSyncObject);
+    if (npJudgement == nullptr || mInterruptQueue.size() == 0)
+    {
+        return false;
+    }
+    mInterruptQueue.copyOut(0, mFindRawMsg.buffer(), slotSize());
+    if (!npJudgement->judge(mFindRawMsg))
+    {
+        return false;
+    }
+    mInterruptQueue.clear(); // the loop finds its request without a message, and releases the sender
+    return true;
+}
+
 // ---------------------------------------------------------------------------------------------- receiving
 
 void MsgDrivenThread::callListener(ThreadRawMsg& nRawMsg)

@@ -13,6 +13,7 @@
 #include "UtlMemory.h"
 #include "UtlMemoryPool.h"
 #include "UtlMsg.h"
+#include "UtlMsgDrivenSharedThread.h"
 #include "UtlMsgDrivenThread.h"
 #include "UtlPair.h"
 #include "UtlQueue.h"

@@ -1,0 +1,626 @@
+#include "UtlMsgDrivenSharedThread.h"
+
+#include "UtlApplog.h"
+#include "internal/UtlBlockingCall.h"
+
+#include <climits>
+
+namespace utl
+{
+
+using internal::blockingCall;
+
+namespace
+{
+
+char const FILE_NAME[] = "source/UtlMsgDrivenSharedThread";
+char const JUDGE_FILE_NAME[] = "include/UtlMsgDrivenSharedThread";
+int const NO_FORWARD = INT_MIN;
+
+unsigned int saturatedSum(unsigned int nSize, unsigned int nMore)
+{
+    return nSize < UINT_MAX - nMore ? nSize + nMore : UINT_MAX;
+}
+
+/// A SyncGuard whose waiting stands between two reports to the watchdog.
+class UTL_SCOPED_CAPABILITY ReportedGuard
+{
+public:
+    ReportedGuard(SyncObject const& nSyncObject, char const* npFunction, unsigned int nLine,
+                  char const* npFile = FILE_NAME) UTL_ACQUIRE(nSyncObject) UTL_NO_THREAD_SAFETY_ANALYSIS // in a lambda
+        : mSyncObject(nSyncObject)
+    {
+        blockingCall(npFile, npFunction, nLine,
+                     [&]() UTL_NO_THREAD_SAFETY_ANALYSIS
+                     {
+                         nSyncObject.lock();
+                         return true;
+                     });
+    }
+    ~ReportedGuard() UTL_RELEASE() { mSyncObject.unlock(); }
+    ReportedGuard(ReportedGuard const&) = delete;
+    ReportedGuard& operator=(ReportedGuard const&) = delete;
+
+private:
+    SyncObject const& mSyncObject;
+};
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------- messages and judges
+
+MsgDrivenSharedThread::MsgListenerMsg::~MsgListenerMsg() = default;
+
+void MsgDrivenSharedThread::MsgListenerMsg::storeDataTo(MsgDataBroker* npBroker) const
+{
+    npBroker->set(static_cast<void*>(mpListener));
+}
+
+void MsgDrivenSharedThread::MsgListenerMsg::restoreDataFrom(MsgDataBroker& nBroker)
+{
+    void* lpListener = mpListener;
+    nBroker.get(&lpListener);
+    mpListener = static_cast<ThreadMsgListener*>(lpListener);
+}
+
+MsgDrivenSharedThread::SpecifiedMsgListenerMsg::~SpecifiedMsgListenerMsg() = default;
+
+void MsgDrivenSharedThread::SpecifiedMsgListenerMsg::storeDataTo(MsgDataBroker* npBroker) const
+{
+    MsgListenerMsg::storeDataTo(npBroker);
+    npBroker->set(mRawMsg.buffer(), mRawMsg.maxSize());
+}
+
+void MsgDrivenSharedThread::SpecifiedMsgListenerMsg::restoreDataFrom(MsgDataBroker& nBroker)
+{
+    MsgListenerMsg::restoreDataFrom(nBroker);
+    nBroker.get(mRawMsg.buffer(), mRawMsg.maxSize());
+}
+
+/// Passes what is addressed to nobody in particular.
+class MsgDrivenSharedThread::JudgeMsgBroadcast
+{
+public:
+    JudgeMsgBroadcast(MsgDrivenSharedThread& nThread, int nMsgId)
+        : mThread(nThread),
+          mJudge(nMsgId)
+    {
+    }
+
+    bool operator()(ThreadRawMsg& nRawMsg)
+    {
+        int lMsgId = MSG_ID_NONE;
+        if (!nRawMsg.getMsgId(&lMsgId) || (lMsgId >= MSG_ID_ATTACH_LISTENER && lMsgId <= MSG_ID_SPECIFIED_LISTENER))
+        {
+            return false;
+        }
+        return (lMsgId != MSG_ID_TIMER || mThread.isTimeoutFor(nullptr, nRawMsg)) && mJudge(nRawMsg);
+    }
+
+private:
+    MsgDrivenSharedThread& mThread;
+    JudgeMsgSpecifiedMsgId const mJudge;
+};
+
+/// Passes what is addressed to one listener.
+class MsgDrivenSharedThread::JudgeMsgSpecifiedListener
+{
+public:
+    JudgeMsgSpecifiedListener(MsgDrivenSharedThread& nThread, ThreadMsgListener* npListener, int nMsgId)
+        : mThread(nThread),
+          mpListener(npListener),
+          mJudge(nMsgId)
+    {
+    }
+
+    bool operator()(ThreadRawMsg& nRawMsg)
+    {
+        int lMsgId = MSG_ID_NONE;
+        if (mpListener == nullptr || !nRawMsg.getMsgId(&lMsgId))
+        {
+            return false;
+        }
+        mIsTimerMsg = lMsgId == MSG_ID_TIMER;
+        return mIsTimerMsg ? mThread.isTimeoutFor(mpListener, nRawMsg) && mJudge(nRawMsg)
+                           : lMsgId == MSG_ID_SPECIFIED_LISTENER && passesEnvelope(nRawMsg);
+    }
+
+    /// What passed last is a time-out and not an envelope.
+    bool isTimerMsg() const { return mIsTimerMsg; }
+
+private:
+    /// Opens no more of the envelope than is looked at: the listener, and the id that begins the inner image.
+    bool passesEnvelope(ThreadRawMsg& nRawMsg) const
+    {
+        MsgListenerMsg lAddress(MSG_ID_NONE);
+        int lMsgId = MSG_ID_NONE;
+        return lAddress.restoreFrom(nRawMsg) && lAddress.mpListener == mpListener && nRawMsg.get(&lMsgId) &&
+               (mJudge.mMsgId == MSG_ID_ANY || mJudge.mMsgId == lMsgId);
+    }
+
+    MsgDrivenSharedThread& mThread;
+    ThreadMsgListener* const mpListener;
+    JudgeMsgSpecifiedMsgId const mJudge;
+    bool mIsTimerMsg = false;
+};
+
+/// The image is a TimerMsg, and the timer is entered for this listener; null: for all.
+bool MsgDrivenSharedThread::isTimeoutFor(ThreadMsgListener* npListener, ThreadRawMsg& nRawMsg)
+{
+    TimerMsg lMsg;
+    if (!lMsg.restoreFrom(nRawMsg))
+    {
+        return false;
+    }
+    ReportedGuard lGuard(mTimerListenerSyncObject, "operator()", __LINE__, JUDGE_FILE_NAME);
+    auto const* const lpPair = mTimerListenerMap.find(lMsg.mTimerId);
+    return lpPair != nullptr && lpPair->mValue == npListener;
+}
+
+// ---------------------------------------------------------------------------------------------- life and listeners
+
+MsgDrivenSharedThread::MsgDrivenSharedThread(unsigned int nMaxMsgSize, unsigned int nMaxMsgCount,
+                                             unsigned int nMaxListenerCount, char const* npName,
+                                             unsigned int nMaxTimerCount)
+    : MsgDrivenThread(saturatedSum(nMaxMsgSize, sizeof(int) + sizeof(void*)), nMaxMsgCount, npName, nMaxTimerCount),
+      mMsgListeners(static_cast<int>(nMaxListenerCount) < 0 ? 0 : nMaxListenerCount),
+      mForwardIndex(NO_FORWARD),
+      mMaxRawSize(saturatedSum(nMaxMsgSize, sizeof(int))),
+      mPostMsg(mMaxRawSize),
+      mSendSyncMsg(mMaxRawSize),
+      mSendInterruptMsg(mMaxRawSize),
+      mReceiveMsg(mMaxRawSize),
+      mTimerListenerMap(nMaxTimerCount)
+{
+}
+
+MsgDrivenSharedThread::~MsgDrivenSharedThread()
+{
+    MsgDrivenThread::stop(1, 0); // the loop calls receiveMsg, and that ends with this class
+}
+
+/// The message thread itself, and no later thread that the kernel gave its id.
+bool MsgDrivenSharedThread::isOnMessageThread() const
+{
+    return isOwnThread() && isRunning();
+}
+
+int MsgDrivenSharedThread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener,
+                                 int nWaitStart, unsigned int nWaitStartMs, ThreadPriority const& nPriority,
+                                 unsigned int nReserved)
+{
+    if (isOnMessageThread()) // the lock's owner may be waiting for us
+    {
+        return -1;
+    }
+    ReportedGuard lGuard(mListenerSyncObject, "start", __LINE__);
+    return MsgDrivenThread::start(this, nUseWatchdog, nAliveTimeMs, npWatchdogListener, nWaitStart, nWaitStartMs,
+                                  nPriority, nReserved);
+}
+
+int MsgDrivenSharedThread::stop(int nWait, unsigned int nTimeoutMs)
+{
+    if (isOnMessageThread())
+    {
+        return -1;
+    }
+    ReportedGuard lGuard(mListenerSyncObject, "stop", __LINE__);
+    return MsgDrivenThread::stop(nWait, nTimeoutMs);
+}
+
+bool MsgDrivenSharedThread::attachMsgListener(ThreadMsgListener* npListener)
+{
+    if (isOnMessageThread())
+    {
+        return addMsgListener(npListener);
+    }
+    ReportedGuard lGuard(mListenerSyncObject, "attachMsgListener", __LINE__);
+    if (mayChangeListLocked("attachMsgListener"))
+    {
+        return addMsgListener(npListener);
+    }
+    mAttachResult = false;
+    return sendListenerLocked(MSG_ID_ATTACH_LISTENER, npListener, "attachMsgListener") && mAttachResult;
+}
+
+void MsgDrivenSharedThread::detachMsgListener(ThreadMsgListener* npListener)
+{
+    if (isOnMessageThread())
+    {
+        eraseMsgListener(npListener);
+        return;
+    }
+    ReportedGuard lGuard(mListenerSyncObject, "detachMsgListener", __LINE__);
+    if (mayChangeListLocked("detachMsgListener"))
+    {
+        eraseMsgListener(npListener);
+        return;
+    }
+    sendListenerLocked(MSG_ID_DETACH_LISTENER, npListener, "detachMsgListener");
+}
+
+/// Result: no loop walks the list, not yet or, having waited for its end, not any more. Otherwise it is the message
+/// thread that must change the list.
+bool MsgDrivenSharedThread::mayChangeListLocked(char const* npFunction)
+{
+    if (!hasDone(STAGE_STARTED))
+    {
+        return true;
+    }
+    if (!hasDone(STAGE_STOP_REQUESTED))
+    {
+        blockingCall(FILE_NAME, npFunction, __LINE__, [&] { return waitTo(STAGE_PREPARED, 0); });
+        return false;
+    }
+    while (isRunning() && blockingCall(FILE_NAME, npFunction, __LINE__, [&] { return waitTo(STAGE_DONE, 0); }) == 0)
+    {
+        // one wait may end early
+    }
+    return true;
+}
+
+bool MsgDrivenSharedThread::sendListenerLocked(int nMsgId, ThreadMsgListener* npListener, char const* npFunction)
+{
+    MsgListenerMsg lMsg(nMsgId);
+    lMsg.mpListener = npListener;
+    if (!blockingCall(FILE_NAME, npFunction, __LINE__, [&] { return MsgDrivenThread::sendMsgSync(lMsg); }))
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenSharedThread::%s(): Can't send thread", npFunction);
+        return false;
+    }
+    return true;
+}
+
+bool MsgDrivenSharedThread::addMsgListener(ThreadMsgListener* npListener)
+{
+    if (npListener == nullptr)
+    {
+        return false;
+    }
+    for (unsigned int lIndex = 0; lIndex < mMsgListeners.size(); ++lIndex)
+    {
+        if (*mMsgListeners.at(lIndex) == npListener)
+        {
+            return true;
+        }
+    }
+    return mMsgListeners.insertAt(mMsgListeners.size(), npListener);
+}
+
+void MsgDrivenSharedThread::eraseMsgListener(ThreadMsgListener* npListener)
+{
+    for (unsigned int lIndex = 0; lIndex < mMsgListeners.size(); ++lIndex)
+    {
+        if (*mMsgListeners.at(lIndex) == npListener)
+        {
+            mMsgListeners.removeAt(lIndex);
+            if (mForwardIndex > static_cast<int>(lIndex))
+            {
+                --mForwardIndex; // whom it is calling has moved up
+            }
+            return;
+        }
+    }
+}
+
+bool MsgDrivenSharedThread::abortMsg(ThreadMsgListener* npListener)
+{
+    if (npListener == nullptr)
+    {
+        return false;
+    }
+    bool lResult = true;
+    for (int lTimerId = takeTimerOf(npListener); lTimerId != -1; lTimerId = takeTimerOf(npListener))
+    {
+        lResult = killTimer(lTimerId, 0) && lResult;
+    }
+    JudgeMsgSpecifiedListener lJudge(*this, npListener, MSG_ID_ANY);
+    MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
+    if (isOnMessageThread())
+    {
+        eraseMsgFromInterruptQueue(&lJudgement);
+    }
+    return eraseMsgInternal(&lJudgement) && lResult;
+}
+
+/// Removes the last timer of a listener from the table. Result: its id, -1 for none.
+int MsgDrivenSharedThread::takeTimerOf(ThreadMsgListener* npListener)
+{
+    ReportedGuard lGuard(mTimerListenerSyncObject, "abortMsg", __LINE__);
+    for (unsigned int lIndex = mTimerListenerMap.size(); lIndex-- > 0;)
+    {
+        if (mTimerListenerMap.at(lIndex)->mValue == npListener)
+        {
+            int const lTimerId = mTimerListenerMap.at(lIndex)->mKey;
+            mTimerListenerMap.erase(lTimerId);
+            return lTimerId;
+        }
+    }
+    return -1;
+}
+
+// ---------------------------------------------------------------------------------------------- sending
+
+/// Wraps a message into the envelope and sends that, with the envelope locked to the end.
+template <class Send>
+bool MsgDrivenSharedThread::sendSpecified(Staging& nStaging, ThreadMsgListener* npListener, Msg const& nMsg, Send nSend)
+{
+    SyncGuard lGuard(nStaging.mSyncObject);
+    nStaging.mMsg.mpListener = npListener;
+    return nMsg.storeTo(&nStaging.mMsg.mRawMsg) && nSend(nStaging.mMsg);
+}
+
+bool MsgDrivenSharedThread::postMsg(ThreadMsgListener* npListener, Msg const& nMsg)
+{
+    return npListener != nullptr &&
+           sendSpecified(mPostMsg, npListener, nMsg,
+                         [this](Msg const& nEnvelope) { return MsgDrivenThread::postMsg(nEnvelope); });
+}
+
+bool MsgDrivenSharedThread::postMsg(ThreadMsgListener* npListener, int nMsgId)
+{
+    return postMsg(npListener, SimpleMsg(nMsgId));
+}
+
+bool MsgDrivenSharedThread::sendMsgSync(ThreadMsgListener* npListener, Msg const& nMsg)
+{
+    return npListener != nullptr && !isOnMessageThread() &&
+           sendSpecified(mSendSyncMsg, npListener, nMsg,
+                         [this](Msg const& nEnvelope) { return MsgDrivenThread::sendMsgSync(nEnvelope); });
+}
+
+bool MsgDrivenSharedThread::sendMsgSync(ThreadMsgListener* npListener, int nMsgId)
+{
+    return sendMsgSync(npListener, SimpleMsg(nMsgId));
+}
+
+bool MsgDrivenSharedThread::sendMsgInterrupt(ThreadMsgListener* npListener, Msg const& nMsg)
+{
+    return npListener != nullptr && !isOnMessageThread() &&
+           sendSpecified(mSendInterruptMsg, npListener, nMsg,
+                         [this](Msg const& nEnvelope) { return MsgDrivenThread::sendMsgInterrupt(nEnvelope); });
+}
+
+bool MsgDrivenSharedThread::sendMsgInterrupt(ThreadMsgListener* npListener, int nMsgId)
+{
+    return sendMsgInterrupt(npListener, SimpleMsg(nMsgId));
+}
+
+// ---------------------------------------------------------------------------------------------- views
+
+bool MsgDrivenSharedThread::hasMsg(int nMsgId)
+{
+    JudgeMsgBroadcast lJudge(*this, nMsgId);
+    MsgJudgement<JudgeMsgBroadcast> lJudgement(&lJudge);
+    return hasMsgInternal(&lJudgement);
+}
+
+bool MsgDrivenSharedThread::hasMsg(ThreadMsgListener* npListener, int nMsgId)
+{
+    JudgeMsgSpecifiedListener lJudge(*this, npListener, nMsgId);
+    MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
+    return npListener != nullptr && hasMsgInternal(&lJudgement);
+}
+
+bool MsgDrivenSharedThread::eraseMsg(int nMsgId)
+{
+    JudgeMsgBroadcast lJudge(*this, nMsgId);
+    MsgJudgement<JudgeMsgBroadcast> lJudgement(&lJudge);
+    return eraseMsgInternal(&lJudgement);
+}
+
+bool MsgDrivenSharedThread::eraseMsg(ThreadMsgListener* npListener, int nMsgId)
+{
+    JudgeMsgSpecifiedListener lJudge(*this, npListener, nMsgId);
+    MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
+    return npListener != nullptr && eraseMsgInternal(&lJudgement);
+}
+
+bool MsgDrivenSharedThread::peekMsg(int nMsgId, ThreadRawMsg* npRawMsg)
+{
+    JudgeMsgBroadcast lJudge(*this, nMsgId);
+    MsgJudgement<JudgeMsgBroadcast> lJudgement(&lJudge);
+    return peekMsgInternal(&lJudgement, npRawMsg);
+}
+
+bool MsgDrivenSharedThread::peekMsg(ThreadMsgListener* npListener, int nMsgId, ThreadRawMsg* npRawMsg)
+{
+    if (npListener == nullptr || npRawMsg == nullptr)
+    {
+        return false;
+    }
+    JudgeMsgSpecifiedListener lJudge(*this, npListener, nMsgId);
+    MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
+    ThreadRawMsg lRawMsg(sizeof(int));
+    if (!peekMsgInternal(&lJudgement, &lRawMsg))
+    {
+        return false;
+    }
+    if (lJudge.isTimerMsg())
+    {
+        *npRawMsg = lRawMsg;
+        return true;
+    }
+    SpecifiedMsgListenerMsg lEnvelope(mMaxRawSize);
+    if (!lEnvelope.restoreFrom(lRawMsg))
+    {
+        return false;
+    }
+    *npRawMsg = lEnvelope.mRawMsg;
+    return true;
+}
+
+int MsgDrivenSharedThread::getFirstMsgId()
+{
+    ThreadRawMsg lRawMsg(sizeof(int));
+    int lMsgId = MSG_ID_NONE;
+    return peekMsg(MSG_ID_ANY, &lRawMsg) && lRawMsg.getMsgId(&lMsgId) ? lMsgId : MSG_ID_NONE;
+}
+
+int MsgDrivenSharedThread::getFirstMsgId(ThreadMsgListener* npListener)
+{
+    ThreadRawMsg lRawMsg(sizeof(int));
+    int lMsgId = MSG_ID_NONE;
+    return peekMsg(npListener, MSG_ID_ANY, &lRawMsg) && lRawMsg.getMsgId(&lMsgId) ? lMsgId : MSG_ID_NONE;
+}
+
+// ---------------------------------------------------------------------------------------------- timers
+
+int MsgDrivenSharedThread::registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+{
+    return enterTimer(MsgDrivenThread::registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning), nullptr);
+}
+
+int MsgDrivenSharedThread::registerTimer(ThreadMsgListener* npListener, unsigned int nIntervalMs,
+                                         unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+{
+    if (npListener == nullptr)
+    {
+        return -1;
+    }
+    return enterTimer(MsgDrivenThread::registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning), npListener);
+}
+
+/// Enters whose a registered timer is. Result: the id; -1 for -1 and for a full table, the timer being gone then.
+int MsgDrivenSharedThread::enterTimer(int nTimerId, ThreadMsgListener* npListener)
+{
+    if (nTimerId == -1)
+    {
+        return -1;
+    }
+    {
+        ReportedGuard lGuard(mTimerListenerSyncObject, "registerTimer", __LINE__);
+        if (mTimerListenerMap.insert(nTimerId, npListener))
+        {
+            return nTimerId;
+        }
+    }
+    killTimer(nTimerId, 1);
+    return -1;
+}
+
+int MsgDrivenSharedThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount,
+                                    int nIsFreeRunning)
+{
+    return startEntered(registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning), nNoWait);
+}
+
+int MsgDrivenSharedThread::setTimer(ThreadMsgListener* npListener, unsigned int nIntervalMs, int nNoWait,
+                                    unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+{
+    return startEntered(registerTimer(npListener, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning), nNoWait);
+}
+
+int MsgDrivenSharedThread::startEntered(int nTimerId, int nNoWait)
+{
+    if (nTimerId == -1 || startTimer(nTimerId, nNoWait))
+    {
+        return nTimerId;
+    }
+    ReportedGuard lGuard(mTimerListenerSyncObject, "setTimer", __LINE__);
+    mTimerListenerMap.erase(nTimerId);
+    return -1;
+}
+
+void MsgDrivenSharedThread::onEraseTimer(int nTimerId)
+{
+    ReportedGuard lGuard(mTimerListenerSyncObject, "onEraseTimer", __LINE__);
+    mTimerListenerMap.erase(nTimerId);
+}
+
+// ---------------------------------------------------------------------------------------------- on the message thread
+
+void MsgDrivenSharedThread::receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg)
+{
+    int lMsgId = MSG_ID_NONE;
+    if (!nRawMsg.getMsgId(&lMsgId))
+    {
+        applog(UTL_LOG_TYPE, 1, "Unknown MsgId Received (%s)", getName().c_str());
+        return;
+    }
+    blockingCall(FILE_NAME, "receiveMsg", __LINE__,
+                 [&]
+                 {
+                     route(lMsgId, nThreadId, nRawMsg);
+                     return true;
+                 });
+}
+
+void MsgDrivenSharedThread::route(int nMsgId, int nThreadId, ThreadRawMsg& nRawMsg)
+{
+    switch (nMsgId)
+    {
+    case MSG_ID_TIMER:
+        return onTimer(nThreadId, nRawMsg);
+    case MSG_ID_ATTACH_LISTENER:
+        return onAttachMsgListener(nRawMsg);
+    case MSG_ID_DETACH_LISTENER:
+        return onDetachMsgListener(nRawMsg);
+    case MSG_ID_SPECIFIED_LISTENER:
+        return onSpecifiedMsgListener(nThreadId, nRawMsg);
+    default:
+        return forwardMsg(nThreadId, nRawMsg);
+    }
+}
+
+/// From the last to the first. Listeners may come and go meanwhile: those that come stand behind, and eraseMsgListener
+/// moves the index with those that stay.
+void MsgDrivenSharedThread::forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg)
+{
+    for (mForwardIndex = static_cast<int>(mMsgListeners.size()) - 1; mForwardIndex >= 0; --mForwardIndex)
+    {
+        ThreadMsgListener* const* const lppListener = mMsgListeners.at(static_cast<unsigned int>(mForwardIndex));
+        if (lppListener != nullptr && *lppListener != nullptr)
+        {
+            (*lppListener)->receiveMsg(nThreadId, nRawMsg);
+        }
+    }
+    mForwardIndex = NO_FORWARD;
+}
+
+void MsgDrivenSharedThread::onAttachMsgListener(ThreadRawMsg& nRawMsg)
+{
+    MsgListenerMsg lMsg(MSG_ID_NONE);
+    lMsg.restoreFrom(nRawMsg);
+    mAttachResult = addMsgListener(lMsg.mpListener);
+}
+
+void MsgDrivenSharedThread::onDetachMsgListener(ThreadRawMsg& nRawMsg)
+{
+    MsgListenerMsg lMsg(MSG_ID_NONE);
+    lMsg.restoreFrom(nRawMsg);
+    eraseMsgListener(lMsg.mpListener);
+}
+
+void MsgDrivenSharedThread::onSpecifiedMsgListener(int nThreadId, ThreadRawMsg& nRawMsg)
+{
+    mReceiveMsg.restoreFrom(nRawMsg);
+    if (mReceiveMsg.mpListener != nullptr)
+    {
+        mReceiveMsg.mpListener->receiveMsg(nThreadId, mReceiveMsg.mRawMsg);
+    }
+}
+
+void MsgDrivenSharedThread::onTimer(int nThreadId, ThreadRawMsg& nRawMsg)
+{
+    TimerMsg lMsg;
+    lMsg.restoreFrom(nRawMsg);
+    ThreadMsgListener* lpListener = nullptr;
+    {
+        ReportedGuard lGuard(mTimerListenerSyncObject, "onTimer", __LINE__);
+        auto const* const lpPair = mTimerListenerMap.find(lMsg.mTimerId);
+        if (lpPair == nullptr)
+        {
+            return; // aborted meanwhile
+        }
+        lpListener = lpPair->mValue;
+    }
+    if (lpListener == nullptr)
+    {
+        forwardMsg(nThreadId, nRawMsg);
+        return;
+    }
+    lpListener->receiveMsg(nThreadId, nRawMsg);
+}
+
+} // namespace utl

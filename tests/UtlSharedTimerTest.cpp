@@ -8,6 +8,7 @@
 #include "support/LogCapture.h"
 #include "support/Resources.h"
 
+#include <algorithm>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -90,29 +91,34 @@ private:
     Gate mRelease;
 };
 
-/// Sees each pipe record that is written, and loses the signals of the first timers that are started (they go by the
-/// numbers 2 and 3) while sIsLosing.
+/// Sees each pipe record that is written. The signals of the first timers that are started (they go by the numbers from
+/// 2 on) fail with an error until pass().
 class PipeWatch
 {
 public:
-    explicit PipeWatch(int nTimers)
+    explicit PipeWatch(int nTimers, int nError = EAGAIN)
         : mWrite(&SystemCalls::mWrite, &write)
     {
         sTimers = nTimers;
-        sIsLosing = true;
         sStarts = 0;
-        sSignals[0] = sSignals[1] = 0;
+        sError = nError;
     }
 
-    static inline std::atomic<int> sTimers{0};
-    static inline std::atomic<bool> sIsLosing{false};
-    static inline std::atomic<int> sStarts{0};
-    static inline std::atomic<int> sSignals[2] = {};
-
-    static bool seen(int nTimer, int nCount)
+    /// Lets some signals of each of them through. Result: false where they did not come.
+    static bool pass()
     {
-        return waitUntil([=] { return sSignals[nTimer] >= nCount; });
+        for (auto& lCount : sSignals)
+        {
+            lCount = 0;
+        }
+        int const lError = sError.exchange(0);
+        bool const lHaveCome = waitUntil(
+            [] { return std::all_of(sSignals, sSignals + sTimers, [](auto const& nCount) { return nCount >= 3; }); });
+        sError = lError;
+        return lHaveCome;
     }
+
+    static inline std::atomic<int> sStarts{0};
 
 private:
     static ssize_t write(int nFd, void const* npData, std::size_t nSize)
@@ -121,15 +127,19 @@ private:
         sStarts += lpRecord[0] == TIMER_CTL_START ? 1 : 0;
         if (lpRecord[0] == MSG_ID_TIMEOUT_SIGNAL && lpRecord[1] < 2 + sTimers)
         {
-            if (sIsLosing)
+            if (sError != 0)
             {
-                errno = EAGAIN;
+                errno = sError;
                 return -1;
             }
             ++sSignals[lpRecord[1] - 2];
         }
         return ::write(nFd, npData, nSize);
     }
+
+    static inline std::atomic<int> sTimers{0};
+    static inline std::atomic<int> sError{0};
+    static inline std::atomic<int> sSignals[3] = {};
 
     Replaced<ssize_t(int, void const*, std::size_t)> mWrite;
 };
@@ -264,43 +274,26 @@ TEST(SharedTimer, ListenerMayCallEverything)
     EXPECT_EQ(3U, lRestarts.mCalls);
 }
 
-// A listener that cannot keep up loses beats: one time-out waits, or two of a free-running timer.
-TEST(SharedTimer, TimeoutsDoNotPileUp)
+// A listener that cannot keep up loses beats: one time-out waits, or two of a free-running timer, and none of a timer
+// that is stopped.
+TEST(SharedTimer, TimeoutsDoNotPileUpAndGoWithAStop)
 {
-    for (int lIsFreeRunning : {0, 1})
-    {
-        PipeWatch lWatch(1);
-        Probe lProbe;
-        TestTimer lTimer;
-        lTimer.run(&lProbe, 1, 0, lIsFreeRunning);
-        ASSERT_TRUE(lTimer.hold());
-        lWatch.sIsLosing = false;
-        ASSERT_TRUE(PipeWatch::seen(0, 5));
-        lWatch.sIsLosing = true;
-        lTimer.release();
-        ASSERT_TRUE(lTimer.fence() && lTimer.fence());
-        EXPECT_EQ(lIsFreeRunning == 0 ? 1U : 2U, lProbe.mCalls);
-    }
-}
-
-TEST(SharedTimer, StopRemovesTheWaitingTimeoutsOfThatTimerOnly)
-{
-    PipeWatch lWatch(2);
-    Probe lStopped;
-    Probe lGoesOn;
+    PipeWatch lWatch(3);
+    Probe lProbes[3];
     TestTimer lTimer;
-    int const lId = lTimer.run(&lStopped, 1, 0, 1);
-    lTimer.run(&lGoesOn, 1, 0, 1);
+    int const lStopped = lTimer.run(&lProbes[0], 1, 0, 1);
+    lTimer.run(&lProbes[1], 1, 0, 0);
+    lTimer.run(&lProbes[2], 1, 0, 1);
     ASSERT_TRUE(lTimer.hold());
-    lWatch.sIsLosing = false;
-    ASSERT_TRUE(PipeWatch::seen(0, 3) && PipeWatch::seen(1, 3));
-    lWatch.sIsLosing = true;
-    ASSERT_TRUE(lTimer.stop(lId, 1)); // ahead of them in the queue, behind their signals in the pipe
+    ASSERT_TRUE(PipeWatch::pass());
+    ASSERT_TRUE(lTimer.stop(lStopped, 1)); // ahead of the time-outs in the queue, behind their signals in the pipe
     lTimer.release();
     ASSERT_TRUE(lTimer.fence() && lTimer.fence());
-    EXPECT_EQ(0U, lStopped.mCalls);
-    EXPECT_EQ(2U, lGoesOn.mCalls);
-    EXPECT_FALSE(lTimer.isRunning(lId));
+    for (unsigned int lIndex : {0U, 1U, 2U})
+    {
+        EXPECT_EQ(lIndex, lProbes[lIndex].mCalls);
+    }
+    EXPECT_FALSE(lTimer.isRunning(lStopped));
 }
 
 TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
@@ -405,12 +398,8 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
         FailNth<&SystemCalls::mPipe2> lFault(1, EMFILE);
         SharedTimer lTimer(0, 0, nullptr, 1, "no pipe");
         EXPECT_EQ(1U, lLog.count("ERR: SharedTimerThread(no pipe) pipe errno:24"));
-        EXPECT_TRUE(waitUntil(
-            [&] {
-                return lLog.count(
-                    "ERR: SharedTimerThread(no pipe) Error. read Ret:4294967295 errno:9 !!Break msg loop!!");
-            }));
         ASSERT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
+        EXPECT_EQ(1U, lLog.count("SharedTimerThread(no pipe) Error. read Ret:4294967295 errno:9 !!Break msg loop!!"));
         EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
     }
     TestTimer lTimer;
@@ -448,24 +437,14 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
 
 TEST(SharedTimer, ErrorOfTheHandlerIsLoggedByTheTimerThread)
 {
+    PipeWatch lWatch(1, EPIPE);
     TestTimer lTimer;
     LogCapture lLog;
-    {
-        Replaced lWrite(
-            &SystemCalls::mWrite,
-            +[](int nFd, void const* npData, std::size_t nSize) -> ssize_t
-            {
-                errno = EPIPE;
-                return *static_cast<int const*>(npData) == MSG_ID_TIMEOUT_SIGNAL ? -1 : ::write(nFd, npData, nSize);
-            });
-        lTimer.run(nullptr, 1);
-        EXPECT_TRUE(waitUntil(
-            [&]
-            {
-                lTimer.fence();
-                return lLog.count("<UTIL> ERR: SharedTimerThread() Error. write Ret:4294967295 errno:32") > 0;
-            }));
-    }
+    lTimer.run(nullptr, 1);
+    auto const lIsLogged = [&] {
+        return lTimer.fence() && lLog.count("<UTIL> ERR: SharedTimerThread() Error. write Ret:4294967295 errno:32") > 0;
+    };
+    EXPECT_TRUE(waitUntil(lIsLogged));
 }
 
 TEST(SharedTimer, WaitersAreReleasedWhenTheirTimerGoes)
@@ -596,10 +575,8 @@ TEST(Timer, CallsItsListenerOrItsSubclass)
         EXPECT_EQ(1U, lpTimer->getInterval());
         EXPECT_TRUE(lpTimer->setInterval(LONG_MS));
         EXPECT_EQ(LONG_MS, lpTimer->getInterval());
-        EXPECT_TRUE(lpTimer->restart(0));
-        EXPECT_TRUE(lpTimer->isRunning());
-        EXPECT_TRUE(lpTimer->stop(0));
-        EXPECT_FALSE(lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->restart(0) && lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->stop(0) && !lpTimer->isRunning());
         EXPECT_TRUE(lpTimer->start(0));
         lpTimer->destroy();
         EXPECT_FALSE(lpTimer->isRunning());

@@ -9,6 +9,7 @@
 #include "support/Resources.h"
 
 #include <algorithm>
+#include <climits>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -92,7 +93,7 @@ private:
 };
 
 /// Sees each pipe record that is written. The signals of the first timers that are started (they go by the numbers from
-/// 2 on) fail with an error until pass().
+/// 2 on) fail with an error until pass(), and from then on those of all timers.
 class PipeWatch
 {
 public:
@@ -115,7 +116,8 @@ public:
         bool const lHaveCome = waitUntil(
             [] { return std::all_of(sSignals, sSignals + sTimers, [](auto const& nCount) { return nCount >= 3; }); });
         sError = lError;
-        return lHaveCome;
+        sTimers = INT_MAX - 2;
+        return lHaveCome && waitUntil([] { return sInside == 0; });
     }
 
     static inline std::atomic<int> sStarts{0};
@@ -125,20 +127,28 @@ private:
     {
         int const* const lpRecord = static_cast<int const*>(npData);
         sStarts += lpRecord[0] == TIMER_CTL_START ? 1 : 0;
-        if (lpRecord[0] == MSG_ID_TIMEOUT_SIGNAL && lpRecord[1] < 2 + sTimers)
+        return lpRecord[0] == MSG_ID_TIMEOUT_SIGNAL && lpRecord[1] < 2 + sTimers ? writeSignal(nFd, lpRecord)
+                                                                                 : ::write(nFd, npData, nSize);
+    }
+
+    static ssize_t writeSignal(int nFd, int const* npRecord)
+    {
+        ++sInside;
+        ssize_t lResult = -1;
+        int const lError = sError;
+        if (lError == 0)
         {
-            if (sError != 0)
-            {
-                errno = sError;
-                return -1;
-            }
-            ++sSignals[lpRecord[1] - 2];
+            lResult = ::write(nFd, npRecord, 2 * sizeof(int));
+            ++sSignals[npRecord[1] - 2];
         }
-        return ::write(nFd, npData, nSize);
+        --sInside;
+        errno = lError;
+        return lResult;
     }
 
     static inline std::atomic<int> sTimers{0};
     static inline std::atomic<int> sError{0};
+    static inline std::atomic<int> sInside{0};
     static inline std::atomic<int> sSignals[3] = {};
 
     Replaced<ssize_t(int, void const*, std::size_t)> mWrite;

@@ -28,31 +28,21 @@ public:
     FoldedText(char* npDst, unsigned int nDstSize, int nMode)
         : mpDst(npDst),
           mDstSize(nDstSize),
-          mMode(nMode)
+          mMode(nMode),
+          mFree(npDst != nullptr ? nDstSize : 0)
     {
     }
 
     // nBytes bytes of npText, which are whole characters; STR_ALL for a text that nobody has checked. False: failed.
     bool append(char const* npText, unsigned int nBytes)
     {
-        if (nBytes == STR_ALL)
+        if (nBytes >= mFree)
         {
             return appendAsCopy(npText, nBytes);
         }
-        if (mDstSize == 0)
-        {
-            mSize += nBytes;
-            return true;
-        }
-        if (fits(nBytes))
-        {
-            char* const lpEnd = mpDst + mSize - 1;
-            copyFew(lpEnd, npText, nBytes);
-            lpEnd[nBytes] = 0;
-            mSize += nBytes;
-            return true;
-        }
-        return mpDst != nullptr && appendAsCopy(npText, nBytes);
+        copyFew(mpDst + mSize - 1, npText, nBytes);
+        addStored(nBytes);
+        return true;
     }
 
     // The characters from npText to npEnd, which no row matched. Before a stray continuation byte copyGeneral() drops
@@ -60,11 +50,10 @@ public:
     bool appendRun(char const* npText, char const* npEnd)
     {
         unsigned int const lBytes = static_cast<unsigned int>(npEnd - npText);
-        if (fits(lBytes) && !internal::isContinuationByte(*npEnd))
+        if (lBytes < mFree && !internal::isContinuationByte(*npEnd))
         {
             std::memcpy(mpDst + mSize - 1, npText, lBytes);
-            mpDst[mSize - 1 + lBytes] = 0;
-            mSize += lBytes;
+            addStored(lBytes);
             return true;
         }
         bool lIsAppended = true;
@@ -83,18 +72,36 @@ public:
     bool isEndless(unsigned int nSizeBefore) const { return mDstSize == 0 || mSize == nSizeBefore; }
 
 private:
-    bool fits(unsigned int nBytes) const { return mpDst != nullptr && mSize <= mDstSize && nBytes <= mDstSize - mSize; }
+    void addStored(unsigned int nBytes)
+    {
+        mSize += nBytes;
+        mFree -= nBytes;
+        mpDst[mSize - 1] = 0;
+    }
 
     bool appendAsCopy(char const* npText, unsigned int nBytes)
     {
-        unsigned int const lSize = copyGeneral(mpDst, mDstSize, mSize - 1, npText, 0, nBytes, mMode);
-        mSize = lSize != STR_ERROR ? lSize : mSize;
-        return lSize != STR_ERROR;
+        // copyGeneral() takes 0 bytes for nothing to do, but here an empty text is a text.
+        unsigned int const lMaxBytes = nBytes == 0 ? STR_ALL : nBytes;
+        char const* const lpText = nBytes == 0 ? &EMPTY_CHAR : npText;
+        unsigned int const lSize = copyGeneral(mpDst, mDstSize, mSize - 1, lpText, 0, lMaxBytes, mMode);
+        if (lSize == STR_ERROR)
+        {
+            return false;
+        }
+        mSize = lSize;
+        mFree = mFree != 0 ? mDstSize - (mSize - 1) : 0;
+        return true;
     }
 
     // The texts of rows have up to 6 bytes: a call of memcpy would cost more than the copy.
     static void copyFew(char* npDst, char const* npSrc, unsigned int nBytes)
     {
+        if (nBytes == 3)
+        {
+            std::memcpy(npDst, npSrc, 3);
+            return;
+        }
         switch (nBytes)
         {
         case 6:
@@ -126,6 +133,7 @@ private:
     unsigned int const mDstSize;
     int const mMode;
     unsigned int mSize = 1; // in use, terminator included
+    unsigned int mFree;     // of the destination, from the terminator on; 0 where there is none
 };
 
 // --- The row that matches ---
@@ -186,6 +194,14 @@ UTL_FOLD_INDEX(HANKATA_HIRAGANA);
 class IndexedRows
 {
 public:
+    // For a table that is not ours.
+    IndexedRows()
+        : mpRows(nullptr),
+          mpFirst(nullptr),
+          mKeySide(0)
+    {
+    }
+
     template <std::size_t N>
     IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse)
         : mpRows(nIndex.mRows.data()),
@@ -193,6 +209,8 @@ public:
           mKeySide(nIsReverse ? 1 : 0)
     {
     }
+
+    bool isOurs() const { return mpRows != nullptr; }
 
     Match find(char const* npStr) const
     {
@@ -227,6 +245,22 @@ private:
     unsigned char const* const mpFirst;
     unsigned int const mKeySide;
 };
+
+IndexedRows indexedRows(PairAttrib const* npTable, bool nIsReverse)
+{
+#define UTL_INDEX_OF(NAME)                                                                                             \
+    if (npTable == NAME##_PAIR)                                                                                        \
+    {                                                                                                                  \
+        return IndexedRows(NAME##_INDEX, nIsReverse);                                                                  \
+    }
+    UTL_INDEX_OF(LOWER_UPPER)
+    UTL_INDEX_OF(HANKAKU_ZENKAKU)
+    UTL_INDEX_OF(NODAKUON_DAKUON)
+    UTL_INDEX_OF(NODAKUON_HANDAKUON)
+    UTL_INDEX_OF(ZENKATA_HIRAGANA)
+    UTL_INDEX_OF(HANKATA_HIRAGANA)
+    return IndexedRows();
+}
 
 // t_charlen() for all but empty text, with the usual characters seen at once.
 unsigned int characterBytes(char const* npStr)
@@ -292,17 +326,11 @@ unsigned int convertAttrib(T* npDst, unsigned int nDstSize, T const* npSrc, Pair
     }
     FoldedText const lText(npDst, nDstSize, nMode);
     bool const lIsReverse = nReverse != 0;
-#define UTL_FOLD_WITH(NAME)                                                                                            \
-    if (npTable == NAME##_PAIR)                                                                                        \
-    {                                                                                                                  \
-        return foldText(lText, lSource.get(), IndexedRows(NAME##_INDEX, lIsReverse));                                  \
+    IndexedRows const lRows = indexedRows(npTable, lIsReverse);
+    if (lRows.isOurs())
+    {
+        return foldText(lText, lSource.get(), lRows);
     }
-    UTL_FOLD_WITH(LOWER_UPPER)
-    UTL_FOLD_WITH(HANKAKU_ZENKAKU)
-    UTL_FOLD_WITH(NODAKUON_DAKUON)
-    UTL_FOLD_WITH(NODAKUON_HANDAKUON)
-    UTL_FOLD_WITH(ZENKATA_HIRAGANA)
-    UTL_FOLD_WITH(HANKATA_HIRAGANA)
     return foldText(lText, lSource.get(), PlainRows(npTable, lIsReverse));
 }
 

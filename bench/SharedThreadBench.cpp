@@ -179,7 +179,7 @@ void walk(benchmark::State& nState)
 
 void add(char const* npName, void (*npFunction)(benchmark::State&))
 {
-    benchmark::RegisterBenchmark(npName, npFunction)->UseManualTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark(npName, npFunction)->UseManualTime()->Iterations(50)->Unit(benchmark::kMicrosecond);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "internal/UtlBlockingCall.h"
 
 #include <climits>
+#include <cstring>
 
 namespace utl
 {
@@ -129,13 +130,19 @@ public:
     bool isTimerMsg() const { return mIsTimerMsg; }
 
 private:
-    /// Opens no more of the envelope than is looked at: the listener, and the id that begins the inner image.
-    bool passesEnvelope(ThreadRawMsg& nRawMsg) const
+    /// Looks into the image where it lies, at the listener and at the id that begins the inner image: a walk through a
+    /// long queue opens no envelopes.
+    bool passesEnvelope(ThreadRawMsg const& nRawMsg) const
     {
-        MsgListenerMsg lAddress(MSG_ID_NONE);
+        ThreadMsgListener* lpListener = nullptr;
         int lMsgId = MSG_ID_NONE;
-        return lAddress.restoreFrom(nRawMsg) && lAddress.mpListener == mpListener && nRawMsg.get(&lMsgId) &&
-               (mJudge.mMsgId == MSG_ID_ANY || mJudge.mMsgId == lMsgId);
+        if (nRawMsg.maxSize() < 2 * sizeof(int) + sizeof(lpListener))
+        {
+            return false;
+        }
+        std::memcpy(&lpListener, nRawMsg.buffer() + sizeof(int), sizeof(lpListener));
+        std::memcpy(&lMsgId, nRawMsg.buffer() + sizeof(int) + sizeof(lpListener), sizeof(lMsgId));
+        return lpListener == mpListener && (mJudge.mMsgId == MSG_ID_ANY || mJudge.mMsgId == lMsgId);
     }
 
     MsgDrivenSharedThread& mThread;

@@ -38,8 +38,8 @@ using utl::test::waitUntil;
 
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 
-/// A shared thread with the listeners a to d. What they hear stands in one text: "b1 a1 ct " is message 1 for b, then
-/// for a, then a time-out for c.
+/// A shared thread with the listeners a to d, and 0 for null. What they hear stands in one text: "b1 a1 ct " is message
+/// 1 for b, then for a, then a time-out for c.
 class Room : public MsgDrivenSharedThread
 {
 public:
@@ -49,32 +49,28 @@ public:
         {
             int lMsgId = 0;
             nRawMsg.getMsgId(&lMsgId);
-            mpRoom->hear(mName + (lMsgId == MSG_ID_TIMER ? "t" : std::to_string(lMsgId)) + " ");
-            if (auto const lAction = mAction) // a copy, since it may change the original
+            mpRoom->hear(mName, lMsgId);
+            if (auto const lAction = std::exchange(mAction, nullptr))
             {
                 lAction();
             }
         }
 
         Room* mpRoom = nullptr;
-        std::string mName;
-        std::function<void()> mAction; // set while the thread is held or not started
+        char mName = '0';
+        std::function<void()> mAction; // once; set while the thread is held or not started
     };
 
-    explicit Room(unsigned int nMaxListenerCount = 4, unsigned int nMaxMsgCount = 8, int nUseWatchdog = 0,
-                  bool nStarts = true)
+    explicit Room(unsigned int nMaxListenerCount = 4, unsigned int nMaxMsgCount = 8, bool nStarts = true)
         : MsgDrivenSharedThread(4, nMaxMsgCount, nMaxListenerCount, "shared", 4)
     {
+        mHolder.mpRoom = this;
         for (char lName = 'a'; lName <= 'd'; ++lName)
         {
-            ear(lName).mpRoom = this;
-            ear(lName).mName = lName;
+            ear(lName)->mpRoom = this;
+            ear(lName)->mName = lName;
         }
-        mHolder.mpRoom = this;
-        if (nStarts)
-        {
-            start(nUseWatchdog, 1000000, nullptr, 1, 0, NORMAL, 0);
-        }
+        EXPECT_TRUE(!nStarts || start(1, 1000000, nullptr, 1, 0, NORMAL, 0) == 0);
     }
     ~Room() override
     {
@@ -84,39 +80,43 @@ public:
     }
 
     /// Afterwards the message thread waits for release(), and then does nThen before it goes on.
-    bool hold(std::function<void()> nThen = nullptr)
+    bool hold(std::function<void()> nThen = [] {})
     {
         mHolder.mAction = [this, nThen]
         {
-            mHolder.mAction = nullptr;
             mEntered.open();
             mRelease.wait();
-            if (nThen)
-            {
-                nThen();
-            }
+            nThen();
         };
-        bool const lIsHeld = postMsg(&mHolder, 0) && mEntered.wait();
-        heard();
-        return lIsHeld;
+        return postMsg(&mHolder, 0) && mEntered.wait();
     }
     void release() { mRelease.open(); }
     bool fence() { return sendMsgSync(&mHolder, 0); }
-    bool hasQueued(unsigned int nCount)
+    bool waitForQueued(unsigned int nCount)
     {
         return waitUntil([&] { return MsgDrivenThreadTestPeer::ctlCount(*this) == nCount; });
     }
-    bool postTimeout(int nTimerId) { return postThreadCtlMsg(MSG_ID_TIMEOUT, nTimerId); }
-    bool fillControlQueue()
-    {
-        test::QuietLog lQuiet;
-        while (postThreadCtlMsg(MSG_ID_STOP_TIMER, -1))
-        {
-        }
-        return true;
-    }
+    bool postCtl(int nMsgId, int nParam) { return postThreadCtlMsg(nMsgId, nParam); }
 
-    Ear& ear(char nName) { return mEars[nName - 'a']; }
+    Ear* ear(char nName) { return nName == '0' ? nullptr : &mEars[nName - 'a']; }
+
+    /// Result: y or n for each.
+    std::string attach(std::string const& nNames)
+    {
+        std::string lResults;
+        for (char lName : nNames)
+        {
+            lResults += attachMsgListener(ear(lName)) ? 'y' : 'n';
+        }
+        return lResults;
+    }
+    void detach(std::string const& nNames)
+    {
+        for (char lName : nNames)
+        {
+            detachMsgListener(ear(lName));
+        }
+    }
 
     /// What was heard since the last call.
     std::string heard()
@@ -124,10 +124,10 @@ public:
         std::lock_guard<std::mutex> lGuard(mMutex);
         return std::exchange(mHeard, "");
     }
-    void hear(std::string const& nText)
+    void hear(char nName, int nMsgId)
     {
         std::lock_guard<std::mutex> lGuard(mMutex);
-        mHeard += nText[0] == '0' ? "" : nText; // not the holder's
+        mHeard += nName == '0' ? "" : nName + (nMsgId == MSG_ID_TIMER ? "t" : std::to_string(nMsgId)) + " ";
     }
 
 private:
@@ -142,131 +142,82 @@ private:
 TEST(MsgDrivenSharedThread, RoutesToAllOrToOne)
 {
     Room lRoom;
-    Room::Ear& lC = lRoom.ear('c');
+    Room::Ear* const lpC = lRoom.ear('c'); // never attached
+    auto const lHasEnded = [&] { return lRoom.remTimerIdCount() == 4; };
     EXPECT_TRUE(lRoom.postMsg(1)); // nobody is there: consumed
-    EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear('a')));
-    EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear('b')));
-    struct Row
-    {
-        std::function<bool()> mSend;
-        std::string mHeard;
-    } const ROWS[] = {
-        {[&] { return lRoom.postMsg(2); }, "b2 a2 "},
-        {[&] { return lRoom.postMsg(&lC, 3); }, "c3 "}, // attached or not
-        {[&] { return lRoom.sendMsgSync(4); }, "b4 a4 "},
-        {[&] { return lRoom.sendMsgSync(&lC, 5); }, "c5 "},
-        {[&] { return lRoom.sendMsgInterrupt(6); }, "b6 a6 "},
-        {[&] { return lRoom.sendMsgInterrupt(&lC, 7); }, "c7 "},
-        {[&] { return lRoom.setTimer(1, 0, 1, 0) > 0 && waitUntil([&] { return lRoom.remTimerIdCount() == 4; }); },
-         "bt at "},
-        {[&] { return lRoom.setTimer(&lC, 1, 0, 1, 1) > 0 && waitUntil([&] { return lRoom.remTimerIdCount() == 4; }); },
-         "ct "},
-        {[&] { return lRoom.abortMsg(&lC); }, ""}, // its timer has left the table, or this would fail
-        {[&] { return !lRoom.postMsg(nullptr, 1) && !lRoom.sendMsgSync(nullptr, 1); }, ""},
-        {[&] { return !lRoom.sendMsgInterrupt(nullptr, 1) && !lRoom.abortMsg(nullptr); }, ""},
-        {[&] { return lRoom.setTimer(nullptr, 1, 0, 1, 0) == -1 && lRoom.registerTimer(nullptr, 1, 1, 0) == -1; }, ""},
+    EXPECT_EQ("yy", lRoom.attach("ab"));
+    std::pair<std::function<bool()>, char const*> const ROWS[] = {
+        {[&] { return lRoom.postMsg(2) && lRoom.postMsg(lpC, 3); }, "b2 a2 c3 "},
+        {[&] { return lRoom.sendMsgSync(4) && lRoom.sendMsgSync(lpC, 5); }, "b4 a4 c5 "},
+        {[&] { return lRoom.sendMsgInterrupt(6) && lRoom.sendMsgInterrupt(lpC, 7); }, "b6 a6 c7 "},
+        {[&] { return lRoom.setTimer(1, 0, 1, 0) > 0 && waitUntil(lHasEnded); }, "bt at "},
+        {[&] { return lRoom.setTimer(lpC, 1, 0, 1, 1) > 0 && waitUntil(lHasEnded); }, "ct "},
+        {[&] { return lRoom.fence() && lRoom.abortMsg(lpC); }, ""}, // its timer has left the table, or this would fail
     };
-    for (Row const& lRow : ROWS)
+    for (auto const& [lSend, lHeard] : ROWS)
     {
-        EXPECT_TRUE(lRow.mSend()) << lRow.mHeard;
+        EXPECT_TRUE(lSend()) << lHeard;
         EXPECT_TRUE(lRoom.fence());
-        EXPECT_EQ(lRow.mHeard, lRoom.heard());
+        EXPECT_EQ(lHeard, lRoom.heard());
     }
+    EXPECT_FALSE(lRoom.postMsg(nullptr, 1) || lRoom.sendMsgSync(nullptr, 1) || lRoom.sendMsgInterrupt(nullptr, 1));
+    EXPECT_TRUE(!lRoom.abortMsg(nullptr) && lRoom.setTimer(nullptr, 1, 0, 1, 0) == -1);
 }
 
-TEST(MsgDrivenSharedThread, SpecifiedMessageFillsItsSlot)
+TEST(MsgDrivenSharedThread, EnvelopeHoldsAMessageOfTheFullSizeAndNoMore)
 {
-    LogCapture lLog;
+    using Envelope = MsgDrivenSharedThread::SpecifiedMsgListenerMsg;
     Room lRoom;
-    int lNumber = 0;
-    struct Reader : ThreadMsgListener
-    {
-        void receiveMsg(int, ThreadRawMsg& nRawMsg) override { mIsGood = mMsg.restoreFrom(nRawMsg); }
-        NumberMsg mMsg{0};
-        bool mIsGood = false;
-    } lReader;
-    EXPECT_TRUE(lRoom.sendMsgSync(&lReader, NumberMsg(7, 123456789)));
-    EXPECT_TRUE(lReader.mIsGood && lReader.mMsg.mMsgId == 7 && lReader.mMsg.mNumber == 123456789);
-    struct TooBig : SimpleMsg
-    {
-        TooBig()
-            : SimpleMsg(8)
-        {
-        }
-        void storeDataTo(MsgDataBroker* npBroker) const override { npBroker->set("12345"); }
-    };
-    EXPECT_FALSE(lRoom.postMsg(&lReader, TooBig()));
-    EXPECT_TRUE(lLog.lines().empty());
-
+    Envelope lEnvelope(8);
+    lEnvelope.mpListener = lRoom.ear('a');
+    EXPECT_TRUE(NumberMsg(7, 123456789).storeTo(&lEnvelope.mRawMsg));
     ThreadRawMsg lImage(4 + sizeof(void*) + 8);
-    MsgDrivenSharedThread::SpecifiedMsgListenerMsg lEnvelope(8);
-    lEnvelope.mpListener = &lReader;
-    EXPECT_TRUE(NumberMsg(9, 10).storeTo(&lEnvelope.mRawMsg) && lEnvelope.storeTo(&lImage));
-    EXPECT_EQ(0, std::memcmp(lImage.buffer() + 4, &lEnvelope.mpListener, sizeof(void*)));
-    std::memcpy(&lNumber, lImage.buffer() + 8 + sizeof(void*), 4);
-    EXPECT_EQ(10, lNumber);
     ThreadRawMsg lShort(4 + sizeof(void*) + 7);
-    EXPECT_FALSE(lEnvelope.storeTo(&lShort));
+    EXPECT_TRUE(lEnvelope.storeTo(&lImage) && !lEnvelope.storeTo(&lShort));
+    EXPECT_EQ(0, std::memcmp(lImage.buffer() + 4, &lEnvelope.mpListener, sizeof(void*)));
+    EXPECT_EQ(0, std::memcmp(lImage.buffer() + 4 + sizeof(void*), lEnvelope.mRawMsg.buffer(), 8));
+    LogCapture lLog;
+    EXPECT_FALSE(lRoom.postMsg(lRoom.ear('a'), lEnvelope)); // in silence
+    EXPECT_EQ(0U, lLog.count("Overflow"));
 }
 
-// Before the start, on the message thread, from another, while a stop is under way, after the end.
 TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
 {
-    for (int lStage = 0; lStage < 5; ++lStage)
+    enum
     {
-        SCOPED_TRACE(lStage);
-        Room lRoom(2, 8, 0, lStage != 0);
+        BEFORE,
+        FROM_ELSEWHERE,
+        ON_THE_THREAD,
+        WHILE_IT_STOPS,
+        AFTER
+    };
+    for (int lStage : {BEFORE, FROM_ELSEWHERE, ON_THE_THREAD, WHILE_IT_STOPS, AFTER})
+    {
+        Room lRoom(2, 8, lStage != BEFORE);
         auto const lCheck = [&]
         {
-            EXPECT_FALSE(lRoom.attachMsgListener(nullptr));
-            lRoom.detachMsgListener(nullptr);
-            lRoom.detachMsgListener(&lRoom.ear('d')); // never attached
-            EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear('a')));
-            EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear('b')));
-            EXPECT_FALSE(lRoom.attachMsgListener(&lRoom.ear('c')));
-            EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear('a'))); // is there
-            lRoom.detachMsgListener(&lRoom.ear('a'));
-            EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear('c')));
+            EXPECT_EQ("nyyny", lRoom.attach("0abca")) << lStage;
+            lRoom.detach("0da"); // d never was there
+            EXPECT_EQ("y", lRoom.attach("c")) << lStage;
         };
-        if (lStage == 1)
+        std::atomic<bool> lIsFree{false};
+        ASSERT_TRUE(lStage == BEFORE || lRoom.hold([&] { lStage == ON_THE_THREAD ? lCheck() : lIsFree.store(true); }));
+        EXPECT_TRUE(lStage < WHILE_IT_STOPS || lRoom.stop(0, 0) == 0);
+        std::thread lReleaser([&] { lRoom.release(); });
+        EXPECT_TRUE(lStage != AFTER || lRoom.waitTo(Thread::STAGE_DONE, 0) == 0);
+        if (lStage != ON_THE_THREAD)
         {
-            ASSERT_TRUE(lRoom.hold(lCheck));
-            lRoom.release();
-            ASSERT_TRUE(lRoom.fence());
-        }
-        else if (lStage == 3)
-        {
-            std::atomic<bool> lWaited{false};
-            ASSERT_TRUE(lRoom.hold([&] { lWaited = true; }));
-            EXPECT_EQ(0, lRoom.stop(0, 0));
-            std::thread lAttacher(
-                [&]
-                {
-                    lCheck();
-                    EXPECT_TRUE(lWaited);
-                });
-            lRoom.release();
-            lAttacher.join();
-        }
-        else
-        {
-            EXPECT_TRUE(lStage < 4 || lRoom.stop(1, 0) == 0);
             lCheck();
+            EXPECT_EQ(lStage != BEFORE, lIsFree);
         }
-        if (lStage == 0)
-        {
-            EXPECT_EQ(0, lRoom.start(0, 0, nullptr, 0, 0, NORMAL, 0));
-        }
-        if (lStage < 3)
-        {
-            EXPECT_TRUE(lRoom.sendMsgSync(1));
-            EXPECT_EQ("c1 b1 ", lRoom.heard());
-        }
+        lReleaser.join();
+        EXPECT_TRUE(lStage != BEFORE || lRoom.start(0, 0, nullptr, 0, 0, NORMAL, 0) == 0);
+        EXPECT_EQ(lStage <= ON_THE_THREAD, lRoom.sendMsgSync(1));
+        EXPECT_EQ(lStage <= ON_THE_THREAD ? "c1 b1 " : "", lRoom.heard());
     }
     for (unsigned int lCapacity : {0U, static_cast<unsigned int>(INT_MIN), UINT_MAX})
     {
-        Room lRoom(lCapacity);
-        EXPECT_FALSE(lRoom.attachMsgListener(&lRoom.ear('a')));
+        EXPECT_EQ("n", Room(lCapacity).attach("a"));
     }
 }
 
@@ -290,82 +241,61 @@ TEST(MsgDrivenSharedThread, ListChangesInsideABroadcast)
     };
     for (Row const& lRow : ROWS)
     {
-        Room lRoom(4, 8, 0, false);
-        for (char lName : {'a', 'b', 'c'})
+        SCOPED_TRACE(std::string(1, lRow.mActor) + ": -" + lRow.mDetached + " +" + lRow.mAttached);
+        Room lRoom(4, 8, false);
+        EXPECT_EQ("yyy", lRoom.attach("abc"));
+        lRoom.ear(lRow.mActor)->mAction = [&]
         {
-            EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear(lName)));
-        }
-        lRoom.ear(lRow.mActor).mAction = [&]
-        {
-            lRoom.ear(lRow.mActor).mAction = nullptr;
-            for (char const* lpName = lRow.mDetached; *lpName != '\0'; ++lpName)
-            {
-                lRoom.detachMsgListener(&lRoom.ear(*lpName));
-            }
-            for (char const* lpName = lRow.mAttached; *lpName != '\0'; ++lpName)
-            {
-                EXPECT_TRUE(lRoom.attachMsgListener(&lRoom.ear(*lpName)));
-            }
+            lRoom.detach(lRow.mDetached);
+            lRoom.attach(lRow.mAttached);
         };
         lRoom.start(0, 0, nullptr, 1, 0, NORMAL, 0);
         EXPECT_TRUE(lRoom.sendMsgSync(1));
-        EXPECT_EQ(lRow.mFirst, lRoom.heard()) << lRow.mActor << lRow.mDetached << lRow.mAttached;
+        EXPECT_EQ(lRow.mFirst, lRoom.heard());
         EXPECT_TRUE(lRoom.sendMsgSync(2));
-        EXPECT_EQ(lRow.mSecond, lRoom.heard()) << lRow.mActor << lRow.mDetached << lRow.mAttached;
+        EXPECT_EQ(lRow.mSecond, lRoom.heard());
     }
 }
 
 TEST(MsgDrivenSharedThread, ViewsTellBroadcastsAndListenersApart)
 {
     Room lRoom;
-    Room::Ear* const lpA = &lRoom.ear('a');
-    Room::Ear* const lpB = &lRoom.ear('b');
-    Room::Ear* const lpC = &lRoom.ear('c');
+    Room::Ear* const lpA = lRoom.ear('a');
+    Room::Ear* const lpB = lRoom.ear('b');
     int const lTimerA = lRoom.registerTimer(lpA, 1000000, 0, 1);
     int const lTimerAll = lRoom.registerTimer(1000000, 0, 1);
+    ThreadRawMsg lImage(4);
     auto const lLook = [&]
     {
-        struct Row
+        std::pair<char, std::string> const ROWS[] = {
+            {'-', "ynnyyn"}, {'a', "ynnyyn"}, {'b', "nynnyn"}, {'c', "nnnnnn"}, {'0', "nnnnnn"}}; // -: broadcasts
+        for (auto const& [lName, lExpected] : ROWS)
         {
-            Room::Ear* mpListener;
-            char const* mHas; // of 1, 2, 3, time-out, any, envelope
-            int mFirst;
-        } const ROWS[] = {
-            {nullptr, "yn-yyn", 1}, {lpA, "ynnyyn", MSG_ID_TIMER}, {lpB, "nynnyn", 2}, {lpC, "nnnnnn", MSG_ID_NONE}};
-        int const IDS[] = {1, 2, 3, MSG_ID_TIMER, MSG_ID_ANY, MSG_ID_SPECIFIED_LISTENER};
-        for (Row const& lRow : ROWS)
-        {
-            bool const lIsAll = lRow.mpListener == nullptr;
-            for (int lAt = 0; lAt < 6; ++lAt)
+            Room::Ear* const lpEar = lName == '-' ? nullptr : lRoom.ear(lName);
+            std::string lHas;
+            for (int lId : {1, 2, 3, MSG_ID_TIMER, MSG_ID_ANY, MSG_ID_SPECIFIED_LISTENER})
             {
-                bool const lHas = lIsAll ? lRoom.hasMsg(IDS[lAt]) : lRoom.hasMsg(lRow.mpListener, IDS[lAt]);
-                ThreadRawMsg lImage(4);
-                EXPECT_EQ(lHas, lIsAll ? lRoom.peekMsg(IDS[lAt], &lImage)
-                                       : lRoom.peekMsg(lRow.mpListener, IDS[lAt], &lImage));
-                EXPECT_EQ(lRow.mHas[lAt] == 'y', lHas) << lRow.mFirst << " " << lAt;
+                lHas += (lName == '-' ? lRoom.hasMsg(lId) : lRoom.hasMsg(lpEar, lId)) ? 'y' : 'n';
+                EXPECT_EQ(lHas.back() == 'y',
+                          lName == '-' ? lRoom.peekMsg(lId, &lImage) : lRoom.peekMsg(lpEar, lId, &lImage));
             }
-            EXPECT_EQ(lRow.mFirst, lIsAll ? lRoom.getFirstMsgId() : lRoom.getFirstMsgId(lRow.mpListener));
+            EXPECT_EQ(lExpected, lHas) << lName;
         }
+        EXPECT_TRUE(lRoom.getFirstMsgId() == 1 && lRoom.getFirstMsgId(lpA) == MSG_ID_TIMER);
+        EXPECT_TRUE(lRoom.getFirstMsgId(lpB) == 2 && lRoom.getFirstMsgId(lRoom.ear('c')) == MSG_ID_NONE);
         NumberMsg lMsg(0);
-        ThreadRawMsg lImage(4);
-        EXPECT_TRUE(lRoom.peekMsg(lpA, 1, &lImage) && lMsg.restoreFrom(lImage));
-        EXPECT_EQ(std::make_pair(1, 11), std::make_pair(lMsg.mMsgId, lMsg.mNumber));
-        EXPECT_EQ(8U, lImage.maxSize());
-        EXPECT_TRUE(lRoom.peekMsg(lpA, MSG_ID_TIMER, &lImage) && lMsg.restoreFrom(lImage));
-        EXPECT_EQ(lTimerA, lMsg.mNumber);
-        EXPECT_TRUE(lRoom.peekMsg(MSG_ID_TIMER, &lImage) && lMsg.restoreFrom(lImage));
-        EXPECT_EQ(lTimerAll, lMsg.mNumber);
-        EXPECT_FALSE(lRoom.peekMsg(1, nullptr) || lRoom.peekMsg(lpA, 1, nullptr) || lRoom.peekMsg(nullptr, 1, &lImage));
-        EXPECT_FALSE(lRoom.hasMsg(nullptr, 1) || lRoom.eraseMsg(nullptr, 1));
-        EXPECT_EQ(MSG_ID_NONE, lRoom.getFirstMsgId(nullptr));
+        EXPECT_TRUE(lRoom.peekMsg(lpA, 1, &lImage) && lMsg.restoreFrom(lImage) && lMsg.mNumber == 11);
+        EXPECT_TRUE(lRoom.peekMsg(lpA, MSG_ID_TIMER, &lImage) && lMsg.restoreFrom(lImage) && lMsg.mNumber == lTimerA);
+        EXPECT_TRUE(lRoom.peekMsg(MSG_ID_TIMER, &lImage) && lMsg.restoreFrom(lImage) && lMsg.mNumber == lTimerAll);
+        EXPECT_FALSE(lRoom.peekMsg(1, nullptr) || lRoom.peekMsg(lpA, 1, nullptr) || lRoom.eraseMsg(nullptr, 1));
         EXPECT_FALSE(lRoom.sendMsgSync(lpA, 1) || lRoom.sendMsgInterrupt(lpA, 1)); // it would wait for itself
         EXPECT_TRUE(lRoom.stop(1, 0) == -1 && lRoom.start(0, 0, nullptr, 0, 0, NORMAL, 0) == -1);
         EXPECT_TRUE(lRoom.eraseMsg(1) && lRoom.eraseMsg(lpB, MSG_ID_ANY));
     };
-    lRoom.attachMsgListener(&lRoom.ear('d'));
+    lRoom.attach("d");
     ASSERT_TRUE(lRoom.hold(lLook));
-    EXPECT_TRUE(lRoom.postMsg(1) && lRoom.postTimeout(lTimerA) && lRoom.postMsg(lpA, NumberMsg(1, 11)) &&
-                lRoom.postMsg(lpB, 2) && lRoom.postTimeout(lTimerAll) && lRoom.postMsg(4));
+    EXPECT_TRUE(lRoom.postMsg(1) && lRoom.postCtl(MSG_ID_TIMEOUT, lTimerA) && lRoom.postMsg(lpA, NumberMsg(1, 11)) &&
+                lRoom.postMsg(lpB, 2) && lRoom.postCtl(MSG_ID_TIMEOUT, lTimerAll) && lRoom.postMsg(4));
     lRoom.release();
     ASSERT_TRUE(lRoom.fence());
     EXPECT_EQ("at a1 dt d4 ", lRoom.heard());
@@ -376,39 +306,25 @@ TEST(MsgDrivenSharedThread, AbortLeavesNothingBehind)
 {
     for (bool lIsOwnThread : {true, false})
     {
-        SCOPED_TRACE(lIsOwnThread);
         Room lRoom;
-        Room::Ear* const lpA = &lRoom.ear('a');
-        lRoom.attachMsgListener(&lRoom.ear('b'));
-        bool lIsAborted = false;
-        ASSERT_TRUE(lRoom.hold([&] { lIsAborted = lIsOwnThread && lRoom.abortMsg(lpA); }));
+        Room::Ear* const lpA = lRoom.ear('a');
+        lRoom.attach("b");
+        bool lIsTold = lIsOwnThread; // an interrupt false, an abort true
+        ASSERT_TRUE(lRoom.hold([&] { EXPECT_TRUE(!lIsOwnThread || lRoom.abortMsg(lpA)); }));
         int const lResting = lRoom.registerTimer(lpA, 1, 0, 1);
         EXPECT_TRUE(!lIsOwnThread || (lRoom.setTimer(lpA, 1, 1, 0, 0) > 0 && lRoom.setTimer(lpA, 1, 1, 0, 1) > 0));
-        EXPECT_TRUE(lRoom.postTimeout(lResting) && lRoom.postMsg(lpA, 1) && lRoom.postMsg(lpA, 2));
-        EXPECT_TRUE(lRoom.postMsg(&lRoom.ear('b'), 3) && lRoom.postMsg(4));
+        EXPECT_TRUE(lRoom.postCtl(MSG_ID_TIMEOUT, lResting) && lRoom.postMsg(lpA, 1) && lRoom.postMsg(lpA, 2));
+        EXPECT_TRUE(lRoom.postMsg(lRoom.ear('b'), 3) && lRoom.postMsg(4));
         std::thread lSender([&] { EXPECT_FALSE(lRoom.sendMsgSync(lpA, 5)); });
-        unsigned int const lQueued = lIsOwnThread ? 8 : 6;
-        ASSERT_TRUE(lRoom.hasQueued(lQueued));
-        std::thread lOther(
-            [&]
-            {
-                if (lIsOwnThread)
-                {
-                    EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 6));
-                }
-                else
-                {
-                    lIsAborted = lRoom.abortMsg(lpA);
-                }
-            });
-        ASSERT_TRUE(lRoom.hasQueued(lQueued + (lIsOwnThread ? 1 : 2)));
+        ASSERT_TRUE(lRoom.waitForQueued(lIsOwnThread ? 8 : 6));
+        std::thread lOther([&] { lIsTold = lIsOwnThread ? lRoom.sendMsgInterrupt(lpA, 6) : lRoom.abortMsg(lpA); });
+        ASSERT_TRUE(lRoom.waitForQueued(lIsOwnThread ? 9 : 8));
         lRoom.release();
         lOther.join();
         lSender.join();
         ASSERT_TRUE(lRoom.fence());
-        EXPECT_TRUE(lIsAborted);
-        EXPECT_EQ(4, lRoom.remTimerIdCount());
-        EXPECT_EQ("b3 b4 ", lRoom.heard());
+        EXPECT_TRUE(lIsTold != lIsOwnThread && lRoom.remTimerIdCount() == 4) << lIsOwnThread;
+        EXPECT_EQ("b3 b4 ", lRoom.heard()) << lIsOwnThread;
     }
 }
 
@@ -417,30 +333,29 @@ TEST(MsgDrivenSharedThread, NoCallIsUnderWayAfterAbort)
     Room lRoom(4, 64);
     for (int lRound = 0; lRound < 200; ++lRound)
     {
-        auto lpListener = std::make_unique<Room::Ear>(); // a late call would find it freed
-        lpListener->mpRoom = &lRoom;
-        lpListener->mName = "x";
-        EXPECT_TRUE(lRoom.attachMsgListener(lpListener.get()));
-        EXPECT_LT(0, lRoom.setTimer(lpListener.get(), 1, 1, 0, lRound % 2));
-        EXPECT_LT(0, lRoom.setTimer(lpListener.get(), 1, 0, 0, lRound % 2));
-        EXPECT_TRUE(lRoom.postMsg(1) && lRoom.postMsg(lpListener.get(), 2));
+        auto const lpEar = std::make_unique<Room::Ear>(); // a late call would find it freed
+        lpEar->mpRoom = &lRoom;
+        lpEar->mName = 'x';
+        EXPECT_TRUE(lRoom.attachMsgListener(lpEar.get()));
+        EXPECT_LT(0, lRoom.setTimer(lpEar.get(), 1, 1, 0, lRound % 2));
+        EXPECT_LT(0, lRoom.setTimer(lpEar.get(), 1, 0, 0, lRound % 2));
+        EXPECT_TRUE(lRoom.postMsg(1) && lRoom.postMsg(lpEar.get(), 2));
         EXPECT_TRUE(lRound % 8 != 0 || waitUntil([&] { return lRoom.heard().find("xt") != std::string::npos; }));
-        lRoom.detachMsgListener(lpListener.get());
-        EXPECT_TRUE(lRoom.abortMsg(lpListener.get()));
-        EXPECT_EQ(4, lRoom.remTimerIdCount());
+        lRoom.detachMsgListener(lpEar.get());
+        EXPECT_TRUE(lRoom.abortMsg(lpEar.get()) && lRoom.remTimerIdCount() == 4);
     }
 }
 
 TEST(MsgDrivenSharedThread, FullQueuesRefuse)
 {
     Room lRoom(4, 1);
-    Room::Ear* const lpA = &lRoom.ear('a');
-    lRoom.attachMsgListener(lpA);
+    Room::Ear* const lpA = lRoom.ear('a');
+    lRoom.attach("a");
     ASSERT_TRUE(lRoom.hold());
     EXPECT_TRUE(lRoom.postMsg(1));
     LogCapture lLog;
-    EXPECT_FALSE(lRoom.attachMsgListener(&lRoom.ear('b')));
-    lRoom.detachMsgListener(lpA);
+    EXPECT_EQ("n", lRoom.attach("b"));
+    lRoom.detach("a");
     EXPECT_EQ((std::vector<std::string>{
                   "<UTIL> ERR: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000021",
                   "<UTIL> ERR: MsgDrivenSharedThread::attachMsgListener(): Can't send thread",
@@ -448,15 +363,16 @@ TEST(MsgDrivenSharedThread, FullQueuesRefuse)
                   "<UTIL> ERR: MsgDrivenSharedThread::detachMsgListener(): Can't send thread"}),
               lLog.lines());
     int const lKept = lRoom.registerTimer(lpA, 1, 0, 0);
-    lRoom.fillControlQueue();
+    while (lRoom.postCtl(MSG_ID_STOP_TIMER, -1))
+    {
+    }
     EXPECT_EQ(-1, lRoom.setTimer(lpA, 1, 0, 0, 0));
     EXPECT_EQ(2, lRoom.remTimerIdCount()); // its place stays taken
-    EXPECT_FALSE(lRoom.abortMsg(lpA));     // the one timer that it knows cannot be killed, the queue not searched
+    EXPECT_FALSE(lRoom.abortMsg(lpA));     // the timer that it knows cannot be killed, the queue not searched
     lRoom.release();
     ASSERT_TRUE(waitUntil([&] { return lRoom.fence(); }));
     EXPECT_EQ("a1 ", lRoom.heard());
-    EXPECT_TRUE(lRoom.killTimer(lKept, 0));
-    EXPECT_TRUE(lRoom.abortMsg(lpA));
+    EXPECT_TRUE(lRoom.killTimer(lKept, 0) && lRoom.abortMsg(lpA));
 }
 
 // The thread ends under those who wait for it, without stop() of this class, which would wait for them.
@@ -464,24 +380,24 @@ TEST(MsgDrivenSharedThread, EndOfTheThreadReleasesWhoWaits)
 {
     LogCapture lLog;
     Room lRoom;
-    Room::Ear* const lpA = &lRoom.ear('a');
+    Room::Ear* const lpA = lRoom.ear('a');
     ASSERT_TRUE(lRoom.hold());
     EXPECT_LT(0, lRoom.setTimer(lpA, 1, 1, 0, 0));
-    std::thread lAttacher([&] { EXPECT_FALSE(lRoom.attachMsgListener(lpA)); });
-    ASSERT_TRUE(lRoom.hasQueued(2));
+    std::thread lAttacher([&] { EXPECT_EQ("n", lRoom.attach("a")); });
+    ASSERT_TRUE(lRoom.waitForQueued(2));
     std::thread lAborter([&] { EXPECT_TRUE(lRoom.abortMsg(lpA)); }); // nothing runs it any more
-    ASSERT_TRUE(lRoom.hasQueued(4));
+    ASSERT_TRUE(lRoom.waitForQueued(4));
     std::thread lSender([&] { EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 1)); });
-    ASSERT_TRUE(lRoom.hasQueued(5));
+    ASSERT_TRUE(lRoom.waitForQueued(5));
     EXPECT_EQ(0, static_cast<MsgDrivenThread&>(lRoom).stop(0, 0));
     lRoom.release();
     lAttacher.join();
     lAborter.join();
     lSender.join();
     EXPECT_EQ(1U, lLog.count("MsgDrivenSharedThread::attachMsgListener(): Can't send thread"));
-    EXPECT_EQ("", lRoom.heard());
     EXPECT_EQ(0, lRoom.waitTo(Thread::STAGE_DONE, 0));
     EXPECT_FALSE(lRoom.abortMsg(lpA));
+    EXPECT_EQ("", lRoom.heard());
 }
 
 // All at once against stop(): everybody comes home, whatever each is told.
@@ -491,21 +407,14 @@ TEST(MsgDrivenSharedThread, EverythingAtOnceAgainstStop)
     for (int lRound = 0; lRound < 40; ++lRound)
     {
         Room lRoom(3);
-        Room::Ear* const lpC = &lRoom.ear('c');
-        lpC->mAction = [&] // comes and goes inside broadcasts
-        {
-            lRoom.detachMsgListener(&lRoom.ear('b'));
-            lRoom.detachMsgListener(lpC);
-            lRoom.attachMsgListener(lpC);
-        };
-        std::atomic<int> lLeft{4 * 60};
+        std::atomic<int> lTurns{0};
         std::vector<std::thread> lThreads;
         for (char lName : {'a', 'b', 'c', 'd'})
         {
             lThreads.emplace_back(
-                [&, lpEar = &lRoom.ear(lName)]
+                [&, lpEar = lRoom.ear(lName)]
                 {
-                    for (int lTurn = 0; lTurn < 60; ++lTurn, --lLeft)
+                    for (int lTurn = 0; lTurn < 30; ++lTurn, ++lTurns)
                     {
                         lRoom.attachMsgListener(lpEar);
                         lRoom.setTimer(lpEar, 1, lTurn % 2, 0, lTurn % 2);
@@ -517,7 +426,7 @@ TEST(MsgDrivenSharedThread, EverythingAtOnceAgainstStop)
                     }
                 });
         }
-        EXPECT_TRUE(waitUntil([&] { return lLeft < 40 + 4 * lRound; }));
+        EXPECT_TRUE(waitUntil([&] { return lTurns > 2 * lRound; }));
         EXPECT_EQ(0, lRoom.stop(1, 0));
         for (std::thread& lThread : lThreads)
         {
@@ -529,23 +438,13 @@ TEST(MsgDrivenSharedThread, EverythingAtOnceAgainstStop)
 
 TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIs)
 {
-    Room lRoom(4, 8, 1);
-    std::string lLine;
+    Room lRoom;
+    LogCapture lLog;
     ASSERT_TRUE(lRoom.fence()); // from the second wait on the watchdog looks
-    ASSERT_TRUE(lRoom.hold(
-        [&]
-        {
-            LogCapture lLog;
-            ThreadManager::get()->printWatchdogInfo(1);
-            for (std::string const& lEach : lLog.lines())
-            {
-                lLine = lEach.find("shared") != std::string::npos ? lEach : lLine;
-            }
-        }));
+    ASSERT_TRUE(lRoom.hold([&] { ThreadManager::get()->printWatchdogInfo(1); }));
     lRoom.release();
     ASSERT_TRUE(lRoom.fence());
-    EXPECT_NE(std::string::npos, lLine.find("source/UtlMsgDrivenSharedThread")) << lLine;
-    EXPECT_NE(std::string::npos, lLine.find("receiveMsg")) << lLine;
+    EXPECT_EQ(1U, lLog.count("(source/UtlMsgDrivenSharedThread, receiveMsg:"));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "UtlBitStream.h"
 #include "UtlCharSet.h"
 #include "UtlEvent.h"
+#include "UtlFile.h"
 #include "UtlMacros.h"
 #include "UtlMap.h"
 #include "UtlMemory.h"

@@ -1,0 +1,276 @@
+/// Files: paths taken apart, operations on paths, open files, Japanese text. Layer: paths, file system, open and text
+/// files.
+#ifndef UTL_FILE_H
+#define UTL_FILE_H
+
+#include "UtlArray.h"
+#include "UtlBasicString.h"
+#include "UtlSmartPointer.h"
+
+#include <memory>
+
+namespace utl
+{
+
+namespace internal
+{
+struct FileWindow;
+}
+
+constexpr unsigned int FILE_PATH_MAX = 260; ///< Bytes of a path, terminator included.
+
+// How open() begins.
+constexpr int FILE_OPEN_TOP = 0;      ///< Keeps the content, position at 0.
+constexpr int FILE_OPEN_END = 1;      ///< Keeps the content, position at the end.
+constexpr int FILE_OPEN_TRUNCATE = 2; ///< Empties the file; not with FILE_ACCESS_READ.
+
+// What open() is for.
+constexpr int FILE_ACCESS_READ = 0;
+constexpr int FILE_ACCESS_WRITE = 1;
+constexpr int FILE_ACCESS_READ_WRITE = 2;
+
+// Where an offset of seek() counts from. Caution: not the platform's numbers.
+constexpr int FILE_SEEK_BEGIN = 0;
+constexpr int FILE_SEEK_END = 1;
+constexpr int FILE_SEEK_CURRENT = 2;
+
+// What children() lists.
+constexpr int FILE_CHILD_FILES = 0; ///< Everything that is not a directory.
+constexpr int FILE_CHILD_DIRECTORIES = 1;
+constexpr int FILE_CHILD_ALL = 2;
+
+// The encoding of a text file.
+constexpr int FILE_TEXT_SJIS = 0;     ///< Shift-JIS, code page 932; read only.
+constexpr int FILE_TEXT_UTF8 = 1;     ///< UTF-8, with or without a byte-order mark.
+constexpr int FILE_TEXT_UTF16_BE = 2; ///< UTF-16, high byte first.
+constexpr int FILE_TEXT_UTF16_LE = 3; ///< UTF-16, low byte first.
+
+constexpr unsigned int FILE_TEXT_CHUNK_MAX = 5120; ///< Bytes; text is read and written in pieces below it.
+
+constexpr int FILE_READ_ERROR = -1;              ///< Of read(), readText(), readLine().
+constexpr int FILE_READ_END = -3;                ///< The same: nothing left in the file.
+constexpr unsigned int FILE_ERROR = 0xFFFFFFFFU; ///< Of the functions that give a count.
+constexpr long long FILE_NOT_FOUND = -2;         ///< Of seekKey().
+
+/// Names or paths.
+using FileNames = Array<BasicString<char>, BasicString<char> const&>;
+
+/// A normalised path, a shared descriptor and a text type. The static members work on a path without an open file;
+/// each has a form for the object's own path with the same results.
+///
+/// Paths:     UTF-8, terminated, fewer than FILE_PATH_MAX bytes, separator '/'; a backslash counts as one and is
+///            replaced at the start of every function. A path that is null, too long or has a doubled separator is
+///            refused, unless said otherwise. Caution: listing, sizing, copying or erasing a directory
+///            whose path ends in '/' meets doubled separators below it and fails there; pass it without.
+/// Locks:     an open file holds an advisory flock: many readers, or one writer, across processes and also among the
+///            objects of one process. A file held the other way fails at once; nothing waits for it.
+/// Medium:    the last close of a descriptor is fsync() and close(). Destroying a File, open or not, also syncs the
+///            directory of its path.
+/// Parents:   writing, creating, copying and erasing open the parent directory up (mode 0777) for the length of the
+///            operation and put its mode back, on failure too, where the process may do so. Two operations in one
+///            directory at a time may restore the wrong mode: the caller's lock keeps them apart.
+/// Results:   false, -1 or FILE_ERROR for failure, with the reason in the log (type UTL_LOG_TYPE) where the system
+///            refused. Nothing is retried, and a failed recursive operation leaves what it has done.
+/// Threads:   one at a time uses an object; copies share descriptor and position, and belong to one thread at a time
+///            together. Static members: any thread.
+/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call. Text functions
+///            take the StaticBuffer's lock for short spans; no other lock is held.
+class UTL_API File
+{
+public:
+    /// Closes a file at the end of a scope. The file must outlive it.
+    class UTL_API AutoClose
+    {
+    public:
+        explicit AutoClose(File& nFile)
+            : mFile(nFile)
+        {
+        }
+        AutoClose(AutoClose const&) = delete;
+        AutoClose& operator=(AutoClose const&) = delete;
+        virtual ~AutoClose();
+
+    private:
+        File& mFile;
+    };
+
+    /// Closed. npPath: copied, null counts as empty, not checked. nTextType: FILE_TEXT_..., not checked.
+    File(char const* npPath, int nTextType);
+    File(File const& nOther);
+    File& operator=(File const& nOther);
+    virtual ~File();
+
+    // --- Paths taken apart: text only, the file system is not asked and nothing is logged ---
+    //
+    // npDst, nDstSize: the destination and its capacity, terminator included. Left as it was on failure.
+    // npOut:           not null; in expand mode 1 it grows to what is needed.
+    // Result:          false also for a null or empty destination and where the part does not fit.
+
+    /// The last component: "b" for "a/b/", false for "/". nWithoutExtension: 1 cuts at the last dot.
+    static bool extractFileName(char* npDst, unsigned int nDstSize, char const* npPath, int nWithoutExtension);
+    /// All but the last component, without a separator at its end: "/a" for "/a/b.txt".
+    /// Caution: "" and true for "b.txt" and for "/b.txt" alike; the root itself is never given.
+    static bool extractDirectoryPath(char* npDst, unsigned int nDstSize, char const* npPath);
+    /// What follows the last dot of the last component, "" without a dot: "profile" for ".profile".
+    static bool extractExtension(char* npDst, unsigned int nDstSize, char const* npPath);
+    /// The first component: "mnt" for "/mnt/sd/a.txt".
+    static bool extractVolumeName(char* npDst, unsigned int nDstSize, char const* npPath);
+
+    char const* getPath() const; ///< Valid as long as the object and until it is assigned to.
+    bool getPath(char* npDst, unsigned int nDstSize) const;
+    bool getPath(BasicString<char>* npOut) const;
+    bool getFileName(char* npDst, unsigned int nDstSize, int nWithoutExtension) const;
+    bool getFileName(BasicString<char>* npOut, int nWithoutExtension) const;
+    bool getDirectoryPath(char* npDst, unsigned int nDstSize) const;
+    bool getDirectoryPath(BasicString<char>* npOut) const;
+    bool getExtension(char* npDst, unsigned int nDstSize) const;
+    bool getExtension(BasicString<char>* npOut) const;
+    bool getVolumeName(char* npDst, unsigned int nDstSize) const;
+    bool getVolumeName(BasicString<char>* npOut) const;
+
+    // --- The file system ---
+
+    /// Sets the mode of the directory that holds npPath. To undo it, call again with *npOldMode and a null.
+    ///
+    /// npOldMode: may be null; receives the mode before, with the bits of the file's kind.
+    /// Result:    true where the mode was changed and must be put back; false for failure, for a path without a
+    ///            directory, and where nMode is what it was, kind bits included.
+    static bool changeParentAccessMode(char const* npPath, int nMode, int* npOldMode);
+
+    /// Whether the owner's write bit is clear; false also where the path cannot be asked. No check of the path.
+    static bool isReadOnly(char const* npPath);
+    static bool exists(char const* npPath); ///< No check of the path.
+    static bool isDirectory(char const* npPath);
+
+    /// Creates a directory and those above it that are missing. Result: true too for one that is there already, which
+    /// stays untouched; false for a file.
+    /// Caution: when one is missing, every directory on the way gets mode 0777 where the process may do that, the root
+    /// of an absolute or empty path included; create only below directories that may be open, or create with mkdir().
+    static bool makeDirectories(char const* npPath);
+
+    /// Lists a directory, without its directories' content, in the order of the file system.
+    ///
+    /// npPath:      a directory; the last component may be a pattern of "*?[]" where there is no directory of that
+    ///              very name.
+    /// npList:      emptied first; receives "npPath/name". Grows in expand mode 1.
+    /// nKind:       FILE_CHILD_...; where the file system does not tell kinds, everything counts as a file.
+    /// npExtension: null for all; otherwise only files with it, small and capital letters being equal; "" for those
+    ///              without one.
+    /// nMaxCount:   ends the listing there; 0 for no limit.
+    /// Result:      entries stored; 0 for a file; FILE_ERROR for failure, for a pattern above the last component, and
+    ///              where the list was too small: what it holds then is incomplete.
+    static unsigned int children(char const* npPath, FileNames* npList, int nKind, char const* npExtension,
+                                 unsigned int nMaxCount);
+
+    /// Bytes of a file, or of all files below a directory. Result: -1 for failure, also of a single file.
+    static long long size(char const* npPath);
+
+    /// Takes away (0555), or gives (0777), write access. nRecursive: 1 for all below a directory too, after it.
+    /// Result: false at the first failure.
+    static bool applyReadOnly(char const* npPath, int nRecursive);
+    static bool liftReadOnly(char const* npPath, int nRecursive);
+
+    /// Whether another holder has the file locked, as of now. npShared: may be null; true where only readers do.
+    static bool isOpened(char const* npPath, bool* npShared);
+
+    /// Renames within one file system; missing directories of the destination are created.
+    /// Result: false for a destination that exists and is no directory, and for a locked source; true for equal paths.
+    static bool move(char const* npSource, char const* npDestination);
+
+    /// Copies a file with its mode, or a directory with all below it; missing directories are created.
+    ///
+    /// nOverwrite: 1 writes over a file that exists; any other value refuses it.
+    /// Result:     false for a source that a writer holds, and at the first failure; true for equal paths. A failed
+    ///             write leaves a part of the copy.
+    /// Caution: an error while reading the source counts as its end; compare size() of both where that matters.
+    /// Caution: a directory copied to a place below itself fills that place until paths grow too long; check first.
+    static bool copy(char const* npSource, char const* npDestination, int nOverwrite);
+
+    /// Removes a file, or a directory with all below it.
+    ///
+    /// nForce: 1 removes what is read-only too; with any other value that gives false.
+    /// Result: false for a file that another holder has locked, and at the first failure; the entries before are gone.
+    /// Caution: a symbolic link to a directory gives false, with the directory emptied; use unlink() for links.
+    static bool erase(char const* npPath, int nForce);
+
+    bool isReadOnly() const;
+    bool exists() const;
+    bool isDirectory() const;
+    bool makeDirectories();
+    unsigned int children(FileNames* npList, int nKind, char const* npExtension, unsigned int nMaxCount) const;
+    bool applyReadOnly(int nRecursive);
+    bool liftReadOnly(int nRecursive);
+    bool move(char const* npDestination); ///< False while this object has the file open; the path stays the old one.
+    bool copy(char const* npDestination, int nOverwrite) const;
+    bool erase(int nForce); ///< False while this object has the file open.
+
+    // --- Open files ---
+
+    /// Opens and locks the file. With write access it is created, with its directories, and the lock is exclusive;
+    /// with read access it must exist, and the lock is shared.
+    ///
+    /// nOpenMode, nAccessMode: FILE_OPEN_..., FILE_ACCESS_....
+    /// Result: false, and closed, for an object that is open (it stays so), a directory, a read-only file with write
+    ///         access, a file held by another, and where the system refuses or gives descriptor 0.
+    /// Caution: FILE_OPEN_TRUNCATE empties a file also when another holder's lock then makes it fail; open with
+    /// FILE_OPEN_TOP and call resize(0) to be safe.
+    bool open(int nOpenMode, int nAccessMode);
+
+    /// Lets go of the descriptor; the last of its copies syncs and closes it. Result: false if not open.
+    bool close();
+    bool isOpened() const;
+    bool flush(); ///< Does nothing: writing does not buffer. Result: true.
+
+    /// Reads at the position, which moves behind the bytes.
+    /// Result: the bytes, which may be fewer than nSize; FILE_READ_END; FILE_READ_ERROR, also for a null buffer and an
+    ///         nSize of 0 or above INT_MAX.
+    int read(void* npBuffer, unsigned int nSize);
+
+    /// Writes at the position, which moves behind the bytes.
+    /// Result: the bytes, which may be fewer than nSize; FILE_ERROR, also for a null buffer and an nSize of 0.
+    unsigned int write(void const* npBuffer, unsigned int nSize);
+
+    /// nOrigin: FILE_SEEK_.... Result: the new position from the start, which may lie past the end; -1 for failure.
+    long long seek(long long nOffset, int nOrigin);
+    long long position() const;      ///< -1 for failure and if not open.
+    long long size() const;          ///< Of the path if not open. -1 for failure.
+    long long availableSize() const; ///< From the position to the end, never negative. -1 for failure and if not open.
+
+    /// Ends the file at the position.
+    bool resize();
+
+    /// Sets the length; new bytes are 0. The position stays, or goes to the new end where it lay past that.
+    bool resize(unsigned long long nNewSize);
+
+    // --- Text ---
+
+    bool setTextType(int nTextType);
+    int nextEOLSize();
+    int findNextLineSize(unsigned int nReserved, unsigned int* npTextSize, unsigned int* npEolSize);
+    int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize);
+    int readLine(BasicString<char>* npLine, unsigned int* npOutSize);
+    int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
+                 unsigned int* npOutSize);
+    int readText(BasicString<char>* npText, unsigned int nSrcBytes, unsigned int nDstOffset, unsigned int* npOutSize);
+    unsigned int writeText(char const* npText, unsigned int nMaxBytes, unsigned int nOffset);
+    unsigned int writeLine(char const* npText);
+    long long seekKey(unsigned char const* npKey, unsigned int nKeySize, unsigned long long nStart,
+                      unsigned long long nMaxBytes, int nMode);
+    long long seekKey(char const* npKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode);
+
+private:
+    /// Moves the descriptor to where the caller stands and drops what was read ahead. First step of all that uses or
+    /// moves the position, or writes, except the text functions.
+    /// Result: false, and still ahead, where the seek failed.
+    bool settle() const;
+
+    // All used by one thread at a time.
+    BasicString<char> mPath; // changed by assignment only
+    SmartHandle<DestructCloseFile> mHandle;
+    int mTextType;
+    mutable std::unique_ptr<internal::FileWindow> mpWindow; // null until text is read; never shared by copies
+};
+
+} // namespace utl
+
+#endif

@@ -1,0 +1,341 @@
+#include "UtlFile.h"
+
+#include "UtlApplog.h"
+#include "internal/UtlFileCalls.h"
+#include "internal/UtlFileWindow.h"
+
+#include <cerrno>
+#include <climits>
+#include <optional>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace utl
+{
+
+namespace internal
+{
+
+long long fileSize(int nHandle)
+{
+    struct stat lStat = {};
+    if (UTL_FILE_CALL("fileSize", mFstat(nHandle, &lStat)) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fstat Failed. errno[%d]", errno);
+        return -1;
+    }
+    return lStat.st_size;
+}
+
+long long seekFile(int nHandle, long long nOffset, int nWhence)
+{
+    long long const lPosition = UTL_FILE_CALL("seekFile", mLseek(nHandle, nOffset, nWhence));
+    if (lPosition == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "lseek64 Failed. errno[%d]", errno);
+    }
+    return lPosition;
+}
+
+} // namespace internal
+
+namespace
+{
+
+using internal::fileSize;
+using internal::seekFile;
+
+bool isOpenHandle(int nHandle)
+{
+    return nHandle != 0 && nHandle != -1;
+}
+
+} // namespace
+
+// --- From construction to destruction ---
+
+File::AutoClose::~AutoClose()
+{
+    mFile.close();
+}
+
+File::File(char const* npPath, int nTextType)
+    : mPath(npPath, 0, 0),
+      mTextType(nTextType)
+{
+    mPath.replace("\\", "/", 0);
+}
+
+// Copies share the position, so the descriptor must stand where the caller believes.
+File::File(File const& nOther)
+    : mPath(nOther.mPath),
+      mHandle((static_cast<void>(nOther.settle()), nOther.mHandle)),
+      mTextType(nOther.mTextType)
+{
+}
+
+File& File::operator=(File const& nOther)
+{
+    if (this != &nOther)
+    {
+        settle();
+        nOther.settle();
+        mPath = nOther.mPath;
+        mHandle = nOther.mHandle;
+        mTextType = nOther.mTextType;
+        mpWindow.reset();
+    }
+    return *this;
+}
+
+File::~File()
+{
+    settle();
+    // Entries of files that were created here reach the medium with their directory.
+    char lDirectory[FILE_PATH_MAX];
+    if (extractDirectoryPath(lDirectory, FILE_PATH_MAX, mPath.c_str()))
+    {
+        SmartHandle<DestructCloseFile>(internal::gSystem.mOpen(lDirectory, O_RDONLY, 0));
+    }
+    mHandle.release();
+}
+
+bool File::open(int nOpenMode, int nAccessMode)
+{
+    static constexpr int FLAGS[] = {O_RDONLY, O_WRONLY | O_CREAT, O_RDWR | O_CREAT};
+    char const* const lpPath = mPath.c_str();
+    if (isDirectory(lpPath) || isOpened() || static_cast<unsigned int>(nOpenMode) > FILE_OPEN_TRUNCATE ||
+        static_cast<unsigned int>(nAccessMode) > FILE_ACCESS_READ_WRITE)
+    {
+        return false;
+    }
+    bool const lIsWriting = nAccessMode != FILE_ACCESS_READ;
+    char lDirectory[FILE_PATH_MAX];
+    if (lIsWriting && !(getDirectoryPath(lDirectory, FILE_PATH_MAX) && makeDirectories(lDirectory)))
+    {
+        return false;
+    }
+    struct stat lStat = {};
+    bool const lExists = UTL_FILE_CALL("open", mStat(lpPath, &lStat)) == 0;
+    if (lIsWriting ? lExists && isReadOnly(lpPath) : nOpenMode == FILE_OPEN_TRUNCATE || !lExists)
+    {
+        return false;
+    }
+
+    SmartHandle<DestructCloseFile> lHandle; // closes on every way out below
+    std::optional<internal::OpenParent> lParent;
+    if (lIsWriting)
+    {
+        lParent.emplace(lpPath);
+        int const lFlags = FLAGS[nAccessMode] | (nOpenMode == FILE_OPEN_TRUNCATE ? O_TRUNC : 0);
+        lHandle.set(internal::gSystem.mOpen(lpPath, lFlags, 0777));
+    }
+    else
+    {
+        lHandle.set(UTL_FILE_CALL("open", mOpen(lpPath, O_RDONLY, 0555)));
+    }
+    int const lDescriptor = lHandle.get();
+    if (!isOpenHandle(lDescriptor))
+    {
+        lParent.reset();
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "open() Failed. errno[%d] Path:%s", errno, lpPath);
+        return false;
+    }
+    if (lIsWriting && !lExists)
+    {
+        UTL_FILE_CALL("open", mChmod(lpPath, 0777));
+    }
+    if (UTL_FILE_CALL("open", mFlock(lDescriptor, (lIsWriting ? LOCK_EX : LOCK_SH) | LOCK_NB)) != 0)
+    {
+        lParent.reset();
+        applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "Other process is opening. errno[%d] Path:%s", errno, lpPath);
+        return false;
+    }
+    if (nOpenMode == FILE_OPEN_END && seekFile(lDescriptor, 0, SEEK_END) == -1)
+    {
+        lParent.reset();
+        applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "seekFile in open Failed. errno[%d] Path:%s", errno, lpPath);
+        return false;
+    }
+    mHandle = lHandle;
+    return true;
+}
+
+bool File::close()
+{
+    if (!isOpened())
+    {
+        return false;
+    }
+    settle();
+    mpWindow.reset();
+    mHandle.release();
+    return true;
+}
+
+bool File::isOpened() const
+{
+    return isOpenHandle(mHandle.get());
+}
+
+bool File::flush()
+{
+    return true;
+}
+
+// --- Bytes ---
+
+bool File::settle() const
+{
+    if (mpWindow == nullptr)
+    {
+        return true;
+    }
+    if (mpWindow->mIsAhead && isOpened() && seekFile(mHandle.get(), mpWindow->mPosition, SEEK_SET) == -1)
+    {
+        return false;
+    }
+    mpWindow.reset();
+    return true;
+}
+
+int File::read(void* npBuffer, unsigned int nSize)
+{
+    if (!isOpened())
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func file is not opened");
+        return FILE_READ_ERROR;
+    }
+    if (npBuffer == nullptr || nSize == 0 || nSize > INT_MAX)
+    {
+        return FILE_READ_ERROR;
+    }
+    bool const lIsSettled = settle();
+    long long const lFileSize = size();
+    if (lFileSize == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func now size func error");
+        return FILE_READ_ERROR;
+    }
+    long long const lPosition = lIsSettled ? seekFile(mHandle.get(), 0, SEEK_CUR) : -1;
+    if (lPosition == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func now seekFile func error");
+        return FILE_READ_ERROR;
+    }
+    if (lFileSize <= lPosition)
+    {
+        return FILE_READ_END;
+    }
+    ssize_t const lCount = internal::gSystem.mRead(mHandle.get(), npBuffer, nSize);
+    if (lCount == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ReadFile Failed. errno[%d]", errno);
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func readFile Failed. Path:%s", mPath.c_str());
+    }
+    return static_cast<int>(lCount);
+}
+
+unsigned int File::write(void const* npBuffer, unsigned int nSize)
+{
+    if (!isOpened())
+    {
+        return FILE_ERROR;
+    }
+    bool const lIsSettled = settle();
+    ssize_t lCount = -1;
+    {
+        internal::OpenParent const lParent(mPath.c_str());
+        if (npBuffer != nullptr && nSize != 0 && lIsSettled)
+        {
+            lCount = UTL_FILE_CALL("writeFile", mWrite(mHandle.get(), npBuffer, nSize));
+            if (lCount == -1)
+            {
+                applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "WriteFile Failed. errno[%d]", errno);
+            }
+        }
+    }
+    if (lCount == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "writeFile Failed. Path:%s", mPath.c_str());
+        return FILE_ERROR;
+    }
+    return static_cast<unsigned int>(lCount);
+}
+
+// --- Position and length ---
+
+long long File::seek(long long nOffset, int nOrigin)
+{
+    static constexpr int WHENCE[] = {SEEK_SET, SEEK_END, SEEK_CUR};
+    if (!isOpened() || static_cast<unsigned int>(nOrigin) > FILE_SEEK_CURRENT || !settle())
+    {
+        return -1;
+    }
+    return seekFile(mHandle.get(), nOffset, WHENCE[nOrigin]);
+}
+
+long long File::position() const
+{
+    return isOpened() && settle() ? seekFile(mHandle.get(), 0, SEEK_CUR) : -1;
+}
+
+long long File::size() const
+{
+    if (!isOpened())
+    {
+        return size(mPath.c_str());
+    }
+    long long const lSize = fileSize(mHandle.get());
+    if (lSize == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fileSize Failed. Path:%s", mPath.c_str());
+    }
+    return lSize;
+}
+
+long long File::availableSize() const
+{
+    long long const lSize = isOpened() ? size() : -1;
+    long long const lPosition = lSize != -1 ? position() : -1;
+    return lPosition == -1 ? -1 : lPosition < lSize ? lSize - lPosition : 0;
+}
+
+bool File::resize()
+{
+    if (!isOpened() || !settle())
+    {
+        return false;
+    }
+    off_t const lPosition = UTL_FILE_CALL("resize", mLseek(mHandle.get(), 0, SEEK_CUR));
+    if (lPosition == -1)
+    {
+        return false;
+    }
+    if (UTL_FILE_CALL("resize", mFtruncate(mHandle.get(), lPosition)) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ftruncate Failed. Path:%s", mPath.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool File::resize(unsigned long long nNewSize)
+{
+    long long const lOld = position();
+    long long const lNew = static_cast<long long>(nNewSize); // too large: negative, and refused by the seek
+    if (lOld == -1 || seek(lNew, FILE_SEEK_BEGIN) == -1)
+    {
+        return false;
+    }
+    bool const lIsCut = resize();
+    if ((!lIsCut || lOld < lNew) && seek(lOld, FILE_SEEK_BEGIN) == -1)
+    {
+        return false;
+    }
+    return lIsCut;
+}
+
+} // namespace utl

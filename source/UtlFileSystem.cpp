@@ -1,0 +1,690 @@
+#include "UtlFile.h"
+
+#include "UtlApplog.h"
+#include "UtlConvertAttrib.h"
+#include "internal/UtlFileCalls.h"
+#include "internal/UtlStringSearch.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace utl
+{
+
+namespace
+{
+
+using internal::gSystem;
+using internal::isValidPath;
+using internal::normalisedPath;
+using internal::OpenParent;
+
+constexpr int MODE_OPEN = 0777;
+constexpr int MODE_READ_ONLY = 0555;
+constexpr mode_t MODE_BITS = 07777;
+constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
+constexpr unsigned int COPY_SIZE = 1024;
+
+bool isOpenHandle(int nHandle)
+{
+    return nHandle != 0 && nHandle != -1;
+}
+
+/// Calls nOperation for each entry of a directory, up to the first that fails.
+template <class F>
+bool forEachChild(char const* npPath, F nOperation)
+{
+    FileNames lNames(NAMES_MAX, 1);
+    bool lIsDone = File::children(npPath, &lNames, FILE_CHILD_ALL, nullptr, 0) != FILE_ERROR;
+    for (unsigned int lIndex = 0; lIsDone && lIndex < lNames.size(); ++lIndex)
+    {
+        lIsDone = nOperation(lNames.at(lIndex)->c_str());
+    }
+    return lIsDone;
+}
+
+bool makeParents(char const* npPath)
+{
+    char lDirectory[FILE_PATH_MAX];
+    return File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath) && File::makeDirectories(lDirectory);
+}
+
+// --- Listing ---
+
+/// A directory to be listed, and which of its entries.
+struct Listing
+{
+    bool prepare(char const* npPath);
+    bool accepts(dirent const& nEntry) const;
+
+    int mKind;
+    char const* mpExtension;
+    BasicString<char> mDirectory;
+    char mPattern[FILE_PATH_MAX]; // empty for none
+};
+
+/// Splits a pattern off the path. Result: false where the pattern is not just the last component.
+bool Listing::prepare(char const* npPath)
+{
+    mDirectory = npPath;
+    mPattern[0] = 0;
+    char const* const lpWildcard = std::strpbrk(npPath, "*?[]");
+    if (lpWildcard == nullptr || File::isDirectory(npPath))
+    {
+        return true;
+    }
+    char lDirectory[FILE_PATH_MAX];
+    bool const lIsSplit = std::strchr(lpWildcard, '/') == nullptr &&
+                          File::extractFileName(mPattern, FILE_PATH_MAX, npPath, 0) &&
+                          File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath);
+    if (lIsSplit)
+    {
+        mDirectory = lDirectory;
+    }
+    return lIsSplit;
+}
+
+bool Listing::accepts(dirent const& nEntry) const
+{
+    char const* const lpName = nEntry.d_name;
+    if (nEntry.d_type == DT_DIR)
+    {
+        if (mKind == FILE_CHILD_FILES || std::strcmp(lpName, ".") == 0 || std::strcmp(lpName, "..") == 0)
+        {
+            return false;
+        }
+    }
+    else
+    {
+        char lExtension[FILE_PATH_MAX];
+        if (mKind == FILE_CHILD_DIRECTORIES ||
+            (mpExtension != nullptr && !(File::extractExtension(lExtension, FILE_PATH_MAX, lpName) &&
+                                         compareStrNoCase<char>(lExtension, mpExtension, STR_ALL) == 0)))
+        {
+            return false;
+        }
+    }
+    return mPattern[0] == 0 || internal::blockingCall("source/UtlFile", "children", __LINE__,
+                                                      [&] { return ::fnmatch(mPattern, lpName, FNM_PATHNAME); }) == 0;
+}
+
+/// Appends to a list that may grow: by doubling, for each step copies all. Trimmed by the caller.
+bool append(FileNames& nList, BasicString<char> const& nName, bool& nHasGrown)
+{
+    if (nHasGrown && nList.size() == nList.maxSize())
+    {
+        nList.resizeMax(nList.maxSize() * 2);
+    }
+    unsigned int const lMaxSize = nList.maxSize();
+    bool const lIsAppended = nList.insertAt(nList.size(), nName);
+    nHasGrown = nHasGrown || nList.maxSize() != lMaxSize;
+    return lIsAppended;
+}
+
+// --- Copying ---
+
+/// Copies what is left of one open file to another, and ends the other there.
+bool copyContent(int nSource, int nDestination)
+{
+    auto const lpBuffer = std::make_unique<char[]>(COPY_SIZE);
+    for (;;)
+    {
+        ssize_t const lCount = UTL_FILE_CALL("copy", mRead(nSource, lpBuffer.get(), COPY_SIZE));
+        if (lCount < 1)
+        {
+            break;
+        }
+        if (UTL_FILE_CALL("copy", mWrite(nDestination, lpBuffer.get(), static_cast<std::size_t>(lCount))) != lCount)
+        {
+            return false;
+        }
+    }
+    off_t const lSize = UTL_FILE_CALL("copy", mLseek(nDestination, 0, SEEK_CUR));
+    UTL_FILE_CALL("copy", mFtruncate(nDestination, lSize));
+    return true;
+}
+
+/// A descriptor that is closed without being synced.
+class CopyHandle
+{
+public:
+    CopyHandle() = default;
+    CopyHandle(CopyHandle const&) = delete;
+    CopyHandle& operator=(CopyHandle const&) = delete;
+    ~CopyHandle() { close(); }
+
+    bool open(char const* npPath, int nFlags, mode_t nMode)
+    {
+        mHandle = UTL_FILE_CALL("copy", mOpen(npPath, nFlags, nMode));
+        return mHandle != -1;
+    }
+
+    void close()
+    {
+        if (mHandle != -1)
+        {
+            UTL_FILE_CALL("copy", mClose(mHandle));
+            mHandle = -1;
+        }
+    }
+
+    int get() const { return mHandle; }
+
+private:
+    int mHandle = -1;
+};
+
+bool copyFileContent(char const* npSource, char const* npDestination, int nOverwrite)
+{
+    CopyHandle lSource;
+    CopyHandle lDestination;
+    OpenParent lSourceParent(npSource);
+    if (!lSource.open(npSource, O_RDONLY, 0))
+    {
+        return false;
+    }
+    struct stat lStat = {};
+    if (UTL_FILE_CALL("copy", mStat(npSource, &lStat)) != 0)
+    {
+        lSourceParent.restore();
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in copy func stat Failed. errno[%d] Path:%s", errno, npSource);
+        return false;
+    }
+    mode_t const lMode = lStat.st_mode & MODE_BITS;
+    // Restored before the source's, which may be the same directory: the older mode comes last.
+    OpenParent const lDestinationParent(npDestination);
+    bool const lExists = File::exists(npDestination);
+    if (!lDestination.open(npDestination, O_WRONLY | O_CREAT | (nOverwrite == 1 ? 0 : O_EXCL), lMode))
+    {
+        return false;
+    }
+    if (!lExists)
+    {
+        UTL_FILE_CALL("copy", mChmod(npDestination, MODE_OPEN));
+    }
+    bool const lIsCopied = copyContent(lSource.get(), lDestination.get());
+    lSource.close();
+    lDestination.close();
+    if (lIsCopied)
+    {
+        UTL_FILE_CALL("copy", mChmod(npDestination, lMode));
+    }
+    return lIsCopied;
+}
+
+bool copyFile(char const* npSource, char const* npDestination, int nOverwrite)
+{
+    bool lIsShared = false;
+    return makeParents(npDestination) && !(File::isOpened(npSource, &lIsShared) && !lIsShared) &&
+           copyFileContent(npSource, npDestination, nOverwrite);
+}
+
+bool copyDirectory(char const* npSource, char const* npDestination, int nOverwrite)
+{
+    return File::makeDirectories(npDestination) &&
+           forEachChild(npSource,
+                        [&](char const* npChild)
+                        {
+                            BasicString<char> lTarget(npDestination, FILE_PATH_MAX, 0);
+                            lTarget += std::strrchr(npChild, '/');
+                            return File::copy(npChild, lTarget.c_str(), nOverwrite);
+                        });
+}
+
+} // namespace
+
+// --- Questions and modes ---
+
+bool File::changeParentAccessMode(char const* npPath, int nMode, int* npOldMode)
+{
+    char lDirectory[FILE_PATH_MAX] = {};
+    if (npPath == nullptr || *npPath == 0 || !extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath) ||
+        *lDirectory == 0)
+    {
+        return false;
+    }
+    struct stat lStat = {};
+    if (UTL_FILE_CALL("changeParentAccessMode", mStat(lDirectory, &lStat)) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "is changeParentAccessMode func stat Failed. errno[%d] Path:%s", errno,
+               lDirectory);
+        return false;
+    }
+    int const lOldMode = static_cast<int>(lStat.st_mode);
+    if (npOldMode != nullptr)
+    {
+        *npOldMode = lOldMode;
+    }
+    return nMode != lOldMode && gSystem.mChmod(lDirectory, static_cast<mode_t>(nMode)) == 0;
+}
+
+bool File::isReadOnly(char const* npPath)
+{
+    if (npPath == nullptr)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "isReadOnly func 0 == npPath false");
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    struct stat lStat = {};
+    if (UTL_FILE_CALL("isReadOnly", mStat(lPath.c_str(), &lStat)) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "is isReadOnly func stat Failed. errno[%d] Path:%s", errno,
+               lPath.c_str());
+        return false;
+    }
+    return (lStat.st_mode & S_IWUSR) == 0;
+}
+
+bool File::exists(char const* npPath)
+{
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    struct stat lStat = {};
+    return UTL_FILE_CALL("exists", mStat(lPath.c_str(), &lStat)) == 0;
+}
+
+bool File::isDirectory(char const* npPath)
+{
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    struct stat lStat = {};
+    return isValidPath(lPath.c_str()) && UTL_FILE_CALL("isDirectory", mStat(lPath.c_str(), &lStat)) == 0 &&
+           S_ISDIR(lStat.st_mode);
+}
+
+bool File::applyReadOnly(char const* npPath, int nRecursive)
+{
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    char const* const lpPath = lPath.c_str();
+    if (!isValidPath(lpPath) || !exists(lpPath) || UTL_FILE_CALL("applyReadOnly", mChmod(lpPath, MODE_READ_ONLY)) != 0)
+    {
+        return false;
+    }
+    if (!isReadOnly(lpPath))
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "applyReadOnly can't change %s", lpPath);
+        return false;
+    }
+    return nRecursive != 1 || !isDirectory(lpPath) ||
+           forEachChild(lpPath, [](char const* npChild) { return applyReadOnly(npChild, 1); });
+}
+
+bool File::liftReadOnly(char const* npPath, int nRecursive)
+{
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    char const* const lpPath = lPath.c_str();
+    if (!isValidPath(lpPath) || !exists(lpPath))
+    {
+        return false;
+    }
+    if (isReadOnly(lpPath))
+    {
+        if (UTL_FILE_CALL("liftReadOnly", mChmod(lpPath, MODE_OPEN)) != 0)
+        {
+            return false;
+        }
+        if (isReadOnly(lpPath))
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "liftReadOnly can't change %s", lpPath);
+            return false;
+        }
+    }
+    return nRecursive != 1 || !isDirectory(lpPath) ||
+           forEachChild(lpPath, [](char const* npChild) { return liftReadOnly(npChild, 1); });
+}
+
+bool File::isOpened(char const* npPath, bool* npShared)
+{
+    if (npShared != nullptr)
+    {
+        *npShared = false;
+    }
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    char const* const lpPath = lPath.c_str();
+    if (isDirectory(lpPath) || !exists(lpPath))
+    {
+        return false;
+    }
+    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, O_RDONLY, 0));
+    if (!isOpenHandle(lHandle.get()) || UTL_FILE_CALL("isOpened", mFlock(lHandle.get(), LOCK_EX | LOCK_NB)) == 0)
+    {
+        return false;
+    }
+    bool const lIsShared = UTL_FILE_CALL("isOpened", mFlock(lHandle.get(), LOCK_SH | LOCK_NB)) == 0;
+    if (npShared != nullptr)
+    {
+        *npShared = lIsShared;
+    }
+    return true;
+}
+
+// --- Directories ---
+
+bool File::makeDirectories(char const* npPath)
+{
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> lPath = normalisedPath(npPath);
+    if (!isValidPath(lPath.c_str()))
+    {
+        return false;
+    }
+    if (exists(lPath.c_str()))
+    {
+        return isDirectory(lPath.c_str());
+    }
+    trimStrRight<char>(lPath.c_str(), "\\/");
+    lPath += "/";
+    unsigned int lEnd = 0;
+    do
+    {
+        BasicString<char> lPart(lPath);
+        if (internal::findStr(lPath.c_str(), "/", lEnd, &lEnd) != STR_ERROR)
+        {
+            lPart.c_str()[lEnd] = 0;
+        }
+        OpenParent lParent(lPart.c_str());
+        if (UTL_FILE_CALL("makeDirectories", mMkdir(lPart.c_str(), MODE_OPEN)) != 0)
+        {
+            lParent.restore();
+            if (errno != EEXIST)
+            {
+                applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "CreateDirectory Failed. errno[%d] Path:%s(%s)", errno,
+                       lPath.c_str(), lPart.c_str());
+                return false;
+            }
+            if (!isDirectory(lPart.c_str()))
+            {
+                return false;
+            }
+        }
+        UTL_FILE_CALL("makeDirectories", mChmod(lPart.c_str(), MODE_OPEN));
+    } while (lEnd != STR_ERROR);
+    return true;
+}
+
+unsigned int File::children(char const* npPath, FileNames* npList, int nKind, char const* npExtension,
+                            unsigned int nMaxCount)
+{
+    if (npPath == nullptr || npList == nullptr)
+    {
+        return FILE_ERROR;
+    }
+    npList->copy(*npList, 0);
+    char lPath[FILE_PATH_MAX];
+    if (static_cast<unsigned int>(nKind) > FILE_CHILD_ALL ||
+        replaceStr<char>(lPath, FILE_PATH_MAX, npPath, "\\", "/", 0) == STR_ERROR || !isValidPath(lPath))
+    {
+        return FILE_ERROR;
+    }
+    Listing lListing = {nKind, npExtension, {}, {}};
+    if (!lListing.prepare(lPath))
+    {
+        return FILE_ERROR;
+    }
+    if (lListing.mPattern[0] == 0 && !isDirectory(lPath) && exists(lPath))
+    {
+        return 0;
+    }
+    char const* const lpDirectory = lListing.mDirectory.c_str();
+    if (!exists(lpDirectory))
+    {
+        return FILE_ERROR;
+    }
+    auto const lClose = [](DIR* npDirectory) { UTL_FILE_CALL("children", mClosedir(npDirectory)); };
+    std::unique_ptr<DIR, decltype(lClose)> const lpStream(UTL_FILE_CALL("children", mOpendir(lpDirectory)), lClose);
+    if (lpStream == nullptr)
+    {
+        return FILE_ERROR;
+    }
+    lListing.mDirectory += "/";
+    unsigned int const lMaxSize = npList->maxSize();
+    bool lHasGrown = false;
+    do
+    {
+        dirent const* const lpEntry = internal::blockingCall("source/UtlFile", "children", __LINE__,
+                                                             [&]
+                                                             {
+                                                                 errno = 0; // tells the end from a failure
+                                                                 return gSystem.mReaddir(lpStream.get());
+                                                             });
+        if (lpEntry == nullptr && errno != 0)
+        {
+            return FILE_ERROR; // a part of a directory must not pass for the whole
+        }
+        if (lpEntry == nullptr)
+        {
+            break;
+        }
+        if (lListing.accepts(*lpEntry))
+        {
+            BasicString<char> lName(lListing.mDirectory);
+            lName += lpEntry->d_name;
+            if (!append(*npList, lName, lHasGrown))
+            {
+                return FILE_ERROR;
+            }
+        }
+    } while (nMaxCount == 0 || npList->size() < nMaxCount);
+    if (lHasGrown)
+    {
+        npList->resizeMax(std::max(lMaxSize, npList->size()));
+    }
+    return npList->size();
+}
+
+long long File::size(char const* npPath)
+{
+    if (npPath == nullptr)
+    {
+        return -1;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    char const* const lpPath = lPath.c_str();
+    if (!isValidPath(lpPath) || !exists(lpPath))
+    {
+        return -1;
+    }
+    if (isDirectory(lpPath))
+    {
+        long long lSum = 0;
+        bool const lIsWhole = forEachChild(lpPath,
+                                           [&](char const* npChild)
+                                           {
+                                               long long const lSize = size(npChild);
+                                               lSum += lSize;
+                                               return lSize != -1;
+                                           });
+        return lIsWhole ? lSum : -1;
+    }
+    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, O_RDONLY, 0));
+    if (!isOpenHandle(lHandle.get()))
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in size func open Failed. Path:%s errno[%d]", lpPath, errno);
+        return -1;
+    }
+    long long const lSize = internal::fileSize(lHandle.get());
+    if (lSize == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fileSize Failed. Path:%s", lpPath);
+    }
+    return lSize;
+}
+
+// --- Moving, copying, erasing ---
+
+bool File::move(char const* npSource, char const* npDestination)
+{
+    if (npSource == nullptr || npDestination == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lSource = normalisedPath(npSource);
+    BasicString<char> const lDestination = normalisedPath(npDestination);
+    char const* const lpSource = lSource.c_str();
+    char const* const lpDestination = lDestination.c_str();
+    if (!isValidPath(lpSource) || !isValidPath(lpDestination) || !exists(lpSource))
+    {
+        return false;
+    }
+    if (std::strcmp(lpSource, lpDestination) == 0)
+    {
+        return true;
+    }
+    if ((exists(lpDestination) && !isDirectory(lpDestination)) || isOpened(lpSource, nullptr) ||
+        !makeParents(lpDestination))
+    {
+        return false;
+    }
+    if (UTL_FILE_CALL("move", mRename(lpSource, lpDestination)) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "rename Failed. errno[%d] Source:%s  Dest:%s", errno, lpSource,
+               lpDestination);
+        return false;
+    }
+    return true;
+}
+
+bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)
+{
+    if (npSource == nullptr || npDestination == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lSource = normalisedPath(npSource);
+    BasicString<char> const lDestination = normalisedPath(npDestination);
+    char const* const lpSource = lSource.c_str();
+    char const* const lpDestination = lDestination.c_str();
+    if (!isValidPath(lpSource) || !isValidPath(lpDestination) || !exists(lpSource))
+    {
+        return false;
+    }
+    return std::strcmp(lpSource, lpDestination) == 0 ||
+           (isDirectory(lpSource) ? copyDirectory : copyFile)(lpSource, lpDestination, nOverwrite);
+}
+
+bool File::erase(char const* npPath, int nForce)
+{
+    if (npPath == nullptr)
+    {
+        return false;
+    }
+    BasicString<char> const lPath = normalisedPath(npPath);
+    char const* const lpPath = lPath.c_str();
+    if (!isValidPath(lpPath) || !exists(lpPath))
+    {
+        return false;
+    }
+    bool const lIsDirectory = isDirectory(lpPath);
+    if (lIsDirectory ? !forEachChild(lpPath, [&](char const* npChild) { return erase(npChild, nForce); })
+                     : isOpened(lpPath, nullptr))
+    {
+        return false;
+    }
+    if (nForce == 1)
+    {
+        if (!liftReadOnly(lpPath, 0))
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "Can't erase force because Not Permited:%s", lpPath);
+            return false;
+        }
+    }
+    else if (isReadOnly(lpPath))
+    {
+        return false;
+    }
+    OpenParent lParent(lpPath);
+    int const lResult = lIsDirectory ? UTL_FILE_CALL("erase", mRmdir(lpPath)) : UTL_FILE_CALL("erase", mUnlink(lpPath));
+    lParent.restore();
+    if (lResult != 0 && lIsDirectory)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "rmdir Failed.Path:%s errno[%d]", lpPath, errno);
+    }
+    else if (lResult != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "remove failed. errno[%d] Path:%s", errno, lpPath);
+    }
+    return lResult == 0;
+}
+
+// --- On the object's own path ---
+
+bool File::isReadOnly() const
+{
+    return isReadOnly(mPath.c_str());
+}
+
+bool File::exists() const
+{
+    return exists(mPath.c_str());
+}
+
+bool File::isDirectory() const
+{
+    return isDirectory(mPath.c_str());
+}
+
+bool File::makeDirectories()
+{
+    return makeDirectories(mPath.c_str());
+}
+
+unsigned int File::children(FileNames* npList, int nKind, char const* npExtension, unsigned int nMaxCount) const
+{
+    return children(mPath.c_str(), npList, nKind, npExtension, nMaxCount);
+}
+
+bool File::applyReadOnly(int nRecursive)
+{
+    return applyReadOnly(mPath.c_str(), nRecursive);
+}
+
+bool File::liftReadOnly(int nRecursive)
+{
+    return liftReadOnly(mPath.c_str(), nRecursive);
+}
+
+bool File::move(char const* npDestination)
+{
+    return !isOpened() && move(mPath.c_str(), npDestination);
+}
+
+bool File::copy(char const* npDestination, int nOverwrite) const
+{
+    return copy(mPath.c_str(), npDestination, nOverwrite);
+}
+
+bool File::erase(int nForce)
+{
+    return !isOpened() && erase(mPath.c_str(), nForce);
+}
+
+} // namespace utl

@@ -1,0 +1,61 @@
+/// What the files of class File share: reports, paths, modes of parents. Layer: internal, paths to open files.
+#ifndef UTL_FILE_CALLS_H
+#define UTL_FILE_CALLS_H
+
+#include "UtlFile.h"
+#include "internal/UtlBlockingCall.h"
+#include "internal/UtlSystemCalls.h"
+
+/// One call of gSystem between two reports of the watchdog. FUNCTION: the literal name in the reports.
+#define UTL_FILE_CALL(FUNCTION, CALL)                                                                                  \
+    ::utl::internal::blockingCall("source/UtlFile", FUNCTION, __LINE__, [&] { return ::utl::internal::gSystem.CALL; })
+
+namespace utl::internal
+{
+
+/// A copy of a path with '/' for every backslash. Null must be ruled out before.
+BasicString<char> normalisedPath(char const* npPath);
+
+/// Not null, fewer than FILE_PATH_MAX bytes, no doubled separator.
+bool isValidPath(char const* npPath);
+
+/// Length of an open file; -1 with a message.
+long long fileSize(int nHandle);
+
+/// lseek with the platform's origin; -1 with a message.
+long long seekFile(int nHandle, long long nOffset, int nWhence);
+
+/// The parent directory of a path, opened up until restore() or the end of the scope. errno is kept by both.
+class OpenParent
+{
+public:
+    explicit OpenParent(char const* npPath)
+        : mpPath(npPath),
+          mOldMode(0777),
+          mIsChanged(File::changeParentAccessMode(npPath, 0777, &mOldMode))
+    {
+    }
+    OpenParent(OpenParent const&) = delete;
+    OpenParent& operator=(OpenParent const&) = delete;
+    ~OpenParent() { restore(); }
+
+    void restore()
+    {
+        if (mIsChanged)
+        {
+            int const lError = errno;
+            mIsChanged = false;
+            File::changeParentAccessMode(mpPath, mOldMode, nullptr);
+            errno = lError;
+        }
+    }
+
+private:
+    char const* const mpPath; // not owned
+    int mOldMode;
+    bool mIsChanged;
+};
+
+} // namespace utl::internal
+
+#endif

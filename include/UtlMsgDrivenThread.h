@@ -264,10 +264,9 @@ private:
     // Receiving
     void callListener(ThreadRawMsg& nRawMsg);
     void moveSlotLocked(ByteQueue& nDataQueue) UTL_REQUIRES(mQueueSyncObject);
-    bool takeMsgLocked(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId) UTL_REQUIRES(mQueueSyncObject);
-    int executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue);
-    int executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId);
-    int executeReceiveMsg(ByteQueue& nDataQueue);
+    bool takeMsgLocked(int nMsgId) UTL_REQUIRES(mQueueSyncObject);
+    int executeReceiveSync();
+    int executeReceiveInterrupt();
 
     // Finding and erasing
     enum WalkStep

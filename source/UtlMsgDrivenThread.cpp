@@ -252,7 +252,7 @@ bool MsgDrivenThread::findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead
     }
     if (isPostedMsg(npHead->mMsgId))
     {
-        *npIsTaken = takeMsgLocked(mCtlQueue, mDataQueue, npHead->mMsgId);
+        *npIsTaken = takeMsgLocked(npHead->mMsgId);
     }
     return true;
 }
@@ -280,7 +280,7 @@ void MsgDrivenThread::serveRequests()
 {
     if ((mPendingRequests.load() & REQUEST_INTERRUPT) != 0)
     {
-        if (executeReceiveMsg(mInterruptQueue) == 0)
+        if (executeReceiveInterrupt() == 0)
         {
             mInterruptResult = true;
         }
@@ -304,7 +304,7 @@ int MsgDrivenThread::dispatch(ThreadCtlMsg const& nHead)
     {
     case MSG_ID_SYNC:
     {
-        int const lResult = executeReceiveMsg(mCtlQueue, mDataQueue);
+        int const lResult = executeReceiveSync();
         if (lResult == 0)
         {
             mSyncResult = true;

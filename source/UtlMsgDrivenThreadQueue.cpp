@@ -317,13 +317,13 @@ void MsgDrivenThread::moveSlotLocked(ByteQueue& nDataQueue)
     nDataQueue.pop(nDataQueue.copyOut(0, mOutputRawMsg.buffer(), slotSize()));
 }
 
-/// Moves the message of a posted record to mOutputRawMsg and removes the record. A slot of another id is an orphan
-/// and is thrown away. Result: false, the record staying, where no slot fits.
-bool MsgDrivenThread::takeMsgLocked(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId)
+/// Moves the message of a posted record to mOutputRawMsg and removes the record. A slot of another id is an orphan and
+/// is thrown away. Result: false, the record staying, where no slot fits.
+bool MsgDrivenThread::takeMsgLocked(int nMsgId)
 {
-    while (nCtlQueue.size() != 0 && nDataQueue.size() != 0)
+    while (mCtlQueue.size() != 0 && mDataQueue.size() != 0)
     {
-        moveSlotLocked(nDataQueue);
+        moveSlotLocked(mDataQueue);
         int lMsgId = MSG_ID_NONE;
         if (!mOutputRawMsg.getMsgId(&lMsgId))
         {
@@ -331,7 +331,7 @@ bool MsgDrivenThread::takeMsgLocked(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, 
         }
         if (lMsgId == nMsgId)
         {
-            nCtlQueue.pop();
+            mCtlQueue.pop();
             return true;
         }
         applog(
@@ -342,43 +342,33 @@ bool MsgDrivenThread::takeMsgLocked(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, 
     return false;
 }
 
-int MsgDrivenThread::executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue)
+/// The message at the head was sent synchronously; its slot is the first one, whatever id it has.
+/// Result: 0; -1 where a queue is empty.
+int MsgDrivenThread::executeReceiveSync()
 {
     {
         SyncGuard lGuard(mQueueSyncObject);
-        if (nCtlQueue.size() == 0 || nDataQueue.size() == 0)
+        if (mCtlQueue.size() == 0 || mDataQueue.size() == 0)
         {
             return -1;
         }
-        moveSlotLocked(nDataQueue);
-        nCtlQueue.pop();
+        moveSlotLocked(mDataQueue);
+        mCtlQueue.pop();
     }
     callListener(mOutputRawMsg);
     return 0;
 }
 
-int MsgDrivenThread::executeReceiveMsg(CtlQueue& nCtlQueue, ByteQueue& nDataQueue, int nMsgId)
+/// Result: 0; -1 where no interrupt is there.
+int MsgDrivenThread::executeReceiveInterrupt()
 {
     {
         SyncGuard lGuard(mQueueSyncObject);
-        if (!takeMsgLocked(nCtlQueue, nDataQueue, nMsgId))
+        if (mInterruptQueue.size() == 0)
         {
             return -1;
         }
-    }
-    callListener(mOutputRawMsg);
-    return 0;
-}
-
-int MsgDrivenThread::executeReceiveMsg(ByteQueue& nDataQueue)
-{
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        if (nDataQueue.size() == 0)
-        {
-            return -1;
-        }
-        moveSlotLocked(nDataQueue);
+        moveSlotLocked(mInterruptQueue);
     }
     callListener(mOutputRawMsg);
     return 0;

@@ -255,7 +255,19 @@ bool ThreadWatchdog::executeStop(int nId)
 
 bool ThreadWatchdog::keepAlive(StatementInfo const& nStatement)
 {
-    return mIsInitialized && executeKeepAlive(ThreadManager::getCallerId(), nStatement);
+    // Most threads are not registered, and report at every blocking call: they are told so without the lock until
+    // somebody enters or leaves the table.
+    static thread_local ThreadWatchdog const* tpUnknownTo = nullptr;
+    static thread_local unsigned int tVersion = 0;
+    unsigned int const lVersion = internal::watchdog::gTableVersion.load(std::memory_order_acquire);
+    if (!mIsInitialized || (tpUnknownTo == this && tVersion == lVersion))
+    {
+        return false;
+    }
+    bool const lIsKnown = executeKeepAlive(ThreadManager::getCallerId(), nStatement);
+    tpUnknownTo = lIsKnown ? nullptr : this;
+    tVersion = lVersion;
+    return lIsKnown;
 }
 
 bool ThreadWatchdog::executeKeepAlive(int nId, StatementInfo const& nStatement)

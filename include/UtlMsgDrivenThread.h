@@ -2,7 +2,6 @@
 #ifndef UTL_MSG_DRIVEN_THREAD_H
 #define UTL_MSG_DRIVEN_THREAD_H
 
-#include "UtlEvent.h"
 #include "UtlMacros.h"
 #include "UtlMap.h"
 #include "UtlMsg.h"
@@ -23,14 +22,17 @@ class ThreadManager;
 
 namespace internal
 {
+class Answer;
 class RecordPipe;
+struct PipeRecord;
 enum class KernelTimerResult;
 } // namespace internal
 
 /// Waits for work on its own pipe and gives one message after the other to one listener. Others post to it, send and
 /// wait for the listener's return, interrupt it, set timers on it, and look into its queues and erase from them.
 ///
-/// Sizes:     queues, images and timer tables are made in the constructor; sending and dispatching allocate nothing.
+/// Sizes:     queues, images and timer tables are made in the constructor; sending and dispatching allocate nothing,
+///            making a timer does.
 ///            Each message takes a slot of nMaxMsgSize + 4 bytes; a full queue refuses.
 /// Order:     the control queue is the order of work. Interrupts, and requests to find or erase, are served ahead of it
 ///            between two dispatches.
@@ -38,10 +40,12 @@ enum class KernelTimerResult;
 /// Threads:   any, unless said otherwise; the listener runs on the message thread.
 /// Blocking:  posting never waits. What waits for the message thread waits for the listener call under way, and
 ///            is released, with the result told there, when the thread ends.
-/// Locks:     mApiSyncObject or one of the four one-request-at-a-time locks, then mSendSyncObject, then
-/// mQueueSyncObject.
-///            None is held across a listener call or onEraseTimer, and only the first kind across a wait.
-/// Errors:    callers see false or -1, the reason stands in the log.
+/// Locks:     mApiSyncObject or one of the four one-request-at-a-time locks, then mQueueSyncObject. None is held across
+///            a listener call or onEraseTimer, and only those of the first kind across a wait.
+/// Errors:    callers see false or -1. What is a fault stands in the log; that the thread does not run or is to stop,
+///            that an id is unknown or a timer table full, does not.
+/// Caution:   stop() releases whoever waits but does not wait for them to return; the object must not go while somebody
+///            is still inside a call. Msg::storeDataTo runs with the queues locked: it must not wait, nor send here.
 class UTL_API MsgDrivenThread : public Thread
 {
 public:
@@ -102,8 +106,8 @@ public:
               WatchdogTimerListener* npWatchdogListener, int nWaitStart, unsigned int nWaitStartMs,
               ThreadPriority const& nPriority, unsigned int nReserved);
 
-    /// As Thread::stop; -1 on the message thread itself. The loop ends after the next dispatch; what is left in
-    /// the queues stays there.
+    /// As Thread::stop; -1 on the message thread itself. The loop ends after the next dispatch; what is left in the
+    /// queues stays there. Waits behind a start or a timer operation of another thread that waits.
     int stop(int nWait, unsigned int nTimeoutMs);
 
     /// Puts a message behind all others. Also from the listener, to its own thread.
@@ -141,14 +145,15 @@ public:
     ///         and where queue and data do not fit together (logged).
     bool eraseMsg(int nMsgId);
 
-    /// The id of the first message that waits, MSG_ID_TIMER for a time-out, MSG_ID_NONE for none.
+    /// The id of the first message that waits, MSG_ID_TIMER for a time-out, MSG_ID_NONE for none and where the thread
+    /// does not run.
     int getFirstMsgId();
 
     /// Makes a timer that rests until startTimer.
     ///
-    /// nIntervalMs:      the period; 0: runs and never fires.
-    /// nMaxTimeoutCount: time-outs after which it ends by itself; 0: never; 1: a one-shot timer.
-    /// nIsFreeRunning:   0: the next period begins when the listener has returned, and one time-out waits at most;
+    /// nIntervalMs:      the period; 0: runs and never fires; from 2147483648 on it counts as negative, and the start
+    /// fails. nMaxTimeoutCount: time-outs after which it ends by itself; 0: never; 1: a one-shot timer. nIsFreeRunning:
+    /// 0: the next period begins when the listener has returned, and one time-out waits at most;
     ///                   otherwise it keeps its own beat, and two wait at most. Further ones are lost.
     /// Result: the timer's id, above 0; -1 where the thread does not run or is to stop, or the table is full.
     int registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
@@ -156,7 +161,8 @@ public:
     /// registerTimer and startTimer in one. nNoWait 0: waits until the message thread has tried to start it.
     /// Time-outs reach the listener as TimerMsg. Result: the id, -1 as for registerTimer, and on the message thread
     /// where the start failed.
-    /// Caution: a start that fails on the message thread is told by the log alone; the timer then rests.
+    /// Caution: a start that fails on the message thread is told by the log alone, and so is a failure to arm a timer
+    /// anew after a time-out; the timer then rests, and startTimer may be tried.
     int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
 
     /// Starts a timer that rests; a running one goes on. Result: false for an unknown id, a full control queue, a
@@ -164,8 +170,9 @@ public:
     /// id.
     bool startTimer(int nTimerId, int nNoWait);
 
-    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows.
-    /// Result: false for an unknown id, a full control queue, a thread that does not run.
+    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. Otherwise one
+    /// that was queued already may still come. Result: false for an unknown id, a full control queue, a thread that
+    /// does not run.
     bool killTimer(int nTimerId, int nNoWait);
 
     /// How many more timers fit.
@@ -238,26 +245,26 @@ private:
     // The loop
     bool waitForRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord);
     bool readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord, unsigned int* npRead);
-    void flushOwedRecords();
+    unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
     bool isUnderWatchdog(ThreadManager& nManager);
     bool executeTurn(ThreadManager& nManager, ThreadCtlMsg const& nRecord);
+    void reportTurn(ThreadManager& nManager);
     bool findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead, bool* npIsTaken);
     bool readHeadLocked(ThreadCtlMsg* npHead) UTL_REQUIRES(mQueueSyncObject);
     void serveRequests();
-    int dispatch(ThreadCtlMsg const& nHead);
+    bool takeRequest(Request nRequest);
+    int dispatch(ThreadCtlMsg const& nHead, bool nIsTaken);
     int dispatchTimerRequest(ThreadCtlMsg const& nHead);
-    int removeHead(int nResult);
     void endLoop();
 
     // Sending
-    bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSendSyncObject);
-    bool appendDataLocked(int nMsgId) UTL_REQUIRES(mSendSyncObject, mQueueSyncObject);
-    bool appendCtlLocked(int nMsgId, int nParam) UTL_REQUIRES(mSendSyncObject, mQueueSyncObject);
-    bool wakeLocked(int nMsgId, int nParam) UTL_REQUIRES(mSendSyncObject);
-    bool postRequestLocked(Request nRequest, Event& nEvent) UTL_REQUIRES(mSendSyncObject);
-    void withdrawRequest(Request nRequest, Event& nEvent);
-    void finishRequest(Request nRequest, Event& nEvent);
-    bool postInterrupt(Msg const& nMsg);
+    bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mQueueSyncObject);
+    bool appendDataLocked() UTL_REQUIRES(mQueueSyncObject);
+    bool appendCtlLocked(int nMsgId, int nParam, bool* npIsWriter) UTL_REQUIRES(mQueueSyncObject);
+    bool wake(int nMsgId, int nParam, unsigned int nSlotSize);
+    bool takeBackLocked(int nMsgId, int nParam, unsigned int nSlotSize) UTL_REQUIRES(mQueueSyncObject);
+    bool postRequest(Request nRequest, internal::Answer& nAnswer, Msg const* npInterrupt);
+    void finishRequest(internal::Answer& nAnswer);
     bool postSync(Msg const& nMsg);
     unsigned int slotSize() const { return mOutputRawMsg.maxSize(); }
 
@@ -288,6 +295,8 @@ private:
     WalkStep eraseTimeoutLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
         UTL_REQUIRES(mQueueSyncObject);
     WalkStep eraseSyncLocked(Walk& nWalk, MsgJudgementInterface& nJudgement) UTL_REQUIRES(mQueueSyncObject);
+    WalkStep eraseSlotLocked(Walk& nWalk, MsgJudgementInterface& nJudgement, char const* npFailure, int nLine)
+        UTL_REQUIRES(mQueueSyncObject);
     WalkStep erasePostedLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
         UTL_REQUIRES(mQueueSyncObject);
     void copySlotLocked(Walk const& nWalk) UTL_REQUIRES(mQueueSyncObject);
@@ -306,9 +315,7 @@ private:
     int setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
     bool killTimerHere(int nTimerId);
     bool postKillTimer(int nTimerId, bool nIsToWait);
-    bool postTimerRequestLocked(int nMsgId, int nTimerId, bool nIsAwaited)
-        UTL_REQUIRES(mSendSyncObject, mQueueSyncObject);
-    void awaitTimerRequest(bool nIsAwaited);
+    bool postTimerRequestLocked(int nMsgId, int nTimerId, bool nIsAwaited) UTL_REQUIRES(mQueueSyncObject);
     bool startTimerByTimerInfo(TimerInfo* npInfo);
     bool eraseTimerByTimerInfo(TimerInfo* npInfo);
     void logKernelTimer(internal::KernelTimerResult nResult, TimerInfo const& nInfo, void* npTimerId);
@@ -326,16 +333,11 @@ private:
     ByteQueue mDataQueue UTL_GUARDED_BY(mQueueSyncObject);
     std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
     ByteQueue mInterruptQueue UTL_GUARDED_BY(mQueueSyncObject);
-    ThreadRawMsg mInputRawMsg UTL_GUARDED_BY(mSendSyncObject);
+    ThreadRawMsg mInputRawMsg UTL_GUARDED_BY(mQueueSyncObject);
     ThreadRawMsg mOutputRawMsg; // the message thread's
     ThreadRawMsg mFindRawMsg UTL_GUARDED_BY(mQueueSyncObject);
     ThreadRawMsg* mpPeekRawMsg = nullptr; // under mFindSyncObject, read while the request is pending
-    Event mInterruptEvent;                // on: this kind of request is pending
-    Event mSyncEvent;
-    Event mEraseEvent;
-    Event mFindEvent;
-    Event mTimerEvent;                    // on: a caller waits for mAwaitedTimer
-    std::atomic<bool> mSyncResult{false}; // written by the message thread before the event goes off
+    std::atomic<bool> mSyncResult{false}; // written by the message thread before it answers
     std::atomic<bool> mInterruptResult{false};
     std::atomic<bool> mEraseResult{false};
     std::atomic<bool> mFindResult{false};
@@ -345,7 +347,9 @@ private:
     MsgJudgementInterface* mpEraseJudgement = nullptr; // under mEraseSyncObject, read while the request is pending
     MsgJudgementInterface* mpFindJudgement = nullptr;  // likewise, mFindSyncObject
     int mNextSysTimerNumber UTL_GUARDED_BY(mQueueSyncObject) = 1;
-    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant; posting under mSendSyncObject
+    struct Answers;
+    std::unique_ptr<Answers> mpAnswers;                          // constant; who waits for the message thread
+    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant
     std::atomic<unsigned int> mPendingRequests{0};               // bits of Request, raised under mQueueSyncObject
     ThreadCtlMsg mAwaitedTimer UTL_GUARDED_BY(mQueueSyncObject); // the request that a caller waits for
     bool mHasLoopEnded UTL_GUARDED_BY(mQueueSyncObject) = false;
@@ -353,7 +357,6 @@ private:
     bool mIsUnderWatchdog = false;
 
     SyncObject mApiSyncObject;           // start, stop, and timer operations of other threads
-    SyncObject mSendSyncObject;          // pipe records in the order of control records; held across the write
     mutable SyncObject mQueueSyncObject; // the innermost
     SyncObject mSyncSendSyncObject;      // one request of its kind at a time, also while it waits
     SyncObject mInterruptSendSyncObject;

@@ -36,8 +36,7 @@ struct PipeRecord;
 ///            under way: afterwards none is under way for that timer. With any other value it only posts a request.
 ///            A waiter is released too when the kernel refused, the timer was erased or the thread ended.
 ///            On the timer thread nothing waits, whatever nNoWait says.
-/// Locks:     mApiSyncObject serialises the operations of other threads, also while one waits; then mSendSyncObject,
-///            then mDataSyncObject.
+/// Locks:     mApiSyncObject serialises the operations of other threads, also while one waits; then mDataSyncObject.
 /// Errors:    false for an unknown id and for 256 waiting requests, in silence; false and a line in the log where the
 ///            pipe fails. A kernel that refuses is told by the log alone, and the timer's running state stays.
 /// Caution:   time-outs that find 256 requests waiting are lost, and count as waiting all the same: such a timer may
@@ -148,7 +147,9 @@ private:
     bool request(Kind nKind, int nTimerId, int nNoWait);
     int await(Kind nKind, int nTimerId);
     bool postTimerCtlMsg(int nMsgId, int nValue);
-    bool wakeLocked(TimerCtlMsg const& nRecord) UTL_REQUIRES(mSendSyncObject);
+    bool appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter) UTL_REQUIRES(mDataSyncObject);
+    bool wake(TimerCtlMsg const& nRecord);
+    unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
 
     // Tables, numbers, waiters
     TimerInfo const* findTimer(int nTimerId) const UTL_REQUIRES(mDataSyncObject);
@@ -164,7 +165,6 @@ private:
     // On the timer thread
     bool waitForRecord(ThreadManager& nManager, internal::PipeRecord* npRecord);
     bool readRecord(ThreadManager& nManager, internal::PipeRecord* npRecord, unsigned int* npRead);
-    void flushOwedRecords();
     bool isUnderWatchdog(ThreadManager& nManager);
     ThreadManager* reportsTo();
     bool executeTurn(ThreadManager& nManager, internal::PipeRecord const& nRecord);
@@ -183,7 +183,7 @@ private:
     TimerMap mTimerMap UTL_GUARDED_BY(mDataSyncObject);
     int mNextUserTimerId UTL_GUARDED_BY(mDataSyncObject) = 1;
     int mNextSysTimerNumber UTL_GUARDED_BY(mDataSyncObject) = 1; // the last one handed out
-    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant; posting under mSendSyncObject
+    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant
     Waiter* mpWaiters UTL_GUARDED_BY(mDataSyncObject) = nullptr; // on the stacks of those who wait
     bool mHasLoopEnded UTL_GUARDED_BY(mDataSyncObject) = false;
     Event mLoopEvent;             // on once the thread is in its loop
@@ -192,7 +192,6 @@ private:
     bool mIsUnderWatchdog = false;
 
     SyncObject mApiSyncObject;
-    SyncObject mSendSyncObject;         // who writes to the pipe; held across the write
     mutable SyncObject mDataSyncObject; // the innermost
 };
 

@@ -51,7 +51,7 @@ public:
 
     /// Stops the thread and waits for its end without limit. Does not leave the registry.
     /// Caution: by now only Thread's own requestStop() is called, which does nothing; a subclass that needs more to
-    /// end must stop in its own destructor, or this waits for ever.
+    /// end must stop in its own destructor, or this waits for ever. Nor may a thread destroy itself.
     virtual ~Thread();
     Thread(Thread const&) = delete;
     Thread& operator=(Thread const&) = delete;
@@ -63,6 +63,9 @@ public:
     /// nReserved:    ignored.
     /// Result:   0; -1 where it was started before, however that ended, and where the registry refuses (it may then be
     ///           tried again); -2 where the wait ran out: the thread is up all the same.
+    /// Caution: where the kernel gives the new thread an id that an ended one still has in the registry, the log says
+    /// "entry() Error Thread Register", the result is -1, and the thread runs on outside the registry; destroying the
+    /// object waits for it. Take ended threads out with leaveManagement().
     /// Blocking: a stop() from elsewhere waits until this returns.
     int start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
@@ -91,7 +94,7 @@ public:
     /// Registered, and the registry has not seen its end.
     bool isRunning() const;
 
-    /// The kernel thread id; 0 before a start. The new thread itself may still read 0 in preExecute.
+    /// The kernel thread id; 0 before a start.
     int getId() const { return mId.load(std::memory_order_acquire); }
 
     BasicString<char> const& getName() const { return mName; }
@@ -110,6 +113,7 @@ public:
     bool setPriority(ThreadPriority const& nPriority);
 
     // As the operations of ThreadManager, for this thread.
+    // Caution: before a start the id is 0, which stands for the calling thread; call the watchdog's operations later.
     bool getPriority(ThreadPriority* npPriority) const;
     bool setWatchdogAliveTime(unsigned int nAliveTimeMs);
     bool startWatchdog();

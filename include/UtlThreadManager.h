@@ -48,7 +48,8 @@ public:
     static bool initializeEntryMax(unsigned int nEntryMax);
 
     /// Shuts the watchdog down, waiting for its thread, and deletes the registry; a later get() starts all over.
-    /// Caution: pointers that get() gave are dangling afterwards; stop your threads and file operations first.
+    /// Caution: pointers that get() gave are dangling afterwards; stop your threads and file operations first. Called
+    /// from a watchdog listener it would wait for itself.
     static void destroy();
 
     /// The calling thread's kernel id. Cached for each thread, right again in the child of a fork.
@@ -115,7 +116,8 @@ public:
     /// Result: 0; -2 at the time-out; -1 at once for an unknown id and a thread that entered itself.
     int waitToStop(int nId, unsigned int nTimeoutMs);
 
-    // The watchdog's operations; nId 0 stands for the calling thread.
+    // As the operations of ThreadWatchdog without the last word of the name; nId 0 stands for the calling thread. All
+    // of them are false while the watchdog does not run.
     bool entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nId);
     bool unregisterWatchdog(int nId);
     bool isRegisteredWatchdog(int nId);
@@ -155,11 +157,10 @@ private:
     {
     public:
         ThreadEntry();
-        ThreadEntry(int nIsCaller, unsigned long nHandle, char const* npName, ThreadPriority const& nPriority);
+        ThreadEntry(char const* npName, ThreadPriority const& nPriority);
 
         bool isActive() const;
         bool isControllable() const;
-        void detach();
 
         BasicString<char> mName;
         ThreadPriority mPriority;
@@ -175,9 +176,16 @@ private:
 
     static SyncObject& instantiationSyncObject();
     static void* startThread(void* npRecord);
-    static void reportIfCreated(StatementInfo const& nStatement);
 
-    int startLocked(StartRecord& nRecord, char const* npName) UTL_REQUIRES(mEntrySyncObject);
+    bool startLocked(StartRecord& nRecord, char const* npName) UTL_REQUIRES(mEntrySyncObject);
+    int entryLocked(StartRecord& nRecord, char const* npName, ThreadPriority const& nPriority)
+        UTL_REQUIRES(mEntrySyncObject);
+
+    /// As entry(). *npEndEvent: the event that goes on when the function has returned, wherever a thread was made, also
+    /// where it could not be registered.
+    int entryWithEvent(void (*npFunction)(void*), void* npArgument, int nUseWatchdog, unsigned int nAliveTimeMs,
+                       WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
+                       SmartPointer<Event>* npEndEvent);
     ThreadEntry* findLocked(int nId) UTL_REQUIRES(mEntrySyncObject);
     void printRowLocked(int nLevel, unsigned int nIndex) UTL_REQUIRES(mEntrySyncObject);
     void announce(int nId, int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,

@@ -65,7 +65,9 @@ public:
 
 using WatchdogInfoMap = Map<int, WatchdogInfo, int const&, WatchdogInfo const&, CompareLessPairKey<int, WatchdogInfo>>;
 
-/// Is told of a time-out. Implemented by the application; must outlive the registration.
+/// Is told of a time-out. Implemented by the application.
+/// Caution: a call may be under way, or just about to come, when unregister() or stop() returns; a listener is safe to
+/// destroy after ThreadManager::destroy(), or one that lives as long as the process.
 class UTL_API WatchdogTimerListener
 {
 public:
@@ -95,9 +97,10 @@ public:
     /// Starts thread and beat and waits until both are up. Result: false where that was done before or fails.
     bool initialize(unsigned int nIntervalMs);
 
-    /// Stops the thread, waiting without limit. It does not start again.
+    /// Stops the thread, waiting without limit; not from a listener of its own. It does not start again.
     void shutdown();
 
+    /// Milliseconds from beat to beat; 0: no beat. Waits for the watchdog thread. Result: false before initialize().
     bool setWatchInterval(unsigned int nIntervalMs);
 
     /// Registers a thread, not watched until start(). npListener null: the table is printed to the log at level 3.

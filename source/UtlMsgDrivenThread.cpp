@@ -3,9 +3,11 @@
 
 #include "UtlApplog.h"
 #include "UtlThreadManager.h"
+#include "internal/UtlMsgThreadAnswers.h"
 #include "internal/UtlRecordPipe.h"
 #include "internal/UtlWatchdogPort.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 
@@ -48,13 +50,9 @@ MsgDrivenThread::MsgDrivenThread(unsigned int nMaxMsgSize, unsigned int nMaxMsgC
       mInputRawMsg(slotSizeFor(nMaxMsgSize)),
       mOutputRawMsg(slotSizeFor(nMaxMsgSize)),
       mFindRawMsg(slotSizeFor(nMaxMsgSize)),
-      mInterruptEvent(0, 1),
-      mSyncEvent(0, 1),
-      mEraseEvent(0, 1),
-      mFindEvent(0, 1),
-      mTimerEvent(0, 1),
       mTimerMap(nMaxTimerCount),
       mTimerStopEntryMap(nMaxTimerCount),
+      mpAnswers(new Answers),
       mpPipe(new internal::RecordPipe)
 {
     if (!mpPipe->open())
@@ -100,7 +98,8 @@ int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)
 
 void MsgDrivenThread::requestStop()
 {
-    postThreadCtlMsg(MSG_ID_STOP_THREAD, -1);
+    // Once more where that failed: nothing else may ever wake the thread.
+    postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) || postThreadCtlMsg(MSG_ID_STOP_THREAD, -1);
 }
 
 bool MsgDrivenThread::isOwnThread() const
@@ -147,9 +146,9 @@ bool MsgDrivenThread::readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord
 {
     internal::PipeRecord lRecord{MSG_ID_NONE, -1};
     bool lIsRead = false;
-    if (!mpPipe->hasBuffered() && mpPipe->owedCount() > 0)
+    if (!mpPipe->hasBuffered())
     {
-        flushOwedRecords();
+        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
     }
     if (mpPipe->hasBuffered() || !isUnderWatchdog(nManager))
     {
@@ -170,17 +169,19 @@ bool MsgDrivenThread::readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord
     return lIsRead;
 }
 
-void MsgDrivenThread::flushOwedRecords()
+/// Copies the oldest nMaxCount of the control records whose pipe records are owed.
+unsigned int MsgDrivenThread::copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount)
 {
-    SyncGuard lSendGuard(mSendSyncObject);
     SyncGuard lGuard(mQueueSyncObject);
-    unsigned int const lCount = mCtlQueue.size();
-    mpPipe->flush(lCount,
-                  [&](unsigned int nFromBack) UTL_NO_THREAD_SAFETY_ANALYSIS
-                  {
-                      ThreadCtlMsg const* const lpRecord = mCtlQueue.at(lCount - nFromBack);
-                      return internal::PipeRecord{lpRecord->mMsgId, lpRecord->mParam};
-                  });
+    unsigned int const lQueued = mCtlQueue.size();
+    unsigned int const lOwed = mpPipe->owedCount(lQueued);
+    unsigned int const lCount = std::min(lOwed, nMaxCount);
+    for (unsigned int lIndex = 0; lIndex < lCount; ++lIndex)
+    {
+        ThreadCtlMsg const* const lpRecord = mCtlQueue.at(lQueued - lOwed + lIndex);
+        npTarget[lIndex] = internal::PipeRecord{lpRecord->mMsgId, lpRecord->mParam};
+    }
+    return lCount;
 }
 
 bool MsgDrivenThread::isUnderWatchdog(ThreadManager& nManager)
@@ -194,6 +195,14 @@ bool MsgDrivenThread::isUnderWatchdog(ThreadManager& nManager)
     return mIsUnderWatchdog;
 }
 
+void MsgDrivenThread::reportTurn(ThreadManager& nManager)
+{
+    if (isUnderWatchdog(nManager))
+    {
+        nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+    }
+}
+
 /// What one pipe record gives rise to. Result: false when the loop is to end.
 bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& nRecord)
 {
@@ -202,9 +211,10 @@ bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& n
         executeTimeoutSignal(toUserTimerId(nRecord.mParam));
         return true;
     }
-    if ((mPendingRequests.load() & (REQUEST_INTERRUPT | REQUEST_ERASE | REQUEST_FIND)) != 0)
+    if (mPendingRequests != 0)
     {
         serveRequests();
+        reportTurn(nManager);
     }
     ThreadCtlMsg lHead;
     bool lIsTaken = false;
@@ -212,24 +222,8 @@ bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& n
     {
         return true;
     }
-    int lResult = -1;
-    if (!isPostedMsg(lHead.mMsgId))
-    {
-        lResult = dispatch(lHead);
-    }
-    else
-    {
-        if (lIsTaken)
-        {
-            callListener(mOutputRawMsg);
-            lResult = 0;
-        }
-        mIsDataQueueOverflowed = false;
-    }
-    if (isUnderWatchdog(nManager))
-    {
-        nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
-    }
+    int const lResult = dispatch(lHead, lIsTaken);
+    reportTurn(nManager);
     if (lResult != 0)
     {
         applog(UTL_LOG_TYPE, 1, "!!!!!!!! MsgDrivenThread(%s) Error. MsgId:0x%08x !!!!!!!!", getName().c_str(),
@@ -241,7 +235,8 @@ bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& n
 /// Looks at the head of the control queue. The queue is to be trusted, the pipe record is a hint: after requests have
 /// removed records from the middle, theirs remain in the pipe and are dropped here, while the head's is still to come.
 ///
-/// *npHead:    the record to work on. *npIsTaken: it was a posted message and stands in mOutputRawMsg, off the queues.
+/// *npHead:    the record to work on, off the queue by now; only MSG_ID_SYNC goes together with its slot, later.
+/// *npIsTaken: it was a posted message, and its image stands in mOutputRawMsg.
 /// Result:     false when there is nothing to do for this pipe record.
 bool MsgDrivenThread::findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead, bool* npIsTaken)
 {
@@ -254,15 +249,18 @@ bool MsgDrivenThread::findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead
     {
         *npIsTaken = takeMsgLocked(npHead->mMsgId);
     }
+    else if (npHead->mMsgId != MSG_ID_SYNC)
+    {
+        mCtlQueue.pop();
+    }
     return true;
 }
 
 /// Result: false for an empty queue. A record of a request that has been served, or withdrawn, goes here.
 bool MsgDrivenThread::readHeadLocked(ThreadCtlMsg* npHead)
 {
-    unsigned int const REQUESTS = REQUEST_INTERRUPT | REQUEST_ERASE | REQUEST_FIND;
     ThreadCtlMsg const* lpHead = mCtlQueue.at(0);
-    while (lpHead != nullptr && lpHead->mMsgId == MSG_ID_OUT_OF_BAND && (mPendingRequests.load() & REQUESTS) == 0)
+    while (lpHead != nullptr && lpHead->mMsgId == MSG_ID_OUT_OF_BAND && mPendingRequests == 0)
     {
         mCtlQueue.pop();
         lpHead = mCtlQueue.at(0);
@@ -278,38 +276,45 @@ bool MsgDrivenThread::readHeadLocked(ThreadCtlMsg* npHead)
 /// Interrupt, erase and find, in this order, ahead of the queue.
 void MsgDrivenThread::serveRequests()
 {
-    if ((mPendingRequests.load() & REQUEST_INTERRUPT) != 0)
+    if (takeRequest(REQUEST_INTERRUPT))
     {
-        if (executeReceiveInterrupt() == 0)
-        {
-            mInterruptResult = true;
-        }
-        finishRequest(REQUEST_INTERRUPT, mInterruptEvent);
+        mInterruptResult = executeReceiveInterrupt() == 0;
+        finishRequest(mpAnswers->mInterrupt);
     }
-    if ((mPendingRequests.load() & REQUEST_ERASE) != 0)
+    if (takeRequest(REQUEST_ERASE))
     {
         mEraseResult = executeEraseMsg(mpEraseJudgement);
-        finishRequest(REQUEST_ERASE, mEraseEvent);
+        finishRequest(mpAnswers->mErase);
     }
-    if ((mPendingRequests.load() & REQUEST_FIND) != 0)
+    if (takeRequest(REQUEST_FIND))
     {
         mFindResult = executeFindMsg(mpFindJudgement, mpPeekRawMsg);
-        finishRequest(REQUEST_FIND, mFindEvent);
+        finishRequest(mpAnswers->mFind);
     }
 }
 
-int MsgDrivenThread::dispatch(ThreadCtlMsg const& nHead)
+/// Result: the request was pending. From here on it cannot be withdrawn.
+bool MsgDrivenThread::takeRequest(Request nRequest)
+{
+    return (mPendingRequests.fetch_and(~static_cast<unsigned int>(nRequest)) & nRequest) != 0;
+}
+
+void MsgDrivenThread::finishRequest(internal::Answer& nAnswer)
+{
+    eraseMsgFromCtlQueue(MSG_ID_OUT_OF_BAND);
+    nAnswer.give();
+}
+
+/// Works on a record. nIsTaken: a posted message stands in mOutputRawMsg. Result: 0, -1 for a failure.
+int MsgDrivenThread::dispatch(ThreadCtlMsg const& nHead, bool nIsTaken)
 {
     switch (nHead.mMsgId)
     {
     case MSG_ID_SYNC:
     {
         int const lResult = executeReceiveSync();
-        if (lResult == 0)
-        {
-            mSyncResult = true;
-        }
-        mSyncEvent.setOff();
+        mSyncResult = lResult == 0;
+        mpAnswers->mSync.give();
         mIsDataQueueOverflowed = false;
         return lResult;
     }
@@ -318,24 +323,19 @@ int MsgDrivenThread::dispatch(ThreadCtlMsg const& nHead)
         return dispatchTimerRequest(nHead);
     case MSG_ID_TIMEOUT:
         return executeTimeout(nHead.mParam);
-    default: // MSG_ID_STOP_THREAD: the loop looks at the stop request after every dispatch
-        return removeHead(0);
+    case MSG_ID_STOP_THREAD: // the loop looks at the stop request after every dispatch
+        return 0;
+    default:
+        if (nIsTaken)
+        {
+            callListener(mOutputRawMsg);
+        }
+        mIsDataQueueOverflowed = false;
+        return nIsTaken ? 0 : -1;
     }
 }
 
-/// Removes the control queue's head. Result: nResult; -1 when the queue was empty.
-int MsgDrivenThread::removeHead(int nResult)
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    if (mCtlQueue.size() == 0)
-    {
-        return -1;
-    }
-    mCtlQueue.pop();
-    return nResult;
-}
-
-/// Nobody may wait for a loop that has ended: the flag refuses new requests, the events release the old ones.
+/// Nobody may wait for a loop that has ended: the flag refuses new requests, the answers release the old ones.
 void MsgDrivenThread::endLoop()
 {
     {
@@ -344,10 +344,7 @@ void MsgDrivenThread::endLoop()
     }
     eraseAllTimer();
     mPendingRequests = 0;
-    for (Event* lpEvent : {&mInterruptEvent, &mSyncEvent, &mEraseEvent, &mFindEvent, &mTimerEvent})
-    {
-        lpEvent->setOff();
-    }
+    mpAnswers->giveAll();
 }
 
 } // namespace utl

@@ -2,6 +2,7 @@
 #include "UtlMsgDrivenThread.h"
 
 #include "UtlApplog.h"
+#include "internal/UtlMsgThreadAnswers.h"
 #include "internal/UtlRecordPipe.h"
 
 #include <cerrno>
@@ -19,15 +20,6 @@ bool hasMsgData(int nMsgId)
     bool const lIsControl = lMsgId >= static_cast<unsigned int>(MSG_ID_OUT_OF_BAND) &&
                             lMsgId <= static_cast<unsigned int>(MSG_ID_STOP_THREAD);
     return nMsgId != MSG_ID_NONE && nMsgId != MSG_ID_ANY && nMsgId != MSG_ID_TIMEOUT_SIGNAL && !lIsControl;
-}
-
-/// Waits without limit; an early end of one wait does not end it.
-void waitUntilOff(Event const& nEvent)
-{
-    while (nEvent.isOn())
-    {
-        nEvent.waitToOff(0);
-    }
 }
 
 } // namespace
@@ -56,33 +48,21 @@ bool MsgDrivenThread::sendMsgInterrupt(int nMsgId)
 
 bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
 {
-    SyncGuard lSendGuard(mSendSyncObject);
-    if (!storeLocked(nMsg))
-    {
-        return false;
-    }
-    int lMsgId = MSG_ID_NONE;
-    mInputRawMsg.getMsgId(&lMsgId);
+    bool lIsWriter = false;
     {
         SyncGuard lGuard(mQueueSyncObject);
-        if (!appendDataLocked(lMsgId))
+        if (!storeLocked(nMsg) || !appendDataLocked())
         {
             return false;
         }
-        if (!appendCtlLocked(lMsgId, -1))
+        if (!appendCtlLocked(nMsg.mMsgId, -1, &lIsWriter))
         {
             mDataQueue.popBack(slotSize());
             return false;
         }
     }
-    // Without the queue's lock: the reader is woken by this and needs it at once.
-    if (!wakeLocked(lMsgId, -1))
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        mDataQueue.popBack(slotSize());
-        return false;
-    }
-    return true;
+    // Without the lock: the message thread is woken by this and needs it at once.
+    return !lIsWriter || wake(nMsg.mMsgId, -1, slotSize());
 }
 
 bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
@@ -97,38 +77,28 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     {
         return false;
     }
-    waitUntilOff(mSyncEvent);
+    mpAnswers->mSync.wait();
     return mSyncResult;
 }
 
+/// Where the control queue is full or the write fails, the slot stays; the dispatch throws it away when it meets it.
 bool MsgDrivenThread::postSync(Msg const& nMsg)
 {
-    SyncGuard lSendGuard(mSendSyncObject);
-    if (!storeLocked(nMsg))
-    {
-        return false;
-    }
+    bool lIsWriter = false;
     {
         SyncGuard lGuard(mQueueSyncObject);
-        int lMsgId = MSG_ID_NONE;
-        mInputRawMsg.getMsgId(&lMsgId);
-        if (mHasLoopEnded || !appendDataLocked(lMsgId))
+        if (mHasLoopEnded || !storeLocked(nMsg) || !appendDataLocked() || !appendCtlLocked(MSG_ID_SYNC, -1, &lIsWriter))
         {
             return false;
         }
-        mSyncEvent.setOn();
-        if (!appendCtlLocked(MSG_ID_SYNC, -1))
-        {
-            mSyncEvent.setOff();
-            return false; // the slot stays; the dispatch throws it away when it meets it
-        }
+        mpAnswers->mSync.expect();
     }
-    if (!wakeLocked(MSG_ID_SYNC, -1))
+    if (!lIsWriter || wake(MSG_ID_SYNC, -1, 0))
     {
-        mSyncEvent.setOff();
-        return false;
+        return true;
     }
-    return true;
+    mpAnswers->mSync.withdraw();
+    return false;
 }
 
 bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
@@ -139,61 +109,43 @@ bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
     }
     SyncGuard lOneGuard(mInterruptSendSyncObject);
     mInterruptResult = false;
-    if (!postInterrupt(nMsg))
+    if (!postRequest(REQUEST_INTERRUPT, mpAnswers->mInterrupt, &nMsg))
     {
         return false;
     }
-    waitUntilOff(mInterruptEvent);
+    mpAnswers->mInterrupt.wait();
     return mInterruptResult;
 }
 
-bool MsgDrivenThread::postInterrupt(Msg const& nMsg)
+/// Announces a request to the loop; npInterrupt is the message of an interrupt, otherwise null.
+/// Result: false, with nothing pending, where the loop has ended, the message does not fit, or the loop cannot be
+/// woken.
+bool MsgDrivenThread::postRequest(Request nRequest, internal::Answer& nAnswer, Msg const* npInterrupt)
 {
-    SyncGuard lSendGuard(mSendSyncObject);
-    if (!storeLocked(nMsg))
-    {
-        return false;
-    }
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        mInterruptQueue.clear(); // so its one slot is always free
-        mInterruptQueue.pushAll(mInputRawMsg.buffer(), slotSize());
-    }
-    return postRequestLocked(REQUEST_INTERRUPT, mInterruptEvent);
-}
-
-/// Announces a request to the loop. Result: false, with nothing pending, where the loop has ended or cannot be woken.
-bool MsgDrivenThread::postRequestLocked(Request nRequest, Event& nEvent)
-{
+    bool lIsWriter = false;
     {
         SyncGuard lGuard(mQueueSyncObject);
         // Request and record appear at once: the loop never sees one without the other.
-        if (mHasLoopEnded || !appendCtlLocked(MSG_ID_OUT_OF_BAND, -1))
+        if (mHasLoopEnded || (npInterrupt != nullptr && !storeLocked(*npInterrupt)) ||
+            !appendCtlLocked(MSG_ID_OUT_OF_BAND, -1, &lIsWriter))
         {
             return false;
         }
-        nEvent.setOn();
+        if (npInterrupt != nullptr)
+        {
+            mInterruptQueue.clear(); // so its one slot is always free
+            mInterruptQueue.pushAll(mInputRawMsg.buffer(), slotSize());
+        }
+        nAnswer.expect();
         mPendingRequests |= nRequest;
     }
-    if (!wakeLocked(MSG_ID_OUT_OF_BAND, -1))
+    // Where the loop has taken the request meanwhile, woken by something else, it is posted after all.
+    if (!lIsWriter || wake(MSG_ID_OUT_OF_BAND, -1, 0) || !takeRequest(nRequest))
     {
-        withdrawRequest(nRequest, nEvent);
-        return false;
+        return true;
     }
-    return true;
-}
-
-void MsgDrivenThread::withdrawRequest(Request nRequest, Event& nEvent)
-{
-    mPendingRequests &= ~static_cast<unsigned int>(nRequest);
-    nEvent.setOff();
-}
-
-/// On the message thread: the request has been served.
-void MsgDrivenThread::finishRequest(Request nRequest, Event& nEvent)
-{
-    eraseMsgFromCtlQueue(MSG_ID_OUT_OF_BAND);
-    withdrawRequest(nRequest, nEvent);
+    nAnswer.withdraw();
+    return false;
 }
 
 /// Marshals a message into mInputRawMsg. Result: false where it does not fit (logged).
@@ -203,34 +155,36 @@ bool MsgDrivenThread::storeLocked(Msg const& nMsg)
     {
         return true;
     }
-    int lMsgId = MSG_ID_NONE;
-    mInputRawMsg.getMsgId(&lMsgId);
     applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) Overflow MsgSize  MaxSize(include MsgId):%d MsgId:0x%08x",
-           getName().c_str(), static_cast<int>(mInputRawMsg.maxSize()), static_cast<unsigned int>(lMsgId));
+           getName().c_str(), static_cast<int>(mInputRawMsg.maxSize()), static_cast<unsigned int>(nMsg.mMsgId));
     return false;
 }
 
 /// Appends mInputRawMsg, whole. Result: false for a full queue; of a burst the first is logged as an error.
-bool MsgDrivenThread::appendDataLocked(int nMsgId)
+bool MsgDrivenThread::appendDataLocked()
 {
     if (mDataQueue.pushAll(mInputRawMsg.buffer(), slotSize()))
     {
         return true;
     }
+    int lMsgId = MSG_ID_NONE;
+    mInputRawMsg.getMsgId(&lMsgId);
     applog(UTL_LOG_TYPE, mIsDataQueueOverflowed ? 4 : 1,
            "MsgDrivenThread(%s) Overflow MsgDataQueue  MaxCount:%d MsgId:0x%08x", getName().c_str(),
-           static_cast<int>(mMaxMsgCount), static_cast<unsigned int>(nMsgId));
+           static_cast<int>(mMaxMsgCount), static_cast<unsigned int>(lMsgId));
     mIsDataQueueOverflowed = true;
     return false;
 }
 
-bool MsgDrivenThread::appendCtlLocked(int nMsgId, int nParam)
+/// *npIsWriter: the caller is to call wake() once it has let go of the lock.
+bool MsgDrivenThread::appendCtlLocked(int nMsgId, int nParam, bool* npIsWriter)
 {
     ThreadCtlMsg lRecord;
     lRecord.mMsgId = nMsgId;
     lRecord.mParam = nParam;
     if (mCtlQueue.push(lRecord))
     {
+        *npIsWriter = mpPipe->announce();
         return true;
     }
     applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) Overflow ThreadCtlMsgQueue  MaxCount:%d MsgId:0x%08x",
@@ -238,37 +192,54 @@ bool MsgDrivenThread::appendCtlLocked(int nMsgId, int nParam)
     return false;
 }
 
-/// Writes the pipe record of the control record appended last. Where that fails the control record is taken back:
-/// without its pipe record it would come to the head and stay there.
-bool MsgDrivenThread::wakeLocked(int nMsgId, int nParam)
+/// Writes the pipe record of the control record appended last, which owns nSlotSize bytes of the data queue. Where that
+/// fails both are taken back: without its pipe record it would come to the head and stay there.
+/// Result: false where they were taken back; true where the record is on its way, or gone.
+bool MsgDrivenThread::wake(int nMsgId, int nParam, unsigned int nSlotSize)
 {
+    auto const lCopyOwed = [this](auto... nArguments) { return copyOwed(nArguments...); };
     unsigned int lWritten = 0;
-    if (mpPipe->post(internal::PipeRecord{nMsgId, nParam}, &lWritten))
+    if (mpPipe->write(internal::PipeRecord{nMsgId, nParam}, lCopyOwed, &lWritten))
     {
         return true;
     }
     applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s)::postThreadCtlMsg() Error. write Ret:%u errno:%d", getName().c_str(),
            lWritten, errno);
-    SyncGuard lGuard(mQueueSyncObject);
-    ThreadCtlMsg const* const lpLast = mCtlQueue.at(mCtlQueue.size() - 1);
-    if (lpLast != nullptr && lpLast->mMsgId == nMsgId && lpLast->mParam == nParam)
     {
-        mCtlQueue.popBack(1);
+        SyncGuard lGuard(mQueueSyncObject);
+        if (mpPipe->giveUp())
+        {
+            return !takeBackLocked(nMsgId, nParam, nSlotSize);
+        }
     }
-    return false;
+    mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
+    return true;
+}
+
+/// Result: false where the record is gone already.
+bool MsgDrivenThread::takeBackLocked(int nMsgId, int nParam, unsigned int nSlotSize)
+{
+    ThreadCtlMsg const* const lpLast = mCtlQueue.at(mCtlQueue.size() - 1);
+    if (lpLast == nullptr || lpLast->mMsgId != nMsgId || lpLast->mParam != nParam)
+    {
+        return false;
+    }
+    mCtlQueue.popBack(1);
+    mDataQueue.popBack(nSlotSize);
+    return true;
 }
 
 bool MsgDrivenThread::postThreadCtlMsg(int nMsgId, int nParam)
 {
-    SyncGuard lSendGuard(mSendSyncObject);
+    bool lIsWriter = false;
     {
         SyncGuard lGuard(mQueueSyncObject);
-        if (!appendCtlLocked(nMsgId, nParam))
+        if (!appendCtlLocked(nMsgId, nParam, &lIsWriter))
         {
             return false;
         }
     }
-    return wakeLocked(nMsgId, nParam);
+    return !lIsWriter || wake(nMsgId, nParam, 0);
 }
 
 bool MsgDrivenThread::eraseMsgFromCtlQueue(int nMsgId)
@@ -430,22 +401,22 @@ bool MsgDrivenThread::findInternal(MsgJudgementInterface* npJudgement, ThreadRaw
     {
         return executeFindMsg(npJudgement, npRawMsg);
     }
+    // The copy gets its memory here, and not on the message thread with the queues locked.
+    ThreadRawMsg lFound(npRawMsg != nullptr ? slotSize() : 0);
     SyncGuard lOneGuard(mFindSyncObject);
     mpFindJudgement = npJudgement;
-    mpPeekRawMsg = npRawMsg;
+    mpPeekRawMsg = npRawMsg != nullptr ? &lFound : nullptr;
     mFindResult = false;
-    bool lIsPosted = false;
+    if (!postRequest(REQUEST_FIND, mpAnswers->mFind, nullptr))
     {
-        SyncGuard lSendGuard(mSendSyncObject);
-        lIsPosted = postRequestLocked(REQUEST_FIND, mFindEvent);
+        return false;
     }
-    if (lIsPosted)
+    mpAnswers->mFind.wait();
+    if (mFindResult && npRawMsg != nullptr)
     {
-        waitUntilOff(mFindEvent);
+        *npRawMsg = lFound;
     }
-    mpFindJudgement = nullptr;
-    mpPeekRawMsg = nullptr;
-    return lIsPosted && mFindResult;
+    return mFindResult;
 }
 
 bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
@@ -462,17 +433,13 @@ bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
     mpEraseJudgement = npJudgement;
     // If the thread ends first, no queue will run the message any more: erased.
     mEraseResult = true;
-    bool lIsPosted = false;
+    if (postRequest(REQUEST_ERASE, mpAnswers->mErase, nullptr))
     {
-        SyncGuard lSendGuard(mSendSyncObject);
-        lIsPosted = postRequestLocked(REQUEST_ERASE, mEraseEvent);
+        mpAnswers->mErase.wait();
+        return mEraseResult;
     }
-    if (lIsPosted)
-    {
-        waitUntilOff(mEraseEvent);
-    }
-    mpEraseJudgement = nullptr;
-    return lIsPosted && mEraseResult;
+    SyncGuard lGuard(mQueueSyncObject);
+    return mHasLoopEnded;
 }
 
 /// A place in both queues: the control queue is the list, the data cursor follows it.
@@ -647,18 +614,13 @@ MsgDrivenThread::WalkStep MsgDrivenThread::eraseSyncLocked(Walk& nWalk, MsgJudge
         return WALK_FAILED;
     }
     copySlotLocked(nWalk);
-    if (!nJudgement.judge(mFindRawMsg))
+    WalkStep const lStep =
+        eraseSlotLocked(nWalk, nJudgement, "MsgDrivenThread::executeEraseMsg(): Erase Queue fail. Line=%d", __LINE__);
+    if (lStep == WALK_REMOVED)
     {
-        nWalk.mDataPos += slotSize();
-        return WALK_STAYS;
+        mpAnswers->mSync.give();
     }
-    if (!earseMsgQueue(nWalk.mPosition, nWalk.mDataPos, slotSize()))
-    {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Erase Queue fail. Line=%d", __LINE__);
-        return WALK_FAILED;
-    }
-    mSyncEvent.setOff();
-    return WALK_REMOVED;
+    return lStep;
 }
 
 /// This walk does not repair queues that do not fit together, as the dispatch does.
@@ -687,17 +649,26 @@ MsgDrivenThread::WalkStep MsgDrivenThread::erasePostedLocked(ThreadCtlMsg const&
                __LINE__, nRecord.mMsgId, lMsgId);
         return WALK_FAILED;
     }
+    return eraseSlotLocked(nWalk, nJudgement, "MsgDrivenThread::executeEraseMsg(): erase Data Queue fail. Line=%d",
+                           __LINE__);
+}
+
+/// Removes the record and its slot, which stands in mFindRawMsg, where it passes. npFailure: the line to log where that
+/// fails, with nLine.
+MsgDrivenThread::WalkStep MsgDrivenThread::eraseSlotLocked(Walk& nWalk, MsgJudgementInterface& nJudgement,
+                                                           char const* npFailure, int nLine)
+{
     if (!nJudgement.judge(mFindRawMsg))
     {
         nWalk.mDataPos += slotSize();
         return WALK_STAYS;
     }
-    if (!earseMsgQueue(nWalk.mPosition, nWalk.mDataPos, slotSize()))
+    if (earseMsgQueue(nWalk.mPosition, nWalk.mDataPos, slotSize()))
     {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): erase Data Queue fail. Line=%d", __LINE__);
-        return WALK_FAILED;
+        return WALK_REMOVED;
     }
-    return WALK_REMOVED;
+    applog(UTL_LOG_TYPE, 1, npFailure, nLine);
+    return WALK_FAILED;
 }
 
 /// Removes one control record and nDataSize bytes of its slot. The name is what callers of old know it by.

@@ -3,6 +3,7 @@
 
 #include "UtlApplog.h"
 #include "internal/UtlKernelTimer.h"
+#include "internal/UtlMsgThreadAnswers.h"
 #include "internal/UtlRecordPipe.h"
 
 #include <cerrno>
@@ -170,7 +171,6 @@ int MsgDrivenThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned in
     SyncGuard lApiGuard(mApiSyncObject);
     int lTimerId = -1;
     {
-        SyncGuard lSendGuard(mSendSyncObject);
         SyncGuard lGuard(mQueueSyncObject);
         lTimerId = insertTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
         if (lTimerId == -1)
@@ -184,7 +184,10 @@ int MsgDrivenThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned in
             return -1;
         }
     }
-    awaitTimerRequest(nNoWait == 0);
+    if (nNoWait == 0)
+    {
+        mpAnswers->mTimer.wait();
+    }
     return lTimerId;
 }
 
@@ -221,7 +224,6 @@ bool MsgDrivenThread::startTimer(int nTimerId, int nNoWait)
     SyncGuard lApiGuard(mApiSyncObject);
     bool lIsAwaited = false;
     {
-        SyncGuard lSendGuard(mSendSyncObject);
         SyncGuard lGuard(mQueueSyncObject);
         TimerInfo const* const lpInfo = findTimer(nTimerId);
         if (lpInfo == nullptr)
@@ -234,7 +236,10 @@ bool MsgDrivenThread::startTimer(int nTimerId, int nNoWait)
             return false;
         }
     }
-    awaitTimerRequest(lIsAwaited);
+    if (lIsAwaited)
+    {
+        mpAnswers->mTimer.wait();
+    }
     return true;
 }
 
@@ -278,29 +283,35 @@ bool MsgDrivenThread::postKillTimer(int nTimerId, bool nIsToWait)
 {
     bool lIsAwaited = false;
     {
-        SyncGuard lSendGuard(mSendSyncObject);
         SyncGuard lGuard(mQueueSyncObject);
         TimerInfo* const lpInfo = findTimer(nTimerId);
         if (mHasLoopEnded || lpInfo == nullptr)
         {
             return false;
         }
-        if (!mTimerStopEntryMap.insert(nTimerId, *lpInfo))
-        {
-            // No room to hand it over: the kernel allows it here too.
-            eraseTimerByTimerInfo(lpInfo);
-            removeTimerLocked(mTimerMap, nTimerId);
-            return true;
-        }
+        bool const lIsHandedOver = mTimerStopEntryMap.insert(nTimerId, *lpInfo);
         lIsAwaited = nIsToWait && lpInfo->mpRunningEvent->isOn();
         if (!postTimerRequestLocked(MSG_ID_STOP_TIMER, nTimerId, lIsAwaited))
         {
             mTimerStopEntryMap.erase(nTimerId);
             return false;
         }
-        mTimerMap.erase(nTimerId);
+        if (lIsHandedOver)
+        {
+            mTimerMap.erase(nTimerId);
+        }
+        else
+        {
+            // No room to hand it over: the kernel allows it here too. The record posted still tells when the message
+            // thread has seen the last of it.
+            eraseTimerByTimerInfo(lpInfo);
+            removeTimerLocked(mTimerMap, nTimerId);
+        }
     }
-    awaitTimerRequest(lIsAwaited);
+    if (lIsAwaited)
+    {
+        mpAnswers->mTimer.wait();
+    }
     return true;
 }
 
@@ -315,17 +326,9 @@ bool MsgDrivenThread::postTimerRequestLocked(int nMsgId, int nTimerId, bool nIsA
     {
         mAwaitedTimer.mMsgId = nMsgId;
         mAwaitedTimer.mParam = nTimerId;
-        mTimerEvent.setOn();
+        mpAnswers->mTimer.expect();
     }
     return true;
-}
-
-void MsgDrivenThread::awaitTimerRequest(bool nIsAwaited)
-{
-    while (nIsAwaited && mTimerEvent.isOn())
-    {
-        mTimerEvent.waitToOff(0);
-    }
 }
 
 void MsgDrivenThread::onEraseTimer(int) {}
@@ -413,14 +416,13 @@ int MsgDrivenThread::dispatchTimerRequest(ThreadCtlMsg const& nHead)
     bool const lIsStart = nHead.mMsgId == MSG_ID_START_TIMER;
     int const lResult =
         lIsStart ? (executeStartTimer(nHead.mParam) == START_FAILED ? -1 : 0) : executeStopTimer(nHead.mParam);
-    int const lStepResult = removeHead(lResult);
     SyncGuard lGuard(mQueueSyncObject);
     if (mAwaitedTimer.mMsgId == nHead.mMsgId && mAwaitedTimer.mParam == nHead.mParam)
     {
         mAwaitedTimer = ThreadCtlMsg();
-        mTimerEvent.setOff();
+        mpAnswers->mTimer.give();
     }
-    return lStepResult;
+    return lResult;
 }
 
 int MsgDrivenThread::executeStartTimer(int nTimerId)
@@ -462,7 +464,6 @@ int MsgDrivenThread::executeStopTimer(int nTimerId)
 void MsgDrivenThread::executeTimeoutSignal(int nTimerId)
 {
     logHandlerError();
-    SyncGuard lSendGuard(mSendSyncObject);
     SyncGuard lGuard(mQueueSyncObject);
     TimerInfo* const lpInfo = findTimer(nTimerId);
     if (lpInfo == nullptr || !internal::mayQueueTimeout(*lpInfo))
@@ -478,7 +479,6 @@ void MsgDrivenThread::executeTimeoutSignal(int nTimerId)
 
 int MsgDrivenThread::executeTimeout(int nTimerId)
 {
-    removeHead(0);
     TimerMsg lMsg;
     lMsg.mTimerId = nTimerId;
     if (!lMsg.storeTo(&mOutputRawMsg))
@@ -518,7 +518,12 @@ MsgDrivenThread::TimeoutResult MsgDrivenThread::TimeoutPostHandling(int nTimerId
     }
     // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
     eraseTimerByTimerInfo(lpInfo);
-    return startTimerByTimerInfo(lpInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
+    if (startTimerByTimerInfo(lpInfo))
+    {
+        return TIMEOUT_GOES_ON;
+    }
+    lpInfo->mpRunningEvent->setOff(); // it rests, and can be started again
+    return TIMEOUT_REARM_FAILED;
 }
 
 /// After the loop: every timer goes, in descending order of id.

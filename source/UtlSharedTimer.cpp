@@ -8,6 +8,7 @@
 #include "internal/UtlRecordPipe.h"
 #include "internal/UtlWatchdogPort.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
@@ -268,34 +269,32 @@ bool SharedTimer::request(Kind nKind, int nTimerId, int nNoWait)
     Waiter lWaiter(nTimerId, nKind);
     TimerCtlMsg const lRecord{nKind == KIND_START ? TIMER_CTL_START : TIMER_CTL_STOP, nTimerId};
     bool const lIsToWait = nNoWait == 0 && !isOwnThread() && hasDone(STAGE_STARTED);
+    bool lIsWriter = false;
     {
-        SyncGuard lSendGuard(mSendSyncObject);
+        SyncGuard lGuard(mDataSyncObject);
+        TimerInfo const* const lpInfo = findTimer(nTimerId);
+        if (lpInfo == nullptr)
         {
-            SyncGuard lGuard(mDataSyncObject);
-            TimerInfo const* const lpInfo = findTimer(nTimerId);
-            if (lpInfo == nullptr)
-            {
-                return false;
-            }
-            if (lpInfo->mpRunningEvent->isOn() == (nKind == KIND_START))
-            {
-                return true;
-            }
-            if (!mCtlQueue.push(lRecord))
-            {
-                return false;
-            }
-            if (lIsToWait)
-            {
-                enlistLocked(lWaiter);
-            }
-        }
-        if (!wakeLocked(lRecord))
-        {
-            SyncGuard lGuard(mDataSyncObject);
-            unlistLocked(lWaiter);
             return false;
         }
+        if (lpInfo->mpRunningEvent->isOn() == (nKind == KIND_START))
+        {
+            return true;
+        }
+        if (!appendLocked(lRecord, &lIsWriter))
+        {
+            return false;
+        }
+        if (lIsToWait)
+        {
+            enlistLocked(lWaiter);
+        }
+    }
+    if (lIsWriter && !wake(lRecord))
+    {
+        SyncGuard lGuard(mDataSyncObject);
+        unlistLocked(lWaiter);
+        return false;
     }
     if (lIsToWait)
     {
@@ -404,38 +403,60 @@ void SharedTimer::stopThreadWatchdog()
 bool SharedTimer::postTimerCtlMsg(int nMsgId, int nValue)
 {
     TimerCtlMsg const lRecord{nMsgId, nValue};
-    SyncGuard lSendGuard(mSendSyncObject);
+    bool lIsWriter = false;
     {
         SyncGuard lGuard(mDataSyncObject);
-        if (!mCtlQueue.push(lRecord))
+        if (!appendLocked(lRecord, &lIsWriter))
         {
             return false;
         }
     }
-    return wakeLocked(lRecord);
+    return !lIsWriter || wake(lRecord);
 }
 
-/// A pipe record for a record that stands in the queue by now. Where the write fails, that one is taken back: nobody
-/// would wake the loop for it, and it would be served in the place of a later one.
-bool SharedTimer::wakeLocked(TimerCtlMsg const& nRecord)
+/// *npIsWriter: the caller is to call wake() once it has let go of the lock. Result: false for a full queue.
+bool SharedTimer::appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter)
 {
+    if (!mCtlQueue.push(nRecord))
+    {
+        return false;
+    }
+    *npIsWriter = mpPipe->announce();
+    return true;
+}
+
+/// Writes a pipe record for the record appended last. Where the write fails, that one is taken back: nobody would wake
+/// the loop for it, and it would be served in the place of a later one. Result: false where it was taken back.
+bool SharedTimer::wake(TimerCtlMsg const& nRecord)
+{
+    auto const lCopyOwed = [this](auto... nArguments) { return copyOwed(nArguments...); };
     unsigned int lWritten = 0;
-    if (mpPipe->post(internal::PipeRecord{nRecord.mMsgId, nRecord.mParam}, &lWritten))
+    if (mpPipe->write(internal::PipeRecord{nRecord.mMsgId, nRecord.mParam}, lCopyOwed, &lWritten))
     {
         return true;
     }
     applog(UTL_LOG_TYPE, 1, "SharedTimerThread(%s) Error. write Ret:%u errno:%d", getName().c_str(), lWritten, errno);
-    SyncGuard lGuard(mDataSyncObject);
-    for (unsigned int lIndex = mCtlQueue.size(); lIndex-- > 0;)
     {
-        TimerCtlMsg const* const lpRecord = mCtlQueue.at(lIndex);
-        if (lpRecord->mMsgId == nRecord.mMsgId && lpRecord->mParam == nRecord.mParam)
+        SyncGuard lGuard(mDataSyncObject);
+        if (mpPipe->giveUp())
         {
-            mCtlQueue.erase(lIndex, 1);
-            break;
+            TimerCtlMsg const* const lpLast = mCtlQueue.at(mCtlQueue.size() - 1);
+            bool const lIsThere =
+                lpLast != nullptr && lpLast->mMsgId == nRecord.mMsgId && lpLast->mParam == nRecord.mParam;
+            return !lIsThere || !mCtlQueue.popBack(1);
         }
     }
-    return false;
+    mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
+    return true;
+}
+
+/// Whatever such a pipe record says, it stands for the head of the queue.
+unsigned int SharedTimer::copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount)
+{
+    SyncGuard lGuard(mDataSyncObject);
+    unsigned int const lCount = std::min(mpPipe->owedCount(mCtlQueue.size()), nMaxCount);
+    std::fill_n(npTarget, lCount, internal::PipeRecord{MSG_ID_NONE, -1});
+    return lCount;
 }
 
 // ---------------------------------------------------------------------------------------------- tables, waiters
@@ -585,9 +606,9 @@ bool SharedTimer::waitForRecord(ThreadManager& nManager, internal::PipeRecord* n
 /// An idle thread is not a hung thread: the watchdog looks away while we wait.
 bool SharedTimer::readRecord(ThreadManager& nManager, internal::PipeRecord* npRecord, unsigned int* npRead)
 {
-    if (!mpPipe->hasBuffered() && mpPipe->owedCount() > 0)
+    if (!mpPipe->hasBuffered())
     {
-        flushOwedRecords();
+        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
     }
     if (mpPipe->hasBuffered() || !isUnderWatchdog(nManager))
     {
@@ -601,14 +622,6 @@ bool SharedTimer::readRecord(ThreadManager& nManager, internal::PipeRecord* npRe
     nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 651, 0));
     errno = lError;
     return lIsRead;
-}
-
-void SharedTimer::flushOwedRecords()
-{
-    SyncGuard lSendGuard(mSendSyncObject);
-    SyncGuard lGuard(mDataSyncObject);
-    // Whatever such a record says, it stands for the head of the queue.
-    mpPipe->flush(mCtlQueue.size(), [](unsigned int) { return internal::PipeRecord{MSG_ID_NONE, -1}; });
 }
 
 bool SharedTimer::isUnderWatchdog(ThreadManager& nManager)

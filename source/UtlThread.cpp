@@ -1,6 +1,7 @@
 #include "UtlThread.h"
 
 #include "UtlThreadManager.h"
+#include "internal/UtlEventWait.h"
 #include "internal/UtlSystemCalls.h"
 
 #include <cerrno>
@@ -29,24 +30,27 @@ Thread::Thread(char const* npName, Command* npCommand)
 Thread::~Thread()
 {
     stop(1, 0);
+    if (mpEndEvent.get() != nullptr)
+    {
+        internal::waitUntilOn(*mpEndEvent, 0); // also where the registry no longer knows the thread
+    }
 }
 
 int Thread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
-                  unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved)
+                  unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int)
 {
     SyncGuard lGuard(mSyncObject);
-    if (hasDone(STAGE_STARTED))
+    bool const lIsAstray = mpEndEvent.get() != nullptr && mpEndEvent->isOff();
+    if (hasDone(STAGE_STARTED) || lIsAstray)
     {
         return -1;
     }
-    ThreadManager* const lpManager = ThreadManager::get();
-    mId = lpManager->entry(&Thread::startImpl, this, nUseWatchdog, nAliveTimeMs, npListener, mName.c_str(), nPriority,
-                           nReserved);
+    mId = ThreadManager::get()->entryWithEvent(&Thread::startImpl, this, nUseWatchdog, nAliveTimeMs, npListener,
+                                               mName.c_str(), nPriority, &mpEndEvent);
     if (mId == 0)
     {
         return -1;
     }
-    mpEndEvent = lpManager->stopEventOf(mId);
     mRegistryVersion.store(ThreadManager::version(), std::memory_order_release);
     mStageEvents[STAGE_STARTED].setOn();
     return nWaitStart == 1 ? waitTo(STAGE_PREPARED, nWaitStartMs) : 0;
@@ -55,6 +59,7 @@ int Thread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerList
 void Thread::startImpl(void* npThread)
 {
     Thread& lThread = *static_cast<Thread*>(npThread);
+    lThread.mId = ThreadManager::getCallerId(); // start() may come to it later
     lThread.preExecute();
     lThread.mStageEvents[STAGE_PREPARED].setOn();
     unsigned int const lResult = lThread.execute();
@@ -98,9 +103,9 @@ int Thread::waitTo(int nStage, unsigned int nTimeoutMs)
     }
     if (lHasStarted && nStage == STAGE_DONE)
     {
-        return isInRegistry() ? mpEndEvent->waitToOn(nTimeoutMs) : -1;
+        return isInRegistry() ? internal::waitUntilOn(*mpEndEvent, nTimeoutMs) : -1;
     }
-    return mStageEvents[nStage].waitToOn(nTimeoutMs);
+    return internal::waitUntilOn(mStageEvents[nStage], nTimeoutMs);
 }
 
 bool Thread::getResult(unsigned int* npResult) const

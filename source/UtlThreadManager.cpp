@@ -3,6 +3,7 @@
 #include "UtlApplog.h"
 #include "UtlString.h"
 #include "internal/UtlBlockingCall.h"
+#include "internal/UtlEventWait.h"
 #include "internal/UtlHeapPort.h"
 #include "internal/UtlImmortal.h"
 #include "internal/UtlSystemCalls.h"
@@ -68,6 +69,7 @@ struct ThreadManager::StartRecord
     void (*mpFunction)(void*);
     void* mpArgument;
     int mOsPriority;
+    SmartPointer<Event> mpStopEvent;
     int mThreadId;
     pthread_t mHandle;
 };
@@ -90,16 +92,10 @@ ThreadManager::ThreadEntry::ThreadEntry()
 {
 }
 
-ThreadManager::ThreadEntry::ThreadEntry(int nIsCaller, unsigned long nHandle, char const* npName,
-                                        ThreadPriority const& nPriority)
+ThreadManager::ThreadEntry::ThreadEntry(char const* npName, ThreadPriority const& nPriority)
     : mName(npName, 0, 0),
       mPriority(nPriority)
 {
-    if (nIsCaller == 0)
-    {
-        mpStopEvent.set(new Event(0, 0));
-        mpThreadHandle.set(new unsigned long(nHandle));
-    }
 }
 
 bool ThreadManager::ThreadEntry::isActive() const
@@ -110,11 +106,6 @@ bool ThreadManager::ThreadEntry::isActive() const
 bool ThreadManager::ThreadEntry::isControllable() const
 {
     return mpStopEvent.get() != nullptr || mpThreadHandle.get() != nullptr;
-}
-
-void ThreadManager::ThreadEntry::detach()
-{
-    mpThreadHandle.release();
 }
 
 // ---------------------------------------------------------------------------------------------- the one registry
@@ -138,7 +129,8 @@ ThreadManager* ThreadManager::get()
             mpTheObject.store(lpObject, std::memory_order_release);
         }
     }
-    // Ahead of the call and outside the lock: it starts a thread, which comes back here.
+    // Ahead of the call and outside the lock: it starts a thread, which comes back here. Read first, since this is on
+    // the way of every report.
     if (!mHasInitializedWatchdog.load(std::memory_order_relaxed) && !mHasInitializedWatchdog.exchange(true))
     {
         internal::watchdog::initialize(*lpObject->mpWatchdog, DEFAULT_WATCH_INTERVAL_MS);
@@ -170,10 +162,11 @@ void ThreadManager::destroy()
     {
         internal::watchdog::shutdown(*lpObject->mpWatchdog);
         ++mVersion;
-        delete lpObject;
     }
+    // From here on others wait for the lock, and then make a new one.
     mpTheObject.store(nullptr, std::memory_order_release);
     mHasInitializedWatchdog = false;
+    delete lpObject;
 }
 
 int ThreadManager::getCallerId()
@@ -194,10 +187,7 @@ ThreadManager::ThreadManager(unsigned int nEntryMax)
 
 ThreadManager::~ThreadManager()
 {
-    // Entries report while they go with the map: from here on to nobody.
-    ThreadWatchdog* const lpWatchdog = mpWatchdog;
-    mpWatchdog = nullptr;
-    internal::watchdog::destroy(lpWatchdog);
+    internal::watchdog::destroy(mpWatchdog);
 }
 
 // ---------------------------------------------------------------------------------------------- registration
@@ -205,6 +195,15 @@ ThreadManager::~ThreadManager()
 int ThreadManager::entry(void (*npFunction)(void*), void* npArgument, int nUseWatchdog, unsigned int nAliveTimeMs,
                          WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
                          unsigned int)
+{
+    SmartPointer<Event> lpEndEvent;
+    return entryWithEvent(npFunction, npArgument, nUseWatchdog, nAliveTimeMs, npListener, npName, nPriority,
+                          &lpEndEvent);
+}
+
+int ThreadManager::entryWithEvent(void (*npFunction)(void*), void* npArgument, int nUseWatchdog,
+                                  unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName,
+                                  ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent)
 {
     if (npFunction == nullptr || npName == nullptr)
     {
@@ -217,31 +216,24 @@ int ThreadManager::entry(void (*npFunction)(void*), void* npArgument, int nUseWa
         {
             return 0;
         }
-        StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), 0, 0};
-        lId = startLocked(lRecord, npName);
-        if (lId == 0)
+        StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), SmartPointer<Event>(new Event(0, 0)),
+                            0,    0};
+        if (!startLocked(lRecord, npName))
         {
             return 0;
         }
-        ThreadEntry const lEntry(0, lRecord.mHandle, npName, nPriority);
-        if (mThreadEntries.find(lId) != nullptr || !mThreadEntries.insert(lId, lEntry))
-        {
-            applog(UTL_LOG_TYPE, 1, "entry() Error Thread Register           ID:%d, PriOs:%d, Name:%s", lId,
-                   nPriority.OsValue(), npName);
-            return 0;
-        }
-        if (mEnableRegistrationLog)
-        {
-            applog(UTL_LOG_TYPE, 3, "Thread Start and Register ID:%d, PriOs:%d, Name:%s", lId, nPriority.OsValue(),
-                   npName);
-        }
+        *npEndEvent = lRecord.mpStopEvent;
+        lId = entryLocked(lRecord, npName, nPriority);
     }
-    announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
+    if (lId != 0)
+    {
+        announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
+    }
     return lId;
 }
 
-/// Starts the thread of a record and waits until it has told its id. Result: the id, 0 when no thread could be made.
-int ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
+/// Starts the thread of a record and waits until it has told its id. Result: false when no thread could be made.
+bool ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
 {
     mStartedEvent.setOff();
     int const lError = blockingCall(
@@ -250,15 +242,31 @@ int ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
     if (lError != 0)
     {
         applog(UTL_LOG_TYPE, 1, "Thread Start Failed  Ret:%d, PriOs:%d, Name:%s", lError, nRecord.mOsPriority, npName);
+        return false;
+    }
+    internal::waitUntilOn(mStartedEvent, 0); // the record must not go before the thread has done with it
+    mStartedEvent.setOff();
+    return true;
+}
+
+/// Registers the thread of a record. Result: its id; 0 where it is there already: then the thread runs on without.
+int ThreadManager::entryLocked(StartRecord& nRecord, char const* npName, ThreadPriority const& nPriority)
+{
+    int const lId = nRecord.mThreadId;
+    ThreadEntry lEntry(npName, nPriority);
+    lEntry.mpStopEvent = nRecord.mpStopEvent;
+    lEntry.mpThreadHandle.set(new unsigned long(nRecord.mHandle));
+    if (findLocked(lId) != nullptr || !mThreadEntries.insert(lId, lEntry))
+    {
+        applog(UTL_LOG_TYPE, 1, "entry() Error Thread Register           ID:%d, PriOs:%d, Name:%s", lId,
+               nPriority.OsValue(), npName);
         return 0;
     }
-    // A wait without limit may end early; the record must not go before the thread has done with it.
-    while (mStartedEvent.isOff())
+    if (mEnableRegistrationLog)
     {
-        mStartedEvent.waitToOn(0);
+        applog(UTL_LOG_TYPE, 3, "Thread Start and Register ID:%d, PriOs:%d, Name:%s", lId, nPriority.OsValue(), npName);
     }
-    mStartedEvent.setOff();
-    return nRecord.mThreadId;
+    return lId;
 }
 
 /// The start routine of every thread.
@@ -269,6 +277,8 @@ void* ThreadManager::startThread(void* npRecord)
     void (*const lpFunction)(void*) = lRecord.mpFunction;
     void* const lpArgument = lRecord.mpArgument;
     int const lOsPriority = lRecord.mOsPriority;
+    // A share of its own, so that the end can be told whatever has become of the entry and the registry by then.
+    SmartPointer<Event> const lpStopEvent = lRecord.mpStopEvent;
 
     int const lResult = blockingCall(lpManager, FILE_NAME, "startThread", 1279,
                                      [&] { return gSystem.mSetpriority(PRIO_PROCESS, 0, lOsPriority); });
@@ -280,15 +290,7 @@ void* ThreadManager::startThread(void* npRecord)
     lpManager->mStartedEvent.setOn(); // the record is entry()'s again
 
     lpFunction(lpArgument);
-
-    // The registry's lock keeps a thread that ends at once from overtaking its own registration. It is free again
-    // before the event goes on: whoever waits for that may take the registry away.
-    SmartPointer<Event> const lpStopEvent =
-        getIfCreated() == lpManager ? lpManager->stopEventOf(getCallerId()) : SmartPointer<Event>();
-    if (lpStopEvent.get() != nullptr)
-    {
-        lpStopEvent->setOn();
-    }
+    lpStopEvent->setOn();
     return nullptr;
 }
 
@@ -302,9 +304,8 @@ int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, Watc
     int const lId = getCallerId();
     {
         SyncGuard lGuard(mEntrySyncObject);
-        unsigned long const lHandle =
-            blockingCall(this, FILE_NAME, "entryCaller", 581, [] { return ::pthread_self(); });
-        ThreadEntry const lEntry(1, lHandle, npName, ThreadPriority(ThreadPriority::INVALID));
+        blockingCall(this, FILE_NAME, "entryCaller", 581, [] { return ::pthread_self(); });
+        ThreadEntry const lEntry(npName, ThreadPriority(ThreadPriority::INVALID));
         ThreadEntry const* const lpOld = findLocked(lId);
         if (lpOld != nullptr && lpOld->isControllable())
         {
@@ -343,7 +344,7 @@ bool ThreadManager::unregister(int nId)
     {
         return false;
     }
-    lpEntry->detach();
+    lpEntry->mpThreadHandle.release();
     mThreadEntries.erase(nId);
     // The map has moved the later entries down by assignment: the slot behind the last one still has its share in the
     // last thread's handle, and would keep that thread from being detached. Empty it.
@@ -463,7 +464,7 @@ int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 {
     // A share of its own: the entry may go while we wait.
     SmartPointer<Event> const lpStopEvent = stopEventOf(nId);
-    return lpStopEvent.get() != nullptr ? lpStopEvent->waitToOn(nTimeoutMs) : -1;
+    return lpStopEvent.get() != nullptr ? internal::waitUntilOn(*lpStopEvent, nTimeoutMs) : -1;
 }
 
 // ---------------------------------------------------------------------------------------------- the watchdog
@@ -471,6 +472,7 @@ int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 bool ThreadManager::entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nId)
 {
     int const lId = ownIdIfZero(nId);
+    SyncGuard lGuard(mEntrySyncObject); // the name stays where it is
     return internal::watchdog::entry(*mpWatchdog, lId, nAliveTimeMs, npListener, getName(lId));
 }
 
@@ -511,10 +513,7 @@ bool ThreadManager::setWatchdogWatchInterval(unsigned int nIntervalMs)
 
 void ThreadManager::keepAliveWatchdog(StatementInfo const& nStatement)
 {
-    if (mpWatchdog != nullptr)
-    {
-        internal::watchdog::keepAlive(*mpWatchdog, nStatement);
-    }
+    internal::watchdog::keepAlive(*mpWatchdog, nStatement);
 }
 
 // ---------------------------------------------------------------------------------------------- tables

@@ -315,7 +315,11 @@ void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
     TimerMsg lMsg;
     if (nRawMsg.getMsgId(&lMsgId) && lMsgId == MSG_ID_TIMER && lMsg.restoreFrom(nRawMsg) && lMsg.mTimerId == mTimerId)
     {
-        executeWatchThreads(TimeCounter::getTickTime());
+        unsigned int const lNowTick = TimeCounter::getTickTime();
+        if (lNowTick != WatchdogInfo::NO_TICK) // no clock, no time has passed
+        {
+            executeWatchThreads(lNowTick);
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 // Timers of a message thread.
 #include "UtlMsgDrivenThread.h"
+#include "UtlThreadManager.h"
 
 #include "internal/UtlKernelTimer.h"
 #include "internal/UtlRecordPipe.h"
@@ -14,10 +15,28 @@
 
 #include <gtest/gtest.h>
 
+namespace utl
+{
+
+class MsgDrivenThreadTestPeer
+{
+public:
+    /// On the message thread: as if a signal of the timer had come over the pipe.
+    static void expire(MsgDrivenThread& nThread, int nTimerId) { nThread.executeTimeoutSignal(nTimerId); }
+    static unsigned int ctlCount(MsgDrivenThread& nThread)
+    {
+        SyncGuard lGuard(nThread.mQueueSyncObject);
+        return nThread.mCtlQueue.size();
+    }
+};
+
+} // namespace utl
+
 namespace
 {
 
 using namespace utl;
+using Peer = MsgDrivenThreadTestPeer;
 using utl::internal::SystemCalls;
 using utl::test::FailNth;
 using utl::test::Gate;
@@ -135,42 +154,78 @@ TEST(MsgDrivenThreadTimer, ListenerMayKillItsOwnTimer)
     EXPECT_TRUE(lLog.lines().empty());
 }
 
-// A slow listener loses beats: one time-out waits, or two of a free-running timer.
+// A slow listener loses beats: one time-out waits, or two of a free-running timer; and erased ones count as fired.
 TEST(MsgDrivenThreadTimer, SlowListenerIsNotBuried)
 {
     struct Row
     {
         int mIsFreeRunning;
+        unsigned int mMaxTimeoutCount;
         unsigned int mWaiting;
-    } const ROWS[] = {{0, 1}, {1, 2}};
+        bool mIsGone; // once they are erased
+    } const ROWS[] = {{0, 0, 1, false}, {1, 0, 2, false}, {0, 1, 1, true}, {1, 2, 2, true}};
     for (Row const& lRow : ROWS)
     {
         TestThread lThread;
-        int const lId = lThread.setTimer(1, 0, 0, lRow.mIsFreeRunning);
-        ASSERT_TRUE(lThread.hold());
-        // The signals of this while come to the pipe; another timer there tells that they are through.
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        int lId = 0;
         unsigned int lWaiting = 0;
-        lThread.mRecorder.on(MSG_ID_TIMER, [&](int) {});
-        Gate lLooked;
-        lThread.mRecorder.on(5,
+        bool lIsErased = false;
+        lThread.mRecorder.on(1,
                              [&](int)
                              {
-                                 std::this_thread::sleep_for(std::chrono::milliseconds(30));
-                                 while (lThread.hasMsg(MSG_ID_TIMER))
+                                 lId = lThread.setTimer(1000000, 0, lRow.mMaxTimeoutCount, lRow.mIsFreeRunning);
+                                 unsigned int const lBefore = Peer::ctlCount(lThread);
+                                 for (int lSignal = 0; lSignal < 5; ++lSignal)
                                  {
-                                     ThreadRawMsg lRawMsg(4);
-                                     ++lWaiting;
-                                     lThread.killTimer(lId, 0); // takes all of them
+                                     Peer::expire(lThread, lId);
                                  }
-                                 lLooked.open();
+                                 lWaiting = Peer::ctlCount(lThread) - lBefore;
+                                 lIsErased = lThread.hasMsg(MSG_ID_TIMER) && lThread.eraseMsg(MSG_ID_TIMER) &&
+                                             !lThread.hasMsg(MSG_ID_TIMER);
                              });
-        lThread.postMsg(5);
-        lThread.release();
-        ASSERT_TRUE(lLooked.wait());
-        EXPECT_LE(lWaiting, 1U);
+        ASSERT_TRUE(lThread.sendMsgSync(1));
+        EXPECT_EQ(lRow.mWaiting, lWaiting);
+        EXPECT_TRUE(lIsErased);
+        EXPECT_EQ(lRow.mIsGone ? std::vector<int>{lId} : std::vector<int>{}, lThread.erased());
+        EXPECT_EQ(0U, lThread.mRecorder.count(MSG_ID_TIMER));
+    }
+}
+
+// Where the kernel refuses to arm a timer anew it rests, and can be started again.
+TEST(MsgDrivenThreadTimer, FailedRearmingLeavesATimerThatCanBeStarted)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    LogCapture lLog;
+    TestThread lThread;
+    int const lId = lThread.registerTimer(1, 0, 0);
+    {
+        FailNth<&SystemCalls::mTimerCreate> lFault(2, EAGAIN);
+        ASSERT_TRUE(lThread.startTimer(lId, 0));
+        ASSERT_TRUE(waitUntil([&] { return lFault.fired(); }));
         ASSERT_TRUE(lThread.fence());
     }
+    unsigned int const lSeen = lThread.mRecorder.count(MSG_ID_TIMER);
+    EXPECT_EQ(1U, lSeen);
+    ASSERT_TRUE(lThread.startTimer(lId, 0));
+    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > lSeen; }));
+}
+
+// More timers are being stopped than the table for them holds.
+TEST(MsgDrivenThreadTimer, KillsBeyondTheStopTableAreCarriedOutToo)
+{
+    TestThread lThread(8, 16, 1);
+    ASSERT_TRUE(lThread.hold());
+    std::vector<int> lIds;
+    for (int lCount = 0; lCount < 3; ++lCount)
+    {
+        lIds.push_back(lThread.setTimer(1, 1, 0, 0));
+        ASSERT_TRUE(lThread.killTimer(lIds.back(), 1));
+    }
+    lThread.release();
+    ASSERT_TRUE(lThread.fence());
+    EXPECT_EQ(lIds, lThread.erased());
+    EXPECT_EQ(1, lThread.remTimerIdCount());
+    EXPECT_EQ(0U, lThread.mRecorder.count(MSG_ID_TIMER));
 }
 
 TEST(MsgDrivenThreadTimer, MayQueueTimeoutsRules)
@@ -219,55 +274,18 @@ TEST(MsgDrivenThreadTimer, NoTimeoutFollowsAKillThatWaited)
     TestThread lThread;
     for (int lRound = 0; lRound < 100; ++lRound)
     {
+        unsigned int const lFired = lThread.mRecorder.count(MSG_ID_TIMER);
         int const lId = lThread.setTimer(1, 0, 0, lRound % 2);
         ASSERT_NE(-1, lId);
         if (lRound % 4 == 0)
         {
-            ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 0; }));
+            ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > lFired; }));
         }
         ASSERT_TRUE(lThread.killTimer(lId, 0));
         std::size_t const lSeen = lThread.mRecorder.received().size();
         ASSERT_TRUE(lThread.fence());
         ASSERT_EQ(lSeen + 1, lThread.mRecorder.received().size());
     }
-}
-
-TEST(MsgDrivenThreadTimer, ErasedTimeoutCountsAsFired)
-{
-    TestThread lThread;
-    Gate lFired;
-    lThread.mRecorder.on(1,
-                         [&](int)
-                         {
-                             // Time-outs are queued between dispatches only: let one come, look at the next message.
-                             EXPECT_EQ(1, lThread.setTimer(1, 0, 1, 0));
-                             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                         });
-    lThread.mRecorder.on(2,
-                         [&](int)
-                         {
-                             if (lThread.hasMsg(MSG_ID_TIMER))
-                             {
-                                 EXPECT_TRUE(lThread.eraseMsg(MSG_ID_TIMER));
-                                 EXPECT_EQ(std::vector<int>{1}, lThread.erased());
-                                 EXPECT_FALSE(lThread.hasMsg(MSG_ID_TIMER));
-                                 lFired.open();
-                             }
-                             else
-                             {
-                                 lThread.postMsg(2);
-                             }
-                         });
-    ASSERT_TRUE(lThread.hold());
-    ASSERT_TRUE(lThread.postMsg(1));
-    for (int lCount = 0; lCount < 4; ++lCount)
-    {
-        ASSERT_TRUE(lThread.postMsg(2));
-    }
-    lThread.release();
-    // The signal's record stands behind those in the pipe, so one of the later messages sees it waiting, or it fires.
-    ASSERT_TRUE(waitUntil([&] { return lThread.erased().size() == 1; }));
-    EXPECT_EQ(4, lThread.remTimerIdCount());
 }
 
 TEST(MsgDrivenThreadTimer, StopErasesTimersInDescendingOrder)
@@ -285,6 +303,7 @@ TEST(MsgDrivenThreadTimer, StopErasesTimersInDescendingOrder)
 // The kernel refuses: the documented line, nobody left waiting, and the next timer works.
 TEST(MsgDrivenThreadTimer, KernelFailuresAreToldAndLeakNothing)
 {
+    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's timer is not to meet the faults
     TestThread lThread;
     LogCapture lLog;
     int lId = 0;
@@ -293,6 +312,7 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreToldAndLeakNothing)
         lId = lThread.setTimer(5, 0, 0, 0);
         EXPECT_EQ(1, lId); // told by the log alone
     }
+    ASSERT_TRUE(lThread.fence());
     EXPECT_EQ((std::vector<std::string>{
                   "<UTIL> ERR: MsgDrivenThread(under test) timer_create SysTimerId:0x00000000 errno:11\n",
                   "<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x80000006 !!!!!!!!"}),

@@ -183,8 +183,7 @@ TEST(Thread, PriorityCanBeSetByTheThreadAlone)
     EXPECT_FALSE(lThread.setPriority(ThreadPriority(ThreadPriority::IDLE)));
     ThreadPriority lPriority(ThreadPriority::NORMAL);
     EXPECT_TRUE(utl::test::waitUntil(
-        [&] { return lThread.getPriority(&lPriority) && lPriority.value() == ThreadPriority::LOW; }));
-    EXPECT_TRUE(lOwn);
+        [&] { return lOwn && lThread.getPriority(&lPriority) && lPriority.value() == ThreadPriority::LOW; }));
 }
 
 TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)

@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace utl::internal
@@ -25,8 +26,14 @@ bool RecordPipe::open()
     mReadFd = lFds[0];
     mWriteFd = lFds[1];
     // The two ends are open files of their own, so the reading end goes on blocking.
-    ::fcntl(mWriteFd, F_SETFL, O_WRONLY | O_NONBLOCK);
-    return true;
+    if (::fcntl(mWriteFd, F_SETFL, O_WRONLY | O_NONBLOCK) == 0)
+    {
+        return true;
+    }
+    int const lError = errno;
+    close();
+    errno = lError;
+    return false;
 }
 
 void RecordPipe::close()
@@ -42,41 +49,69 @@ int RecordPipe::closeEnd(int& nFd)
     return lFd != -1 ? gSystem.mClose(lFd) : 0;
 }
 
-RecordPipe::WriteResult RecordPipe::tryWrite(PipeRecord const& nRecord, unsigned int* npWritten)
+bool RecordPipe::announce()
 {
-    ssize_t const lWritten = retryOnSignal([&] { return gSystem.mWrite(mWriteFd, &nRecord, sizeof(nRecord)); });
+    unsigned int lState = mState;
+    unsigned int lNext = 0;
+    do
+    {
+        lNext = lState == 0 ? WRITER : lState + 1;
+    } while (!mState.compare_exchange_weak(lState, lNext));
+    return lNext == WRITER;
+}
+
+bool RecordPipe::giveUp()
+{
+    if (leaveWithNothingOwed())
+    {
+        return true;
+    }
+    ++mState;
+    return false;
+}
+
+bool RecordPipe::becomeWriter()
+{
+    unsigned int lState = mState;
+    while (lState != 0 && (lState & WRITER) == 0)
+    {
+        if (mState.compare_exchange_weak(lState, lState | WRITER))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool RecordPipe::leaveWithNothingOwed()
+{
+    unsigned int lState = WRITER;
+    return mState.compare_exchange_strong(lState, 0);
+}
+
+/// The pipe was full. The reader writes what is owed once it has read something, but it may have read everything, and
+/// gone to wait because there was a writer, just before the role was given up. Result: false, the role taken again,
+/// where the pipe has become empty.
+bool RecordPipe::leaveToReader()
+{
+    mState &= ~WRITER;
+    int lReadable = 0;
+    return ::ioctl(mReadFd, FIONREAD, &lReadable) != 0 || lReadable > 0 || !becomeWriter();
+}
+
+RecordPipe::WriteResult RecordPipe::tryWrite(PipeRecord const* npRecords, unsigned int nCount, unsigned int* npWritten)
+{
+    std::size_t const lSize = nCount * sizeof(PipeRecord);
+    ssize_t const lWritten = retryOnSignal([&] { return gSystem.mWrite(mWriteFd, npRecords, lSize); });
     if (npWritten != nullptr)
     {
         *npWritten = static_cast<unsigned int>(lWritten);
     }
-    if (lWritten == static_cast<ssize_t>(sizeof(nRecord)))
+    if (lWritten == static_cast<ssize_t>(lSize))
     {
         return WRITTEN;
     }
     return lWritten == -1 && errno == EAGAIN ? FULL : FAILED;
-}
-
-bool RecordPipe::post(PipeRecord const& nRecord, unsigned int* npWritten)
-{
-    unsigned int const lOwed = mOwedCount.load();
-    if (lOwed > 0)
-    {
-        mOwedCount.store(lOwed + 1);
-        return true;
-    }
-    WriteResult lResult = tryWrite(nRecord, npWritten);
-    if (lResult == FULL)
-    {
-        // The reader may have emptied the pipe, and looked for what is owed, just before we say so: try once more
-        // now that it is said. If the pipe is still full, the reader has a read to come, and will look after it.
-        mOwedCount.store(1);
-        lResult = tryWrite(nRecord, npWritten);
-        if (lResult != FULL)
-        {
-            mOwedCount.store(0);
-        }
-    }
-    return lResult != FAILED;
 }
 
 bool RecordPipe::read(PipeRecord* npRecord, unsigned int* npRead)
@@ -89,6 +124,7 @@ bool RecordPipe::read(PipeRecord* npRecord, unsigned int* npRead)
         mCount = lRead > 0 ? static_cast<std::size_t>(lRead) / sizeof(PipeRecord) : 0;
         if (mCount == 0)
         {
+            errno = lRead < 0 ? errno : EIO;
             return false;
         }
     }

@@ -2,8 +2,7 @@
 #ifndef UTL_RECORD_PIPE_H
 #define UTL_RECORD_PIPE_H
 
-#include "UtlSyncObject.h"
-
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 
@@ -18,12 +17,17 @@ struct PipeRecord
 };
 static_assert(sizeof(PipeRecord) == 8, "the record's form on the pipe");
 
-/// One thread reads, many write. The reading side blocks, the writing side never does: a record that finds the pipe
-/// full is owed, and the reader asks for what is owed before it waits. So nobody waits for a reader that waits
-/// for him, and no record is lost or overtaken.
+/// One thread reads, many write, and the records come out in the order in which they were announced.
 ///
-/// Threads: post() and flush() under the owner's send lock; read() and its kin on the reading thread; a signal
-///          handler may write its own records to writeFd(), and loses them where there is no room.
+/// The owner keeps the same records in a queue of its own, under a lock of its own. It announces each one under that
+/// lock and writes it outside. Whoever is writing has the role of the writer; a record announced meanwhile is owed,
+/// a mere number since the record stands in the owner's queue, and the writer writes it as well. A record that
+/// finds the pipe full stays owed, and the reader writes it before it waits. So no lock is held across a write,
+/// nobody waits for room, and no record is lost or overtaken.
+///
+/// CopyOwed: unsigned int(PipeRecord* npTarget, unsigned int nMaxCount) takes the owner's lock, asks owedCount() for
+/// the number of records owed, which are the newest of the owner's queue, copies up to nMaxCount of them, the oldest
+/// first, and gives the number copied.
 class RecordPipe
 {
 public:
@@ -32,7 +36,7 @@ public:
     RecordPipe(RecordPipe const&) = delete;
     RecordPipe& operator=(RecordPipe const&) = delete;
 
-    /// Result: false, with errno, when no pipe can be had; then posting and reading fail with EBADF.
+    /// Result: false, with errno, when no pipe can be had; then writing and reading fail with EBADF.
     bool open();
 
     /// The read end first, then the write end. Nothing where it is closed already.
@@ -40,26 +44,77 @@ public:
     int closeReadEnd() { return closeEnd(mReadFd); }
     int closeWriteEnd() { return closeEnd(mWriteFd); }
 
+    /// For a signal handler, which writes its own records and loses them where there is no room.
     int writeFd() const { return mWriteFd; }
 
-    /// Result: true when the record is on its way or owed; false when the write failed: *npWritten is what
-    /// write gave, errno tells why.
-    bool post(PipeRecord const& nRecord, unsigned int* npWritten);
+    /// Owner's lock held, the record just appended. Result: true: the caller is the writer and calls write(); false:
+    /// the record is owed and nothing is left to do.
+    bool announce();
 
-    /// Records owed. The reader looks before each read().
-    unsigned int owedCount() const { return mOwedCount.load(); }
-
-    /// Writes owed records, oldest first, until the pipe is full: nRecordOf(k) gives the k-th newest record of the
-    /// owner's queue, counted from 1, and k never exceeds nQueueCount.
-    template <class RecordOf>
-    void flush(unsigned int nQueueCount, RecordOf nRecordOf)
+    /// The writer's record, then what is owed. Best without the owner's lock: the reader is woken by this.
+    /// Result: false when the record cannot be written: *npWritten is what write gave, errno tells why, and the caller
+    ///         is still the writer, until giveUp().
+    template <class CopyOwed>
+    bool write(PipeRecord const& nRecord, CopyOwed nCopyOwed, unsigned int* npWritten)
     {
-        unsigned int lOwed = mOwedCount.load() < nQueueCount ? mOwedCount.load() : nQueueCount;
-        while (lOwed > 0 && tryWrite(nRecordOf(lOwed)) != FULL)
+        WriteResult const lResult = tryWrite(&nRecord, 1, npWritten);
+        if (lResult == FAILED)
         {
-            --lOwed;
+            return false;
         }
-        mOwedCount.store(lOwed);
+        mState += lResult == FULL ? 1 : 0;
+        settle(nCopyOwed);
+        return true;
+    }
+
+    /// Owner's lock held, after a failed write(). Result: true: nothing was announced since, the caller takes its
+    /// record back; false: it counts as owed now, the caller stays the writer and calls settle().
+    bool giveUp();
+
+    /// The writer writes what is owed and gives the role up, at the latest when the pipe is full.
+    template <class CopyOwed>
+    void settle(CopyOwed nCopyOwed)
+    {
+        while (!leaveWithNothingOwed())
+        {
+            PipeRecord lRecords[BATCH];
+            unsigned int const lCount = nCopyOwed(lRecords, BATCH);
+            WriteResult const lResult = lCount > 0 ? tryWrite(lRecords, lCount, nullptr) : WRITTEN;
+            if (lResult == FULL)
+            {
+                if (leaveToReader())
+                {
+                    return;
+                }
+            }
+            else
+            {
+                mState -= lCount; // also where the write failed: the reader is told of these by the next ones
+            }
+        }
+    }
+
+    /// Owner's lock held, the caller is the writer: how many records are owed, of the nQueueCount that the owner's
+    /// queue has. What is owed beyond that has gone from the queue and is forgotten.
+    unsigned int owedCount(unsigned int nQueueCount)
+    {
+        unsigned int const lOwed = owedCount();
+        if (lOwed <= nQueueCount)
+        {
+            return lOwed;
+        }
+        mState -= lOwed - nQueueCount;
+        return nQueueCount;
+    }
+
+    /// On the reading thread, before read(): writes what is owed, unless somebody else is at it.
+    template <class CopyOwed>
+    void settleBeforeRead(CopyOwed nCopyOwed)
+    {
+        if (owedCount() > 0 && becomeWriter())
+        {
+            settle(nCopyOwed);
+        }
     }
 
     /// A record read ahead is there: read() will not wait.
@@ -77,16 +132,21 @@ private:
         FAILED
     };
 
+    static unsigned int const WRITER = 0x80000000U;
+    static unsigned int const BATCH = 64;          // records written at once; the kernel takes all of them or none
     static std::size_t const BUFFER_RECORDS = 512; // 4096 bytes, the unit in which a pipe frees its room
 
     static int closeEnd(int& nFd);
+    unsigned int owedCount() const { return mState & ~WRITER; }
+    bool becomeWriter();
+    bool leaveWithNothingOwed();
+    bool leaveToReader();
+    WriteResult tryWrite(PipeRecord const* npRecords, unsigned int nCount, unsigned int* npWritten);
 
-    WriteResult tryWrite(PipeRecord const& nRecord, unsigned int* npWritten = nullptr);
-
-    int mReadFd = -1;                        // constant between open and close
-    int mWriteFd = -1;                       // likewise
-    std::atomic<unsigned int> mOwedCount{0}; // written under the owner's send lock
-    PipeRecord mBuffer[BUFFER_RECORDS];      // the reading thread's, with the two below
+    int mReadFd = -1;                    // constant between open and close
+    int mWriteFd = -1;                   // likewise
+    std::atomic<unsigned int> mState{0}; // WRITER, and the number of records owed; raised under the owner's lock
+    PipeRecord mBuffer[BUFFER_RECORDS];  // the reading thread's, with the two below
     std::size_t mNext = 0;
     std::size_t mCount = 0;
 };

@@ -28,12 +28,39 @@ Row const ROWS[] = {
     {"StaticBuffer", [] { return utl::WorkingBuffer<char>().get() != nullptr; }},
     {"String", [] { char lText[] = "ab"; return utl::truncateStr(lText, 1) != 0 && lText[1] == '\0'; }},
     {"SyncObject", [] { utl::SyncObject lLock; utl::SyncGuard lGuard(lLock); return true; }},
+    {"ThreadManager", [] { return utl::ThreadManager::get()->isThreadExist(0) == false; }},
     {"ThreadPriority", [] { return utl::ThreadPriority(0).OsValue() == -4; }},
     {"TimeCounter", [] { return utl::TimeCounter().start(); }},
 };
 // clang-format on
 
 } // namespace
+
+/// Logs before main has begun and after it has ended.
+struct Outlasting
+{
+    Outlasting() { applog(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_DETAIL, "before main"); }
+    ~Outlasting() { applog(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_DETAIL, "after main"); }
+} gOutlasting;
+
+/// Goes on while the process exits: sends to itself, logs, and is never stopped.
+struct Restless : utl::ThreadMsgListener
+{
+    Restless()
+        : mThread(16, 4, "restless", 1)
+    {
+        mThread.start(this, 0, 0, nullptr, 1, 0, utl::ThreadPriority(utl::ThreadPriority::NORMAL), 0);
+        mThread.postMsg(1);
+    }
+    void receiveMsg(int, utl::ThreadRawMsg&) override
+    {
+        applog(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_DEBUG, "passes no filter, but goes through it");
+        rawlog(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_DETAIL, "%s", "");
+        mThread.postMsg(1);
+    }
+    utl::MsgDrivenThread mThread;
+};
+Restless* gpRestless = nullptr;
 
 /// The process's own function takes the place of the library's weak one, in a shared library too.
 extern "C" void BinaryLogWrite(int nKind, char const*, unsigned int nLength)
@@ -50,5 +77,6 @@ int main()
         std::printf("%-24s %s\n", lRow.mpFamily, lWorks ? "works" : "FAILS");
         lFailures += lWorks ? 0 : 1;
     }
+    gpRestless = new Restless; // left running on purpose
     return lFailures == 0 ? 0 : 1;
 }

@@ -94,9 +94,13 @@ bool Listing::prepare(char const* npPath)
 bool Listing::accepts(dirent const& nEntry) const
 {
     char const* const lpName = nEntry.d_name;
+    if (std::strcmp(lpName, ".") == 0 || std::strcmp(lpName, "..") == 0)
+    {
+        return false;
+    }
     if (nEntry.d_type == DT_DIR)
     {
-        if (mKind == FILE_CHILD_FILES || std::strcmp(lpName, ".") == 0 || std::strcmp(lpName, "..") == 0)
+        if (mKind == FILE_CHILD_FILES)
         {
             return false;
         }

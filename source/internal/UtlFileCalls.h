@@ -45,12 +45,24 @@ public:
         {
             int const lError = errno;
             mIsChanged = false;
-            File::changeParentAccessMode(mpPath, mOldMode, nullptr);
+            if (!File::changeParentAccessMode(mpPath, mOldMode, nullptr) && (mOldMode & 07777) != 0777)
+            {
+                setMode(); // one refusal must not leave the directory open
+            }
             errno = lError;
         }
     }
 
 private:
+    void setMode() const
+    {
+        char lDirectory[FILE_PATH_MAX];
+        if (File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, mpPath))
+        {
+            gSystem.mChmod(lDirectory, static_cast<mode_t>(mOldMode));
+        }
+    }
+
     char const* const mpPath; // not owned
     int mOldMode;
     bool mIsChanged;

@@ -115,67 +115,7 @@ bool isKeyLead(unsigned int nByte)
     return (nByte >= 0xC2 && nByte <= 0xD1) || (nByte >= 0xE2 && nByte <= 0xE9) || nByte == 0xEF;
 }
 
-struct CodeRange
-{
-    unsigned int mLow;
-    unsigned int mHigh;
-    unsigned int mRows;
-};
-
-// The thirteen characters that keep the highest of their codes.
-std::map<unsigned int, unsigned int> const HIGHEST = {
-    {0x222A, 0x879C}, {0x9ADC, 0xFC40}, {0x9B75, 0xFC41}, {0x9B72, 0xFC42}, {0x9B8F, 0xFC43},
-    {0x9BB1, 0xFC44}, {0x9BBB, 0xFC45}, {0x9C00, 0xFC46}, {0x9D70, 0xFC47}, {0x9D6B, 0xFC48},
-    {0xFA2D, 0xFC49}, {0x9E19, 0xFC4A}, {0x9ED1, 0xFC4B}};
-
 } // namespace
-
-TEST(CharSet, SjisTableHoldsCodePage932RowForRow)
-{
-    unsigned int lIndex = 0;
-    for (CodeRange const& lRange :
-         {CodeRange{0xA1, 0xDF, 63}, CodeRange{0x8140, 0x84BE, 524}, CodeRange{0x8740, 0x879C, 83},
-          CodeRange{0x889F, 0x9872, 2965}, CodeRange{0x989F, 0xEAA4, 3390}, CodeRange{0xED40, 0xEEFC, 374},
-          CodeRange{0xFA40, 0xFC4B, 388}})
-    {
-        EXPECT_EQ(SJIS_TO_UNICODE[lIndex].mSjis, lRange.mLow);
-        lIndex += lRange.mRows;
-        EXPECT_EQ(SJIS_TO_UNICODE[lIndex - 1].mSjis, lRange.mHigh);
-    }
-    EXPECT_EQ(lIndex, SJIS_TO_UNICODE_COUNT);
-    for (lIndex = 0; lIndex < SJIS_TO_UNICODE_COUNT; ++lIndex)
-    {
-        SjisToUnicode const& lRow = SJIS_TO_UNICODE[lIndex];
-        ASSERT_TRUE(lIndex == 0 || SJIS_TO_UNICODE[lIndex - 1].mSjis < lRow.mSjis);
-        ASSERT_EQ(lRow.mUtf8, bigEndian(utf8Of(lRow.mUtf16)));
-    }
-}
-
-TEST(CharSet, Utf8TableIsTheInverseWithTheLowestCodeButForThirteen)
-{
-    std::map<unsigned int, std::vector<unsigned int>> lCodesOf; // by unit, ascending
-    std::map<unsigned int, unsigned int> lUnitOf;               // by key
-    for (SjisToUnicode const& lRow : SJIS_TO_UNICODE)
-    {
-        lCodesOf[lRow.mUtf16].push_back(lRow.mSjis);
-        lUnitOf[lRow.mUtf8] = lRow.mUtf16;
-    }
-    ASSERT_EQ(lCodesOf.size(), UTF8_TO_SJIS_COUNT);
-    EXPECT_EQ(
-        std::count_if(lCodesOf.begin(), lCodesOf.end(), [](auto const& nEntry) { return nEntry.second.size() > 1; }),
-        396);
-    unsigned int lIndex = 0;
-    for (auto const& [lKey, lUnit] : lUnitOf)
-    {
-        Utf8ToSjis const& lRow = UTF8_TO_SJIS[lIndex++];
-        auto const lException = HIGHEST.find(lUnit);
-        ASSERT_EQ(lRow.mKey, lKey);
-        ASSERT_EQ(lRow.mSjis, lException == HIGHEST.end() ? lCodesOf[lUnit].front() : lException->second) << lUnit;
-        ASSERT_TRUE(lException == HIGHEST.end() || lCodesOf[lUnit].back() == lException->second);
-    }
-    EXPECT_LT(UTF8_TO_SJIS[121].mKey, 0x10000U); // 122 keys of two bytes
-    EXPECT_GT(UTF8_TO_SJIS[122].mKey, 0xE20000U);
-}
 
 TEST(CharSet, EveryShiftJisCodeDecodesAsTheTableSays)
 {
@@ -291,8 +231,8 @@ TEST(CharSet, DiffersFromTheCLibrarysConverterOnlyWhereMeant)
         convertCharFromSjisToUtf16(&lOurs, sjisOf(lCode).c_str(), nullptr);
         ASSERT_EQ(lTheirs, lDecoded(lCode, lOurs)) << lCode;
     }
-    // Encoding. Theirs takes characters that only look like one of the page, IBM's codes before NEC's, and the lowest
-    // code of U+222A.
+    // Encoding. Theirs takes characters that only look like one of the page, IBM's codes before NEC's (so do we from
+    // 0xFC40 on), and the lowest code of U+222A.
     std::map<unsigned int, unsigned int> const LOOK_ALIKE = {
         {0xA2, 0x8191},   {0xA3, 0x8192}, {0xA5, 0x5C},     {0xAC, 0x81CA},   {0x2014, 0x815C},
         {0x2016, 0x8161}, {0x203E, 0x7E}, {0x2212, 0x817C}, {0x301C, 0x8160}, {0x222A, 0x81BE}};
@@ -302,7 +242,7 @@ TEST(CharSet, DiffersFromTheCLibrarysConverterOnlyWhereMeant)
         unsigned int const lTheirs = bigEndian(lCall(lEncoder, lBytes));
         unsigned int const lOurs = findKey(bigEndian(utf8Of(lUnit)));
         auto const lAlike = LOOK_ALIKE.find(lUnit);
-        bool const lIsNec = lOurs >= 0xED40 && lOurs <= 0xEEFC && lTheirs >= 0xFA40 && lTheirs <= 0xFC4B;
+        bool const lIsNec = lOurs >= 0xED40 && lOurs <= 0xEEFC && lTheirs >= 0xFA40 && lTheirs < 0xFC40;
         ASSERT_EQ(lTheirs, lAlike != LOOK_ALIKE.end() ? lAlike->second : lIsNec ? lTheirs : lOurs) << lUnit;
         ASSERT_TRUE(lAlike == LOOK_ALIKE.end() || lOurs == (lUnit == 0x222A ? 0x879CU : 0U)) << lUnit;
     }
@@ -316,18 +256,13 @@ TEST(CharSet, TextsConvertAtEveryCapacity)
              {"", ""},
              {"A\u00A7\u3042\uFF61\u2252\u2160\u222A~", "A\x81\x98\x82\xA0\xA1\x81\xE0\x87\x54\x87\x9C~"},
              {"\u301C\u2016\u2212\u00A2\u00A3\u00ACx", "\0\0\0\0\0\0x"s}, // no row
-             {"\xEF\xBB\xBF"
-              "A",
-              "\0A"s}, // a byte-order mark has none
+             {"\uFEFFA", "\0A"s},                                         // a byte-order mark has none
              {"\xF0\xA0\xAE\xB7\xE1\x80\x80\xEA\x80\x80", "\xF0\xA0\xAE\xB7\xE1\x80\x80\xEA\x80\x80"}, // as it is
              {"\x80\xC1\xD2\xFF", "\x80\xC1\xD2\xFF"},
              {"A\xE3\x81", "A\0"s}, // cut off by the end
              {"\xE3", "\0"s},
              {"\xC2", "\0"s},
-             {"\xE3"
-              "ABC\xC2"
-              "DE",
-              "\0C\0E"s}}) // wrong tails are taken along
+             {"\xE3GHI\xC2JK", "\0I\0K"s}}) // wrong tails are taken along
     {
         checkStr(convertStrFromUtf8ToSjis, lUtf8, lSjis);
     }
@@ -348,29 +283,18 @@ TEST(CharSet, TextsConvertAtEveryCapacity)
     for (auto const& [lUtf16, lUtf8] : std::vector<std::pair<std::u16string, std::string>>{
              {u"", ""},
              {u"\x7F\x80\u07FF\u0800\uFFFF", "\x7F\u0080\u07FF\u0800\uFFFF"},
-             {{u'A', 0xD842, 0xDFB7, 0xDC00, u'B'},
-              "A\xED\xA1\x82\xED\xBE\xB7\xED\xB0\x80"
-              "B"}})
+             {{u'A', 0xD842, 0xDFB7, 0xDC00, u'Z'}, "A\xED\xA1\x82\xED\xBE\xB7\xED\xB0\x80Z"}})
     {
         checkStr(convertStrFromUtf16ToUtf8, lUtf16, lUtf8);
     }
     for (auto const& [lUtf8, lUtf16] : std::vector<std::pair<std::string, std::u16string>>{
              {"", u""},
-             {"A\u00A7\u3042\xEF\xBB\xBF\xF0\xA0\xAE\xB7"
-              "B",
-              u"A\u00A7\u3042\uFEFF\u203B"
-              u"B"},
+             {"A\u00A7\u3042\uFEFF\U00020BB7Z", u"A\u00A7\u3042\uFEFF\u203BZ"},
              {"\xED\xA1\x82", {0xD842}},
              {"A\xE3\x81", u"A"}, // a wrong, overlong or cut-off tail ends the text
-             {"A\xC0\x80"
-              "B",
-              u"A"},
-             {"A\xE0\x9F\xBF"
-              "B",
-              u"A"},
-             {"\u3042\xE3\x81"
-              "B",
-              u"\u3042"}})
+             {"A\xC0\x80Z", u"A"},
+             {"A\xE0\x9F\xBFZ", u"A"},
+             {"\u3042\xE3\x81Z", u"\u3042"}})
     {
         checkStr(convertStrFromUtf8ToUtf16, lUtf8, lUtf16);
     }
@@ -502,11 +426,8 @@ TEST(CharSet, WideTextGoesThroughTheConverterAndBack)
     EXPECT_EQ(convertStrFromTcharToWchar(nullptr, 1, "") & convertStrFromTcharToWchar(lUnits, 0, nullptr), STR_ERROR);
     EXPECT_EQ(convertStrFromWcharToTchar(nullptr, 1, L"") & convertStrFromWcharToTchar(lBytes, 0, nullptr), STR_ERROR);
 
-    for (char const* const lpMalformed :
-         {"\x80", "\xC1\xBF", "\xE3\x81",
-          "\xE3\x81"
-          "A",
-          "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80"})
+    for (char const* const lpMalformed : {"\x80", "\xC1\xBF", "\xE3\x81", "\xE3\x81Z", "\xE0\x9F\xBF", "\xED\xA0\x80",
+                                          "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80"})
     {
         EXPECT_EQ(convertStrFromTcharToWchar(lUnits, 4, lpMalformed), STR_ERROR) << lpMalformed;
         EXPECT_EQ(lUnits[0], 0);

@@ -82,6 +82,7 @@ protected:
     }
     ~FileTest() override
     {
+        ::chmod("d", 0755);
         fs::current_path("/");
         fs::remove_all(mDirectory);
     }

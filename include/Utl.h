@@ -34,6 +34,7 @@
 #include "UtlThreadRawMsg.h"
 #include "UtlThreadWatchdog.h"
 #include "UtlTimeCounter.h"
+#include "UtlTimepiece.h"
 #include "UtlTimer.h"
 #include "UtlTimerInfo.h"
 

@@ -48,11 +48,11 @@ void writeConsole(char const* npFormat)
 } // namespace
 
 SystemCalls gSystem{
-    ::pthread_create, ::pthread_detach, setPriority,     ::clock_gettime, ::nanosleep, getTimeOfDay, ::time,
-    ::pipe2,          ::timer_create,   ::timer_settime, ::timer_delete,  ::sigaction, openFile,     ::close,
-    ::read,           ::write,          ::lseek,         ::ftruncate,     ::fsync,     ::flock,      ::stat,
-    ::fstat,          ::chmod,          ::mkdir,         ::rmdir,         ::unlink,    ::rename,     ::opendir,
-    ::readdir,        ::closedir,       writeSyslog,     writeConsole,
+    ::pthread_create, ::pthread_detach, setPriority, ::clock_gettime, ::nanosleep,     getTimeOfDay,   ::time,
+    ::gmtime_r,       ::localtime_r,    ::pipe2,     ::timer_create,  ::timer_settime, ::timer_delete, ::sigaction,
+    openFile,         ::close,          ::read,      ::write,         ::lseek,         ::ftruncate,    ::fsync,
+    ::flock,          ::stat,           ::fstat,     ::chmod,         ::mkdir,         ::rmdir,        ::unlink,
+    ::rename,         ::opendir,        ::readdir,   ::closedir,      writeSyslog,     writeConsole,
 };
 
 } // namespace utl::internal

@@ -53,6 +53,8 @@ struct SystemCalls
     SystemCall<int(timespec const*, timespec*)> mNanosleep;
     SystemCall<int(timeval*)> mGettimeofday; // without the time zone
     SystemCall<time_t(time_t*)> mTime;
+    SystemCall<tm*(time_t const*, tm*)> mGmtimeR;
+    SystemCall<tm*(time_t const*, tm*)> mLocaltimeR;
 
     // Pipes, timers and signals
     SystemCall<int(int*, int)> mPipe2;

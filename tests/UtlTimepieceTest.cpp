@@ -1,0 +1,386 @@
+#include "UtlTimepiece.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "UtlThreadManager.h"
+#include "support/Faults.h"
+#include "support/LogCapture.h"
+
+namespace
+{
+
+using utl::Time;
+using utl::internal::SystemCalls;
+
+using Fields = std::vector<unsigned int>; // year to nanosecond; what is missing at the end is 0
+
+Fields const EMPTY = {65535, 13, 32, 24, 60, 60, 1000, 1000, 1000};
+
+Time make(Fields nFields)
+{
+    nFields.resize(9);
+    auto const lAt = [&](std::size_t nIndex) { return static_cast<unsigned short>(nFields[nIndex]); };
+    return Time(lAt(0), lAt(1), lAt(2), lAt(3), lAt(4), lAt(5), lAt(6), lAt(7), lAt(8));
+}
+
+Time timeOf(tm const& nDate)
+{
+    return make(Fields{static_cast<unsigned int>(nDate.tm_year + 1900), static_cast<unsigned int>(nDate.tm_mon + 1),
+                       static_cast<unsigned int>(nDate.tm_mday), static_cast<unsigned int>(nDate.tm_hour),
+                       static_cast<unsigned int>(nDate.tm_min), static_cast<unsigned int>(nDate.tm_sec)});
+}
+
+Fields fieldsOf(Time const& nTime)
+{
+    return {nTime.year(),   nTime.month(),       nTime.day(),         nTime.hour(),      nTime.minute(),
+            nTime.second(), nTime.millisecond(), nTime.microsecond(), nTime.nanosecond()};
+}
+
+std::string httpDate(Time const& nTime)
+{
+    char lText[64];
+    return nTime.getHttpDate(lText, sizeof(lText)) ? lText : "";
+}
+
+TEST(Timepiece, FieldsAreTakenWholeOrNotAtAll)
+{
+    static_assert(std::is_trivially_copyable_v<Time> && sizeof(Time) == 18);
+    Fields const lFirst = {0, 1, 1, 0, 0, 0, 0, 0, 0};
+    Fields const lLast = {65534, 12, 31, 23, 59, 59, 999, 999, 999};
+    EXPECT_EQ(EMPTY, fieldsOf(Time()));
+    EXPECT_EQ(lFirst, fieldsOf(Time::DEFAULT_REFERENCE_TIME));
+    EXPECT_EQ(lFirst, fieldsOf(make(lFirst)));
+    EXPECT_EQ(lLast, fieldsOf(make(lLast)));
+    EXPECT_TRUE(make({2001, 2, 31}).isValid());
+
+    for (std::size_t lField = 0; lField < 9; ++lField)
+    {
+        // One past the range at its end, and below it where it begins with 1. Of the seconds only that is limited.
+        std::vector<unsigned int> lValues = {EMPTY[lField], 65535};
+        lValues.push_back(lField == 1 || lField == 2 ? 0 : 65535);
+        for (unsigned int lValue : lValues)
+        {
+            Fields lBad = lLast;
+            lBad[lField] = lValue;
+            EXPECT_EQ(lField == 5 ? lLast : EMPTY, fieldsOf(make(lBad))) << lField << " is " << lValue;
+        }
+    }
+
+    Time lTime = make({2000, 1, 2, 3, 4, 5, 6, 7, 8});
+    EXPECT_FALSE(lTime.set(2000, 13, 1, 0, 0, 60, 0, 0, 0));
+    unsigned short lGot[9] = {};
+    EXPECT_TRUE(lTime.get(&lGot[0], &lGot[1], &lGot[2], &lGot[3], &lGot[4], &lGot[5], &lGot[6], &lGot[7], &lGot[8]));
+    EXPECT_EQ((Fields{2000, 1, 2, 3, 4, 5, 6, 7, 8}), Fields(lGot, lGot + 9));
+    unsigned short lDay = 77;
+    EXPECT_TRUE(lTime.get(nullptr, nullptr, &lDay, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(2, lDay);
+    lTime.reset();
+    EXPECT_EQ(EMPTY, fieldsOf(lTime));
+    EXPECT_FALSE(lTime.get(nullptr, nullptr, &lDay, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(2, lDay);
+}
+
+TEST(Timepiece, EarlierFieldsDecideTheOrder)
+{
+    Fields const lMiddle = {2000, 6, 15, 12, 30, 30, 500, 500, 500};
+    for (std::size_t lField = 0; lField < 9; ++lField)
+    {
+        Fields lFields = lMiddle;
+        ++lFields[lField];
+        for (std::size_t lLater = lField + 1; lLater < 9; ++lLater)
+        {
+            --lFields[lLater];
+        }
+        Time const lLow = make(lMiddle);
+        Time const lHigh = make(lFields);
+        EXPECT_TRUE(lLow < lHigh && lLow <= lHigh && lLow != lHigh && lLow.isPastTime(lHigh)) << lField;
+        EXPECT_FALSE(lLow > lHigh || lLow >= lHigh || lLow == lHigh || lHigh.isPastTime(lLow)) << lField;
+        EXPECT_TRUE(lHigh > lLow && lHigh >= lLow && lHigh == lHigh && lHigh <= lHigh && !(lHigh < lHigh));
+    }
+    EXPECT_TRUE(make({65534, 12, 31}) < Time() && Time() == Time());
+}
+
+/// Days since 1970 of the first of a month, by the C library.
+long long firstOfMonth(int nYear, int nMonth)
+{
+    tm lDate{};
+    lDate.tm_year = nYear - 1900;
+    lDate.tm_mon = nMonth - 1;
+    lDate.tm_mday = 1;
+    return timegm(&lDate) / 86400;
+}
+
+// Years after 0 are those of the C library, whose year 0 has one day more.
+unsigned int const DAYS_TO_1970 = 719527;
+
+TEST(Timepiece, EveryDayIsCountedFormattedAndReadBack)
+{
+    for (long long lDay = firstOfMonth(1600, 1); lDay < firstOfMonth(2401, 1); ++lDay)
+    {
+        time_t const lSeconds = static_cast<time_t>(lDay * 86400 + (lDay + 200000) * 7919 % 86400);
+        tm lDate{};
+        ASSERT_NE(nullptr, gmtime_r(&lSeconds, &lDate));
+        Time const lTime = timeOf(lDate);
+        ASSERT_EQ(DAYS_TO_1970 + lDay, lTime.getDays());
+        char lText[64];
+        ASSERT_NE(0U, std::strftime(lText, sizeof(lText), "%a, %d %b %Y %H:%M:%S GMT", &lDate));
+        ASSERT_EQ(lText, httpDate(lTime));
+        for (char const* lpForm : {"%a, %d %b %Y %H:%M:%S GMT", "%A, %d-%b-%y %H:%M:%S GMT", "%a %b %e %H:%M:%S %Y"})
+        {
+            if (lpForm[1] != 'A' || (lTime.year() >= 1970 && lTime.year() <= 2069)) // two digits of a year
+            {
+                Time lRead;
+                ASSERT_NE(0U, std::strftime(lText, sizeof(lText), lpForm, &lDate));
+                ASSERT_TRUE(lRead.setHttpDate(lText) && lRead == lTime) << lText;
+            }
+        }
+    }
+    for (unsigned short lYear = 1; lYear < 65534; ++lYear)
+    {
+        ASSERT_EQ(DAYS_TO_1970 + firstOfMonth(lYear, 3), make({lYear, 3, 1}).getDays()) << lYear;
+        ASSERT_EQ(DAYS_TO_1970 + firstOfMonth(lYear + 1, 1) - 1, make({lYear, 12, 31}).getDays()) << lYear;
+    }
+    EXPECT_EQ(0U, Time::DEFAULT_REFERENCE_TIME.getDays());
+    EXPECT_EQ(59U, make({0, 3, 1}).getDays()); // year 0 has 365 days
+    EXPECT_EQ(365U, make({1, 1, 1}).getDays());
+    EXPECT_EQ(DAYS_TO_1970 + firstOfMonth(65535, 1) - 1, make({65534, 12, 31}).getDays());
+    EXPECT_EQ(Time::FAILED, Time().getDays());
+}
+
+TEST(Timepiece, SpansWrapAsDefined)
+{
+    struct Row
+    {
+        Fields mFrom;
+        Fields mTo;
+        unsigned int mDays;
+        unsigned int mSeconds;
+    };
+    unsigned int const F = Time::FAILED;
+    Row const ROWS[] = {
+        {{2000, 1, 1, 12}, {2000, 1, 1, 23, 59, 59, 999}, 0, 43199},
+        {{2000, 1, 1, 12}, {2000, 1, 2, 11, 59, 59}, 0, 4294967295U}, // one second short of a day: no failure
+        {{2000, 1, 1, 23}, {2000, 1, 2}, 0, 4294884496U},
+        {{2000, 1, 1, 23}, {2000, 1, 3}, 1, 3600},
+        {{2000, 1, 1, 12}, {2000, 1, 2, 12}, 1, 86400},
+        {{2000, 1, 1, 12, 0, 0, 0, 0, 1}, {2000, 1, 2, 12}, 0, 0},
+        {{2000, 1, 1, 12, 0, 0, 0, 0, 1}, {2000, 1, 3, 12}, 1, 86399},
+        {{2000, 1, 1, 12, 0, 0, 1}, {2000, 1, 2, 12}, 0, 0},           // a millisecond short
+        {{2000, 1, 1, 12, 0, 0, 1, 0, 1}, {2000, 1, 2, 12}, 1, 86400}, // more: it does not count
+        {{2000, 1, 1, 12}, {2000, 1, 2, 12, 0, 0, 0, 0, 1}, 1, 86400},
+        {{2000, 1, 1, 12, 0, 0, 0, 5}, {2000, 1, 1, 12, 0, 1, 0, 4, 999}, 0, 0},
+        {{2000, 1, 1, 12, 0, 0, 0, 5}, {2000, 1, 1, 12, 0, 0, 0, 5}, 0, 0},
+        {{2000, 1, 1}, {2136, 2, 7, 6, 28, 15}, 49710, 4294967295U},
+        {{2000, 1, 1}, {2136, 2, 7, 6, 28, 16}, 49710, F},
+        {{2000, 1, 1}, {2136, 2, 8}, 49711, F},
+        {{2000, 1, 1, 1}, {2136, 2, 8}, 49710, F}, // the difference of the seconds of the day is negative
+        {{2001, 2, 29}, {2001, 3, 1, 1}, 0, 3600}, // the same day
+        {{2001, 2, 31}, {2001, 3, 1}, 4294967294U, F},
+        {{2001, 2, 31}, {2001, 3, 2, 1}, F, F},
+        {{0, 1, 1}, {65534, 12, 31}, 23936165, F},
+        {{2000, 1, 2}, {2000, 1, 1}, F, F},
+        {{2000, 1, 1, 0, 0, 0, 0, 0, 1}, {2000, 1, 1}, F, F},
+        {EMPTY, {2000, 1, 1}, F, F},
+        {{2000, 1, 1}, EMPTY, F, F},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        Time const lFrom = make(lRow.mFrom);
+        Time const lTo = make(lRow.mTo);
+        EXPECT_EQ(lRow.mDays, lTo.getElapsedDays(lFrom)) << &lRow - ROWS;
+        EXPECT_EQ(lRow.mSeconds, lTo.getElapsedSeconds(lFrom)) << &lRow - ROWS;
+    }
+}
+
+TEST(Timepiece, HttpDatesOfOldYearsAndSmallBuffers)
+{
+    EXPECT_EQ("Fri, 15 Oct 1582 00:00:00 GMT", httpDate(make({1582, 10, 15})));
+    EXPECT_EQ("14 Oct 1582 23:59:59 GMT", httpDate(make({1582, 10, 14, 23, 59, 59, 999})));
+    EXPECT_EQ("30 Sep 1582 00:00:00 GMT", httpDate(make({1582, 9, 30})));
+    EXPECT_EQ("Mon, 01 Nov 1582 00:00:00 GMT", httpDate(make({1582, 11, 1})));
+    EXPECT_EQ("31 Dec 1581 00:00:00 GMT", httpDate(make({1581, 12, 31})));
+    EXPECT_EQ("01 Jan 100 00:00:00 GMT", httpDate(make({100, 1, 1})));
+    EXPECT_EQ("Mon, 31 Dec 65534 00:00:00 GMT", httpDate(make({65534, 12, 31})));
+    EXPECT_EQ("", httpDate(make({99, 12, 31})));
+    EXPECT_EQ("", httpDate(Time()));
+
+    Time const lTime = make({1994, 11, 6, 8, 49, 37});
+    char lText[31] = "##############################";
+    EXPECT_FALSE(lTime.getHttpDate(nullptr, 30));
+    EXPECT_FALSE(lTime.getHttpDate(lText, 0));
+    EXPECT_EQ('#', lText[0]);
+    EXPECT_FALSE(lTime.getHttpDate(lText, 29));
+    EXPECT_STREQ("Sun, 06 Nov 1994 08:49:37 GM", lText);
+    EXPECT_EQ('#', lText[29]);
+    EXPECT_TRUE(lTime.getHttpDate(lText, 30));
+    EXPECT_STREQ("Sun, 06 Nov 1994 08:49:37 GMT", lText);
+}
+
+TEST(Timepiece, PiecesOfADateAreFoundByTheirShape)
+{
+    struct Row
+    {
+        std::string mText;
+        Fields mFields; // none: not a date
+    };
+    std::string const lFar(20000, 'x');
+    Row const ROWS[] = {
+        {"1 jan 70 0:0:0", {1970, 1, 1}},
+        {"1 jan 69 0:0:0", {2069, 1, 1}},
+        {"1 jan 0099 0:0:0", {1999, 1, 1}},
+        {"1 jan 100 0:0:0", {100, 1, 1}},
+        {"1999/DECEMBER~31\t23:59:59Z", {1999, 12, 31, 23, 59, 59}},
+        {"12:34:56x 1 Feb 2000", {2000, 2, 1, 12, 34, 56}},
+        {"12:34:56x7 8:9:10 1 Feb 2000", {2000, 2, 8, 12, 34, 56}}, // a second time is the day
+        {"123456 1 Feb 0:0:0", {3456, 2, 1}},
+        {"1st of Marching 02nd 3:4:5", {2002, 3, 1, 3, 4, 5}},
+        {"xxxjUn5 4 1234 6:7:8", {1234, 6, 4, 6, 7, 8}},
+        {"1 2 3 Apr 2005 1:2:3", {2005, 4, 1, 1, 2, 3}}, // one digit is no year
+        {"20 10 May 1:2:3 30 99 Jul 4:5:6", {2010, 5, 20, 1, 2, 3}},
+        {"1:2:3 4 5 Aug", {}},
+        {"1 Feb 2000", {}},
+        {"1 Feb 0:0:0", {}},
+        {"Feb 2000 0:0:0", {}},
+        {"1 Fe 2000 0:0:0", {}},
+        {"31 Sep 2000 23:59:60", {}},
+        {"31 Sep 2000 24:00:00", {}},
+        {"32 Sep 2000 0:0:0", {}},
+        {"0 Sep 2000 0:0:0", {}},
+        {"1 Sep 2000 1:2", {}},
+        {"1 Sep 2000 001:02:03", {2000, 9, 1, 1, 2, 3}},
+        {"1:2:345 9 Sep 2000 1:2:3", {2000, 9, 1, 1, 2, 3}},
+        {"1\nOct\n2001\n4:5:6", {}},                               // a line end delimits nothing
+        {"1 \xEF\xBC\xAF\xEF\xBD\x83\xEF\xBD\x94 2001 4:5:6", {}}, // full-width letters
+        {"1 Oct\xE3\x80\x80 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},
+        {"1 Oct\x80 2001 4:5:6", {}}, // the fold loses a letter ahead of a stray byte
+        {"1 OCT\x80 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},
+        {"1 Oct 2001 4:5:6 " + lFar, {}}, // too long for the comparison of names
+        {lFar + " 1 Oct 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},
+        {"", {}},
+        {"Sun, 06 Nov", {}},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        Fields const lBefore = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+        Time lTime = make(lBefore);
+        bool const lIsDate = lTime.setHttpDate(lRow.mText.c_str());
+        Fields lExpected = lRow.mFields.empty() ? lBefore : lRow.mFields;
+        lExpected.resize(9);
+        EXPECT_EQ(!lRow.mFields.empty(), lIsDate) << lRow.mText.substr(0, 40);
+        EXPECT_EQ(lExpected, fieldsOf(lTime)) << lRow.mText.substr(0, 40);
+    }
+    Time lTime;
+    EXPECT_FALSE(lTime.setHttpDate(nullptr));
+}
+
+/// The system's clock under our control, and what the watchdog knows of the calling thread meanwhile.
+class TimepieceClockTest : public testing::Test
+{
+protected:
+    TimepieceClockTest() { sNow = 0; }
+
+    static std::string lastReport()
+    {
+        utl::test::LogCapture lLog;
+        utl::ThreadManager::get()->printWatchdogInfo(1);
+        for (std::string const& lLine : lLog.lines())
+        {
+            std::size_t const lAt = lLine.find("source/UtlTimepiece");
+            if (lAt != std::string::npos)
+            {
+                return lLine.substr(lAt);
+            }
+        }
+        return "";
+    }
+
+    static time_t clock(time_t*)
+    {
+        sReport = lastReport();
+        return sNow;
+    }
+
+    static inline time_t sNow = 0;
+    static inline std::string sReport;
+    utl::test::Replaced<time_t(time_t*)> mClock{&SystemCalls::mTime, clock};
+};
+
+TEST_F(TimepieceClockTest, TellsDatesBeyond2038)
+{
+    setenv("TZ", "XYZ-9:30", 1);
+    tzset();
+    struct Row
+    {
+        long long mNow;
+        Fields mSystem;
+        Fields mLocal;
+    };
+    Row const ROWS[] = {
+        {0, {1970, 1, 1}, {1970, 1, 1, 9, 30}},
+        {2147483648LL, {2038, 1, 19, 3, 14, 8}, {2038, 1, 19, 12, 44, 8}},
+        {4294967296LL, {2106, 2, 7, 6, 28, 16}, {2106, 2, 7, 15, 58, 16}},
+        {-2, {1969, 12, 31, 23, 59, 58}, {1970, 1, 1, 9, 29, 58}},
+        {-1, {}, {}},                                       // the clock's failure
+        {2005917609599LL, {65534, 12, 31, 23, 59, 59}, {}}, // and local time is in the year 65535
+        {2005949145600LL, {}, {}},                          // year 65536, 0 in 16 bits
+        {-62167219200LL, {0, 1, 1}, {0, 1, 1, 9, 30}},
+        {-62167219201LL, {}, {0, 1, 1, 9, 29, 59}},
+        {0x7FFFFFFFFFFFFFFFLL, {}, {}}, // past what the conversion can do
+    };
+    for (Row const& lRow : ROWS)
+    {
+        sNow = static_cast<time_t>(lRow.mNow);
+        for (bool lIsLocal : {false, true})
+        {
+            Fields lExpected = lIsLocal ? lRow.mLocal : lRow.mSystem;
+            Time lTime;
+            EXPECT_EQ(!lExpected.empty(), lIsLocal ? utl::getLocalTime(&lTime) : utl::getSystemTime(&lTime));
+            lExpected.resize(lExpected.empty() ? 0 : 9);
+            EXPECT_EQ(lExpected.empty() ? EMPTY : lExpected, fieldsOf(lTime)) << lRow.mNow << ' ' << lIsLocal;
+        }
+    }
+}
+
+TEST_F(TimepieceClockTest, ReportsAroundItsCallsAndFailsWithThem)
+{
+    ASSERT_NE(0, utl::ThreadManager::get()->entryCaller(1, 600000, nullptr, "clock"));
+    ASSERT_TRUE(utl::ThreadManager::get()->startWatchdog(0));
+    Time lTime = make({1, 2, 3});
+    Time const lBefore = lTime;
+    {
+        utl::test::FailNth<&SystemCalls::mGmtimeR> lFault(0, EOVERFLOW);
+        EXPECT_FALSE(utl::getSystemTime(&lTime));
+        EXPECT_TRUE(lFault.fired());
+        EXPECT_EQ("source/UtlTimepiece, getSystemTime:31:1)", sReport);
+        EXPECT_EQ("source/UtlTimepiece, getSystemTime:39:2)", lastReport());
+    }
+    {
+        utl::test::FailNth<&SystemCalls::mLocaltimeR> lFault(0, EOVERFLOW);
+        EXPECT_FALSE(utl::getLocalTime(&lTime));
+        EXPECT_TRUE(lFault.fired());
+        EXPECT_EQ("source/UtlTimepiece, getLocalTime:81:1)", sReport);
+        EXPECT_EQ("source/UtlTimepiece, getLocalTime:89:2)", lastReport());
+    }
+    EXPECT_EQ(lBefore, lTime);
+    // A leap second, as some clocks tell it.
+    utl::test::Replaced<tm*(time_t const*, tm*)> lLeap(&SystemCalls::mGmtimeR,
+                                                       [](time_t const* npNow, tm* npFields)
+                                                       {
+                                                           gmtime_r(npNow, npFields);
+                                                           npFields->tm_sec = 60;
+                                                           return npFields;
+                                                       });
+    EXPECT_TRUE(utl::getSystemTime(&lTime));
+    EXPECT_EQ(59, lTime.second());
+    EXPECT_FALSE(utl::getSystemTime(nullptr));
+    EXPECT_FALSE(utl::getLocalTime(nullptr));
+}
+
+} // namespace

@@ -243,17 +243,81 @@ public:
     bool resize(unsigned long long nNewSize);
 
     // --- Text ---
+    //
+    // Text goes in and out as UTF-8; the file has the encoding of the text type, which nobody finds out from its bytes.
+    // Sizes of sources count bytes of the file, sizes of results bytes of UTF-8 with the terminator.
+    //
+    // Line ends: LF with all CR directly before it; at the end of the file also CR alone. Other CR are text.
+    // Reading:   a few pages are read ahead into a buffer of the object (heap, 37 KB, from the first call on; calls
+    //            that use or move the position otherwise give it back). Bytes that somebody changes meanwhile without
+    //            the lock may be seen as they were.
+    // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
-    bool setTextType(int nTextType);
+    bool setTextType(int nTextType); ///< FILE_TEXT_...; false for another value, with nothing changed.
+
+    /// Bytes of a line end that begins at the position, which stays: 2 for CR LF, 1 for CR or LF, 0 at the end of the
+    /// file and where it is not open, -1 for anything else and a failed read. Not for UTF-16.
     int nextEOLSize();
+
+    /// Measures the line at the position, which moves behind it.
+    ///
+    /// nReserved:  not used.
+    /// npTextSize: may be null; receives the bytes before the line end. Caution: a byte more than there is where a lead
+    ///             byte of Shift-JIS ends the file; the position then is past the end.
+    /// npEolSize:  may be null; receives the bytes of the line end. Malformed bytes and byte-order marks between CR and
+    ///             LF do not part them: both count, and those bytes are taken for text in their place.
+    /// Result:     bytes of both; 0 where the file ends before an LF; -1 for failure.
     int findNextLineSize(unsigned int nReserved, unsigned int* npTextSize, unsigned int* npEolSize);
+
+    /// Reads a line without its line end.
+    ///
+    /// npDst, nDstSize: at least the source bytes plus one terminator (two for UTF-16) and the bytes of the result;
+    ///                  three times the source bytes, plus two, are enough for any line. Below FILE_TEXT_CHUNK_MAX.
+    ///                  0 asks for the size: nothing moves.
+    /// npOutSize:       may be null; receives the size of the result, 1 for an empty line; untouched on failure.
+    /// Result:          0 also for an empty line. Failure with the position left on the line: FILE_TEXT_CHUNK_MAX
+    ///                  source bytes or more, or more than npDst has room for. Failure with the position behind the
+    ///                  text, so that the next call gives an empty line: a result that does not fit npDst, malformed
+    ///                  text, UTF-16 with a byte-order mark. A failed read leaves the position where it failed.
+    /// Caution: with an odd byte at the end of a UTF-16 file every call gives an empty line and none FILE_READ_END;
+    /// stop where the position does not move. Caution: an empty line stores a terminator at npDst even where nDstSize
+    /// is 0; pass null to ask for the size. Caution: a Shift-JIS code without a character ends the text there, while
+    /// *npOutSize counts the whole line.
     int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize);
+
+    /// Into the string's capacity, which does not grow. Null asks for the size.
     int readLine(BasicString<char>* npLine, unsigned int* npOutSize);
+
+    /// Reads text at the position, line ends included, and stores it at npDst + nDstOffset.
+    ///
+    /// nSrcBytes: 1 to FILE_TEXT_CHUNK_MAX - 1; the last of an odd number is left where the encoding is UTF-16.
+    /// nDstSize:  of all of npDst, so nDstOffset more than readLine() needs. 0 asks for the size, and the position
+    /// moves. Result:    as readLine(). The position moves behind the bytes also where they are malformed; a leading
+    /// byte-order
+    ///            mark of UTF-8 is left out.
     int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
                  unsigned int* npOutSize);
     int readText(BasicString<char>* npText, unsigned int nSrcBytes, unsigned int nDstOffset, unsigned int* npOutSize);
+
+    /// Writes npText + nOffset. No byte-order mark, no line end.
+    ///
+    /// nMaxBytes: below FILE_TEXT_CHUNK_MAX; cuts the bytes written, also inside a character.
+    /// Result:    bytes written; FILE_ERROR also for Shift-JIS, which is not written, and nOffset past the text.
+    /// Caution: with UTF-16 a text of one character writes nothing and gives 0, or FILE_ERROR with an nOffset, and an
+    /// empty one gives FILE_ERROR; write at least two characters, or the bytes with write().
     unsigned int writeText(char const* npText, unsigned int nMaxBytes, unsigned int nOffset);
+
+    /// Writes a text and LF. Result: bytes written; FILE_ERROR where either was refused.
+    /// Caution: ends no line of UTF-16, the line end being one character; write it together with the text.
     unsigned int writeLine(char const* npText);
+
+    /// Searches for bytes; the position goes to the key, or stays where it was.
+    ///
+    /// nStart:    where to begin; -2 for the position.
+    /// nMaxBytes: how many bytes to look at; -1 for all.
+    /// nMode:     1 for the position behind the key, any other value for its first byte.
+    /// Result:    that position; FILE_NOT_FOUND; -1 for failure and for a null or empty key.
+    /// Caution: a byte that ends a partial match is not tried as the first of another: "aab" is missed in "aaab".
     long long seekKey(unsigned char const* npKey, unsigned int nKeySize, unsigned long long nStart,
                       unsigned long long nMaxBytes, int nMode);
     long long seekKey(char const* npKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode);

@@ -12,6 +12,7 @@
 
 #include "internal/UtlLogFileSink.h"
 #include "support/Faults.h"
+#include "support/Gate.h"
 #include "support/LogCapture.h"
 
 using namespace utl;
@@ -268,14 +269,14 @@ TEST_F(ApplogTest, LinesOfManyThreadsStayWhole)
             applog(3, LOG_LEVEL_ERROR, "%s", std::string(100, nMark).c_str());
         }
     };
-    std::thread lFirst(lLog, 'a');
-    std::thread lSecond(lLog, 'b');
-    for (int lRound = 0; lRound < 300; ++lRound)
+    auto const lRegister = []
     {
-        registerLogType(3, lRound % 2 == 0 ? "unusual " : "even ", 4);
-    }
-    lFirst.join();
-    lSecond.join();
+        for (int lRound = 0; lRound < 300; ++lRound)
+        {
+            registerLogType(3, lRound % 2 == 0 ? "unusual " : "even ", 4);
+        }
+    };
+    utl::test::together([&] { lLog('a'); }, [&] { lLog('b'); }, lRegister);
     EXPECT_EQ(600U, mConsole.lines().size());
     for (std::string const& lLine : mConsole.lines())
     {

@@ -1,11 +1,11 @@
 #include "UtlBasicString.h"
 
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include "UtlStaticBuffer.h"
+#include "support/Gate.h"
 
 using namespace utl;
 using String = BasicString<char>;
@@ -131,9 +131,7 @@ TEST(BasicString, ThreadsShareTheEmptyTextWithoutWriting)
         EXPECT_TRUE(lString.resizeMax(0));
         EXPECT_EQ(lString.c_str(), &EMPTY_CHAR);
     };
-    std::thread lOther(lWork);
-    lWork();
-    lOther.join();
+    utl::test::together(lWork, lWork);
 }
 
 } // namespace

@@ -3,12 +3,12 @@
 #include <atomic>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/Faults.h"
+#include "support/Gate.h"
 #include "support/LogCapture.h"
 
 namespace
@@ -99,19 +99,14 @@ TEST_F(TimeCounterTest, NumbersAreStartedAnewAndFreed)
     EXPECT_FALSE(TimeCounter::start(50));
     expectErrors({"TimeCounter::start(ID) Failed. InsertMap Error. CounterId:[50]"});
     EXPECT_TRUE(TimeCounter::start(49));
-    std::thread lOther(
-        []
-        {
-            for (unsigned int lId = 0; lId < 25; ++lId)
-            {
-                EXPECT_EQ(0U, TimeCounter::stop(lId));
-            }
-        });
-    for (unsigned int lId = 25; lId < 50; ++lId)
+    auto const lStop = [](unsigned int nFirst)
     {
-        EXPECT_EQ(0U, TimeCounter::stop(lId));
-    }
-    lOther.join();
+        for (unsigned int lId = nFirst; lId < nFirst + 25; ++lId)
+        {
+            EXPECT_EQ(0U, TimeCounter::stop(lId));
+        }
+    };
+    utl::test::together([&] { lStop(0); }, [&] { lStop(25); });
     expectErrors({});
 }
 

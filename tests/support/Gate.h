@@ -59,6 +59,17 @@ bool waitUntil(Condition nCondition)
     return true;
 }
 
+/// Runs each on a thread of its own, all at once, and waits for their ends.
+template <class... Work>
+void together(Work... nWork)
+{
+    std::thread lThreads[] = {std::thread(nWork)...};
+    for (std::thread& lThread : lThreads)
+    {
+        lThread.join();
+    }
+}
+
 } // namespace utl::test
 
 #endif

@@ -255,6 +255,7 @@ private:
     bool takeRequest(Request nRequest);
     int dispatch(ThreadCtlMsg const& nHead, bool nIsTaken);
     int dispatchTimerRequest(ThreadCtlMsg const& nHead);
+    void endOverflow();
     void endLoop();
 
     // Sending

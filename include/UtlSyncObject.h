@@ -51,8 +51,12 @@ private:
 class UTL_API UTL_SCOPED_CAPABILITY SyncGuard
 {
 public:
-    explicit SyncGuard(SyncObjectBase const& nSyncObject) UTL_ACQUIRE(nSyncObject);
-    virtual ~SyncGuard() UTL_RELEASE();
+    explicit SyncGuard(SyncObjectBase const& nSyncObject) UTL_ACQUIRE(nSyncObject)
+        : mSyncObject(nSyncObject)
+    {
+        mSyncObject.lock();
+    }
+    virtual ~SyncGuard() UTL_RELEASE() { mSyncObject.unlock(); }
     SyncGuard(SyncGuard const&) = delete;
     SyncGuard& operator=(SyncGuard const&) = delete;
 

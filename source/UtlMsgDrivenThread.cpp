@@ -145,23 +145,27 @@ bool MsgDrivenThread::waitForRecord(ThreadManager& nManager, ThreadCtlMsg* npRec
 bool MsgDrivenThread::readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord, unsigned int* npRead)
 {
     internal::PipeRecord lRecord{MSG_ID_NONE, -1};
-    bool lIsRead = false;
-    if (!mpPipe->hasBuffered())
+    bool lIsRead = true;
+    if (mpPipe->hasBuffered())
     {
-        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
-    }
-    if (mpPipe->hasBuffered() || !isUnderWatchdog(nManager))
-    {
-        lIsRead = mpPipe->read(&lRecord, npRead);
+        lRecord = mpPipe->next();
     }
     else
     {
-        nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
-        stopWatchdog();
+        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
+        bool const lIsWatched = isUnderWatchdog(nManager);
+        if (lIsWatched)
+        {
+            nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+            stopWatchdog();
+        }
         lIsRead = mpPipe->read(&lRecord, npRead);
         int const lError = errno;
-        startWatchdog();
-        nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+        if (lIsWatched)
+        {
+            startWatchdog();
+            nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+        }
         errno = lError;
     }
     npRecord->mMsgId = lRecord.mMsgId;
@@ -315,7 +319,7 @@ int MsgDrivenThread::dispatch(ThreadCtlMsg const& nHead, bool nIsTaken)
         int const lResult = executeReceiveSync();
         mSyncResult = lResult == 0;
         mpAnswers->mSync.give();
-        mIsDataQueueOverflowed = false;
+        endOverflow();
         return lResult;
     }
     case MSG_ID_START_TIMER:
@@ -330,8 +334,17 @@ int MsgDrivenThread::dispatch(ThreadCtlMsg const& nHead, bool nIsTaken)
         {
             callListener(mOutputRawMsg);
         }
-        mIsDataQueueOverflowed = false;
+        endOverflow();
         return nIsTaken ? 0 : -1;
+    }
+}
+
+/// A message has gone out: the next overflow is an error again.
+void MsgDrivenThread::endOverflow()
+{
+    if (mIsDataQueueOverflowed.load(std::memory_order_relaxed)) // seldom; a store would cost each message
+    {
+        mIsDataQueueOverflowed = false;
     }
 }
 

@@ -42,15 +42,4 @@ void SyncObject::unlock() const UTL_NO_THREAD_SAFETY_ANALYSIS
     pthread_mutex_unlock(&mMutex);
 }
 
-SyncGuard::SyncGuard(SyncObjectBase const& nSyncObject)
-    : mSyncObject(nSyncObject)
-{
-    mSyncObject.lock();
-}
-
-SyncGuard::~SyncGuard()
-{
-    mSyncObject.unlock();
-}
-
 } // namespace utl

@@ -120,6 +120,9 @@ public:
     /// A record read ahead is there: read() will not wait.
     bool hasBuffered() const { return mNext < mCount; }
 
+    /// Takes a record read ahead, where hasBuffered().
+    PipeRecord const& next() { return mBuffer[mNext++]; }
+
     /// Takes the next record, waiting for one where none is there; reads ahead as many as are there.
     /// Result: true; false when the read failed: *npRead is what it gave, errno tells why (EINTR included).
     bool read(PipeRecord* npRecord, unsigned int* npRead);

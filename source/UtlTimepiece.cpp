@@ -60,6 +60,25 @@ unsigned int weekdayOf(unsigned int nYear, unsigned int nMonth, unsigned int nDa
     return (lYear + lYear / 4 - lYear / 100 + lYear / 400 + (13 * lMonth + 8) / 5 + nDay) % 7;
 }
 
+// So many digits of a number, with leading zeros. Result: the place behind them.
+char* putNumber(char* npAt, unsigned int nValue, unsigned int nDigits)
+{
+    for (unsigned int lDigit = nDigits; lDigit > 0; nValue /= 10)
+    {
+        npAt[--lDigit] = static_cast<char>('0' + nValue % 10);
+    }
+    return npAt + nDigits;
+}
+
+char* putText(char* npAt, char const* npText)
+{
+    while (*npText != 0)
+    {
+        *npAt++ = *npText++;
+    }
+    return npAt;
+}
+
 bool isDigit(char nByte)
 {
     return nByte >= '0' && nByte <= '9';
@@ -391,12 +410,19 @@ bool Time::getHttpDate(char* npBuffer, unsigned int nSize) const
     {
         return false;
     }
-    unsigned int const lYear = mYear;
-    bool const lHasWeekday = std::make_tuple(mYear, mMonth, mDay) >= std::make_tuple(1582, 10, 15);
-    char const* const lpWeekday = lHasWeekday ? WEEKDAY_NAMES[weekdayOf(mYear, mMonth, mDay)] : "";
-    return formatStr<char>(npBuffer, nSize, "%s%s%02u %s %02u %02u:%02u:%02u GMT", lpWeekday, lHasWeekday ? ", " : "",
-                           mDay + 0U, MONTH_NAMES[mMonth - 1], lYear, mHour + 0U, mMinute + 0U,
-                           mSecond + 0U) != STR_ERROR;
+    char lText[sizeof("Sun, 06 Nov 65534 08:49:37 GMT")];
+    char* lpEnd = lText;
+    if (std::make_tuple(mYear, mMonth, mDay) >= std::make_tuple(1582, 10, 15))
+    {
+        lpEnd = putText(putText(lpEnd, WEEKDAY_NAMES[weekdayOf(mYear, mMonth, mDay)]), ", ");
+    }
+    lpEnd = putText(putText(putText(putNumber(lpEnd, mDay, 2), " "), MONTH_NAMES[mMonth - 1]), " ");
+    lpEnd = putText(putNumber(lpEnd, mYear, mYear < 1000 ? 3 : mYear < 10000 ? 4 : 5), " ");
+    lpEnd = putText(putNumber(lpEnd, mHour, 2), ":");
+    lpEnd = putText(putNumber(lpEnd, mMinute, 2), ":");
+    lpEnd = putText(putNumber(lpEnd, mSecond, 2), " GMT");
+    *lpEnd = 0;
+    return formatStr<char>(npBuffer, nSize, "%s", lText) != STR_ERROR;
 }
 
 bool Time::setHttpDate(char const* npText)

@@ -3,11 +3,17 @@
 #include <UtlThreadRawMsg.h>
 
 #include <cstdio>
+#include <string_view>
 
 namespace demo
 {
 
-void CollectorListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
+TotalsListener::TotalsListener(bool nIsTerminal)
+    : mIsTerminal(nIsTerminal)
+{
+}
+
+void TotalsListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
 {
     // The id tells of which class the message is.
     int lMsgId = utl::MSG_ID_NONE;
@@ -36,7 +42,7 @@ void CollectorListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
         mTotals = Totals();
         mTotals.mChecksum = EMPTY_CHECKSUM;
         break;
-    case MSG_ID_PROGRESS:
+    case utl::MSG_ID_TIMER: // we have one timer only, so there is no need to look whose time-out it is
         showProgress();
         break;
     default:
@@ -44,7 +50,7 @@ void CollectorListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
     }
 }
 
-void CollectorListener::add(Finding const& nFinding)
+void TotalsListener::add(Finding const& nFinding)
 {
     ++mTotals.mLines;
     mTotals.mMisplacedLines += nFinding.mNumber != mTotals.mLines ? 1 : 0;
@@ -62,10 +68,75 @@ void CollectorListener::add(Finding const& nFinding)
     }
 }
 
-void CollectorListener::showProgress() const
+void TotalsListener::showProgress() const
 {
-    std::printf("\r  %llu lines, %llu bytes ...", mTotals.mLines, mTotals.mBytes);
+    std::printf("  %llu lines, %llu bytes so far%s", mTotals.mLines, mTotals.mBytes, mIsTerminal ? "\r" : "\n");
     std::fflush(stdout);
+}
+
+WordListener::WordListener(char const* npWord)
+    : mpWord(npWord)
+{
+}
+
+void WordListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
+{
+    int lMsgId = utl::MSG_ID_NONE;
+    nRawMsg.getMsgId(&lMsgId);
+    if (lMsgId == MSG_ID_LINE && mLine.restoreFrom(nRawMsg) &&
+        std::string_view(mLine.mText, mLine.mSize).find(mpWord) != std::string_view::npos && mCount++ == 0)
+    {
+        mFirst = mLine.mNumber;
+    }
+}
+
+void WordListener::print() const
+{
+    if (mpWord == nullptr)
+    {
+        return;
+    }
+    std::printf("  word                      %12llu  lines hold '%s'", mCount, mpWord);
+    if (mCount > 0)
+    {
+        std::printf(", the first is line %llu", mFirst);
+    }
+    std::printf("\n");
+}
+
+JournalListener::JournalListener(utl::MsgDrivenSharedThread& nThread)
+    : mThread(nThread)
+{
+}
+
+void JournalListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
+{
+    int lMsgId = utl::MSG_ID_NONE;
+    nRawMsg.getMsgId(&lMsgId);
+    FindingMsg lMsg;
+    if (lMsgId != MSG_ID_FINDING || !lMsg.restoreFrom(nRawMsg))
+    {
+        return;
+    }
+    if (mCount < PAGE_LINES)
+    {
+        mLengths[mCount] = lMsg.mFinding.mLength;
+    }
+    if (++mCount == PAGE_LINES)
+    {
+        // On the message thread this is done at once. The others still hear of this line, and we of none that follows.
+        mThread.detachMsgListener(this);
+    }
+}
+
+void JournalListener::print() const
+{
+    std::printf("  journal                   %12u  lines%s", mCount, mCount == PAGE_LINES ? ", then it left" : "");
+    for (unsigned int lIndex = 0; lIndex < mCount && lIndex < PAGE_LINES; ++lIndex)
+    {
+        std::printf("%s%u", lIndex == 0 ? "; characters: " : ", ", mLengths[lIndex]);
+    }
+    std::printf("\n");
 }
 
 } // namespace demo

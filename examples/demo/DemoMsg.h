@@ -12,12 +12,11 @@ namespace demo
 constexpr unsigned int MAX_LINE_BYTES = 4096;
 
 // Ids below MSG_ID_FIRST_USER and above it are free for applications; small numbers do.
-constexpr int MSG_ID_LINE = 1;     ///< LineMsg, posted: reader to worker.
+constexpr int MSG_ID_LINE = 1;     ///< LineMsg, posted: reader to worker, which passes it on to who looks for a word.
 constexpr int MSG_ID_FINDING = 2;  ///< FindingMsg, posted: worker to collector.
 constexpr int MSG_ID_BEGIN = 3;    ///< Interrupt: forget what was counted, a text begins.
-constexpr int MSG_ID_PROGRESS = 4; ///< Interrupt to the collector: show how far the count is.
-constexpr int MSG_ID_ALL_READ = 5; ///< Sent synchronously to the worker behind the last line: its return is the answer.
-constexpr int MSG_ID_REPORT = 6;   ///< ReportMsg, sent synchronously to the collector.
+constexpr int MSG_ID_ALL_READ = 4; ///< Sent synchronously to the worker behind the last line: its return is the answer.
+constexpr int MSG_ID_REPORT = 5;   ///< ReportMsg, sent synchronously to the collector.
 
 /// One line of the text. A message holds its values itself: the reader's buffer may change as soon as it is posted.
 class LineMsg : public utl::Msg

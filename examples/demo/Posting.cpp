@@ -51,13 +51,13 @@ bool sendWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned 
     return retryUntilRoom(nThread, &utl::MsgDrivenThread::sendMsgSync, nMsg, npRefusals);
 }
 
-QuietLibraryLog::QuietLibraryLog()
+LibraryLogLevel::LibraryLogLevel(int nLevel)
     : mFormerLevel(getFilterLevel(utl::UTL_LOG_TYPE))
 {
-    setFilterLevel(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_NONE);
+    setFilterLevel(utl::UTL_LOG_TYPE, nLevel);
 }
 
-QuietLibraryLog::~QuietLibraryLog()
+LibraryLogLevel::~LibraryLogLevel()
 {
     setFilterLevel(utl::UTL_LOG_TYPE, mFormerLevel);
 }

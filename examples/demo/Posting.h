@@ -18,15 +18,15 @@ bool postWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned 
 /// The same, and waits until the listener has received it, and so everything before it.
 bool sendWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned long long* npRefusals);
 
-/// Silences the library's own log lines while it lives. A refused post is an error to the library and is logged as
-/// one; who retries on purpose expects many and counts them instead.
-class QuietLibraryLog
+/// Sets the level down to which the library's own log lines are written, while it lives. A refused post is an error to
+/// the library and is logged as one; who retries on purpose expects many and counts them instead.
+class LibraryLogLevel
 {
 public:
-    QuietLibraryLog();
-    ~QuietLibraryLog();
-    QuietLibraryLog(QuietLibraryLog const&) = delete;
-    QuietLibraryLog& operator=(QuietLibraryLog const&) = delete;
+    explicit LibraryLogLevel(int nLevel);
+    ~LibraryLogLevel();
+    LibraryLogLevel(LibraryLogLevel const&) = delete;
+    LibraryLogLevel& operator=(LibraryLogLevel const&) = delete;
 
 private:
     int const mFormerLevel;

@@ -102,12 +102,11 @@ ReadResult LineSource::fill(Interruption const& nInterruption)
 }
 
 Reader::Reader(LineSource& nSource, Interruption const& nInterruption, utl::MsgDrivenThread& nWorker,
-               utl::MsgDrivenThread& nCollector, bool nIsShowingProgress)
+               utl::MsgDrivenThread& nCollector)
     : mSource(nSource),
       mInterruption(nInterruption),
       mWorker(nWorker),
-      mCollector(nCollector),
-      mIsShowingProgress(nIsShowingProgress)
+      mCollector(nCollector)
 {
 }
 
@@ -116,7 +115,6 @@ Account Reader::run()
     // Commands overtake everything that is queued, and are carried out when the call returns.
     mWorker.sendMsgInterrupt(MSG_ID_BEGIN);
     mCollector.sendMsgInterrupt(MSG_ID_BEGIN);
-    mSinceProgress.start();
 
     Account lAccount;
     for (;;)
@@ -135,16 +133,6 @@ Account Reader::run()
         ++lAccount.mLines;
         lAccount.mBytes += mLine.mSize;
         lAccount.mChecksum = addToChecksum(lAccount.mChecksum, mLine.mText, mLine.mSize);
-        showProgress();
-    }
-}
-
-void Reader::showProgress()
-{
-    if (mIsShowingProgress && mSinceProgress.watch() >= 100)
-    {
-        mCollector.sendMsgInterrupt(MSG_ID_PROGRESS);
-        mSinceProgress.start();
     }
 }
 

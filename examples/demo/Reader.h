@@ -6,7 +6,6 @@
 #include "Interruption.h"
 
 #include <UtlMsgDrivenThread.h>
-#include <UtlTimeCounter.h>
 
 namespace demo
 {
@@ -66,22 +65,18 @@ struct Account
 class Reader
 {
 public:
-    /// All outlive this object. nIsShowingProgress: asks the collector to show progress now and then.
+    /// All outlive this object.
     Reader(LineSource& nSource, Interruption const& nInterruption, utl::MsgDrivenThread& nWorker,
-           utl::MsgDrivenThread& nCollector, bool nIsShowingProgress);
+           utl::MsgDrivenThread& nCollector);
 
     /// Reads to the end, or as far as it goes. Result: the account of every line that was posted.
     Account run();
 
 private:
-    void showProgress();
-
     LineSource& mSource;
     Interruption const& mInterruption;
     utl::MsgDrivenThread& mWorker;
     utl::MsgDrivenThread& mCollector;
-    bool const mIsShowingProgress;
-    utl::TimeCounter mSinceProgress;
     LineMsg mLine;
 };
 

@@ -2,6 +2,8 @@
 
 #include "Posting.h"
 
+#include <UtlApplog.h>
+#include <UtlStatementInfo.h>
 #include <UtlString.h>
 #include <UtlThreadRawMsg.h>
 
@@ -62,8 +64,10 @@ Finding findingOf(LineMsg const& nLine)
     return lFinding;
 }
 
-WorkerListener::WorkerListener(utl::MsgDrivenThread& nCollector)
-    : mCollector(nCollector)
+WorkerListener::WorkerListener(utl::MsgDrivenThread& nCollector, bool nIsPassingLines, bool nIsStalling)
+    : mCollector(nCollector),
+      mIsPassingLines(nIsPassingLines),
+      mIsStalling(nIsStalling)
 {
 }
 
@@ -95,6 +99,15 @@ void WorkerListener::begin()
 
 void WorkerListener::measure(LineMsg const& nLine)
 {
+    if (mIsStalling && nLine.mNumber == 1)
+    {
+        stall();
+    }
+    if (mIsPassingLines)
+    {
+        // For all listeners alike; who has no use for lines looks at the id and passes.
+        postWhenRoom(mCollector, nLine, &mRefusals);
+    }
     mChecksum = addToChecksum(mChecksum, nLine.mText, nLine.mSize);
     FindingMsg lMsg;
     lMsg.mFinding = findingOf(nLine);
@@ -102,6 +115,16 @@ void WorkerListener::measure(LineMsg const& nLine)
     // Waiting here fills our own queue in turn, and so slows down the reader. A finding that finds no collector any
     // more is missing in the totals, and the check in the end says so.
     postWhenRoom(mCollector, lMsg, &mRefusals);
+}
+
+void WorkerListener::stall()
+{
+    // The watchdog tells of a lapse and of its end in the library's log.
+    LibraryLogLevel lAudible(utl::LOG_LEVEL_INFO);
+    // A call that may take long stands between two reports: the watchdog then knows in which one we hang.
+    utl::Thread::keepAliveWatchdog(utl::StatementInfo(__FILE__, "stall", __LINE__, 1));
+    utl::Thread::sleep(STALL_MS);
+    utl::Thread::keepAliveWatchdog(utl::StatementInfo(__FILE__, "stall", __LINE__, 2));
 }
 
 } // namespace demo

@@ -15,8 +15,12 @@ namespace demo
 class WorkerListener : public utl::ThreadMsgListener
 {
 public:
-    /// nCollector: where findings go; outlives this object.
-    explicit WorkerListener(utl::MsgDrivenThread& nCollector);
+    static constexpr unsigned int STALL_MS = 2000;
+
+    /// nCollector:      where findings go; outlives this object.
+    /// nIsPassingLines: the lines themselves go there, too.
+    /// nIsStalling:     hangs on the first line for STALL_MS, for the watchdog to see.
+    WorkerListener(utl::MsgDrivenThread& nCollector, bool nIsPassingLines, bool nIsStalling);
 
     void receiveMsg(int nThreadId, utl::ThreadRawMsg& nRawMsg) override;
 
@@ -27,8 +31,11 @@ public:
 private:
     void begin();
     void measure(LineMsg const& nLine);
+    static void stall();
 
     utl::MsgDrivenThread& mCollector;
+    bool const mIsPassingLines;
+    bool const mIsStalling;
     LineMsg mLine; // a member only because 4 kilobytes are much for the stack of a thread
     unsigned int mChecksum = EMPTY_CHECKSUM;
     unsigned long long mRefusals = 0;

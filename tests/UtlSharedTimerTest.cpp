@@ -154,16 +154,21 @@ private:
     Replaced<ssize_t(int, void const*, std::size_t)> mWrite;
 };
 
+/// Does something while one call of one kind fails.
+template <auto CALL, class F>
+void failing(int nError, F nDo)
+{
+    FailNth<CALL> lFault(1, nError);
+    nDo();
+}
+
 // The first test: the handler is installed once in a process.
 TEST(SharedTimer, HandlerThatCannotBeInstalledIsTriedAgain)
 {
     ThreadManager::get(); // brings a message thread with a signal of its own
     LogCapture lLog;
-    {
-        FailNth<&SystemCalls::mSigaction> lFault(1, EINVAL);
-        SharedTimer lFirst(0, 0, nullptr, 1, "first");
-        EXPECT_EQ(Lines{"<UTIL> ERR: SharedTimer sigaction  errno:22"}, lLog.lines());
-    }
+    failing<&SystemCalls::mSigaction>(EINVAL, [] { SharedTimer(0, 0, nullptr, 1, "first"); });
+    EXPECT_EQ(Lines{"<UTIL> ERR: SharedTimer sigaction  errno:22"}, lLog.lines());
     lLog.clear();
     TestTimer lTimer;
     TestTimer lThird;
@@ -185,24 +190,17 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     EXPECT_TRUE(lTimer.eraseTimer(1, 0));
     EXPECT_EQ(3, lTimer.addTimer(nullptr, 30, 0, 0));
     EXPECT_TRUE(lTimer.getTimerIdSet(&lIds));
-    ASSERT_EQ(2U, lIds.size());
-    EXPECT_EQ(2, *lIds.at(0));
-    EXPECT_EQ(3, *lIds.at(1));
+    EXPECT_TRUE(lIds.size() == 2 && *lIds.at(0) == 2 && *lIds.at(1) == 3);
     EXPECT_FALSE(lTimer.getTimerIdSet(nullptr));
     EXPECT_EQ(30U, lTimer.getInterval(3));
 
     for (int lUnknown : {1, -1, 99})
     {
-        EXPECT_FALSE(lTimer.start(lUnknown, 0));
-        EXPECT_FALSE(lTimer.stop(lUnknown, 0));
-        EXPECT_FALSE(lTimer.restart(lUnknown, 0));
-        EXPECT_FALSE(lTimer.eraseTimer(lUnknown, 0));
+        EXPECT_FALSE(lTimer.start(lUnknown, 0) || lTimer.stop(lUnknown, 0) || lTimer.restart(lUnknown, 0));
+        EXPECT_FALSE(lTimer.eraseTimer(lUnknown, 0) || lTimer.setInterval(lUnknown, 1) || lTimer.isRunning(lUnknown));
         EXPECT_TRUE(lTimer.eraseTimer(lUnknown, 1)); // not looked at
-        EXPECT_FALSE(lTimer.setInterval(lUnknown, 1));
         EXPECT_EQ(0xFFFFFFFFU, lTimer.getInterval(lUnknown));
-        EXPECT_FALSE(lTimer.isRunning(lUnknown));
-        EXPECT_EQ(-1, lTimer.waitToStart(lUnknown));
-        EXPECT_EQ(-1, lTimer.waitToStop(lUnknown));
+        EXPECT_TRUE(lTimer.waitToStart(lUnknown) == -1 && lTimer.waitToStop(lUnknown) == -1);
     }
     lTimer.startAll(0);
     EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3));
@@ -212,9 +210,7 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     lTimer.restartAll(0);
     EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3));
     lTimer.destroy();
-    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
-    EXPECT_FALSE(lTimer.isRunning(2));
-    EXPECT_FALSE(lTimer.start(2, 0));
+    EXPECT_TRUE(lTimer.addTimer(nullptr, 10, 0, 0) == -1 && !lTimer.isRunning(2) && !lTimer.start(2, 0));
     EXPECT_FALSE(ThreadManager::get()->isThreadExist(lTimer.getId()));
     EXPECT_EQ(Lines{}, lLog.lines());
 }
@@ -353,31 +349,20 @@ TEST(SharedTimer, KernelFailuresAreTold)
                   lLog.lines()[1]);
         lLog.clear();
     };
-    {
-        FailNth<&SystemCalls::mTimerCreate> lFault(1, EAGAIN);
-        EXPECT_TRUE(lTimer.start(lRests, 0));
-        lCheck("timer_create SysTimerId:0x00000000 errno:", "errno:11\n", "4");
-    }
-    {
-        FailNth<&SystemCalls::mTimerSettime> lFault(1, EPERM);
-        EXPECT_TRUE(lTimer.start(lRests, 0));
-        lCheck("timer_settime SysTimerId:0x", "errno:1\n", "4");
-    }
+    auto const lStart = [&] { EXPECT_TRUE(lTimer.start(lRests, 0)); };
+    failing<&SystemCalls::mTimerCreate>(EAGAIN, lStart);
+    lCheck("timer_create SysTimerId:0x00000000 errno:", "errno:11\n", "4");
+    failing<&SystemCalls::mTimerSettime>(EPERM, lStart);
+    lCheck("timer_settime SysTimerId:0x", "errno:1\n", "4");
     EXPECT_TRUE(lTimer.setInterval(lRests, 0x80000000U)); // negative to the kernel
-    EXPECT_TRUE(lTimer.start(lRests, 0));
+    lStart();
     lCheck("timer_settime SysTimerId:0x", "errno:22\n", "4");
     EXPECT_FALSE(lTimer.isRunning(lRests));
-    {
-        FailNth<&SystemCalls::mTimerDelete> lFault(1, EINVAL);
-        EXPECT_TRUE(lTimer.stop(lRuns, 0));
-        lCheck("timer_delete SysTimerId:0x", "errno:22", "5");
-    }
+    failing<&SystemCalls::mTimerDelete>(EINVAL, [&] { EXPECT_TRUE(lTimer.stop(lRuns, 0)); });
+    lCheck("timer_delete SysTimerId:0x", "errno:22", "5");
     EXPECT_TRUE(lTimer.isRunning(lRuns));
-    EXPECT_TRUE(lTimer.stop(lRuns, 0));
-    EXPECT_FALSE(lTimer.isRunning(lRuns));
-    EXPECT_TRUE(lTimer.setInterval(lRests, 10));
-    EXPECT_TRUE(lTimer.start(lRests, 0));
-    EXPECT_TRUE(lTimer.isRunning(lRests));
+    EXPECT_TRUE(lTimer.stop(lRuns, 0) && !lTimer.isRunning(lRuns));
+    EXPECT_TRUE(lTimer.setInterval(lRests, 10) && lTimer.start(lRests, 0) && lTimer.isRunning(lRests));
     EXPECT_EQ(Lines{}, lLog.lines());
 }
 
@@ -416,18 +401,12 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
     TestTimer lTimer;
     int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     lLog.clear();
-    {
-        FailNth<&SystemCalls::mWrite> lFault(1, EIO);
-        EXPECT_FALSE(lTimer.start(lId, 0));
-    }
+    failing<&SystemCalls::mWrite>(EIO, [&] { EXPECT_FALSE(lTimer.start(lId, 0)); });
     EXPECT_EQ(Lines{"<UTIL> ERR: SharedTimerThread(under test) Error. write Ret:4294967295 errno:5"}, lLog.lines());
     ASSERT_TRUE(lTimer.fence());
     EXPECT_FALSE(lTimer.isRunning(lId)); // taken back, and not served in the place of another
     lLog.clear();
-    {
-        FailNth<&SystemCalls::mRead> lFault(1, EINTR);
-        ASSERT_TRUE(lTimer.fence());
-    }
+    failing<&SystemCalls::mRead>(EINTR, [&] { EXPECT_TRUE(lTimer.fence()); });
     EXPECT_EQ(Lines{"<UTIL> INF: SharedTimerThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
               lLog.lines());
     lLog.clear();
@@ -465,19 +444,12 @@ TEST(SharedTimer, WaitersAreReleasedWhenTheirTimerGoes)
         auto lpTimer = std::make_unique<TestTimer>();
         int const lRests = lpTimer->addTimer(nullptr, LONG_MS, 0, 0);
         int const lRuns = lpTimer->run(nullptr, LONG_MS);
-        std::thread lWaitsForStart([&] { lpTimer->waitToStart(lRests); });
-        std::thread lWaitsForStop([&] { lpTimer->waitToStop(lRuns); });
-        if (lRound % 2 == 0)
+        auto const lEnd = [&]
         {
-            lpTimer->destroy();
-        }
-        else
-        {
-            EXPECT_TRUE(lpTimer->eraseTimer(lRests, 0));
-            EXPECT_TRUE(lpTimer->eraseTimer(lRuns, 1));
-        }
-        lWaitsForStart.join();
-        lWaitsForStop.join();
+            lRound % 2 == 0 ? lpTimer->destroy() : void();
+            EXPECT_TRUE(lRound % 2 == 0 || (lpTimer->eraseTimer(lRests, 0) && lpTimer->eraseTimer(lRuns, 1)));
+        };
+        utl::test::together([&] { lpTimer->waitToStart(lRests); }, [&] { lpTimer->waitToStop(lRuns); }, lEnd);
     }
 }
 
@@ -548,11 +520,7 @@ TEST(SharedTimer, OperationsMayRaceWithSignals)
                 }
             }
         };
-        std::thread lFirst(lHammer, 0);
-        std::thread lSecond(lHammer, 1);
-        lHammer(0);
-        lFirst.join();
-        lSecond.join();
+        utl::test::together([&] { lHammer(0); }, [&] { lHammer(1); }, [&] { lHammer(0); });
         if (lRound == 2)
         {
             lTimer.run(&lProbe, 1, 0, 1);
@@ -580,19 +548,14 @@ TEST(Timer, CallsItsListenerOrItsSubclass)
     Timer lAlone(nullptr, 1, 0, 0, nullptr, 2, 0, "alone");
     for (Timer* lpTimer : {static_cast<Timer*>(&lOwn), &lListened, &lAlone})
     {
-        EXPECT_FALSE(lpTimer->isRunning());
-        EXPECT_TRUE(lpTimer->start(0));
+        EXPECT_TRUE(!lpTimer->isRunning() && lpTimer->start(0) && lpTimer->getInterval() == 1);
         EXPECT_TRUE(waitUntil([&] { return !lpTimer->isRunning(); }));
-        EXPECT_EQ(1U, lpTimer->getInterval());
-        EXPECT_TRUE(lpTimer->setInterval(LONG_MS));
-        EXPECT_EQ(LONG_MS, lpTimer->getInterval());
+        EXPECT_TRUE(lpTimer->setInterval(LONG_MS) && lpTimer->getInterval() == LONG_MS);
         EXPECT_TRUE(lpTimer->restart(0) && lpTimer->isRunning());
         EXPECT_TRUE(lpTimer->stop(0) && !lpTimer->isRunning());
         EXPECT_TRUE(lpTimer->start(0));
         lpTimer->destroy();
-        EXPECT_FALSE(lpTimer->isRunning());
-        EXPECT_FALSE(lpTimer->start(0));
-        EXPECT_EQ(0xFFFFFFFFU, lpTimer->getInterval());
+        EXPECT_FALSE(lpTimer->isRunning() || lpTimer->start(0) || lpTimer->getInterval() != 0xFFFFFFFFU);
     }
     EXPECT_EQ(2U, lOwn.mCalls);
     EXPECT_EQ(2U, lProbe.mCalls);

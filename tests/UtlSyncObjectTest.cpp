@@ -5,19 +5,24 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Gate.h"
+
 namespace
 {
 
 bool othersCanLock(utl::SyncObjectBase const& nLock)
 {
     bool lGot = false;
-    std::thread([&] {
-        lGot = nLock.tryLock();
-        if (lGot)
+    std::thread(
+        [&]
         {
-            nLock.unlock();
-        }
-    }).join();
+            lGot = nLock.tryLock();
+            if (lGot)
+            {
+                nLock.unlock();
+            }
+        })
+        .join();
     return lGot;
 }
 
@@ -51,17 +56,15 @@ TEST(SyncObject, ExcludesThreadsAlsoWhenTheyHaveToSleep)
 {
     utl::SyncObject lLock;
     int lCount = 0;
-    auto lAdd = [&] {
+    auto lAdd = [&]
+    {
         for (int i = 0; i < 20000; ++i)
         {
             utl::SyncGuard lGuard(lLock);
             ++lCount;
         }
     };
-    std::thread lFirst(lAdd);
-    std::thread lSecond(lAdd);
-    lFirst.join();
-    lSecond.join();
+    utl::test::together(lAdd, lAdd);
     EXPECT_EQ(40000, lCount);
 }
 

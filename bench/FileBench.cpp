@@ -1,5 +1,6 @@
 // Lines of ten megabytes of Japanese text in each encoding, beside fgets() with iconv() and plain fgets(); a key that
 // stands at the end of them, beside read() with memmem(). Then the system calls that a line costs.
+#include "UtlCharSet.h"
 #include "UtlFile.h"
 
 #include <cstdio>
@@ -13,7 +14,6 @@
 #include <iconv.h>
 #include <unistd.h>
 
-#include "../source/internal/UtlCodeTables.h"
 #include "support/Ratios.h"
 
 namespace
@@ -50,32 +50,24 @@ unsigned int random(unsigned int nBound)
     return (sState >> 8) % nBound;
 }
 
-void append(std::string& nText, int nTextType, unsigned int nUnit)
+void append(std::string& nText, int nTextType, unsigned short nUnit)
 {
-    if (nTextType == utl::FILE_TEXT_UTF8)
+    if (nTextType >= utl::FILE_TEXT_UTF16_BE)
     {
-        char lBytes[3];
-        unsigned int const lSize = utl::internal::utf8Size(nUnit);
-        utl::internal::storeUtf8(lBytes, nUnit, lSize);
-        nText.append(lBytes, lSize);
+        char const lHigh = static_cast<char>(nUnit >> 8);
+        char const lLow = static_cast<char>(nUnit);
+        nText += nTextType == utl::FILE_TEXT_UTF16_LE ? std::string{lLow, lHigh} : std::string{lHigh, lLow};
         return;
     }
-    bool const lIsSjis = nTextType == utl::FILE_TEXT_SJIS;
-    unsigned int const lCode = lIsSjis && nUnit >= 0x80 ? utl::internal::sjisOfUnit(nUnit) : nUnit;
-    char const lHigh = static_cast<char>(lCode >> 8);
-    char const lLow = static_cast<char>(lCode);
-    if (nTextType == utl::FILE_TEXT_UTF16_LE)
+    char lUtf8[4] = {};
+    char lSjis[4] = {};
+    unsigned int const lSize = utl::convertCharFromUtf16ToUtf8(lUtf8, sizeof(lUtf8), nUnit, nullptr);
+    if (nTextType == utl::FILE_TEXT_UTF8)
     {
-        nText += {lLow, lHigh};
+        nText.append(lUtf8, lSize);
+        return;
     }
-    else if (!lIsSjis || lCode > 0xFF)
-    {
-        nText += {lHigh, lLow};
-    }
-    else
-    {
-        nText += lLow;
-    }
+    nText.append(lSjis, utl::convertCharFromUtf8ToSjis(lSjis, sizeof(lSjis), lUtf8, nullptr));
 }
 
 /// Lines of 10 to 60 characters: hiragana, kanji and one in seven ASCII.
@@ -91,7 +83,7 @@ void makeFile(unsigned int nIndex)
             unsigned int const lUnit = lKind < 4   ? 0x3041 + random(80)
                                        : lKind < 6 ? utl::SJIS_TO_UNICODE[670 + random(2965)].mUtf16
                                                    : 'a' + random(25);
-            append(lText, lEncoding.mTextType, lUnit);
+            append(lText, lEncoding.mTextType, static_cast<unsigned short>(lUnit));
         }
         append(lText, lEncoding.mTextType, '\n');
         ++gLines[nIndex];

@@ -260,7 +260,7 @@ public:
         int const lTable = std::min(nTextType, 2);
         unsigned int const lRichness = below(4); // plain text, and text of little else than faults
         Bytes lBytes;
-        for (unsigned int lLeft = below(below(4) == 0 ? 12000 : 60); lLeft != 0; --lLeft)
+        for (unsigned int lLeft = below(below(8) == 0 ? 9000 : 60); lLeft != 0; --lLeft)
         {
             unsigned int const lPiece = below(20 + lRichness * 30) < 20 ? 4 + below(4) : below(16);
             Bytes lText = PIECES[lTable][lPiece];
@@ -363,7 +363,7 @@ TEST_F(FileTextTest, AgreesWithThePlainReaderInEveryEncoding)
         File lPlain(mPath.c_str(), lTextType);
         ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lPlain.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
         File const lCopy = lSeed % 10 == 9 ? lFile : File("", 0); // a shared descriptor is never ahead
-        for (unsigned int lCalls = 0; lCalls < 40; ++lCalls)
+        for (unsigned int lCalls = 0; lCalls < 30; ++lCalls)
         {
             compareOneCall(lRandom, lFile, lPlain, lTextType);
             ASSERT_FALSE(HasFatalFailure()) << "seed " << lSeed;

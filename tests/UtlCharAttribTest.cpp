@@ -153,11 +153,9 @@ std::vector<std::string> const& pieces()
 {
     static std::vector<std::string> const PIECES = []
     {
-        std::vector<std::string> lPieces = {"漢", "é", "α", "\xF0\x9F\x98\x80", "\uFEFF", "＂", "～", "ヷ", "h", "x"};
-        for (char const* lpBroken : {"\x80", "\xE3\x81", "\xEF\xBD", "\xE3", "\xE2\x80", "\xFF", "\xC0\xB0"})
-        {
-            lPieces.emplace_back(lpBroken);
-        }
+        std::vector<std::string> lPieces = {
+            "漢", "é",    "α",        "\xF0\x9F\x98\x80", "\uFEFF", "＂",       "～",   "ヷ",      "h",
+            "x",  "\x80", "\xE3\x81", "\xEF\xBD",         "\xE3",   "\xE2\x80", "\xFF", "\xC0\xB0"};
         for (scan::ClassTables const& lTables : scan::CLASSES)
         {
             for (CodeRow const* lpRow = lTables.mpRows; lpRow != nullptr && lpRow->mChar != nullptr; ++lpRow)

@@ -62,11 +62,9 @@ std::vector<std::string> const& pieces()
 {
     static std::vector<std::string> const PIECES = []
     {
-        std::vector<std::string> lPieces = {"漢", "é", "\xF0\x9F\x98\x80", "\uFEFF", "＂", "￣", "ヵ", "ヷ", "\x01"};
-        for (char const* lpBroken : {"\x80", "\xE3\x81", "\xEF\xBD", "\xFF", "a\x80", "あ\xBF", "ヵ\x80"})
-        {
-            lPieces.emplace_back(lpBroken);
-        }
+        std::vector<std::string> lPieces = {
+            "漢",   "é",    "\xF0\x9F\x98\x80", "\uFEFF",   "＂",   "￣",    "ヵ",     "ヷ",
+            "\x01", "\x80", "\xE3\x81",         "\xEF\xBD", "\xFF", "a\x80", "あ\xBF", "ヵ\x80"};
         for (PairTable const& lTable : TABLES)
         {
             for (PairAttrib const* lpRow = lTable.mpRows; lpRow->mFirst.mChar != nullptr; ++lpRow)

@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -147,32 +146,27 @@ TEST(Event, WakesEveryWaiterOfBothSides)
     int const ROUNDS = 200;
     Event lEvent(0, TWO_SIDED);
     Event lSeen[2] = {{0, TWO_SIDED}, {0, TWO_SIDED}};
-    std::vector<std::thread> lThreads;
-    for (Event& lMine : lSeen)
+    auto const lWait = [&](Event& nMine)
     {
-        lThreads.emplace_back(
-            [&lEvent, &lMine]
-            {
-                for (int lRound = 0; lRound < ROUNDS; ++lRound)
-                {
-                    EXPECT_EQ(0, lEvent.waitToOn(lRound % 2 == 0 ? longMs() : 0));
-                    lMine.setOn();
-                    EXPECT_EQ(0, lEvent.waitToOff(lRound % 2 == 0 ? longMs() : 0));
-                    lMine.setOff();
-                }
-            });
-    }
-    for (int lRound = 0; lRound < ROUNDS; ++lRound)
+        for (int lRound = 0; lRound < ROUNDS; ++lRound)
+        {
+            EXPECT_EQ(0, lEvent.waitToOn(lRound % 2 == 0 ? longMs() : 0));
+            nMine.setOn();
+            EXPECT_EQ(0, lEvent.waitToOff(lRound % 2 == 0 ? longMs() : 0));
+            nMine.setOff();
+        }
+    };
+    auto const lSet = [&]
     {
-        lEvent.setOn();
-        EXPECT_EQ(0, lSeen[0].waitToOn(longMs()) | lSeen[1].waitToOn(longMs()));
-        lEvent.setOff();
-        EXPECT_EQ(0, lSeen[0].waitToOff(longMs()) | lSeen[1].waitToOff(longMs()));
-    }
-    for (std::thread& lThread : lThreads)
-    {
-        lThread.join();
-    }
+        for (int lRound = 0; lRound < ROUNDS; ++lRound)
+        {
+            lEvent.setOn();
+            EXPECT_EQ(0, lSeen[0].waitToOn(longMs()) | lSeen[1].waitToOn(longMs()));
+            lEvent.setOff();
+            EXPECT_EQ(0, lSeen[0].waitToOff(longMs()) | lSeen[1].waitToOff(longMs()));
+        }
+    };
+    utl::test::together([&] { lWait(lSeen[0]); }, [&] { lWait(lSeen[1]); }, lSet);
 }
 
 TEST(Event, MayBeDestroyedByAWaiterThatReturned)
@@ -180,15 +174,12 @@ TEST(Event, MayBeDestroyedByAWaiterThatReturned)
     for (int lRound = 0; lRound < 300; ++lRound)
     {
         auto lpEvent = std::make_unique<Event>(0, ONE_SIDED);
-        Event* const lpRaw = lpEvent.get();
-        std::thread lWaiter(
-            [&]
-            {
-                EXPECT_EQ(0, lpEvent->waitToOn(lRound % 2 == 0 ? 0 : longMs()));
-                lpEvent.reset();
-            });
-        lpRaw->setOn();
-        lWaiter.join();
+        auto const lWait = [&]
+        {
+            EXPECT_EQ(0, lpEvent->waitToOn(lRound % 2 == 0 ? 0 : longMs()));
+            lpEvent.reset();
+        };
+        utl::test::together(lWait, [lpRaw = lpEvent.get()] { lpRaw->setOn(); });
     }
 }
 

@@ -1,5 +1,7 @@
 #include "UtlMemory.h"
 
+#include <cstdlib>
+#include <fstream>
 #include <sstream>
 #include <string>
 
@@ -18,6 +20,9 @@ class MemoryTestPeer
 public:
     static unsigned int findFileId(char const* npPath) { return Memory::get()->findFileId(npPath); }
     static bool copyTotals(Memory::ProcessHeapInfo* npInfo) { return Memory::get()->copyTotals(npInfo); }
+    static bool reportTotals(char const* npPath) { return Memory::get()->reportTotals(3, npPath); }
+    static bool reportDetails(char const* npPath) { return Memory::get()->reportDetails(3, npPath); }
+    static bool reportMarked(char const* npPath) { return Memory::get()->reportMarked(3, npPath); }
 };
 
 } // namespace utl
@@ -117,12 +122,16 @@ TEST_F(MemoryTest, KeepsTheFirstNames)
     EXPECT_STREQ("", lMemory.getFileName(Memory::INVALID_FILE_ID));
 }
 
-TEST_F(MemoryTest, SwitchedOffItAnswersAndDoesNothing)
+TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
 {
     Memory& lMemory = *Memory::get();
     Memory::ProcessHeapInfo lInfo;
     lInfo.mMaxBytes = 77;
     lMemory.updateManagement(0, mpBlock, 1, 0, 0);
+    std::string const lPath = testing::TempDir() + "utlMemoryTestOff";
+    EXPECT_TRUE(lMemory.printUsedHeap(1, lPath.c_str()) && lMemory.printUsedHeapDetail(1, lPath.c_str()));
+    EXPECT_TRUE(lMemory.printMarkedHeapDetail(1, lPath.c_str())); // although nothing was marked
+    EXPECT_FALSE(std::ifstream(lPath).good());
     EXPECT_TRUE(lMemory.getUsedHeapOfProcess(&lInfo) && lMemory.getUsedHeapOfProcess(nullptr));
     EXPECT_EQ(77U, lInfo.mMaxBytes);
     EXPECT_EQ(Memory::INVALID_FILE_ID, lMemory.getFileId("a"));
@@ -134,6 +143,51 @@ TEST_F(MemoryTest, SwitchedOffItAnswersAndDoesNothing)
     EXPECT_EQ("", gWritten);
     lMemory.printMessage(1, 0, "%s", std::string(1023, 'x').c_str());
     EXPECT_EQ(std::string(1023, 'x'), gWritten);
+}
+
+TEST_F(MemoryTest, ReportsShowTheTables)
+{
+    Memory& lMemory = *Memory::get();
+    std::string const lDirectory = testing::TempDir() + "utlMemoryTest" + mId;
+    std::string const lPath = lDirectory + "/deep/report";
+    auto const lContent = [&]
+    {
+        std::ostringstream lText;
+        lText << std::ifstream(lPath).rdbuf();
+        return lText.str();
+    };
+    std::string const lHead = "       No.,       Serial,    Address,   UseBytes,   ThreadId, "
+                              "ThreadName                        ,     Line, File, \n";
+    Peer::findFileId("source/a.cpp");
+    lMemory.registerThreadName(utl::ThreadManager::getCallerId(), "me");
+    EXPECT_FALSE(Peer::reportMarked(lPath.c_str()));
+    lMemory.updateManagement(0, mpBlock, 100, 0, 10);
+
+    EXPECT_TRUE(Peer::reportTotals(lPath.c_str()));
+    EXPECT_EQ("---- ProcessHeap ----\n"
+              "     UseBytes,      UseCount,      MaxBytes,      MaxCount, \n"
+              "          100,             1,           100,             1, \n",
+              lContent());
+    std::string const lRow = "         1,            1, 0x00001234,        100, " + mShownId + ", me" +
+                             std::string(32, ' ') + ",       10, source/a.cpp, \n";
+    EXPECT_TRUE(Peer::reportDetails(lPath.c_str()));
+    EXPECT_EQ("---- ProcessDetailHeap -----------------\n" + lHead + lRow +
+                  "---- ProcessDetailHeap [End of Log] ----\n",
+              lContent());
+    lMemory.mark();
+    for (std::string const& lRows : {std::string(), "         1,            2" + lRow.substr(24)})
+    {
+        EXPECT_TRUE(Peer::reportMarked(lPath.c_str()));
+        EXPECT_EQ("---- ProcessDetailHeap (Marked) -----------------\n" + lHead + lRows +
+                      "---- ProcessDetailHeap (Marked) [End of Log] ----\n",
+                  lContent());
+        lMemory.updateManagement(1, mpBlock, 0, 0, 0);
+        lMemory.updateManagement(0, mpBlock, 100, 0, 10);
+    }
+    utl::test::FailNth<&utl::internal::SystemCalls::mOpen> lFault(0, EACCES);
+    EXPECT_TRUE(Peer::reportTotals(lPath.c_str()));
+    EXPECT_TRUE(Peer::reportTotals(nullptr));
+    EXPECT_EQ(0, std::system(("rm -r '" + lDirectory + "'").c_str()));
 }
 
 } // namespace

@@ -229,6 +229,7 @@ int main(int argc, char** argv)
         add("Line" + lGroup + "ToFgets/utl", readByUtl, lEncoding);
         add("Line" + lGroup + "ToFgets/floorFgets", readPlainly, lEncoding);
     }
+    ::sync(); // closing a file waits for the medium
     add("SeekKeyUtf8/utl", seekByUtl, ENCODINGS[1]);
     add("SeekKeyUtf8/floorMemmem", seekByMemmem, ENCODINGS[1]);
     int const lResult = utl::bench::runWithRatios(argc, argv);

@@ -72,6 +72,12 @@ struct Utf8Chars
         {
             return {1, *npChar == 0 ? Kind::NEUTRAL : kindOf(*npChar)};
         }
+        // Nearly all Japanese text; no lead byte of an overlong form or of a mark.
+        if (internal::isLikely(*npChar > 0xE0 && *npChar < 0xEF && internal::isTail(npChar[1]) &&
+                               internal::isTail(npChar[2])))
+        {
+            return {3, Kind::TEXT};
+        }
         bool lIsMark = false;
         unsigned int const lSize = strCharBytesBase(reinterpret_cast<char const*>(npChar), &lIsMark);
         bool const lIsMalformed = lSize == 0 || lSize == STR_ERROR;

@@ -74,6 +74,7 @@ UTL_API void setAllFilterLevel(int nLevel);
 UTL_API void setFilterLevel(int nType, int nLevel);
 
 /// Result: the filter of the type, LOG_LEVEL_UNKNOWN_TYPE where it is unknown.
+/// Caution: lines of an unknown type follow the filter of DEFAULT_LOG_TYPE, which this does not tell; ask for that.
 UTL_API int getFilterLevel(int nType);
 
 /// Stores a copy of a text, for the eyes of a debugger: no line shows it.

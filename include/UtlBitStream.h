@@ -72,6 +72,7 @@ public:
     /// Caution: on a byte boundary whole bytes are written, with the source's bits behind its bit size. Off a
     /// boundary the bits left over in the last byte are taken one place too low, and a last byte that is full is not
     /// written at all. writeBitData() with the source's address and bit size writes exactly its bits.
+    /// Caution: a source set up over existing data has bit size 0, and nothing is copied; seek it to its end first.
     void copy(BitStream const& nSource, int nPosition);
 
     /// Moves to nOffset from the start (nOrigin 0), the position (1) or the bit size (2) and raises the bit size to

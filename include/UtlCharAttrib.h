@@ -127,6 +127,7 @@ UTL_API bool isStrAttribBase(T const* npStr, int nAttrib);
 
 /// Whether the first character, taken alone, is such a block; false for a byte-order mark and a malformed character.
 /// Null and empty text are so with CHAR_ATTRIB_NUL. Uses one scratch row and its lock.
+/// Caution: a character right before a stray continuation byte counts as empty text; check with t_charlen() first.
 template <class T>
 UTL_API bool isCharAttribBase(T const* npStr, int nAttrib);
 

@@ -96,8 +96,10 @@ UTL_API unsigned int convertStrFromUtf8ToSjis(char* npDst, unsigned int nDstSize
 UTL_API unsigned int convertCharFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc,
                                                unsigned int* npConsumed);
 
-/// The same for a text. A code without a row becomes a NUL byte inside the result.
+/// The same for a text.
 ///
+/// Caution: a code without a row becomes a NUL byte inside the result, and 0x80, 0xA0, 0xF0 to 0xF9 and 0xFD to 0xFF
+///          pass raw, so that the result may not be UTF-8; check it with t_charlen().
 /// Caution: a lead byte as the last byte takes the terminator as its trail byte and the walk goes on behind it; end
 ///          text from outside with two NUL bytes.
 UTL_API unsigned int convertStrFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc);
@@ -126,15 +128,18 @@ UTL_API unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned i
 /// Result: 1 to 3 bytes; 0 for those two units, with nothing stored.
 UTL_API unsigned int convertCharFromUtf16ToUtf8(char* npDst, unsigned int nDstSize, unsigned short nUnit, int* npBom);
 
-/// Up to the 0 unit. A byte-order mark anywhere fails.
+/// Up to the 0 unit.
+///
+/// Caution: a byte-order mark anywhere, the first unit too, fails the whole text; pass the text behind it.
 UTL_API unsigned int convertStrFromUtf16ToUtf8(char* npDst, unsigned int nDstSize, unsigned short const* npSrc);
 
 /// npDst takes one unit. Result: 1; STR_ERROR for null, empty and malformed text and for a four-byte character.
 UTL_API unsigned int convertCharFromUtf8ToUtf16(unsigned short* npDst, char const* npSrc, unsigned int* npConsumed);
 
-/// A four-byte character becomes REPLACEMENT_CHAR. A character with a wrong, overlong or cut-off tail ends the text
-/// there, without failure.
+/// A four-byte character becomes REPLACEMENT_CHAR.
 ///
+/// Caution: a character with a wrong, overlong or cut-off tail ends the text there, without failure, and the rest is
+///          dropped; check the text with t_charlen() first.
 /// Caution: a byte that cannot lead a character stores REPLACEMENT_CHAR and steps one byte back (never before the
 ///          start), so the same bytes repeat until the capacity runs out, and the call fails; a query for the size
 ///          fails at once. Text that t_charlen() has passed never gets here.

@@ -49,9 +49,10 @@ extern UTL_API PairAttrib const (&HANKATA_HIRAGANA_PAIR)[89];   ///< half-width 
 /// npDst:    may be npSrc.
 /// nReverse: 0 replaces left texts by right texts, any other value right by left.
 /// Result:   the size in use with the terminator; STR_ERROR for a null source or table, no room, too long a text.
-///           npDst then may hold a part, terminated. What no row matches is copied as it is. A malformed character
-///           ends the text in silence, and so gets lost a single character right before a stray continuation byte;
-///           with nothing before it the result is 1 and npDst stays as it was, without a terminator.
+///           npDst then may hold a part, terminated. What no row matches is copied as it is.
+/// Caution: a malformed character ends the text without failure, and a character right before a stray continuation
+/// byte gets lost. With nothing before it the result is 1 and npDst stays as it was, without a terminator: store one
+/// before the call, or pass text that t_charlen() has passed.
 /// Caution: an empty text to be replaced matches everywhere. The two NODAKUON tables have one, so with nReverse 0 the
 /// first position that no earlier row matches, any full-width text for instance, is filled with voicing marks up to the
 /// capacity, and the result is STR_ERROR (at once where no capacity bounds it: a size query). Use these tables with
@@ -68,7 +69,9 @@ template <class T>
 UTL_API unsigned int trimStrRight(T* npStr, T const* npSet);
 
 /// strncmp of two texts in which capital letters, half- and full-width, count as small ones; at most nCount bytes.
-/// Null counts as empty, and so does a text that is too long; one that is malformed ends before that character.
+/// Null counts as empty; a text that is malformed ends before that character.
+/// Caution: a text of WorkingBuffer<char>::CAPACITY bytes or more counts as empty, so that two of them are equal; check
+/// the length first, or use strncmp.
 template <class T>
 UTL_API int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCount);
 

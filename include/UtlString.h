@@ -84,7 +84,7 @@ UTL_API unsigned int t_charlen(T const* npStr, bool* npIsBom);
 ///
 /// nMode:  where nIndex is inside a character, 1 gives its start, any other value its end.
 /// Result: the index, the text's length where nIndex lies beyond it; STR_ERROR for null and for malformed text
-///         before or at the index.
+///         before the index or around it; what begins at the index is not looked at.
 template <class T>
 UTL_API unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsigned int nMode);
 
@@ -130,7 +130,10 @@ UTL_API unsigned int truncateStr(T* npStr, unsigned int nLength);
 
 /// Removes nCount bytes at nIndex in place; past the end is cut there. An index inside a character counts as the
 /// character's start for what stays in front. Uses one scratch row.
-/// Result: the new size with the terminator; STR_ERROR for null, too long a text, nIndex past the end.
+/// Caution: where nIndex + nCount falls inside a character, the rest of its bytes stays behind as malformed text; take
+/// both ends from getNearCharIndex().
+/// Result: the new size with the terminator; STR_ERROR for null, too long a text, nIndex past the end, and a stop at a
+///         continuation byte with no lead byte before it.
 template <class T>
 UTL_API unsigned int eraseStrSpan(T* npStr, unsigned int nIndex, unsigned int nCount);
 
@@ -195,7 +198,9 @@ UTL_API unsigned int reverseStrBase(T* npDst, unsigned int nDstSize, T const* np
 /// Writes npSrc to npDst with every npPattern replaced by npReplacement. An empty pattern copies npSrc.
 ///
 /// Result: the size in use with the terminator; STR_ERROR for nulls, no room, malformed text in mode 1: then npDst
-///         holds the part that was written, terminated.
+///         holds the part that was written, terminated, or is as it was if that is nothing.
+/// Caution: in mode 1 a piece that was cut does not end the work: a shorter one behind it may still fit, so characters
+/// can be missing in the middle; ask for the size first (capacity 0) where that matters.
 /// Caution: with an empty replacement the text ends at the first match: "a-b-c" without "-" is "a". Use
 /// eraseStrSpan() to delete every match.
 /// Caution: an empty npSrc with an empty pattern gives 0 and stores nothing.

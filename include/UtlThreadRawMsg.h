@@ -12,8 +12,10 @@ namespace utl
 /// bytes. The image always has maxSize() bytes and stays inside the process.
 ///
 /// One object stores or restores at a time and serves for many messages: beginInput() and beginOutput(), which
-/// Msg::storeTo() and restoreFrom() call, rewind behind the id and forget failures; they clear no bytes. Before that
-/// the position is 0, on the id.
+/// Msg::storeTo() and restoreFrom() call, rewind behind the id and forget failures; they clear no bytes.
+///
+/// Caution: on a new or copied object both positions are 0, on the id: set() overwrites it and get() reads it; call
+/// beginInput() or beginOutput() first.
 ///
 /// Results: false on failure. A failure (no room, a null) is kept, and everything fails until the next begin; a text
 ///          too long for the caller's buffer alone is not kept. Nothing is logged, nothing grows.

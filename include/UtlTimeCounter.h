@@ -47,6 +47,8 @@ public:
     static bool start(unsigned int nCounterId);
 
     /// Result: the time since the start of that counter, or FAILED when it does not run or the clock failed.
+    /// Caution: a start() of the same number by another thread meanwhile can make the time almost 2^32, and stop()
+    /// then frees the new counter; let one thread at a time use a number.
     static unsigned int watch(unsigned int nCounterId);
 
     /// As watch(); the number is free again in any case.

@@ -311,13 +311,13 @@ template <class T>
 unsigned int convertAttrib(T* npDst, unsigned int nDstSize, T const* npSrc, PairAttrib const* npTable, int nReverse,
                            int nMode)
 {
+    if (npSrc != nullptr && *npSrc == 0)
+    {
+        return copyStrBase(npDst, nDstSize, npSrc, STR_ALL, 0);
+    }
     if (npSrc == nullptr || npTable == nullptr)
     {
         return STR_ERROR;
-    }
-    if (*npSrc == 0)
-    {
-        return copyStrBase(npDst, nDstSize, npSrc, STR_ALL, 0);
     }
     WorkingBuffer<T> const lSource;
     if (copyStrBase(lSource.get(), lSource.CAPACITY, npSrc, STR_ALL, 0) == STR_ERROR)

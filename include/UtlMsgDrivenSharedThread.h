@@ -71,8 +71,7 @@ public:
         ThreadRawMsg mRawMsg;
     };
 
-    /// nMaxMsgSize:       bytes of a specified message's data at most. A slot takes 8 and a pointer more; a broadcast
-    /// may
+    /// nMaxMsgSize:       bytes of a specified message's data at most. A slot takes 8 and a pointer more; a broadcast may
     ///                    use 4 and a pointer of these.
     /// nMaxListenerCount: listeners attached at a time; from 2147483648 on as 0.
     /// The other arguments are those of MsgDrivenThread.
@@ -104,11 +103,11 @@ public:
 
     /// Kills the timers of a listener and erases what is queued for it: messages, time-outs, and on the message thread
     /// an interrupt that waits; senders that wait see false. Afterwards nothing reaches it but broadcasts and what is
-    /// sent from then on, and no call of it is under way, except the caller's own. Result: false for null, where a
-    /// timer could not be killed (it may have ended by itself meanwhile) or the queue
+    /// sent from then on, and no call of it is under way, except the caller's own.
+    ///
+    /// Result: false for null, where a timer could not be killed (it may have ended by itself meanwhile) or the queue
     ///         not be searched, and where the thread does not run.
-    /// Caution: where it is false while the thread runs, because the control queue is full, messages may be left;
-    /// repeat.
+    /// Caution: where it is false while the thread runs, because the control queue is full, messages may be left; repeat.
     bool abortMsg(ThreadMsgListener* npListener);
 
     using MsgDrivenThread::postMsg;

@@ -18,8 +18,6 @@
 namespace utl
 {
 
-class ThreadManager;
-
 namespace internal
 {
 class Answer;
@@ -120,9 +118,12 @@ public:
     bool sendMsgAsync(Msg const& nMsg);
 
     /// Puts a message behind all others and waits, without limit, until the listener has returned.
+    ///
     /// Result: true if the listener received it; false as for postMsg, at once on the message thread itself, and where
     ///         the message was erased or the thread ended first.
     /// Blocking: one synchronous sender at a time; the others wait for it.
+    /// Caution: where the control queue is full or the pipe fails, the message stays in the data queue, and the next
+    /// synchronous message is delivered in its place; keep fewer than 256 timer operations and requests waiting.
     bool sendMsgSync(Msg const& nMsg);
     bool sendMsgSync(int nMsgId);
 
@@ -152,8 +153,9 @@ public:
     /// Makes a timer that rests until startTimer.
     ///
     /// nIntervalMs:      the period; 0: runs and never fires; from 2147483648 on it counts as negative, and the start
-    /// fails. nMaxTimeoutCount: time-outs after which it ends by itself; 0: never; 1: a one-shot timer. nIsFreeRunning:
-    /// 0: the next period begins when the listener has returned, and one time-out waits at most;
+    ///                   fails.
+    /// nMaxTimeoutCount: time-outs after which it ends by itself; 0: never; 1: a one-shot timer.
+    /// nIsFreeRunning:   0: the next period begins when the listener has returned, and one time-out waits at most;
     ///                   otherwise it keeps its own beat, and two wait at most. Further ones are lost.
     /// Result: the timer's id, above 0; -1 where the thread does not run or is to stop, or the table is full.
     int registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
@@ -165,14 +167,17 @@ public:
     /// anew after a time-out; the timer then rests, and startTimer may be tried.
     int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
 
-    /// Starts a timer that rests; a running one goes on. Result: false for an unknown id, a full control queue, a
-    /// thread that does not run or is to stop. Caution: on the message thread itself always true, also for an unknown
-    /// id.
+    /// Starts a timer that rests; a running one goes on. nNoWait as for setTimer.
+    ///
+    /// Result: false for an unknown id, a full control queue, a thread that does not run or is to stop.
+    /// Caution: on the message thread itself always true, also for an unknown id; and true where the start then fails,
+    /// which the log tells.
     bool startTimer(int nTimerId, int nNoWait);
 
-    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. Otherwise one
-    /// that was queued already may still come. Result: false for an unknown id, a full control queue, a thread that
-    /// does not run.
+    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. Otherwise one that
+    /// was queued already may still come.
+    ///
+    /// Result: false for an unknown id, a full control queue, a thread that does not run.
     bool killTimer(int nTimerId, int nNoWait);
 
     /// How many more timers fit.
@@ -243,12 +248,12 @@ private:
     };
 
     // The loop
-    bool waitForRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord);
-    bool readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord, unsigned int* npRead);
+    bool waitForRecord(ThreadCtlMsg* npRecord);
+    bool readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead);
     unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
-    bool isUnderWatchdog(ThreadManager& nManager);
-    bool executeTurn(ThreadManager& nManager, ThreadCtlMsg const& nRecord);
-    void reportTurn(ThreadManager& nManager);
+    bool isUnderWatchdog();
+    bool executeTurn(ThreadCtlMsg const& nRecord);
+    void reportTurn();
     bool findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead, bool* npIsTaken);
     bool readHeadLocked(ThreadCtlMsg* npHead) UTL_REQUIRES(mQueueSyncObject);
     void serveRequests();

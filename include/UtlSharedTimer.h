@@ -78,9 +78,12 @@ public:
     bool eraseTimer(int nTimerId, int nNoWait);
 
     /// Starts a timer that rests; true at once for one that runs.
+    /// Caution: after a stop posted with nNoWait not 0 the timer may still run: true at once, and it ends stopped.
     bool start(int nTimerId, int nNoWait);
 
     /// Stops a timer that runs; true at once for one that rests. Its waiting time-outs go.
+    /// Caution: a start posted with nNoWait not 0 and not yet served is not seen: true at once, and the timer runs
+    /// afterwards. Start with nNoWait 0, or waitToStart(), first.
     bool stop(int nTimerId, int nNoWait);
 
     /// Stops it where it runs, then starts it. Also from its own listener, with nNoWait 0.
@@ -90,7 +93,7 @@ public:
     // The same for all timers in ascending order of id.
     void startAll(int nNoWait);
     void stopAll(int nNoWait);
-    void restartAll(int nNoWait); ///< Stops all, then starts all.
+    void restartAll(int nNoWait); ///< Stops all, then starts all; with the Caution of restart().
 
     /// Sets the period; a running timer takes it up after its next time-out.
     bool setInterval(int nTimerId, unsigned int nIntervalMs);
@@ -163,11 +166,11 @@ private:
     void releaseWaitersLocked(int nTimerId, Kind nKind) UTL_REQUIRES(mDataSyncObject);
 
     // On the timer thread
-    bool waitForRecord(ThreadManager& nManager, internal::PipeRecord* npRecord);
-    bool readRecord(ThreadManager& nManager, internal::PipeRecord* npRecord, unsigned int* npRead);
-    bool isUnderWatchdog(ThreadManager& nManager);
+    bool waitForRecord(internal::PipeRecord* npRecord);
+    bool readRecord(internal::PipeRecord* npRecord, unsigned int* npRead);
+    bool isUnderWatchdog();
     ThreadManager* reportsTo();
-    bool executeTurn(ThreadManager& nManager, internal::PipeRecord const& nRecord);
+    bool executeTurn(internal::PipeRecord const& nRecord);
     bool popHead(TimerCtlMsg* npHead);
     int dispatch(TimerCtlMsg const& nHead);
     void executeTimeoutSignal(int nTimerId);

@@ -121,6 +121,7 @@ public:
 
 protected:
     /// Runs first on the new thread.
+    /// Caution: start() may not have registered the thread yet: isRunning(), and what needs it, may still say no here.
     virtual void preExecute();
 
     /// The job, on the new thread. In Thread: the command's result, or all bits set without a command.
@@ -131,6 +132,9 @@ protected:
 
     /// Must make execute() return; called by stop() on its caller's thread.
     virtual void requestStop();
+
+    /// For the destructor of a subclass, after stop(): asks and waits also where the registry does not know the thread.
+    void awaitEnd();
 
     /// isRunning() and not hasRequestedStop(), for hot paths: no lock. From the end of postExecute on it is false, an
     /// instant before isRunning().

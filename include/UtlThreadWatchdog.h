@@ -119,8 +119,7 @@ public:
     bool setAliveTime(int nId, unsigned int nAliveTimeMs);
 
     /// The calling thread has passed nStatement. A lock, a search and a clock read; nothing is allocated.
-    /// Result: false for a thread that is not registered; true otherwise, also where it is not watched and the report
-    /// is
+    /// Result: false for a thread that is not registered; true otherwise, also where it is not watched and the report is
     ///         dropped.
     bool keepAlive(StatementInfo const& nStatement);
 

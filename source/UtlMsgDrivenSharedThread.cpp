@@ -184,12 +184,13 @@ MsgDrivenSharedThread::MsgDrivenSharedThread(unsigned int nMaxMsgSize, unsigned 
 MsgDrivenSharedThread::~MsgDrivenSharedThread()
 {
     MsgDrivenThread::stop(1, 0); // the loop calls receiveMsg, and that ends with this class
+    awaitEnd();
 }
 
 /// The message thread itself, and no later thread that the kernel gave its id.
 bool MsgDrivenSharedThread::isOnMessageThread() const
 {
-    return isOwnThread() && isRunning();
+    return isOwnThread() && !hasDone(STAGE_DONE); // from its first instruction on
 }
 
 int MsgDrivenSharedThread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener,

@@ -65,6 +65,7 @@ MsgDrivenThread::MsgDrivenThread(unsigned int nMaxMsgSize, unsigned int nMaxMsgC
 MsgDrivenThread::~MsgDrivenThread()
 {
     stop(1, 0);
+    awaitEnd();
     mpPipe->close();
 }
 
@@ -111,22 +112,21 @@ bool MsgDrivenThread::isOwnThread() const
 
 unsigned int MsgDrivenThread::execute()
 {
-    ThreadManager& lManager = *ThreadManager::get();
     ThreadCtlMsg lRecord;
     bool lIsReadable = true;
     do
     {
-        lIsReadable = waitForRecord(lManager, &lRecord);
-    } while (lIsReadable && executeTurn(lManager, lRecord));
+        lIsReadable = waitForRecord(&lRecord);
+    } while (lIsReadable && executeTurn(lRecord));
     endLoop();
     return lIsReadable ? 0 : ~0U;
 }
 
 /// Result: false when the pipe cannot be read any more.
-bool MsgDrivenThread::waitForRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord)
+bool MsgDrivenThread::waitForRecord(ThreadCtlMsg* npRecord)
 {
     unsigned int lRead = 0;
-    while (!readRecord(nManager, npRecord, &lRead))
+    while (!readRecord(npRecord, &lRead))
     {
         int const lError = errno;
         if (lError != EINTR)
@@ -142,7 +142,7 @@ bool MsgDrivenThread::waitForRecord(ThreadManager& nManager, ThreadCtlMsg* npRec
 }
 
 /// An idle thread is not a hung thread: the watchdog looks away while we wait.
-bool MsgDrivenThread::readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord, unsigned int* npRead)
+bool MsgDrivenThread::readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead)
 {
     internal::PipeRecord lRecord{MSG_ID_NONE, -1};
     bool lIsRead = true;
@@ -153,10 +153,10 @@ bool MsgDrivenThread::readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord
     else
     {
         mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
-        bool const lIsWatched = isUnderWatchdog(nManager);
+        bool const lIsWatched = isUnderWatchdog();
         if (lIsWatched)
         {
-            nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+            ThreadManager::get()->keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
             stopWatchdog();
         }
         lIsRead = mpPipe->read(&lRecord, npRead);
@@ -164,7 +164,7 @@ bool MsgDrivenThread::readRecord(ThreadManager& nManager, ThreadCtlMsg* npRecord
         if (lIsWatched)
         {
             startWatchdog();
-            nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+            ThreadManager::get()->keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
         }
         errno = lError;
     }
@@ -188,27 +188,27 @@ unsigned int MsgDrivenThread::copyOwed(internal::PipeRecord* npTarget, unsigned 
     return lCount;
 }
 
-bool MsgDrivenThread::isUnderWatchdog(ThreadManager& nManager)
+bool MsgDrivenThread::isUnderWatchdog()
 {
     unsigned int const lVersion = internal::watchdog::gTableVersion.load(std::memory_order_acquire);
     if (lVersion != mWatchdogTableVersion)
     {
-        mIsUnderWatchdog = nManager.isRegisteredWatchdog(0);
+        mIsUnderWatchdog = ThreadManager::get()->isRegisteredWatchdog(0);
         mWatchdogTableVersion = lVersion;
     }
     return mIsUnderWatchdog;
 }
 
-void MsgDrivenThread::reportTurn(ThreadManager& nManager)
+void MsgDrivenThread::reportTurn()
 {
-    if (isUnderWatchdog(nManager))
+    if (isUnderWatchdog())
     {
-        nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
+        ThreadManager::get()->keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", __LINE__, 0));
     }
 }
 
 /// What one pipe record gives rise to. Result: false when the loop is to end.
-bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& nRecord)
+bool MsgDrivenThread::executeTurn(ThreadCtlMsg const& nRecord)
 {
     if (nRecord.mMsgId == MSG_ID_TIMEOUT_SIGNAL)
     {
@@ -218,7 +218,7 @@ bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& n
     if (mPendingRequests != 0)
     {
         serveRequests();
-        reportTurn(nManager);
+        reportTurn();
     }
     ThreadCtlMsg lHead;
     bool lIsTaken = false;
@@ -227,7 +227,7 @@ bool MsgDrivenThread::executeTurn(ThreadManager& nManager, ThreadCtlMsg const& n
         return true;
     }
     int const lResult = dispatch(lHead, lIsTaken);
-    reportTurn(nManager);
+    reportTurn();
     if (lResult != 0)
     {
         applog(UTL_LOG_TYPE, 1, "!!!!!!!! MsgDrivenThread(%s) Error. MsgId:0x%08x !!!!!!!!", getName().c_str(),

@@ -147,6 +147,7 @@ SharedTimer::SharedTimer(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTi
 SharedTimer::~SharedTimer()
 {
     destroy();
+    awaitEnd();
     eraseAllTimer(); // of a thread that never ran
     blockingCall(FILE_NAME, "~SharedTimer", 162, [this] { return mpPipe->closeReadEnd(); });
     blockingCall(FILE_NAME, "~SharedTimer", 163, [this] { return mpPipe->closeWriteEnd(); });
@@ -196,6 +197,10 @@ int SharedTimer::addTimer(TimerListener* npListener, unsigned int nIntervalMs, u
 bool SharedTimer::eraseTimer(int nTimerId, int nNoWait)
 {
     ApiGuard lApiGuard(*this);
+    if (nNoWait == 0 && isOwnThread() && findTimer(nTimerId) == nullptr)
+    {
+        return false;
+    }
     if (nNoWait != 0 || isOwnThread())
     {
         return postTimerCtlMsg(TIMER_CTL_ERASE, nTimerId);
@@ -259,6 +264,16 @@ void SharedTimer::stopAll(int nNoWait)
 void SharedTimer::restartAll(int nNoWait)
 {
     ApiGuard lApiGuard(*this);
+    if (nNoWait == 0 && isOwnThread()) // each start goes behind its stop
+    {
+        Array<int, int const&> lIds(0, 0);
+        getTimerIdSet(&lIds);
+        for (unsigned int lIndex = 0; lIndex < lIds.size(); ++lIndex)
+        {
+            restart(*lIds.at(lIndex), 0);
+        }
+        return;
+    }
     stopAll(nNoWait);
     startAll(nNoWait);
 }
@@ -382,7 +397,8 @@ bool SharedTimer::getTimerIdSet(Array<int, int const&>* npIds)
 
 void SharedTimer::requestStop()
 {
-    postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1);
+    // Once more where that failed: nothing else may ever wake the thread.
+    postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1) || postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1);
 }
 
 void SharedTimer::setThreadWatchdogAliveTime(unsigned int nAliveTimeMs)
@@ -567,19 +583,18 @@ void SharedTimer::releaseWaitersLocked(int nTimerId, Kind nKind)
 unsigned int SharedTimer::execute()
 {
     mLoopEvent.setOn();
-    ThreadManager& lManager = *ThreadManager::get();
     internal::PipeRecord lRecord;
     bool lIsReadable = true;
     do
     {
-        lIsReadable = waitForRecord(lManager, &lRecord);
-    } while (lIsReadable && executeTurn(lManager, lRecord));
+        lIsReadable = waitForRecord(&lRecord);
+    } while (lIsReadable && executeTurn(lRecord));
     eraseAllTimer();
     return lIsReadable ? 0 : ~0U;
 }
 
 /// Result: false when the pipe cannot be read any more.
-bool SharedTimer::waitForRecord(ThreadManager& nManager, internal::PipeRecord* npRecord)
+bool SharedTimer::waitForRecord(internal::PipeRecord* npRecord)
 {
     *npRecord = internal::PipeRecord{MSG_ID_NONE, -1};
     if (!mpPipe->hasBuffered() && mOwnWakeUps > 0)
@@ -588,7 +603,7 @@ bool SharedTimer::waitForRecord(ThreadManager& nManager, internal::PipeRecord* n
         return true;
     }
     unsigned int lRead = 0;
-    while (!readRecord(nManager, npRecord, &lRead))
+    while (!readRecord(npRecord, &lRead))
     {
         int const lError = errno;
         if (lError != EINTR)
@@ -604,32 +619,32 @@ bool SharedTimer::waitForRecord(ThreadManager& nManager, internal::PipeRecord* n
 }
 
 /// An idle thread is not a hung thread: the watchdog looks away while we wait.
-bool SharedTimer::readRecord(ThreadManager& nManager, internal::PipeRecord* npRecord, unsigned int* npRead)
+bool SharedTimer::readRecord(internal::PipeRecord* npRecord, unsigned int* npRead)
 {
     if (!mpPipe->hasBuffered())
     {
         mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
     }
-    if (mpPipe->hasBuffered() || !isUnderWatchdog(nManager))
+    if (mpPipe->hasBuffered() || !isUnderWatchdog())
     {
         return mpPipe->read(npRecord, npRead);
     }
-    nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 632, 0));
+    ThreadManager::get()->keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 632, 0));
     stopWatchdog();
     bool const lIsRead = mpPipe->read(npRecord, npRead);
     int const lError = errno;
     startWatchdog();
-    nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 651, 0));
+    ThreadManager::get()->keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 651, 0));
     errno = lError;
     return lIsRead;
 }
 
-bool SharedTimer::isUnderWatchdog(ThreadManager& nManager)
+bool SharedTimer::isUnderWatchdog()
 {
     unsigned int const lVersion = internal::watchdog::gTableVersion.load(std::memory_order_acquire);
     if (lVersion != mWatchdogTableVersion)
     {
-        mIsUnderWatchdog = nManager.isRegisteredWatchdog(0);
+        mIsUnderWatchdog = ThreadManager::get()->isRegisteredWatchdog(0);
         mWatchdogTableVersion = lVersion;
     }
     return mIsUnderWatchdog;
@@ -639,11 +654,11 @@ bool SharedTimer::isUnderWatchdog(ThreadManager& nManager)
 ThreadManager* SharedTimer::reportsTo()
 {
     ThreadManager* const lpManager = ThreadManager::get();
-    return isUnderWatchdog(*lpManager) ? lpManager : nullptr;
+    return isUnderWatchdog() ? lpManager : nullptr;
 }
 
 /// What one pipe record gives rise to. Result: false when the loop is to end.
-bool SharedTimer::executeTurn(ThreadManager& nManager, internal::PipeRecord const& nRecord)
+bool SharedTimer::executeTurn(internal::PipeRecord const& nRecord)
 {
     logHandlerError();
     if (nRecord.mMsgId == MSG_ID_TIMEOUT_SIGNAL)
@@ -657,9 +672,9 @@ bool SharedTimer::executeTurn(ThreadManager& nManager, internal::PipeRecord cons
         return true;
     }
     int const lResult = dispatch(lHead);
-    if (isUnderWatchdog(nManager))
+    if (isUnderWatchdog())
     {
-        nManager.keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 780, 0));
+        ThreadManager::get()->keepAliveWatchdog(StatementInfo(FILE_NAME, "execute", 780, 0));
     }
     if (lResult != 0)
     {

@@ -30,9 +30,16 @@ Thread::Thread(char const* npName, Command* npCommand)
 Thread::~Thread()
 {
     stop(1, 0);
-    if (mpEndEvent.get() != nullptr)
+    awaitEnd();
+}
+
+void Thread::awaitEnd()
+{
+    if (mpEndEvent.get() != nullptr && mpEndEvent->isOff())
     {
-        internal::waitUntilOn(*mpEndEvent, 0); // also where the registry no longer knows the thread
+        mHasRequestedStop = true;
+        requestStop();
+        internal::waitUntilOn(*mpEndEvent, 0);
     }
 }
 
@@ -45,6 +52,10 @@ int Thread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerList
     {
         return -1;
     }
+    // What a run outside the registry may have left behind.
+    mIsDone = false;
+    mStageEvents[STAGE_PREPARED].setOff();
+    mStageEvents[STAGE_DONE].setOff();
     mId = ThreadManager::get()->entryWithEvent(&Thread::startImpl, this, nUseWatchdog, nAliveTimeMs, npListener,
                                                mName.c_str(), nPriority, &mpEndEvent);
     if (mId == 0)

@@ -22,7 +22,7 @@ static_assert(sizeof(PipeRecord) == 8, "the record's form on the pipe");
 /// The owner keeps the same records in a queue of its own, under a lock of its own. It announces each one under that
 /// lock and writes it outside. Whoever is writing has the role of the writer; a record announced meanwhile is owed,
 /// a mere number since the record stands in the owner's queue, and the writer writes it as well. A record that
-/// finds the pipe full stays owed, and the reader writes it before it waits. So no lock is held across a write,
+/// finds the pipe full stays owed, and the reader writes it before it waits. So no lock need be held across a write,
 /// nobody waits for room, and no record is lost or overtaken.
 ///
 /// CopyOwed: unsigned int(PipeRecord* npTarget, unsigned int nMaxCount) takes the owner's lock, asks owedCount() for
@@ -89,7 +89,8 @@ public:
             }
             else
             {
-                mState -= lCount; // also where the write failed: the reader is told of these by the next ones
+                // Also where the write failed, the second time running: these then wait for a later record.
+                mState -= lCount;
             }
         }
     }

@@ -60,10 +60,11 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 ///
 /// Paths:     UTF-8, terminated, fewer than FILE_PATH_MAX bytes, separator '/'; a backslash counts as one and is
 ///            replaced at the start of every function. A path that is null, too long or has a doubled separator is
-///            refused, unless said otherwise. Caution: listing, sizing, copying or erasing a directory
-///            whose path ends in '/' meets doubled separators below it and fails there; pass it without.
+///            refused, unless said otherwise.
 /// Locks:     an open file holds an advisory flock: many readers, or one writer, across processes and also among the
 ///            objects of one process. A file held the other way fails at once; nothing waits for it.
+/// Caution:   listing, sizing, copying or erasing a directory whose path ends in '/' meets doubled separators below it
+///            and fails there; pass it without.
 /// Medium:    the last close of a descriptor is fsync() and close(). Destroying a File, open or not, also syncs the
 ///            directory of its path.
 /// Parents:   writing, creating, copying and erasing open the parent directory up (mode 0777) for the length of the
@@ -262,11 +263,12 @@ public:
     /// Measures the line at the position, which moves behind it.
     ///
     /// nReserved:  not used.
-    /// npTextSize: may be null; receives the bytes before the line end. Caution: a byte more than there is where a lead
-    ///             byte of Shift-JIS ends the file; the position then is past the end.
+    /// npTextSize: may be null; receives the bytes before the line end.
     /// npEolSize:  may be null; receives the bytes of the line end. Malformed bytes and byte-order marks between CR and
     ///             LF do not part them: both count, and those bytes are taken for text in their place.
     /// Result:     bytes of both; 0 where the file ends before an LF; -1 for failure.
+    /// Caution: where a lead byte of Shift-JIS ends the file, *npTextSize is a byte more than there is, and the position
+    /// then is past the end.
     int findNextLineSize(unsigned int nReserved, unsigned int* npTextSize, unsigned int* npEolSize);
 
     /// Reads a line without its line end.
@@ -280,9 +282,9 @@ public:
     ///                  text, so that the next call gives an empty line: a result that does not fit npDst, malformed
     ///                  text, UTF-16 with a byte-order mark. A failed read leaves the position where it failed.
     /// Caution: with an odd byte at the end of a UTF-16 file every call gives an empty line and none FILE_READ_END;
-    /// stop where the position does not move. Caution: an empty line stores a terminator at npDst even where nDstSize
-    /// is 0; pass null to ask for the size. Caution: a Shift-JIS code without a character ends the text there, while
-    /// *npOutSize counts the whole line.
+    /// stop where the position does not move.
+    /// Caution: an empty line stores a terminator at npDst even where nDstSize is 0; pass null to ask for the size.
+    /// Caution: a Shift-JIS code without a character ends the text there, while *npOutSize counts the whole line.
     int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize);
 
     /// Into the string's capacity, which does not grow. Null asks for the size.
@@ -291,9 +293,8 @@ public:
     /// Reads text at the position, line ends included, and stores it at npDst + nDstOffset.
     ///
     /// nSrcBytes: 1 to FILE_TEXT_CHUNK_MAX - 1; the last of an odd number is left where the encoding is UTF-16.
-    /// nDstSize:  of all of npDst, so nDstOffset more than readLine() needs. 0 asks for the size, and the position
-    /// moves. Result:    as readLine(). The position moves behind the bytes also where they are malformed; a leading
-    /// byte-order
+    /// nDstSize:  of all of npDst, so nDstOffset more than readLine() needs. 0 asks for the size, and the position moves.
+    /// Result:    as readLine(). The position moves behind the bytes also where they are malformed; a leading byte-order
     ///            mark of UTF-8 is left out.
     int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
                  unsigned int* npOutSize);

@@ -106,8 +106,7 @@ public:
     ///
     /// nLevel: not used. npPath: null writes nothing.
     /// Result: true, also where the file cannot be written; false where nothing was marked. While the switch is off
-    /// true,
-    ///         and nothing is done.
+    ///         true, and nothing is done.
     bool printUsedHeap(int nLevel, char const* npPath);
     bool printUsedHeapDetail(int nLevel, char const* npPath);
     bool printMarkedHeapDetail(int nLevel, char const* npPath);

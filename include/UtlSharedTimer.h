@@ -74,7 +74,8 @@ public:
     int addTimer(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
                  int nIsFreeRunning);
 
-    /// Stops and removes a timer. Caution: with nNoWait not 0 the id is not looked at: true for an unknown one too.
+    /// Stops and removes a timer.
+    /// Caution: with nNoWait not 0 the id is not looked at: true for an unknown one too.
     bool eraseTimer(int nTimerId, int nNoWait);
 
     /// Starts a timer that rests; true at once for one that runs.

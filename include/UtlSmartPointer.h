@@ -212,7 +212,8 @@ public:
     }
 };
 
-/// A shared descriptor. Caution: descriptor 0 counts as nothing and is never closed; -1 is held, but never closed.
+/// A shared descriptor.
+/// Caution: descriptor 0 counts as nothing and is never closed; -1 is held, but never closed.
 template <class D>
 class SmartHandle : public Counting<int, D>
 {

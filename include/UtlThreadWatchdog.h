@@ -81,6 +81,8 @@ public:
 /// Checks that watched threads go on reporting. A thread that is silent for its alive time is reported once, in
 /// the log and to a listener, and again only after it has come back and lapsed again. Nothing is killed.
 ///
+/// Caution: a thread that falls silent just before the tick counter wraps, every 49.7 days of uptime, is not reported for
+///          that lapse; the next report it makes puts it right.
 /// Use:     through ThreadManager, which owns the one watchdog. Before initialize() and after shutdown() every query
 ///          answers false.
 /// Threads: any; the checks run on a message thread of its own, "Watchdog Thread".

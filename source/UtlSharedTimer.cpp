@@ -492,20 +492,8 @@ TimerInfo* SharedTimer::findTimer(int nTimerId)
 /// The timer that goes by a system number now, or -1.
 int SharedTimer::toUserTimerId(int nSysTimerNumber)
 {
-    if (nSysTimerNumber == -1)
-    {
-        return -1;
-    }
     SyncGuard lGuard(mDataSyncObject);
-    for (unsigned int lIndex = 0; lIndex < mTimerMap.size(); ++lIndex)
-    {
-        auto const* const lpPair = mTimerMap.at(lIndex);
-        if (lpPair->mValue.mSysTimerNumber == nSysTimerNumber)
-        {
-            return lpPair->mKey;
-        }
-    }
-    return -1;
+    return internal::userTimerIdOf(mTimerMap, nSysTimerNumber);
 }
 
 int SharedTimer::getNextSysTimerNumber()

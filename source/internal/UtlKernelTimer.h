@@ -103,6 +103,21 @@ int nextSysTimerNumber(int nLast, IsInUse nIsInUse)
     return lCandidate != INT_MAX && nIsInUse(lCandidate) ? INT_MAX : lCandidate;
 }
 
+/// The id of the timer in a table that goes by a system number now; -1 for none.
+template <class TimerMap>
+int userTimerIdOf(TimerMap const& nTimers, int nSysTimerNumber)
+{
+    for (unsigned int lIndex = 0; nSysTimerNumber != -1 && lIndex < nTimers.size(); ++lIndex)
+    {
+        auto const* const lpPair = nTimers.at(lIndex);
+        if (lpPair->mValue.mSysTimerNumber == nSysTimerNumber)
+        {
+            return lpPair->mKey;
+        }
+    }
+    return -1;
+}
+
 /// A time-out of a running timer may be queued: fewer than two are waiting, or than one where the timer is armed anew
 /// after each.
 inline bool mayQueueTimeout(TimerInfo const& nInfo)

@@ -101,9 +101,9 @@ public:
     Arrivals mArrivals;
 
 private:
-    static int const COUNTED = 1;
-    static int const HOLD = 2;
-    static int const OTHER = 3;
+    static constexpr int COUNTED = 1;
+    static constexpr int HOLD = 2;
+    static constexpr int OTHER = 3;
 
     std::mutex mHold;
     std::mutex mHeld;
@@ -159,9 +159,9 @@ public:
     Arrivals mArrivals;
 
 private:
-    static int const COUNTED = 1;
-    static int const HOLD = 2;
-    static int const ANSWERED = 3;
+    static constexpr int COUNTED = 1;
+    static constexpr int HOLD = 2;
+    static constexpr int ANSWERED = 3;
 
     static void write(int nFd, int nKind)
     {

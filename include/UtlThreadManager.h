@@ -35,7 +35,7 @@ public:
         Map<int, BasicString<char>, int const&, BasicString<char> const&, CompareLessPairKey<int, BasicString<char>>>;
 
     /// Entries of a registry that get() creates.
-    static unsigned int const DEFAULT_ENTRY_MAX = 128;
+    static constexpr unsigned int DEFAULT_ENTRY_MAX = 128;
 
     /// The registry, created on first use with DEFAULT_ENTRY_MAX entries; the first call also starts the watchdog.
     static ThreadManager* get();

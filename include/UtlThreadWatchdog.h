@@ -33,8 +33,8 @@ public:
         TIMED_OUT = 2
     };
 
-    static unsigned int const DEFAULT_WATCH_INTERVAL = 1000; ///< milliseconds between two beats
-    static unsigned int const NO_TICK = ~0U;                 ///< no time runs
+    static constexpr unsigned int DEFAULT_WATCH_INTERVAL = 1000; ///< milliseconds between two beats
+    static constexpr unsigned int NO_TICK = ~0U;                 ///< no time runs
     static WatchdogInfo const INVALID;                       ///< a default-made one
 
     WatchdogInfo() = default;

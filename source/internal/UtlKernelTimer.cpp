@@ -52,11 +52,11 @@ public:
         return lpChunk != nullptr ? &lpChunk[lIndex % CHUNK] : nullptr;
     }
 
-    static unsigned int const INDEX_MASK = 0xFFFF;
-    static unsigned int const GENERATION = 0x10000;
+    static constexpr unsigned int INDEX_MASK = 0xFFFF;
+    static constexpr unsigned int GENERATION = 0x10000;
 
 private:
-    static unsigned int const CHUNK = 64;
+    static constexpr unsigned int CHUNK = 64;
 
     bool addChunkLocked() UTL_REQUIRES(mSyncObject)
     {

@@ -136,9 +136,9 @@ private:
         FAILED
     };
 
-    static unsigned int const WRITER = 0x80000000U;
-    static unsigned int const BATCH = 64;          // records written at once; the kernel takes all of them or none
-    static std::size_t const BUFFER_RECORDS = 512; // 4096 bytes, the unit in which a pipe frees its room
+    static constexpr unsigned int WRITER = 0x80000000U;
+    static constexpr unsigned int BATCH = 64;          // records written at once; the kernel takes all of them or none
+    static constexpr std::size_t BUFFER_RECORDS = 512; // 4096 bytes, the unit in which a pipe frees its room
 
     static int closeEnd(int& nFd);
     unsigned int owedCount() const { return mState & ~WRITER; }

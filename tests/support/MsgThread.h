@@ -105,8 +105,8 @@ template <class Base = MsgDrivenThread>
 class Started : public Base
 {
 public:
-    static int const HOLD = 9001;
-    static int const FENCE = 9002;
+    static constexpr int HOLD = 9001;
+    static constexpr int FENCE = 9002;
 
     explicit Started(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4)
         : Base(nMaxMsgSize, nMaxMsgCount, "under test", nMaxTimerCount)

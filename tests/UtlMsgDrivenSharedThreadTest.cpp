@@ -12,21 +12,6 @@
 
 #include <gtest/gtest.h>
 
-namespace utl
-{
-
-class MsgDrivenThreadTestPeer
-{
-public:
-    static unsigned int ctlCount(MsgDrivenThread& nThread)
-    {
-        SyncGuard lGuard(nThread.mQueueSyncObject);
-        return nThread.mCtlQueue.size();
-    }
-};
-
-} // namespace utl
-
 namespace
 {
 

@@ -18,28 +18,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace utl
-{
-
-/// The test's way to the queues.
-class MsgDrivenThreadTestPeer
-{
-public:
-    static bool postCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.postThreadCtlMsg(nMsgId, -1); }
-    static bool eraseCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.eraseMsgFromCtlQueue(nMsgId); }
-    static bool earse(MsgDrivenThread& nThread, unsigned int nCtl, unsigned int nPos, unsigned int nSize)
-    {
-        return nThread.earseMsgQueue(nCtl, nPos, nSize);
-    }
-    static unsigned int ctlCount(MsgDrivenThread& nThread)
-    {
-        SyncGuard lGuard(nThread.mQueueSyncObject);
-        return nThread.mCtlQueue.size();
-    }
-};
-
-} // namespace utl
-
 namespace
 {
 

@@ -15,23 +15,6 @@
 
 #include <gtest/gtest.h>
 
-namespace utl
-{
-
-class MsgDrivenThreadTestPeer
-{
-public:
-    /// On the message thread: as if a signal of the timer had come over the pipe.
-    static void expire(MsgDrivenThread& nThread, int nTimerId) { nThread.executeTimeoutSignal(nTimerId); }
-    static unsigned int ctlCount(MsgDrivenThread& nThread)
-    {
-        SyncGuard lGuard(nThread.mQueueSyncObject);
-        return nThread.mCtlQueue.size();
-    }
-};
-
-} // namespace utl
-
 namespace
 {
 

@@ -11,6 +11,32 @@
 #include <string>
 #include <vector>
 
+namespace utl
+{
+
+/// A test's way to the queues of a message thread.
+class MsgDrivenThreadTestPeer
+{
+public:
+    static bool postCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.postThreadCtlMsg(nMsgId, -1); }
+    static bool eraseCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.eraseMsgFromCtlQueue(nMsgId); }
+    static bool earse(MsgDrivenThread& nThread, unsigned int nCtl, unsigned int nPos, unsigned int nSize)
+    {
+        return nThread.earseMsgQueue(nCtl, nPos, nSize);
+    }
+
+    /// On the message thread: as if a signal of the timer had come over the pipe.
+    static void expire(MsgDrivenThread& nThread, int nTimerId) { nThread.executeTimeoutSignal(nTimerId); }
+
+    static unsigned int ctlCount(MsgDrivenThread& nThread)
+    {
+        SyncGuard lGuard(nThread.mQueueSyncObject);
+        return nThread.mCtlQueue.size();
+    }
+};
+
+} // namespace utl
+
 namespace utl::test
 {
 

@@ -38,4 +38,9 @@
 #include "UtlTimer.h"
 #include "UtlTimerInfo.h"
 
+/// The library. Only the log, jk_mbtowc() and jk_wctomb() stand outside.
+namespace utl
+{
+}
+
 #endif

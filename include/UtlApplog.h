@@ -25,24 +25,27 @@ constexpr int LOG_LEVEL_UNKNOWN_TYPE = 6; ///< Only an answer of getFilterLevel.
 
 } // namespace utl
 
-// A line names a type, an int that stands for a subsystem, and a level. It is written where its level is not above
-// the filter of its type. It goes to the system log (levels 1 to 3), to the caller's file where there is one, to
-// standard output, and to the binary log (levels 1 to 3):
-//
-//     extern "C" void BinaryLogWrite(int, char const* npText, unsigned int nLength);
-//
-// which the process may define. The library's own weak definition does nothing.
-//
-// Threads:  any, at any moment: also from constructors and destructors of static objects, and while the process
-//           exits. Not for signal handlers. A line is never torn within one sink, but lines of two threads may come
-//           in a different order in two sinks.
-// Blocking: as long as a sink does. Locks: two leaves, held for the look at the table and for one sink call; none
-//           while a caller's file is written.
-// Memory:   stack only, about one kilobyte.
-// Errors:   what a sink makes of a line is not looked at. errno is kept.
-//
-// Caution: the system log and standard output get the finished line as a format. "%%" in it, for instance from an
-// argument of "%s", appears as "%", and "%m" as the text of errno. Every other percent sign appears as it stands.
+/// @file
+/// A line names a type, an int that stands for a subsystem, and a level. It is written where its level is not above
+/// the filter of its type. It goes to the system log (levels 1 to 3), to the caller's file where there is one, to
+/// standard output, and to the binary log (levels 1 to 3):
+///
+///     extern "C" void BinaryLogWrite(int, char const* npText, unsigned int nLength);
+///
+/// which the process may define. The library's own weak definition does nothing.
+///
+/// Threads:  any, at any moment: also from constructors and destructors of static objects, and while the process
+///           exits. A line is never torn within one sink, but lines of two threads may come in a different order in
+///           two sinks.
+/// Signals:  no.
+/// Forks:    the child logs on, unless a thread was inside the log at the fork: then its first line waits for ever.
+/// Blocking: as long as a sink does. Locks: two leaves, held for the look at the table and for one sink call; none
+///           while a caller's file is written.
+/// Memory:   stack only, about one kilobyte.
+/// Errors:   what a sink makes of a line is not looked at. errno is kept.
+///
+/// Caution: the system log and standard output get the finished line as a format. "%%" in it, for instance from an
+/// argument of "%s", appears as "%", and "%m" as the text of errno. Every other percent sign appears as it stands.
 
 /// Opens the system log as "Corvane", with process id, console on failure, facility user. Without it the C library's
 /// defaults hold. The library never calls it.

@@ -69,6 +69,9 @@ void assignBackward(T* npTarget, T const* npSource, unsigned int nCount)
 /// Errors:   exceptions of the allocator and of the elements pass through; the array stays usable, but where an
 ///           assignment threw, elements may be doubled.
 /// Threads:  no lock; the owner guards every access.
+/// Signals:  only to read what is not being changed.
+/// Forks:    the child has a copy of its own.
+/// Blocking: never.
 template <class T, class A = T const&>
 class Array
 {
@@ -93,8 +96,8 @@ public:
     Array& operator=(Array const&) = delete; // copy() tells how many, and whether they fit
     virtual ~Array() { delete[] mpData; }
 
-    unsigned int size() const { return mSize; }
-    unsigned int maxSize() const { return mMaxSize; }
+    unsigned int size() const { return mSize; }       ///< Elements in use.
+    unsigned int maxSize() const { return mMaxSize; } ///< The capacity.
 
     /// Null when nIndex is not below size(). Valid until the capacity changes.
     T* at(unsigned int nIndex) { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }

@@ -16,6 +16,9 @@ namespace utl
 /// Ownership: owns its buffer and copies what it is given; pointers from c_str() end with the next change. Arguments
 ///            may point into the string itself.
 /// Threads:   one at a time uses an object.
+/// Signals:   only to read what is not being changed.
+/// Forks:     the child has a copy of its own.
+/// Blocking:  never, but for replace().
 /// Errors:    nothing is logged. Where memory runs out the allocator's exception passes through, nothing changed.
 template <class T>
 class BasicString
@@ -70,6 +73,7 @@ public:
     /// Replaces every npPattern. Takes the StaticBuffer's lock and one scratch row.
     ///
     /// nMode:  as in copy().
+    /// Forks:  as StaticBuffer. Blocking: until no other thread has a scratch row.
     /// Result: false for nulls and for text of WorkingBuffer<T>::CAPACITY bytes or more: the text is unchanged; false
     ///         for no room and for malformed text in mode 1: it holds what was written until then.
     /// Caution: an empty replacement drops everything behind the first match, see replaceStr(); use eraseStrSpan().
@@ -98,6 +102,7 @@ extern template class UTL_API BasicString<char>;
 } // namespace utl
 
 /// A new string of expand mode 0 and just the capacity it needs: npLeft, null meaning empty, then nRight.
+/// Safety: as BasicString.
 UTL_API utl::BasicString<char> operator+(char const* npLeft, utl::BasicString<char> const& nRight);
 
 #endif

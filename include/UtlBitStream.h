@@ -19,12 +19,16 @@ namespace utl
 ///            the type, a position below -1, a range past the buffer and null data are errors; 0 bits are none.
 /// Ownership: the buffer is the caller's and must outlive its use here. No heap.
 /// Threads:   one at a time uses an object.
+/// Signals:   yes, for a stream and a buffer that are the handler's own.
+/// Forks:     the child has a stream of its own, and a buffer unless that is shared memory.
+/// Blocking:  never.
 class UTL_API BitStream
 {
 public:
     /// Without a buffer: every transfer is past its end.
     BitStream();
 
+    /// As setBitStream().
     BitStream(unsigned char* npBuffer, unsigned int nSize);
 
     /// Caution: never returns; copying and assigning end in stack exhaustion. Pass a BitStream by reference, and make
@@ -41,13 +45,11 @@ public:
     /// Sets the position to 0 and takes the error back. nZeroFill: also sets the bit size and the whole buffer to 0.
     void clear(bool nZeroFill);
 
-    unsigned char* getBitStreamAddress() const { return mpBuffer; }
-    unsigned int getBitStreamSize() const
-    {
-        return mBitSize / 8 + (mBitSize % 8 != 0 ? 1U : 0U);
-    } ///< bytes, rounded up
-    unsigned int getBitStreamBitSize() const { return mBitSize; }
-    unsigned int getBitPosition() const { return mBitPosition; }
+    unsigned char* getBitStreamAddress() const { return mpBuffer; } ///< The buffer.
+    /// The bit size in bytes, rounded up.
+    unsigned int getBitStreamSize() const { return mBitSize / 8 + (mBitSize % 8 != 0 ? 1U : 0U); }
+    unsigned int getBitStreamBitSize() const { return mBitSize; } ///< The bit size.
+    unsigned int getBitPosition() const { return mBitPosition; }  ///< The current position.
 
     /// Result: the bits in the low end of the value, zeros above them.
     unsigned char readBitToUint8(unsigned int nBits, int nPosition);

@@ -5,15 +5,19 @@
 #include "UtlMacros.h"
 #include "UtlString.h"
 
-// Holds for all of this header:
-//
-// Text:    UTF-8 in char, terminated, not owned; T is char. Sizes and offsets count bytes. No log, no heap.
-// Tables:  constant-initialised, so that the constructors of static objects may use them, read-only from then on, and
-//          never destroyed: a thread that still runs while the process exits finds them whole. The order of rows
-//          counts: the first row that matches wins. They are references to arrays, to be used like the arrays.
-// Threads: any, without a lock, except isCharAttribBase().
-// Blocks:  a class is a set of texts, its blocks: mostly one character, but also a number with its sign, or a voiced
-//          kana with the small kana behind it.
+/// @file
+/// Holds for all of this header:
+///
+/// Text:     UTF-8 in char, terminated, not owned; T is char. Sizes and offsets count bytes. No log, no heap.
+/// Tables:   constant-initialised, so that the constructors of static objects may use them, read-only from then on, and
+///           never destroyed: a thread that still runs while the process exits finds them whole. The order of rows
+///           counts: the first row that matches wins. They are references to arrays, to be used like the arrays.
+/// Threads:  any, without a lock, except isCharAttribBase().
+/// Signals:  yes, with the same exception.
+/// Forks:    nothing to heed, with the same exception: see StaticBuffer.
+/// Blocking: never, with the same exception: until no other thread has a scratch row.
+/// Blocks:   a class is a set of texts, its blocks: mostly one character, but also a number with its sign, or a voiced
+///           kana with the small kana behind it.
 
 namespace utl
 {
@@ -23,13 +27,15 @@ using CodeRow = DualType<char const*, wchar_t const*>;
 
 // --- Character tables ---
 //
-// HAN half-width, ZEN full-width, KATA katakana, HIRA hiragana, DAKU voiced, HANDAKU semi-voiced, NODAKU without such
-// a mark, DAKUTEN and HANDAKUTEN the marks alone, YOUSOKU small kana. The bounds count the row that ends the table.
-// The katakana and hiragana tables hold Japanese punctuation too.
+// The bounds count the row that ends the table.
 
 extern UTL_API CodeRow const (&KAIGYO_TBL)[3];     ///< line ends: CR, LF
 extern UTL_API CodeRow const (&TAB_FF_TBL)[4];     ///< tabulators and form feed: 0x09, 0x0B, 0x0C
 extern UTL_API CodeRow const (&CTL_OTHER_TBL)[28]; ///< the other control codes, 0x7F too
+
+/// What the name says: HAN half-width, ZEN full-width, KATA katakana, HIRA hiragana, DAKU voiced, HANDAKU semi-voiced,
+/// NODAKU without such a mark, DAKUTEN and HANDAKUTEN the marks alone, YOUSOKU small kana. The katakana and hiragana
+/// tables hold Japanese punctuation too.
 extern UTL_API CodeRow const (&HAN_SPACE_TBL)[2];
 extern UTL_API CodeRow const (&ZEN_SPACE_TBL)[2];
 extern UTL_API CodeRow const (&HAN_MARK_TBL)[33]; ///< ASCII punctuation
@@ -71,8 +77,10 @@ extern UTL_API CodeRow const (&ZEN_HANDAKUTEN_TBL)[2];
 //
 // To be or-ed together. Where a text begins with blocks of several of them, the class that stands last here decides.
 
-constexpr int CHAR_ATTRIB_NUL = 0x1;    ///< the terminator, 1 byte
-constexpr int CHAR_ATTRIB_KAIGYO = 0x2; ///< a row of KAIGYO_TBL; so for all classes without another comment
+constexpr int CHAR_ATTRIB_NUL = 0x1; ///< the terminator, 1 byte
+
+/// A row of the table of that name; so for all classes without another comment.
+constexpr int CHAR_ATTRIB_KAIGYO = 0x2;
 constexpr int CHAR_ATTRIB_TAB_FF = 0x4;
 constexpr int CHAR_ATTRIB_CTL_OTHER = 0x8;
 constexpr int CHAR_ATTRIB_HAN_SPACE = 0x10;

@@ -16,13 +16,13 @@ extern "C"
     /// Encodings that the platform's converter knows. The library passes this one value, its narrow encoding.
     enum EN_KCP : int
     {
-        KCP_UTF8 = 32
+        KCP_UTF8 = 32 ///< UTF-8
     };
 
-    // The source is counted, without a terminator; the destination is left terminated, also after a failure.
-    // Result: units stored, without the terminator; 0 or less for failure. The weak definitions give -1 for null
-    // pointers, a capacity (terminator included) that is too small, malformed text (cut off, overlong, surrogates,
-    // above U+10FFFF), a negative count, and an encoding other than KCP_UTF8.
+    /// The source is counted, without a terminator; the destination is left terminated, also after a failure.
+    /// Result: units stored, without the terminator; 0 or less for failure. The weak definitions give -1 for null
+    ///         pointers, a capacity (terminator included) that is too small, malformed text (cut off, overlong,
+    ///         surrogates, above U+10FFFF), a negative count, and an encoding other than KCP_UTF8.
     UTL_API int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes,
                           EN_KCP nCharset);
     UTL_API int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount, EN_KCP nCharset);
@@ -32,18 +32,22 @@ extern "C"
 namespace utl
 {
 
-// Holds for all functions of this header unless said otherwise:
-//
-// Encodings: Utf8, Tchar, Char: narrow text, UTF-8. Sjis: Shift-JIS, code page 932. Utf16: 16-bit units in host byte
-//            order. Dchar, Uint8: 16-bit units and bytes as raw data. Wchar: wide text, 32 bits.
-// Results:   STR_ERROR for failure: a null source, a null destination with a capacity, a capacity too small. The
-//            destination then may hold the text before the fault, without a terminator.
-// convertStr...: terminated text. Capacity and result are units of the destination with the terminator. A capacity
-//            of 0 asks for the size: the text is walked, nothing is stored, and a destination may be null.
-// convertChar...: the first character, without a terminator. Result: units stored. npConsumed may be null; it
-//            receives the units taken from the source. A capacity of 0 asks for the size.
-// Ownership: nothing is owned or kept; source and destination must not overlap.
-// Threads:   any; no state, no lock, no heap, no log.
+/// @file
+/// Holds for all functions of this header unless said otherwise:
+///
+/// Encodings: Utf8, Tchar, Char: narrow text, UTF-8. Sjis: Shift-JIS, code page 932. Utf16: 16-bit units in host byte
+///            order. Dchar, Uint8: 16-bit units and bytes as raw data. Wchar: wide text, 32 bits.
+/// Results:   STR_ERROR for failure: a null source, a null destination with a capacity, a capacity too small. The
+///            destination then may hold the text before the fault, without a terminator.
+/// convertStr...: terminated text. Capacity and result are units of the destination with the terminator. A capacity
+///            of 0 asks for the size: the text is walked, nothing is stored, and a destination may be null.
+/// convertChar...: the first character, without a terminator. Result: units stored. npConsumed may be null; it
+///            receives the units taken from the source. A capacity of 0 asks for the size.
+/// Ownership: nothing is owned or kept; source and destination must not overlap.
+/// Threads:   any; no state, no lock, no heap, no log.
+/// Signals:   yes, but for wide text where the process brings its own converter.
+/// Forks:     nothing to heed, with the same exception.
+/// Blocking:  never, with the same exception.
 
 /// The reference mark, for what UTF-16 cannot get: Shift-JIS codes without a row, four-byte UTF-8 characters.
 constexpr unsigned short REPLACEMENT_CHAR = 0x203B;
@@ -51,7 +55,7 @@ constexpr unsigned short REPLACEMENT_CHAR = 0x203B;
 /// One Shift-JIS code and its character. A double-byte code has its lead byte in the high half.
 struct SjisToUnicode
 {
-    std::uint16_t mSjis;
+    std::uint16_t mSjis;  ///< The code.
     std::uint16_t mUtf16; ///< The code unit.
     std::uint32_t mUtf8;  ///< The UTF-8 bytes read as one big-endian number: U+3042 is 0xE38182.
 };
@@ -59,12 +63,12 @@ struct SjisToUnicode
 /// One character and the one code it converts to.
 struct Utf8ToSjis
 {
-    std::uint32_t mKey; ///< As SjisToUnicode::mUtf8.
-    std::uint16_t mSjis;
+    std::uint32_t mKey;  ///< As SjisToUnicode::mUtf8.
+    std::uint16_t mSjis; ///< The code.
 };
 
-constexpr unsigned int SJIS_TO_UNICODE_COUNT = 7787;
-constexpr unsigned int UTF8_TO_SJIS_COUNT = 7389;
+constexpr unsigned int SJIS_TO_UNICODE_COUNT = 7787; ///< Rows of SJIS_TO_UNICODE.
+constexpr unsigned int UTF8_TO_SJIS_COUNT = 7389;    ///< Rows of UTF8_TO_SJIS.
 
 /// Code page 932 without ASCII and the user-defined area, ascending by mSjis; and its inverse, ascending by mKey, with
 /// one code for each character. Constant data. The conversions give what a search of these gives, but need none.

@@ -4,23 +4,29 @@
 
 #include "UtlCharAttrib.h"
 
-// Holds for all of this header:
-//
-// Text:    UTF-8 in char, terminated, not owned; T is char. Sizes count bytes. No log, no heap.
-// Results: STR_ERROR or false for failure; capacities, size queries and modes are those of UtlString.h.
-// Locks:   all functions work in scratch rows, so they hold the StaticBuffer's lock while they run, and texts of
-//          WorkingBuffer<char>::CAPACITY bytes or more fail.
-// Threads: any.
+/// @file
+/// Holds for all of this header:
+///
+/// Text:     UTF-8 in char, terminated, not owned; T is char. Sizes count bytes. No log, no heap.
+/// Results:  STR_ERROR or false for failure; capacities, size queries and modes are those of UtlString.h.
+/// Locks:    all functions work in scratch rows, so they hold the StaticBuffer's lock while they run, and texts of
+///           WorkingBuffer<char>::CAPACITY bytes or more fail.
+/// Threads:  any.
+/// Signals:  no.
+/// Forks:    as StaticBuffer.
+/// Blocking: until no other thread has a scratch row.
 
 namespace utl
 {
 
 /// One row of a pair table: a text and what it folds to, each narrow and wide. A row with a null left text ends the
 /// table. Owns nothing. The tables of this header are as constant as the character tables.
+/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 class UTL_API PairAttrib
 {
 public:
     constexpr PairAttrib() = default;
+    /// Left, then right.
     constexpr PairAttrib(char const* npFirst, wchar_t const* npFirstWide, char const* npSecond,
                          wchar_t const* npSecondWide)
         : mFirst(npFirst, npFirstWide),

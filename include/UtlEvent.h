@@ -14,7 +14,11 @@ namespace utl
 /// Threads:   any. Set and clear wake every waiter of their side.
 /// Ownership: nobody may be waiting when it is destroyed. A waiter that has returned may destroy it, although the
 ///            call that woke it has not returned yet.
-/// Locks:     one of its own, a leaf but for the log. Not for signal handlers.
+/// Locks:     one of its own, a leaf but for the log.
+/// Signals:   no.
+/// Forks:     the child has the flag but no waiters. Destroying an event there that was waited for at the fork waits for
+///            ever.
+/// Blocking:  the two waits; the others only for the lock.
 /// Time-outs: milliseconds on the monotonic clock; 0 means no limit.
 class UTL_API Event
 {
@@ -28,9 +32,9 @@ public:
     Event(Event const&) = delete;
     Event& operator=(Event const&) = delete;
 
-    void setOn();
-    void setOff();
-    bool isOn() const;
+    void setOn();       ///< Raises the flag.
+    void setOff();      ///< Lowers it.
+    bool isOn() const;  ///< The flag is up.
     bool isOff() const; ///< Not isOn(), on one-sided events too.
 
     /// Waits until the flag is up, not at all where it is. Result: 0, TIMED_OUT or FAILED.

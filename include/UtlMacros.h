@@ -13,6 +13,7 @@
 #if defined(__clang__)
 #define UTL_ANNOTATE(X) __attribute__((X))
 #else
+/// One of them.
 #define UTL_ANNOTATE(X)
 #endif
 

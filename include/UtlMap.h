@@ -1,4 +1,7 @@
 /// A sorted table with unique keys, and the search in sorted tables. Layer: map.
+///
+/// Safety: the searches touch their arguments only, so any thread may call them on a table that nobody changes, also in
+///         a signal handler and after a fork; they never block.
 #ifndef UTL_MAP_H
 #define UTL_MAP_H
 
@@ -8,11 +11,12 @@
 namespace utl
 {
 
-/// Orders keys and pairs by the key's plain `<`.
+/// Orders keys and pairs by the key's plain `<`. Safety: that of this `<`.
 template <class K, class V>
 class CompareLessPairKey
 {
 public:
+    /// The left key is less than the right one.
     bool operator()(K const& nKey, Pair<K, V> const& nPair) const { return nKey < nPair.mKey; }
     bool operator()(Pair<K, V> const& nPair, K const& nKey) const { return nPair.mKey < nKey; }
 };
@@ -57,12 +61,13 @@ E const* searchBinary(K const& nKey, E const* npData, unsigned int nSize, Cmp nC
 /// Pairs in ascending order of their unique keys, in an array of fixed capacity; a full map refuses new keys.
 /// Finding takes logarithmic time and allocates nothing; inserting and erasing shift by assignment.
 ///
-/// Errors:   what the allocator or an assignment throws passes through. Nothing is logged.
-/// Threads:  no lock; the owner guards every access.
+/// Errors: what the allocator or an assignment throws passes through. Nothing is logged.
+/// Safety: as Array.
 template <class K, class V, class KA = K const&, class VA = V const&, class Cmp = CompareLessPairKey<K, V>>
 class Map
 {
 public:
+    /// What stands in the array.
     using Element = Pair<K, V>;
 
     /// nMaxSize: pairs. nExpandMode: that of the array. A map of capacity 0 refuses every key in any mode.
@@ -73,8 +78,8 @@ public:
     Map(Map const&) = default; ///< As for Array: just large enough, fixed.
     virtual ~Map() = default;
 
-    unsigned int size() const { return mArray.size(); }
-    unsigned int maxSize() const { return mArray.maxSize(); }
+    unsigned int size() const { return mArray.size(); }       ///< Pairs stored.
+    unsigned int maxSize() const { return mArray.maxSize(); } ///< The capacity.
 
     /// The pair at a position in ascending order, or null when nIndex is not below size().
     /// Caution: a changed mKey breaks the order and with it every search; change mValue alone.

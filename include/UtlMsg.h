@@ -28,7 +28,7 @@ constexpr int MSG_ID_FIRST_USER = static_cast<int>(0x80000801U);         ///< Th
 ///
 /// Results: true on success. The first failure makes all further set() or get() calls fail, so that a message need
 ///          not look at each; getResult() tells it in the end.
-/// Threads: no lock.
+/// Safety:  that of the class behind it; see ThreadRawMsg.
 ///
 /// Caution: there is no overload for a plain char or for a pointer to constant data. set('x') stores an int and
 /// set(a T const*) a bool; cast to signed char, or to void*.
@@ -41,15 +41,16 @@ public:
     virtual ~MsgDataBroker();
 
     // The order of the virtual functions is fixed.
-    virtual bool beginInput();
-    virtual bool endInput();
-    virtual bool beginOutput();
-    virtual bool endOutput();
-    virtual int getResult(); ///< 0 while all is well.
+    virtual bool beginInput();  ///< Before the first set().
+    virtual bool endInput();    ///< After the last.
+    virtual bool beginOutput(); ///< Before the first get().
+    virtual bool endOutput();   ///< After the last.
+    virtual int getResult();    ///< 0 while all is well.
 
-    virtual bool setMsgId(int nMsgId) = 0;
-    virtual bool getMsgId(int* npMsgId) = 0;
+    virtual bool setMsgId(int nMsgId) = 0;   ///< Puts the id in its own place.
+    virtual bool getMsgId(int* npMsgId) = 0; ///< Gives it.
 
+    /// Puts a value behind the ones before.
     virtual bool set(bool nValue) = 0;
     virtual bool set(unsigned char nValue) = 0;
     virtual bool set(unsigned short nValue) = 0;
@@ -67,6 +68,7 @@ public:
     virtual bool set(unsigned char const* npBytes,
                      unsigned int nSize) = 0; ///< The bytes alone; the size is not stored.
 
+    /// Takes the next value.
     virtual bool get(bool* npValue) = 0;
     virtual bool get(unsigned char* npValue) = 0;
     virtual bool get(unsigned short* npValue) = 0;
@@ -85,10 +87,12 @@ public:
 };
 
 /// An id and what a derived class adds. A message never goes to another thread as an object: it is flattened into a
-/// MsgDataBroker, and the receiver restores an object of the class that the id stands for. No lock.
+/// MsgDataBroker, and the receiver restores an object of the class that the id stands for.
+/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 class UTL_API Msg
 {
 public:
+    /// Any id; those of the library are its own.
     explicit Msg(int nMsgId)
         : mMsgId(nMsgId)
     {
@@ -109,13 +113,15 @@ public:
     /// read up to the failure are in place.
     bool restoreFrom(MsgDataBroker& nBroker);
 
-    int mMsgId; // one thread
+    int mMsgId; ///< what the message means
 };
 
 /// A message without values.
+/// Safety: as Msg.
 class UTL_API SimpleMsg : public Msg
 {
 public:
+    /// Any id.
     explicit SimpleMsg(int nMsgId)
         : Msg(nMsgId)
     {
@@ -127,9 +133,11 @@ public:
 };
 
 /// A time-out, id MSG_ID_TIMER.
+/// Safety: as Msg.
 class UTL_API TimerMsg : public Msg
 {
 public:
+    /// Of no timer.
     TimerMsg()
         : Msg(MSG_ID_TIMER)
     {
@@ -139,7 +147,7 @@ public:
     void storeDataTo(MsgDataBroker* npBroker) const override;
     void restoreDataFrom(MsgDataBroker& nBroker) override;
 
-    int mTimerId = -1; // one thread; the id that setTimer() gave
+    int mTimerId = -1; ///< the id that setTimer() gave
 };
 
 } // namespace utl

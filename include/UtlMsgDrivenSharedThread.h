@@ -22,6 +22,8 @@ namespace utl
 ///            is not called any more; one attached meanwhile is not called yet; all others are called once.
 /// Sizes:     the constructor's; nothing grows. Views for one listener allocate, sending does not.
 /// Ownership: listeners are the caller's. One that goes is detached first, then aborted.
+/// Signals:   no.
+/// Forks:     as MsgDrivenThread.
 /// Threads:   any; listeners run on the message thread and may call everything here. What would wait for their own
 ///            thread is done at once, or refused.
 /// Blocking:  from other threads start, stop, attaching and detaching take their turn, and the last two wait for the
@@ -34,9 +36,11 @@ class UTL_API MsgDrivenSharedThread : public MsgDrivenThread, public ThreadMsgLi
 {
 public:
     /// Names a listener: the id, then the pointer's own bits.
+    /// Safety: as Msg.
     class UTL_API MsgListenerMsg : public Msg
     {
     public:
+        /// Of no listener.
         explicit MsgListenerMsg(int nMsgId)
             : Msg(nMsgId)
         {
@@ -48,10 +52,11 @@ public:
         void storeDataTo(MsgDataBroker* npBroker) const override;
         void restoreDataFrom(MsgDataBroker& nBroker) override;
 
-        ThreadMsgListener* mpListener = nullptr; // not owned
+        ThreadMsgListener* mpListener = nullptr; ///< not owned
     };
 
     /// The envelope of a message for one listener: id, listener, then the whole image of the message.
+    /// Safety: as ThreadRawMsg.
     class UTL_API SpecifiedMsgListenerMsg : public MsgListenerMsg
     {
     public:
@@ -68,7 +73,7 @@ public:
         void storeDataTo(MsgDataBroker* npBroker) const override;
         void restoreDataFrom(MsgDataBroker& nBroker) override;
 
-        ThreadRawMsg mRawMsg;
+        ThreadRawMsg mRawMsg; ///< the image
     };
 
     /// nMaxMsgSize:       bytes of a specified message's data at most. A slot takes 8 and a pointer more; a broadcast may
@@ -114,8 +119,8 @@ public:
     using MsgDrivenThread::sendMsgInterrupt;
     using MsgDrivenThread::sendMsgSync;
 
-    // The operations of MsgDrivenThread for one listener; false for null. The synchronous ones take their turn.
-    // Caution: a listener that goes while its message is queued is called all the same; see abortMsg.
+    /// The operations of MsgDrivenThread for one listener; false for null. The synchronous ones take their turn.
+    /// Caution: a listener that goes while its message is queued is called all the same; see abortMsg.
     bool postMsg(ThreadMsgListener* npListener, Msg const& nMsg);
     bool postMsg(ThreadMsgListener* npListener, int nMsgId);
     bool sendMsgSync(ThreadMsgListener* npListener, Msg const& nMsg);
@@ -123,8 +128,8 @@ public:
     bool sendMsgInterrupt(ThreadMsgListener* npListener, Msg const& nMsg);
     bool sendMsgInterrupt(ThreadMsgListener* npListener, int nMsgId);
 
-    // The views of MsgDrivenThread. Without a listener they see broadcasts and time-outs for all, otherwise what is for
-    // that listener, as it will see it. Nothing for null.
+    /// The views of MsgDrivenThread. Without a listener they see broadcasts and time-outs for all, otherwise what is
+    /// for that listener, as it will see it. Nothing for null.
     bool hasMsg(int nMsgId);
     bool hasMsg(ThreadMsgListener* npListener, int nMsgId);
     bool eraseMsg(int nMsgId);
@@ -134,7 +139,7 @@ public:
     int getFirstMsgId();
     int getFirstMsgId(ThreadMsgListener* npListener);
 
-    // The timers of MsgDrivenThread, for all or for one listener, who gets the TimerMsg; -1 for null.
+    /// The timers of MsgDrivenThread, for all or for one listener, who gets the TimerMsg; -1 for null.
     int registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
     int registerTimer(ThreadMsgListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
                       int nIsFreeRunning);

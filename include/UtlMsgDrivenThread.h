@@ -36,6 +36,9 @@ enum class KernelTimerResult;
 ///            between two dispatches.
 /// Ownership: copies messages; the listener is the caller's and must outlive the thread's run.
 /// Threads:   any, unless said otherwise; the listener runs on the message thread.
+/// Signals:   no.
+/// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
+///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  posting never waits. What waits for the message thread waits for the listener call under way, and
 ///            is released, with the result told there, when the thread ends.
 /// Locks:     mApiSyncObject or one of the four one-request-at-a-time locks, then mQueueSyncObject. None is held across
@@ -48,6 +51,7 @@ class UTL_API MsgDrivenThread : public Thread
 {
 public:
     /// Judges the image of a queued message.
+    /// Safety: that of the application's class; judge() tells where it is called.
     class UTL_API MsgJudgementInterface
     {
     public:
@@ -58,10 +62,12 @@ public:
     };
 
     /// A judgement by a functor T, not owned.
+    /// Safety: that of T.
     template <class T>
     class MsgJudgement : public MsgJudgementInterface
     {
     public:
+        /// npJudge: not null.
         explicit MsgJudgement(T* npJudge)
             : mpJudge(npJudge)
         {
@@ -73,16 +79,18 @@ public:
     };
 
     /// Passes a message of one id; MSG_ID_ANY passes all.
+    /// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
     class UTL_API JudgeMsgSpecifiedMsgId
     {
     public:
+        /// nMsgId: which.
         explicit JudgeMsgSpecifiedMsgId(int nMsgId)
             : mMsgId(nMsgId)
         {
         }
-        bool operator()(ThreadRawMsg& nRawMsg) const;
+        bool operator()(ThreadRawMsg& nRawMsg) const; ///< The image has the id.
 
-        int const mMsgId;
+        int const mMsgId; ///< which
     };
 
     /// nMaxMsgSize:   bytes of a message's data at most, without its id.
@@ -187,10 +195,11 @@ protected:
     /// A record of the control queue, and of the pipe.
     struct ThreadCtlMsg
     {
-        int mMsgId = MSG_ID_NONE;
-        int mParam = -1;
+        int mMsgId = MSG_ID_NONE; ///< what to do
+        int mParam = -1;          ///< with what; a timer's id, for instance
     };
 
+    /// What the thread is made of.
     using CtlQueue = Queue<ThreadCtlMsg>;
     using ByteQueue = Queue<unsigned char>;
     using TimerMap = Map<int, TimerInfo, int const&, TimerInfo const&, CompareLessPairKey<int, TimerInfo>>;
@@ -210,6 +219,7 @@ protected:
     /// an interrupt that waits is served ahead of whatever is asked for. Result: false where none was dropped.
     bool eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgement);
 
+    /// hasMsg(), peekMsg() and eraseMsg() by a judgement.
     bool hasMsgInternal(MsgJudgementInterface* npJudgement);
     bool peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
     bool eraseMsgInternal(MsgJudgementInterface* npJudgement);

@@ -5,12 +5,14 @@
 namespace utl
 {
 
-/// Made without arguments, numbers and pointers in it are not set. No lock; the owner guards it.
+/// Made without arguments, numbers and pointers in it are not set.
+/// Safety: that of K and V; no lock, the owner guards it.
 template <class K, class V>
 class Pair
 {
 public:
     Pair() = default;
+    /// Copies both.
     Pair(K const& nKey, V const& nValue)
         : mKey(nKey),
           mValue(nValue)
@@ -19,6 +21,7 @@ public:
     Pair(Pair const&) = default;
     virtual ~Pair() = default;
 
+    /// Assigns key and value; itself to itself does nothing.
     Pair& operator=(Pair const& nOther)
     {
         if (this != &nOther)
@@ -29,8 +32,8 @@ public:
         return *this;
     }
 
-    K mKey;   // guarded by the owner
-    V mValue; // guarded by the owner
+    K mKey;   ///< guarded by the owner
+    V mValue; ///< guarded by the owner
 };
 
 } // namespace utl

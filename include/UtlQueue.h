@@ -15,11 +15,12 @@ namespace utl
 ///
 /// Results:  false leaves the ring as it was. Nothing is logged.
 /// Errors:   exceptions of the elements' assignment pass through and leave size() as it was.
-/// Threads:  no lock; the owner guards every access.
+/// Safety:   as Array.
 template <class T, class A = T const&>
 class RingArray
 {
 public:
+    /// nMaxCount: elements, for life.
     explicit RingArray(unsigned int nMaxCount)
         : mpData(internal::newBlock<T>(nMaxCount)),
           mCount(0),
@@ -31,8 +32,8 @@ public:
     RingArray& operator=(RingArray const&) = delete;
     virtual ~RingArray() { delete[] mpData; }
 
-    unsigned int size() const { return mCount; }
-    unsigned int maxSize() const { return mMaxCount; }
+    unsigned int size() const { return mCount; }       ///< Elements stored.
+    unsigned int maxSize() const { return mMaxCount; } ///< The capacity.
 
     /// Where in the block a logical index lies, within one turn either way: a negative index counts back from the head.
     int physicalIndex(int nIndex) const
@@ -171,21 +172,23 @@ private:
 };
 
 /// The first-in-first-out face of a RingArray. Members do, give and leave what those of the same names there do.
+/// Safety: as Array.
 template <class T>
 class Queue
 {
 public:
+    /// nMaxCount: elements, for life.
     explicit Queue(unsigned int nMaxCount)
         : mRing(nMaxCount)
     {
     }
     virtual ~Queue() = default;
 
+    /// As RingArray.
     unsigned int size() const { return mRing.size(); }
     unsigned int maxSize() const { return mRing.maxSize(); }
     T* at(unsigned int nIndex) { return mRing.at(nIndex); }
     T const* at(unsigned int nIndex) const { return mRing.at(nIndex); }
-
     bool push(T const& nValue) { return mRing.push(nValue); }
     bool pushAll(T const* npValues, unsigned int nCount) { return mRing.pushAll(npValues, nCount); }
     unsigned int copyOut(unsigned int nIndex, T* npTarget, unsigned int nCount) const

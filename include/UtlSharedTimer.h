@@ -32,6 +32,9 @@ struct PipeRecord;
 /// Ids:       from 1 on, not used again until they wrap. The same id stands for a timer all its life.
 /// Ownership: listeners are the caller's and must live until their timer is erased, with waiting, or destroy().
 /// Threads:   any; the listener runs on the timer thread, without a lock, and may call everything here.
+/// Signals:   no.
+/// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
+///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  with nNoWait 0 an operation waits until the timer thread has carried it out, and so for the listener call
 ///            under way: afterwards none is under way for that timer. With any other value it only posts a request.
 ///            A waiter is released too when the kernel refused, the timer was erased or the thread ended.
@@ -91,7 +94,7 @@ public:
     /// Caution: with nNoWait not 0 a running timer ends stopped, for it still runs when the start looks.
     bool restart(int nTimerId, int nNoWait);
 
-    // The same for all timers in ascending order of id.
+    /// The same for all timers in ascending order of id.
     void startAll(int nNoWait);
     void stopAll(int nNoWait);
     void restartAll(int nNoWait); ///< Stops all, then starts all; with the Caution of restart().
@@ -113,7 +116,7 @@ public:
     int waitToStart(int nTimerId);
     int waitToStop(int nTimerId);
 
-    // As Thread::setWatchdogAliveTime, startWatchdog, stopWatchdog.
+    /// As Thread::setWatchdogAliveTime, startWatchdog, stopWatchdog.
     void setThreadWatchdogAliveTime(unsigned int nAliveTimeMs);
     void startThreadWatchdog();
     void stopThreadWatchdog();
@@ -125,8 +128,8 @@ protected:
     /// A record of the control queue.
     struct TimerCtlMsg
     {
-        int mMsgId = MSG_ID_NONE;
-        int mParam = -1;
+        int mMsgId = MSG_ID_NONE; ///< what to do
+        int mParam = -1;          ///< with which timer
     };
 
     unsigned int execute() override;

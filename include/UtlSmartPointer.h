@@ -8,7 +8,12 @@
 namespace utl
 {
 
-/// The number of holders of one thing. Threads: any; the lock is a leaf, held for one step of the count.
+/// The number of holders of one thing.
+///
+/// Threads:  any. Locks: one of its own, a leaf, held for one step of the count.
+/// Signals:  no.
+/// Forks:    the child has a count of its own, in which the parent's holders stay; see SyncObject.
+/// Blocking: for that lock.
 class UTL_API RefCounter
 {
 public:
@@ -17,7 +22,7 @@ public:
     RefCounter& operator=(RefCounter const&) = delete;
     virtual ~RefCounter();
 
-    void addReference();
+    void addReference(); ///< One holder more.
     int dropReference(); ///< Result: the holders left; whoever gets 0 disposes of thing and counter.
     int count() const;   ///< As of now; other threads may change it at once.
 
@@ -27,11 +32,14 @@ private:
 };
 
 /// Lets one holder reach the counter of another.
+/// Safety: that of the holder.
 class UTL_API GetRefCounterInterface
 {
 public:
     virtual ~GetRefCounterInterface();
     virtual RefCounter* actGetRefCounter() const = 0; ///< Ours; null when nothing is held.
+
+    /// The other's; null when nothing is held.
     RefCounter* getRefCounter(GetRefCounterInterface const& nOther) const { return nOther.actGetRefCounter(); }
 
 protected:
@@ -52,23 +60,30 @@ UTL_API bool dropReference(RefCounter* npCounter, char const* npClass);
 
 } // namespace internal
 
-/// Shares a pointer: the last holder to go calls D()(pointer) on it, without a lock. Copies may live in different
-/// threads. One holder is for one thread at a time, and the object behind is not protected.
+/// Shares a pointer: the last holder to go calls D()(pointer) on it, without a lock.
 ///
 /// Ownership: taken by construction and set(), unless allocating the counter throws: then nothing has changed.
 /// While a disposer runs, the holder that lets go must not be used.
+/// Threads:   copies may live in different threads. One holder is for one thread at a time, and the object behind is
+///            not protected.
+/// Signals:   only get(), of a holder that is not being changed.
+/// Forks:     the child has holders and a count of its own, so the disposer runs in parent and child.
+/// Blocking:  for the counter's lock, and as long as the disposer does.
 template <class T, class D>
 class CountingPointer : public GetRefCounterInterface
 {
 public:
     CountingPointer() = default;
+    /// Holds the object, or nothing for null.
     explicit CountingPointer(T* npObject) { set(npObject); }
+    /// Shares what the other holds.
     CountingPointer(CountingPointer const& nOther)
         : GetRefCounterInterface(nOther),
           mpObject(nOther.mpObject),
           mpRefCounter(internal::addReference(getRefCounter(nOther)))
     {
     }
+    /// Lets go.
     ~CountingPointer() override { drop(); }
 
     /// Shares what the other holds, and lets go of what was held before.
@@ -94,10 +109,10 @@ public:
     /// Lets go, and is empty afterwards.
     void release() { replace(nullptr, nullptr); }
 
-    T& operator*() const { return *mpObject; }
-    T* operator->() const { return mpObject; }
-    T* get() const { return mpObject; } ///< Null when empty.
-    RefCounter* actGetRefCounter() const override { return mpRefCounter; }
+    T& operator*() const { return *mpObject; }                             ///< Not when empty.
+    T* operator->() const { return mpObject; }                             ///< Null when empty.
+    T* get() const { return mpObject; }                                    ///< Null when empty.
+    RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null when empty.
 
 private:
     void drop()
@@ -124,20 +139,25 @@ private:
 };
 
 /// Shares a handle, by value, as CountingPointer shares a pointer. The handle 0 means that nothing is held.
+/// Safety: as CountingPointer. A descriptor is the child's too: closing it on one side leaves it open on the other.
 template <class T, class D>
 class Counting : public GetRefCounterInterface
 {
 public:
     Counting() = default;
+    /// Members do what those of the same names in CountingPointer do.
     explicit Counting(T nHandle) { set(nHandle); }
+    /// Shares what the other holds.
     Counting(Counting const& nOther)
         : GetRefCounterInterface(nOther),
           mHandle(nOther.mHandle),
           mpRefCounter(internal::addReference(getRefCounter(nOther)))
     {
     }
+    /// Lets go.
     ~Counting() override { drop(); }
 
+    /// Shares what the other holds, and lets go of what was held before.
     Counting& operator=(Counting const& nOther)
     {
         T const lHandle = nOther.mHandle;
@@ -146,6 +166,7 @@ public:
         return *this;
     }
 
+    /// As CountingPointer::set().
     void set(T nHandle)
     {
         if (nHandle != mHandle)
@@ -154,11 +175,12 @@ public:
         }
     }
 
+    /// Lets go, and is empty afterwards.
     void release() { replace(T(), nullptr); }
 
-    T operator*() const { return mHandle; }
-    T get() const { return mHandle; } ///< 0 when empty.
-    RefCounter* actGetRefCounter() const override { return mpRefCounter; }
+    T operator*() const { return mHandle; }                                ///< 0 when empty.
+    T get() const { return mHandle; }                                      ///< 0 when empty.
+    RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null when empty.
 
 private:
     void drop()
@@ -182,10 +204,12 @@ private:
 };
 
 /// Deletes an object made by new.
+/// Safety: that of T's destructor, and not in a signal handler.
 template <class T>
 class DestructPointer
 {
 public:
+    /// npObject: may be null.
     void operator()(T* npObject) const
     {
         static_assert(sizeof(T) != 0, "the class must be complete where its last holder may go");
@@ -193,19 +217,22 @@ public:
     }
 };
 
-/// Closes a file descriptor after an fsync, and ignores both results. 0 and -1 are left alone. Blocks on the device.
+/// Closes a file descriptor after an fsync, and ignores both results. 0 and -1 are left alone.
+/// Safety: any thread, also in a signal handler, but for errno, and after a fork; blocks as long as the device does.
 class UTL_API DestructCloseFile
 {
 public:
-    void operator()(int nHandle) const;
+    void operator()(int nHandle) const; ///< Syncs and closes it.
 };
 
 /// A shared object made by new.
+/// Safety: as CountingPointer.
 template <class T>
 class SmartPointer : public CountingPointer<T, DestructPointer<T>>
 {
 public:
     SmartPointer() = default;
+    /// Holds the object, or nothing for null.
     explicit SmartPointer(T* npObject)
         : CountingPointer<T, DestructPointer<T>>(npObject)
     {
@@ -213,12 +240,14 @@ public:
 };
 
 /// A shared descriptor.
+/// Safety: as Counting.
 /// Caution: descriptor 0 counts as nothing and is never closed; -1 is held, but never closed.
 template <class D>
 class SmartHandle : public Counting<int, D>
 {
 public:
     SmartHandle() = default;
+    /// Holds the descriptor.
     explicit SmartHandle(int nHandle)
         : Counting<int, D>(nHandle)
     {

@@ -11,7 +11,7 @@ namespace utl
 /// sub 1 just before it, sub 2 just after it.
 ///
 /// Ownership: the texts are not owned and must live for ever; pass literals. Copies copy the pointers.
-/// Threads:   a value without a lock; one thread uses an object at a time.
+/// Safety:    a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 class UTL_API StatementInfo
 {
 public:
@@ -27,6 +27,7 @@ public:
     StatementInfo& operator=(StatementInfo const&) = default;
     virtual ~StatementInfo() = default;
 
+    /// The arguments of the constructor.
     char const* file() const { return mFile; }
     char const* function() const { return mFunction; }
     unsigned int line() const { return mLine; }

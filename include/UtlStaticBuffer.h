@@ -15,14 +15,20 @@ class WorkingBuffer;
 /// Lifetime: built zero-filled on first use, also before main(); never destroyed, so that threads which still run
 ///           while the process exits may go on using it.
 /// Locks:    mBufferLock, a recursive leaf: nothing but text work runs while it is held.
+/// Threads:  any, through WorkingBuffer.
+/// Signals:  no.
+/// Forks:    where a row is in use at the fork, all rows stay so in the child, and whoever needs one waits for ever.
+/// Blocking: only WorkingBuffer does.
 class UTL_API StaticBuffer
 {
 public:
-    static constexpr unsigned int ROW_COUNT = 3;
+    static constexpr unsigned int ROW_COUNT = 3;    ///< rows
     static constexpr unsigned int ROW_SIZE = 10240; ///< bytes
 
+    /// The one object.
     static StaticBuffer& get();
 
+    /// For get() alone.
     StaticBuffer();
     virtual ~StaticBuffer() = default;
     StaticBuffer(StaticBuffer const&) = delete;
@@ -46,15 +52,18 @@ private:
 /// three alive in one thread.
 ///
 /// Locks:    holds the StaticBuffer's lock for its whole life, so keep the scope short and call no foreign code in it.
-/// Blocking: construction waits until no other thread has one. Destroyed by the thread that made it, last one first.
+/// Threads:  any; destroyed by the thread that made it, last one first.
+/// Signals:  no.
+/// Forks:    as StaticBuffer.
+/// Blocking: construction waits until no other thread has one.
 template <class T>
 class WorkingBuffer
 {
 public:
     static constexpr unsigned int CAPACITY = StaticBuffer::ROW_SIZE; ///< bytes, terminator included
 
-    WorkingBuffer();
-    virtual ~WorkingBuffer();
+    WorkingBuffer();          ///< Takes the lock and the next row.
+    virtual ~WorkingBuffer(); ///< Gives both back.
     WorkingBuffer(WorkingBuffer const&) = delete;
     WorkingBuffer& operator=(WorkingBuffer const&) = delete;
 

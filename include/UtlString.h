@@ -4,18 +4,22 @@
 
 #include "UtlMacros.h"
 
-// Holds for all functions of this header:
-//
-// Text:     T is char: the instantiations stand in the library. Lengths, indexes and capacities count bytes, but text
-//           is cut and searched at character boundaries only. Sources are terminated; nothing is owned.
-// Results:  STR_ERROR for failure, with the destination as it was unless said otherwise. A copy gives the bytes it
-//           stored with the terminator, so the new length is one less. No log, no exception, no heap.
-// Capacity: in bytes, terminator included. 0 with a usable source asks for the size: nothing is written, and the
-//           size that is needed, terminator included, is given. A destination then may be null.
-// Modes:    1 cuts to fit, at a character boundary; any other value means all or nothing.
-// Overlap:  source and destination must not overlap unless said otherwise.
-// Threads:  any. Functions said to use scratch rows take the StaticBuffer's lock while they run and fail on text
-//           of WorkingBuffer<char>::CAPACITY bytes or more; the others touch their arguments only.
+/// @file
+/// Holds for all functions of this header:
+///
+/// Text:     T is char: the instantiations stand in the library. Lengths, indexes and capacities count bytes, but text
+///           is cut and searched at character boundaries only. Sources are terminated; nothing is owned.
+/// Results:  STR_ERROR for failure, with the destination as it was unless said otherwise. A copy gives the bytes it
+///           stored with the terminator, so the new length is one less. No log, no exception, no heap.
+/// Capacity: in bytes, terminator included. 0 with a usable source asks for the size: nothing is written, and the
+///           size that is needed, terminator included, is given. A destination then may be null.
+/// Modes:    1 cuts to fit, at a character boundary; any other value means all or nothing.
+/// Overlap:  source and destination must not overlap unless said otherwise.
+/// Threads:  any. Functions said to use scratch rows take the StaticBuffer's lock while they run and fail on text
+///           of WorkingBuffer<char>::CAPACITY bytes or more; the others touch their arguments only.
+/// Signals:  yes, but for those with scratch rows and formatStr().
+/// Forks:    nothing to heed, but for those with scratch rows: see StaticBuffer.
+/// Blocking: never, but for those with scratch rows: until no other thread has one.
 
 namespace utl
 {
@@ -30,10 +34,12 @@ extern UTL_API wchar_t EMPTY_WCHAR;
 /// A narrow (UTF-8) and a wide form of one text; the row of all character tables, where a null mChar ends the table.
 /// Owns neither. Constants of this type and arrays of them are constant-initialised, and their destructors change
 /// neither member: static constructors and threads that run while the process exits find the rows whole.
+/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 template <class C, class W>
 class DualType
 {
 public:
+    /// Two nulls, unless told.
     constexpr DualType(C nChar = C(), W nWchar = W())
         : mChar(nChar),
           mWchar(nWchar)
@@ -43,15 +49,17 @@ public:
     DualType& operator=(DualType const&) = default;
     virtual ~DualType() = default;
 
-    C mChar;
-    W mWchar;
+    C mChar;  ///< narrow
+    W mWchar; ///< wide
 };
 
 /// Values from mLow to mHigh, both included.
+/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 template <class T>
 class Range
 {
 public:
+    /// The order of the two is not checked.
     constexpr Range(T nLow, T nHigh)
         : mLow(nLow),
           mHigh(nHigh)
@@ -61,8 +69,8 @@ public:
     Range& operator=(Range const&) = default;
     virtual ~Range() = default;
 
-    T mLow;
-    T mHigh;
+    T mLow;  ///< the first
+    T mHigh; ///< the last
 };
 
 // --- Characters ---

@@ -10,20 +10,23 @@ namespace utl
 {
 
 /// What a SyncGuard can hold. The operations are const so that const members of other classes can lock.
+/// Safety: that of the class behind it; see SyncObject.
 class UTL_API UTL_CAPABILITY("lock") SyncObjectBase
 {
 public:
     virtual ~SyncObjectBase() = default;
 
-    virtual void lock() const UTL_ACQUIRE() = 0;
-    virtual bool tryLock() const UTL_TRY_ACQUIRE(true) = 0;
-    virtual void unlock() const UTL_RELEASE() = 0;
+    virtual void lock() const UTL_ACQUIRE() = 0;            ///< Waits until the caller owns it.
+    virtual bool tryLock() const UTL_TRY_ACQUIRE(true) = 0; ///< Result: the caller owns it now. Does not wait.
+    virtual void unlock() const UTL_RELEASE() = 0;          ///< Gives it up. Only for the owner.
 };
 
 /// A recursive lock, private to the process. Not copied.
 ///
 /// Threads:  any. The owner may lock again and unlocks as often as it locked.
-/// Blocking: lock() waits without limit. Not for signal handlers.
+/// Signals:  no. A handler that interrupts the owner would pass at once, into half-changed data.
+/// Forks:    one that is held stays held in the child for ever, also by the thread that forked.
+/// Blocking: lock() waits without limit, the others never.
 /// Errors:   failures of the platform's calls are not looked at.
 class UTL_API SyncObject : public SyncObjectBase
 {
@@ -48,14 +51,17 @@ private:
 
 /// Holds a lock from construction to the end of the scope, also when an exception leaves it.
 /// Does not own the lock object, which must outlive the guard.
+/// Safety: that of the lock; construction waits for it.
 class UTL_API UTL_SCOPED_CAPABILITY SyncGuard
 {
 public:
+    /// Locks.
     explicit SyncGuard(SyncObjectBase const& nSyncObject) UTL_ACQUIRE(nSyncObject)
         : mSyncObject(nSyncObject)
     {
         mSyncObject.lock();
     }
+    /// Unlocks.
     virtual ~SyncGuard() UTL_RELEASE() { mSyncObject.unlock(); }
     SyncGuard(SyncGuard const&) = delete;
     SyncGuard& operator=(SyncGuard const&) = delete;

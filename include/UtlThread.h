@@ -18,6 +18,7 @@ namespace utl
 class WatchdogTimerListener;
 
 /// A job for a Thread. Implemented by the application and never deleted by the library.
+/// Safety: that of the application's class; it runs without a lock of the library.
 class UTL_API Command
 {
 public:
@@ -33,17 +34,22 @@ public:
 ///            the result is there, and the registry no longer counts the thread as active).
 /// Ownership: the command is the caller's and outlives the thread. The object must live until stage 3.
 /// Threads:   any, unless said otherwise.
+/// Signals:   no, but for hasRequestedStop() and getId().
+/// Forks:     a running thread is not in the child, where whoever waits for its end waits for ever, the destructor too.
+///            One that was not started can be started there.
+/// Blocking:  start() and stop() for each other; start(), stop() and waitTo() for the thread, as told.
 /// Locks:     mSyncObject serialises start and stop; it is not held while stop waits.
 /// Registry:  the entry stays behind after the end, until leaveManagement().
 class UTL_API Thread
 {
 public:
+    /// The stages of its life.
     enum Stage
     {
-        STAGE_STARTED = 0,
-        STAGE_PREPARED = 1,
-        STAGE_STOP_REQUESTED = 2,
-        STAGE_DONE = 3
+        STAGE_STARTED = 0,        ///< started and registered
+        STAGE_PREPARED = 1,       ///< preExecute has returned
+        STAGE_STOP_REQUESTED = 2, ///< asked to end
+        STAGE_DONE = 3            ///< the result is there
     };
 
     /// npName: copied, null counts as empty. npCommand: what execute() runs, may be null. Starts nothing.
@@ -89,6 +95,7 @@ public:
     /// Result: false, with *npResult unchanged, unless the thread is done and npResult is not null.
     bool getResult(unsigned int* npResult) const;
 
+    /// stop() was called. No lock.
     bool hasRequestedStop() const { return mHasRequestedStop.load(std::memory_order_acquire); }
 
     /// Registered, and the registry has not seen its end.
@@ -97,6 +104,7 @@ public:
     /// The kernel thread id; 0 before a start.
     int getId() const { return mId.load(std::memory_order_acquire); }
 
+    /// As given to the constructor.
     BasicString<char> const& getName() const { return mName; }
 
     /// Takes the thread out of the registry. Result: false while it runs, and where it is not there.
@@ -112,8 +120,8 @@ public:
     /// Only from the thread itself; false anywhere else. Otherwise as ThreadManager::setPriority.
     bool setPriority(ThreadPriority const& nPriority);
 
-    // As the operations of ThreadManager, for this thread.
-    // Caution: before a start the id is 0, which stands for the calling thread; call the watchdog's operations later.
+    /// As the operations of ThreadManager, for this thread.
+    /// Caution: before a start the id is 0, which stands for the calling thread; call the watchdog's operations later.
     bool getPriority(ThreadPriority* npPriority) const;
     bool setWatchdogAliveTime(unsigned int nAliveTimeMs);
     bool startWatchdog();

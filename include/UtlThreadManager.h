@@ -25,12 +25,18 @@ class WatchdogTimerListener;
 /// Ids:       kernel thread ids (gettid), never pthread_t values.
 /// Ownership: owns its entries and the watchdog; destroying it detaches threads and ends none.
 /// Threads:   any, unless said otherwise.
+/// Signals:   no, but for getCallerId() and getIfCreated().
+/// Forks:     the child has the entries, not the threads: these count as active for ever, the watchdog stands still,
+///            and destroy() waits for ever. The thread that forked has a new id, which is not registered.
+/// Blocking:  everything here for the lock below, and so for a thread that starts; destroy(), entry() and waitToStop()
+///            for a thread.
 /// Locks:     mEntrySyncObject, before the instantiation lock and before the watchdog's lock. It is held while
 ///            a new thread starts, so that everything else here waits for that.
 /// Reports:   each blocking system call stands between two keep-alive reports.
 class UTL_API ThreadManager
 {
 public:
+    /// Names by thread id.
     using NameMap =
         Map<int, BasicString<char>, int const&, BasicString<char> const&, CompareLessPairKey<int, BasicString<char>>>;
 
@@ -55,6 +61,7 @@ public:
     /// The calling thread's kernel id. Cached for each thread, right again in the child of a fork.
     static int getCallerId();
 
+    /// For destroy() alone.
     virtual ~ThreadManager();
     ThreadManager(ThreadManager const&) = delete;
     ThreadManager& operator=(ThreadManager const&) = delete;
@@ -116,8 +123,8 @@ public:
     /// Result: 0; -2 at the time-out; -1 at once for an unknown id and a thread that entered itself.
     int waitToStop(int nId, unsigned int nTimeoutMs);
 
-    // As the operations of ThreadWatchdog without the last word of the name; nId 0 stands for the calling thread. All
-    // of them are false while the watchdog does not run.
+    /// As the operations of ThreadWatchdog without the last word of the name; nId 0 stands for the calling thread. All
+    /// of them are false while the watchdog does not run.
     bool entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nId);
     bool unregisterWatchdog(int nId);
     bool isRegisteredWatchdog(int nId);

@@ -10,6 +10,7 @@ namespace utl
 class ThreadRawMsg;
 
 /// Implemented by the application; not owned by the message thread, which it must outlive.
+/// Safety: that of the application's class; receiveMsg() tells where it is called.
 class UTL_API ThreadMsgListener
 {
 public:

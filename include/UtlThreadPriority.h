@@ -9,16 +9,17 @@ namespace utl
 
 /// A nice value, and its place on a scale of seven steps, the lowest number being the most urgent.
 ///
-/// Threads: a value without a lock; one thread uses an object at a time.
+/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 class UTL_API ThreadPriority
 {
 public:
     /// The nice value that stands for "no priority"; the operating system knows none such.
     static constexpr int INVALID_OS_VALUE = 100;
 
+    /// The scale.
     enum Priority
     {
-        INVALID = -1,
+        INVALID = -1,      ///< no step
         TIME_CRITICAL = 0, ///< nice -4
         HIGH = 1,          ///< nice -2
         ABOVE_NORMAL = 2,  ///< nice -1
@@ -28,12 +29,13 @@ public:
         IDLE = 6           ///< nice 3
     };
 
-    /// nPriority: a step of the scale; any other number makes INVALID_OS_VALUE. So for the next two.
+    /// nPriority: a step of the scale; any other number makes INVALID_OS_VALUE.
     ThreadPriority(int nPriority = NORMAL);
     ThreadPriority(ThreadPriority const&) = default;
     ThreadPriority& operator=(ThreadPriority const&) = default;
     virtual ~ThreadPriority() = default;
 
+    /// The same.
     ThreadPriority& operator=(Priority nPriority);
     void value(int nPriority);
 

@@ -20,6 +20,9 @@ namespace utl
 /// Results: false on failure. A failure (no room, a null) is kept, and everything fails until the next begin; a text
 ///          too long for the caller's buffer alone is not kept. Nothing is logged, nothing grows.
 /// Threads: no lock; the owner guards every access.
+/// Signals: yes, for an object that is the handler's own; making and assigning one allocates.
+/// Forks:   the child has a copy of its own.
+/// Blocking: never.
 class UTL_API ThreadRawMsg : public MsgDataBroker
 {
 public:
@@ -84,7 +87,7 @@ public:
     /// The image, maxSize() bytes; ours.
     unsigned char* buffer() { return mpBuffer; }
     unsigned char const* buffer() const { return mpBuffer; }
-    unsigned int maxSize() const { return mMaxSize; }
+    unsigned int maxSize() const { return mMaxSize; } ///< Its size in bytes.
 
 private:
     bool setBytes(void const* npBytes, unsigned long long nSize);

@@ -17,27 +17,31 @@ namespace utl
 class MsgDrivenThread;
 class WatchdogTimerListener;
 
-/// What the watchdog knows of one thread. A value without a lock.
+/// What the watchdog knows of one thread.
+/// Safety: as BasicString, of which it has one.
 class UTL_API WatchdogInfo
 {
 public:
+    /// Whether it is watched.
     enum WatchStatus
     {
-        WATCHING = 0,
-        NOT_WATCHING = 1
+        WATCHING = 0,    ///< it must report
+        NOT_WATCHING = 1 ///< it need not
     };
+    /// How it was last seen.
     enum AliveStatus
     {
-        UNKNOWN = 0,
-        ALIVE = 1,
-        TIMED_OUT = 2
+        UNKNOWN = 0,  ///< it has not reported yet
+        ALIVE = 1,    ///< it reported
+        TIMED_OUT = 2 ///< it was silent for too long, and that was told
     };
 
     static constexpr unsigned int DEFAULT_WATCH_INTERVAL = 1000; ///< milliseconds between two beats
     static constexpr unsigned int NO_TICK = ~0U;                 ///< no time runs
-    static WatchdogInfo const INVALID;                       ///< a default-made one
+    static WatchdogInfo const INVALID;                           ///< a default-made one
 
     WatchdogInfo() = default;
+    /// No report yet, and no time runs. npName: copied.
     WatchdogInfo(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName,
                  int nWatchStatus);
     WatchdogInfo(WatchdogInfo const&) = default;
@@ -52,22 +56,24 @@ public:
     /// wrap of the tick counter, nothing is overdue.
     bool isOverdue(unsigned int nNowTick) const;
 
-    int mId = 0;                                 ///< kernel thread id
-    unsigned int mAliveTime = 0;                 ///< milliseconds that may pass between two reports
-    WatchdogTimerListener* mpListener = nullptr; ///< may be null, not owned
-    unsigned int mLastAliveTick = NO_TICK;       ///< at the last report or the start of watching
-    int mWatchStatus = NOT_WATCHING;
-    int mAliveStatus = UNKNOWN;
-    unsigned int mTimeoutCount = 0;
-    StatementInfo mLastAliveInfo = StatementInfo::INVALID;
-    BasicString<char> mName;
+    int mId = 0;                                           ///< kernel thread id
+    unsigned int mAliveTime = 0;                           ///< milliseconds that may pass between two reports
+    WatchdogTimerListener* mpListener = nullptr;           ///< may be null, not owned
+    unsigned int mLastAliveTick = NO_TICK;                 ///< at the last report or the start of watching
+    int mWatchStatus = NOT_WATCHING;                       ///< WatchStatus
+    int mAliveStatus = UNKNOWN;                            ///< AliveStatus
+    unsigned int mTimeoutCount = 0;                        ///< lapses so far
+    StatementInfo mLastAliveInfo = StatementInfo::INVALID; ///< where it last passed
+    BasicString<char> mName;                               ///< of the thread
 };
 
+/// The table, by thread id.
 using WatchdogInfoMap = Map<int, WatchdogInfo, int const&, WatchdogInfo const&, CompareLessPairKey<int, WatchdogInfo>>;
 
 /// Is told of a time-out. Implemented by the application.
 /// Caution: a call may be under way, or just about to come, when unregister() or stop() returns; a listener is safe to
 /// destroy after ThreadManager::destroy(), or one that lives as long as the process.
+/// Safety: that of the application's class; onTime() tells where it is called.
 class UTL_API WatchdogTimerListener
 {
 public:
@@ -86,12 +92,17 @@ public:
 /// Use:     through ThreadManager, which owns the one watchdog. Before initialize() and after shutdown() every query
 ///          answers false.
 /// Threads: any; the checks run on a message thread of its own, "Watchdog Thread".
+/// Signals: no.
+/// Forks:   the watchdog thread is not in the child: nothing is checked there, and shutdown() waits for ever.
+/// Blocking: for the lock; initialize(), setWatchInterval() and shutdown() for the watchdog thread, and so for a
+///          listener.
 /// Locks:   mSyncObject, after the registry's; not held while a listener runs.
 class UTL_API ThreadWatchdog : public ThreadMsgListener
 {
 public:
     /// nEntryMax: threads that can be registered; no more can be added.
     explicit ThreadWatchdog(unsigned int nEntryMax);
+    /// After shutdown(), or waiting as it does.
     ~ThreadWatchdog() override;
     ThreadWatchdog(ThreadWatchdog const&) = delete;
     ThreadWatchdog& operator=(ThreadWatchdog const&) = delete;
@@ -111,11 +122,11 @@ public:
     bool entry(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName);
 
     // false for an unknown id
-    bool unregister(int nId);
-    bool isRegistered(int nId);
-    bool isWatching(int nId);
-    bool start(int nId); ///< watched from now on; a time that runs already runs on
-    bool stop(int nId);  ///< no longer watched; status and count stay
+    bool unregister(int nId);   ///< out of the table
+    bool isRegistered(int nId); ///< it is in the table
+    bool isWatching(int nId);   ///< it is watched
+    bool start(int nId);        ///< watched from now on; a time that runs already runs on
+    bool stop(int nId);         ///< no longer watched; status and count stay
 
     /// A watched thread's time begins anew. Result: false for 0 (logged) and for an unknown id.
     bool setAliveTime(int nId, unsigned int nAliveTimeMs);
@@ -125,6 +136,7 @@ public:
     ///         dropped.
     bool keepAlive(StatementInfo const& nStatement);
 
+    /// Prints the table to the log.
     void printWatchdogInfo(int nLevel);
 
     /// The watchdog thread's messages.

@@ -12,8 +12,10 @@ namespace utl
 ///
 /// Ticks and times are unsigned milliseconds that wrap after 49.7 days; a time is right as long as it is shorter.
 /// Threads:  an object belongs to one thread; the static functions may be called from any.
-/// Locks:    the static functions take the table's lock; the log is written under it. Not for signal handlers.
-/// Blocking: never.
+/// Locks:    the static functions take the table's lock; the log is written under it.
+/// Signals:  no.
+/// Forks:    what was started runs on in the child, unless the table's lock was held at the fork.
+/// Blocking: for that lock, and for the log where something fails.
 /// Errors:   FAILED or false, with the reason in the log as an error.
 ///
 /// Caution: the tick FAILED comes once in 49.7 days, for one millisecond, and counts as a failed clock; repeat the

@@ -9,6 +9,7 @@ namespace utl
 {
 
 /// Hears of time-outs. Implemented by the application.
+/// Safety: that of the application's class; onTime() tells where it is called.
 class UTL_API TimerListener
 {
 public:
@@ -22,6 +23,7 @@ public:
 ///
 /// Arguments, results, waiting and threads are those of SharedTimer; where the timer could not be made, those for an
 /// unknown id.
+/// Safety: as SharedTimer.
 class UTL_API Timer : public TimerListener
 {
 public:
@@ -42,6 +44,7 @@ public:
     /// Calls the listener given at construction.
     void onTime(int nTimerId) override;
 
+    /// As SharedTimer, for the one timer.
     bool start(int nNoWait);
     bool restart(int nNoWait);
     bool stop(int nNoWait);

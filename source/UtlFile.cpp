@@ -45,12 +45,8 @@ namespace
 {
 
 using internal::fileSize;
+using internal::isOpenHandle;
 using internal::seekFile;
-
-bool isOpenHandle(int nHandle)
-{
-    return nHandle != 0 && nHandle != -1;
-}
 
 } // namespace
 
@@ -62,10 +58,9 @@ File::AutoClose::~AutoClose()
 }
 
 File::File(char const* npPath, int nTextType)
-    : mPath(npPath, 0, 0),
+    : mPath(internal::normalisedPath(npPath)),
       mTextType(nTextType)
 {
-    mPath.replace("\\", "/", 0);
 }
 
 // Copies share the position, so the descriptor must stand where the caller believes.

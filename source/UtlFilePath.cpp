@@ -15,7 +15,7 @@ namespace internal
 BasicString<char> normalisedPath(char const* npPath)
 {
     BasicString<char> lPath(npPath, 0, 0);
-    if (std::strchr(npPath, '\\') != nullptr) // spares nearly every path the search for what is not there
+    if (std::strchr(lPath.c_str(), '\\') != nullptr) // spares nearly every path the search for what is not there
     {
         lPath.replace("\\", "/", 0);
     }

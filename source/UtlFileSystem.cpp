@@ -22,6 +22,7 @@ namespace
 {
 
 using internal::gSystem;
+using internal::isOpenHandle;
 using internal::isValidPath;
 using internal::normalisedPath;
 using internal::OpenParent;
@@ -31,10 +32,12 @@ constexpr int MODE_READ_ONLY = 0555;
 constexpr mode_t MODE_BITS = 07777;
 constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
 constexpr unsigned int COPY_SIZE = 1024;
+constexpr int LOOK = O_RDONLY | O_NONBLOCK; // does not wait for the other end of a FIFO
 
-bool isOpenHandle(int nHandle)
+/// Whether a normalised path is valid and names something; the empty path, and so null, does not.
+bool isThere(char const* npPath)
 {
-    return nHandle != 0 && nHandle != -1;
+    return isValidPath(npPath) && File::exists(npPath);
 }
 
 /// Calls nOperation for each entry of a directory, up to the first that fails.
@@ -289,10 +292,6 @@ bool File::isReadOnly(char const* npPath)
 
 bool File::exists(char const* npPath)
 {
-    if (npPath == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     struct stat lStat = {};
     return UTL_FILE_CALL("exists", mStat(lPath.c_str(), &lStat)) == 0;
@@ -300,10 +299,6 @@ bool File::exists(char const* npPath)
 
 bool File::isDirectory(char const* npPath)
 {
-    if (npPath == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     struct stat lStat = {};
     return isValidPath(lPath.c_str()) && UTL_FILE_CALL("isDirectory", mStat(lPath.c_str(), &lStat)) == 0 &&
@@ -312,13 +307,9 @@ bool File::isDirectory(char const* npPath)
 
 bool File::applyReadOnly(char const* npPath, int nRecursive)
 {
-    if (npPath == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isValidPath(lpPath) || !exists(lpPath) || UTL_FILE_CALL("applyReadOnly", mChmod(lpPath, MODE_READ_ONLY)) != 0)
+    if (!isThere(lpPath) || UTL_FILE_CALL("applyReadOnly", mChmod(lpPath, MODE_READ_ONLY)) != 0)
     {
         return false;
     }
@@ -333,13 +324,9 @@ bool File::applyReadOnly(char const* npPath, int nRecursive)
 
 bool File::liftReadOnly(char const* npPath, int nRecursive)
 {
-    if (npPath == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isValidPath(lpPath) || !exists(lpPath))
+    if (!isThere(lpPath))
     {
         return false;
     }
@@ -365,17 +352,13 @@ bool File::isOpened(char const* npPath, bool* npShared)
     {
         *npShared = false;
     }
-    if (npPath == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
     if (isDirectory(lpPath) || !exists(lpPath))
     {
         return false;
     }
-    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, O_RDONLY, 0));
+    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, LOOK, 0));
     if (!isOpenHandle(lHandle.get()) || UTL_FILE_CALL("isOpened", mFlock(lHandle.get(), LOCK_EX | LOCK_NB)) == 0)
     {
         return false;
@@ -507,13 +490,9 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
 
 long long File::size(char const* npPath)
 {
-    if (npPath == nullptr)
-    {
-        return -1;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isValidPath(lpPath) || !exists(lpPath))
+    if (!isThere(lpPath))
     {
         return -1;
     }
@@ -529,7 +508,7 @@ long long File::size(char const* npPath)
                                            });
         return lIsWhole ? lSum : -1;
     }
-    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, O_RDONLY, 0));
+    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, LOOK, 0));
     if (!isOpenHandle(lHandle.get()))
     {
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in size func open Failed. Path:%s errno[%d]", lpPath, errno);
@@ -547,15 +526,11 @@ long long File::size(char const* npPath)
 
 bool File::move(char const* npSource, char const* npDestination)
 {
-    if (npSource == nullptr || npDestination == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lSource = normalisedPath(npSource);
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    if (!isValidPath(lpSource) || !isValidPath(lpDestination) || !exists(lpSource))
+    if (npDestination == nullptr || !isValidPath(lpDestination) || !isThere(lpSource))
     {
         return false;
     }
@@ -579,15 +554,11 @@ bool File::move(char const* npSource, char const* npDestination)
 
 bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)
 {
-    if (npSource == nullptr || npDestination == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lSource = normalisedPath(npSource);
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    if (!isValidPath(lpSource) || !isValidPath(lpDestination) || !exists(lpSource))
+    if (npDestination == nullptr || !isValidPath(lpDestination) || !isThere(lpSource))
     {
         return false;
     }
@@ -597,13 +568,9 @@ bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)
 
 bool File::erase(char const* npPath, int nForce)
 {
-    if (npPath == nullptr)
-    {
-        return false;
-    }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isValidPath(lpPath) || !exists(lpPath))
+    if (!isThere(lpPath))
     {
         return false;
     }

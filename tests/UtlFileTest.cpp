@@ -14,7 +14,9 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,7 +76,7 @@ protected:
     FileTest()
     {
         ThreadManager::get()->setWatchdogWatchInterval(600000); // the watchdog makes no calls that faults would count
-        EXPECT_NE(nullptr, ::mkdtemp(mDirectory));
+        EXPECT_NE(nullptr, ::mkdtemp(mDirectory.data()));
         fs::current_path(mDirectory);
         ::umask(022);
         setAllFilterLevel(5);
@@ -87,7 +89,7 @@ protected:
         fs::remove_all(mDirectory);
     }
 
-    char mDirectory[32] = "/tmp/utl_file_XXXXXX";
+    std::string mDirectory = fs::temp_directory_path() / "utl_file_XXXXXX";
     Replaced<int(char const*, mode_t)> mChmod{&SC::mChmod, chmodBelowRoot};
     LogCapture mLog;
 };
@@ -169,9 +171,24 @@ bool eraseSample()
     return File::erase("d/s", 1);
 }
 
+bool eraseReadOnly()
+{
+    return ::chmod("d/s", 0444) == 0 && File::erase("d/s", 1);
+}
+
 bool eraseTree()
 {
     return File::erase("d", 0);
+}
+
+bool eraseEmpty()
+{
+    return File::erase("e", 0);
+}
+
+bool lockSample()
+{
+    return File::applyReadOnly("d/s", 1);
 }
 
 bool makeTwo()
@@ -228,7 +245,7 @@ std::string outcomes(Operation nOperation)
         EXPECT_TRUE(modeOf("d") == 0751U || !fs::exists("d"));
         // Directories on the way to new ones are opened, also where it can't be seen that they are there.
         bool const lMayOpen = nOperation == makeTwo || std::is_same_v<decltype(ENTRY), decltype(&SC::mStat)>;
-        EXPECT_TRUE(modeOf("e") == 0751U || lMayOpen);
+        EXPECT_TRUE(modeOf("e") == 0751U || lMayOpen || !fs::exists("e"));
         lLetters += lHasFired ? (lIsDone ? "T" : "F") : "";
     }
     return lLetters;
@@ -244,47 +261,88 @@ TEST_F(FileTest, EachSystemCallMayFail)
         Operation mOperation;
         std::string (*mOutcomes)(Operation);
         char const* mLetters;
-        char const* mMessage; // at least once, with level and text
+        std::vector<std::string> mMessages; // each at least once, with level and text
     } const ROWS[] = {
-        {"copy open", copySample, outcomes<&SC::mOpen>, "TFF", nullptr}, // the first asks for locks
-        {"copy read", copySample, outcomes<&SC::mRead>, "TTTT", nullptr},
-        {"copy write", copySample, outcomes<&SC::mWrite>, "FFF", nullptr},
-        {"copy flock", copySample, outcomes<&SC::mFlock>, "T", nullptr},
-        {"copy ftruncate", copySample, outcomes<&SC::mFtruncate>, "T", nullptr},
-        {"copy lseek", copySample, outcomes<&SC::mLseek>, "T", nullptr},
-        {"copy stat", copySample, outcomes<&SC::mStat>, "FTTFTTTFTTTT",
-         "ERR: in copy func stat Failed. errno[5] Path:d/s"},
-        {"copy chmod", copySample, outcomes<&SC::mChmod>, "TTTTTT", nullptr},
-        {"move rename", moveSample, outcomes<&SC::mRename>, "F", "ERR: rename Failed. errno[5] Source:d/s  Dest:e/t"},
-        {"erase unlink", eraseSample, outcomes<&SC::mUnlink>, "F", "ERR: remove failed. errno[5] Path:d/s"},
-        {"erase stat", eraseSample, outcomes<&SC::mStat>, "FTTTFTTT",
-         "ERR: is isReadOnly func stat Failed. errno[5] Path:d/s"},
-        {"tree opendir", eraseTree, outcomes<&SC::mOpendir>, "F", nullptr},
-        {"tree readdir", eraseTree, outcomes<&SC::mReaddir>, "FFFF", nullptr},
-        {"tree fsync", eraseTree, outcomes<&SC::mFsync>, "T", nullptr},
-        {"make mkdir", makeTwo, outcomes<&SC::mMkdir>, "FFFF",
-         "ERR: CreateDirectory Failed. errno[5] Path:e/x/y/(e/x/)"},
-        {"make chmod", makeTwo, outcomes<&SC::mChmod>, "TTTTTTT", nullptr},
-        {"open read open", openToRead, outcomes<&SC::mOpen>, "FT", "ERR: open() Failed. errno[5] Path:d/s"},
-        {"open write open", openToWrite, outcomes<&SC::mOpen>, "FT", "ERR: open() Failed. errno[5] Path:e/t"},
-        {"open flock", openToWrite, outcomes<&SC::mFlock>, "F", "DBG: Other process is opening. errno[5] Path:e/t"},
-        {"open seek", openToWrite, outcomes<&SC::mLseek>, "F", "DBG: seekFile in open Failed. errno[5] Path:e/t"},
-        {"write", writeOpened, outcomes<&SC::mWrite>, "F", "ERR: writeFile Failed. Path:e/t"},
-        {"resize", writeOpened, outcomes<&SC::mFtruncate>, "F", "ERR: ftruncate Failed. Path:e/t"},
-        {"resize seek", writeOpened, outcomes<&SC::mLseek>, "FFF", "ERR: lseek64 Failed. errno[5]"},
-        {"write fsync", writeOpened, outcomes<&SC::mFsync>, "TT", nullptr},
-        {"read", readOpened, outcomes<&SC::mRead>, "F", "ERR: in read func readFile Failed. Path:d/s"},
-        {"read fstat", readOpened, outcomes<&SC::mFstat>, "FF", "ERR: in read func now size func error"},
-        {"read seek", readOpened, outcomes<&SC::mLseek>, "FF", "ERR: in read func now seekFile func error"},
-        {"size open", sizeOfTree, outcomes<&SC::mOpen>, "F", "ERR: in size func open Failed. Path:d/s errno[5]"},
-        {"size fstat", sizeOfTree, outcomes<&SC::mFstat>, "F", "ERR: fileSize Failed. Path:d/s"},
+        {"copy open", copySample, outcomes<&SC::mOpen>, "TFF", {}}, // the first asks for locks
+        {"copy read", copySample, outcomes<&SC::mRead>, "TTTT", {}},
+        {"copy write", copySample, outcomes<&SC::mWrite>, "FFF", {}},
+        {"copy flock", copySample, outcomes<&SC::mFlock>, "T", {}},
+        {"copy ftruncate", copySample, outcomes<&SC::mFtruncate>, "T", {}},
+        {"copy lseek", copySample, outcomes<&SC::mLseek>, "T", {}},
+        {"copy stat",
+         copySample,
+         outcomes<&SC::mStat>,
+         "FTTFTTTFTTTT",
+         {"ERR: in copy func stat Failed. errno[5] Path:d/s",
+          "DBG: is changeParentAccessMode func stat Failed. errno[5] Path:e"}},
+        {"copy chmod", copySample, outcomes<&SC::mChmod>, "TTTTTT", {}},
+        {"move stat", moveSample, outcomes<&SC::mStat>, "FTTTTF", {}},
+        {"move rename", moveSample, outcomes<&SC::mRename>, "F", {"ERR: rename Failed. errno[5] Source:d/s  Dest:e/t"}},
+        {"erase unlink", eraseSample, outcomes<&SC::mUnlink>, "F", {"ERR: remove failed. errno[5] Path:d/s"}},
+        {"erase stat",
+         eraseSample,
+         outcomes<&SC::mStat>,
+         "FTTTFTTT",
+         {"ERR: is isReadOnly func stat Failed. errno[5] Path:d/s"}},
+        {"erase chmod",
+         eraseReadOnly,
+         outcomes<&SC::mChmod>,
+         "FTT",
+         {"ERR: Can't erase force because Not Permited:d/s"}},
+        {"erase rmdir", eraseEmpty, outcomes<&SC::mRmdir>, "F", {"ERR: rmdir Failed.Path:e errno[5]"}},
+        {"tree opendir", eraseTree, outcomes<&SC::mOpendir>, "F", {}},
+        {"tree readdir", eraseTree, outcomes<&SC::mReaddir>, "FFFF", {}},
+        {"tree fsync", eraseTree, outcomes<&SC::mFsync>, "T", {}},
+        {"lock stat", lockSample, outcomes<&SC::mStat>, "FFT", {"ERR: applyReadOnly can't change d/s"}},
+        {"lock chmod", lockSample, outcomes<&SC::mChmod>, "F", {}},
+        {"make mkdir",
+         makeTwo,
+         outcomes<&SC::mMkdir>,
+         "FFFF",
+         {"ERR: CreateDirectory Failed. errno[5] Path:e/x/y/(e/x/)"}},
+        {"make stat", makeTwo, outcomes<&SC::mStat>, "TFTTTTTTF", {}},
+        {"make chmod", makeTwo, outcomes<&SC::mChmod>, "TTTTTTT", {}},
+        {"open read open", openToRead, outcomes<&SC::mOpen>, "FT", {"ERR: open() Failed. errno[5] Path:d/s"}},
+        {"open write open", openToWrite, outcomes<&SC::mOpen>, "FT", {"ERR: open() Failed. errno[5] Path:e/t"}},
+        {"open stat", openToWrite, outcomes<&SC::mStat>, "TTFTTT", {}},
+        {"open chmod", openToWrite, outcomes<&SC::mChmod>, "TTT", {}},
+        {"open flock", openToWrite, outcomes<&SC::mFlock>, "F", {"DBG: Other process is opening. errno[5] Path:e/t"}},
+        {"open seek",
+         openToWrite,
+         outcomes<&SC::mLseek>,
+         "F",
+         {"ERR: lseek64 Failed. errno[5]", "DBG: seekFile in open Failed. errno[5] Path:e/t"}},
+        {"write",
+         writeOpened,
+         outcomes<&SC::mWrite>,
+         "F",
+         {"ERR: WriteFile Failed. errno[5]", "ERR: writeFile Failed. Path:e/t"}},
+        {"resize", writeOpened, outcomes<&SC::mFtruncate>, "F", {"ERR: ftruncate Failed. Path:e/t"}},
+        {"resize seek", writeOpened, outcomes<&SC::mLseek>, "FFF", {"ERR: lseek64 Failed. errno[5]"}},
+        {"write fsync", writeOpened, outcomes<&SC::mFsync>, "TT", {}},
+        {"read",
+         readOpened,
+         outcomes<&SC::mRead>,
+         "F",
+         {"ERR: ReadFile Failed. errno[5]", "ERR: in read func readFile Failed. Path:d/s"}},
+        {"read fstat",
+         readOpened,
+         outcomes<&SC::mFstat>,
+         "FF",
+         {"ERR: fstat Failed. errno[5]", "ERR: fileSize Failed. Path:d/s", "ERR: in read func now size func error"}},
+        {"read seek", readOpened, outcomes<&SC::mLseek>, "FF", {"ERR: in read func now seekFile func error"}},
+        {"size open", sizeOfTree, outcomes<&SC::mOpen>, "F", {"ERR: in size func open Failed. Path:d/s errno[5]"}},
+        {"size fstat", sizeOfTree, outcomes<&SC::mFstat>, "F", {"ERR: fileSize Failed. Path:d/s"}},
     };
     for (auto const& lRow : ROWS)
     {
         SCOPED_TRACE(lRow.mName);
         mLog.clear();
         EXPECT_EQ(lRow.mLetters, lRow.mOutcomes(lRow.mOperation));
-        EXPECT_TRUE(lRow.mMessage == nullptr || mLog.count(lRow.mMessage) != 0) << lRow.mMessage;
+        for (std::string const& lMessage : lRow.mMessages)
+        {
+            EXPECT_NE(0U, mLog.count(lMessage)) << lMessage;
+        }
     }
 }
 
@@ -526,9 +584,112 @@ TEST_F(FileTest, TreesAreCopiedSizedLockedAndErased)
     EXPECT_TRUE(File::liftReadOnly("d", 1));
     EXPECT_EQ(0777U, modeOf("d/sub/u"));
     EXPECT_TRUE(File::applyReadOnly("d/sub/u", 0));
+    EXPECT_EQ(0, ::mkfifo("d/sub/fifo", 0640)); // nobody waits for its other end
+    EXPECT_EQ(5, File::size("d"));
+    EXPECT_EQ(0U, mLog.count("ERR"));
+    {
+        Replaced const lPretends(
+            &SC::mChmod, +[](char const*, mode_t) { return 0; });
+        EXPECT_FALSE(File::liftReadOnly("d", 1));
+        EXPECT_EQ(1U, mLog.count("ERR: liftReadOnly can't change d/sub/u"));
+    }
     EXPECT_TRUE(File::erase("d", 1));
     EXPECT_FALSE(fs::exists("d"));
-    EXPECT_EQ(0U, mLog.count("ERR"));
+}
+
+TEST_F(FileTest, NamesOfAllKindsAndLengths)
+{
+    std::string const lLongDirectory = "e/" + std::string(100, 'a') + "/";
+    struct
+    {
+        std::string mPath;
+        bool mIsTaken;
+    } const ROWS[] = {{"e/表ソ能 名%s.txt", true},
+                      {"e/" + std::string(255, 'n'), true},
+                      {"e/" + std::string(256, 'n'), false}, // refused by the file system
+                      {lLongDirectory + std::string(156, 'b'), true},
+                      {lLongDirectory + std::string(157, 'b'), false}};
+    for (auto const& lRow : ROWS)
+    {
+        SCOPED_TRACE(lRow.mPath);
+        char const* const lpPath = lRow.mPath.c_str();
+        EXPECT_EQ(lRow.mIsTaken, File(lpPath, 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+        EXPECT_EQ(lRow.mIsTaken, File::copy("d/s", lpPath, 1));
+        EXPECT_EQ(lRow.mIsTaken ? 3000 : -1, File::size(lpPath));
+        EXPECT_EQ(lRow.mIsTaken, File::applyReadOnly(lpPath, 0));
+        EXPECT_EQ(lRow.mIsTaken, File::liftReadOnly(lpPath, 0));
+        EXPECT_EQ(lRow.mIsTaken, File::move(lpPath, "e/back"));
+        EXPECT_EQ(lRow.mIsTaken, File::move("e/back", lpPath));
+        EXPECT_EQ(lRow.mIsTaken, File::size("e") == 3000);
+        EXPECT_EQ(lRow.mIsTaken, File::erase(lpPath, 0));
+        EXPECT_NE(0, ::access(lpPath, F_OK));
+        fs::remove_all("e");
+    }
+    EXPECT_FALSE(File::makeDirectories((lLongDirectory + std::string(156, 'b')).c_str()));
+    EXPECT_TRUE(File::makeDirectories((lLongDirectory + std::string(155, 'b')).c_str()));
+}
+
+namespace
+{
+
+/// Works in a file system of two pages and three entries, mounted at "e".
+void workOnAFullDisk()
+{
+    put("d/big", std::string(20000, 'b'));
+    unsigned int const lDescriptors = openFdCount();
+    ::chmod("e", 0751);
+    EXPECT_FALSE(File::copy("d/big", "e/copy", 0));
+    EXPECT_EQ(20000, File::size("d/big"));
+    EXPECT_TRUE(File::erase("e/copy", 0));
+    {
+        File lFile("e/f", FILE_TEXT_UTF8);
+        std::string const lBytes(20000, 'f');
+        EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+        EXPECT_EQ(static_cast<unsigned int>(2 * ::sysconf(_SC_PAGESIZE)), lFile.write(lBytes.data(), 20000));
+        EXPECT_EQ(FILE_ERROR, lFile.write("1", 1));
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "goes on");
+        EXPECT_TRUE(lFile.close());
+    }
+    EXPECT_EQ(0751U, modeOf("e"));
+    EXPECT_TRUE(File::makeDirectories("e/x"));
+    EXPECT_FALSE(File::makeDirectories("e/y"));
+    EXPECT_FALSE(File("e/g", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_FALSE(File::move("d/big", "e/big")); // never a copy
+    EXPECT_EQ(lDescriptors, openFdCount());
+}
+
+} // namespace
+
+TEST_F(FileTest, AFullDiskIsReported)
+{
+    constexpr int NOT_PERMITTED = 77;
+    pid_t const lProcess = ::fork();
+    if (lProcess == 0)
+    {
+        // A space of its own for what it mounts, which the kernel clears away with the process.
+        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            ::mount("none", "e", "tmpfs", 0, "nr_blocks=2,nr_inodes=3") != 0)
+        {
+            ::_exit(NOT_PERMITTED);
+        }
+        workOnAFullDisk();
+        for (char const* const lpLine :
+             {"ERR: WriteFile Failed. errno[28]", "ERR: writeFile Failed. Path:e/f", "ERR: goes on",
+              "ERR: CreateDirectory Failed. errno[28] Path:e/y/(e/y/)", "ERR: open() Failed. errno[28] Path:e/g",
+              "ERR: rename Failed. errno[18] Source:d/big  Dest:e/big"})
+        {
+            EXPECT_NE(0U, mLog.count(lpLine)) << lpLine;
+        }
+        std::fflush(nullptr);
+        ::_exit(HasFailure() ? 1 : 0);
+    }
+    int lStatus = 0;
+    ASSERT_EQ(lProcess, ::waitpid(lProcess, &lStatus, 0));
+    if (WIFEXITED(lStatus) && WEXITSTATUS(lStatus) == NOT_PERMITTED)
+    {
+        GTEST_SKIP() << "this process may not mount a file system";
+    }
+    EXPECT_EQ(0, lStatus);
 }
 
 TEST_F(FileTest, BytesPositionsAndLengths)
@@ -572,6 +733,12 @@ TEST_F(FileTest, BytesPositionsAndLengths)
     EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE) && lFile.write("x", 1) == 1 && lFile.close());
     EXPECT_EQ("x123", contentOf("e/new/f"));
     EXPECT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE) && lFile.size() == 0);
+
+    Replaced const lZero(
+        &SC::mOpen, +[](char const*, int, mode_t) { return 0; }); // counts as none, and is not ours to close
+    EXPECT_FALSE(File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_READ) || File::isOpened("d/s", nullptr));
+    EXPECT_EQ(-1, File::size("d/s"));
+    EXPECT_NE(-1, ::fcntl(STDIN_FILENO, F_GETFD));
 }
 
 TEST_F(FileTest, TheLastCopyAndTheDirectorySync)

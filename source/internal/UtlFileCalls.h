@@ -13,11 +13,17 @@
 namespace utl::internal
 {
 
-/// A copy of a path with '/' for every backslash. Null must be ruled out before.
+/// A copy of a path with '/' for every backslash. Null counts as empty, which is valid but names nothing.
 BasicString<char> normalisedPath(char const* npPath);
 
 /// Not null, fewer than FILE_PATH_MAX bytes, no doubled separator.
 bool isValidPath(char const* npPath);
+
+/// Whether a descriptor counts as open: 0 does not.
+inline bool isOpenHandle(int nHandle)
+{
+    return nHandle != 0 && nHandle != -1;
+}
 
 /// Length of an open file; -1 with a message.
 long long fileSize(int nHandle);

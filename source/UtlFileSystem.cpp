@@ -31,7 +31,7 @@ constexpr int MODE_OPEN = 0777;
 constexpr int MODE_READ_ONLY = 0555;
 constexpr mode_t MODE_BITS = 07777;
 constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
-constexpr unsigned int COPY_SIZE = 1024;
+constexpr unsigned int COPY_SIZE = 16384;
 constexpr int LOOK = O_RDONLY | O_NONBLOCK; // does not wait for the other end of a FIFO
 
 /// Whether a normalised path is valid and names something; the empty path, and so null, does not.
@@ -140,7 +140,7 @@ bool append(FileNames& nList, BasicString<char> const& nName, bool& nHasGrown)
 /// Copies what is left of one open file to another, and ends the other there.
 bool copyContent(int nSource, int nDestination)
 {
-    auto const lpBuffer = std::make_unique<char[]>(COPY_SIZE);
+    std::unique_ptr<char[]> const lpBuffer(new char[COPY_SIZE]); // not cleared
     for (;;)
     {
         ssize_t const lCount = UTL_FILE_CALL("copy", mRead(nSource, lpBuffer.get(), COPY_SIZE));

@@ -33,6 +33,7 @@ using SC = internal::SystemCalls;
 using Text = BasicString<char>;
 
 constexpr uid_t ORDINARY_USER = 65534;
+constexpr int SAMPLE_SIZE = 40000; // three blocks of a copy
 
 int chmodBelowRoot(char const* npPath, mode_t nMode)
 {
@@ -57,7 +58,7 @@ mode_t modeOf(std::string const& nPath)
     return ::stat(nPath.c_str(), &lStat) == 0 ? lStat.st_mode & 07777U : 0;
 }
 
-/// The directory "d" with the file "s" of 3000 bytes, the empty directory "e".
+/// The directory "d" with the file "s" of SAMPLE_SIZE bytes, the empty directory "e".
 void makeSample()
 {
     for (char const* const lpName : {"d", "e"})
@@ -66,7 +67,7 @@ void makeSample()
         fs::create_directory(lpName);
         ::chmod(lpName, 0751);
     }
-    put("d/s", std::string(3000, 's'));
+    put("d/s", std::string(SAMPLE_SIZE, 's'));
 }
 
 /// Each test stands in an empty directory of its own and uses relative paths.
@@ -216,12 +217,13 @@ bool readOpened()
 {
     char lByte = 0;
     File lFile("d/s", 0);
-    return lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lFile.availableSize() == 3000 && lFile.read(&lByte, 1) == 1;
+    return lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lFile.availableSize() == SAMPLE_SIZE &&
+           lFile.read(&lByte, 1) == 1;
 }
 
 bool sizeOfTree()
 {
-    return File::size("d") == 3000;
+    return File::size("d") == SAMPLE_SIZE;
 }
 
 /// Lets each call of one entry fail in turn: a letter for each, T where the operation succeeds all the same.
@@ -241,7 +243,7 @@ std::string outcomes(Operation nOperation)
         }
         EXPECT_TRUE(lHasFired || lIsDone) << "without a fault";
         EXPECT_EQ(lDescriptors, openFdCount());
-        EXPECT_TRUE(lIsDone || contentOf("d/s").size() == 3000) << "source lost";
+        EXPECT_TRUE(lIsDone || contentOf("d/s").size() == SAMPLE_SIZE) << "source lost";
         EXPECT_TRUE(modeOf("d") == 0751U || !fs::exists("d"));
         // Directories on the way to new ones are opened, also where it can't be seen that they are there.
         bool const lMayOpen = nOperation == makeTwo || std::is_same_v<decltype(ENTRY), decltype(&SC::mStat)>;
@@ -432,7 +434,7 @@ TEST_F(FileTest, AFileInUseIsLeftAlone)
         EXPECT_EQ(lRow.mIsShared, File::copy("d/s", "e/t", 0));
         EXPECT_FALSE(File::move("d/s", "e/u"));
         EXPECT_FALSE(File::erase("d/s", 1));
-        EXPECT_EQ(std::string(3000, 's'), contentOf("d/s"));
+        EXPECT_EQ(std::string(SAMPLE_SIZE, 's'), contentOf("d/s"));
 
         lHolder.reset();
         lOther.close();
@@ -563,13 +565,13 @@ TEST_F(FileTest, TreesAreCopiedSizedLockedAndErased)
     File::makeDirectories("d/sub");
     put("d/sub/t", "12345");
     put("d/sub/u", "", 0444);
-    EXPECT_EQ(3005, File::size("d"));
+    EXPECT_EQ(SAMPLE_SIZE + 5, File::size("d"));
     EXPECT_TRUE(File::copy("d", "e/new/copy", 0));
     EXPECT_EQ("12345", contentOf("e/new/copy/sub/t"));
     EXPECT_EQ(0444U, modeOf("e/new/copy/sub/u"));
-    EXPECT_EQ(3005, File::size("e/new/copy"));
+    EXPECT_EQ(SAMPLE_SIZE + 5, File::size("e/new/copy"));
     EXPECT_FALSE(File::copy("d", "e/new/copy", 0));
-    EXPECT_TRUE(File::copy("d/sub/t", "e/new/copy/s", 1)); // 5 bytes over 3000
+    EXPECT_TRUE(File::copy("d/sub/t", "e/new/copy/s", 1)); // 5 bytes over many
     EXPECT_EQ("12345", contentOf("e/new/copy/s"));
     EXPECT_TRUE(File::copy("d", "d", 0));
 
@@ -615,12 +617,12 @@ TEST_F(FileTest, NamesOfAllKindsAndLengths)
         char const* const lpPath = lRow.mPath.c_str();
         EXPECT_EQ(lRow.mIsTaken, File(lpPath, 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
         EXPECT_EQ(lRow.mIsTaken, File::copy("d/s", lpPath, 1));
-        EXPECT_EQ(lRow.mIsTaken ? 3000 : -1, File::size(lpPath));
+        EXPECT_EQ(lRow.mIsTaken ? SAMPLE_SIZE : -1, File::size(lpPath));
         EXPECT_EQ(lRow.mIsTaken, File::applyReadOnly(lpPath, 0));
         EXPECT_EQ(lRow.mIsTaken, File::liftReadOnly(lpPath, 0));
         EXPECT_EQ(lRow.mIsTaken, File::move(lpPath, "e/back"));
         EXPECT_EQ(lRow.mIsTaken, File::move("e/back", lpPath));
-        EXPECT_EQ(lRow.mIsTaken, File::size("e") == 3000);
+        EXPECT_EQ(lRow.mIsTaken, File::size("e") == SAMPLE_SIZE);
         EXPECT_EQ(lRow.mIsTaken, File::erase(lpPath, 0));
         EXPECT_NE(0, ::access(lpPath, F_OK));
         fs::remove_all("e");

@@ -70,12 +70,16 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 /// Parents:   writing, creating, copying and erasing open the parent directory up (mode 0777) for the length of the
 ///            operation and put its mode back, on failure too, where the process may do so. Two operations in one
 ///            directory at a time may restore the wrong mode: the caller's lock keeps them apart.
+/// Links:     symbolic links are followed, by recursive operations also out of the tree. A link to a directory above
+///            itself makes those fail where paths grow too long.
 /// Results:   false, -1 or FILE_ERROR for failure, with the reason in the log (type UTL_LOG_TYPE) where the system
 ///            refused. Nothing is retried, and a failed recursive operation leaves what it has done.
 /// Threads:   one at a time uses an object; copies share descriptor and position, and belong to one thread at a time
 ///            together. Static members: any thread.
-/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call. Text functions
-///            take the StaticBuffer's lock for short spans; no other lock is held.
+/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call; the first report
+///            of a process makes the registry of threads. open() and copy() of a FIFO wait for its other end, the
+///            questions and erase() do not. Paths and text take the StaticBuffer's lock for short spans, a watched
+///            thread's report the watchdog's; no lock is held across a system call.
 class UTL_API File
 {
 public:
@@ -147,6 +151,7 @@ public:
     /// stays untouched; false for a file.
     /// Caution: when one is missing, every directory on the way gets mode 0777 where the process may do that, the root
     /// of an absolute or empty path included; create only below directories that may be open, or create with mkdir().
+    /// Caution: a missing one of FILE_PATH_MAX - 1 bytes is created and gives false; stay a byte below.
     static bool makeDirectories(char const* npPath);
 
     /// Lists a directory, without its directories' content, in the order of the file system.
@@ -171,7 +176,8 @@ public:
     static bool applyReadOnly(char const* npPath, int nRecursive);
     static bool liftReadOnly(char const* npPath, int nRecursive);
 
-    /// Whether another holder has the file locked, as of now. npShared: may be null; true where only readers do.
+    /// Whether another holder has the file locked, as of now; false also for a directory and for what this process may
+    /// not read. npShared: may be null; true where only readers do.
     static bool isOpened(char const* npPath, bool* npShared);
 
     /// Renames within one file system; missing directories of the destination are created.
@@ -191,7 +197,8 @@ public:
     ///
     /// nForce: 1 removes what is read-only too; with any other value that gives false.
     /// Result: false for a file that another holder has locked, and at the first failure; the entries before are gone.
-    /// Caution: a symbolic link to a directory gives false, with the directory emptied; use unlink() for links.
+    /// Caution: a symbolic link to a directory gives false, with the directory emptied, and one to nothing gives false;
+    /// use unlink() for links.
     static bool erase(char const* npPath, int nForce);
 
     bool isReadOnly() const;
@@ -207,8 +214,8 @@ public:
 
     // --- Open files ---
 
-    /// Opens and locks the file. With write access it is created, with its directories, and the lock is exclusive;
-    /// with read access it must exist, and the lock is shared.
+    /// Opens and locks the file. With write access it is created, as makeDirectories() does its directories, all with
+    /// mode 0777, and the lock is exclusive; with read access it must exist, and the lock is shared.
     ///
     /// nOpenMode, nAccessMode: FILE_OPEN_..., FILE_ACCESS_....
     /// Result: false, and closed, for an object that is open (it stays so), a directory, a read-only file with write
@@ -267,8 +274,8 @@ public:
     /// npEolSize:  may be null; receives the bytes of the line end. Malformed bytes and byte-order marks between CR and
     ///             LF do not part them: both count, and those bytes are taken for text in their place.
     /// Result:     bytes of both; 0 where the file ends before an LF; -1 for failure.
-    /// Caution: where a lead byte of Shift-JIS ends the file, *npTextSize is a byte more than there is, and the position
-    /// then is past the end.
+    /// Caution: where a lead byte of Shift-JIS ends the file, *npTextSize is a byte more than there is, and the
+    /// position then is past the end.
     int findNextLineSize(unsigned int nReserved, unsigned int* npTextSize, unsigned int* npEolSize);
 
     /// Reads a line without its line end.
@@ -293,9 +300,10 @@ public:
     /// Reads text at the position, line ends included, and stores it at npDst + nDstOffset.
     ///
     /// nSrcBytes: 1 to FILE_TEXT_CHUNK_MAX - 1; the last of an odd number is left where the encoding is UTF-16.
-    /// nDstSize:  of all of npDst, so nDstOffset more than readLine() needs. 0 asks for the size, and the position moves.
-    /// Result:    as readLine(). The position moves behind the bytes also where they are malformed; a leading byte-order
-    ///            mark of UTF-8 is left out.
+    /// nDstSize:  of all of npDst, so nDstOffset more than readLine() needs. 0 asks for the size, and the position
+    ///            moves.
+    /// Result:    as readLine(). The position moves behind the bytes also where they are malformed; a leading
+    ///            byte-order mark of UTF-8 is left out.
     int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
                  unsigned int* npOutSize);
     int readText(BasicString<char>* npText, unsigned int nSrcBytes, unsigned int nDstOffset, unsigned int* npOutSize);

@@ -503,6 +503,7 @@ TEST_F(FileTest, DirectoriesAreMadeOpenAndListed)
     {
         put(lpName, "");
     }
+    fs::create_directories("e/[q]/c");
     struct
     {
         char const* mPath;
@@ -521,7 +522,8 @@ TEST_F(FileTest, DirectoriesAreMadeOpenAndListed)
         {"l/none*", FILE_CHILD_ALL, nullptr, 0, 0, ""},
         {"l/", FILE_CHILD_DIRECTORIES, nullptr, 0, 1, "l//sub "},
         {"l/c", FILE_CHILD_ALL, nullptr, 0, 0, ""},
-        {"l?/c", FILE_CHILD_ALL, nullptr, 0, FILE_ERROR, ""},
+        {"e/[q]", FILE_CHILD_ALL, nullptr, 0, 1, "e/[q]/c "}, // a directory of that name
+        {"e/[q]/*", FILE_CHILD_ALL, nullptr, 0, FILE_ERROR, ""},
         {"*", FILE_CHILD_ALL, nullptr, 0, FILE_ERROR, ""},
         {"missing", FILE_CHILD_ALL, nullptr, 0, FILE_ERROR, ""},
         {"l", 3, nullptr, 0, FILE_ERROR, ""},

@@ -1,19 +1,19 @@
-# Headers, library, a relocatable CMake package and a pkg-config file.
+# Headers, library, a relocatable CMake package and a pkg-config file. The component "runtime" is the library alone.
 install(TARGETS utl EXPORT utlTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES ${UTL_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/utl)
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(FILES ${UTL_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/utl COMPONENT development)
 
 set(UTL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/utl)
 configure_package_config_file(cmake/utlConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/utlConfig.cmake
                               INSTALL_DESTINATION ${UTL_CMAKE_DIR})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/utlConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/utlConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/utlConfigVersion.cmake
-        DESTINATION ${UTL_CMAKE_DIR})
-install(EXPORT utlTargets NAMESPACE utl:: DESTINATION ${UTL_CMAKE_DIR})
+        DESTINATION ${UTL_CMAKE_DIR} COMPONENT development)
+install(EXPORT utlTargets NAMESPACE utl:: DESTINATION ${UTL_CMAKE_DIR} COMPONENT development)
 
 # The prefix is told from the place of the file itself, so that an installed tree can be moved.
 file(RELATIVE_PATH UTL_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" UTL_PC_PREFIX "${UTL_PC_PREFIX}")
 configure_file(cmake/utl.pc.in ${CMAKE_CURRENT_BINARY_DIR}/utl.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/utl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/utl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf; also demo), with apt-get
-# and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
+# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf; also demo and package),
+# with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
 set -eu
 
 say() { echo "setup: $*"; }
@@ -25,8 +25,12 @@ for lPreset in "$@"; do
     armhf)
         lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"
         ;;
+    package)
+        lWanted="$lWanted dpkg-dev lintian abigail-tools xz-utils debootstrap g++-12-arm-linux-gnueabihf"
+        lWanted="$lWanted libc6-dev-armhf-cross qemu-user-static"
+        ;;
     *)
-        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf and demo" >&2
+        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, demo and package" >&2
         exit 2
         ;;
     esac

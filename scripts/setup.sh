@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf; also demo and package),
+# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf; also demo, package, coverage),
 # with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
 set -eu
 
@@ -25,12 +25,13 @@ for lPreset in "$@"; do
     armhf)
         lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"
         ;;
+    coverage) lWanted="$lWanted libgtest-dev gcovr" ;;
     package)
         lWanted="$lWanted dpkg-dev lintian abigail-tools xz-utils debootstrap g++-12-arm-linux-gnueabihf"
         lWanted="$lWanted libc6-dev-armhf-cross qemu-user-static"
         ;;
     *)
-        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, demo and package" >&2
+        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, demo, package and coverage" >&2
         exit 2
         ;;
     esac

@@ -28,6 +28,30 @@ public:
     /// On the message thread: as if a signal of the timer had come over the pipe.
     static void expire(MsgDrivenThread& nThread, int nTimerId) { nThread.executeTimeoutSignal(nTimerId); }
 
+    /// The messages that a loop left in the queues, in order: id and number; -1 where queue and data do not agree.
+    static std::vector<std::pair<int, int>> left(MsgDrivenThread& nThread)
+    {
+        SyncGuard lGuard(nThread.mQueueSyncObject);
+        std::vector<std::pair<int, int>> lLeft;
+        unsigned int lDataPos = 0;
+        for (unsigned int lIndex = 0; lIndex < nThread.mCtlQueue.size(); ++lIndex)
+        {
+            int const lMsgId = nThread.mCtlQueue.at(lIndex)->mMsgId;
+            if (lMsgId == MSG_ID_SYNC || lMsgId >= MSG_ID_FIRST_USER)
+            {
+                int lSlot[2] = {-1, -1}; // id and number
+                nThread.mDataQueue.copyOut(lDataPos, reinterpret_cast<unsigned char*>(lSlot), sizeof(lSlot));
+                lDataPos += nThread.slotSize();
+                lLeft.emplace_back(lMsgId == MSG_ID_SYNC || lMsgId == lSlot[0] ? lSlot[0] : -1, lSlot[1]);
+            }
+        }
+        if (lDataPos != nThread.mDataQueue.size())
+        {
+            lLeft.emplace_back(-1, -1);
+        }
+        return lLeft;
+    }
+
     static unsigned int ctlCount(MsgDrivenThread& nThread)
     {
         SyncGuard lGuard(nThread.mQueueSyncObject);

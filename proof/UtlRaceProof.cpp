@@ -1,0 +1,1012 @@
+// Races repeated by the hundred thousand; each round ends in an exact account.
+//
+//   UtlRaceProof                      each race and a short account: the quick form
+//   UtlRaceProof NAME|all [ROUNDS]    one race, or all
+//   UtlRaceProof account [MESSAGES]   senders, erasures and stops until so many messages were accepted
+//   UtlRaceProof list                 the names
+//
+// The end of a round is checked to the last message, timer and call. An account that is not exact ends the program with
+// 1 and the place, a hang with 3 and the name of the race.
+#include "Prove.h"
+#include "UtlEvent.h"
+#include "UtlMsgDrivenSharedThread.h"
+#include "UtlThreadManager.h"
+#include "UtlThreadWatchdog.h"
+#include "UtlTimer.h"
+#include "support/Faults.h"
+#include "support/LogCapture.h"
+#include "support/MsgThread.h"
+
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <sched.h>
+
+namespace
+{
+
+using namespace utl;
+using internal::SystemCalls;
+using proof::gRound;
+using test::NumberMsg;
+using Peer = MsgDrivenThreadTestPeer;
+
+ThreadPriority const NORMAL(ThreadPriority::NORMAL);
+
+// ---------------------------------------------------------------------------------------------- at the same time
+
+/// A sequence of its own for each thread and round.
+class Random
+{
+public:
+    explicit Random(unsigned int nSalt)
+        : mState(static_cast<unsigned int>(gRound.load()) * 2654435761U + nSalt * 40503U)
+    {
+    }
+    unsigned int below(unsigned int nLimit)
+    {
+        mState = mState * 1664525U + 1013904223U;
+        return (mState >> 8) % nLimit;
+    }
+
+    /// Passes between nothing and some ten microseconds, short ones more often.
+    void pause()
+    {
+        unsigned int const lTurns = below(1U << below(14));
+        for (unsigned int volatile lTurn = 0; lTurn < lTurns; lTurn = lTurn + 1)
+        {
+        }
+    }
+
+private:
+    unsigned int mState;
+};
+
+/// Threads that stay, so that a round starts none. Each runs its part of a round; all begin at once, give or take a
+/// pause that differs from round to round.
+class Crew
+{
+public:
+    using Part = std::function<void()>;
+
+    void together(std::vector<Part> nParts)
+    {
+        while (mThreads.size() < nParts.size())
+        {
+            mThreads.emplace_back([this, lIndex = mThreads.size()] { run(lIndex); });
+        }
+        std::unique_lock<std::mutex> lLock(mMutex);
+        mParts = std::move(nParts);
+        mAbsent = static_cast<unsigned int>(mParts.size());
+        mAtWork = mAbsent;
+        ++mTurn;
+        mWake.notify_all();
+        mDone.wait(lLock, [this] { return mAtWork == 0; });
+    }
+
+    ~Crew()
+    {
+        together(std::vector<Part>(mThreads.size(), nullptr));
+        for (std::thread& lThread : mThreads)
+        {
+            lThread.join();
+        }
+    }
+
+private:
+    void run(std::size_t nIndex)
+    {
+        for (unsigned int lTurn = 0;;)
+        {
+            Part lPart;
+            {
+                std::unique_lock<std::mutex> lLock(mMutex);
+                mWake.wait(lLock, [&] { return mTurn != lTurn; });
+                lTurn = mTurn;
+                if (nIndex >= mParts.size())
+                {
+                    continue;
+                }
+                lPart = mParts[nIndex];
+            }
+            if (lPart)
+            {
+                --mAbsent;
+                while (mAbsent != 0)
+                {
+                    ::sched_yield();
+                }
+                Random(static_cast<unsigned int>(nIndex)).pause();
+                lPart();
+            }
+            std::lock_guard<std::mutex> lGuard(mMutex);
+            if (--mAtWork == 0)
+            {
+                mDone.notify_one();
+            }
+            if (!lPart)
+            {
+                return;
+            }
+        }
+    }
+
+    std::vector<std::thread> mThreads;
+    std::vector<Part> mParts;
+    std::mutex mMutex;
+    std::condition_variable mWake;
+    std::condition_variable mDone;
+    std::atomic<unsigned int> mAbsent{0};
+    unsigned int mAtWork = 0;
+    unsigned int mTurn = 0;
+};
+
+Crew* gCrew = nullptr;
+
+/// A millisecond of the library's timers is a sixteenth of one: expiries are near whatever they race with.
+int setShortTime(timer_t nTimer, int nFlags, itimerspec const* npTime, itimerspec* npOld)
+{
+    auto const lShort = [](timespec const& nTime)
+    {
+        long long const lNs = (nTime.tv_sec * 1000000000LL + nTime.tv_nsec) / 16;
+        timespec lTime{};
+        lTime.tv_sec = static_cast<time_t>(lNs / 1000000000);
+        lTime.tv_nsec = static_cast<long>(lNs % 1000000000);
+        return lTime;
+    };
+    itimerspec const lTime{lShort(npTime->it_interval), lShort(npTime->it_value)};
+    return ::timer_settime(nTimer, nFlags, &lTime, npOld);
+}
+
+// ---------------------------------------------------------------------------------------------- messages and timers
+
+/// What became of the messages of all rounds.
+struct Totals
+{
+    unsigned long long mPosted, mSync, mInterrupts, mDelivered, mErased, mLeft, mRefused, mTimeouts;
+} gTotals;
+
+/// A message thread that keeps an account of each message and timer. The parts of a round are letters:
+///   p posts, s sends synchronously, m both, i interrupts, e erases selections, f looks for messages, t makes and kills
+///   timers, ! stops; without a stop all that was accepted is waited for.
+class Subject : public MsgDrivenThread, private ThreadMsgListener
+{
+public:
+    Subject(char const* npParts, unsigned int nCount, unsigned int nQueue)
+        : MsgDrivenThread(4, nQueue, "subject", TIMERS),
+          mpParts(npParts),
+          mCount(nCount),
+          mSenders(std::strlen(npParts)),
+          mTimers(mSenders.size() * nCount + 1)
+    {
+        for (Sender& lSender : mSenders)
+        {
+            lSender.mSent.reserve(nCount);
+            lSender.mFates.assign(nCount, NOWHERE);
+        }
+        PROVE_EQ(0, start(this, static_cast<int>(gRound % 2), 1000000, nullptr, 1, 0, NORMAL, 0));
+    }
+
+    /// One round.
+    void run()
+    {
+        std::vector<Crew::Part> lParts;
+        for (unsigned int lIndex = 0; lIndex < mSenders.size(); ++lIndex)
+        {
+            lParts.push_back([this, lIndex] { part(lIndex); });
+        }
+        gCrew->together(std::move(lParts));
+        if (!hasRequestedStop())
+        {
+            while (!sendMsgSync(FENCE)) // refused by a full queue
+            {
+                ::sched_yield();
+            }
+            PROVE_EQ(0, Peer::left(*this).size());
+            PROVE_EQ(0, stop(1, 0));
+        }
+        PROVE(!ThreadManager::get()->isRegisteredWatchdog(getId()));
+        PROVE(!postMsg(1) && !sendMsgSync(1) && !sendMsgInterrupt(1) && !hasMsg(MSG_ID_ANY));
+        closeMessages();
+        closeTimers();
+        PROVE(leaveManagement());
+    }
+
+    /// The stop comes when so many messages have been delivered or erased.
+    unsigned int mStopAfter = 0;
+
+private:
+    static constexpr unsigned int TIMERS = 8;
+    static constexpr int FENCE = 1000;
+
+    enum Fate : unsigned char
+    {
+        NOWHERE,
+        DELIVERED,
+        ERASED,
+        LEFT
+    };
+    enum Sent : unsigned char
+    {
+        POSTED,
+        RECEIVED, // says the sender's result
+        NOT_RECEIVED
+    };
+
+    /// Numbers its messages from 0 on without a gap. Its id is its index and 1.
+    struct Sender
+    {
+        std::vector<unsigned char> mSent;  // the sender's
+        std::vector<unsigned char> mFates; // the message thread's, until its end
+        int mLast = -1;                    // likewise: the last number delivered
+    };
+
+    struct TimerAccount
+    {
+        std::atomic<bool> mIsDead{false}; // killed, and waited for
+        std::atomic<unsigned int> mFired{0};
+        std::atomic<unsigned int> mLeft{0}; // told so
+        unsigned int mMaxCount = 0;         // the maker's, with the next
+        bool mIsMade = false;
+    };
+
+    void part(unsigned int nIndex)
+    {
+        Random lRandom(nIndex + 100);
+        switch (mpParts[nIndex])
+        {
+        case 'e':
+            return erase(lRandom);
+        case 'f':
+            return find(lRandom);
+        case 't':
+            return makeTimers(lRandom);
+        case '!':
+            if (mStopAfter != 0)
+            {
+                PROVE(mIsToStop.wait());
+            }
+            PROVE_EQ(0, stop(1, 0));
+            return;
+        default:
+            send(nIndex, lRandom);
+        }
+    }
+
+    void send(unsigned int nIndex, Random& nRandom)
+    {
+        std::vector<unsigned char>& lSent = mSenders[nIndex].mSent;
+        while (lSent.size() < mCount && !hasRequestedStop())
+        {
+            NumberMsg const lMsg(static_cast<int>(nIndex) + 1, static_cast<int>(lSent.size()));
+            char const lKind = mpParts[nIndex] != 'm' ? mpParts[nIndex] : nRandom.below(32) == 0 ? 's' : 'p';
+            if (lKind != 'p')
+            {
+                bool const lIsReceived = lKind == 's' ? sendMsgSync(lMsg) : sendMsgInterrupt(lMsg);
+                lSent.push_back(lIsReceived ? RECEIVED : NOT_RECEIVED);
+            }
+            else if (postMsg(lMsg))
+            {
+                lSent.push_back(POSTED);
+            }
+            else
+            {
+                ++mRefused;
+                ::sched_yield(); // a full queue, or the end
+            }
+        }
+    }
+
+    /// Passes each mEvery-th message and keeps it in the account: it runs on the message thread, like the delivery.
+    struct Selection
+    {
+        Subject& mSubject;
+        int mEvery;
+        int mRest;
+
+        bool operator()(ThreadRawMsg& nRawMsg)
+        {
+            NumberMsg lMsg(0);
+            if (!lMsg.restoreFrom(nRawMsg) || lMsg.mMsgId == FENCE || lMsg.mNumber % mEvery != mRest)
+            {
+                return false;
+            }
+            mSubject.settle(lMsg, ERASED);
+            return true;
+        }
+    };
+
+    void erase(Random& nRandom)
+    {
+        for (unsigned int lCount = 0; lCount < mCount && isRunning(); ++lCount)
+        {
+            int const lEvery = 1 + static_cast<int>(nRandom.below(8));
+            Selection lSelection{*this, lEvery, static_cast<int>(nRandom.below(static_cast<unsigned int>(lEvery)))};
+            MsgJudgement<Selection> lJudgement(&lSelection);
+            PROVE(eraseMsgInternal(&lJudgement) || !isRunning());
+            for (unsigned int lPause = 0; lPause < mCount / 50; ++lPause)
+            {
+                nRandom.pause();
+            }
+        }
+    }
+
+    void find(Random& nRandom)
+    {
+        ThreadRawMsg lImage(8);
+        for (unsigned int lCount = 0; lCount < mCount && isRunning(); ++lCount)
+        {
+            hasMsg(static_cast<int>(nRandom.below(4)));
+            if (peekMsg(MSG_ID_ANY, &lImage))
+            {
+                NumberMsg lMsg(0);
+                PROVE(lMsg.restoreFrom(lImage));
+                PROVE(lMsg.mMsgId == MSG_ID_TIMER || lMsg.mMsgId == FENCE ||
+                      (lMsg.mMsgId > 0 && lMsg.mMsgId <= static_cast<int>(mSenders.size())));
+            }
+            nRandom.pause();
+        }
+    }
+
+    void makeTimers(Random& nRandom)
+    {
+        for (unsigned int lCount = 0; lCount < mCount && !hasRequestedStop(); ++lCount)
+        {
+            unsigned int const lMaxCount = nRandom.below(3);
+            int const lId = setTimer(1, static_cast<int>(nRandom.below(2)), lMaxCount, static_cast<int>(lCount % 2));
+            if (lId == -1)
+            {
+                continue; // no room, or the end
+            }
+            PROVE(lId > 0 && lId < static_cast<int>(mTimers.size()));
+            TimerAccount& lTimer = mTimers[static_cast<unsigned int>(lId)];
+            PROVE(!lTimer.mIsMade); // an id is given once
+            lTimer.mIsMade = true;
+            lTimer.mMaxCount = lMaxCount;
+            for (unsigned int lPause = nRandom.below(30); lPause > 0; --lPause)
+            {
+                nRandom.pause();
+            }
+            int const lNoWait = static_cast<int>(nRandom.below(2));
+            bool const lIsKilled = killTimer(lId, lNoWait);
+            PROVE(lIsKilled || lMaxCount != 0 || hasRequestedStop()); // it cannot have gone by itself
+            if (lIsKilled && lNoWait == 0)
+            {
+                lTimer.mIsDead = true;
+            }
+            else if (!lIsKilled && !hasRequestedStop())
+            {
+                PROVE_EQ(lMaxCount, lTimer.mFired);
+            }
+        }
+    }
+
+    void onEraseTimer(int nTimerId) override { ++mTimers[static_cast<unsigned int>(nTimerId)].mLeft; }
+
+    void receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg) override
+    {
+        PROVE_EQ(getId(), nThreadId);
+        NumberMsg lMsg(0);
+        PROVE(lMsg.restoreFrom(nRawMsg));
+        settle(lMsg, DELIVERED);
+    }
+
+    /// On the message thread, and after its end.
+    void settle(NumberMsg const& nMsg, Fate nFate)
+    {
+        if (nMsg.mMsgId == MSG_ID_TIMER)
+        {
+            TimerAccount& lTimer = mTimers[static_cast<unsigned int>(nMsg.mNumber)];
+            PROVE(!lTimer.mIsDead);
+            ++lTimer.mFired;
+            ++gTotals.mTimeouts;
+        }
+        else if (nMsg.mMsgId != FENCE)
+        {
+            PROVE(nMsg.mMsgId > 0 && nMsg.mMsgId <= static_cast<int>(mSenders.size()));
+            Sender& lSender = mSenders[static_cast<unsigned int>(nMsg.mMsgId) - 1];
+            PROVE(nMsg.mNumber >= 0 && nMsg.mNumber < static_cast<int>(mCount));
+            unsigned char& lFate = lSender.mFates[static_cast<unsigned int>(nMsg.mNumber)];
+            PROVE_EQ(NOWHERE, lFate); // nothing is met twice
+            PROVE(nFate == ERASED || nMsg.mNumber > lSender.mLast);
+            lFate = nFate;
+            lSender.mLast = nFate == ERASED ? lSender.mLast : nMsg.mNumber; // what is left comes behind what was heard
+            ++mSettled;
+            if (mSettled == mStopAfter)
+            {
+                mIsToStop.open();
+            }
+        }
+    }
+
+    void closeMessages()
+    {
+        for (auto const& [lMsgId, lNumber] : Peer::left(*this))
+        {
+            settle(NumberMsg(lMsgId, lNumber), LEFT);
+        }
+        gTotals.mRefused += mRefused;
+        for (Sender const& lSender : mSenders)
+        {
+            unsigned int lCounts[4] = {};
+            for (unsigned int lNumber = 0; lNumber < mCount; ++lNumber)
+            {
+                Fate const lFate = static_cast<Fate>(lSender.mFates[lNumber]);
+                Sent const lSent =
+                    lNumber < lSender.mSent.size() ? static_cast<Sent>(lSender.mSent[lNumber]) : NOT_RECEIVED;
+                ++lCounts[lFate];
+                PROVE(lSent != POSTED || lFate != NOWHERE);
+                PROVE_EQ(lSent == RECEIVED, lSent != POSTED && lFate == DELIVERED);
+                PROVE(lFate == NOWHERE || lNumber < lSender.mSent.size());
+                gTotals.mPosted += lSent == POSTED ? 1 : 0;
+                // A sender that waited and was not heard: accepted where its message was erased or left.
+                gTotals.mSync += lSent != POSTED && lFate != NOWHERE ? 1 : 0;
+            }
+            gTotals.mDelivered += lCounts[DELIVERED];
+            gTotals.mErased += lCounts[ERASED];
+            gTotals.mLeft += lCounts[LEFT];
+        }
+        PROVE_EQ(gTotals.mPosted + gTotals.mSync, gTotals.mDelivered + gTotals.mErased + gTotals.mLeft);
+    }
+
+    void closeTimers()
+    {
+        PROVE_EQ(static_cast<int>(TIMERS), remTimerIdCount());
+        for (TimerAccount const& lTimer : mTimers)
+        {
+            PROVE_EQ(lTimer.mIsMade ? 1 : 0, lTimer.mLeft);
+            PROVE(lTimer.mMaxCount == 0 || lTimer.mFired <= lTimer.mMaxCount);
+            PROVE(lTimer.mIsMade || lTimer.mFired == 0);
+        }
+    }
+
+    char const* const mpParts;
+    unsigned int const mCount; // turns of each part
+    std::vector<Sender> mSenders;
+    std::vector<TimerAccount> mTimers; // by id
+    std::atomic<unsigned int> mRefused{0};
+    unsigned int mSettled = 0;
+    test::Gate mIsToStop;
+};
+
+template <char const* PARTS, unsigned int COUNT>
+void raceMessages()
+{
+    Subject(PARTS, COUNT, 8).run();
+}
+
+// ---------------------------------------------------------------------------------------------- shared message thread
+
+/// Hears numbers, in order. mIsGone: it has been detached and aborted, or its thread has ended.
+struct Ear : ThreadMsgListener
+{
+    void receiveMsg(int, ThreadRawMsg& nRawMsg) override
+    {
+        NumberMsg lMsg(0);
+        PROVE(lMsg.restoreFrom(nRawMsg));
+        PROVE(!mIsGone);
+        if (lMsg.mMsgId == BROADCAST)
+        {
+            PROVE(!mIsDetached);
+            PROVE(mNext == -1 || lMsg.mNumber == mNext); // none is left out or heard twice while it is attached
+            mNext = lMsg.mNumber + 1;
+            ++mHeard;
+        }
+        else if (lMsg.mMsgId == OWN)
+        {
+            ++mOwn;
+        }
+    }
+
+    static constexpr int BROADCAST = 1;
+    static constexpr int OWN = 2;
+
+    std::atomic<bool> mIsDetached{false};
+    std::atomic<bool> mIsGone{false};
+    int mNext = -1; // the message thread's, with the next
+    unsigned int mHeard = 0;
+    std::atomic<unsigned int> mOwn{0};
+};
+
+class SharedThread : public MsgDrivenSharedThread
+{
+public:
+    explicit SharedThread(unsigned int nQueue)
+        : MsgDrivenSharedThread(4, nQueue, 4, "shared", 6)
+    {
+        PROVE_EQ(0, start(0, 0, nullptr, 1, 0, NORMAL, 0));
+    }
+};
+
+/// Listeners come and go while another thread broadcasts.
+void raceListeners()
+{
+    SharedThread lThread(64); // never full: a full one refuses a detachment
+    Ear lStays;
+    PROVE(lThread.attachMsgListener(&lStays));
+    int const COUNT = 30;
+    auto const lBroadcast = [&]
+    {
+        for (int lNumber = 0; lNumber < COUNT; ++lNumber)
+        {
+            PROVE(lThread.postMsg(NumberMsg(Ear::BROADCAST, lNumber)));
+        }
+    };
+    auto const lComeAndGo = [&]
+    {
+        Random lRandom(7);
+        for (int lTurn = 0; lTurn < 3; ++lTurn)
+        {
+            auto const lpEar = std::make_unique<Ear>(); // a late call would find it freed
+            PROVE(lThread.attachMsgListener(lpEar.get()));
+            PROVE(lThread.postMsg(lpEar.get(), Ear::OWN) && lThread.sendMsgInterrupt(lpEar.get(), Ear::OWN));
+            lThread.setTimer(lpEar.get(), 1, lTurn % 2, lRandom.below(2), lTurn % 2);
+            lRandom.pause();
+            PROVE(lThread.sendMsgSync(lpEar.get(), Ear::OWN));
+            PROVE_EQ(3, lpEar->mOwn);
+            lThread.detachMsgListener(lpEar.get());
+            lpEar->mIsDetached = true;
+            PROVE(lThread.postMsg(lpEar.get(), Ear::OWN));
+            lThread.abortMsg(lpEar.get());
+            lpEar->mIsGone = true;
+        }
+    };
+    gCrew->together({lBroadcast, lComeAndGo, lComeAndGo});
+    PROVE(lThread.sendMsgSync(&lStays, Ear::OWN));
+    PROVE_EQ(COUNT, lStays.mHeard);
+    PROVE_EQ(COUNT, lStays.mNext);
+    PROVE_EQ(6, lThread.remTimerIdCount());
+    PROVE_EQ(0, lThread.stop(1, 0));
+    PROVE(lThread.leaveManagement());
+}
+
+/// All that a shared thread does, against its stop.
+void raceSharedStop()
+{
+    SharedThread lThread(8);
+    Ear lEars[2];
+    auto const lUse = [&](Ear& nEar)
+    {
+        Random lRandom(3);
+        unsigned int lSent = 0;
+        while (!lThread.hasRequestedStop())
+        {
+            lThread.attachMsgListener(&nEar);
+            lThread.setTimer(&nEar, 1, static_cast<int>(lRandom.below(2)), 0, static_cast<int>(lRandom.below(2)));
+            lSent += lThread.sendMsgSync(&nEar, Ear::OWN) ? 1 : 0;
+            lSent += lThread.sendMsgInterrupt(&nEar, Ear::OWN) ? 1 : 0;
+            lThread.postMsg(Ear::BROADCAST + 10);
+            lThread.hasMsg(&nEar, Ear::OWN);
+            lThread.detachMsgListener(&nEar);
+            lThread.abortMsg(&nEar);
+            PROVE_EQ(lSent, nEar.mOwn);
+        }
+    };
+    auto const lStop = [&]
+    {
+        for (unsigned int lPause = Random(9).below(100); lPause > 0; --lPause)
+        {
+            Random(lPause).pause();
+        }
+        PROVE_EQ(0, lThread.stop(1, 0));
+    };
+    gCrew->together({[&] { lUse(lEars[0]); }, [&] { lUse(lEars[1]); }, lStop});
+    PROVE_EQ(6, lThread.remTimerIdCount());
+    PROVE(lThread.leaveManagement());
+}
+
+// ---------------------------------------------------------------------------------------------- shared timer
+
+/// Counts its calls. mIsGone: its timer is erased, with waiting, or the timer thread has ended.
+struct Bell : TimerListener
+{
+    void onTime(int nTimerId) override
+    {
+        PROVE(!mIsGone);
+        PROVE(mTimerId == 0 || mTimerId == nTimerId);
+        ++mCalls;
+    }
+
+    std::atomic<int> mTimerId{0};
+    std::atomic<bool> mIsGone{false};
+    std::atomic<unsigned int> mCalls{0};
+};
+
+/// Timers are started, restarted, stopped and erased about when they expire.
+void raceTimerCancel()
+{
+    SharedTimer lTimer(static_cast<int>(gRound % 2), 1000000, nullptr, 8, "timer");
+    auto const lUse = [&](unsigned int nSalt)
+    {
+        Random lRandom(nSalt);
+        for (int lTurn = 0; lTurn < 4; ++lTurn)
+        {
+            auto const lpBell = std::make_unique<Bell>(); // a late call would find it freed
+            unsigned int const lMaxCount = lRandom.below(3);
+            int const lId = lTimer.addTimer(lpBell.get(), 1, lMaxCount, lTurn % 2);
+            PROVE(lId > 0);
+            lpBell->mTimerId = lId;
+            PROVE(lTimer.start(lId, 0));
+            lRandom.pause();
+            unsigned int lStarts = 1;
+            if (lRandom.below(2) == 0)
+            {
+                PROVE(lTimer.restart(lId, 0)); // waits: it has started anew
+                ++lStarts;
+            }
+            if (lMaxCount != 0 && lRandom.below(2) == 0)
+            {
+                PROVE_EQ(0, lTimer.waitToStop(lId)); // by itself
+                PROVE(!lTimer.isRunning(lId));
+                PROVE(lpBell->mCalls >= lMaxCount);
+                PROVE(lStarts > 1 || lpBell->mCalls == lMaxCount);
+            }
+            PROVE(lMaxCount == 0 || lpBell->mCalls <= lStarts * lMaxCount);
+            if (lRandom.below(2) == 0)
+            {
+                PROVE(lTimer.stop(lId, 0));
+                PROVE(!lTimer.isRunning(lId));
+                unsigned int const lCalls = lpBell->mCalls;
+                lRandom.pause();
+                PROVE_EQ(lCalls, lpBell->mCalls);
+            }
+            PROVE(lTimer.eraseTimer(lId, 0));
+            lpBell->mIsGone = true;
+        }
+    };
+    gCrew->together({[&] { lUse(1); }, [&] { lUse(2); }});
+    Array<int, int const&> lIds(1);
+    PROVE(lTimer.getTimerIdSet(&lIds) && lIds.size() == 0);
+}
+
+/// Waiting for a timer, starting it and letting it ring, against the end of its thread.
+void raceTimerEnd()
+{
+    SharedTimer lTimer(0, 0, nullptr, 4, "timer");
+    Bell lBell;
+    int const lRests = lTimer.addTimer(nullptr, 1000000, 0, 0);
+    int const lRings = lTimer.addTimer(&lBell, 1, 0, 1);
+    PROVE(lTimer.start(lRings, 1));
+    bool const lIsErased = gRound % 2 != 0; // the timers go first
+    auto const lEnd = [&]
+    {
+        PROVE(!lIsErased || (lTimer.eraseTimer(lRests, 0) && lTimer.eraseTimer(lRings, 0)));
+        lIsErased ? void() : lTimer.destroy();
+        lBell.mIsGone = true;
+    };
+    gCrew->together({[&] { lTimer.waitToStart(lRests); }, [&] { lTimer.waitToStop(lRings); }, lEnd});
+    lTimer.destroy();
+    PROVE(!ThreadManager::get()->isThreadExist(lTimer.getId()));
+    PROVE_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+}
+
+// ---------------------------------------------------------------------------------------------- threads
+
+/// start() and stop() of one thread from two: stop() never misses a thread that started, and it runs once.
+void raceThreadStart()
+{
+    class Runner : public Thread
+    {
+    public:
+        Runner()
+            : Thread("runner", nullptr)
+        {
+        }
+        ~Runner() override { stop(1, 0); }
+        std::atomic<unsigned int> mRuns{0};
+
+    protected:
+        unsigned int execute() override
+        {
+            ++mRuns;
+            return mEnd.wait() ? 7 : 8;
+        }
+        void requestStop() override { mEnd.open(); }
+
+    private:
+        test::Gate mEnd;
+    } lThread;
+    std::atomic<int> lStarted{0};
+    auto const lStart = [&]
+    { lStarted += lThread.start(0, 0, nullptr, static_cast<int>(gRound % 2), 0, NORMAL, 0) == 0 ? 1 : 0; };
+    auto const lStop = [&]
+    {
+        while (lThread.stop(1, 0) == -1 && !lThread.hasDone(Thread::STAGE_DONE))
+        {
+            ::sched_yield();
+        }
+    };
+    gCrew->together({lStart, lStart, lStop});
+    PROVE_EQ(1, lStarted);
+    PROVE_EQ(1, lThread.mRuns);
+    PROVE(lThread.hasDone(Thread::STAGE_DONE) && !lThread.isRunning());
+    unsigned int lResult = 0;
+    PROVE(lThread.getResult(&lResult) && lResult == 7);
+    PROVE(lThread.leaveManagement() && !lThread.leaveManagement());
+}
+
+/// Threads come and go while others look at the registry.
+void raceRegistry()
+{
+    ThreadManager& lManager = *ThreadManager::get();
+    std::atomic<unsigned int> lRuns{0};
+    std::atomic<unsigned int> lAtWork{2};
+    auto const lComeAndGo = [&]
+    {
+        for (int lTurn = 0; lTurn < 3; ++lTurn)
+        {
+            int const lId = lManager.entry([](void* npRuns) { ++*static_cast<std::atomic<unsigned int>*>(npRuns); },
+                                           &lRuns, lTurn % 2, 1000000, nullptr, "short", NORMAL, 0);
+            PROVE(lId > 0);
+            PROVE(lManager.isThreadExist(lId));
+            PROVE_EQ(0, lManager.waitToStop(lId, 0));
+            PROVE(!lManager.isActive(lId));
+            PROVE_EQ(lTurn % 2, lManager.unregisterWatchdog(lId) ? 1 : 0);
+            PROVE(lManager.unregister(lId) && !lManager.unregister(lId));
+        }
+        --lAtWork;
+    };
+    auto const lLook = [&]
+    {
+        while (lAtWork != 0)
+        {
+            ThreadManager::NameMap lNames(8);
+            PROVE(lManager.getNames(&lNames));
+            PROVE(lNames.size() >= 1 && lNames.size() <= 3);
+            unsigned int lOthers = 0;
+            for (unsigned int lIndex = 0; lIndex < lNames.size(); ++lIndex)
+            {
+                bool const lIsShort = std::strcmp(lNames.at(lIndex)->mValue.c_str(), "short") == 0;
+                lOthers += lIsShort ? 0 : 1;
+                lManager.waitToStop(lIsShort ? lNames.at(lIndex)->mKey : -1, 0);
+            }
+            PROVE_EQ(1, lOthers); // the watchdog
+            lManager.printThreadInfoReg(4);
+            lManager.printWatchdogInfo(4);
+        }
+    };
+    gCrew->together({lComeAndGo, lComeAndGo, lLook});
+    PROVE_EQ(6, lRuns);
+}
+
+/// Time for the watchdog passes a hundred times as fast: an alive time of a millisecond ends within a few pauses.
+int getFastTime(clockid_t nClock, timespec* npTime)
+{
+    int const lResult = ::clock_gettime(nClock, npTime);
+    long long const lNs = (npTime->tv_sec * 1000000000LL + npTime->tv_nsec) * 100;
+    npTime->tv_sec = static_cast<time_t>(lNs / 1000000000);
+    npTime->tv_nsec = static_cast<long>(lNs % 1000000000);
+    return lResult;
+}
+
+/// Threads report, fall silent, come and go while the beat walks the table.
+void raceWatchdog()
+{
+    struct Told : WatchdogTimerListener
+    {
+        void onTime(int nId, WatchdogInfoMap const& nInfos) override
+        {
+            auto const* const lpPair = nInfos.find(nId);
+            PROVE(lpPair != nullptr && lpPair->mValue.mAliveStatus == WatchdogInfo::TIMED_OUT);
+            ++mCalls;
+            PROVE_EQ(mCalls, lpPair->mValue.mTimeoutCount);
+        }
+        unsigned int mCalls = 0;   // the watchdog thread's
+        unsigned int mReports = 0; // the reporting thread's
+    };
+    test::Replaced const lClock(&SystemCalls::mClockGettime, &getFastTime);
+    StatementInfo const HERE("proof", "report", __LINE__, 0);
+    Told lTold[2][3];
+    {
+        ThreadWatchdog lWatchdog(4);
+        PROVE(lWatchdog.initialize(1));
+        auto const lReport = [&](Told* npTold)
+        {
+            Random lRandom(5);
+            int const lId = ThreadManager::getCallerId();
+            for (int lTurn = 0; lTurn < 3; ++lTurn)
+            {
+                PROVE(!lWatchdog.keepAlive(HERE));
+                PROVE(lWatchdog.entry(lId, 1 + lRandom.below(3), &npTold[lTurn], "reporter"));
+                for (int lPass = 0; lPass < 4; ++lPass)
+                {
+                    PROVE(lWatchdog.start(lId) && lWatchdog.isWatching(lId));
+                    lRandom.pause();
+                    lRandom.pause();
+                    PROVE(lWatchdog.keepAlive(HERE));
+                    ++npTold[lTurn].mReports;
+                    lRandom.pause();
+                    PROVE(lWatchdog.stop(lId) && !lWatchdog.isWatching(lId));
+                }
+                PROVE(lWatchdog.unregister(lId) && !lWatchdog.isRegistered(lId));
+            }
+        };
+        gCrew->together({[&] { lReport(lTold[0]); }, [&] { lReport(lTold[1]); }});
+        lWatchdog.shutdown();
+    }
+    for (Told const* lpTold = lTold[0]; lpTold != lTold[0] + 6; ++lpTold)
+    {
+        PROVE(lpTold->mCalls <= lpTold->mReports + 1); // told again only after it came back
+        gTotals.mTimeouts += lpTold->mCalls;
+    }
+}
+
+/// A waiter that has returned may destroy the event under the call that woke it; a two-sided one wakes all waiters of
+/// both sides.
+void raceEvent()
+{
+    auto lpEvent = std::make_unique<Event>(0, 0);
+    Event lBoth(0, 1);
+    Event lSeen[2] = {{0, 1}, {0, 1}};
+    unsigned int const LIMIT_MS = gRound % 2 == 0 ? 0 : 6 * test::longMs();
+    auto const lFollow = [&](unsigned int nIndex)
+    {
+        PROVE_EQ(0, lBoth.waitToOn(LIMIT_MS));
+        lSeen[nIndex].setOn();
+        PROVE_EQ(0, lBoth.waitToOff(LIMIT_MS));
+        lSeen[nIndex].setOff();
+    };
+    auto const lDestroy = [&]
+    {
+        PROVE_EQ(0, lpEvent->waitToOn(LIMIT_MS));
+        lpEvent.reset();
+        lFollow(0);
+    };
+    auto const lLead = [&, lpRaw = lpEvent.get()]
+    {
+        lpRaw->setOn();
+        lBoth.setOn();
+        PROVE_EQ(0, lSeen[0].waitToOn(LIMIT_MS) | lSeen[1].waitToOn(LIMIT_MS));
+        lBoth.setOff();
+        PROVE_EQ(0, lSeen[0].waitToOff(LIMIT_MS) | lSeen[1].waitToOff(LIMIT_MS));
+    };
+    gCrew->together({lDestroy, [&] { lFollow(1); }, lLead});
+}
+
+// ---------------------------------------------------------------------------------------------- the program
+
+struct Race
+{
+    char const* mpName;
+    void (*mpRun)();
+};
+
+// The letters of a race between the parts of a message thread; see Subject.
+constexpr char SEND_STOP[] = "pp!";
+constexpr char SYNC_STOP[] = "ss!";
+constexpr char INTERRUPT_STOP[] = "ii!";
+constexpr char TIMER_STOP[] = "tt!";
+constexpr char ERASE_STOP[] = "pse!";
+constexpr char ALL_STOP[] = "psieft!";
+constexpr char SEND_SYNC[] = "mmm";
+constexpr char INTERRUPT[] = "pii";
+constexpr char ERASE[] = "pmee";
+constexpr char FIND[] = "meff";
+constexpr char TIMER_KILL[] = "tt";
+constexpr char TIMER_ERASE[] = "pte";
+
+Race const RACES[] = {
+    {"stop-send", &raceMessages<SEND_STOP, 30>},
+    {"stop-sync", &raceMessages<SYNC_STOP, 30>},
+    {"stop-interrupt", &raceMessages<INTERRUPT_STOP, 30>},
+    {"stop-timer", &raceMessages<TIMER_STOP, 4>},
+    {"stop-erase", &raceMessages<ERASE_STOP, 30>},
+    {"stop-all", &raceMessages<ALL_STOP, 20>},
+    {"sync-sync", &raceMessages<SEND_SYNC, 20>},
+    {"interrupt-dispatch", &raceMessages<INTERRUPT, 20>},
+    {"erase-dispatch", &raceMessages<ERASE, 20>},
+    {"find-dispatch", &raceMessages<FIND, 20>},
+    {"timer-kill-expiry", &raceMessages<TIMER_KILL, 4>},
+    {"timer-erase-expiry", &raceMessages<TIMER_ERASE, 4>},
+    {"listener-detach", &raceListeners},
+    {"shared-stop", &raceSharedStop},
+    {"shared-timer-cancel", &raceTimerCancel},
+    {"shared-timer-end", &raceTimerEnd},
+    {"thread-start-stop", &raceThreadStart},
+    {"registry-walk", &raceRegistry},
+    {"watchdog-start-stop", &raceWatchdog},
+    {"event-destroy", &raceEvent},
+};
+
+unsigned int const QUICK_ROUNDS = 300;
+unsigned int const QUICK_MESSAGES = 200000;
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point nStart)
+{
+    return std::chrono::duration<double>(Clock::now() - nStart).count();
+}
+
+void printTotals()
+{
+    std::printf("  accepted %llu = delivered %llu + erased %llu + left at stop %llu;  refused by a full queue %llu\n",
+                gTotals.mPosted + gTotals.mSync, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
+    std::fflush(stdout);
+}
+
+void runRace(Race const& nRace, unsigned int nRounds)
+{
+    proof::gCase = nRace.mpName;
+    gTotals = Totals();
+    Clock::time_point const lStart = Clock::now();
+    for (gRound = 0; gRound < nRounds; ++gRound)
+    {
+        nRace.mpRun();
+    }
+    std::printf("%-20s %8u rounds %8.1f s", nRace.mpName, nRounds, secondsSince(lStart));
+    if (gTotals.mPosted + gTotals.mSync != 0)
+    {
+        printTotals();
+    }
+    else
+    {
+        gTotals.mTimeouts != 0 ? std::printf("  time-outs %llu\n", gTotals.mTimeouts) : std::printf("\n");
+    }
+    std::fflush(stdout);
+}
+
+/// Three senders, an interrupter, erasures and a look-out on a queue that is full now and then; a stop after some tens
+/// of thousands of messages, and all over again.
+void runAccount(unsigned long long nMessages)
+{
+    proof::gCase = "account";
+    gTotals = Totals();
+    Clock::time_point const lStart = Clock::now();
+    unsigned int const COUNT = 20000;
+    for (gRound = 0; gTotals.mPosted + gTotals.mSync < nMessages; ++gRound)
+    {
+        Subject lSubject("mmmief!", COUNT, 64);
+        lSubject.mStopAfter = 1 + Random(1).below(2 * COUNT);
+        lSubject.run();
+    }
+    std::printf("%-20s %8llu stops  %8.1f s", "account", gRound.load(), secondsSince(lStart));
+    printTotals();
+}
+
+int usage(char const* npProgram)
+{
+    std::fprintf(stderr, "usage: %s [list | account [MESSAGES] | all [ROUNDS] | RACE [ROUNDS]]\n", npProgram);
+    return 2;
+}
+
+} // namespace
+
+int main(int nCount, char** npValues)
+{
+    std::string const lName = nCount > 1 ? npValues[1] : "";
+    unsigned long const lGiven = nCount > 2 ? std::strtoul(npValues[2], nullptr, 10) : 0;
+    if (lName == "list")
+    {
+        for (Race const& lRace : RACES)
+        {
+            std::printf("%s\n", lRace.mpName);
+        }
+        return 0;
+    }
+    test::QuietLog const lQuiet;
+    test::Replaced const lTimers(&SystemCalls::mTimerSettime, &setShortTime);
+    ThreadManager::get();
+    Crew lCrew;
+    gCrew = &lCrew;
+    proof::endHangs();
+    bool lIsKnown = lName.empty() || lName == "all" || lName == "account";
+    for (Race const& lRace : RACES)
+    {
+        if (lName.empty() || lName == "all" || lName == lRace.mpName)
+        {
+            runRace(lRace, lGiven != 0 ? static_cast<unsigned int>(lGiven) : QUICK_ROUNDS);
+            lIsKnown = true;
+        }
+    }
+    if (lName.empty() || lName == "account")
+    {
+        runAccount(lGiven != 0 ? lGiven : QUICK_MESSAGES);
+    }
+    return lIsKnown ? 0 : usage(npValues[0]);
+}

@@ -182,8 +182,10 @@ public:
     /// which the log tells.
     bool startTimer(int nTimerId, int nNoWait);
 
-    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. Otherwise one that
+    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. Otherwise what
     /// was queued already may still come.
+    /// Caution: two time-outs of a free-running timer that wait as it is killed from another thread both come, also the
+    /// one beyond its count.
     ///
     /// Result: false for an unknown id, a full control queue, a thread that does not run.
     bool killTimer(int nTimerId, int nNoWait);

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <thread>
 
@@ -138,48 +137,6 @@ TEST(Event, WaitsOnForTheRestAfterAPulse)
         std::sscanf(lLine.c_str(), lFormat.c_str(), &lWaitedMs, &lRestMs, &lLength);
         EXPECT_EQ(lLine.size(), static_cast<unsigned int>(lLength)) << lLine;
         EXPECT_EQ(600000U, lWaitedMs + lRestMs);
-    }
-}
-
-TEST(Event, WakesEveryWaiterOfBothSides)
-{
-    int const ROUNDS = 200;
-    Event lEvent(0, TWO_SIDED);
-    Event lSeen[2] = {{0, TWO_SIDED}, {0, TWO_SIDED}};
-    auto const lWait = [&](Event& nMine)
-    {
-        for (int lRound = 0; lRound < ROUNDS; ++lRound)
-        {
-            EXPECT_EQ(0, lEvent.waitToOn(lRound % 2 == 0 ? longMs() : 0));
-            nMine.setOn();
-            EXPECT_EQ(0, lEvent.waitToOff(lRound % 2 == 0 ? longMs() : 0));
-            nMine.setOff();
-        }
-    };
-    auto const lSet = [&]
-    {
-        for (int lRound = 0; lRound < ROUNDS; ++lRound)
-        {
-            lEvent.setOn();
-            EXPECT_EQ(0, lSeen[0].waitToOn(longMs()) | lSeen[1].waitToOn(longMs()));
-            lEvent.setOff();
-            EXPECT_EQ(0, lSeen[0].waitToOff(longMs()) | lSeen[1].waitToOff(longMs()));
-        }
-    };
-    utl::test::together([&] { lWait(lSeen[0]); }, [&] { lWait(lSeen[1]); }, lSet);
-}
-
-TEST(Event, MayBeDestroyedByAWaiterThatReturned)
-{
-    for (int lRound = 0; lRound < 300; ++lRound)
-    {
-        auto lpEvent = std::make_unique<Event>(0, ONE_SIDED);
-        auto const lWait = [&]
-        {
-            EXPECT_EQ(0, lpEvent->waitToOn(lRound % 2 == 0 ? 0 : longMs()));
-            lpEvent.reset();
-        };
-        utl::test::together(lWait, [lpRaw = lpEvent.get()] { lpRaw->setOn(); });
     }
 }
 

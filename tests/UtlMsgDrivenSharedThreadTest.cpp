@@ -7,7 +7,6 @@
 #include <atomic>
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -313,24 +312,6 @@ TEST(MsgDrivenSharedThread, AbortLeavesNothingBehind)
     }
 }
 
-TEST(MsgDrivenSharedThread, NoCallIsUnderWayAfterAbort)
-{
-    Room lRoom(4, 64);
-    for (int lRound = 0; lRound < 200; ++lRound)
-    {
-        auto const lpEar = std::make_unique<Room::Ear>(); // a late call would find it freed
-        lpEar->mpRoom = &lRoom;
-        lpEar->mName = 'x';
-        EXPECT_TRUE(lRoom.attachMsgListener(lpEar.get()));
-        EXPECT_LT(0, lRoom.setTimer(lpEar.get(), 1, 1, 0, lRound % 2));
-        EXPECT_LT(0, lRoom.setTimer(lpEar.get(), 1, 0, 0, lRound % 2));
-        EXPECT_TRUE(lRoom.postMsg(1) && lRoom.postMsg(lpEar.get(), 2));
-        EXPECT_TRUE(lRound % 8 != 0 || waitUntil([&] { return lRoom.heard().find("xt") != std::string::npos; }));
-        lRoom.detachMsgListener(lpEar.get());
-        EXPECT_TRUE(lRoom.abortMsg(lpEar.get()) && lRoom.remTimerIdCount() == 4);
-    }
-}
-
 TEST(MsgDrivenSharedThread, FullQueuesRefuse)
 {
     Room lRoom(4, 1);
@@ -383,42 +364,6 @@ TEST(MsgDrivenSharedThread, EndOfTheThreadReleasesWhoWaits)
     EXPECT_EQ(0, lRoom.waitTo(Thread::STAGE_DONE, 0));
     EXPECT_FALSE(lRoom.abortMsg(lpA));
     EXPECT_EQ("", lRoom.heard());
-}
-
-// All at once against stop(): everybody comes home, whatever each is told.
-TEST(MsgDrivenSharedThread, EverythingAtOnceAgainstStop)
-{
-    test::QuietLog lQuiet;
-    for (int lRound = 0; lRound < 40; ++lRound)
-    {
-        Room lRoom(3);
-        std::atomic<int> lTurns{0};
-        std::vector<std::thread> lThreads;
-        for (char lName : {'a', 'b', 'c', 'd'})
-        {
-            lThreads.emplace_back(
-                [&, lpEar = lRoom.ear(lName)]
-                {
-                    for (int lTurn = 0; lTurn < 30; ++lTurn, ++lTurns)
-                    {
-                        lRoom.attachMsgListener(lpEar);
-                        lRoom.setTimer(lpEar, 1, lTurn % 2, 0, lTurn % 2);
-                        lRoom.postMsg(lpEar, 1);
-                        lRoom.sendMsgSync(2);
-                        lRoom.hasMsg(lpEar, 1);
-                        lRoom.detachMsgListener(lpEar);
-                        lRoom.abortMsg(lpEar);
-                    }
-                });
-        }
-        EXPECT_TRUE(waitUntil([&] { return lTurns > 2 * lRound; }));
-        EXPECT_EQ(0, lRoom.stop(1, 0));
-        for (std::thread& lThread : lThreads)
-        {
-            lThread.join();
-        }
-        EXPECT_EQ(4, lRoom.remTimerIdCount());
-    }
 }
 
 TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIs)

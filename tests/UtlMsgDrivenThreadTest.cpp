@@ -274,44 +274,6 @@ TEST(MsgDrivenThread, StopReleasesEveryoneWhoWaits)
     }
 }
 
-// Requests of every kind against the end of the loop, many times: all of them return.
-TEST(MsgDrivenThread, RequestsMayRaceWithTheEnd)
-{
-    utl::test::QuietLog const lQuiet;
-    for (int lRound = 0; lRound < 100; ++lRound)
-    {
-        TestThread lThread;
-        std::atomic<int> lReady{0};
-        auto const lRun = [&](std::function<void()> nRequest)
-        {
-            return std::thread(
-                [&, nRequest]
-                {
-                    ++lReady;
-                    for (int lTry = 0; lTry < 20; ++lTry)
-                    {
-                        nRequest();
-                    }
-                });
-        };
-        std::thread lThreads[] = {lRun([&] { lThread.sendMsgSync(A); }),
-                                  lRun([&] { lThread.sendMsgInterrupt(B); }),
-                                  lRun([&] { lThread.hasMsg(A); }),
-                                  lRun([&] { lThread.eraseMsg(A); }),
-                                  lRun([&] { lThread.killTimer(lThread.setTimer(1, 0, 1, 0), 0); }),
-                                  lRun([&] { lThread.postMsg(A); })};
-        while (lReady < 6)
-        {
-            std::this_thread::yield();
-        }
-        EXPECT_EQ(0, lThread.stop(1, longMs()));
-        for (std::thread& lOne : lThreads)
-        {
-            lOne.join();
-        }
-    }
-}
-
 // A pipe takes 8192 records; the queue here takes 20000.
 TEST(MsgDrivenThread, FloodOfALongQueueArrivesInOrder)
 {
@@ -624,47 +586,6 @@ TEST(MsgDrivenThread, WalksMeetAQueueWithoutItsData)
             ASSERT_TRUE(Peer::eraseCtl(lThread, B));
             EXPECT_FALSE(Peer::eraseCtl(lThread, B));
         });
-}
-
-// Every message accepted is delivered, erased or left at the stop, under senders, finders and erasers.
-TEST(MsgDrivenThread, AccountsForEveryMessageUnderErasers)
-{
-    utl::test::QuietLog const lQuiet;
-    TestThread lThread(32, 4);
-    std::atomic<bool> lIsOver{false};
-    std::thread lEraser(
-        [&]
-        {
-            while (!lIsOver)
-            {
-                EXPECT_TRUE(lThread.eraseMsg(B));
-                lThread.hasMsg(A);
-            }
-        });
-    int lPosted = 0;
-    for (int lIndex = 0; lIndex < 5000; ++lIndex)
-    {
-        lPosted += lThread.postMsg(NumberMsg(A, lPosted)) ? 1 : 0;
-        lThread.postMsg(B);
-        if (lIndex % 50 == 0)
-        {
-            lThread.sendMsgInterrupt(C);
-        }
-    }
-    while (!lThread.fence())
-    {
-    }
-    lIsOver = true;
-    lEraser.join();
-    int lNext = 0;
-    for (auto const& lReceived : lThread.mRecorder.received())
-    {
-        if (lReceived.first == A)
-        {
-            ASSERT_EQ(lNext++, lReceived.second);
-        }
-    }
-    EXPECT_EQ(lPosted, lNext);
 }
 
 } // namespace

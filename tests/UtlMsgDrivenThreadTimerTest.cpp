@@ -11,7 +11,6 @@
 
 #include <chrono>
 #include <climits>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -50,6 +49,20 @@ private:
 };
 
 using TestThread = utl::test::Started<TimerThread>;
+
+// The first test: the handler is installed once in a process.
+TEST(MsgDrivenThreadTimer, HandlerThatCannotBeInstalledIsTriedAgain)
+{
+    LogCapture lLog;
+    {
+        FailNth<&SystemCalls::mSigaction> lFault(1, EINVAL);
+        MsgDrivenThread lThread(4, 4, "first", 1);
+        EXPECT_EQ(std::vector<std::string>{"<UTIL> ERR: MsgDrivenThread sigaction  errno:22"}, lLog.lines());
+    }
+    TestThread lThread;
+    lThread.setTimer(1, 0, 1, 0);
+    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) == 1; }));
+}
 
 TEST(MsgDrivenThreadTimer, OneShotFiresOnceAndIsGone)
 {
@@ -252,25 +265,6 @@ TEST(MsgDrivenThreadTimer, SystemNumbersWrapAndJumpAfterACollision)
     }
 }
 
-TEST(MsgDrivenThreadTimer, NoTimeoutFollowsAKillThatWaited)
-{
-    TestThread lThread;
-    for (int lRound = 0; lRound < 100; ++lRound)
-    {
-        unsigned int const lFired = lThread.mRecorder.count(MSG_ID_TIMER);
-        int const lId = lThread.setTimer(1, 0, 0, lRound % 2);
-        ASSERT_NE(-1, lId);
-        if (lRound % 4 == 0)
-        {
-            ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > lFired; }));
-        }
-        ASSERT_TRUE(lThread.killTimer(lId, 0));
-        std::size_t const lSeen = lThread.mRecorder.received().size();
-        ASSERT_TRUE(lThread.fence());
-        ASSERT_EQ(lSeen + 1, lThread.mRecorder.received().size());
-    }
-}
-
 TEST(MsgDrivenThreadTimer, StopErasesTimersInDescendingOrder)
 {
     TestThread lThread;
@@ -317,19 +311,6 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreToldAndLeakNothing)
     EXPECT_LE(1U, lLog.count("ERR: MsgDrivenThread(under test) timer_delete SysTimerNum:0x"));
 }
 
-TEST(MsgDrivenThreadTimer, HandlerThatCannotBeInstalledIsTriedAgain)
-{
-    LogCapture lLog;
-    {
-        FailNth<&SystemCalls::mSigaction> lFault(1, EINVAL);
-        MsgDrivenThread lThread(4, 4, "first", 1);
-        EXPECT_EQ(std::vector<std::string>{"<UTIL> ERR: MsgDrivenThread sigaction  errno:22"}, lLog.lines());
-    }
-    TestThread lThread;
-    lThread.setTimer(1, 0, 1, 0);
-    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) == 1; }));
-}
-
 // ---------------------------------------------------------------------------------------------- late signals
 
 TEST(TimerSignalSlot, OnlyTheArmedTokenWrites)
@@ -365,35 +346,6 @@ TEST(TimerSignalSlot, FullPipeLosesTheExpiryWithoutBlocking)
         ASSERT_EQ(0, internal::TimerSignalSlot::onSignal(lToken));
     }
     internal::TimerSignalSlot::release(lpSlot);
-}
-
-// Thousands of starts, kills and re-arms from several threads while threads come and go.
-TEST(MsgDrivenThreadTimer, StartsAndKillsMayRaceWithSignals)
-{
-    utl::test::QuietLog const lQuiet;
-    for (int lRound = 0; lRound < 6; ++lRound)
-    {
-        TestThread lThread(32, 16, 16);
-        auto const lHammer = [&](int nIsFreeRunning)
-        {
-            for (int lCount = 0; lCount < 150; ++lCount)
-            {
-                int const lId = lThread.setTimer(1, lCount % 3, static_cast<unsigned int>(lCount % 2), nIsFreeRunning);
-                if (lCount % 5 == 0)
-                {
-                    lThread.hasMsg(MSG_ID_TIMER);
-                    lThread.eraseMsg(MSG_ID_TIMER);
-                }
-                lThread.killTimer(lId, lCount % 2);
-            }
-        };
-        std::thread lFirst([&] { lHammer(0); });
-        std::thread lSecond([&] { lHammer(1); });
-        lFirst.join();
-        lSecond.join();
-        ASSERT_TRUE(lThread.fence());
-        EXPECT_TRUE(waitUntil([&] { return lThread.remTimerIdCount() == 16; }));
-    }
 }
 
 } // namespace

@@ -12,7 +12,6 @@
 #include <climits>
 #include <functional>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -318,19 +317,6 @@ TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
     }
 }
 
-TEST(SharedTimer, NoCallFollowsAnEraseThatWaited)
-{
-    TestTimer lTimer;
-    for (int lRound = 0; lRound < 200; ++lRound)
-    {
-        auto lpProbe = std::make_unique<Probe>();
-        int const lId = lTimer.run(lpProbe.get(), 1, 0, lRound % 2);
-        ASSERT_NE(-1, lId);
-        ASSERT_TRUE(lRound % 4 != 0 || waitUntil([&] { return lpProbe->mCalls > 0; }));
-        ASSERT_TRUE(lTimer.eraseTimer(lId, 0)); // a call after this would meet freed memory
-    }
-}
-
 // The kernel refuses: the documented lines, nobody left waiting, the state as it was, and the next try works.
 TEST(SharedTimer, KernelFailuresAreTold)
 {
@@ -437,22 +423,6 @@ TEST(SharedTimer, ErrorOfTheHandlerIsLoggedByTheTimerThread)
     EXPECT_TRUE(waitUntil(lIsLogged));
 }
 
-TEST(SharedTimer, WaitersAreReleasedWhenTheirTimerGoes)
-{
-    for (int lRound = 0; lRound < 60; ++lRound)
-    {
-        auto lpTimer = std::make_unique<TestTimer>();
-        int const lRests = lpTimer->addTimer(nullptr, LONG_MS, 0, 0);
-        int const lRuns = lpTimer->run(nullptr, LONG_MS);
-        auto const lEnd = [&]
-        {
-            lRound % 2 == 0 ? lpTimer->destroy() : void();
-            EXPECT_TRUE(lRound % 2 == 0 || (lpTimer->eraseTimer(lRests, 0) && lpTimer->eraseTimer(lRuns, 1)));
-        };
-        utl::test::together([&] { lpTimer->waitToStart(lRests); }, [&] { lpTimer->waitToStop(lRuns); }, lEnd);
-    }
-}
-
 TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
 {
     ThreadManager& lManager = *ThreadManager::get();
@@ -495,38 +465,6 @@ TEST(SharedTimer, ThreadThatCannotBeHadIsNotWaitedFor)
     EXPECT_TRUE(lTimer.start(1, 0));
     EXPECT_FALSE(lTimer.isRunning(1));
     EXPECT_EQ(-1, lTimer.waitToStart(1));
-}
-
-// Thousands of starts, stops and erasures from several threads while signals come and timer threads go.
-TEST(SharedTimer, OperationsMayRaceWithSignals)
-{
-    for (int lRound = 0; lRound < 3; ++lRound)
-    {
-        Probe lProbe;
-        TestTimer lTimer(16);
-        auto const lHammer = [&](int nIsFreeRunning)
-        {
-            for (int lCount = 0; lCount < 300; ++lCount)
-            {
-                int const lId = lTimer.addTimer(&lProbe, 1, static_cast<unsigned int>(lCount % 3), nIsFreeRunning);
-                lTimer.start(lId, lCount % 2);
-                lTimer.setInterval(lId, 1);
-                lTimer.restart(lId, lCount % 3);
-                lTimer.stop(lId, lCount % 5);
-                lTimer.start(lId, 1);
-                while (!lTimer.eraseTimer(lId, lCount % 4) && lTimer.getInterval(lId) == 1)
-                {
-                    std::this_thread::yield(); // a full queue refuses
-                }
-            }
-        };
-        utl::test::together([&] { lHammer(0); }, [&] { lHammer(1); }, [&] { lHammer(0); });
-        if (lRound == 2)
-        {
-            lTimer.run(&lProbe, 1, 0, 1);
-            EXPECT_TRUE(waitUntil([&] { return lProbe.mCalls > 0; }));
-        }
-    }
 }
 
 TEST(Timer, CallsItsListenerOrItsSubclass)

@@ -113,18 +113,6 @@ TEST(ThreadManager, RefusesNullsWithoutAThread)
     EXPECT_EQ(lThreads, utl::test::threadCount());
 }
 
-// A thread that ends at once must not overtake its own registration.
-TEST(ThreadManager, ShortThreadsEndRegisteredAndStopped)
-{
-    for (int lRound = 0; lRound < 300; ++lRound)
-    {
-        int const lId = enter([](void*) {}, nullptr);
-        ASSERT_NE(0, lId);
-        ASSERT_EQ(0, ThreadManager::get()->waitToStop(lId, longMs()));
-        ASSERT_TRUE(ThreadManager::get()->unregister(lId));
-    }
-}
-
 // Each thread is detached when its entry goes, whatever other entries did before: nothing piles up.
 TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
 {

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <functional>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -211,27 +210,6 @@ TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
     lStart = Clock::now();
     Thread::sleep(0x80000000U);
     EXPECT_LT(Clock::now() - lStart, std::chrono::milliseconds(longMs()));
-}
-
-// start() and stop() from two threads, again and again: no deadlock, and stop() never misses a started thread.
-TEST(Thread, StartAndStopMayRace)
-{
-    for (int lRound = 0; lRound < 200; ++lRound)
-    {
-        HeldThread lThread;
-        lThread.mPrepare.open();
-        std::thread lStopper(
-            [&]
-            {
-                while (lThread.stop(1, 0) == -1 && !lThread.hasDone(3))
-                {
-                    std::this_thread::yield();
-                }
-            });
-        ASSERT_EQ(0, lThread.begin());
-        lStopper.join();
-        ASSERT_TRUE(lThread.hasDone(3));
-    }
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // Races repeated by the hundred thousand; each round ends in an exact account.
 //
 //   UtlRaceProof                      each race and a short account: the quick form
-//   UtlRaceProof NAME|all [ROUNDS]    one race, or all
+//   UtlRaceProof NAME|all [OVERLAPS]  one race, or all; the rounds of most have several overlaps
 //   UtlRaceProof account [MESSAGES]   senders, erasures and stops until so many messages were accepted
 //   UtlRaceProof list                 the names
 //
@@ -148,12 +148,12 @@ private:
 
 Crew* gCrew = nullptr;
 
-/// A millisecond of the library's timers is a sixteenth of one: expiries are near whatever they race with.
+/// A millisecond of the library's timers is a thirtieth of one: expiries are near whatever they race with.
 int setShortTime(timer_t nTimer, int nFlags, itimerspec const* npTime, itimerspec* npOld)
 {
     auto const lShort = [](timespec const& nTime)
     {
-        long long const lNs = (nTime.tv_sec * 1000000000LL + nTime.tv_nsec) / 16;
+        long long const lNs = (nTime.tv_sec * 1000000000LL + nTime.tv_nsec) / 30;
         timespec lTime{};
         lTime.tv_sec = static_cast<time_t>(lNs / 1000000000);
         lTime.tv_nsec = static_cast<long>(lNs % 1000000000);
@@ -358,7 +358,9 @@ private:
         for (unsigned int lCount = 0; lCount < mCount && !hasRequestedStop(); ++lCount)
         {
             unsigned int const lMaxCount = nRandom.below(3);
-            int const lId = setTimer(1, static_cast<int>(nRandom.below(2)), lMaxCount, static_cast<int>(lCount % 2));
+            unsigned int const lIsFreeRunning = lCount % 2;
+            int const lId =
+                setTimer(1, static_cast<int>(nRandom.below(2)), lMaxCount, static_cast<int>(lIsFreeRunning));
             if (lId == -1)
             {
                 continue; // no room, or the end
@@ -368,18 +370,19 @@ private:
             PROVE(!lTimer.mIsMade); // an id is given once
             lTimer.mIsMade = true;
             lTimer.mMaxCount = lMaxCount;
-            for (unsigned int lPause = nRandom.below(30); lPause > 0; --lPause)
+            for (unsigned int lPause = nRandom.below(60); lPause > 0; --lPause)
             {
                 nRandom.pause();
             }
             int const lNoWait = static_cast<int>(nRandom.below(2));
             bool const lIsKilled = killTimer(lId, lNoWait);
             PROVE(lIsKilled || lMaxCount != 0 || hasRequestedStop()); // it cannot have gone by itself
-            if (lIsKilled && lNoWait == 0)
+            if (lIsKilled)
             {
-                lTimer.mIsDead = true;
+                lTimer.mIsDead = lNoWait == 0;
+                lTimer.mMaxCount += lMaxCount != 0 ? lIsFreeRunning : 0; // two may wait, and both come
             }
-            else if (!lIsKilled && !hasRequestedStop())
+            else if (!hasRequestedStop())
             {
                 PROVE_EQ(lMaxCount, lTimer.mFired);
             }
@@ -620,7 +623,8 @@ struct Bell : TimerListener
 /// Timers are started, restarted, stopped and erased about when they expire.
 void raceTimerCancel()
 {
-    SharedTimer lTimer(static_cast<int>(gRound % 2), 1000000, nullptr, 8, "timer");
+    Bell lLives; // longer than the timers of one who waits for nothing
+    SharedTimer lTimer(static_cast<int>(gRound % 2), 1000000, nullptr, 16, "timer");
     auto const lUse = [&](unsigned int nSalt)
     {
         Random lRandom(nSalt);
@@ -659,7 +663,23 @@ void raceTimerCancel()
             lpBell->mIsGone = true;
         }
     };
-    gCrew->together({[&] { lUse(1); }, [&] { lUse(2); }});
+    auto const lUseWithoutWaiting = [&]
+    {
+        Random lRandom(3);
+        for (int lTurn = 0; lTurn < 6; ++lTurn)
+        {
+            int const lId = lTimer.addTimer(&lLives, 1, lRandom.below(3), lTurn % 2);
+            PROVE(lId > 0);
+            PROVE(lTimer.start(lId, 1));
+            lRandom.pause();
+            PROVE(lTimer.setInterval(lId, 1 + lRandom.below(2)) && lTimer.restart(lId, 1));
+            lRandom.pause();
+            PROVE(lTimer.stop(lId, 1) && lTimer.start(lId, 1) && lTimer.eraseTimer(lId, lTurn % 3));
+        }
+    };
+    gCrew->together({[&] { lUse(1); }, [&] { lUse(2); }, lUseWithoutWaiting});
+    int const lFence = lTimer.addTimer(nullptr, 0, 0, 0);
+    PROVE(lTimer.start(lFence, 0) && lTimer.eraseTimer(lFence, 0));
     Array<int, int const&> lIds(1);
     PROVE(lTimer.getTimerIdSet(&lIds) && lIds.size() == 0);
 }
@@ -768,6 +788,7 @@ void raceRegistry()
             PROVE_EQ(1, lOthers); // the watchdog
             lManager.printThreadInfoReg(4);
             lManager.printWatchdogInfo(4);
+            ::sched_yield(); // the lock is not a fair one
         }
     };
     gCrew->together({lComeAndGo, lComeAndGo, lLook});
@@ -874,6 +895,7 @@ struct Race
 {
     char const* mpName;
     void (*mpRun)();
+    unsigned int mOverlaps; // what races, so often in one round
 };
 
 // The letters of a race between the parts of a message thread; see Subject.
@@ -891,29 +913,29 @@ constexpr char TIMER_KILL[] = "tt";
 constexpr char TIMER_ERASE[] = "pte";
 
 Race const RACES[] = {
-    {"stop-send", &raceMessages<SEND_STOP, 30>},
-    {"stop-sync", &raceMessages<SYNC_STOP, 30>},
-    {"stop-interrupt", &raceMessages<INTERRUPT_STOP, 30>},
-    {"stop-timer", &raceMessages<TIMER_STOP, 4>},
-    {"stop-erase", &raceMessages<ERASE_STOP, 30>},
-    {"stop-all", &raceMessages<ALL_STOP, 20>},
-    {"sync-sync", &raceMessages<SEND_SYNC, 20>},
-    {"interrupt-dispatch", &raceMessages<INTERRUPT, 20>},
-    {"erase-dispatch", &raceMessages<ERASE, 20>},
-    {"find-dispatch", &raceMessages<FIND, 20>},
-    {"timer-kill-expiry", &raceMessages<TIMER_KILL, 4>},
-    {"timer-erase-expiry", &raceMessages<TIMER_ERASE, 4>},
-    {"listener-detach", &raceListeners},
-    {"shared-stop", &raceSharedStop},
-    {"shared-timer-cancel", &raceTimerCancel},
-    {"shared-timer-end", &raceTimerEnd},
-    {"thread-start-stop", &raceThreadStart},
-    {"registry-walk", &raceRegistry},
-    {"watchdog-start-stop", &raceWatchdog},
-    {"event-destroy", &raceEvent},
+    {"stop-send", &raceMessages<SEND_STOP, 30>, 1},
+    {"stop-sync", &raceMessages<SYNC_STOP, 30>, 1},
+    {"stop-interrupt", &raceMessages<INTERRUPT_STOP, 30>, 1},
+    {"stop-timer", &raceMessages<TIMER_STOP, 4>, 1},
+    {"stop-erase", &raceMessages<ERASE_STOP, 30>, 1},
+    {"stop-all", &raceMessages<ALL_STOP, 20>, 1},
+    {"sync-sync", &raceMessages<SEND_SYNC, 20>, 20},
+    {"interrupt-dispatch", &raceMessages<INTERRUPT, 20>, 40},
+    {"erase-dispatch", &raceMessages<ERASE, 20>, 40},
+    {"find-dispatch", &raceMessages<FIND, 20>, 40},
+    {"timer-kill-expiry", &raceMessages<TIMER_KILL, 4>, 8},
+    {"timer-erase-expiry", &raceMessages<TIMER_ERASE, 4>, 4},
+    {"listener-detach", &raceListeners, 6},
+    {"shared-stop", &raceSharedStop, 1},
+    {"shared-timer-cancel", &raceTimerCancel, 14},
+    {"shared-timer-end", &raceTimerEnd, 1},
+    {"thread-start-stop", &raceThreadStart, 1},
+    {"registry-walk", &raceRegistry, 6},
+    {"watchdog-start-stop", &raceWatchdog, 24},
+    {"event-destroy", &raceEvent, 1},
 };
 
-unsigned int const QUICK_ROUNDS = 300;
+unsigned int const QUICK_OVERLAPS = 1000;
 unsigned int const QUICK_MESSAGES = 200000;
 
 using Clock = std::chrono::steady_clock;
@@ -930,16 +952,16 @@ void printTotals()
     std::fflush(stdout);
 }
 
-void runRace(Race const& nRace, unsigned int nRounds)
+void runRace(Race const& nRace, unsigned long long nOverlaps)
 {
     proof::gCase = nRace.mpName;
     gTotals = Totals();
     Clock::time_point const lStart = Clock::now();
-    for (gRound = 0; gRound < nRounds; ++gRound)
+    for (gRound = 0; gRound * nRace.mOverlaps < nOverlaps; ++gRound)
     {
         nRace.mpRun();
     }
-    std::printf("%-20s %8u rounds %8.1f s", nRace.mpName, nRounds, secondsSince(lStart));
+    std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStart));
     if (gTotals.mPosted + gTotals.mSync != 0)
     {
         printTotals();
@@ -965,13 +987,13 @@ void runAccount(unsigned long long nMessages)
         lSubject.mStopAfter = 1 + Random(1).below(2 * COUNT);
         lSubject.run();
     }
-    std::printf("%-20s %8llu stops  %8.1f s", "account", gRound.load(), secondsSince(lStart));
+    std::printf("%-20s %8llu stops    %8.1f s", "account", gRound.load(), secondsSince(lStart));
     printTotals();
 }
 
 int usage(char const* npProgram)
 {
-    std::fprintf(stderr, "usage: %s [list | account [MESSAGES] | all [ROUNDS] | RACE [ROUNDS]]\n", npProgram);
+    std::fprintf(stderr, "usage: %s [list | account [MESSAGES] | all [OVERLAPS] | RACE [OVERLAPS]]\n", npProgram);
     return 2;
 }
 
@@ -1000,7 +1022,7 @@ int main(int nCount, char** npValues)
     {
         if (lName.empty() || lName == "all" || lName == lRace.mpName)
         {
-            runRace(lRace, lGiven != 0 ? static_cast<unsigned int>(lGiven) : QUICK_ROUNDS);
+            runRace(lRace, lGiven != 0 ? lGiven : QUICK_OVERLAPS);
             lIsKnown = true;
         }
     }

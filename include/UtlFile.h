@@ -190,6 +190,7 @@ public:
     /// Result:     false for a source that a writer holds, and at the first failure; true for equal paths. A failed
     ///             write leaves a part of the copy.
     /// Caution: an error while reading the source counts as its end; compare size() of both where that matters.
+    /// Caution: a directory copied to an empty destination is spread over the root; check for it first.
     /// Caution: a directory copied to a place below itself fills that place until paths grow too long; check first.
     static bool copy(char const* npSource, char const* npDestination, int nOverwrite);
 

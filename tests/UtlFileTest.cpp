@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -269,85 +270,61 @@ TEST_F(FileTest, EachSystemCallMayFail)
         Operation mOperation;
         std::string (*mOutcomes)(Operation);
         char const* mLetters;
-        std::vector<std::string> mMessages; // each at least once, with level and text
+        char const* mMessages; // each at least once, with level and text; one on a line
     } const ROWS[] = {
-        {"copy open", copySample, outcomes<&SC::mOpen>, "TFF", {}}, // the first asks for locks
-        {"copy read", copySample, outcomes<&SC::mRead>, "TTTT", {}},
-        {"copy write", copySample, outcomes<&SC::mWrite>, "FFF", {}},
-        {"copy flock", copySample, outcomes<&SC::mFlock>, "T", {}},
-        {"copy ftruncate", copySample, outcomes<&SC::mFtruncate>, "T", {}},
-        {"copy lseek", copySample, outcomes<&SC::mLseek>, "T", {}},
-        {"copy stat",
-         copySample,
-         outcomes<&SC::mStat>,
-         "FTTFTTTFTTTT",
-         {"ERR: in copy func stat Failed. errno[5] Path:d/s",
-          "DBG: is changeParentAccessMode func stat Failed. errno[5] Path:e"}},
-        {"copy chmod", copySample, outcomes<&SC::mChmod>, "TTTTTT", {}},
-        {"move stat", moveSample, outcomes<&SC::mStat>, "FTTTTF", {}},
-        {"move rename", moveSample, outcomes<&SC::mRename>, "F", {"ERR: rename Failed. errno[5] Source:d/s  Dest:e/t"}},
-        {"erase unlink", eraseSample, outcomes<&SC::mUnlink>, "F", {"ERR: remove failed. errno[5] Path:d/s"}},
-        {"erase stat",
-         eraseSample,
-         outcomes<&SC::mStat>,
-         "FTTTFTTT",
-         {"ERR: is isReadOnly func stat Failed. errno[5] Path:d/s"}},
-        {"erase chmod",
-         eraseReadOnly,
-         outcomes<&SC::mChmod>,
-         "FTT",
-         {"ERR: Can't erase force because Not Permited:d/s"}},
-        {"erase rmdir", eraseEmpty, outcomes<&SC::mRmdir>, "F", {"ERR: rmdir Failed.Path:e errno[5]"}},
-        {"tree opendir", eraseTree, outcomes<&SC::mOpendir>, "F", {}},
-        {"tree readdir", eraseTree, outcomes<&SC::mReaddir>, "FFFF", {}},
-        {"tree fsync", eraseTree, outcomes<&SC::mFsync>, "T", {}},
-        {"lock stat", lockSample, outcomes<&SC::mStat>, "FFT", {"ERR: applyReadOnly can't change d/s"}},
-        {"lock chmod", lockSample, outcomes<&SC::mChmod>, "F", {}},
-        {"make mkdir",
-         makeTwo,
-         outcomes<&SC::mMkdir>,
-         "FFFF",
-         {"ERR: CreateDirectory Failed. errno[5] Path:e/x/y/(e/x/)"}},
-        {"make stat", makeTwo, outcomes<&SC::mStat>, "TFTTTTTTF", {}},
-        {"make chmod", makeTwo, outcomes<&SC::mChmod>, "TTTTTTT", {}},
-        {"open read open", openToRead, outcomes<&SC::mOpen>, "FT", {"ERR: open() Failed. errno[5] Path:d/s"}},
-        {"open write open", openToWrite, outcomes<&SC::mOpen>, "FT", {"ERR: open() Failed. errno[5] Path:e/t"}},
-        {"open stat", openToWrite, outcomes<&SC::mStat>, "TTFTTT", {}},
-        {"open chmod", openToWrite, outcomes<&SC::mChmod>, "TTT", {}},
-        {"open flock", openToWrite, outcomes<&SC::mFlock>, "F", {"DBG: Other process is opening. errno[5] Path:e/t"}},
-        {"open seek",
-         openToWrite,
-         outcomes<&SC::mLseek>,
-         "F",
-         {"ERR: lseek64 Failed. errno[5]", "DBG: seekFile in open Failed. errno[5] Path:e/t"}},
-        {"write",
-         writeOpened,
-         outcomes<&SC::mWrite>,
-         "F",
-         {"ERR: WriteFile Failed. errno[5]", "ERR: writeFile Failed. Path:e/t"}},
-        {"resize", writeOpened, outcomes<&SC::mFtruncate>, "F", {"ERR: ftruncate Failed. Path:e/t"}},
-        {"resize seek", writeOpened, outcomes<&SC::mLseek>, "FFF", {"ERR: lseek64 Failed. errno[5]"}},
-        {"write fsync", writeOpened, outcomes<&SC::mFsync>, "TT", {}},
-        {"read",
-         readOpened,
-         outcomes<&SC::mRead>,
-         "F",
-         {"ERR: ReadFile Failed. errno[5]", "ERR: in read func readFile Failed. Path:d/s"}},
-        {"read fstat",
-         readOpened,
-         outcomes<&SC::mFstat>,
-         "FF",
-         {"ERR: fstat Failed. errno[5]", "ERR: fileSize Failed. Path:d/s", "ERR: in read func now size func error"}},
-        {"read seek", readOpened, outcomes<&SC::mLseek>, "FF", {"ERR: in read func now seekFile func error"}},
-        {"size open", sizeOfTree, outcomes<&SC::mOpen>, "F", {"ERR: in size func open Failed. Path:d/s errno[5]"}},
-        {"size fstat", sizeOfTree, outcomes<&SC::mFstat>, "F", {"ERR: fileSize Failed. Path:d/s"}},
+        {"copy open", copySample, outcomes<&SC::mOpen>, "TFF", ""}, // the first asks for locks
+        {"copy read", copySample, outcomes<&SC::mRead>, "TTTT", ""},
+        {"copy write", copySample, outcomes<&SC::mWrite>, "FFF", ""},
+        {"copy flock", copySample, outcomes<&SC::mFlock>, "T", ""},
+        {"copy ftruncate", copySample, outcomes<&SC::mFtruncate>, "T", ""},
+        {"copy lseek", copySample, outcomes<&SC::mLseek>, "T", ""},
+        {"copy stat", copySample, outcomes<&SC::mStat>, "FTTFTTTFTTTT",
+         "ERR: in copy func stat Failed. errno[5] Path:d/s\nDBG: is changeParentAccessMode func stat Failed. errno[5] "
+         "Path:e"},
+        {"copy chmod", copySample, outcomes<&SC::mChmod>, "TTTTTT", ""},
+        {"move stat", moveSample, outcomes<&SC::mStat>, "FTTTTF", ""},
+        {"move rename", moveSample, outcomes<&SC::mRename>, "F", "ERR: rename Failed. errno[5] Source:d/s  Dest:e/t"},
+        {"erase unlink", eraseSample, outcomes<&SC::mUnlink>, "F", "ERR: remove failed. errno[5] Path:d/s"},
+        {"erase stat", eraseSample, outcomes<&SC::mStat>, "FTTTFTTT",
+         "ERR: is isReadOnly func stat Failed. errno[5] Path:d/s"},
+        {"erase chmod", eraseReadOnly, outcomes<&SC::mChmod>, "FTT", "ERR: Can't erase force because Not Permited:d/s"},
+        {"erase rmdir", eraseEmpty, outcomes<&SC::mRmdir>, "F", "ERR: rmdir Failed.Path:e errno[5]"},
+        {"tree opendir", eraseTree, outcomes<&SC::mOpendir>, "F", ""},
+        {"tree readdir", eraseTree, outcomes<&SC::mReaddir>, "FFFF", ""},
+        {"tree fsync", eraseTree, outcomes<&SC::mFsync>, "T", ""},
+        {"lock stat", lockSample, outcomes<&SC::mStat>, "FFT", "ERR: applyReadOnly can't change d/s"},
+        {"lock chmod", lockSample, outcomes<&SC::mChmod>, "F", ""},
+        {"make mkdir", makeTwo, outcomes<&SC::mMkdir>, "FFFF",
+         "ERR: CreateDirectory Failed. errno[5] Path:e/x/y/(e/x/)"},
+        {"make stat", makeTwo, outcomes<&SC::mStat>, "TFTTTTTTF", ""},
+        {"make chmod", makeTwo, outcomes<&SC::mChmod>, "TTTTTTT", ""},
+        {"open read open", openToRead, outcomes<&SC::mOpen>, "FT", "ERR: open() Failed. errno[5] Path:d/s"},
+        {"open write open", openToWrite, outcomes<&SC::mOpen>, "FT", "ERR: open() Failed. errno[5] Path:e/t"},
+        {"open stat", openToWrite, outcomes<&SC::mStat>, "TTFTTT", ""},
+        {"open chmod", openToWrite, outcomes<&SC::mChmod>, "TTT", ""},
+        {"open flock", openToWrite, outcomes<&SC::mFlock>, "F", "DBG: Other process is opening. errno[5] Path:e/t"},
+        {"open seek", openToWrite, outcomes<&SC::mLseek>, "F",
+         "ERR: lseek64 Failed. errno[5]\nDBG: seekFile in open Failed. errno[5] Path:e/t"},
+        {"write", writeOpened, outcomes<&SC::mWrite>, "F",
+         "ERR: WriteFile Failed. errno[5]\nERR: writeFile Failed. Path:e/t"},
+        {"resize", writeOpened, outcomes<&SC::mFtruncate>, "F", "ERR: ftruncate Failed. Path:e/t"},
+        {"resize seek", writeOpened, outcomes<&SC::mLseek>, "FFF", "ERR: lseek64 Failed. errno[5]"},
+        {"write fsync", writeOpened, outcomes<&SC::mFsync>, "TT", ""},
+        {"read", readOpened, outcomes<&SC::mRead>, "F",
+         "ERR: ReadFile Failed. errno[5]\nERR: in read func readFile Failed. Path:d/s"},
+        {"read fstat", readOpened, outcomes<&SC::mFstat>, "FF",
+         "ERR: fstat Failed. errno[5]\nERR: fileSize Failed. Path:d/s\nERR: in read func now size func error"},
+        {"read seek", readOpened, outcomes<&SC::mLseek>, "FF", "ERR: in read func now seekFile func error"},
+        {"size open", sizeOfTree, outcomes<&SC::mOpen>, "F", "ERR: in size func open Failed. Path:d/s errno[5]"},
+        {"size fstat", sizeOfTree, outcomes<&SC::mFstat>, "F", "ERR: fileSize Failed. Path:d/s"},
     };
     for (auto const& lRow : ROWS)
     {
         SCOPED_TRACE(lRow.mName);
         mLog.clear();
         EXPECT_EQ(lRow.mLetters, lRow.mOutcomes(lRow.mOperation));
-        for (std::string const& lMessage : lRow.mMessages)
+        std::istringstream lMessages(lRow.mMessages);
+        for (std::string lMessage; std::getline(lMessages, lMessage);)
         {
             EXPECT_NE(0U, mLog.count(lMessage)) << lMessage;
         }
@@ -441,6 +418,8 @@ TEST_F(FileTest, AFileInUseIsLeftAlone)
         EXPECT_FALSE(File::move("d/s", "e/u"));
         EXPECT_FALSE(File::erase("d/s", 1));
         EXPECT_EQ(std::string(SAMPLE_SIZE, 's'), contentOf("d/s"));
+        EXPECT_FALSE(File("d/s", 0).open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE)); // emptied before it is locked
+        EXPECT_EQ("", contentOf("d/s"));
 
         lHolder.reset();
         lOther.close();
@@ -484,6 +463,27 @@ TEST_F(FileTest, AnOrdinaryUserOpensParentsUpAndRestoresThem)
     EXPECT_FALSE(File::copy("h", "e/h", 0));
     EXPECT_FALSE(File::isReadOnly("missing"));
     EXPECT_EQ(1U, mLog.count("ERR: is isReadOnly func stat Failed. errno[2] Path:missing"));
+}
+
+TEST_F(FileTest, WhatIsNoPathIsRefused)
+{
+    for (char const* const lpPath : {static_cast<char const*>(nullptr), "", "d//s"})
+    {
+        EXPECT_FALSE(File::copy("d/s", lpPath, 1) || File::move("d/s", lpPath));
+        EXPECT_FALSE(File::copy(lpPath, "e/t", 1) || File::move(lpPath, "e/t") || File::erase(lpPath, 1));
+        EXPECT_FALSE(File::isDirectory(lpPath) || File::applyReadOnly(lpPath, 1) || File::liftReadOnly(lpPath, 1));
+        EXPECT_FALSE(File::changeParentAccessMode(lpPath, 0777, nullptr));
+        EXPECT_EQ(-1, File::size(lpPath));
+        FileNames lNames(1, 1);
+        EXPECT_EQ(FILE_ERROR, File::children(lpPath, &lNames, FILE_CHILD_ALL, nullptr, 0));
+    }
+    EXPECT_FALSE(File::copy("d", nullptr, 1) || File::copy("d", "e//t", 1));
+    EXPECT_TRUE(mLog.lines().empty());
+    EXPECT_FALSE(File::makeDirectories(nullptr) || File::isOpened(nullptr, nullptr) || File::exists(nullptr));
+    EXPECT_FALSE(File::isReadOnly(nullptr));
+    EXPECT_EQ(1U, mLog.count("ERR: isReadOnly func 0 == npPath false"));
+    EXPECT_TRUE(File::exists("d\\\\s")); // as the system sees it
+    EXPECT_EQ("", std::string(File(nullptr, 0).getPath()));
 }
 
 TEST_F(FileTest, DirectoriesAreMadeOpenAndListed)

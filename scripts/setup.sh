@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf; also demo, package, coverage),
-# with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
+# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf, fuzz) or of demo, package or
+# coverage, with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
 set -eu
 
 say() { echo "setup: $*"; }
@@ -21,6 +21,7 @@ for lPreset in "$@"; do
     dev | asan | tsan) lWanted="$lWanted pkg-config libgtest-dev" ;;
     release) lWanted="$lWanted pkg-config libgtest-dev libbenchmark-dev" ;;
     clang) lWanted="$lWanted pkg-config libgtest-dev clang libclang-rt-14-dev" ;;
+    fuzz) lWanted="$lWanted clang libclang-rt-14-dev" ;;
     # The versioned compiler: the package without a version and the multilib packages exclude each other.
     armhf)
         lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"
@@ -31,7 +32,7 @@ for lPreset in "$@"; do
         lWanted="$lWanted libc6-dev-armhf-cross qemu-user-static"
         ;;
     *)
-        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, demo, package and coverage" >&2
+        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, fuzz, demo, package and coverage" >&2
         exit 2
         ;;
     esac

@@ -29,6 +29,7 @@ public:
     MemoryPool(unsigned int nSlotSize, unsigned int nSlotCount, char const* npName);
 
     /// Logs each block that is still out.
+    /// Caution: such a block is freed all the same, and its holder's pointer dangles; give all back first.
     virtual ~MemoryPool();
 
     MemoryPool(MemoryPool const&) = delete;
@@ -43,6 +44,7 @@ public:
     void release(void* npBlock);
 
 private:
+    friend class MemoryPoolTestPeer;
     using Word = unsigned long; // of flags, the lowest bit first
     class ReportedGuard;
 

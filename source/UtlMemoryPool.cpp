@@ -69,9 +69,8 @@ MemoryPool::MemoryPool(unsigned int nSlotSize, unsigned int nSlotCount, char con
         mpActive[lLastWord] = ~Word(0) << lUsedBits;
     }
     // A product beyond the address space is left to the allocator to refuse.
-    std::size_t const lTooMuch = static_cast<std::size_t>(-1) / 2;
-    mpPool.reset(
-        new unsigned char[nSlotSize > lTooMuch / nSlotCount ? lTooMuch : std::size_t(nSlotSize) * nSlotCount]());
+    std::size_t const lMax = static_cast<std::size_t>(-1);
+    mpPool.reset(new unsigned char[nSlotSize > lMax / nSlotCount ? lMax : std::size_t(nSlotSize) * nSlotCount]());
     mSlotSize = nSlotSize;
     mSlotCount = nSlotCount;
 }

@@ -2,20 +2,34 @@
 
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/Gate.h"
-#include "support/LogCapture.h"
+#include "support/Watchdog.h"
+
+namespace utl
+{
+
+class MemoryPoolTestPeer
+{
+public:
+    static SyncObject& lock(MemoryPool& nPool) { return nPool.mSyncObject; }
+};
+
+} // namespace utl
 
 namespace
 {
 
 using utl::MemoryPool;
+using utl::test::lastReport;
 using Lines = std::vector<std::string>;
 
 std::string error(std::string const& nText)
@@ -35,6 +49,10 @@ TEST(MemoryPool, EmptyPoolRefusesEverything)
     EXPECT_EQ(nullptr, lNothing.create());
     lNone.release(&lNone);
     EXPECT_EQ(2U, lLog.lines().size());
+    if (sizeof(std::size_t) == 4) // the product would be 0, and half the address space can be had
+    {
+        EXPECT_THROW(MemoryPool(0x10000, 0x10000, "huge"), std::bad_alloc);
+    }
 }
 
 TEST(MemoryPool, ReportsMisuseAndLeaks)
@@ -115,6 +133,36 @@ TEST(MemoryPool, GivesTheLowestFreeBlockAndKeepsItsContent)
             }
         }
     }
+}
+
+TEST(MemoryPool, ReportsAroundTheWaitForItsLock)
+{
+    std::string const lFile = "source/UtlMemoryPool";
+    MemoryPool lPool(16, 2, "p");
+    void* lpBlock = nullptr;
+    for (std::string const& lCall : Lines{"create:82", "release:144"})
+    {
+        std::string lAfterWait;
+        auto const lUser = [&]
+        {
+            utl::test::Watched lWatched;
+            lpBlock == nullptr ? void(lpBlock = lPool.create()) : lPool.release(lpBlock);
+            lAfterWait = lastReport(lFile);
+        };
+        std::thread lThread;
+        {
+            utl::SyncGuard lGuard(utl::MemoryPoolTestPeer::lock(lPool));
+            lThread = std::thread(lUser);
+            EXPECT_TRUE(utl::test::waitUntil([&] { return lastReport(lFile) == lCall + ":1"; }));
+        }
+        lThread.join();
+        EXPECT_EQ(lCall + ":2", lAfterWait);
+    }
+    utl::test::Watched lWatched;
+    lpBlock = lPool.create();
+    EXPECT_EQ("create:82:2", lastReport(lFile));
+    lPool.release(lpBlock);
+    EXPECT_EQ("release:144:2", lastReport(lFile));
 }
 
 TEST(MemoryPool, NoBlockHasTwoHolders)

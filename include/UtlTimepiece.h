@@ -101,6 +101,8 @@ public:
     /// fields below the second become 0.
     ///
     /// Locks:  the StaticBuffer's, while a month's name is compared.
+    /// Caution: a month is not seen where text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor where a
+    /// stray continuation byte follows its small third letter directly; pass the value of one header field alone.
     /// Result: false for null, where a piece is missing, and for a field out of range, a second above 59 too.
     bool setHttpDate(char const* npText);
 

@@ -79,6 +79,8 @@ public:
     void updateManagement(int nMode, void* npAddress, unsigned int nUseBytes, unsigned int nFileId, int nLine);
 
     /// Adds a row, without the totals. Result: its mUseBytes; -1 when the table is full.
+    /// Caution: updateManagement() takes the bytes of any row from the totals, which then wrap, and takes a block of
+    /// 0xFFFFFFFF bytes for a full table although its row is stored; leave both functions on rows to it.
     int addDetailHeapInfo(DetailHeapInfo const& nInfo);
 
     /// Takes a row away, without the totals. Result: its mUseBytes; -1 when the address is unknown.

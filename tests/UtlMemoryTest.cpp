@@ -6,10 +6,12 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "UtlThreadManager.h"
 #include "internal/UtlHeapPort.h"
 #include "support/Faults.h"
+#include "support/Resources.h"
 
 namespace utl
 {
@@ -91,9 +93,21 @@ TEST_F(MemoryTest, AccountsForOneBlockAndComplainsAboutTheRest)
     EXPECT_EQ("0 0 100 1", totals());
     lMemory.updateManagement(0, mpBlock, 30, 0, 12);
     EXPECT_EQ("30 1 100 1", totals());
-    EXPECT_EQ("", gWritten);
+
+    // A row whose bytes never came into the totals: they wrap below 0, but from 0 nothing is taken.
+    Memory::DetailHeapInfo lInfo;
+    lInfo.mAddress = reinterpret_cast<std::uintptr_t>(mpBlock);
+    lInfo.mUseBytes = 40;
+    EXPECT_EQ(30, lMemory.eraseDetailHeapInfo(mpBlock));
+    EXPECT_EQ(40, lMemory.addDetailHeapInfo(lInfo));
+    EXPECT_EQ(-1, lMemory.addDetailHeapInfo(lInfo));
+    lMemory.updateManagement(1, mpBlock, 0, 0, 0);
+    EXPECT_EQ("4294967286 0 100 1", totals());
     lMemory.initializeManagementTable();
+    lMemory.addDetailHeapInfo(lInfo);
+    lMemory.updateManagement(1, mpBlock, 0, 0, 0);
     EXPECT_EQ("0 0 0 0", totals());
+    EXPECT_EQ("", gWritten);
     EXPECT_FALSE(Peer::copyTotals(nullptr));
 }
 
@@ -112,6 +126,10 @@ TEST_F(MemoryTest, KeepsTheFirstNames)
     EXPECT_EQ(lLong.substr(0, 127), lMemory.getThreadName(5));
     EXPECT_STREQ("", lMemory.getThreadName(6));
     EXPECT_STREQ("", lMemory.getThreadName(0));
+    utl::ThreadManager* const lpManager = utl::ThreadManager::get();
+    lMemory.initializeManagementTable(); // without the watchdog's thread
+    ASSERT_NE(0, lpManager->entryCaller(0, 0, nullptr, "caller"));
+    EXPECT_STREQ("caller", lMemory.getThreadName(utl::ThreadManager::getCallerId()));
 
     EXPECT_STREQ("", lMemory.getFileName(0));
     EXPECT_EQ(0U, Peer::findFileId(lLong.c_str()));
@@ -161,6 +179,7 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     Peer::findFileId("source/a.cpp");
     lMemory.registerThreadName(utl::ThreadManager::getCallerId(), "me");
     EXPECT_FALSE(Peer::reportMarked(lPath.c_str()));
+    unsigned int const lFdsBefore = utl::test::openFdCount();
     lMemory.updateManagement(0, mpBlock, 100, 0, 10);
 
     EXPECT_TRUE(Peer::reportTotals(lPath.c_str()));
@@ -187,6 +206,9 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     utl::test::FailNth<&utl::internal::SystemCalls::mOpen> lFault(0, EACCES);
     EXPECT_TRUE(Peer::reportTotals(lPath.c_str()));
     EXPECT_TRUE(Peer::reportTotals(nullptr));
+    EXPECT_EQ(lFdsBefore, utl::test::openFdCount());
+    struct stat lStat = {};
+    EXPECT_TRUE(::stat((lDirectory + "/deep").c_str(), &lStat) == 0 && (lStat.st_mode & 07777) == 0777);
     EXPECT_EQ(0, std::system(("rm -r '" + lDirectory + "'").c_str()));
 }
 

@@ -25,6 +25,7 @@ for lPreset in "$@"; do
     # The versioned compiler: the package without a version and the multilib packages exclude each other.
     armhf)
         lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"
+        lWanted="$lWanted abigail-tools xz-utils"
         ;;
     coverage) lWanted="$lWanted libgtest-dev gcovr" ;;
     package)

@@ -158,7 +158,7 @@ void makeStamp(char (&nStamp)[64])
     timeval lNow{};
     gSystem.mGettimeofday(&lNow);
     char lText[64] = {}; // "Thu Nov 15 08:55:34 2007\n"
-    if (ctime_r(&lNow.tv_sec, lText) == nullptr)
+    if (gSystem.mCtimeR(&lNow.tv_sec, lText) == nullptr)
     {
         return; // a year with more than four digits
     }
@@ -198,7 +198,7 @@ void LogLine::append(unsigned int nMaxLength, char const* npFormat, va_list nArg
     std::size_t const lUsed = std::strlen(mText);
     std::size_t const lRoom = nMaxLength + 1 - lUsed;
     errno = mErrno;
-    int const lLength = std::vsnprintf(mText + lUsed, lRoom, npFormat, nArguments);
+    int const lLength = gSystem.mVsnprintf(mText + lUsed, lRoom, npFormat, nArguments);
     if (lLength < 0 || static_cast<std::size_t>(lLength) >= lRoom)
     {
         std::strcpy(mText + nMaxLength - 3, "...");

@@ -48,7 +48,7 @@ int timedWait(pthread_cond_t& nCondition, pthread_mutex_t& nMutex, int nTimeoutM
         ++lUntil.tv_sec;
         lUntil.tv_nsec -= NS_PER_S;
     }
-    int const lError = pthread_cond_timedwait(&nCondition, &nMutex, &lUntil);
+    int const lError = internal::gSystem.mPthreadCondTimedwait(&nCondition, &nMutex, &lUntil);
     return lError == 0 ? 0 : lError == ETIMEDOUT ? Event::TIMED_OUT : Event::FAILED;
 }
 

@@ -118,8 +118,9 @@ bool Listing::accepts(dirent const& nEntry) const
             return false;
         }
     }
-    return mPattern[0] == 0 || internal::blockingCall("source/UtlFile", "children", __LINE__,
-                                                      [&] { return ::fnmatch(mPattern, lpName, FNM_PATHNAME); }) == 0;
+    return mPattern[0] == 0 ||
+           internal::blockingCall("source/UtlFile", "children", __LINE__,
+                                  [&] { return internal::gSystem.mFnmatch(mPattern, lpName, FNM_PATHNAME); }) == 0;
 }
 
 /// Appends to a list that may grow: by doubling, for each step copies all. Trimmed by the caller.

@@ -266,7 +266,7 @@ void Memory::printMessage(int, int nFd, char const* npFormat, ...)
     mMsgBuffer[0] = '\0';
     va_list lArguments;
     va_start(lArguments, npFormat);
-    int const lLength = std::vsnprintf(mMsgBuffer, sizeof(mMsgBuffer), npFormat, lArguments);
+    int const lLength = internal::gSystem.mVsnprintf(mMsgBuffer, sizeof(mMsgBuffer), npFormat, lArguments);
     va_end(lArguments);
     if (lLength < static_cast<int>(sizeof(mMsgBuffer)) && nFd != -1)
     {

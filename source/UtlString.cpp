@@ -7,6 +7,7 @@
 
 #include "UtlStaticBuffer.h"
 #include "internal/UtlStringSearch.h"
+#include "internal/UtlSystemCalls.h"
 
 namespace utl
 {
@@ -273,7 +274,7 @@ unsigned int formatStr<char>(char* npDst, unsigned int nDstSize, char const* npF
     }
     va_list lValues;
     va_start(lValues, npFormat);
-    int const lLength = std::vsnprintf(npDst, nDstSize, npFormat, lValues);
+    int const lLength = internal::gSystem.mVsnprintf(npDst, nDstSize, npFormat, lValues);
     va_end(lValues);
     return lLength < 0 || static_cast<unsigned int>(lLength) >= nDstSize ? STR_ERROR
                                                                          : static_cast<unsigned int>(lLength) + 1;

@@ -2,6 +2,8 @@
 #ifndef UTL_ANSWER_H
 #define UTL_ANSWER_H
 
+#include "internal/UtlSystemCalls.h"
+
 #include <atomic>
 
 #include <semaphore.h>
@@ -36,7 +38,7 @@ public:
     /// After expect(), once, by the one who asked. Without limit.
     void wait()
     {
-        while (::sem_wait(&mSemaphore) != 0)
+        while (gSystem.mSemWait(&mSemaphore) != 0)
         {
         }
     }

@@ -26,7 +26,7 @@ bool RecordPipe::open()
     mReadFd = lFds[0];
     mWriteFd = lFds[1];
     // The two ends are open files of their own, so the reading end goes on blocking.
-    if (::fcntl(mWriteFd, F_SETFL, O_WRONLY | O_NONBLOCK) == 0)
+    if (gSystem.mFcntl(mWriteFd, F_SETFL, O_WRONLY | O_NONBLOCK) == 0)
     {
         return true;
     }
@@ -96,7 +96,7 @@ bool RecordPipe::leaveToReader()
 {
     mState &= ~WRITER;
     int lReadable = 0;
-    return ::ioctl(mReadFd, FIONREAD, &lReadable) != 0 || lReadable > 0 || !becomeWriter();
+    return gSystem.mIoctl(mReadFd, FIONREAD, &lReadable) != 0 || lReadable > 0 || !becomeWriter();
 }
 
 RecordPipe::WriteResult RecordPipe::tryWrite(PipeRecord const* npRecords, unsigned int nCount, unsigned int* npWritten)

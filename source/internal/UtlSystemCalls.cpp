@@ -3,7 +3,9 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -29,6 +31,16 @@ int openFile(char const* npPath, int nFlags, mode_t nMode)
     return ::open(npPath, nFlags, nMode);
 }
 
+int controlFile(int nFd, int nCommand, int nArgument)
+{
+    return ::fcntl(nFd, nCommand, nArgument);
+}
+
+int controlDevice(int nFd, unsigned long nRequest, int* npArgument)
+{
+    return ::ioctl(nFd, nRequest, npArgument);
+}
+
 // The log passes finished lines as formats on purpose, after making every conversion in them defined.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
@@ -48,11 +60,20 @@ void writeConsole(char const* npFormat)
 } // namespace
 
 SystemCalls gSystem{
-    ::pthread_create, ::pthread_detach, setPriority, ::clock_gettime, ::nanosleep,     getTimeOfDay,   ::time,
-    ::gmtime_r,       ::localtime_r,    ::pipe2,     ::timer_create,  ::timer_settime, ::timer_delete, ::sigaction,
-    openFile,         ::close,          ::read,      ::write,         ::lseek,         ::ftruncate,    ::fsync,
-    ::flock,          ::stat,           ::fstat,     ::chmod,         ::mkdir,         ::rmdir,        ::unlink,
-    ::rename,         ::opendir,        ::readdir,   ::closedir,      writeSyslog,     writeConsole,
+    ::pthread_create, ::pthread_detach, ::pthread_cond_timedwait,
+    ::sem_wait,       setPriority,      ::clock_gettime,
+    ::nanosleep,      getTimeOfDay,     ::time,
+    ::gmtime_r,       ::localtime_r,    ::ctime_r,
+    ::pipe2,          controlFile,      controlDevice,
+    ::timer_create,   ::timer_settime,  ::timer_delete,
+    ::sigaction,      openFile,         ::close,
+    ::read,           ::write,          ::lseek,
+    ::ftruncate,      ::fsync,          ::flock,
+    ::stat,           ::fstat,          ::chmod,
+    ::mkdir,          ::rmdir,          ::unlink,
+    ::rename,         ::opendir,        ::readdir,
+    ::closedir,       ::fnmatch,        ::vsnprintf,
+    writeSyslog,      writeConsole,
 };
 
 } // namespace utl::internal

@@ -4,11 +4,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <ctime>
 
 #include <dirent.h>
 #include <pthread.h>
+#include <semaphore.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -48,6 +50,8 @@ struct SystemCalls
     // Threads and clocks
     SystemCall<int(pthread_t*, pthread_attr_t const*, void* (*)(void*), void*)> mPthreadCreate;
     SystemCall<int(pthread_t)> mPthreadDetach;
+    SystemCall<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> mPthreadCondTimedwait;
+    SystemCall<int(sem_t*)> mSemWait;
     SystemCall<int(int, id_t, int)> mSetpriority; // the first argument is PRIO_PROCESS and its kin
     SystemCall<int(clockid_t, timespec*)> mClockGettime;
     SystemCall<int(timespec const*, timespec*)> mNanosleep;
@@ -55,9 +59,12 @@ struct SystemCalls
     SystemCall<time_t(time_t*)> mTime;
     SystemCall<tm*(time_t const*, tm*)> mGmtimeR;
     SystemCall<tm*(time_t const*, tm*)> mLocaltimeR;
+    SystemCall<char*(time_t const*, char*)> mCtimeR;
 
     // Pipes, timers and signals
     SystemCall<int(int*, int)> mPipe2;
+    SystemCall<int(int, int, int)> mFcntl; // with a number as the argument
+    SystemCall<int(int, unsigned long, int*)> mIoctl;
     SystemCall<int(clockid_t, sigevent*, timer_t*)> mTimerCreate;
     SystemCall<int(timer_t, int, itimerspec const*, itimerspec*)> mTimerSettime;
     SystemCall<int(timer_t)> mTimerDelete;
@@ -82,8 +89,10 @@ struct SystemCalls
     SystemCall<DIR*(char const*)> mOpendir;
     SystemCall<dirent*(DIR*)> mReaddir;
     SystemCall<int(DIR*)> mClosedir;
+    SystemCall<int(char const*, char const*, int)> mFnmatch;
 
-    // Log sinks: a priority and a format, a format alone
+    // Text, and the log's sinks: a priority and a format, a format alone
+    SystemCall<int(char*, std::size_t, char const*, va_list)> mVsnprintf;
     SystemCall<void(int, char const*)> mSyslog;
     SystemCall<void(char const*)> mPrintf;
 };

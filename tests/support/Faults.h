@@ -37,6 +37,14 @@ private:
 template <class R, class... A>
 Replaced(internal::SystemCall<R(A...)> internal::SystemCalls::*, R (*)(A...)) -> Replaced<R(A...)>;
 
+/// How a call fails.
+enum FaultKind
+{
+    FAULT_ONCE = 0,
+    FAULT_FOR_EVER = 1, ///< All later calls fail as well.
+    FAULT_ACTS = 2      ///< It does its work and then reports the error, as a close() does whose data was lost.
+};
+
 /// While one lives, the n-th call (counted from 1) of one entry fails with the error number; 0 makes all fail.
 /// Calls are counted over all threads. One at a time for each entry.
 ///
@@ -55,22 +63,29 @@ class FailNth
         static R call(A... nArguments)
         {
             int const lCount = ++sCalls;
-            if (sNth == 0 || lCount == sNth)
+            Function const lpOriginal = reinterpret_cast<Function>(sOriginal.load());
+            if (sNth == 0 || lCount == sNth || (lCount > sNth && (sKind & FAULT_FOR_EVER) != 0))
             {
                 sFired = true;
+                if ((sKind & FAULT_ACTS) != 0)
+                {
+                    lpOriginal(nArguments...);
+                }
                 return failure<R>();
             }
-            return reinterpret_cast<Function>(sOriginal.load())(nArguments...);
+            return lpOriginal(nArguments...);
         }
     };
 
     using Entry = Traits<std::remove_const_t<decltype(ENTRY)>>;
 
 public:
-    FailNth(int nNth, int nError)
+    /// nKind: of FaultKind, added up.
+    FailNth(int nNth, int nError, int nKind = FAULT_ONCE)
     {
         sCalls = 0;
         sNth = nNth;
+        sKind = nKind;
         sError = nError;
         sFired = false;
         sOriginal = reinterpret_cast<void (*)()>((internal::gSystem.*ENTRY).function());
@@ -111,6 +126,10 @@ private:
         {
             return ENTRY == &SC::mPthreadCreate;
         }
+        else if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadCondTimedwait)>)
+        {
+            return ENTRY == &SC::mPthreadCondTimedwait;
+        }
         else if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadDetach)>)
         {
             return ENTRY == &SC::mPthreadDetach;
@@ -124,6 +143,7 @@ private:
 
     static inline std::atomic<int> sCalls{0};
     static inline std::atomic<int> sNth{0};
+    static inline std::atomic<int> sKind{FAULT_ONCE};
     static inline std::atomic<int> sError{0};
     static inline std::atomic<bool> sFired{false};
     static inline std::atomic<void (*)()> sOriginal{reinterpret_cast<void (*)()>(0)};

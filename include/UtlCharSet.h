@@ -23,6 +23,7 @@ extern "C"
     /// Result: units stored, without the terminator; 0 or less for failure. The weak definitions give -1 for null
     ///         pointers, a capacity (terminator included) that is too small, malformed text (cut off, overlong,
     ///         surrogates, above U+10FFFF), a negative count, and an encoding other than KCP_UTF8.
+    /// Safety: the weak definitions: any thread, also in a signal handler and after a fork; they never block.
     UTL_API int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes,
                           EN_KCP nCharset);
     UTL_API int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount, EN_KCP nCharset);

@@ -16,8 +16,7 @@ namespace utl
 ///            call that woke it has not returned yet.
 /// Locks:     one of its own, a leaf but for the log.
 /// Signals:   no.
-/// Forks:     the child has the flag but no waiters. Destroying an event there that was waited for at the fork waits for
-///            ever.
+/// Forks:     the child has the flag but no waiters. Where there were any, destroying the event there waits for ever.
 /// Blocking:  the two waits; the others only for the lock.
 /// Time-outs: milliseconds on the monotonic clock; 0 means no limit.
 class UTL_API Event

@@ -24,20 +24,20 @@ constexpr int FILE_OPEN_TOP = 0;      ///< Keeps the content, position at 0.
 constexpr int FILE_OPEN_END = 1;      ///< Keeps the content, position at the end.
 constexpr int FILE_OPEN_TRUNCATE = 2; ///< Empties the file; not with FILE_ACCESS_READ.
 
-// What open() is for.
+/// What open() is for.
 constexpr int FILE_ACCESS_READ = 0;
 constexpr int FILE_ACCESS_WRITE = 1;
 constexpr int FILE_ACCESS_READ_WRITE = 2;
 
-// Where an offset of seek() counts from. Caution: not the platform's numbers.
+/// Where an offset of seek() counts from. Caution: not the platform's numbers.
 constexpr int FILE_SEEK_BEGIN = 0;
 constexpr int FILE_SEEK_END = 1;
 constexpr int FILE_SEEK_CURRENT = 2;
 
 // What children() lists.
-constexpr int FILE_CHILD_FILES = 0; ///< Everything that is not a directory.
-constexpr int FILE_CHILD_DIRECTORIES = 1;
-constexpr int FILE_CHILD_ALL = 2;
+constexpr int FILE_CHILD_FILES = 0;       ///< Everything that is not a directory.
+constexpr int FILE_CHILD_DIRECTORIES = 1; ///< Directories alone.
+constexpr int FILE_CHILD_ALL = 2;         ///< Both.
 
 // The encoding of a text file.
 constexpr int FILE_TEXT_SJIS = 0;     ///< Shift-JIS, code page 932; read only.
@@ -76,6 +76,9 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 ///            refused. Nothing is retried, and a failed recursive operation leaves what it has done.
 /// Threads:   one at a time uses an object; copies share descriptor and position, and belong to one thread at a time
 ///            together. Static members: any thread.
+/// Signals:   no.
+/// Forks:     the child shares descriptor, position and lock: the file is free again when both have closed it. So does
+///            a program that either of them executes, for the descriptor stays open there.
 /// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call; the first report
 ///            of a process makes the registry of threads. open() and copy() of a FIFO wait for its other end, the
 ///            questions and erase() do not. Paths and text take the StaticBuffer's lock for short spans, a watched
@@ -84,16 +87,18 @@ class UTL_API File
 {
 public:
     /// Closes a file at the end of a scope. The file must outlive it.
+    /// Safety: that of close().
     class UTL_API AutoClose
     {
     public:
+        /// The file, open or not.
         explicit AutoClose(File& nFile)
             : mFile(nFile)
         {
         }
         AutoClose(AutoClose const&) = delete;
         AutoClose& operator=(AutoClose const&) = delete;
-        virtual ~AutoClose();
+        virtual ~AutoClose(); ///< Closes.
 
     private:
         File& mFile;
@@ -101,8 +106,11 @@ public:
 
     /// Closed. npPath: copied, null counts as empty, not checked. nTextType: FILE_TEXT_..., not checked.
     File(char const* npPath, int nTextType);
+    /// Shares path, text type and descriptor, and so position and lock; what was open before is let go.
     File(File const& nOther);
     File& operator=(File const& nOther);
+
+    /// Lets go of the descriptor and syncs the directory of the path.
     virtual ~File();
 
     // --- Paths taken apart: text only, the file system is not asked and nothing is logged ---
@@ -122,6 +130,8 @@ public:
     static bool extractVolumeName(char* npDst, unsigned int nDstSize, char const* npPath);
 
     char const* getPath() const; ///< Valid as long as the object and until it is assigned to.
+
+    /// The same parts of the object's own path.
     bool getPath(char* npDst, unsigned int nDstSize) const;
     bool getPath(BasicString<char>* npOut) const;
     bool getFileName(char* npDst, unsigned int nDstSize, int nWithoutExtension) const;
@@ -144,8 +154,8 @@ public:
 
     /// Whether the owner's write bit is clear; false also where the path cannot be asked. No check of the path.
     static bool isReadOnly(char const* npPath);
-    static bool exists(char const* npPath); ///< No check of the path.
-    static bool isDirectory(char const* npPath);
+    static bool exists(char const* npPath);      ///< No check of the path.
+    static bool isDirectory(char const* npPath); ///< There is a directory of that name.
 
     /// Creates a directory and those above it that are missing. Result: true too for one that is there already, which
     /// stays untouched; false for a file.
@@ -202,6 +212,7 @@ public:
     /// use unlink() for links.
     static bool erase(char const* npPath, int nForce);
 
+    /// The same for the object's own path.
     bool isReadOnly() const;
     bool exists() const;
     bool isDirectory() const;
@@ -227,8 +238,8 @@ public:
 
     /// Lets go of the descriptor; the last of its copies syncs and closes it. Result: false if not open.
     bool close();
-    bool isOpened() const;
-    bool flush(); ///< Does nothing: writing does not buffer. Result: true.
+    bool isOpened() const; ///< This object has it open.
+    bool flush();          ///< Does nothing: writing does not buffer. Result: true.
 
     /// Reads at the position, which moves behind the bytes.
     /// Result: the bytes, which may be fewer than nSize; FILE_READ_END; FILE_READ_ERROR, also for a null buffer and an

@@ -15,16 +15,19 @@ namespace utl
 /// row each. The thread registry tells it the names of threads all the same.
 ///
 /// Threads:  any.
-/// Locks:    mSyncObject, also while a report is written. Not for signal handlers.
-/// Blocking: the reports and printMessage(), while a file takes the text.
+/// Locks:    mSyncObject, also while a report is written.
+/// Signals:  no.
+/// Forks:    the child has an account of its own, unless a lock was held at the fork.
+/// Blocking: for the lock; the reports and printMessage() also while a file takes the text.
 class UTL_API Memory
 {
 public:
-    static constexpr unsigned int INVALID_FILE_ID = 0xFFFFFFFFU;
-    static constexpr unsigned int MAX_DETAILS = 1;
-    static constexpr unsigned int MAX_FILES = 1;
-    static constexpr unsigned int MAX_THREADS = 1;
+    static constexpr unsigned int INVALID_FILE_ID = 0xFFFFFFFFU; ///< No source.
+    static constexpr unsigned int MAX_DETAILS = 1;               ///< Rows of the table of blocks.
+    static constexpr unsigned int MAX_FILES = 1;                 ///< Rows of the table of sources.
+    static constexpr unsigned int MAX_THREADS = 1;               ///< Rows of the table of threads.
 
+    /// The totals.
     struct ProcessHeapInfo
     {
         std::uint32_t mUseBytes = 0; ///< Now.
@@ -36,23 +39,25 @@ public:
     /// A block.
     struct DetailHeapInfo
     {
-        std::uint64_t mSerial = 0; ///< Ascending by allocation, from 1.
-        std::uintptr_t mAddress = static_cast<std::uintptr_t>(-1);
-        std::uint32_t mUseBytes = 0;
-        std::int32_t mThreadId = 0; ///< Of the thread that allocated it.
-        std::uint32_t mFileId = INVALID_FILE_ID;
-        std::int32_t mLine = 0;
+        std::uint64_t mSerial = 0;                                 ///< Ascending by allocation, from 1.
+        std::uintptr_t mAddress = static_cast<std::uintptr_t>(-1); ///< Where it begins.
+        std::uint32_t mUseBytes = 0;                               ///< Its size.
+        std::int32_t mThreadId = 0;                                ///< Of the thread that allocated it.
+        std::uint32_t mFileId = INVALID_FILE_ID;                   ///< Of the source that allocated it.
+        std::int32_t mLine = 0;                                    ///< Where in that source.
     };
 
+    /// A source.
     struct FileNameInfo
     {
-        char mFileName[260] = {};
+        char mFileName[260] = {}; ///< Its path.
     };
 
+    /// A thread.
     struct ThreadNameInfo
     {
-        std::int32_t mThreadId = 0;
-        char mThreadName[128] = {};
+        std::int32_t mThreadId = 0; ///< Its kernel id.
+        char mThreadName[128] = {}; ///< Its name.
     };
 
     /// A row that is free.

@@ -15,7 +15,9 @@ namespace utl
 /// at the end. Allocates in the constructor only.
 ///
 /// Ownership: the blocks are the pool's; none may be used after it.
-/// Threads:   create() and release() from any; not for signal handlers.
+/// Threads:   create() and release() from any.
+/// Signals:   no.
+/// Forks:     the child has a pool and blocks of its own, unless the lock was held at the fork.
 /// Blocking:  both wait for the pool's lock, between two reports to the watchdog.
 /// Locks:     mSyncObject, before the watchdog's.
 /// Errors:    misuse is logged as an error, with the pool's name, and changes nothing.

@@ -76,8 +76,8 @@ public:
         ThreadRawMsg mRawMsg; ///< the image
     };
 
-    /// nMaxMsgSize:       bytes of a specified message's data at most. A slot takes 8 and a pointer more; a broadcast may
-    ///                    use 4 and a pointer of these.
+    /// nMaxMsgSize:       bytes of a specified message's data at most. A slot takes 8 and a pointer more; a broadcast
+    ///                    may use 4 and a pointer of these.
     /// nMaxListenerCount: listeners attached at a time; from 2147483648 on as 0.
     /// The other arguments are those of MsgDrivenThread.
     MsgDrivenSharedThread(unsigned int nMaxMsgSize, unsigned int nMaxMsgCount, unsigned int nMaxListenerCount,
@@ -112,9 +112,10 @@ public:
     ///
     /// Result: false for null, where a timer could not be killed (it may have ended by itself meanwhile) or the queue
     ///         not be searched, and where the thread does not run.
-    /// Caution: where it is false while the thread runs, because the control queue is full, messages may be left; repeat.
+    /// Caution: where it is false while the thread runs, since the control queue is full, messages may be left; repeat.
     bool abortMsg(ThreadMsgListener* npListener);
 
+    /// Those of broadcasts.
     using MsgDrivenThread::postMsg;
     using MsgDrivenThread::sendMsgInterrupt;
     using MsgDrivenThread::sendMsgSync;

@@ -17,11 +17,11 @@ namespace utl
 /// Caution: on a new or copied object both positions are 0, on the id: set() overwrites it and get() reads it; call
 /// beginInput() or beginOutput() first.
 ///
-/// Results: false on failure. A failure (no room, a null) is kept, and everything fails until the next begin; a text
-///          too long for the caller's buffer alone is not kept. Nothing is logged, nothing grows.
-/// Threads: no lock; the owner guards every access.
-/// Signals: yes, for an object that is the handler's own; making and assigning one allocates.
-/// Forks:   the child has a copy of its own.
+/// Results:  false on failure. A failure (no room, a null) is kept, and everything fails until the next begin; a text
+///           too long for the caller's buffer alone is not kept. Nothing is logged, nothing grows.
+/// Threads:  no lock; the owner guards every access.
+/// Signals:  yes, for an object that is the handler's own; making and assigning one allocates.
+/// Forks:    the child has a copy of its own.
 /// Blocking: never.
 class UTL_API ThreadRawMsg : public MsgDataBroker
 {

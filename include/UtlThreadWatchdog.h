@@ -87,16 +87,16 @@ public:
 /// Checks that watched threads go on reporting. A thread that is silent for its alive time is reported once, in
 /// the log and to a listener, and again only after it has come back and lapsed again. Nothing is killed.
 ///
-/// Caution: a thread that falls silent just before the tick counter wraps, every 49.7 days of uptime, is not reported for
-///          that lapse; the next report it makes puts it right.
-/// Use:     through ThreadManager, which owns the one watchdog. Before initialize() and after shutdown() every query
-///          answers false.
-/// Threads: any; the checks run on a message thread of its own, "Watchdog Thread".
-/// Signals: no.
-/// Forks:   the watchdog thread is not in the child: nothing is checked there, and shutdown() waits for ever.
+/// Caution:  a thread that falls silent just before the tick counter wraps, every 49.7 days of uptime, is not reported
+///           for that lapse; the next report it makes puts it right.
+/// Use:      through ThreadManager, which owns the one watchdog. Before initialize() and after shutdown() every query
+///           answers false.
+/// Threads:  any; the checks run on a message thread of its own, "Watchdog Thread".
+/// Signals:  no.
+/// Forks:    the watchdog thread is not in the child: nothing is checked there, and shutdown() waits for ever.
 /// Blocking: for the lock; initialize(), setWatchInterval() and shutdown() for the watchdog thread, and so for a
-///          listener.
-/// Locks:   mSyncObject, after the registry's; not held while a listener runs.
+///           listener.
+/// Locks:    mSyncObject, after the registry's; not held while a listener runs.
 class UTL_API ThreadWatchdog : public ThreadMsgListener
 {
 public:
@@ -132,8 +132,8 @@ public:
     bool setAliveTime(int nId, unsigned int nAliveTimeMs);
 
     /// The calling thread has passed nStatement. A lock, a search and a clock read; nothing is allocated.
-    /// Result: false for a thread that is not registered; true otherwise, also where it is not watched and the report is
-    ///         dropped.
+    /// Result: false for a thread that is not registered; true otherwise, also where it is not watched and the report
+    ///         is dropped.
     bool keepAlive(StatementInfo const& nStatement);
 
     /// Prints the table to the log.

@@ -13,7 +13,7 @@ namespace utl
 /// Fields:  year 0 to 65534, month 1 to 12, day 1 to 31, hour to 23, minute and second to 59, millisecond, microsecond
 ///          and nanosecond to 999 each. The day is not checked against the month. An empty time holds the first value
 ///          past the range in every field.
-/// Threads: a value without a lock and without heap; one thread uses an object at a time.
+/// Safety:  a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 /// Errors:  false or FAILED, in silence; what was to be written is as it was.
 class UTL_API Time
 {
@@ -45,7 +45,7 @@ public:
     /// Every field is in its range.
     bool isValid() const;
 
-    // The fields as stored, of an empty time too.
+    /// The fields as stored, of an empty time too.
     unsigned short year() const { return mYear; }
     unsigned short month() const { return mMonth; }
     unsigned short day() const { return mDay; }
@@ -60,7 +60,7 @@ public:
     /// Result: FAILED for a time that is not valid.
     unsigned int getDays() const;
 
-    // Field after field as stored, from the year on; an empty time is later than every valid one.
+    /// Field after field as stored, from the year on; an empty time is later than every valid one.
     bool operator==(Time const& nOther) const { return compare(nOther) == 0; }
     bool operator!=(Time const& nOther) const { return compare(nOther) != 0; }
     bool operator<(Time const& nOther) const { return compare(nOther) < 0; }
@@ -100,10 +100,11 @@ public:
     /// 20th century and below 70 of the 21st. Other letters are passed over; a weekday or zone is not looked at. The
     /// fields below the second become 0.
     ///
-    /// Locks:  the StaticBuffer's, while a month's name is compared.
-    /// Caution: a month is not seen where text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor where a
-    /// stray continuation byte follows its small third letter directly; pass the value of one header field alone.
-    /// Result: false for null, where a piece is missing, and for a field out of range, a second above 59 too.
+    /// Locks:   the StaticBuffer's, while a month's name is compared; waits until no other thread has a scratch row.
+    /// Signals: no. Forks: as StaticBuffer.
+    /// Caution: a month is not seen where text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor where
+    /// a stray continuation byte follows its small third letter directly; pass the value of one header field alone.
+    /// Result:  false for null, where a piece is missing, and for a field out of range, a second above 59 too.
     bool setHttpDate(char const* npText);
 
 private:
@@ -137,16 +138,16 @@ private:
     unsigned short mNanosecond = 1000;
 };
 
-// The system clock to the second; parts below it are 0. Past January 2038 on 32-bit machines too.
-//
-// npTime:   written on success only.
-// Result:   false for null, where the clock or the conversion fails, and for years past 65534.
-// Threads:  any; each call into the system stands between two reports to the watchdog, which create the registry.
-
-/// Coordinated universal time.
+/// The system clock to the second, in coordinated universal time or in local time; parts below a second are 0. Past
+/// January 2038 on 32-bit machines too.
+///
+/// npTime:   written on success only.
+/// Result:   false for null, where the clock or the conversion fails, and for years past 65534.
+/// Threads:  any; each call into the system stands between two reports to the watchdog, which create the registry.
+/// Signals:  no.
+/// Forks:    usable, unless the watchdog's lock or the C library's for time zones was held at the fork.
+/// Blocking: for these two locks.
 UTL_API bool getSystemTime(Time* npTime);
-
-/// Local time.
 UTL_API bool getLocalTime(Time* npTime);
 
 } // namespace utl

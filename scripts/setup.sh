@@ -18,6 +18,7 @@ lWanted="cmake ninja-build g++"
 for lPreset in "$@"; do
     case $lPreset in
     demo) ;;
+    reference) lWanted="doxygen" ;;
     dev | asan | tsan) lWanted="$lWanted pkg-config libgtest-dev" ;;
     release) lWanted="$lWanted pkg-config libgtest-dev libbenchmark-dev" ;;
     clang) lWanted="$lWanted pkg-config libgtest-dev clang libclang-rt-14-dev" ;;

@@ -36,6 +36,50 @@ links() {
         done
 }
 
+# safety SOURCE_DIR: each public class, and each function outside classes, answers "Threads:", "Signals:", "Forks:" and
+# "Blocking:", or all with "Safety:", in its comment or, for functions, in one about the file. A struct is a plain record.
+safety() {
+    awk '
+    function isTold(nText) {
+        return nText ~ /Safety:/ || nText ~ /Threads:/ && nText ~ /Signals:/ && nText ~ /Forks:/ && nText ~ /Blocking:/
+    }
+    function isPublic(nDepth,    i) {
+        for (i = 0; i < nDepth && !lIsHidden[i]; ++i);
+        return i >= nDepth
+    }
+    function complain() { print FILENAME ":" FNR ": how is it safe? " $0 }
+
+    FNR == 1 { lFileText = lText = ""; lIsComment = lBraces = 0 }
+    /^namespace internal$/ { lBraces = 1; next }
+    lBraces { # 1 more than are open
+        lBraces += gsub(/{/, "{") - gsub(/}/, "}")
+        lBraces = /}/ && lBraces == 1 ? 0 : lBraces
+        next
+    }
+    /^ *\/\/\// {
+        if (!lIsComment) {
+            lIsOfFile = FNR == 1 || /@file/
+            lText = ""
+        }
+        lText = lText $0
+        lFileText = lFileText (lIsOfFile ? $0 : "")
+        lIsComment = 1
+        next
+    }
+    { lIsComment = 0 }
+    /^ *template </ { next }
+    { match($0, /^ */) }
+    /^ *(public|protected|private):$/ { lIsHidden[RLENGTH] = /private/ }
+    /^ *(class|struct) [^;]*$/ {
+        lIsHidden[RLENGTH] = /class/
+        if (/class/ && isPublic(RLENGTH) && !isTold(lText))
+            complain()
+    }
+    /^(    UTL_API |[A-Za-z])[^=]*\(/ && !/^(class|struct|extern|constexpr) / && !isTold(lText lFileText) { complain() }
+    /^$/ { lText = "" } # a comment is for all declarations up to an empty line
+    ' "$1"/include/*.h
+}
+
 # soname READELF LIBRARY NAME: the name that programs will look for.
 soname() {
     "$1" -d "$2" | grep SONAME | grep -qF "[$3]" || echo "$2 has not the SONAME $3"

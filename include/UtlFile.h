@@ -269,7 +269,7 @@ public:
     //
     // Line ends: LF with all CR directly before it; at the end of the file also CR alone. Other CR are text.
     // Reading:   a few pages are read ahead into a buffer of the object (heap, 37 KB, from the first call on; calls
-    //            that use or move the position otherwise give it back). Bytes that somebody changes meanwhile without
+    //            that move the position otherwise give it back). Bytes that somebody changes meanwhile without
     //            the lock may be seen as they were.
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
@@ -344,8 +344,8 @@ public:
     long long seekKey(char const* npKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode);
 
 private:
-    /// Moves the descriptor to where the caller stands and drops what was read ahead. First step of all that uses or
-    /// moves the position, or writes, except the text functions.
+    /// Moves the descriptor to where the caller stands and drops what was read ahead. First step of all that
+    /// moves the position or writes, except the text functions.
     /// Result: false, and still ahead, where the seek failed.
     bool settle() const;
 

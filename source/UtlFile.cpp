@@ -87,7 +87,6 @@ File& File::operator=(File const& nOther)
 
 File::~File()
 {
-    settle();
     // Entries of files that were created here reach the medium with their directory.
     char lDirectory[FILE_PATH_MAX];
     if (extractDirectoryPath(lDirectory, FILE_PATH_MAX, mPath.c_str()))
@@ -164,8 +163,7 @@ bool File::close()
     {
         return false;
     }
-    settle();
-    mpWindow.reset();
+    mpWindow.reset(); // nobody shares the position of a descriptor that is ahead
     mHandle.release();
     return true;
 }
@@ -274,7 +272,11 @@ long long File::seek(long long nOffset, int nOrigin)
 
 long long File::position() const
 {
-    return isOpened() && settle() ? seekFile(mHandle.get(), 0, SEEK_CUR) : -1;
+    if (!isOpened())
+    {
+        return -1;
+    }
+    return mpWindow != nullptr && mpWindow->mIsAhead ? mpWindow->mPosition : seekFile(mHandle.get(), 0, SEEK_CUR);
 }
 
 long long File::size() const

@@ -93,6 +93,10 @@ struct Utf16Chars
     static Char next(unsigned char const* npChar)
     {
         unsigned int const lUnit = unitOfBytes(npChar, IS_BIG_ENDIAN);
+        if (internal::isLikely(lUnit > '\r' && lUnit < 0xFEFF))
+        {
+            return {2, Kind::TEXT};
+        }
         return {2, lUnit == 0xFEFF || lUnit == 0xFFFE ? Kind::NEUTRAL : kindOf(lUnit)};
     }
 };
@@ -110,20 +114,22 @@ template <class Chars>
 unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* npEnd, unsigned int nAhead, Line& nLine)
 {
     unsigned char const* lpAt = npFrom;
+    unsigned int lEolSize = nLine.mEolSize;
     while (!nLine.mIsEnded && npEnd - lpAt >= static_cast<std::ptrdiff_t>(nAhead))
     {
         Char const lChar = Chars::next(lpAt);
         lpAt += lChar.mSize;
         if (internal::isLikely(lChar.mKind == Kind::TEXT))
         {
-            nLine.mEolSize = 0;
+            lEolSize = 0;
         }
         else if (lChar.mKind != Kind::NEUTRAL)
         {
-            nLine.mEolSize += lChar.mSize;
+            lEolSize += lChar.mSize;
             nLine.mIsEnded = lChar.mKind == Kind::LF;
         }
     }
+    nLine.mEolSize = lEolSize;
     nLine.mSize += static_cast<unsigned int>(lpAt - npFrom);
     return lpAt;
 }
@@ -174,13 +180,15 @@ public:
     unsigned char* at(long long nPosition) { return mpWindow->mBytes + (nPosition - mpWindow->mStart); }
     FileWindow& window() { return *mpWindow; }
 
-    /// False with a message where the descriptor had to be moved and could not; the position stays.
+    /// False with a message where the descriptor had to be moved and could not; the position stays, or goes to the
+    /// end of the file where a walk took it past that.
     bool moveTo(long long nPosition)
     {
         if (nPosition < mpWindow->mStart || nPosition > end())
         {
             if (mFile.seek(nPosition, FILE_SEEK_BEGIN) == -1)
             {
+                mPosition = std::min(mPosition, end());
                 return false;
             }
             restartAt(nPosition);
@@ -347,6 +355,18 @@ unsigned int convertText(FileWindow& nWindow, int nTextType, unsigned char const
     return convertStrFromUtf16ToUtf8(nWindow.mText, sizeof(nWindow.mText), nWindow.mUnits);
 }
 
+bool isWellFormed(char const* npText, std::size_t nLength)
+{
+    unsigned char const* lpAt = reinterpret_cast<unsigned char const*>(npText);
+    unsigned char const* const lpEnd = lpAt + nLength;
+    unsigned int lSize = 0;
+    while (lpAt != lpEnd && ((lSize = Utf8Chars::next(lpAt).mSize) != 1 || *lpAt < 0x80))
+    {
+        lpAt += lSize;
+    }
+    return lpAt == lpEnd;
+}
+
 int readPiece(Reader& nReader, int nTextType, char* npDst, unsigned int nDstSize, unsigned int nSrcBytes,
               unsigned int nDstOffset, unsigned int* npOutSize)
 {
@@ -380,10 +400,14 @@ int readPiece(Reader& nReader, int nTextType, char* npDst, unsigned int nDstSize
     {
         return FILE_READ_ERROR;
     }
-    if (nDstSize != 0 && (nDstSize < 0ULL + nDstOffset + lSize ||
-                          copyStrBase(npDst + nDstOffset, nDstSize - nDstOffset, lpText, STR_ALL, 1) == STR_ERROR))
+    if (nDstSize != 0)
     {
-        return FILE_READ_ERROR;
+        std::size_t const lLength = std::strlen(lpText); // a code without a character ends it early
+        if (nDstSize < 0ULL + nDstOffset + lSize || (lUnit == 1 && !isWellFormed(lpText, lLength)))
+        {
+            return FILE_READ_ERROR;
+        }
+        std::memcpy(npDst + nDstOffset, lpText, lLength + 1);
     }
     if (npOutSize != nullptr)
     {
@@ -434,16 +458,23 @@ public:
     /// Result: behind the key where it ends before npEnd, null otherwise; the next call goes on.
     unsigned char const* walk(unsigned char const* npFrom, unsigned char const* npEnd)
     {
-        unsigned int lMatched = mMatched;
         while (npFrom != npEnd)
         {
-            lMatched = *npFrom++ == mpKey[lMatched] ? lMatched + 1 : 0;
-            if (lMatched == mSize)
+            if (mMatched == 0)
+            {
+                npFrom = static_cast<unsigned char const*>(
+                    std::memchr(npFrom, *mpKey, static_cast<std::size_t>(npEnd - npFrom)));
+                if (npFrom == nullptr)
+                {
+                    break;
+                }
+            }
+            mMatched = *npFrom++ == mpKey[mMatched] ? mMatched + 1 : 0;
+            if (mMatched == mSize)
             {
                 return npFrom;
             }
         }
-        mMatched = lMatched;
         return nullptr;
     }
 

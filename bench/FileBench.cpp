@@ -1,5 +1,8 @@
 // Lines of ten megabytes of Japanese text in each encoding, beside fgets() with iconv() and plain fgets(); a key that
-// stands at the end of them, beside read() with memmem(). Then the system calls that a line costs.
+// stands at the end of them, beside read() with memmem(); a copy of 100 MB beside a plain loop; a directory of 10,000
+// entries beside readdir(). Then the system calls that a line costs.
+//
+// The files are in memory where the machine has /dev/shm: the medium is not what is measured.
 #include "UtlCharSet.h"
 #include "UtlFile.h"
 
@@ -7,13 +10,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <iconv.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "internal/UtlSystemCalls.h"
 #include "support/Ratios.h"
 
 namespace
@@ -34,9 +43,12 @@ constexpr Encoding ENCODINGS[] = {
 };
 
 constexpr std::size_t FILE_BYTES = 10U << 20;
+constexpr unsigned int ENTRIES = 10000;
+constexpr char const* KEY = "zzz key";
 
 std::string gDirectory;
 unsigned int gLines[4]; // by encoding
+std::map<std::string, std::unique_ptr<utl::File>> gFiles;
 
 std::string pathOf(Encoding const& nEncoding)
 {
@@ -88,7 +100,7 @@ void makeFile(unsigned int nIndex)
         append(lText, lEncoding.mTextType, '\n');
         ++gLines[nIndex];
     }
-    std::ofstream(pathOf(lEncoding), std::ios::binary) << lText << "the zzz key";
+    std::ofstream(pathOf(lEncoding), std::ios::binary) << lText << "the " << KEY << "\n";
 }
 
 void check(bool nIsGood, char const* npWhat)
@@ -100,10 +112,25 @@ void check(bool nIsGood, char const* npWhat)
     }
 }
 
+/// The buffer of stdio and of utl's copy, so that every floor makes as many calls.
+constexpr std::size_t BLOCK = 16384;
+
+/// Opened once: closing a file waits for the medium.
+utl::File& openFile(Encoding const& nEncoding)
+{
+    std::unique_ptr<utl::File>& lpFile = gFiles[nEncoding.mpName];
+    if (lpFile == nullptr)
+    {
+        lpFile = std::make_unique<utl::File>(pathOf(nEncoding).c_str(), nEncoding.mTextType);
+        check(lpFile->open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ), "open");
+    }
+    check(lpFile->seek(0, utl::FILE_SEEK_BEGIN) == 0, "seek");
+    return *lpFile;
+}
+
 void readByUtl(Encoding const& nEncoding)
 {
-    utl::File lFile(pathOf(nEncoding).c_str(), nEncoding.mTextType);
-    check(lFile.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ), "open");
+    utl::File& lFile = openFile(nEncoding);
     char lLine[512];
     while (lFile.readLine(lLine, sizeof(lLine), nullptr) >= 0)
     {
@@ -112,12 +139,42 @@ void readByUtl(Encoding const& nEncoding)
     check(lFile.availableSize() == 0, "stopped before the end");
 }
 
-/// fgets() for narrow text. UTF-16, which it cannot read, unit by unit with fread().
+/// What fgets() is for UTF-16, which it cannot read: lines out of blocks. Result: false at the end of the file.
+bool getUtf16Line(std::FILE* npFile, bool nIsBig, char* npLine, std::size_t& nSize)
+{
+    static char sBlock[BLOCK];
+    static std::size_t sAt = 0;
+    static std::size_t sEnd = 0;
+    for (nSize = 0;; nSize += 2)
+    {
+        if (sAt == sEnd)
+        {
+            sAt = 0;
+            sEnd = std::fread(sBlock, 1, sizeof(sBlock), npFile);
+            if (sEnd < 2)
+            {
+                sEnd = 0;
+                return nSize != 0;
+            }
+        }
+        npLine[nSize] = sBlock[sAt];
+        npLine[nSize + 1] = sBlock[sAt + 1];
+        sAt += 2;
+        if (npLine[nSize + (nIsBig ? 1 : 0)] == '\n' && npLine[nSize + (nIsBig ? 0 : 1)] == 0)
+        {
+            nSize += 2;
+            return true;
+        }
+    }
+}
+
+/// fgets(), or its like for UTF-16.
 template <class Use>
 void readByLibc(Encoding const& nEncoding, Use nUse)
 {
     std::FILE* const lpFile = std::fopen(pathOf(nEncoding).c_str(), "rb");
     check(lpFile != nullptr, "fopen");
+    std::setvbuf(lpFile, nullptr, _IOFBF, BLOCK);
     char lLine[1024];
     if (nEncoding.mTextType <= utl::FILE_TEXT_UTF8)
     {
@@ -128,16 +185,10 @@ void readByLibc(Encoding const& nEncoding, Use nUse)
     }
     else
     {
-        bool const lIsBig = nEncoding.mTextType == utl::FILE_TEXT_UTF16_BE;
         std::size_t lSize = 0;
-        while (std::fread(lLine + lSize, 1, 2, lpFile) == 2)
+        while (getUtf16Line(lpFile, nEncoding.mTextType == utl::FILE_TEXT_UTF16_BE, lLine, lSize))
         {
-            lSize += 2;
-            if (lSize > 1000 || (lLine[lSize - (lIsBig ? 1 : 2)] == '\n' && lLine[lSize - (lIsBig ? 2 : 1)] == 0))
-            {
-                nUse(lLine, lSize);
-                lSize = 0;
-            }
+            nUse(lLine, lSize);
         }
     }
     std::fclose(lpFile);
@@ -152,7 +203,8 @@ void readByIconv(Encoding const& nEncoding)
                    char lOut[2048];
                    char* lpOut = lOut;
                    std::size_t lRoom = sizeof(lOut);
-                   iconv(lDescriptor, &npLine, &nSize, &lpOut, &lRoom);
+                   iconv(lDescriptor, nullptr, nullptr, nullptr, nullptr); // each line begins anew
+                   check(iconv(lDescriptor, &npLine, &nSize, &lpOut, &lRoom) == 0, "iconv");
                    benchmark::DoNotOptimize(lOut);
                });
     iconv_close(lDescriptor);
@@ -165,9 +217,7 @@ void readPlainly(Encoding const& nEncoding)
 
 void seekByUtl(Encoding const& nEncoding)
 {
-    utl::File lFile(pathOf(nEncoding).c_str(), nEncoding.mTextType);
-    check(lFile.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ), "open");
-    check(lFile.seekKey("zzz key", 0, ~0ULL, 0) > 0, "key not found");
+    check(openFile(nEncoding).seekKey(KEY, 0, ~0ULL, 0) > 0, "key not found");
 }
 
 void seekByMemmem(Encoding const& nEncoding)
@@ -176,7 +226,77 @@ void seekByMemmem(Encoding const& nEncoding)
     int const lFile = ::open(pathOf(nEncoding).c_str(), O_RDONLY);
     ssize_t const lCount = ::read(lFile, sBytes.data(), sBytes.size());
     ::close(lFile);
-    check(lCount > 0 && ::memmem(sBytes.data(), static_cast<std::size_t>(lCount), "zzz key", 7) != nullptr, "memmem");
+    check(lCount > 0 && ::memmem(sBytes.data(), static_cast<std::size_t>(lCount), KEY, std::strlen(KEY)) != nullptr,
+          "memmem");
+}
+
+// --- Copies and directories ---
+
+std::string copySource()
+{
+    return gDirectory + "/source";
+}
+
+std::string copyTarget()
+{
+    return gDirectory + "/target";
+}
+
+void copyByUtl(Encoding const&)
+{
+    check(utl::File::copy(copySource().c_str(), copyTarget().c_str(), 1), "copy");
+}
+
+void copyPlainly(Encoding const&)
+{
+    static std::vector<char> sBytes(BLOCK);
+    int const lSource = ::open(copySource().c_str(), O_RDONLY);
+    int const lTarget = ::open(copyTarget().c_str(), O_WRONLY | O_CREAT, 0777);
+    ssize_t lCount = 0;
+    while ((lCount = ::read(lSource, sBytes.data(), sBytes.size())) > 0)
+    {
+        check(::write(lTarget, sBytes.data(), static_cast<std::size_t>(lCount)) == lCount, "write");
+    }
+    ::close(lTarget);
+    ::close(lSource);
+}
+
+std::string listed()
+{
+    return gDirectory + "/entries";
+}
+
+void listByUtl(Encoding const&)
+{
+    utl::FileNames lNames(64, 1);
+    check(utl::File::children(listed().c_str(), &lNames, utl::FILE_CHILD_ALL, nullptr, 0) == ENTRIES, "children");
+}
+
+void listByReaddir(Encoding const&)
+{
+    unsigned int lCount = 0;
+    DIR* const lpDirectory = ::opendir(listed().c_str());
+    while (::readdir(lpDirectory) != nullptr)
+    {
+        ++lCount;
+    }
+    ::closedir(lpDirectory);
+    check(lCount == ENTRIES + 2, "readdir");
+}
+
+void makeFilesToCopyAndList()
+{
+    std::vector<char> const lBytes(1U << 20, 'x');
+    std::ofstream lStream(copySource(), std::ios::binary);
+    for (unsigned int lMegabytes = 0; lMegabytes < 100; ++lMegabytes)
+    {
+        lStream.write(lBytes.data(), static_cast<std::streamsize>(lBytes.size()));
+    }
+    ::mkdir(listed().c_str(), 0777);
+    for (unsigned int lIndex = 0; lIndex < ENTRIES; ++lIndex)
+    {
+        std::ofstream(listed() + "/entry" + std::to_string(lIndex));
+    }
 }
 
 void add(std::string const& nName, void (*npCall)(Encoding const&), Encoding const& nEncoding)
@@ -192,33 +312,63 @@ void add(std::string const& nName, void (*npCall)(Encoding const&), Encoding con
         ->Unit(benchmark::kMillisecond);
 }
 
-/// As the kernel counts them.
+/// Counts the library's system calls on open files.
+template <auto ENTRY>
+class Counted
+{
+    template <class F>
+    struct Traits;
+
+    template <class R, class... A>
+    struct Traits<utl::internal::SystemCall<R(A...)> utl::internal::SystemCalls::*>
+    {
+        using Function = R (*)(A...);
+        static inline Function sOriginal = nullptr;
+
+        static R call(A... nArguments)
+        {
+            ++sCalls;
+            return sOriginal(nArguments...);
+        }
+    };
+    using Entry = Traits<std::remove_const_t<decltype(ENTRY)>>;
+
+public:
+    Counted()
+    {
+        sCalls = 0;
+        Entry::sOriginal = (utl::internal::gSystem.*ENTRY).exchange(&Entry::call);
+    }
+    ~Counted() { (utl::internal::gSystem.*ENTRY).exchange(Entry::sOriginal); }
+    Counted(Counted const&) = delete;
+    Counted& operator=(Counted const&) = delete;
+
+    static unsigned int calls() { return sCalls; }
+
+private:
+    static inline unsigned int sCalls = 0;
+};
+
 void printCallsPerLine(unsigned int nIndex)
 {
-    auto const lReads = []
-    {
-        std::ifstream lStream("/proc/self/io");
-        std::string lName;
-        unsigned long long lValue = 0;
-        while (lStream >> lName >> lValue && lName != "syscr:")
-        {
-        }
-        return lValue;
-    };
-    unsigned long long const lBefore = lReads();
+    using utl::internal::SystemCalls;
+    Counted<&SystemCalls::mRead> const lReads;
+    Counted<&SystemCalls::mLseek> const lSeeks;
+    Counted<&SystemCalls::mFstat> const lStats;
     readByUtl(ENCODINGS[nIndex]);
-    double const lCalls = static_cast<double>(lReads() - lBefore);
-    // Each read of a window comes with one fstat() and one lseek().
-    std::printf("  %-8s %u lines, %.0f reads, about %.4f system calls a line\n", ENCODINGS[nIndex].mpName,
-                gLines[nIndex], lCalls, 3 * lCalls / gLines[nIndex]);
+    unsigned int const lCalls = lReads.calls() + lSeeks.calls() + lStats.calls();
+    std::printf("  %-8s %u lines, %u system calls, %.4f a line\n", ENCODINGS[nIndex].mpName, gLines[nIndex], lCalls,
+                static_cast<double>(lCalls) / gLines[nIndex]);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    char lName[] = "/tmp/utlFileBenchXXXXXX";
-    gDirectory = ::mkdtemp(lName);
+    char lName[] = "/dev/shm/utlFileBenchXXXXXX";
+    char lOther[] = "/tmp/utlFileBenchXXXXXX";
+    char const* const lpMade = ::mkdtemp(lName);
+    gDirectory = lpMade != nullptr ? lpMade : ::mkdtemp(lOther);
     for (unsigned int lIndex = 0; lIndex < 4; ++lIndex)
     {
         Encoding const& lEncoding = ENCODINGS[lIndex];
@@ -229,16 +379,22 @@ int main(int argc, char** argv)
         add("Line" + lGroup + "ToFgets/utl", readByUtl, lEncoding);
         add("Line" + lGroup + "ToFgets/floorFgets", readPlainly, lEncoding);
     }
-    ::sync(); // closing a file waits for the medium
-    add("SeekKeyUtf8/utl", seekByUtl, ENCODINGS[1]);
-    add("SeekKeyUtf8/floorMemmem", seekByMemmem, ENCODINGS[1]);
+    makeFilesToCopyAndList();
+    ::sync();
+    Encoding const& lUtf8 = ENCODINGS[1];
+    add("SeekKeyUtf8/utl", seekByUtl, lUtf8);
+    add("SeekKeyUtf8/floorMemmem", seekByMemmem, lUtf8);
+    add("Copy100MB/utl", copyByUtl, lUtf8);
+    add("Copy100MB/floorReadWrite", copyPlainly, lUtf8);
+    add("List10000/utl", listByUtl, lUtf8);
+    add("List10000/floorReaddir", listByReaddir, lUtf8);
     int const lResult = utl::bench::runWithRatios(argc, argv);
     std::printf("\nSystem calls\n");
     for (unsigned int lIndex = 0; lIndex < 4; ++lIndex)
     {
         printCallsPerLine(lIndex);
-        ::unlink(pathOf(ENCODINGS[lIndex]).c_str());
     }
-    ::rmdir(gDirectory.c_str());
+    gFiles.clear(); // and their locks
+    utl::File::erase(gDirectory.c_str(), 1);
     return lResult;
 }

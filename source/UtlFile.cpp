@@ -186,7 +186,7 @@ bool File::settle() const
     {
         return true;
     }
-    if (mpWindow->mIsAhead && isOpened() && seekFile(mHandle.get(), mpWindow->mPosition, SEEK_SET) == -1)
+    if (mpWindow->mPosition != mpWindow->end() && seekFile(mHandle.get(), mpWindow->mPosition, SEEK_SET) == -1)
     {
         return false;
     }
@@ -276,7 +276,7 @@ long long File::position() const
     {
         return -1;
     }
-    return mpWindow != nullptr && mpWindow->mIsAhead ? mpWindow->mPosition : seekFile(mHandle.get(), 0, SEEK_CUR);
+    return mpWindow != nullptr ? mpWindow->mPosition : seekFile(mHandle.get(), 0, SEEK_CUR);
 }
 
 long long File::size() const

@@ -151,7 +151,7 @@ public:
             mpWindow.reset(new FileWindow); // not zeroed
             restartAt(lPosition);
         }
-        mPosition = mpWindow == nullptr ? -1 : mpWindow->mIsAhead ? mpWindow->mPosition : end();
+        mPosition = mpWindow == nullptr ? -1 : mpWindow->mPosition;
     }
     Reader(Reader const&) = delete;
     Reader& operator=(Reader const&) = delete;
@@ -164,7 +164,6 @@ public:
         }
         else if (mpWindow != nullptr && !mIsShared)
         {
-            mpWindow->mIsAhead = mPosition != end();
             mpWindow->mPosition = mPosition;
             mSlot = std::move(mpWindow);
         }
@@ -174,7 +173,7 @@ public:
     long long position() const { return mPosition; }
 
     /// Where the window ends and the descriptor stands.
-    long long end() const { return mpWindow->mStart + mpWindow->mSize; }
+    long long end() const { return mpWindow->end(); }
 
     /// The byte of the window at a position, and its room for conversions.
     unsigned char* at(long long nPosition) { return mpWindow->mBytes + (nPosition - mpWindow->mStart); }
@@ -269,7 +268,7 @@ public:
 private:
     void restartAt(long long nPosition)
     {
-        mpWindow->mIsAhead = false;
+        mpWindow->mPosition = nPosition;
         mpWindow->mStart = nPosition;
         mpWindow->mSize = 0;
     }

@@ -1,8 +1,8 @@
 #include "UtlFile.h"
 
-#include "UtlCharSet.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
+#include "support/PlainTextReader.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -48,193 +48,6 @@ protected:
 
     std::string mDirectory;
     std::string mPath;
-};
-
-/// The slow and obvious way: each character through the file, by the public functions for bytes alone.
-class PlainReader
-{
-public:
-    PlainReader(File& nFile, int nTextType)
-        : mFile(nFile),
-          mTextType(nTextType)
-    {
-    }
-
-    bool isUtf16() const { return mTextType >= FILE_TEXT_UTF16_BE; }
-
-    unsigned short unit(unsigned char const* npBytes) const
-    {
-        bool const lIsBig = mTextType == FILE_TEXT_UTF16_BE;
-        return static_cast<unsigned short>(npBytes[lIsBig ? 0 : 1] << 8 | npBytes[lIsBig ? 1 : 0]);
-    }
-
-    int findNextLineSize(unsigned int& nTextSize, unsigned int& nEolSize)
-    {
-        unsigned int lTotal = 0;
-        unsigned int lEol = 0;
-        int lResult = 0;
-        while (lResult == 0)
-        {
-            char lBytes[7] = {};
-            char lOut[7] = {};
-            int const lRead = mFile.read(lBytes, isUtf16() ? 2 : 6);
-            if (lRead == -1)
-            {
-                return -1;
-            }
-            if (isUtf16() ? lRead != 2 : lRead == -3)
-            {
-                break;
-            }
-            unsigned int lSize = 2;
-            bool lIsSkipped = false;
-            if (isUtf16())
-            {
-                unsigned short const lUnit = unit(reinterpret_cast<unsigned char const*>(lBytes));
-                lIsSkipped = convertCharFromUtf16ToUtf8(lOut, 6, lUnit, nullptr) == 0;
-            }
-            else if (mTextType == FILE_TEXT_SJIS)
-            {
-                convertCharFromSjisToUtf8(lOut, 6, lBytes, &lSize);
-            }
-            else
-            {
-                bool lIsMark = false;
-                lSize = strCharBytesBase(static_cast<char const*>(lBytes), &lIsMark);
-                lIsSkipped = lIsMark || lSize - 1 > 3;
-                lSize = lSize - 1 > 3 ? 1 : lSize;
-                std::memcpy(lOut, lBytes, lIsSkipped ? 0 : lSize);
-            }
-            mFile.seek(static_cast<int>(lSize) - lRead, FILE_SEEK_CURRENT);
-            lTotal += lSize;
-            bool const lIsCr = std::strcmp(lOut, "\r") == 0;
-            bool const lIsLf = std::strcmp(lOut, "\n") == 0;
-            lEol = lIsSkipped ? lEol : lIsCr || lIsLf ? lEol + lSize : 0;
-            lResult = !lIsSkipped && lIsLf ? static_cast<int>(lTotal) : 0;
-        }
-        nTextSize = lTotal - lEol;
-        nEolSize = lEol;
-        return lResult;
-    }
-
-    int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nOffset,
-                 unsigned int& nOutSize)
-    {
-        unsigned int const lUnit = isUtf16() ? 2 : 1;
-        nSrcBytes -= nSrcBytes % lUnit;
-        if (nSrcBytes == 0 || nSrcBytes >= 5120)
-        {
-            return -1;
-        }
-        long long const lAvailable = mFile.availableSize();
-        if (lAvailable <= 0)
-        {
-            return lAvailable == 0 ? -3 : -1;
-        }
-        unsigned int const lCount = static_cast<unsigned int>(std::min<long long>(nSrcBytes, lAvailable));
-        if (nDstSize != 0 && nDstSize < lUnit + nOffset + lCount)
-        {
-            return -1;
-        }
-        std::string lText(lCount + 2, '\0');
-        int const lRead = mFile.read(&lText[0], lCount);
-        if (lRead < 0)
-        {
-            return lRead;
-        }
-        std::string lUtf8(3 * lText.size(), '\0');
-        unsigned int const lRoom = static_cast<unsigned int>(lUtf8.size());
-        unsigned int lSize = 0;
-        if (mTextType == FILE_TEXT_SJIS)
-        {
-            lSize = convertStrFromSjisToUtf8(&lUtf8[0], lRoom, lText.c_str());
-        }
-        else if (mTextType == FILE_TEXT_UTF8)
-        {
-            lUtf8 = lText.c_str() + (lText.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0);
-            lSize = static_cast<unsigned int>(lUtf8.size()) + 1;
-        }
-        else
-        {
-            std::vector<unsigned short> lUnits;
-            for (unsigned int lIndex = 0; lIndex < lCount; lIndex += 2)
-            {
-                auto const* lpBytes = reinterpret_cast<unsigned char const*>(&lText[lIndex]);
-                lUnits.push_back(lIndex + 1 < lCount ? unit(lpBytes) : lpBytes[0]);
-            }
-            lUnits.push_back(0);
-            lSize = convertStrFromUtf16ToUtf8(&lUtf8[0], lRoom, lUnits.data());
-        }
-        if (lSize == STR_ERROR ||
-            (nDstSize != 0 && (nDstSize < nOffset + lSize ||
-                               copyStrBase<char>(npDst + nOffset, nDstSize, lUtf8.c_str(), STR_ALL, 1) == STR_ERROR)))
-        {
-            return -1;
-        }
-        nOutSize = lSize;
-        return lRead;
-    }
-
-    int readLine(char* npDst, unsigned int nDstSize, unsigned int& nOutSize)
-    {
-        long long const lStart = mFile.position();
-        if (nDstSize >= 5120)
-        {
-            return -1;
-        }
-        long long const lAvailable = mFile.availableSize();
-        if (lAvailable <= 0)
-        {
-            return lAvailable == 0 ? -3 : -1;
-        }
-        unsigned int lTextSize = 0;
-        unsigned int lEolSize = 0;
-        if (findNextLineSize(lTextSize, lEolSize) == -1)
-        {
-            return -1;
-        }
-        mFile.seek(lStart, FILE_SEEK_BEGIN);
-        int lResult = 0;
-        unsigned int lSize = 1;
-        if (lTextSize == 0)
-        {
-            *npDst = 0;
-        }
-        else if ((lResult = readText(npDst, nDstSize, lTextSize, 0, lSize)) < 0)
-        {
-            return lResult;
-        }
-        mFile.seek(nDstSize != 0 ? lStart + lTextSize + lEolSize : lStart, FILE_SEEK_BEGIN);
-        nOutSize = lSize;
-        return lResult;
-    }
-
-    long long seekKey(std::string const& nKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode)
-    {
-        long long const lOld = mFile.position();
-        if (nStart != ~1ULL && mFile.seek(static_cast<long long>(nStart), FILE_SEEK_BEGIN) == -1)
-        {
-            return -1;
-        }
-        unsigned long long const lLimit = std::min(nMaxBytes, static_cast<unsigned long long>(mFile.availableSize()));
-        std::size_t lMatched = 0;
-        for (unsigned long long lCount = 0; lCount < lLimit; ++lCount)
-        {
-            char lByte = 0;
-            mFile.read(&lByte, 1);
-            lMatched = lByte == nKey[lMatched] ? lMatched + 1 : 0;
-            if (lMatched == nKey.size())
-            {
-                return mFile.seek(nMode == 1 ? 0 : -static_cast<long long>(nKey.size()), FILE_SEEK_CURRENT);
-            }
-        }
-        mFile.seek(lOld, FILE_SEEK_BEGIN);
-        return -2;
-    }
-
-private:
-    File& mFile;
-    int const mTextType;
 };
 
 /// Random bytes with everything that decides about lines and characters in them.
@@ -291,64 +104,28 @@ private:
 };
 
 /// One random call of both, for which results, destination and position must agree.
-void compareOneCall(RandomText& nRandom, File& nFile, File& nPlainFile, int nTextType)
+void compareOneCall(RandomText& nRandom, File& nFile, PlainFile& nPlainFile, int nTextType)
 {
-    static char sOurs[6000];
-    static char sTheirs[6000];
-    std::memset(sOurs, '#', sizeof(sOurs));
-    std::memset(sTheirs, '#', sizeof(sTheirs));
-    PlainReader lPlain(nPlainFile, nTextType);
+    static constexpr unsigned int KINDS[] = {TextCall::READ_TEXT,           TextCall::READ_TEXT,
+                                             TextCall::FIND_NEXT_LINE_SIZE, TextCall::SEEK_KEY,
+                                             TextCall::NEXT_EOL_SIZE,       TextCall::READ};
     unsigned int const lSizes[] = {0, 5119, 5120, nRandom.below(64), 5119, 5119};
-    unsigned int const lDstSize = lSizes[nRandom.below(6)];
-    unsigned int lOut[4] = {7, 7, 7, 7};
-    long long lResult = 0;
-    long long lExpected = 0;
-    unsigned int const lCall = nRandom.below(16);
-    if (lCall < 10)
+    std::string const lKeys[] = {"aa", "az", "\n", std::string("\0a", 2), "\x82\xA0", "zx", "ax", ""};
+    TextCall lCall;
+    unsigned int const lKind = nRandom.below(16);
+    if (lKind >= 10)
     {
-        lResult = nFile.readLine(sOurs, lDstSize, &lOut[0]);
-        lExpected = lPlain.readLine(sTheirs, lDstSize, lOut[2]);
+        lCall.mKind = KINDS[lKind - 10];
     }
-    else if (lCall == 10)
-    {
-        lResult = nFile.findNextLineSize(0, &lOut[0], &lOut[1]);
-        lExpected = lPlain.findNextLineSize(lOut[2], lOut[3]);
-        if (lResult == 0 && nTextType == FILE_TEXT_SJIS && nRandom.below(2) == 0)
-        {
-            EXPECT_EQ(-3, nFile.readLine(sOurs, 5, nullptr)); // also one past the end
-        }
-    }
-    else if (lCall < 13)
-    {
-        unsigned int const lOffset = nRandom.below(9);
-        unsigned int const lBytes = nRandom.below(lCall == 11 ? 16 : 5200);
-        lResult = nFile.readText(sOurs, lDstSize, lBytes, lOffset, &lOut[0]);
-        lExpected = lPlain.readText(sTheirs, lDstSize, lBytes, lOffset, lOut[2]);
-    }
-    else if (lCall < 15)
-    {
-        std::string const lKeys[] = {"aa", "az", "\n", std::string("\0a", 2), "\x82\xA0", "zx", "ax"};
-        std::string const lKey = lKeys[nRandom.below(7)];
-        unsigned long long const lStart = nRandom.below(2) == 0 ? ~1ULL : nRandom.below(300);
-        unsigned long long const lMax = nRandom.below(2) == 0 ? ~0ULL : nRandom.below(50);
-        int const lMode = static_cast<int>(nRandom.below(2));
-        lResult = nFile.seekKey(reinterpret_cast<unsigned char const*>(lKey.data()),
-                                static_cast<unsigned int>(lKey.size()), lStart, lMax, lMode);
-        lExpected = lPlain.seekKey(lKey, lStart, lMax, lMode);
-    }
-    else
-    {
-        char lByte = 0;
-        EXPECT_EQ(nPlainFile.read(&lByte, 1), nFile.read(&lByte, 1)); // the descriptor stands where we do
-    }
-    ASSERT_EQ(lExpected, lResult) << "call " << lCall << ", capacity " << lDstSize;
-    ASSERT_EQ(lOut[2], lOut[0]);
-    ASSERT_EQ(lOut[3], lOut[1]);
-    ASSERT_EQ(0, std::memcmp(sTheirs, sOurs, sizeof(sOurs))) << "call " << lCall << ", capacity " << lDstSize;
-    if (nRandom.below(3) == 0)
-    {
-        ASSERT_EQ(nPlainFile.position(), nFile.position()) << "call " << lCall;
-    }
+    lCall.mDstSize = lSizes[nRandom.below(6)];
+    lCall.mSrcBytes = nRandom.below(lKind == 10 ? 16 : 5200);
+    lCall.mOffset = nRandom.below(9);
+    lCall.mKey = lKeys[nRandom.below(8)];
+    lCall.mStart = nRandom.below(2) == 0 ? ~1ULL : nRandom.below(300);
+    lCall.mMaxBytes = nRandom.below(2) == 0 ? ~0ULL : nRandom.below(50);
+    lCall.mMode = static_cast<int>(nRandom.below(2));
+    ASSERT_EQ(outcomeOf(lCall, PlainReader(nPlainFile, nTextType), nPlainFile),
+              outcomeOf(lCall, RealReader{nFile}, nFile));
 }
 
 TEST_F(FileTextTest, AgreesWithThePlainReaderInEveryEncoding)
@@ -358,10 +135,10 @@ TEST_F(FileTextTest, AgreesWithThePlainReaderInEveryEncoding)
     {
         int const lTextType = static_cast<int>(lSeed % 4);
         RandomText lRandom(lSeed);
-        store(lRandom.make(lTextType));
+        PlainFile lPlain{lRandom.make(lTextType), 0};
+        store(lPlain.mBytes);
         File lFile(mPath.c_str(), lTextType);
-        File lPlain(mPath.c_str(), lTextType);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lPlain.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
         File const lCopy = lSeed % 10 == 9 ? lFile : File("", 0); // a shared descriptor is never ahead
         for (unsigned int lCalls = 0; lCalls < 30; ++lCalls)
         {
@@ -514,16 +291,127 @@ TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
     EXPECT_EQ(1U, lLog.count("ERR: in findNextLineSize func file is not opened"));
     EXPECT_EQ(-1, lFile.readLine(lLine, sizeof(lLine), nullptr));
     EXPECT_EQ(0, lFile.nextEOLSize());
+}
+
+/// All lines and a key, while the n-th call of one entry fails, for each n.
+template <auto ENTRY>
+void readWhileOneCallFails(std::string const& nPath, std::string const& nContent)
+{
+    bool lFired = true;
+    for (int lNth = 1; lFired; ++lNth)
+    {
+        File lFile(nPath.c_str(), FILE_TEXT_UTF8);
+        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+        FailNth<ENTRY> const lFault(lNth, EIO);
+        std::string lRead;
+        char lLine[5119];
+        long long lStart = 0;
+        int lResult = 0;
+        unsigned int lFailures = 0;
+        while ((lResult = lFile.readLine(lLine, sizeof(lLine), nullptr)) != FILE_READ_END && lFailures < 3)
+        {
+            if (lResult == FILE_READ_ERROR) // again from where it began
+            {
+                ++lFailures;
+                lFile.seek(lStart, FILE_SEEK_BEGIN);
+                continue;
+            }
+            lRead += lLine + std::string("\n");
+            lStart += lResult + 1;
+            EXPECT_EQ(lStart, lFile.position());
+        }
+        EXPECT_TRUE(lRead == nContent) << "call " << lNth;
+        long long const lKey = lFile.seekKey("the key", 0, ~0ULL, 0);
+        long long const lExpected = static_cast<long long>(nContent.find("the key"));
+        long long const lPosition = std::max(lFile.position(), lFile.position()); // one of them may fail
+        EXPECT_EQ(lKey == -1 ? lStart : lExpected, lPosition) << "call " << lNth; // there, or where it was
+        lFired = lFault.fired();
+        EXPECT_TRUE(lFired || (lKey == lExpected && lFailures == 0));
+    }
+}
+
+TEST_F(FileTextTest, NothingIsLostWhereACallFails)
+{
+    using internal::SystemCalls;
+    QuietLog const lQuiet;
+    Bytes lContent;
+    while (lContent.size() < 40000)
+    {
+        lContent += Bytes(lContent.size() % 4000, 'x') + "\n\xE3\x81\x82\n";
+    }
+    lContent += "the key\n";
+    store(lContent);
+    readWhileOneCallFails<&SystemCalls::mRead>(mPath, lContent);
+    readWhileOneCallFails<&SystemCalls::mLseek>(mPath, lContent);
+    readWhileOneCallFails<&SystemCalls::mFstat>(mPath, lContent);
+
+    store("abc\x81"); // the trail byte is missing: past the end
+    File lFile(mPath.c_str(), FILE_TEXT_SJIS);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     {
-        FailNth<&SystemCalls::mLseek> lFault(1, EIO);
-        EXPECT_EQ(-1, lFile.readLine(lLine, sizeof(lLine), nullptr));
+        FailNth<&SystemCalls::mLseek> const lFault(4, EIO); // the seek past the end
+        EXPECT_EQ(-1, lFile.findNextLineSize(0, nullptr, nullptr));
+        EXPECT_TRUE(lFault.fired());
     }
+    EXPECT_EQ(0, lFile.nextEOLSize());
+    EXPECT_EQ(FILE_NOT_FOUND, lFile.seekKey("c", ~1ULL, ~0ULL, 0));
+    EXPECT_EQ(4, lFile.position());
+}
+
+TEST_F(FileTextTest, AFailedWriteLeavesWhatWasWritten)
+{
+    using internal::SystemCalls;
+    struct Row
     {
-        FailNth<&SystemCalls::mFstat> lFault(1, EIO);
-        EXPECT_EQ(-1, lFile.readLine(lLine, sizeof(lLine), nullptr));
+        int mFailing;  // call
+        bool mIsShort; // that call takes one byte, and does not fail
+        unsigned int mResult;
+        Bytes mContent;
+    };
+    Row const lRows[] = {
+        {1, false, FILE_ERROR, "line\nold\n"},
+        {2, false, FILE_ERROR, "line\nnew\n"}, // the text without its line end
+        {1, true, 2, "line\nn\nd\n"},
+    };
+    static int sCalls;
+    static Row const* spRow;
+    for (Row const& lRow : lRows)
+    {
+        store("line\nold\n");
+        File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+        char lLine[16];
+        EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr)); // reads ahead
+        LogCapture const lLog;
+        sCalls = 0;
+        spRow = &lRow;
+        {
+            Replaced lWrite(&SystemCalls::mWrite,
+                            [](int nDescriptor, void const* npBytes, std::size_t nSize) -> ssize_t
+                            {
+                                bool const lIsHit = ++sCalls == spRow->mFailing;
+                                errno = ENOSPC;
+                                return lIsHit && !spRow->mIsShort ? -1
+                                                                  : ::write(nDescriptor, npBytes, lIsHit ? 1 : nSize);
+                            });
+            EXPECT_EQ(lRow.mResult, lFile.writeLine("new"));
+        }
+        EXPECT_EQ(lRow.mContent, stored());
+        std::vector<std::string> const lMessages = {"<UTIL> ERR: WriteFile Failed. errno[28]",
+                                                    "<UTIL> ERR: writeFile Failed. Path:" + mPath};
+        EXPECT_EQ(lRow.mIsShort ? std::vector<std::string>{} : lMessages, lLog.lines());
+        // The object stays usable, and where the descriptor cannot be moved nothing is written.
+        ASSERT_EQ(0, lFile.seek(0, FILE_SEEK_BEGIN));
+        EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr));
+        {
+            FailNth<&SystemCalls::mLseek> const lFault(1, EIO);
+            EXPECT_EQ(FILE_ERROR, lFile.writeText("x", 5119, 0));
+            EXPECT_TRUE(lFault.fired());
+        }
+        EXPECT_EQ(lRow.mContent, stored());
+        EXPECT_EQ(4U, lFile.writeText("next", 5119, 0));
+        EXPECT_EQ("line\nnext", stored().substr(0, 9));
     }
-    EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr)); // nothing was lost
 }
 
 TEST_F(FileTextTest, TheLogWritesToACallersFile)

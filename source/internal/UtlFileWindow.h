@@ -8,15 +8,16 @@ namespace utl::internal
 {
 
 /// The text functions keep bytes of the file here, and room for one conversion. The descriptor stands behind the last
-/// of the bytes. While mIsAhead, that is elsewhere than the caller believes, and File::settle() brings it back. It may
-/// be ahead only between two calls on one object whose descriptor no copy shares (a count of 1).
+/// of the bytes, mostly ahead of where the caller believes; File::settle() brings it back. Between two calls only an
+/// object whose descriptor no copy shares (a count of 1) has one.
 struct FileWindow
 {
     static constexpr unsigned int CAPACITY = 16384;
     static constexpr unsigned int SLACK = 8; // zeros behind the last byte: a cut-off character ends in them
 
-    bool mIsAhead = false;
-    long long mPosition = 0; // where the caller stands, while ahead
+    long long end() const { return mStart + mSize; }
+
+    long long mPosition = 0; // where the caller stands
     long long mStart = 0;    // where the first byte stands in the file
     unsigned int mSize = 0;
     unsigned char mBytes[CAPACITY + SLACK];

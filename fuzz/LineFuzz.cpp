@@ -1,0 +1,99 @@
+// Arbitrary bytes as a text file: the text functions against the slow and obvious reader of the tests, after the same
+// calls with the same results, destinations and positions. Short reads, so that a few bytes are many pieces read ahead.
+//
+// The input: text type, bytes given by a read (0: all; more with a long run in front), length of a run of 'x' in front,
+// number of calls of four bytes, the calls, the file.
+#include "UtlApplog.h"
+#include "internal/UtlSystemCalls.h"
+#include "support/PlainTextReader.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace utl;
+using namespace utl::test;
+
+namespace
+{
+
+std::size_t gReadMax = 0; // 0 for no limit
+
+ssize_t readSome(int nDescriptor, void* npBuffer, std::size_t nSize)
+{
+    return ::read(nDescriptor, npBuffer, gReadMax == 0 ? nSize : std::min(nSize, gReadMax));
+}
+
+/// A file in memory with a path.
+int memoryFile()
+{
+    static int const sFile = []
+    {
+        internal::gSystem.mRead.exchange(&readSome);
+        setAllFilterLevel(0);
+        return ::memfd_create("text", 0);
+    }();
+    return sFile;
+}
+
+TextCall callOf(std::uint8_t const* npBytes, std::string const& nContent)
+{
+    unsigned int const lFirst = npBytes[1];
+    unsigned int const lSecond = npBytes[2];
+    unsigned int const lThird = npBytes[3];
+    unsigned int const lSizes[] = {5119, 0, 5120, lFirst, lFirst * 25, 16000, 300, 400};
+    TextCall lCall;
+    lCall.mKind = npBytes[0] % 16 < TextCall::KINDS ? npBytes[0] % 16 : TextCall::READ_LINE;
+    lCall.mDstSize = lSizes[npBytes[0] >> 4 & 7];
+    lCall.mSrcBytes = (npBytes[0] & 0x80) != 0 ? lSecond * 21 : lSecond;
+    lCall.mOffset = lThird;
+    lCall.mKey = nContent.substr(std::min<std::size_t>(lFirst, nContent.size()), lSecond % 8);
+    lCall.mStart = (lThird & 1) != 0 ? ~1ULL : lThird == 254 ? ~0ULL : lThird;
+    lCall.mMaxBytes = (lThird & 2) != 0 ? ~0ULL : lSecond;
+    lCall.mMode = (lThird & 4) != 0 ? 1 : 0;
+    return lCall;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nSize)
+{
+    if (nSize < 4)
+    {
+        return 0;
+    }
+    int const lTextType = npData[0] % 4;
+    gReadMax = npData[1] == 0 ? 0 : npData[1] + (npData[2] < 192 ? 0 : 1000U);
+    std::size_t const lCalls = std::min<std::size_t>(npData[3] % 32, (nSize - 4) / 4);
+    std::uint8_t const* const lpCalls = npData + 4;
+    std::string lContent(npData[2] < 192 ? npData[2] : (npData[2] - 190U) * 160, 'x'); // seldom long lines
+    lContent.append(reinterpret_cast<char const*>(lpCalls + 4 * lCalls), nSize - 4 - 4 * lCalls);
+    int const lDescriptor = memoryFile();
+    if (::ftruncate(lDescriptor, 0) != 0 ||
+        ::pwrite(lDescriptor, lContent.data(), lContent.size(), 0) != static_cast<ssize_t>(lContent.size()))
+    {
+        std::abort();
+    }
+    std::string const lPath = "/proc/self/fd/" + std::to_string(lDescriptor);
+    File lFile(lPath.c_str(), lTextType);
+    PlainFile lPlain{lContent, 0};
+    if (!lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ))
+    {
+        std::abort();
+    }
+    for (std::size_t lIndex = 0; lIndex < lCalls; ++lIndex)
+    {
+        TextCall const lCall = callOf(lpCalls + 4 * lIndex, lContent);
+        std::string const lExpected = outcomeOf(lCall, PlainReader(lPlain, lTextType), lPlain);
+        std::string const lOutcome = outcomeOf(lCall, RealReader{lFile}, lFile);
+        if (lOutcome != lExpected)
+        {
+            std::fprintf(stderr, "type %d, call %zu\n%s\n%s\n", lTextType, lIndex, lExpected.c_str(), lOutcome.c_str());
+            std::abort();
+        }
+    }
+    return 0;
+}

@@ -37,7 +37,8 @@ public:
 /// Signals:   no, but for hasRequestedStop() and getId().
 /// Forks:     a running thread is not in the child, where whoever waits for its end waits for ever, the destructor too.
 ///            One that was not started can be started there.
-/// Blocking:  start() and stop() for each other; start(), stop() and waitTo() for the thread, as told.
+/// Blocking:  start() and stop() for each other; start(), stop() and waitTo() for the thread, as told; what asks the
+///            registry for its lock.
 /// Locks:     mSyncObject serialises start and stop; it is not held while stop waits.
 /// Registry:  the entry stays behind after the end, until leaveManagement().
 class UTL_API Thread

@@ -28,8 +28,9 @@ class WatchdogTimerListener;
 /// Signals:   no, but for getCallerId() and getIfCreated().
 /// Forks:     the child has the entries, not the threads: these count as active for ever, the watchdog stands still,
 ///            and destroy() waits for ever. The thread that forked has a new id, which is not registered.
-/// Blocking:  everything here for the lock below, and so for a thread that starts; destroy(), entry() and waitToStop()
-///            for a thread.
+/// Blocking:  for the lock below, and so for a thread that starts, or for the watchdog's alone (reports and most
+///            operations of the watchdog); the first get(), entry(), destroy(), waitToStop() and
+///            setWatchdogWatchInterval() for a thread. getCallerId() and getIfCreated() never.
 /// Locks:     mEntrySyncObject, before the instantiation lock and before the watchdog's lock. It is held while
 ///            a new thread starts, so that everything else here waits for that.
 /// Reports:   each blocking system call stands between two keep-alive reports.

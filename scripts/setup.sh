@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf, fuzz) or of demo, package or
-# coverage, with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
+# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf, fuzz) or of demo, package,
+# coverage or reference, with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
 set -eu
 
 say() { echo "setup: $*"; }
@@ -18,7 +18,7 @@ lWanted="cmake ninja-build g++"
 for lPreset in "$@"; do
     case $lPreset in
     demo) ;;
-    reference) lWanted="doxygen" ;;
+    reference) lWanted="$lWanted doxygen" ;;
     dev | asan | tsan) lWanted="$lWanted pkg-config libgtest-dev" ;;
     release) lWanted="$lWanted pkg-config libgtest-dev libbenchmark-dev" ;;
     clang) lWanted="$lWanted pkg-config libgtest-dev clang libclang-rt-14-dev" ;;
@@ -34,7 +34,8 @@ for lPreset in "$@"; do
         lWanted="$lWanted libc6-dev-armhf-cross qemu-user-static"
         ;;
     *)
-        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, fuzz, demo, package and coverage" >&2
+        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, fuzz, demo, package, coverage and" \
+            "reference" >&2
         exit 2
         ;;
     esac

@@ -4,52 +4,12 @@
 
 #include "DemoMsg.h"
 #include "Interruption.h"
+#include "LineSource.h"
 
 #include <UtlMsgDrivenThread.h>
 
 namespace demo
 {
-
-/// How a step of reading ended, and in the end the whole.
-enum ReadResult
-{
-    READ_LINE,        ///< A line is there.
-    READ_END,         ///< There are no more.
-    READ_TOO_LONG,    ///< The next one does not fit a message.
-    READ_FAILED,      ///< The system refused; LineSource::errorText() tells why.
-    READ_INTERRUPTED, ///< A signal came.
-    READ_WORKER_GONE  ///< Nobody takes lines any more.
-};
-
-/// A text as a sequence of lines. One thread.
-class LineSource
-{
-public:
-    LineSource() = default;
-    ~LineSource();
-    LineSource(LineSource const&) = delete;
-    LineSource& operator=(LineSource const&) = delete;
-
-    /// npPath: a file's path, or "-" for standard input. Result: false where it cannot be opened, see errorText().
-    bool open(char const* npPath);
-
-    /// Gets the next line, of any bytes, with its line feed. Blocking: until there is one, or a signal.
-    ReadResult next(LineMsg* npLine, Interruption const& nInterruption);
-
-    /// The reason of the last failure.
-    char const* errorText() const;
-
-private:
-    void take(LineMsg* npLine, unsigned int nSize);
-    ReadResult fill(Interruption const& nInterruption);
-
-    int mFd = -1;
-    bool mIsOwner = false;
-    int mErrno = 0;
-    char mBuffer[16 * MAX_LINE_BYTES];
-    unsigned int mStart = 0; // of what next() has not given yet
-    unsigned int mEnd = 0;
-};
 
 /// What the reader itself knows of the text; the collector's totals have to say the same.
 struct Account

@@ -10,6 +10,9 @@ lScratch=$(mktemp -d)
 lPid=
 trap 'rm -rf "$lScratch"; [ -z "$lPid" ] || kill -9 "$lPid" 2>/dev/null' EXIT
 cd "$lScratch" || exit 1
+lSjisSample=${lSample%.txt}.sjis.txt
+# What the program's own sample says: the other one without the lines that Shift-JIS cannot hold.
+grep -vF -e 🌠 -e 𠮷 -e é "$lSample" >ownText
 
 failed() {
     echo "$lCheck: $*"
@@ -52,19 +55,33 @@ countsAsWc() {
 # stalled: the watchdog missed the worker, and told whom and where.
 stalled() {
     says out 'ThreadWatchdog Timeout ID:[0-9]* Name:Worker'
-    says out '^utlDemo: thread "Worker" hangs, .* stall() at .*Worker.cpp:[0-9]'
+    says out ' utlDemo: DTL: thread "Worker" hangs, .* stall() at .*Worker.cpp:[0-9]'
 }
 
-# takes FILE PROGRAM...: the whole of a readable file, by name and on standard input.
+# takes FILE TEXT PROGRAM...: the whole of a readable file, by name and on standard input. TEXT is the same as UTF-8.
 takes() {
     lFile=$1
-    shift
+    lText=$2
+    shift 2
     "$@" "$lFile" >out 2>err
     gave $? 0
-    countsAsWc "$lFile"
+    countsAsWc "$lText"
     "$@" - <"$lFile" >out 2>err
     gave $? 0
-    countsAsWc "$lFile"
+    countsAsWc "$lText"
+}
+
+# stopsAt FILE LINES MESSAGE PROGRAM...: reports what comes before the line that cannot be read.
+stopsAt() {
+    lLines=$2
+    lMessage="$1, line $((lLines + 1)): $3"
+    lFile=$1
+    shift 3
+    "$@" "$lFile" >out 2>err
+    gave $? 1
+    says err "^utlDemo: $lMessage"
+    counted lines "$lLines"
+    worked
 }
 
 # refuses MESSAGE PROGRAM...: nothing to read, so no thread is started.
@@ -103,17 +120,39 @@ case $lCheck in
 sample)
     "$@" >out 2>err
     gave $? 0
-    countsAsWc "$lSample"
+    countsAsWc ownText
     counted 'malformed lines' 0
     ! grep -q "$(printf '\033')" out || failed "progress, but no terminal"
-    takes "$lSample" "$@"
+    takes "$lSample" "$lSample" "$@"
+    takes "$lSjisSample" ownText "$@" --encoding sjis
+    ;;
+encodings) # more than the pieces in which a stream is read; with a mark, with CR, without a last line feed
+    for _ in $(seq 30); do
+        cat ownText >&3
+        cat "$lSjisSample" >&4
+    done 3>text 4>sjis
+    for lFile in text sjis; do printf 'CR\rLF\r\n\r\nend' >>$lFile; done
+    takes text text "$@" --encoding utf-8
+    takes sjis text "$@" --encoding sjis
+    for lOrder in 'be \376\377' 'le \377\376'; do
+        lEncoding=utf-16${lOrder% *}
+        iconv -f UTF-8 -t "$lEncoding" text >plain
+        takes plain text "$@" --encoding "$lEncoding"
+        # shellcheck disable=SC2059 # a mark
+        { printf "${lOrder#* }" && cat plain; } >marked
+        takes marked text "$@" --encoding "$lEncoding"
+        head -c 2 marked >empty
+        takes empty /dev/null "$@" --encoding "$lEncoding"
+    done
+    "$@" --encoding utf-16le --word '水' plain >out 2>err
+    says out "^  word  *$(grep -c 水 text)  lines"
     ;;
 flood) # far more than the queues hold, in lines of all lengths up to the longest
     awk 'BEGIN { for (i = 0; i < 12; i++) s = s "流れる水 water "
                  for (i = 0; i < 6000; i++) print substr(s, 1, i % 90)
                  for (i = 0; i < 4095; i++) printf "x"
                  print "" }' | LC_ALL=C.UTF-8 iconv -c -f UTF-8 -t UTF-8 >text
-    takes text "$@"
+    takes text text "$@"
     counted 'longest line' '4095  characters, 4096 bytes, line 6001'
     ! grep -q 'queue was full * 0 ' out || failed "no post was ever refused"
     # Texts that end just when the queue is full: also the last messages have to wait for room.
@@ -125,21 +164,34 @@ flood) # far more than the queues hold, in lines of all lengths up to the longes
     ;;
 empty)
     : >text
-    takes text "$@"
+    takes text text "$@"
     counted lines 0
     ;;
 malformed) # a lone tail, a cut-off character, an overlong one, bytes that never occur; also NUL, CR and no last line feed
     printf 'a\200b\nc\343\201\n\300\257 \377\n\000 nul\r\n\357\273\277mark\nend\343\202' >text
-    takes text "$@"
+    takes text text "$@"
     counted 'malformed lines' '4  the first is line 1'
+    says err '^utlDemo: standard input, line 1: malformed, and so are 3 more lines'
+    # No character, a code without one, half of one, a NUL, a mark of the other order: a line without UTF-8 ends the text.
+    for lBytes in '\200\n' 'a\201\255\n' '\203' 'a\000b\n'; do
+        # shellcheck disable=SC2059
+        printf "one\n\n$lBytes" >text
+        stopsAt text 2 malformed "$@" --encoding sjis
+    done
+    for lBytes in 'a' '\377\376\n\000' 'a\000\000\000b\000\n\000'; do
+        # shellcheck disable=SC2059
+        printf "1\000\n\000\n\000$lBytes" >text
+        stopsAt text 2 malformed "$@" --encoding utf-16le
+    done
     ;;
 tooLong)
-    { printf 'one\ntwo\n'; head -c 4096 /dev/zero | tr '\0' x; printf '\nfour\n'; } >text
-    "$@" text >out 2>err
-    gave $? 1
-    says err '^utlDemo: text, line 3: too long for a message, which holds 4096 bytes$'
-    counted lines 2
-    worked
+    xs() { head -c "$1" /dev/zero | tr '\0' "$2"; }
+    { printf 'one\ntwo\n' && xs 4096 x && printf '\nfour\n'; } >text
+    stopsAt text 2 'too long for a message, which holds 4096 bytes$' "$@"
+    { printf 'one\n' && xs 1366 '\261'; } >text # half-width kana, three bytes each
+    stopsAt text 1 'too long for a message' "$@" --encoding sjis
+    xs 5120 x >text
+    stopsAt text 0 'too long to be converted, which takes at most 5119 bytes$' "$@" --encoding utf-16be
     ;;
 word) # once where it is often in a line, across the bytes of other characters, beside NULs and malformed bytes
     awk 'BEGIN { for (i = 0; i < 3000; i++) print i % 7 ? "流れる水 " i : "水 water water" }' >text
@@ -172,17 +224,54 @@ stall) # and the worker comes back, so that nothing is lost
     lExpected=$lStallErrors
     "$@" --stall >out 2>err
     gave $? 0
-    countsAsWc "$lSample"
+    countsAsWc ownText
     stalled
     says out '^  0 lines, 0 bytes so far$'
     says out 'INF: ThreadWatchdog Timeout->Alive ID:[0-9]* Name:Worker'
     says out ' Worker .* 500, .*, ALIVE *, *[1-9][0-9]*, ('
+    ;;
+locked)
+    cp "$lSample" text
+    refuses 'text: it is locked by another process$' flock -x text "$@" text
+    refuses 'the log text: it is locked by another process$' flock -s text "$@" --log text
+    takes text text flock -s text "$@"
+    ;;
+log) # what standard output shows; one run after the other; a full file makes room
+    "$@" --log new/folder/log >out 2>err
+    gave $? 0
+    countsAsWc ownText
+    lExpected=$lStallErrors
+    "$@" --stall --log new/folder/log >>out 2>err
+    stalled
+    printf 'one\n\200' | "$@" --encoding sjis --log new/folder/log - >>out 2>err
+    says new/folder/log 'WRN: standard input, line 2: malformed'
+    grep ' utlDemo: ' out | cmp - new/folder/log || failed "standard output and the log differ"
+    head -c 65536 /dev/zero >full
+    for _ in 1 2; do # the second time there is an old one
+        "$@" --log full >out 2>err
+        gave $? 0
+        [ "$(wc -c <full.old)" -eq 65536 ] && [ "$(wc -l <full)" -eq 2 ] || failed "the full log was not put aside"
+        head -c 65536 /dev/zero >full
+    done
+    refuses 'the log \.: Is a directory$' "$@" --log .
+    refuses 'the log new/folder/log/log: Not a directory$' "$@" --log new/folder/log/log
+    ;;
+again) # until the time is over
+    "$@" --for 1 "$lSample" >out 2>err
+    gave $? 0
+    countsAsWc "$lSample"
+    says out '^  passes  *\([2-9]\|[1-9][0-9]\)'
+    "$@" --for 1 - <"$lSample" >out 2>err
+    gave $? 1
+    says err 'cannot read standard input again and again'
     ;;
 missing) refuses 'nowhere/text: No such file or directory' "$@" nowhere/text ;;
 unreadable)
     ln -s loop loop
     refuses 'loop: Too many levels of symbolic links' "$@" loop
     refuses 'standard input: Bad file descriptor' "$@" - <&-
+    "$@" "$lSample" >out 2>err <&- # the file must not take its place
+    gave $? 0
     : >secret
     chmod 0 secret
     [ -r secret ] || refuses 'secret: Permission denied' "$@" secret # root may read everything
@@ -195,7 +284,7 @@ directory)
     worked
     ;;
 usage)
-    for lArguments in --nonsense --word 'a --word' 'a b' '--stall a b'; do
+    for lArguments in --nonsense --word 'a --word' 'a b' '--stall a b' --log '--encoding utf-8' '--encoding x a' '--for 0' '--for 1x'; do
         # shellcheck disable=SC2086 # several words
         "$@" $lArguments >out 2>err
         lCode=$?
@@ -223,7 +312,7 @@ interruptedStalling) # the queue is full by then; what is in it is counted, and 
     lExpected=$lStallErrors
     startOnPipe "$@" --stall
     yes 'まだまだ続く' | head -n 2000 >&3
-    until grep -q '^utlDemo: thread' out; do
+    until grep -q ' utlDemo: DTL: thread' out; do
         kill -0 "$lPid" 2>/dev/null || failed "no stall was reported"
         sleep 0.1
     done

@@ -8,6 +8,9 @@
 // finds them full and waits. A timer makes the collector show progress, and a watchdog looks after the worker.
 #include "Collector.h"
 #include "Interruption.h"
+#include "LineSource.h"
+#include "Log.h"
+#include "Options.h"
 #include "Posting.h"
 #include "Reader.h"
 #include "Report.h"
@@ -22,8 +25,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace demo
@@ -43,78 +46,30 @@ constexpr unsigned int WATCH_INTERVAL_MS = 100;
 constexpr unsigned int WORKER_ALIVE_MS = 500; // more than any line takes, less than a stall
 constexpr unsigned int STOP_TIMEOUT_MS = 10000;
 
-struct Options
-{
-    char const* mpPath = UTL_DEMO_SAMPLE; // "-": standard input
-    char const* mpWord = nullptr;         // to look for; null: none
-    bool mIsStallWanted = false;
-    bool mIsHelpWanted = false;
-
-    /// Result: false for arguments that make no sense.
-    bool parse(int nCount, char const* const* npArguments)
-    {
-        int lPaths = 0;
-        for (int lIndex = 1; lIndex < nCount; ++lIndex)
-        {
-            char const* const lpArgument = npArguments[lIndex];
-            bool const lIsOption = lpArgument[0] == '-' && lpArgument[1] != '\0';
-            if (std::strcmp(lpArgument, "--help") == 0 || std::strcmp(lpArgument, "-h") == 0)
-            {
-                mIsHelpWanted = true;
-            }
-            else if (std::strcmp(lpArgument, "--stall") == 0)
-            {
-                mIsStallWanted = true;
-            }
-            else if (std::strcmp(lpArgument, "--word") == 0 && lIndex + 1 < nCount &&
-                     npArguments[lIndex + 1][0] != '\0')
-            {
-                mpWord = npArguments[++lIndex];
-            }
-            else if (lIsOption || ++lPaths > 1)
-            {
-                return false;
-            }
-            else
-            {
-                mpPath = lpArgument;
-            }
-        }
-        return true;
-    }
-};
-
-void printUsage(FILE* npFile)
-{
-    std::fprintf(npFile,
-                 "usage: utlDemo [--word TEXT] [--stall] [FILE]\n"
-                 "Counts a text of UTF-8 with message-driven threads. FILE is a path, or - for standard\n"
-                 "input; without it the program takes its own sample.\n"
-                 "  --word TEXT  counts the lines that hold TEXT\n"
-                 "  --stall      makes a thread hang for %u ms, which the watchdog reports\n",
-                 WorkerListener::STALL_MS);
-}
-
-char const* nameOf(char const* npPath)
-{
-    return std::strcmp(npPath, "-") == 0 ? "standard input" : npPath;
-}
-
 /// Tells of a thread that the watchdog has missed. Runs on the watchdog's thread.
 class WatchdogListener : public utl::WatchdogTimerListener
 {
 public:
+    explicit WatchdogListener(Log& nLog)
+        : mLog(nLog)
+    {
+    }
+
     void onTime(int nId, utl::WatchdogInfoMap const& nInfos) override
     {
         auto const* const lpEntry = nInfos.find(nId);
         if (lpEntry != nullptr)
         {
             utl::WatchdogInfo const& lInfo = lpEntry->mValue;
-            std::printf("utlDemo: thread \"%s\" hangs, it was last seen in %s() at %s:%u\n", lInfo.mName.c_str(),
-                        lInfo.mLastAliveInfo.function(), lInfo.mLastAliveInfo.file(), lInfo.mLastAliveInfo.line());
+            mLog.write(utl::LOG_LEVEL_DETAIL, "thread \"%s\" hangs, it was last seen in %s() at %s:%u",
+                       lInfo.mName.c_str(), lInfo.mLastAliveInfo.function(), lInfo.mLastAliveInfo.file(),
+                       lInfo.mLastAliveInfo.line());
             std::fflush(stdout);
         }
     }
+
+private:
+    Log& mLog;
 };
 
 /// Starts the collector without the watchdog, at normal priority, and waits until it is up. The timer is for the totals
@@ -175,42 +130,78 @@ Report work(Reader& nReader, utl::MsgDrivenThread& nWorker, WorkerListener const
     return lReport;
 }
 
-/// Tells why the text was not read to its end. Result: the exit code for it.
-int explain(Account const& nAccount, char const* npPath, LineSource const& nSource, Interruption const& nInterruption)
+/// Takes a text through the threads: once, or again and again.
+class Run
 {
-    switch (nAccount.mResult)
-    {
-    case READ_TOO_LONG:
-        std::fprintf(stderr, "utlDemo: %s, line %llu: too long for a message, which holds %u bytes\n", nameOf(npPath),
-                     nAccount.mLines + 1, MAX_LINE_BYTES);
-        return EXIT_INPUT;
-    case READ_FAILED:
-        std::fprintf(stderr, "utlDemo: cannot read %s: %s\n", nameOf(npPath), nSource.errorText());
-        return EXIT_INPUT;
-    case READ_INTERRUPTED:
-        std::fprintf(stderr, "utlDemo: interrupted after %llu lines\n", nAccount.mLines);
-        return 128 + nInterruption.signalNumber();
-    case READ_WORKER_GONE:
-        std::fprintf(stderr, "utlDemo: the worker has ended before its time\n");
-        return EXIT_THREADS;
-    default:
-        return EXIT_DONE;
-    }
+public:
+    /// All outlive this object.
+    Run(Options const& nOptions, Log& nLog, Interruption const& nInterruption);
+
+    /// Result: the exit code.
+    int run();
+
+private:
+    int pass();
+    int workThrough(LineSource& nSource);
+    int explain(Account const& nAccount, LineSource const& nSource);
+    void print(Report const& nReport, WordListener const& nWord, JournalListener const& nJournal);
+
+    Options const& mOptions;
+    Log& mLog;
+    Interruption const& mInterruption;
+    utl::TimeCounter mTime;
+    unsigned int mPasses = 0; // before this one
+    bool mIsLast = false;     // this one is
+};
+
+Run::Run(Options const& nOptions, Log& nLog, Interruption const& nInterruption)
+    : mOptions(nOptions),
+      mLog(nLog),
+      mInterruption(nInterruption)
+{
 }
 
-int run(Options const& nOptions, LineSource& nSource, Interruption const& nInterruption)
+int Run::run()
 {
-    bool const lIsTerminal = isatty(STDOUT_FILENO) == 1;
+    mTime.start();
+    int lExitCode = EXIT_DONE;
+    for (; !mIsLast; ++mPasses)
+    {
+        lExitCode = pass();
+        mIsLast = mIsLast || lExitCode != EXIT_DONE;
+    }
+    return lExitCode;
+}
+
+int Run::pass()
+{
+    LineSource lSource(mOptions.mpPath, mOptions.mTextType);
+    if (!lSource.open())
+    {
+        mLog.complain("cannot open %s: %s", mOptions.inputName(), lSource.errorText());
+        return EXIT_INPUT;
+    }
+    if (mOptions.mRepeatMs != 0 && lSource.isStream())
+    {
+        mLog.complain("cannot read %s again and again: it is no regular file", mOptions.inputName());
+        return EXIT_INPUT;
+    }
+    return workThrough(lSource);
+}
+
+int Run::workThrough(LineSource& nSource)
+{
     // Listeners before the threads that call them: what is made first is destroyed last. The journal has to know the
     // thread that it leaves, which is stopped below while both are there.
-    WatchdogListener lWatchdogListener;
-    TotalsListener lTotals(lIsTerminal);
-    WordListener lWord(nOptions.mpWord);
+    WatchdogListener lWatchdogListener(mLog);
+    TotalsListener lTotals(isatty(STDOUT_FILENO) == 1);
+    WordListener lWord(mOptions.mpWord);
     utl::MsgDrivenSharedThread lCollector(COLLECTOR_MSG_BYTES, COLLECTOR_SLOTS, COLLECTOR_LISTENERS, "Collector",
                                           COLLECTOR_TIMERS);
     JournalListener lJournal(lCollector);
-    bool const lHasWord = nOptions.mpWord != nullptr;
-    WorkerListener lWorkerListener(lCollector, lHasWord, nOptions.mIsStallWanted);
+    bool const lHasWord = mOptions.mpWord != nullptr;
+    bool const lIsStalling = mOptions.mIsStallWanted && mPasses % STALL_PASSES == 0;
+    WorkerListener lWorkerListener(lCollector, lHasWord, lIsStalling);
     utl::MsgDrivenThread lWorker(LineMsg::MAX_BYTES, WORKER_SLOTS, "Worker", 0);
 
     int lExitCode = EXIT_DONE;
@@ -218,47 +209,114 @@ int run(Options const& nOptions, LineSource& nSource, Interruption const& nInter
     if (startCollector(lCollector, lTotals, lHasWord ? &lWord : nullptr, lJournal, &lProgressTimerId) &&
         startWorker(lWorker, lWorkerListener, lWatchdogListener))
     {
-        std::printf("utlDemo: reading %s\n", nameOf(nOptions.mpPath));
+        mLog.write(utl::LOG_LEVEL_DETAIL, "reading %s as %s", mOptions.inputName(), mOptions.encodingName());
         std::fflush(stdout);
-        Reader lReader(nSource, nInterruption, lWorker, lCollector);
+        Reader lReader(nSource, mInterruption, lWorker, lCollector);
         Report const lReport = work(lReader, lWorker, lWorkerListener, lCollector);
         lCollector.killTimer(lProgressTimerId, 0); // waits: from here on there is no progress to be shown
-        if (lIsTerminal)
-        {
-            std::printf("\r\033[K"); // over the last of it
-        }
-        lReport.print();
-        if (lReport.mHasTotals)
-        {
-            lWord.print();
-            lJournal.print();
-        }
-        std::fflush(stdout);
-        lExitCode = explain(lReport.mAccount, nOptions.mpPath, nSource, nInterruption);
+        mLog.write(utl::LOG_LEVEL_DETAIL, "%llu lines, %llu bytes in %u ms", lReport.mTotals.mLines,
+                   lReport.mTotals.mBytes, lReport.mElapsedMs);
+        lExitCode = explain(lReport.mAccount, nSource);
         lExitCode = lReport.agrees() ? lExitCode : EXIT_THREADS;
-
-        std::printf("\nThe registry of threads and the watchdog's table, as the log shows them:\n");
-        // A level that goes to standard output, but not to the system log of this machine.
-        utl::ThreadManager::get()->printThreadInfoReg(utl::LOG_LEVEL_DETAIL);
-        utl::ThreadManager::get()->printWatchdogInfo(utl::LOG_LEVEL_DETAIL);
+        // With 0 for the time, the first pass is the last one.
+        mIsLast = lExitCode != EXIT_DONE || mTime.watch() >= mOptions.mRepeatMs;
+        if (mIsLast)
+        {
+            print(lReport, lWord, lJournal);
+        }
     }
     else
     {
-        std::fprintf(stderr, "utlDemo: cannot start the threads\n");
+        mLog.complain("cannot start the threads");
         lExitCode = EXIT_THREADS;
     }
 
     // Who posts ends before who receives, so that nothing is posted to a thread that has ended.
     bool const lIsWorkerStopped = stop(lWorker);
     bool const lIsCollectorStopped = stop(lCollector);
-    utl::ThreadManager::destroy(); // ends the library's own threads, after all of ours
     if (!lIsWorkerStopped || !lIsCollectorStopped)
     {
-        std::fprintf(stderr, "utlDemo: a thread would not stop\n");
+        mLog.complain("a thread would not stop");
         return EXIT_THREADS;
     }
-    std::printf("\nutlDemo: all threads stopped, %s\n", lExitCode == EXIT_DONE ? "done" : "not all is well");
+    if (mIsLast)
+    {
+        std::printf("\nutlDemo: all threads stopped, %s\n", lExitCode == EXIT_DONE ? "done" : "not all is well");
+    }
     return lExitCode;
+}
+
+/// Tells why the text was not read to its end. Result: the exit code for it.
+int Run::explain(Account const& nAccount, LineSource const& nSource)
+{
+    char const* const lpName = mOptions.inputName();
+    unsigned long long const lNextLine = nAccount.mLines + 1;
+    switch (nAccount.mResult)
+    {
+    case READ_TOO_LONG:
+        mLog.complain("%s, line %llu: too long for a message, which holds %u bytes", lpName, lNextLine, MAX_LINE_BYTES);
+        return EXIT_INPUT;
+    case READ_TOO_LONG_TO_CONVERT:
+        mLog.complain("%s, line %llu: too long to be converted, which takes at most %u bytes", lpName, lNextLine,
+                      utl::FILE_TEXT_CHUNK_MAX - 1);
+        return EXIT_INPUT;
+    case READ_MALFORMED:
+        mLog.complain("%s, line %llu: malformed, it is no text in %s", lpName, lNextLine, mOptions.encodingName());
+        return EXIT_INPUT;
+    case READ_FAILED:
+        mLog.complain("cannot read %s: %s", lpName, nSource.errorText());
+        return EXIT_INPUT;
+    case READ_INTERRUPTED:
+        mLog.complain("interrupted after %llu lines", nAccount.mLines);
+        return 128 + mInterruption.signalNumber();
+    case READ_WORKER_GONE:
+        mLog.complain("the worker has ended before its time");
+        return EXIT_THREADS;
+    default:
+        return EXIT_DONE;
+    }
+}
+
+/// While the threads are still there: their tables are part of it.
+void Run::print(Report const& nReport, WordListener const& nWord, JournalListener const& nJournal)
+{
+    if (isatty(STDOUT_FILENO) == 1)
+    {
+        std::printf("\r\033[K"); // over the last of the progress
+    }
+    nReport.print();
+    if (nReport.mHasTotals)
+    {
+        nWord.print();
+        nJournal.print();
+    }
+    if (mOptions.mRepeatMs != 0)
+    {
+        std::printf("  passes                    %12u  in %u ms, this was the last\n", mPasses + 1, mTime.watch());
+    }
+    std::fflush(stdout);
+    if (nReport.mAccount.mResult == READ_END && nReport.mTotals.mMalformedLines > 0)
+    {
+        mLog.complain("%s, line %llu: malformed, and so are %llu more lines; they are counted as they are",
+                      mOptions.inputName(), nReport.mTotals.mFirstMalformed, nReport.mTotals.mMalformedLines - 1);
+    }
+
+    std::printf("\nThe registry of threads and the watchdog's table, as the log shows them:\n");
+    // A level that goes to standard output, but not to the system log of this machine.
+    utl::ThreadManager::get()->printThreadInfoReg(utl::LOG_LEVEL_DETAIL);
+    utl::ThreadManager::get()->printWatchdogInfo(utl::LOG_LEVEL_DETAIL);
+}
+
+/// Holds the numbers of standard streams that were closed for us by what can be neither read nor written. Otherwise the
+/// next file that is opened would get one of them, and a File takes descriptor 0 for none.
+void holdStandardStreams()
+{
+    int lFd;
+    do
+    {
+        lFd = open("/", O_PATH | O_CLOEXEC);
+    } while (lFd >= 0 && lFd <= STDERR_FILENO);
+    close(lFd);
 }
 
 } // namespace
@@ -272,22 +330,31 @@ int main(int nCount, char** npArguments)
     Options lOptions;
     if (!lOptions.parse(nCount, npArguments))
     {
-        printUsage(stderr);
+        Options::printUsage(stderr);
         return EXIT_USAGE;
     }
     if (lOptions.mIsHelpWanted)
     {
-        printUsage(stdout);
+        Options::printUsage(stdout);
         return EXIT_DONE;
     }
 
-    // Large, and one for the whole run.
-    static LineSource lSource;
-    if (!lSource.open(lOptions.mpPath))
+    holdStandardStreams();
+    int lExitCode = EXIT_INPUT;
     {
-        std::fprintf(stderr, "utlDemo: cannot open %s: %s\n", nameOf(lOptions.mpPath), lSource.errorText());
-        return EXIT_INPUT;
+        Log lLog(lOptions.mpLogPath);
+        char const* const lpReason = lLog.open();
+        if (lpReason == nullptr)
+        {
+            Interruption const lInterruption;
+            lExitCode = Run(lOptions, lLog, lInterruption).run();
+        }
+        else
+        {
+            std::fprintf(stderr, "utlDemo: cannot open the log %s: %s\n", lOptions.mpLogPath, lpReason);
+        }
     }
-    Interruption const lInterruption;
-    return run(lOptions, lSource, lInterruption);
+    // Ends the library's own threads, after all of ours, and after the last File, which reports to the watchdog.
+    utl::ThreadManager::destroy();
+    return lExitCode;
 }

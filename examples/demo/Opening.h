@@ -1,0 +1,16 @@
+/// Opening a utl::File, and why it would not open.
+#ifndef DEMO_OPENING_H
+#define DEMO_OPENING_H
+
+#include <UtlFile.h>
+
+namespace demo
+{
+
+/// Opens a file without a line in the log. nOpenMode, nAccessMode: as File::open().
+/// Result: null for success, otherwise the reason, for the user, until the next call.
+char const* openQuietly(utl::File& nFile, int nOpenMode, int nAccessMode);
+
+} // namespace demo
+
+#endif

@@ -1,0 +1,70 @@
+// Files: a diary is written and locked, read back by lines, from Shift-JIS too, and listed.
+#include "UtlFile.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace
+{
+
+// "みさご" and "小屋", once as this source has it, once in Shift-JIS.
+char const* const LINES[] = {"みさご", "小屋"};
+char const SJIS[] = "\x82\xDD\x82\xB3\x82\xB2\r\n\x8F\xAC\x89\xAE";
+
+/// Result: every line is the expected one, and there are no more.
+bool readBack(utl::File& nFile)
+{
+    unsigned int lGood = 0;
+    char lLine[64]; // three bytes for each of the file and one more are always enough
+    while (nFile.readLine(lLine, sizeof lLine, nullptr) >= 0) // 0 is an empty line
+    {
+        std::printf("  %s\n", lLine);
+        lGood += lGood < 2 && std::strcmp(lLine, LINES[lGood]) == 0 ? 1 : 3;
+    }
+    return lGood == 2;
+}
+
+} // namespace
+
+int main()
+{
+    char lFolder[] = "/tmp/utlFilesXXXXXX";
+    if (mkdtemp(lFolder) == nullptr)
+    {
+        return 1;
+    }
+    std::string const lDiaryFolder = std::string(lFolder) + "/diary";
+    bool lIsGood = true;
+
+    // With write access open() makes the file, and the directories that are missing.
+    utl::File lDiary((lDiaryFolder + "/april.txt").c_str(), utl::FILE_TEXT_UTF8);
+    lIsGood = lDiary.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_WRITE) && lIsGood;
+    for (char const* const lpLine : LINES)
+    {
+        lIsGood = lDiary.writeLine(lpLine) == std::strlen(lpLine) + 1 && lIsGood;
+    }
+
+    // A writer has the file to itself, against other processes and other objects alike.
+    utl::File lReader(lDiary.getPath(), utl::FILE_TEXT_UTF8);
+    bool const lIsLocked = !lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ);
+    lDiary.close(); // from here on it is on the medium
+    std::printf("%s: %s while it is written\n", lDiary.getPath(), lIsLocked ? "locked" : "NOT LOCKED");
+    lIsGood = lIsGood && lIsLocked && lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ) && readBack(lReader);
+
+    // Whatever encoding a file has, its lines come out as UTF-8.
+    utl::File lSjis((lDiaryFolder + "/march.txt").c_str(), utl::FILE_TEXT_SJIS);
+    lIsGood = lSjis.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_READ_WRITE) && lIsGood;
+    lIsGood = lSjis.write(SJIS, sizeof SJIS - 1) == sizeof SJIS - 1 && lSjis.seek(0, utl::FILE_SEEK_BEGIN) == 0 &&
+              readBack(lSjis) && lIsGood;
+
+    utl::FileNames lNames(0, 1); // grows
+    unsigned int const lCount = utl::File::children(lDiaryFolder.c_str(), &lNames, utl::FILE_CHILD_FILES, "TXT", 0);
+    std::printf("%u files, %lld bytes\n", lCount, utl::File::size(lDiaryFolder.c_str()));
+    lIsGood = lIsGood && lCount == 2 && utl::File::size(lDiaryFolder.c_str()) == 29;
+
+    lSjis.close(); // what is open is not erased
+    lReader.close();
+    return utl::File::erase(lFolder, 0) && lIsGood ? 0 : 1;
+}

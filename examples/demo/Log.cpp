@@ -63,19 +63,17 @@ void Log::complain(char const* npFormat, ...)
 
 void Log::makeRoomLocked()
 {
+    int lOpenMode = utl::FILE_OPEN_END;
     if (mFile.position() >= MAX_FILE_BYTES)
     {
-        mFile.close(); // an open file is not moved
+        mFile.close();
+        // In place of the one before, which File::move() would leave alone and refuse.
         std::string const lOldPath = std::string(mFile.getPath()) + ".old";
-        if (utl::File::exists(lOldPath.c_str()))
-        {
-            utl::File::erase(lOldPath.c_str(), 1);
-        }
-        mFile.move(lOldPath.c_str());
+        lOpenMode = std::rename(mFile.getPath(), lOldPath.c_str()) == 0 ? lOpenMode : utl::FILE_OPEN_TRUNCATE;
     }
     if (!mFile.isOpened()) // also where somebody had it locked the last time
     {
-        openQuietly(mFile, utl::FILE_OPEN_END, utl::FILE_ACCESS_WRITE);
+        openQuietly(mFile, lOpenMode, utl::FILE_ACCESS_WRITE);
     }
 }
 

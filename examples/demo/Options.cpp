@@ -117,7 +117,7 @@ void Options::printUsage(FILE* npFile)
         "it the program takes its own sample, which is in Shift-JIS.\n"
         "  --encoding NAME  of FILE: sjis, utf-8 (default), utf-16be, utf-16le\n"
         "  --word TEXT      counts the lines that hold TEXT\n"
-        "  --log FILE       appends to FILE what the program logs; a full one goes on as FILE.old\n"
+        "  --log FILE       appends to FILE what the program logs; a full one is put aside as FILE.old\n"
         "  --stall          makes a thread hang for %u ms, which the watchdog reports\n"
         "  --for SECONDS    reads FILE again and again for so long, and reports the last time; with --stall\n"
         "                   the thread hangs in the first pass of every %u\n"

@@ -938,11 +938,9 @@ Race const RACES[] = {
 unsigned int const QUICK_OVERLAPS = 1000;
 unsigned int const QUICK_MESSAGES = 200000;
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point nStart)
+double secondsSince(long long nStartUs)
 {
-    return std::chrono::duration<double>(Clock::now() - nStart).count();
+    return static_cast<double>(test::monotonicUs() - nStartUs) / 1e6;
 }
 
 void printTotals()
@@ -956,12 +954,12 @@ void runRace(Race const& nRace, unsigned long long nOverlaps)
 {
     proof::gCase = nRace.mpName;
     gTotals = Totals();
-    Clock::time_point const lStart = Clock::now();
+    long long const lStartUs = test::monotonicUs();
     for (gRound = 0; gRound * nRace.mOverlaps < nOverlaps; ++gRound)
     {
         nRace.mpRun();
     }
-    std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStart));
+    std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStartUs));
     if (gTotals.mPosted + gTotals.mSync != 0)
     {
         printTotals();
@@ -979,7 +977,7 @@ void runAccount(unsigned long long nMessages)
 {
     proof::gCase = "account";
     gTotals = Totals();
-    Clock::time_point const lStart = Clock::now();
+    long long const lStartUs = test::monotonicUs();
     unsigned int const COUNT = 20000;
     for (gRound = 0; gTotals.mPosted + gTotals.mSync < nMessages; ++gRound)
     {
@@ -987,7 +985,7 @@ void runAccount(unsigned long long nMessages)
         lSubject.mStopAfter = 1 + Random(1).below(2 * COUNT);
         lSubject.run();
     }
-    std::printf("%-20s %8llu stops    %8.1f s", "account", gRound.load(), secondsSince(lStart));
+    std::printf("%-20s %8llu stops    %8.1f s", "account", gRound.load(), secondsSince(lStartUs));
     printTotals();
 }
 

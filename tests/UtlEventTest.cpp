@@ -1,7 +1,6 @@
 #include "UtlEvent.h"
 
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -55,9 +54,9 @@ TEST(Event, HasTheStateOfItsSides)
             EXPECT_EQ(lInitialOn != 0, lEvent.isOn());
             EXPECT_EQ(lInitialOn == 0, lEvent.isOff());
             lEvent.setOff();
-            auto const lStart = std::chrono::steady_clock::now();
+            long long const lStartUs = utl::test::monotonicUs();
             EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(3));
-            EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(3));
+            EXPECT_GE(utl::test::monotonicUs() - lStartUs, 3000);
             EXPECT_EQ(lTwoSided == 1 ? 0 : Event::FAILED, lEvent.waitToOff(0));
             lEvent.setOn();
             EXPECT_FALSE(lEvent.isOff());

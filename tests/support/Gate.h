@@ -3,10 +3,12 @@
 #define UTL_TEST_GATE_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
+#include <ctime>
 #include <mutex>
 #include <thread>
+
+#include <pthread.h>
 
 namespace utl::test
 {
@@ -19,26 +21,52 @@ inline unsigned int longMs()
     return 10000U * static_cast<unsigned int>(lFactor > 0 ? lFactor : 1);
 }
 
+/// The monotonic clock. Not the one of std::chrono, which ends after 68 years of uptime on 32-bit machines.
+inline long long monotonicUs()
+{
+    timespec lNow{};
+    ::clock_gettime(CLOCK_MONOTONIC, &lNow);
+    return lNow.tv_sec * 1000000LL + lNow.tv_nsec / 1000;
+}
+
 /// Opens once and stays open. wait() gives false where the gate stayed shut for longMs().
 class Gate
 {
 public:
+    Gate()
+    {
+        pthread_condattr_t lOnMonotonicClock;
+        pthread_condattr_init(&lOnMonotonicClock);
+        pthread_condattr_setclock(&lOnMonotonicClock, CLOCK_MONOTONIC);
+        pthread_cond_init(&mCondition, &lOnMonotonicClock);
+        pthread_condattr_destroy(&lOnMonotonicClock);
+    }
+    ~Gate() { pthread_cond_destroy(&mCondition); }
+    Gate(Gate const&) = delete;
+    Gate& operator=(Gate const&) = delete;
+
     void open()
     {
         std::lock_guard<std::mutex> lGuard(mMutex);
         mIsOpen = true;
-        mCondition.notify_all();
+        pthread_cond_broadcast(&mCondition);
     }
 
     bool wait()
     {
-        std::unique_lock<std::mutex> lLock(mMutex);
-        return mCondition.wait_for(lLock, std::chrono::milliseconds(longMs()), [this] { return mIsOpen; });
+        timespec lEnd{};
+        ::clock_gettime(CLOCK_MONOTONIC, &lEnd);
+        lEnd.tv_sec += static_cast<time_t>(longMs() / 1000);
+        std::lock_guard<std::mutex> lGuard(mMutex);
+        while (!mIsOpen && pthread_cond_timedwait(&mCondition, mMutex.native_handle(), &lEnd) == 0)
+        {
+        }
+        return mIsOpen;
     }
 
 private:
     std::mutex mMutex;
-    std::condition_variable mCondition;
+    pthread_cond_t mCondition;
     bool mIsOpen = false;
 };
 
@@ -47,10 +75,10 @@ private:
 template <class Condition>
 bool waitUntil(Condition nCondition)
 {
-    auto const lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(longMs());
+    long long const lEndUs = monotonicUs() + longMs() * 1000LL;
     while (!nCondition())
     {
-        if (std::chrono::steady_clock::now() > lEnd)
+        if (monotonicUs() > lEndUs)
         {
             return false;
         }

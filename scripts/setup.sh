@@ -23,6 +23,7 @@ for lPreset in "$@"; do
     release) lWanted="$lWanted pkg-config libgtest-dev libbenchmark-dev" ;;
     clang) lWanted="$lWanted pkg-config libgtest-dev clang libclang-rt-14-dev" ;;
     fuzz) lWanted="$lWanted clang libclang-rt-14-dev" ;;
+    proof) lWanted="$lWanted strace util-linux" ;;
     # The versioned compiler: the package without a version and the multilib packages exclude each other.
     armhf)
         lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"

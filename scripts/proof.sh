@@ -1,0 +1,133 @@
+#!/bin/sh
+# The long form of the proofs:  scripts/proof.sh [MINUTES]
+#   Races by the hundred thousand at full speed and under the race checks; ten million messages on 32-bit ARM and a
+#   million under the race checks, each accounted for; every test that keeps time, and the races, across an uptime of
+#   2^31 ms, 2^32 ms and 2^31 s; waits and timers under a wall clock that steps by years.
+# MINUTES, 60 by default, scales the counts; a busy machine takes longer. Needs root for time namespaces.
+set -eu
+
+lMinutes=${1:-60}
+lRoot=$(cd "$(dirname "$0")/.." && pwd)
+cd "$lRoot"
+lOverlaps=$((100000 * lMinutes / 60))
+lMessages=$((10000000 * lMinutes / 60))
+lTimeTests="UtlEventTest UtlThreadTest UtlThreadManagerTest UtlThreadWatchdogTest UtlMsgDrivenThreadTest
+    UtlMsgDrivenThreadTimerTest UtlMsgDrivenSharedThreadTest UtlSharedTimerTest UtlTimeCounterTest"
+lWraps="2147483648 4294967296 2147483648000" # milliseconds of uptime
+
+lStart=$(date +%s)
+lStep=setup
+lWork=$(mktemp -d)
+verdict() {
+    lResult=$?
+    rm -rf "$lWork"
+    echo
+    if [ "$lResult" -eq 0 ]; then
+        echo "proof: PASSED in $(($(date +%s) - lStart)) s"
+    else
+        echo "proof: FAILED at step '$lStep' after $(($(date +%s) - lStart)) s"
+    fi
+}
+trap verdict EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+step() { lStep=$*; echo "== $*"; }
+
+# Runs a program of a build as its test presets do.
+run() {
+    lPreset=$1
+    lProgram=build/$1/$2
+    shift 2
+    case $lPreset in
+    tsan)
+        UTL_TEST_PATIENCE=8 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+            nice setarch "$(uname -m)" -R "$lProgram" "$@"
+        ;;
+    armhf) UTL_TEST_PATIENCE=8 nice qemu-arm-static -L /usr/arm-linux-gnueabihf "$lProgram" "$@" ;;
+    *) UTL_TEST_PATIENCE=4 nice "$lProgram" "$@" ;;
+    esac
+}
+
+# Runs it where the uptime passes $1 ms a moment after its start. The namespace takes whole seconds; we wait for the rest.
+across() {
+    lBegin=$(($1 - $2))
+    shift 2
+    lNow=$(build/release/proof/UtlClockProof uptime)
+    lOffset=$(((lBegin - lNow) / 1000))
+    sleep "$(printf '0.%03d' $((lBegin - lNow - lOffset * 1000)))"
+    lOut=$lWork/across
+    # shellcheck disable=SC2016 # the inner shell's
+    if ! unshare -T --monotonic "$lOffset" --boottime "$lOffset" --fork "$0" --inside "$@" >"$lOut" 2>&1; then
+        cat "$lOut"
+        return 1
+    fi
+}
+
+testNames() { run "$1" "tests/$2" --gtest_list_tests | awk '/^[^ ]/ { lSuite = $1 } /^ / { print lSuite $1 }'; }
+
+if [ "$lMinutes" = --inside ]; then
+    trap - EXIT
+    rm -rf "$lWork"
+    shift
+    run "$@"
+    exit
+fi
+
+scripts/setup.sh release tsan armhf proof
+lJobs=${UTL_JOBS:-$(nproc)}
+for lPreset in release tsan armhf; do
+    step "build $lPreset"
+    cmake --preset $lPreset >/dev/null
+    lTargets="UtlRaceProof UtlClockProof"
+    [ $lPreset = tsan ] || lTargets="$lTargets $lTimeTests"
+    # shellcheck disable=SC2086 # a list of words
+    nice cmake --build --preset $lPreset --parallel "$lJobs" --target $lTargets
+done
+
+for lPreset in release tsan; do
+    step "races, $lPreset"
+    run $lPreset proof/UtlRaceProof all $lOverlaps
+done
+step "account, 32-bit ARM"
+run armhf proof/UtlRaceProof account $lMessages
+step "account, race checks"
+run tsan proof/UtlRaceProof account $((lMessages / 10))
+
+for lPreset in release armhf; do
+    for lWrap in $lWraps; do
+        step "uptime of $lWrap ms, $lPreset"
+        lCount=0
+        for lTest in $lTimeTests; do
+            for lName in $(testNames $lPreset "$lTest"); do
+                # Some right before the wrap, some well before it, some behind it.
+                across "$lWrap" $((lCount % 4 * 20)) $lPreset "tests/$lTest" --gtest_filter="$lName"
+                lCount=$((lCount + 1))
+            done
+        done
+        echo "$lCount tests pass"
+        across "$lWrap" 500 $lPreset proof/UtlRaceProof all $((lOverlaps / 100))
+        across "$lWrap" 500 $lPreset proof/UtlClockProof 10
+        cat "$lWork/across"
+    done
+done
+
+for lPreset in release tsan armhf; do
+    step "wall clock, $lPreset"
+    run $lPreset proof/UtlClockProof $((lMinutes * 5))
+done
+step "wall clock, system calls"
+# What would move with the wall clock: a wait until a time of it, and a timer on it. A wait without a limit names the
+# wall clock too, and has no time.
+lCalls=$lWork/calls
+strace -f -qq -o "$lCalls" -e trace=futex,clock_nanosleep,timer_create,timer_settime,timerfd_create,timerfd_settime \
+    build/release/proof/UtlClockProof 2
+for lCall in 'futex(.*FUTEX_WAIT' 'clock_nanosleep(' 'timer_create(CLOCK_MONOTONIC' 'timer_settime('; do
+    grep -q "$lCall" "$lCalls" || { echo "no $lCall was seen"; exit 1; }
+done
+if grep -E 'FUTEX_CLOCK_REALTIME, [^,]*, \{|TIMER_ABSTIME|CLOCK_REALTIME_ALARM|timerfd_|timer_create\(CLOCK_REALTIME' \
+    "$lCalls"; then
+    echo "these go by the wall clock"
+    exit 1
+fi
+echo "$(wc -l <"$lCalls") calls, none by the wall clock"

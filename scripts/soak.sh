@@ -5,8 +5,9 @@
 # build/soak/soak.csv, and at the end as lines to build/soak/soak.svg.
 #
 # The rule: after a warm-up of a sixth of the samples, the median of the last third of the rest may be above that of its
-# first third by nothing where things are counted, and by 64 kB and a hundredth where it is memory. Medians, because a
-# sample may fall between two passes. Gives 0 if no line rises, the demo ends well and the log has kept its bounds.
+# first third by nothing where things are counted, by 64 kB where it is memory of the process's own, and by 256 kB where
+# pages of programs are among it, which come when they are first used. Medians, because a sample may fall between two
+# passes. Gives 0 if no line rises, the demo ends well and the log has kept its bounds.
 set -eu
 
 lMinutes=${1:-10}
@@ -38,9 +39,10 @@ sample() {
     lTimers=$(grep -c '^ID:' "/proc/$lPid/timers" 2>/dev/null) || lTimers=${lTimers:-0}
     awk -v second="$lSecond" -v descriptors=$# -v timers="$lTimers" '
         /^VmRSS:/ { rss = $2 }
+        /^RssAnon:/ { anon = $2 }
         /^VmData:/ { data = $2 }
         /^Threads:/ { threads = $2 }
-        END { if (rss != "") print second "," rss "," data "," descriptors "," threads "," timers }' \
+        END { if (rss != "") print second "," rss "," anon + 0 "," data "," descriptors "," threads "," timers }' \
         "/proc/$lPid/status" 2>/dev/null || :
 }
 
@@ -59,13 +61,14 @@ judge() {
             sort(from, to)
             return row[int((from + to) / 2)]
         }
-        function y(column, value) { return top + 70 - 60 * value / (high > 0 ? high : 1) }
+        function x(i) { return 10 + 640 * (i - 1) / (count - 1) }
+        function y(value) { return top + 70 - 60 * value / (high > 0 ? high : 1) }
         # Points between two of the same height would only make the file larger.
         function line(column,    i, points) {
             for (i = 1; i <= count; i++)
                 if (i == 1 || i == count || values[column, i] != values[column, i - 1] ||
                     values[column, i] != values[column, i + 1])
-                    points = points sprintf("%.1f,%.1f ", 10 + 640 * (i - 1) / (count - 1), y(column, values[column, i]))
+                    points = points sprintf("%.1f,%.1f ", x(i), y(values[column, i]))
             printf "<polyline points=\"%s\" fill=\"none\" stroke=\"%s\"/>\n", points, isFlat ? "#06c" : "#c00" >svg
         }
         NR == 1 { for (i = 2; i <= NF; i++) name[i] = $i; columns = NF; next }
@@ -77,23 +80,25 @@ judge() {
             printf "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 840 %d\" font-family=\"sans-serif\" " \
                 "font-size=\"12\">\n<rect width=\"840\" height=\"%d\" fill=\"#fff\"/>\n" \
                 "<rect x=\"10\" width=\"%.1f\" height=\"%d\" fill=\"#eee\"/>\n", \
-                90 * columns - 60, 90 * columns - 60, 640 * warm / (count - 1), 90 * columns - 90 >svg
+                90 * columns - 60, 90 * columns - 60, x(warm + 1) - 10, 90 * columns - 90 >svg
             for (c = 2; c <= columns; c++) {
                 before = median(c, warm + 1, warm + third)
                 after = median(c, count - third + 1, count)
                 high = 0
                 for (i = 1; i <= count; i++) if (values[c, i] > high) high = values[c, i]
-                isFlat = after - before <= (name[c] ~ /kB/ ? 64 + before / 100 : 0)
+                isFlat = after - before <= (name[c] == "RSS kB" ? 256 : name[c] ~ /kB/ ? 64 : 0)
                 risen += !isFlat
                 printf "  %-12s first third %8d  last third %8d  highest %8d  %s\n", name[c], before, after, high, \
                     isFlat ? "flat" : "RISES"
                 top = 90 * (c - 2) + 10
                 printf "<path d=\"M10 %.1fH650\" stroke=\"#888\"/>\n<text x=\"660\" y=\"%d\">%s</text>\n" \
-                    "<text x=\"660\" y=\"%d\">first third %d, last %d</text>\n<text x=\"660\" y=\"%d\">highest %d</text>\n", \
+                    "<text x=\"660\" y=\"%d\">first third %d, last %d</text>\n" \
+                    "<text x=\"660\" y=\"%d\">highest %d</text>\n", \
                     top + 70, top + 22, name[c], top + 40, before, after, top + 58, high >svg
                 line(c)
             }
-            printf "<text x=\"10\" y=\"%d\">%d s, one sample a second; grey: warm-up; each line begins at 0</text>\n</svg>\n", \
+            printf "<text x=\"10\" y=\"%d\">%d s, one sample a second; grey: warm-up; " \
+                "each line begins at 0</text>\n</svg>\n", \
                 90 * columns - 70, values[1, 1] + count >svg
             exit risen > 0
         }' "$lCsv"
@@ -106,7 +111,7 @@ tail -n 40 <"$lFolder/out" >"$lFolder/report" & # of all that it says the end wi
     >"$lFolder/out" 2>&1 &
 lPid=$!
 lSecond=0
-echo "second,RSS kB,VmData kB,descriptors,threads,timers" >"$lCsv"
+echo "second,RSS kB,RssAnon kB,VmData kB,descriptors,threads,timers" >"$lCsv"
 sleep 1
 while lRow=$(sample) && [ -n "$lRow" ]; do
     echo "$lRow" >>"$lCsv"

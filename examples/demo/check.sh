@@ -167,12 +167,12 @@ empty)
     takes text text "$@"
     counted lines 0
     ;;
-malformed) # a lone tail, a cut-off character, an overlong one, bytes that never occur; also NUL, CR and no last line feed
+malformed) # a lone tail, a cut-off character, an overlong one, bytes that never occur; NUL, CR, no last line feed
     printf 'a\200b\nc\343\201\n\300\257 \377\n\000 nul\r\n\357\273\277mark\nend\343\202' >text
     takes text text "$@"
     counted 'malformed lines' '4  the first is line 1'
     says err '^utlDemo: standard input, line 1: malformed, and so are 3 more lines'
-    # No character, a code without one, half of one, a NUL, a mark of the other order: a line without UTF-8 ends the text.
+    # No character, a code without one, half of one, a NUL, a mark of the other order: without UTF-8 the text ends.
     for lBytes in '\200\n' 'a\201\255\n' '\203' 'a\000b\n'; do
         # shellcheck disable=SC2059
         printf "one\n\n$lBytes" >text
@@ -284,7 +284,8 @@ directory)
     worked
     ;;
 usage)
-    for lArguments in --nonsense --word 'a --word' 'a b' '--stall a b' --log '--encoding utf-8' '--encoding x a' '--for 0' '--for 1x'; do
+    for lArguments in --nonsense --word 'a --word' 'a b' '--stall a b' --log '--encoding utf-8' \
+        '--encoding x a' '--for 0' '--for 1x'; do
         # shellcheck disable=SC2086 # several words
         "$@" $lArguments >out 2>err
         lCode=$?

@@ -5,9 +5,10 @@
 # build/soak/soak.csv, and at the end as lines to build/soak/soak.svg.
 #
 # The rule: after a warm-up of a sixth of the samples, the median of the last third of the rest may be above that of its
-# first third by nothing where things are counted, by 64 kB where it is memory of the process's own, and by 256 kB where
-# pages of programs are among it, which come when they are first used. Medians, because a sample may fall between two
-# passes. Gives 0 if no line rises, the demo ends well and the log has kept its bounds.
+# first third by nothing where things are counted; by 16 kB of the process's own memory in use (RssAnon); by 64 kB of what
+# it has asked for (VmData); by 256 kB where pages of programs are among it (RSS), which come when they are first used.
+# Medians, because a sample may fall between two passes. Gives 0 if no line rises, the demo ends well and the log has
+# kept its bounds.
 set -eu
 
 lMinutes=${1:-10}
@@ -61,6 +62,7 @@ judge() {
             sort(from, to)
             return row[int((from + to) / 2)]
         }
+        BEGIN { allowed["RSS kB"] = 256; allowed["RssAnon kB"] = 16; allowed["VmData kB"] = 64 }
         function x(i) { return 10 + 640 * (i - 1) / (count - 1) }
         function y(value) { return top + 70 - 60 * value / (high > 0 ? high : 1) }
         # Points between two of the same height would only make the file larger.
@@ -86,7 +88,7 @@ judge() {
                 after = median(c, count - third + 1, count)
                 high = 0
                 for (i = 1; i <= count; i++) if (values[c, i] > high) high = values[c, i]
-                isFlat = after - before <= (name[c] == "RSS kB" ? 256 : name[c] ~ /kB/ ? 64 : 0)
+                isFlat = after - before <= allowed[name[c]]
                 risen += !isFlat
                 printf "  %-12s first third %8d  last third %8d  highest %8d  %s\n", name[c], before, after, high, \
                     isFlat ? "flat" : "RISES"

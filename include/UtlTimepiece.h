@@ -147,6 +147,7 @@ private:
 /// Signals:  no.
 /// Forks:    usable, unless the watchdog's lock or the C library's for time zones was held at the fork.
 /// Blocking: for these two locks.
+/// Caution: local time is of the zone that the process looked up first; call tzset() after a change of zone.
 UTL_API bool getSystemTime(Time* npTime);
 UTL_API bool getLocalTime(Time* npTime);
 

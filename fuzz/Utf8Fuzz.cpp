@@ -114,12 +114,13 @@ Copied copied(std::string const& nText, unsigned int nSize, unsigned int nMaxByt
 
 std::string piecesOf(std::string const& nBytes)
 {
-    char const* const PIECES[] = {"a",    "b",    "\xC3\xA9", "\xE3\x81\x82", "\xF0\x9F\x98\x80", "\xEF\xBB\xBF",
-                                  "\x80", "\xE3", "\xC0",     "\xF4"};
+    char const* const PIECES[] = {
+        "a",    "\xC3\xA9", "\xE3\x81\x82", "\xF0\x9F\x98\x80", "\xEF\xBB\xBF",     "\x80",         "\xE3",
+        "\xF4", "\xFF",     "\xC1\xBF",     "\xE0\x9F\xBF",     "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "b"};
     std::string lText;
     for (char lByte : nBytes)
     {
-        lText += PIECES[static_cast<unsigned char>(lByte) % 10];
+        lText += PIECES[static_cast<unsigned char>(lByte) % (sizeof(PIECES) / sizeof(PIECES[0]))];
     }
     return lText;
 }

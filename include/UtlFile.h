@@ -326,6 +326,8 @@ public:
     /// Result:    bytes written; FILE_ERROR also for Shift-JIS, which is not written, and nOffset past the text.
     /// Caution: with UTF-16 a text of one character writes nothing and gives 0, or FILE_ERROR with an nOffset, and an
     /// empty one gives FILE_ERROR; write at least two characters, or the bytes with write().
+    /// Caution: with UTF-16 a character of four bytes is written as U+203B, a stray byte gives FILE_ERROR, and any other
+    /// malformed character ends the text; check with getNearCharIndex(text, length, 1), which gives STR_ERROR.
     unsigned int writeText(char const* npText, unsigned int nMaxBytes, unsigned int nOffset);
 
     /// Writes a text and LF. Result: bytes written; FILE_ERROR where either was refused.

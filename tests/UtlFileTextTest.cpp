@@ -227,6 +227,7 @@ TEST_F(FileTextTest, WritesWhatItPromises)
         {FILE_TEXT_UTF16_LE, "ba", 5119, 1, FILE_ERROR, ""},
         {FILE_TEXT_UTF16_LE, "", 5119, 0, FILE_ERROR, ""},
         {FILE_TEXT_UTF16_LE, "a\x80z", 5119, 0, FILE_ERROR, ""},
+        {FILE_TEXT_UTF16_LE, "a\xF0\x9F\x98\x80\xE3\x81", 5119, 0, 4, Bytes("a\0\x3B\x20", 4)},
         {FILE_TEXT_SJIS, "abc", 5119, 0, FILE_ERROR, ""},
         {4, "abc", 5119, 0, FILE_ERROR, ""},
     };

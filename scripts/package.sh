@@ -25,7 +25,6 @@ umask 022
 made() {
     lToolchain=
     [ "$3" = "$(dpkg --print-architecture)" ] || lToolchain=-DCMAKE_TOOLCHAIN_FILE=$1/cmake/$(triplet "$3").cmake
-    # The debug information, which the comparison of binary interfaces reads, is stripped from the packages.
     # shellcheck disable=SC2086
     cmake -S "$1" -B "$2" -G Ninja $lToolchain -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
         -DCMAKE_INSTALL_LIBDIR="lib/$(triplet "$3")" -DUTL_PACKAGE_ARCHITECTURE="$3" -DUTL_BUILD_EXAMPLES=OFF >/dev/null
@@ -106,7 +105,7 @@ for lArchitecture in "$@"; do
     lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs "$lFirst"/*.deb ||
         failed lintian
     needsNoNewer "$lFirst/libutl.so.1"
-    scripts/abi.sh "$lFirst/libutl.so.1" "$lArchitecture"
+    scripts/abi.sh "$lFirst/libutl.so.1" "$lArchitecture" "$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$lFirst/CMakeCache.txt")"
     cp "$lFirst"/*.deb "$lPackages"
     [ $lTry = no ] || tried "$lArchitecture"
 done

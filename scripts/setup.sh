@@ -27,11 +27,10 @@ for lPreset in "$@"; do
     # The versioned compiler: the package without a version and the multilib packages exclude each other.
     armhf)
         lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"
-        lWanted="$lWanted abigail-tools xz-utils"
         ;;
     coverage) lWanted="$lWanted libgtest-dev gcovr" ;;
     package)
-        lWanted="$lWanted dpkg-dev lintian abigail-tools xz-utils debootstrap g++-12-arm-linux-gnueabihf"
+        lWanted="$lWanted dpkg-dev lintian debootstrap g++-12-arm-linux-gnueabihf"
         lWanted="$lWanted libc6-dev-armhf-cross qemu-user-static"
         ;;
     *)

@@ -1,14 +1,14 @@
 #!/bin/sh
 # Lets the demo work again and again in one process, and looks whether anything grows:  scripts/soak.sh [MINUTES]
 # (default: 10). Each pass starts threads and timers, opens, locks and reads a file, and logs to one; now and then a
-# thread hangs until the watchdog reports it. Once a second the process's memory, descriptors, threads and timers go to
+# thread hangs until the watchdog reports it. About once a second its memory, descriptors, threads and timers go to
 # build/soak/soak.csv, and at the end as lines to build/soak/soak.svg.
 #
 # The rule: after a warm-up of a sixth of the samples, the median of the last third of the rest may be above that of its
-# first third by nothing where things are counted; by 16 kB of the process's own memory in use (RssAnon); by 64 kB of what
-# it has asked for (VmData); by 256 kB where pages of programs are among it (RSS), which come when they are first used.
-# Medians, because a sample may fall between two passes. Gives 0 if no line rises, the demo ends well and the log has
-# kept its bounds.
+# first third by nothing where things are counted; by 16 kB of its own memory in use (RssAnon); by 64 kB of what it has
+# asked for (VmData); by 256 kB where pages of programs are among it (RSS), which come when they are first used. Medians
+# because a sample may fall between two passes. Gives 0 if no line rises, the demo ends well and the log has kept its
+# bounds.
 set -eu
 
 lMinutes=${1:-10}
@@ -38,18 +38,18 @@ for _ in $(seq 50); do cat "$lRoot/examples/demo/data/sample.sjis.txt"; done >"$
 sample() {
     set -- /proc/"$lPid"/fd/*
     lTimers=$(grep -c '^ID:' "/proc/$lPid/timers" 2>/dev/null) || lTimers=${lTimers:-0}
-    awk -v second="$lSecond" -v descriptors=$# -v timers="$lTimers" '
+    awk -v number="$lSample" -v descriptors=$# -v timers="$lTimers" '
         /^VmRSS:/ { rss = $2 }
         /^RssAnon:/ { anon = $2 }
         /^VmData:/ { data = $2 }
         /^Threads:/ { threads = $2 }
-        END { if (rss != "") print second "," rss "," anon + 0 "," data "," descriptors "," threads "," timers }' \
+        END { if (rss != "") print number "," rss "," anon + 0 "," data "," descriptors "," threads "," timers }' \
         "/proc/$lPid/status" 2>/dev/null || :
 }
 
 # judge: a verdict for each column of the CSV, and its line in the SVG. Fails if one rises.
 judge() {
-    awk -F , -v svg="$lSvg" '
+    awk -F , -v svg="$lSvg" -v minutes="$lMinutes" '
         function sort(from, to,    i, j, value) { # of row[]
             for (i = from + 1; i <= to; i++) {
                 value = row[i]
@@ -99,9 +99,9 @@ judge() {
                     top + 70, top + 22, name[c], top + 40, before, after, top + 58, high >svg
                 line(c)
             }
-            printf "<text x=\"10\" y=\"%d\">%d s, one sample a second; grey: warm-up; " \
+            printf "<text x=\"10\" y=\"%d\">%d samples in %d min; grey: warm-up; " \
                 "each line begins at 0</text>\n</svg>\n", \
-                90 * columns - 70, values[1, 1] + count >svg
+                90 * columns - 70, count, minutes >svg
             exit risen > 0
         }' "$lCsv"
 }
@@ -112,12 +112,12 @@ tail -n 40 <"$lFolder/out" >"$lFolder/report" & # of all that it says the end wi
 "$lProgram" --encoding sjis --word 水 --stall --log "$lFolder/log" --for $((lMinutes * 60)) "$lFolder/text" \
     >"$lFolder/out" 2>&1 &
 lPid=$!
-lSecond=0
-echo "second,RSS kB,RssAnon kB,VmData kB,descriptors,threads,timers" >"$lCsv"
+lSample=0
+echo "sample,RSS kB,RssAnon kB,VmData kB,descriptors,threads,timers" >"$lCsv"
 sleep 1
 while lRow=$(sample) && [ -n "$lRow" ]; do
     echo "$lRow" >>"$lCsv"
-    lSecond=$((lSecond + 1))
+    lSample=$((lSample + 1))
     sleep 1
 done
 lResult=0

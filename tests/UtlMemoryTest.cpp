@@ -1,6 +1,7 @@
 #include "UtlMemory.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -63,6 +64,10 @@ protected:
             gWritten.append(static_cast<char const*>(npText), nSize);
             return static_cast<ssize_t>(nSize);
         }};
+    // The report opens every directory on its way, and the tests may run as root.
+    utl::test::Replaced<int(char const*, mode_t)> mChmod{
+        &utl::internal::SystemCalls::mChmod, [](char const* npPath, mode_t nMode)
+        { return std::strstr(npPath, "utlMemoryTest") == nullptr ? 0 : ::chmod(npPath, nMode); }};
     void* const mpBlock = reinterpret_cast<void*>(0x1234);
     std::string const mId = std::to_string(utl::ThreadManager::getCallerId());
     std::string const mShownId = std::string(10 - mId.size(), ' ') + mId;

@@ -504,6 +504,8 @@ struct Ear : ThreadMsgListener
         {
             ++mOwn;
         }
+        Random(mOwn).pause();
+        PROVE(!mIsGone); // nor has it gone meanwhile
     }
 
     static constexpr int BROADCAST = 1;
@@ -529,8 +531,9 @@ public:
 /// Listeners come and go while another thread broadcasts.
 void raceListeners()
 {
-    SharedThread lThread(64); // never full: a full one refuses a detachment
     Ear lStays;
+    Ear lGo[2][3];
+    SharedThread lThread(64); // never full: a full one refuses a detachment
     PROVE(lThread.attachMsgListener(&lStays));
     int const COUNT = 30;
     auto const lBroadcast = [&]
@@ -540,26 +543,26 @@ void raceListeners()
             PROVE(lThread.postMsg(NumberMsg(Ear::BROADCAST, lNumber)));
         }
     };
-    auto const lComeAndGo = [&]
+    auto const lComeAndGo = [&](Ear* npEars)
     {
         Random lRandom(7);
         for (int lTurn = 0; lTurn < 3; ++lTurn)
         {
-            auto const lpEar = std::make_unique<Ear>(); // a late call would find it freed
-            PROVE(lThread.attachMsgListener(lpEar.get()));
-            PROVE(lThread.postMsg(lpEar.get(), Ear::OWN) && lThread.sendMsgInterrupt(lpEar.get(), Ear::OWN));
-            lThread.setTimer(lpEar.get(), 1, lTurn % 2, lRandom.below(2), lTurn % 2);
+            Ear& lEar = npEars[lTurn];
+            PROVE(lThread.attachMsgListener(&lEar));
+            PROVE(lThread.postMsg(&lEar, Ear::OWN) && lThread.sendMsgInterrupt(&lEar, Ear::OWN));
+            lThread.setTimer(&lEar, 1, lTurn % 2, lRandom.below(2), lTurn % 2);
             lRandom.pause();
-            PROVE(lThread.sendMsgSync(lpEar.get(), Ear::OWN));
-            PROVE_EQ(3, lpEar->mOwn);
-            lThread.detachMsgListener(lpEar.get());
-            lpEar->mIsDetached = true;
-            PROVE(lThread.postMsg(lpEar.get(), Ear::OWN));
-            lThread.abortMsg(lpEar.get());
-            lpEar->mIsGone = true;
+            PROVE(lThread.sendMsgSync(&lEar, Ear::OWN));
+            PROVE_EQ(3, lEar.mOwn);
+            lThread.detachMsgListener(&lEar);
+            lEar.mIsDetached = true;
+            PROVE(lThread.postMsg(&lEar, Ear::OWN));
+            lThread.abortMsg(&lEar);
+            lEar.mIsGone = true;
         }
     };
-    gCrew->together({lBroadcast, lComeAndGo, lComeAndGo});
+    gCrew->together({lBroadcast, [&] { lComeAndGo(lGo[0]); }, [&] { lComeAndGo(lGo[1]); }});
     PROVE(lThread.sendMsgSync(&lStays, Ear::OWN));
     PROVE_EQ(COUNT, lStays.mHeard);
     PROVE_EQ(COUNT, lStays.mNext);
@@ -571,8 +574,8 @@ void raceListeners()
 /// All that a shared thread does, against its stop.
 void raceSharedStop()
 {
-    SharedThread lThread(8);
     Ear lEars[2];
+    SharedThread lThread(8);
     auto const lUse = [&](Ear& nEar)
     {
         Random lRandom(3);
@@ -612,7 +615,9 @@ struct Bell : TimerListener
     {
         PROVE(!mIsGone);
         PROVE(mTimerId == 0 || mTimerId == nTimerId);
+        Random(static_cast<unsigned int>(nTimerId)).pause();
         ++mCalls;
+        PROVE(!mIsGone); // nor has it gone meanwhile
     }
 
     std::atomic<int> mTimerId{0};
@@ -624,17 +629,18 @@ struct Bell : TimerListener
 void raceTimerCancel()
 {
     Bell lLives; // longer than the timers of one who waits for nothing
+    Bell lBells[2][4];
     SharedTimer lTimer(static_cast<int>(gRound % 2), 1000000, nullptr, 16, "timer");
-    auto const lUse = [&](unsigned int nSalt)
+    auto const lUse = [&](Bell* npBells, unsigned int nSalt)
     {
         Random lRandom(nSalt);
         for (int lTurn = 0; lTurn < 4; ++lTurn)
         {
-            auto const lpBell = std::make_unique<Bell>(); // a late call would find it freed
+            Bell& lBell = npBells[lTurn];
             unsigned int const lMaxCount = lRandom.below(3);
-            int const lId = lTimer.addTimer(lpBell.get(), 1, lMaxCount, lTurn % 2);
+            int const lId = lTimer.addTimer(&lBell, 1, lMaxCount, lTurn % 2);
             PROVE(lId > 0);
-            lpBell->mTimerId = lId;
+            lBell.mTimerId = lId;
             PROVE(lTimer.start(lId, 0));
             lRandom.pause();
             unsigned int lStarts = 1;
@@ -647,20 +653,20 @@ void raceTimerCancel()
             {
                 PROVE_EQ(0, lTimer.waitToStop(lId)); // by itself
                 PROVE(!lTimer.isRunning(lId));
-                PROVE(lpBell->mCalls >= lMaxCount);
-                PROVE(lStarts > 1 || lpBell->mCalls == lMaxCount);
+                PROVE(lBell.mCalls >= lMaxCount);
+                PROVE(lStarts > 1 || lBell.mCalls == lMaxCount);
             }
-            PROVE(lMaxCount == 0 || lpBell->mCalls <= lStarts * lMaxCount);
+            PROVE(lMaxCount == 0 || lBell.mCalls <= lStarts * lMaxCount);
             if (lRandom.below(2) == 0)
             {
                 PROVE(lTimer.stop(lId, 0));
                 PROVE(!lTimer.isRunning(lId));
-                unsigned int const lCalls = lpBell->mCalls;
+                unsigned int const lCalls = lBell.mCalls;
                 lRandom.pause();
-                PROVE_EQ(lCalls, lpBell->mCalls);
+                PROVE_EQ(lCalls, lBell.mCalls);
             }
             PROVE(lTimer.eraseTimer(lId, 0));
-            lpBell->mIsGone = true;
+            lBell.mIsGone = true;
         }
     };
     auto const lUseWithoutWaiting = [&]
@@ -677,7 +683,7 @@ void raceTimerCancel()
             PROVE(lTimer.stop(lId, 1) && lTimer.start(lId, 1) && lTimer.eraseTimer(lId, lTurn % 3));
         }
     };
-    gCrew->together({[&] { lUse(1); }, [&] { lUse(2); }, lUseWithoutWaiting});
+    gCrew->together({[&] { lUse(lBells[0], 1); }, [&] { lUse(lBells[1], 2); }, lUseWithoutWaiting});
     int const lFence = lTimer.addTimer(nullptr, 0, 0, 0);
     PROVE(lTimer.start(lFence, 0) && lTimer.eraseTimer(lFence, 0));
     Array<int, int const&> lIds(1);
@@ -687,8 +693,8 @@ void raceTimerCancel()
 /// Waiting for a timer, starting it and letting it ring, against the end of its thread.
 void raceTimerEnd()
 {
-    SharedTimer lTimer(0, 0, nullptr, 4, "timer");
     Bell lBell;
+    SharedTimer lTimer(0, 0, nullptr, 4, "timer");
     int const lRests = lTimer.addTimer(nullptr, 1000000, 0, 0);
     int const lRings = lTimer.addTimer(&lBell, 1, 0, 1);
     PROVE(lTimer.start(lRings, 1));
@@ -935,8 +941,8 @@ Race const RACES[] = {
     {"event-destroy", &raceEvent, 1},
 };
 
-unsigned int const QUICK_OVERLAPS = 1000;
-unsigned int const QUICK_MESSAGES = 200000;
+unsigned int const QUICK_OVERLAPS = 500;
+unsigned int const QUICK_MESSAGES = 100000;
 
 double secondsSince(long long nStartUs)
 {

@@ -35,44 +35,35 @@ trap 'exit 143' TERM
 step() { lStep=$*; echo "== $*"; }
 
 # Runs a program of a build as its test presets do.
+lInside= # in front of its command: a namespace
 run() {
     lPreset=$1
     lProgram=build/$1/$2
     shift 2
+    # shellcheck disable=SC2086 # words
     case $lPreset in
     tsan)
         UTL_TEST_PATIENCE=8 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-            nice setarch "$(uname -m)" -R "$lProgram" "$@"
+            nice $lInside setarch "$(uname -m)" -R "$lProgram" "$@"
         ;;
-    armhf) UTL_TEST_PATIENCE=8 nice qemu-arm-static -L /usr/arm-linux-gnueabihf "$lProgram" "$@" ;;
-    *) UTL_TEST_PATIENCE=4 nice "$lProgram" "$@" ;;
+    armhf) UTL_TEST_PATIENCE=8 nice $lInside qemu-arm-static -L /usr/arm-linux-gnueabihf "$lProgram" "$@" ;;
+    *) UTL_TEST_PATIENCE=4 nice $lInside "$lProgram" "$@" ;;
     esac
 }
 
-# Runs it where the uptime passes $1 ms a moment after its start. The namespace takes whole seconds; we wait for the rest.
+# Runs it where the uptime passes $1 ms, $2 ms after its start. The namespace takes whole seconds; we wait for the rest.
 across() {
     lBegin=$(($1 - $2))
     shift 2
     lNow=$(build/release/proof/UtlClockProof uptime)
     lOffset=$(((lBegin - lNow) / 1000))
     sleep "$(printf '0.%03d' $((lBegin - lNow - lOffset * 1000)))"
-    lOut=$lWork/across
-    # shellcheck disable=SC2016 # the inner shell's
-    if ! unshare -T --monotonic "$lOffset" --boottime "$lOffset" --fork "$0" --inside "$@" >"$lOut" 2>&1; then
-        cat "$lOut"
-        return 1
-    fi
+    lInside="unshare -T --monotonic $lOffset --boottime $lOffset --fork"
+    run "$@" >"$lWork/across" 2>&1 || { cat "$lWork/across"; exit 1; }
+    lInside=
 }
 
 testNames() { run "$1" "tests/$2" --gtest_list_tests | awk '/^[^ ]/ { lSuite = $1 } /^ / { print lSuite $1 }'; }
-
-if [ "$lMinutes" = --inside ]; then
-    trap - EXIT
-    rm -rf "$lWork"
-    shift
-    run "$@"
-    exit
-fi
 
 scripts/setup.sh release tsan armhf proof
 lJobs=${UTL_JOBS:-$(nproc)}
@@ -99,15 +90,15 @@ for lPreset in release armhf; do
         step "uptime of $lWrap ms, $lPreset"
         lCount=0
         for lTest in $lTimeTests; do
-            for lName in $(testNames $lPreset "$lTest"); do
-                # Some right before the wrap, some well before it, some behind it.
-                across "$lWrap" $((lCount % 4 * 20)) $lPreset "tests/$lTest" --gtest_filter="$lName"
+            for lName in $(testNames "$lPreset" "$lTest"); do
+                # Starting right before the wrap or some way before it.
+                across "$lWrap" $((lCount % 4 * 20)) "$lPreset" "tests/$lTest" --gtest_filter="$lName"
                 lCount=$((lCount + 1))
             done
         done
         echo "$lCount tests pass"
-        across "$lWrap" 500 $lPreset proof/UtlRaceProof all $((lOverlaps / 100))
-        across "$lWrap" 500 $lPreset proof/UtlClockProof 10
+        across "$lWrap" 500 "$lPreset" proof/UtlRaceProof all $((lOverlaps / 100))
+        across "$lWrap" 500 "$lPreset" proof/UtlClockProof 10
         cat "$lWork/across"
     done
 done

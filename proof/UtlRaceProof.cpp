@@ -580,7 +580,7 @@ void raceSharedStop()
     {
         Random lRandom(3);
         unsigned int lSent = 0;
-        while (!lThread.hasRequestedStop())
+        for (int lTurn = 0; lTurn < 5 && !lThread.hasRequestedStop(); ++lTurn)
         {
             lThread.attachMsgListener(&nEar);
             lThread.setTimer(&nEar, 1, static_cast<int>(lRandom.below(2)), 0, static_cast<int>(lRandom.below(2)));
@@ -595,7 +595,7 @@ void raceSharedStop()
     };
     auto const lStop = [&]
     {
-        for (unsigned int lPause = Random(9).below(100); lPause > 0; --lPause)
+        for (unsigned int lPause = Random(9).below(50); lPause > 0; --lPause)
         {
             Random(lPause).pause();
         }

@@ -77,8 +77,8 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 /// Threads:   one at a time uses an object; copies share descriptor and position, and belong to one thread at a time
 ///            together. Static members: any thread.
 /// Signals:   no.
-/// Forks:     the child shares descriptor, position and lock: the file is free again when both have closed it. So does
-///            a program that either of them executes, for the descriptor stays open there.
+/// Forks:     the child shares descriptor, position and lock: the file is free again when both have closed it. A
+///            program that either of them executes does not get the descriptor.
 /// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call; the first report
 ///            of a process makes the registry of threads. open() and copy() of a FIFO wait for its other end, the
 ///            questions and erase() do not. Paths and text take the StaticBuffer's lock for short spans, a watched

@@ -26,9 +26,10 @@ int getTimeOfDay(timeval* npTime)
     return ::gettimeofday(npTime, nullptr);
 }
 
+/// A program that the application executes gets no descriptor of the library, and so holds no file's lock.
 int openFile(char const* npPath, int nFlags, mode_t nMode)
 {
-    return ::open(npPath, nFlags, nMode);
+    return ::open(npPath, nFlags | O_CLOEXEC, nMode);
 }
 
 int controlFile(int nFd, int nCommand, int nArgument)

@@ -327,7 +327,8 @@ TEST(ThreadManager, DestroyStartsAllOver)
         ThreadManager::destroy();
         EXPECT_EQ(nullptr, ThreadManager::getIfCreated());
     }
-    EXPECT_TRUE(utl::test::waitUntil([&] { return utl::test::threadCount() == lThreads; }));
+    // A thread that has been joined may be counted for an instant longer, also at the beginning.
+    EXPECT_TRUE(utl::test::waitUntil([&] { return utl::test::threadCount() <= lThreads; }));
 }
 
 TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)

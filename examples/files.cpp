@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -31,15 +31,15 @@ bool readBack(utl::File& nFile)
 int main()
 {
     char lFolder[] = "/tmp/utlFilesXXXXXX";
-    if (mkdtemp(lFolder) == nullptr)
+    if (mkdtemp(lFolder) == nullptr || chdir(lFolder) != 0)
     {
         return 1;
     }
-    std::string const lDiaryFolder = std::string(lFolder) + "/diary";
     bool lIsGood = true;
 
-    // With write access open() makes the file, and the directories that are missing.
-    utl::File lDiary((lDiaryFolder + "/april.txt").c_str(), utl::FILE_TEXT_UTF8);
+    // With write access open() makes the file, and the directories that are missing. Then all on the way are opened to
+    // everybody, where the process may do that: so the path is a relative one.
+    utl::File lDiary("diary/april.txt", utl::FILE_TEXT_UTF8);
     lIsGood = lDiary.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_WRITE) && lIsGood;
     for (char const* const lpLine : LINES)
     {
@@ -54,15 +54,15 @@ int main()
     lIsGood = lIsGood && lIsLocked && lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ) && readBack(lReader);
 
     // Whatever encoding a file has, its lines come out as UTF-8.
-    utl::File lSjis((lDiaryFolder + "/march.txt").c_str(), utl::FILE_TEXT_SJIS);
+    utl::File lSjis("diary/march.txt", utl::FILE_TEXT_SJIS);
     lIsGood = lSjis.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_READ_WRITE) && lIsGood;
     lIsGood = lSjis.write(SJIS, sizeof SJIS - 1) == sizeof SJIS - 1 && lSjis.seek(0, utl::FILE_SEEK_BEGIN) == 0 &&
               readBack(lSjis) && lIsGood;
 
     utl::FileNames lNames(0, 1); // grows
-    unsigned int const lCount = utl::File::children(lDiaryFolder.c_str(), &lNames, utl::FILE_CHILD_FILES, "TXT", 0);
-    std::printf("%u files, %lld bytes\n", lCount, utl::File::size(lDiaryFolder.c_str()));
-    lIsGood = lIsGood && lCount == 2 && utl::File::size(lDiaryFolder.c_str()) == 29;
+    unsigned int const lCount = utl::File::children("diary", &lNames, utl::FILE_CHILD_FILES, "TXT", 0);
+    std::printf("%u files, %lld bytes\n", lCount, utl::File::size("diary"));
+    lIsGood = lIsGood && lCount == 2 && utl::File::size("diary") == 29;
 
     lSjis.close(); // what is open is not erased
     lReader.close();

@@ -1,34 +1,13 @@
 #include "UtlBitStream.h"
 
-#include <random>
-
 #include <gtest/gtest.h>
-
-#include "support/BitStreamTwin.h"
 
 using namespace utl;
 
 namespace
 {
 
-struct RandomSource
-{
-    unsigned int below(unsigned int nLimit) { return static_cast<unsigned int>(mRandom() % nLimit); }
-    unsigned long long value() { return mRandom(); }
-
-    std::mt19937_64 mRandom{20240229};
-};
-
-TEST(BitStream, DoesRandomOperationsLikeTheReference)
-{
-    RandomSource lSource;
-    utl::test::BitStreamTwin lTwin;
-    for (unsigned int lTurn = 0; lTurn < 300000; ++lTurn)
-    {
-        ASSERT_TRUE(lTwin.step(lSource)) << lTurn << ": " << lTwin.what();
-        ASSERT_TRUE(lTurn % 64 != 0 || lTwin.isMemoryAlike()) << lTurn << ": " << lTwin.what();
-    }
-}
+// Operations in any order: see fuzz/BitStreamFuzz.cpp, which the tests run too.
 
 TEST(BitStream, ErrorsStickUntilClearOrANewBuffer)
 {

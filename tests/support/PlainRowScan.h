@@ -62,77 +62,42 @@ inline bool skipRow(char const* npStr, utl::CodeRow const* npTable, unsigned int
     return false;
 }
 
-inline void tryHex(char const* npStr, utl::CodeRow const* const (&nTables)[5], unsigned int& nResult)
-{
-    unsigned int lOffset = 0;
-    bool const lHasPrefix = skipRow(npStr, nTables[0], lOffset);
-    bool lHasDigits = false;
-    while (skipRow(npStr, nTables[1], lOffset) || skipRow(npStr, nTables[2], lOffset) ||
-           skipRow(npStr, nTables[3], lOffset))
-    {
-        lHasDigits = true;
-    }
-    bool const lHasSuffix = skipRow(npStr, nTables[4], lOffset);
-    nResult = lHasDigits && !(lHasPrefix && lHasSuffix) ? lOffset : nResult;
-}
-
-inline void tryVoiced(char const* npStr, ClassTables const& nTables, unsigned int& nResult)
-{
-    unsigned int lOffset = 0;
-    if (!skipRow(npStr, nTables.mpRows, lOffset) && skipRow(npStr, nTables.mpBase, lOffset) &&
-        !skipRow(npStr, nTables.mpMark, lOffset))
-    {
-        return;
-    }
-    if (lOffset == 0)
-    {
-        return;
-    }
-    do
-    {
-        nResult = lOffset;
-    } while (skipRow(npStr, nTables.mpSmall, lOffset));
-}
-
-inline void trySigned(char const* npStr, ClassTables const& nTables, unsigned int& nResult)
-{
-    unsigned int lOffset = 0;
-    if (skipRow(npStr, nTables.mpBase, lOffset))
-    {
-        while (skipRow(npStr, nTables.mpMark, lOffset))
-        {
-            nResult = lOffset;
-        }
-    }
-}
-
 /// attribBlockSize() with the classes tried one by one, the last that matches deciding.
 inline unsigned int attribBlockSize(char const* npStr, int nAttrib)
 {
     unsigned int lResult = (nAttrib & utl::CHAR_ATTRIB_NUL) != 0 && *npStr == 0 ? 1 : utl::STR_ERROR;
     for (ClassTables const& lTables : CLASSES)
     {
-        unsigned int lOffset = 0;
         if ((nAttrib & lTables.mClass) == 0)
         {
             continue;
         }
+        unsigned int lOffset = 0;
+        bool lIsBlock = false;
+        auto const lSkip = [&](utl::CodeRow const* npTable) { return skipRow(npStr, npTable, lOffset); };
         if (lTables.mpHex[0] != nullptr)
         {
-            tryHex(npStr, lTables.mpHex, lResult);
-        }
-        else if (lTables.mpSmall != nullptr)
-        {
-            tryVoiced(npStr, lTables, lResult);
+            bool const lHasPrefix = lSkip(lTables.mpHex[0]);
+            while (lSkip(lTables.mpHex[1]) || lSkip(lTables.mpHex[2]) || lSkip(lTables.mpHex[3]))
+            {
+                lIsBlock = true;
+            }
+            bool const lHasSuffix = lSkip(lTables.mpHex[4]);
+            lIsBlock = lIsBlock && !(lHasPrefix && lHasSuffix);
         }
         else if (lTables.mpBase != nullptr)
         {
-            trySigned(npStr, lTables, lResult);
+            bool const lIsVoiced = lTables.mpSmall != nullptr;
+            lIsBlock = (lIsVoiced && lSkip(lTables.mpRows)) || (lSkip(lTables.mpBase) && lSkip(lTables.mpMark));
+            while (lIsBlock && lSkip(lIsVoiced ? lTables.mpSmall : lTables.mpMark))
+            {
+            }
         }
-        else if (skipRow(npStr, lTables.mpRows, lOffset))
+        else
         {
-            lResult = lOffset;
+            lIsBlock = lSkip(lTables.mpRows);
         }
+        lResult = lIsBlock ? lOffset : lResult;
     }
     if ((nAttrib & utl::CHAR_ATTRIB_OTHER) != 0 && attribBlockSize(npStr, 0x7FFFFFFF) == utl::STR_ERROR)
     {
@@ -151,13 +116,10 @@ inline unsigned int convertAttrib(char* npDst, unsigned int nDstSize, char const
         return utl::copyStrBase(npDst, nDstSize, npSrc, utl::STR_ALL, 0);
     }
     utl::WorkingBuffer<char> const lRow;
-    if (utl::copyStrBase(lRow.get(), lRow.CAPACITY, npSrc, utl::STR_ALL, 0) == utl::STR_ERROR)
-    {
-        return utl::STR_ERROR;
-    }
-    unsigned int lSize = 1;
+    bool const lIsTooLong = utl::copyStrBase(lRow.get(), lRow.CAPACITY, npSrc, utl::STR_ALL, 0) == utl::STR_ERROR;
+    unsigned int lSize = lIsTooLong ? utl::STR_ERROR : 1;
     char const* lpText = lRow.get();
-    while (*lpText != 0)
+    while (*lpText != 0 && lSize != utl::STR_ERROR)
     {
         utl::PairAttrib const* lpRow = npTable;
         auto const lKeyOf = [&] { return nReverse != 0 ? lpRow->mSecond.mChar : lpRow->mFirst.mChar; };
@@ -169,16 +131,12 @@ inline unsigned int convertAttrib(char* npDst, unsigned int nDstSize, char const
         char const* const lpOther = nReverse != 0 ? lpRow->mFirst.mChar : lpRow->mSecond.mChar;
         unsigned int const lBytes =
             lIsMatch ? static_cast<unsigned int>(std::strlen(lKeyOf())) : utl::t_charlen<char>(lpText, nullptr);
-        if (!lIsMatch && (lBytes == 0 || lBytes == utl::STR_ERROR))
+        if (lBytes == utl::STR_ERROR)
         {
-            return lSize;
+            break;
         }
         lSize = utl::copyGeneral(npDst, nDstSize, lSize - 1, lIsMatch ? lpOther : lpText, 0,
                                  lIsMatch ? utl::STR_ALL : lBytes, nMode);
-        if (lSize == utl::STR_ERROR)
-        {
-            return utl::STR_ERROR;
-        }
         lpText += lBytes;
     }
     return lSize;

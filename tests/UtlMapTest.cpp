@@ -1,5 +1,6 @@
 #include "UtlMap.h"
 
+#include <algorithm>
 #include <iterator>
 #include <map>
 #include <random>
@@ -10,41 +11,26 @@
 namespace
 {
 
-unsigned int const UNUSABLE = static_cast<unsigned int>(-1);
-
-using IntPair = utl::Pair<int, int>;
-using Compare = utl::CompareLessPairKey<int, int>;
-
 TEST(Search, GivesTheLeftmostPlace)
 {
+    using IntPair = utl::Pair<int, int>;
+    utl::CompareLessPairKey<int, int> const COMPARE;
     IntPair const TABLE[] = {{7, 0}, {7, 1}, {7, 2}, {9, 3}, {20, 4}};
-    unsigned int const SIZE = static_cast<unsigned int>(std::size(TABLE));
-    struct Row
+    for (unsigned int lSize = 0; lSize <= std::size(TABLE); ++lSize)
     {
-        int mKey;
-        IntPair const* mpTable;
-        unsigned int mSize, mPosition;
-        bool mIsFound;
-    };
-    Row const ROWS[] = {
-        {7, TABLE, SIZE, 0, true},
-        {-1, TABLE, SIZE, 0, false},
-        {8, TABLE, SIZE, 3, false},
-        {9, TABLE, SIZE, 3, true},
-        {20, TABLE, SIZE, 4, true},
-        {21, TABLE, SIZE, 5, false},
-        {7, TABLE, 4, 0, true},
-        {7, TABLE, 0, 0, false},
-        {7, nullptr, 0, UNUSABLE, false},
-        {7, nullptr, 1, UNUSABLE, false},
-        {7, TABLE, 0x80000000U, UNUSABLE, false},
-    };
-    for (Row const& lRow : ROWS)
+        for (int lKey = 6; lKey <= 21; ++lKey)
+        {
+            auto const* const lpPlace = std::lower_bound(TABLE, TABLE + lSize, lKey, COMPARE);
+            bool const lIsFound = lpPlace != TABLE + lSize && lpPlace->mKey == lKey;
+            EXPECT_EQ(lpPlace - TABLE, utl::searchPosition(lKey, TABLE, lSize, COMPARE)) << lKey;
+            EXPECT_EQ(lIsFound ? lpPlace : nullptr, utl::searchBinary(lKey, TABLE, lSize, COMPARE)) << lKey;
+        }
+    }
+    for (unsigned int const lSize : {0U, 1U, 0x80000000U})
     {
-        EXPECT_EQ(lRow.mPosition, utl::searchPosition(lRow.mKey, lRow.mpTable, lRow.mSize, Compare())) << lRow.mKey;
-        EXPECT_EQ(lRow.mIsFound ? lRow.mpTable + lRow.mPosition : nullptr,
-                  utl::searchBinary(lRow.mKey, lRow.mpTable, lRow.mSize, Compare()))
-            << lRow.mKey;
+        IntPair const* const lpTable = lSize > 1 ? TABLE : nullptr;
+        EXPECT_EQ(static_cast<unsigned int>(-1), utl::searchPosition(7, lpTable, lSize, COMPARE));
+        EXPECT_EQ(nullptr, utl::searchBinary(7, lpTable, lSize, COMPARE));
     }
 }
 
@@ -58,28 +44,21 @@ TEST(Map, AgreesWithAnOrderedMapAndRefusesNewKeysWhenFull)
         unsigned int const lKey = static_cast<unsigned int>(lRandom() % 10) - 5U; // half of them near UINT_MAX
         std::string const lValue = "a value too long for the string itself " + std::to_string(lRound);
         bool const lIsKnown = lModel.count(lKey) != 0;
-        if (lRandom() % 3 != 0)
-        {
-            ASSERT_EQ(lIsKnown || lModel.size() < 6, lMap.insert(lKey, lValue));
-            if (lIsKnown || lModel.size() < 6)
-            {
-                lModel[lKey] = lValue;
-            }
-        }
-        else
+        if (lRandom() % 3 == 0)
         {
             ASSERT_EQ(lIsKnown, lMap.erase(lKey));
             lModel.erase(lKey);
         }
-        ASSERT_EQ(lModel.count(lKey) != 0, lMap.find(lKey) != nullptr);
-        ASSERT_EQ(lModel.size(), lMap.size());
-        unsigned int lIndex = 0;
-        for (auto const& [lModelKey, lModelValue] : lModel)
+        else
         {
-            ASSERT_EQ(lModelKey, lMap.at(lIndex)->mKey);
-            ASSERT_EQ(lModelValue, lMap.at(lIndex)->mValue);
-            ++lIndex;
+            bool const lIsTaken = lMap.insert(lKey, lValue);
+            ASSERT_EQ(lIsTaken, lIsKnown || lModel.size() < 6);
+            lIsTaken ? void(lModel[lKey] = lValue) : void();
         }
+        ASSERT_EQ(lModel.count(lKey) != 0, lMap.find(lKey) != nullptr);
+        ASSERT_TRUE(std::equal(lModel.begin(), lModel.end(), lMap.at(0), lMap.at(0) + lMap.size(),
+                               [](auto const& nModel, auto const& nPair)
+                               { return nModel.first == nPair.mKey && nModel.second == nPair.mValue; }));
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <iterator>
 #include <random>
 #include <vector>
 
@@ -29,49 +30,36 @@ TYPED_TEST(ContainerOf, AgreesWithAPlainQueueAndKeepsTheHeadsPlace)
         {
             unsigned int const lSize = static_cast<unsigned int>(lModel.size());
             unsigned int const lIndex = static_cast<unsigned int>(lRandom() % (lMax + 2));
-            unsigned int const lAction = static_cast<unsigned int>(lRandom() % 9);
-            bool const lIsOne = lAction % 2 == 0; // the operation without a count
-            unsigned int const lCount = lIsOne && lAction < 6 ? 1 : static_cast<unsigned int>(lRandom() % (lMax + 2));
-            unsigned int const lThere = lIndex < lSize ? std::min(lCount, lSize - lIndex) : 0;
-            unsigned int const lDropped = std::min(lCount, lSize);
+            unsigned int const lCount = static_cast<unsigned int>(lRandom() % (lMax + 2));
+            bool const lFits = lSize + lCount <= lMax;
+            auto const lFirst = lModel.begin() + std::min(lIndex, lSize);
+            unsigned int const lThere = std::min(lCount, lIndex < lSize ? lSize - lIndex : 0);
             std::vector<T> lRun;
-            for (unsigned int i = 0; i < lCount; ++i)
-            {
-                lRun.push_back(element<T>(lRound * 16 + i));
-            }
-            switch (lAction)
+            std::generate_n(std::back_inserter(lRun), lCount,
+                            [&, lNumber = lRound * 16]() mutable { return element<T>(lNumber++); });
+            switch (lRandom() % 6)
             {
             case 0:
             case 1:
+                ASSERT_EQ(lFits, lCount == 1 ? lRing.push(lRun[0]) : lRing.pushAll(lRun.data(), lCount));
+                lModel.insert(lModel.end(), lRun.begin(), lFits ? lRun.end() : lRun.begin());
+                break;
             case 2:
+                lCount == 1 ? lRing.pop() : lRing.pop(lCount);
+                lModel.erase(lModel.begin(), lModel.begin() + std::min(lCount, lSize));
+                lHead = lMax == 0 ? 0 : (lHead + std::min(lCount, lSize)) % lMax;
+                break;
             case 3:
-                ASSERT_EQ(lSize + lCount <= lMax, lIsOne ? lRing.push(lRun[0]) : lRing.pushAll(lRun.data(), lCount));
-                if (lSize + lCount <= lMax)
-                {
-                    lModel.insert(lModel.end(), lRun.begin(), lRun.end());
-                }
+                lRing.erase(lIndex, lCount);
+                lModel.erase(lFirst, lFirst + lThere);
                 break;
             case 4:
-            case 5:
-                lIsOne ? lRing.pop() : lRing.pop(lCount);
-                lModel.erase(lModel.begin(), lModel.begin() + lDropped);
-                lHead = lMax == 0 ? 0 : (lHead + lDropped) % lMax;
-                break;
-            case 6:
-                lRing.erase(lIndex, lCount);
-                lModel.erase(lModel.begin() + std::min(lIndex, lSize),
-                             lModel.begin() + std::min(lIndex, lSize) + lThere);
-                break;
-            case 7:
                 ASSERT_EQ(lCount != 0 && lCount <= lSize, lRing.popBack(lCount));
-                if (lCount <= lSize)
-                {
-                    lModel.resize(lSize - lCount);
-                }
+                lModel.resize(lCount <= lSize ? lSize - lCount : lSize);
                 break;
             default:
                 ASSERT_EQ(lThere, lRing.copyOut(lIndex, lRun.data(), lCount));
-                ASSERT_TRUE(std::equal(lRun.begin(), lRun.begin() + lThere, lModel.begin() + std::min(lIndex, lSize)));
+                ASSERT_TRUE(std::equal(lRun.begin(), lRun.begin() + lThere, lFirst));
             }
             ASSERT_EQ(lModel.size(), lRing.size());
             ASSERT_EQ(static_cast<int>(lHead), lRing.physicalIndex(0));
@@ -82,34 +70,25 @@ TYPED_TEST(ContainerOf, AgreesWithAPlainQueueAndKeepsTheHeadsPlace)
             }
         }
         lRing.clear();
-        EXPECT_EQ(0U, lRing.size());
-        EXPECT_EQ(0, lRing.physicalIndex(0));
+        EXPECT_EQ(0, static_cast<int>(lRing.size()) + lRing.physicalIndex(0));
     }
 }
 
-TEST(RingArray, IndicesCountOneTurnEitherWay)
+TEST(RingArray, IndicesCountOneTurnAndCountsNearTheNumbersEndDoNotWrap)
 {
+    unsigned int const ALL = static_cast<unsigned int>(-1);
+    int const VALUES[6] = {};
     utl::RingArray<int> lRing(8);
-    ASSERT_TRUE(lRing.pushAll(std::vector<int>(6).data(), 6));
-    lRing.pop(6);
+    ASSERT_TRUE(lRing.pushAll(VALUES, 6));
+    EXPECT_FALSE(lRing.pushAll(VALUES, ALL - 1) || lRing.pushAll(nullptr, 1) || lRing.popBack(ALL));
+    lRing.erase(1, ALL);
+    EXPECT_EQ(1U, lRing.size());
+    ASSERT_TRUE(lRing.pushAll(VALUES, 5));
+    lRing.pop(ALL);
+    EXPECT_EQ(0U, lRing.size());
     EXPECT_EQ(0, lRing.physicalIndex(2));
     EXPECT_EQ(5, lRing.physicalIndex(-1));
     EXPECT_EQ(6, lRing.physicalIndex(8));
-}
-
-TEST(RingArray, CountsNearTheNumbersEndDoNotWrap)
-{
-    unsigned int const ALL = static_cast<unsigned int>(-1);
-    utl::Queue<int> lQueue(4);
-    int const VALUES[] = {1, 2, 3};
-    ASSERT_TRUE(lQueue.pushAll(VALUES, 3));
-    EXPECT_FALSE(lQueue.pushAll(VALUES, ALL - 1));
-    EXPECT_FALSE(lQueue.pushAll(nullptr, 1));
-    EXPECT_FALSE(lQueue.popBack(ALL));
-    lQueue.erase(1, ALL);
-    EXPECT_EQ(1U, lQueue.size());
-    lQueue.pop(ALL);
-    EXPECT_EQ(0U, lQueue.size());
 }
 
 } // namespace

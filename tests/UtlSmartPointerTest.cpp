@@ -2,12 +2,12 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/Faults.h"
+#include "support/Gate.h"
 #include "support/LogCapture.h"
 
 namespace
@@ -16,31 +16,26 @@ namespace
 using Things = std::vector<long>;
 Things gDisposed;
 
-struct NotePointer
+struct Note
 {
     void operator()(long* npObject) const { gDisposed.push_back(*npObject); }
-};
-
-struct NoteHandle
-{
     void operator()(long nHandle) const { gDisposed.push_back(nHandle); }
 };
 
-long gFirst = 1;
-long gSecond = 2;
+long gThings[] = {1, 2};
 
 /// The two families through one pair of eyes.
 struct Pointers
 {
-    using Holder = utl::CountingPointer<long, NotePointer>;
-    static long* first() { return &gFirst; }
-    static long* second() { return &gSecond; }
+    using Holder = utl::CountingPointer<long, Note>;
+    static long* first() { return &gThings[0]; }
+    static long* second() { return &gThings[1]; }
     static constexpr char const* NAME = "CountingPointer";
 };
 
 struct Handles
 {
-    using Holder = utl::Counting<long, NoteHandle>;
+    using Holder = utl::Counting<long, Note>;
     static long first() { return 1; }
     static long second() { return 2; }
     static constexpr char const* NAME = "Counting";
@@ -77,12 +72,10 @@ TYPED_TEST(Holders, TheLastOneDisposesOnce)
         lOther = lCopy;
         EXPECT_EQ(Things({2}), gDisposed);
         lOther.set(TypeParam::second()); // leaves the others the old thing
-        EXPECT_EQ(3, this->count(lFirst));
-        EXPECT_EQ(1, this->count(lOther));
+        EXPECT_TRUE(this->count(lFirst) == 3 && this->count(lOther) == 1);
         lOther = Holder();
         EXPECT_EQ(Things({2, 2}), gDisposed);
-        EXPECT_EQ(nullptr, lOther.actGetRefCounter());
-        EXPECT_TRUE(lOther.get() == 0);
+        EXPECT_TRUE(lOther.actGetRefCounter() == nullptr && lOther.get() == 0);
     }
     EXPECT_EQ(1, this->count(lFirst));
     lFirst.release();
@@ -91,8 +84,7 @@ TYPED_TEST(Holders, TheLastOneDisposesOnce)
     lFirst.set(TypeParam::second());
     lFirst.set(0);
     Holder const lEmpty(lFirst);
-    EXPECT_EQ(nullptr, lEmpty.actGetRefCounter());
-    EXPECT_EQ(Things({2, 2, 1, 2}), gDisposed);
+    EXPECT_TRUE(lEmpty.actGetRefCounter() == nullptr && gDisposed == Things({2, 2, 1, 2}));
 }
 
 TYPED_TEST(Holders, ACountBelowZeroIsReportedAndNothingElse)
@@ -102,11 +94,9 @@ TYPED_TEST(Holders, ACountBelowZeroIsReportedAndNothingElse)
     std::unique_ptr<utl::RefCounter> const lCounter(lHolder.actGetRefCounter());
     lCounter->dropReference();
     lHolder.release();
-    EXPECT_EQ(
-        std::vector<std::string>{std::string("<UTIL> ERR: lRefCount(-1) < 0 in ") + TypeParam::NAME + "::release()"},
-        lLog.lines());
-    EXPECT_TRUE(gDisposed.empty());
-    EXPECT_EQ(nullptr, lHolder.actGetRefCounter());
+    std::string const lName = TypeParam::NAME;
+    EXPECT_EQ("<UTIL> ERR: lRefCount(-1) < 0 in " + lName + "::release()", lLog.lines().at(0));
+    EXPECT_TRUE(gDisposed.empty() && lHolder.actGetRefCounter() == nullptr);
 }
 
 struct Node
@@ -118,67 +108,55 @@ struct Node
 
 TEST(SmartPointer, TakesOverFromAHolderInsideTheObjectThatGoes)
 {
-    Node::sDeleted = 0;
     utl::SmartPointer<Node> lpHead(new Node);
     lpHead->mpNext.set(new Node);
     Node* const lpSecond = lpHead->mpNext.get();
     lpHead = lpHead->mpNext;
-    EXPECT_EQ(lpSecond, lpHead.get());
-    EXPECT_EQ(1, Node::sDeleted);
+    EXPECT_TRUE(lpHead.get() == lpSecond && Node::sDeleted == 1);
     lpHead = (*lpHead).mpNext;
-    EXPECT_EQ(nullptr, lpHead.get());
-    EXPECT_EQ(2, Node::sDeleted);
+    EXPECT_TRUE(lpHead.get() == nullptr && Node::sDeleted == 2);
 }
 
 TEST(SmartPointer, ThreadsWithHoldersOfTheirOwnShareTheCount)
 {
     Node::sDeleted = 0;
-    auto lShare = [](utl::SmartPointer<Node> const& nShared)
     {
-        utl::SmartPointer<Node> const lOwn(nShared);
-        return std::thread(
-            [lOwn]
+        auto const lWork = [lShared = utl::SmartPointer<Node>(new Node)]
+        {
+            for (int i = 0; i < 5000; ++i)
             {
-                for (int i = 0; i < 5000; ++i)
-                {
-                    utl::SmartPointer<Node> lCopy(lOwn);
-                    lCopy = lOwn;
-                }
-            });
-    };
-    utl::SmartPointer<Node> lShared(new Node);
-    std::thread lFirst = lShare(lShared);
-    std::thread lSecond = lShare(lShared);
-    lShared.release();
-    lFirst.join();
-    lSecond.join();
+                utl::SmartPointer<Node> lCopy(lShared);
+                lCopy = lShared;
+            }
+        };
+        utl::test::together(lWork, lWork); // each has a copy
+        EXPECT_EQ(0, Node::sDeleted);
+    }
     EXPECT_EQ(1, Node::sDeleted);
 }
 
-std::vector<std::string> gCalls;
+std::string gCalls;
 
 int noteCall(char const* npCall, int nHandle)
 {
-    gCalls.push_back(npCall + std::to_string(nHandle));
+    gCalls += npCall + std::to_string(nHandle);
     return -1; // ignored
 }
 
 TEST(SmartHandle, SyncsAndClosesWhatIsADescriptor)
 {
-    using Calls = std::vector<std::string>;
     using System = utl::internal::SystemCalls;
     utl::test::Replaced lFsync(
         &System::mFsync, +[](int nHandle) { return noteCall("fsync ", nHandle); });
     utl::test::Replaced lClose(
-        &System::mClose, +[](int nHandle) { return noteCall("close ", nHandle); });
+        &System::mClose, +[](int nHandle) { return noteCall(" close ", nHandle); });
     for (int lHandle : {0, -1, 7})
     {
-        gCalls.clear();
         utl::SmartHandle<utl::DestructCloseFile> lHolder(lHandle);
         EXPECT_EQ(lHandle == 0, lHolder.actGetRefCounter() == nullptr);
-        lHolder.release();
-        EXPECT_EQ(lHandle == 7 ? (Calls{"fsync 7", "close 7"}) : Calls(), gCalls);
+        EXPECT_EQ("", gCalls);
     }
+    EXPECT_EQ("fsync 7 close 7", gCalls);
 }
 
 } // namespace

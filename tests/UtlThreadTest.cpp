@@ -62,54 +62,50 @@ protected:
     }
 };
 
+/// The stages that are done; "runs" and "asked" for the other two questions.
+std::string shown(HeldThread const& nThread)
+{
+    std::string lText;
+    for (int lStage : {-1, 0, 1, 2, 3, 4, 0x7FFFFFFF})
+    {
+        lText += nThread.hasDone(lStage) ? std::to_string(lStage) + " " : "";
+    }
+    return lText + (nThread.isRunning() ? "runs " : "") + (nThread.hasRequestedStop() ? "asked" : "");
+}
+
 TEST(Thread, PassesItsStagesOnce)
 {
     HeldThread lThread;
+    unsigned int lResult = 0;
+    for (int lStage : {-1, 2, 3, 4, 0x7FFFFFFF})
+    {
+        EXPECT_EQ(-1, lThread.waitTo(lStage, 0)) << lStage;
+    }
     EXPECT_EQ(-1, lThread.stop(1, 0));
-    EXPECT_EQ(-1, lThread.waitTo(2, 0));
-    EXPECT_EQ(-1, lThread.waitTo(3, 0));
     EXPECT_EQ(-2, lThread.waitTo(1, 20));
-    EXPECT_FALSE(lThread.isRunning());
+    EXPECT_EQ("", shown(lThread));
     EXPECT_EQ(0, lThread.getId());
 
     ASSERT_EQ(0, lThread.begin(0));
-    EXPECT_TRUE(lThread.hasDone(0));
-    EXPECT_FALSE(lThread.hasDone(1));
-    EXPECT_TRUE(lThread.isRunning());
+    EXPECT_EQ("0 runs ", shown(lThread));
     EXPECT_FALSE(lThread.leaveManagement());
     lThread.mPrepare.open();
     EXPECT_EQ(0, lThread.waitTo(1, longMs()));
     EXPECT_EQ(-1, lThread.begin()); // twice
-    EXPECT_FALSE(lThread.hasRequestedStop());
-    unsigned int lResult = 0;
     EXPECT_FALSE(lThread.getResult(&lResult));
+    EXPECT_EQ("0 1 runs ", shown(lThread));
 
     EXPECT_EQ(0, lThread.stop(1, longMs()));
-    EXPECT_EQ(1, lThread.mRequests);
-    EXPECT_TRUE(lThread.hasRequestedStop());
-    EXPECT_TRUE(lThread.hasDone(2));
-    EXPECT_TRUE(lThread.hasDone(3));
-    EXPECT_FALSE(lThread.isRunning());
-    EXPECT_TRUE(lThread.getResult(&lResult));
-    EXPECT_EQ(7U, lResult);
-    EXPECT_FALSE(lThread.getResult(nullptr));
+    EXPECT_EQ("0 1 2 3 asked", shown(lThread));
+    EXPECT_TRUE(lThread.getResult(&lResult) && lResult == 7 && !lThread.getResult(nullptr));
     EXPECT_EQ(-1, lThread.stop(1, 0));
+    EXPECT_EQ(1, lThread.mRequests);
     EXPECT_EQ(0, lThread.waitTo(3, 0));
     EXPECT_EQ(-1, lThread.begin()); // not even after its end
     EXPECT_TRUE(lThread.leaveManagement());
     EXPECT_FALSE(lThread.leaveManagement());
     EXPECT_EQ(-1, lThread.waitTo(3, 0));
-    EXPECT_TRUE(lThread.hasDone(3));
-}
-
-TEST(Thread, RefusesStagesOutsideTheFour)
-{
-    HeldThread lThread;
-    for (int lStage : {-1, 4, 0x7FFFFFFF})
-    {
-        EXPECT_EQ(-1, lThread.waitTo(lStage, 0)) << lStage;
-        EXPECT_FALSE(lThread.hasDone(lStage)) << lStage;
-    }
+    EXPECT_EQ("0 1 2 3 asked", shown(lThread));
 }
 
 TEST(Thread, TimeOutsLeaveItRunning)
@@ -117,12 +113,11 @@ TEST(Thread, TimeOutsLeaveItRunning)
     HeldThread lThread;
     EXPECT_EQ(-2, lThread.begin(1, 20)); // preExecute is held
     EXPECT_NE(0, lThread.getId());
-    EXPECT_TRUE(lThread.isRunning());
+    EXPECT_EQ("0 runs ", shown(lThread));
     // Requested, but the thread cannot answer; then asked once more.
     EXPECT_EQ(-2, lThread.stop(1, 20));
-    EXPECT_TRUE(lThread.isRunning());
-    EXPECT_TRUE(lThread.hasRequestedStop());
     EXPECT_EQ(0, lThread.stop(0, 0));
+    EXPECT_EQ("0 2 runs asked", shown(lThread));
     EXPECT_EQ(2, lThread.mRequests);
     lThread.mPrepare.open();
     EXPECT_EQ(0, lThread.waitTo(3, longMs()));
@@ -134,20 +129,14 @@ TEST(Thread, RunsItsCommand)
     {
         unsigned int execute() override { return 42; }
     } lJob;
-    struct Row
+    for (utl::Command* lpCommand : {static_cast<utl::Command*>(&lJob), static_cast<utl::Command*>(nullptr)})
     {
-        utl::Command* mpCommand;
-        unsigned int mResult;
-    } const ROWS[] = {{&lJob, 42}, {nullptr, 0xFFFFFFFF}};
-    for (Row const& lRow : ROWS)
-    {
-        Thread lThread("x", lRow.mpCommand);
+        Thread lThread("x", lpCommand);
+        unsigned int lResult = 0;
         ASSERT_EQ(0, lThread.start(0, 0, nullptr, 0, 0, NORMAL, 0));
         EXPECT_EQ(0, lThread.waitTo(3, longMs()));
-        unsigned int lResult = 0;
-        EXPECT_TRUE(lThread.getResult(&lResult));
-        EXPECT_EQ(lRow.mResult, lResult);
-        EXPECT_TRUE(lThread.leaveManagement());
+        EXPECT_TRUE(lThread.getResult(&lResult) && lThread.leaveManagement());
+        EXPECT_EQ(lpCommand != nullptr ? 42 : 0xFFFFFFFF, lResult);
     }
 }
 
@@ -186,25 +175,21 @@ TEST(Thread, PriorityCanBeSetByTheThreadAlone)
 
 TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
 {
+    Thread::sleep(0x80000000U);
     // Interrupted twice with 20 ms left: sleeps on for what is left.
+    static int sCalls = 0;
     utl::test::Replaced lNanosleep(
         &SystemCalls::mNanosleep,
         +[](timespec const* npTime, timespec* npRest)
         {
-            static int sCalls = 0;
-            if (++sCalls <= 2)
-            {
-                *npRest = timespec{0, 20000000};
-                errno = EINTR;
-                return -1;
-            }
-            return nanosleep(npTime, npRest);
+            EXPECT_EQ(sCalls == 0 ? 100 : 0, npTime->tv_sec);
+            EXPECT_EQ(sCalls == 0 ? 1000000 : 20000000, npTime->tv_nsec);
+            *npRest = timespec{0, 20000000};
+            errno = EINTR;
+            return ++sCalls <= 2 ? -1 : 0;
         });
-    long long const lStartUs = utl::test::monotonicUs();
-    Thread::sleep(100000);
-    EXPECT_GE(utl::test::monotonicUs() - lStartUs, 20000);
-    Thread::sleep(0x80000000U);
-    EXPECT_LT(utl::test::monotonicUs() - lStartUs, longMs() * 1000LL);
+    Thread::sleep(100001);
+    EXPECT_EQ(3, sCalls);
 }
 
 } // namespace

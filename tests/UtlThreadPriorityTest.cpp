@@ -24,5 +24,6 @@ TEST(ThreadPriority, TranslatesStepsAndNiceValues)
         ThreadPriority lPriority(ThreadPriority::INVALID);
         lPriority.OsValue(lOsValue);
         EXPECT_EQ(lStep, lPriority.value()) << lOsValue;
+        EXPECT_EQ(lOsValue == -3, lStep == 1 && lPriority != ThreadPriority(ThreadPriority::HIGH));
     }
 }

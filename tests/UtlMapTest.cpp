@@ -22,7 +22,7 @@ TEST(Search, GivesTheLeftmostPlace)
         {
             auto const* const lpPlace = std::lower_bound(TABLE, TABLE + lSize, lKey, COMPARE);
             bool const lIsFound = lpPlace != TABLE + lSize && lpPlace->mKey == lKey;
-            EXPECT_EQ(lpPlace - TABLE, utl::searchPosition(lKey, TABLE, lSize, COMPARE)) << lKey;
+            EXPECT_EQ(lpPlace, TABLE + utl::searchPosition(lKey, TABLE, lSize, COMPARE)) << lKey;
             EXPECT_EQ(lIsFound ? lpPlace : nullptr, utl::searchBinary(lKey, TABLE, lSize, COMPARE)) << lKey;
         }
     }

@@ -152,7 +152,11 @@ TEST(CharSet, PlainAndMalformedTexts)
         {convertCharSet, "a\xE3\x81", "a\xE3\x81"}};
     for (auto const& lRow : ROWS)
     {
+        char lBytes[8];
+        unsigned int const lSize = static_cast<unsigned int>(lRow.mExpected.size()) + 1;
         EXPECT_EQ(convert(lRow.mpConvert, lRow.mpText), lRow.mExpected);
+        EXPECT_EQ(lRow.mpConvert(nullptr, 0, lRow.mpText), lSize);
+        EXPECT_EQ(lRow.mpConvert(lBytes, lSize - 1, lRow.mpText), STR_ERROR);
         EXPECT_EQ(convert(lRow.mpConvert, ""), "");
         EXPECT_EQ(lRow.mpConvert(nullptr, 1, "a") & lRow.mpConvert(nullptr, 0, nullptr), STR_ERROR);
     }

@@ -190,7 +190,9 @@ TEST(Msg, OnlyTheBrokersResultCounts)
         EXPECT_EQ(lAnswer == 0, lMsg.restoreFrom(lBroker));
         EXPECT_EQ("begin data end result begin data end result ", lBroker.mCalls);
     }
-    EXPECT_FALSE(utl::SimpleMsg(1).storeTo(nullptr));
+    utl::ThreadRawMsg lSmall(0);
+    EXPECT_TRUE(utl::SimpleMsg(ID).storeTo(&lSmall) && !utl::SimpleMsg(ID).storeTo(nullptr));
+    EXPECT_FALSE(utl::TimerMsg().storeTo(&lSmall));
 }
 
 } // namespace

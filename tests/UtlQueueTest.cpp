@@ -78,14 +78,17 @@ TEST(RingArray, IndicesCountOneTurnAndCountsNearTheNumbersEndDoNotWrap)
 {
     unsigned int const ALL = static_cast<unsigned int>(-1);
     int const VALUES[6] = {};
+    utl::Queue<int> lQueue(8);
+    ASSERT_TRUE(lQueue.pushAll(VALUES, 3));
+    EXPECT_FALSE(lQueue.pushAll(VALUES, ALL - 1) || lQueue.pushAll(nullptr, 1) || lQueue.popBack(ALL));
+    lQueue.erase(1, ALL);
+    EXPECT_EQ(1U, lQueue.size());
+    lQueue.pop(ALL);
+    EXPECT_EQ(0U, lQueue.size());
+
     utl::RingArray<int> lRing(8);
     ASSERT_TRUE(lRing.pushAll(VALUES, 6));
-    EXPECT_FALSE(lRing.pushAll(VALUES, ALL - 1) || lRing.pushAll(nullptr, 1) || lRing.popBack(ALL));
-    lRing.erase(1, ALL);
-    EXPECT_EQ(1U, lRing.size());
-    ASSERT_TRUE(lRing.pushAll(VALUES, 5));
-    lRing.pop(ALL);
-    EXPECT_EQ(0U, lRing.size());
+    lRing.pop(6);
     EXPECT_EQ(0, lRing.physicalIndex(2));
     EXPECT_EQ(5, lRing.physicalIndex(-1));
     EXPECT_EQ(6, lRing.physicalIndex(8));

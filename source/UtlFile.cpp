@@ -91,7 +91,7 @@ File::~File()
     char lDirectory[FILE_PATH_MAX];
     if (extractDirectoryPath(lDirectory, FILE_PATH_MAX, mPath.c_str()))
     {
-        SmartHandle<DestructCloseFile>(internal::gSystem.mOpen(lDirectory, O_RDONLY, 0));
+        internal::ScopedHandle const lHandle(internal::gSystem.mOpen(lDirectory, O_RDONLY, 0));
     }
     mHandle.release();
 }
@@ -118,18 +118,18 @@ bool File::open(int nOpenMode, int nAccessMode)
         return false;
     }
 
-    SmartHandle<DestructCloseFile> lHandle; // closes on every way out below
     std::optional<internal::OpenParent> lParent;
-    if (lIsWriting)
+    auto const lOpen = [&]
     {
+        if (!lIsWriting)
+        {
+            return UTL_FILE_CALL("open", mOpen(lpPath, O_RDONLY, 0555));
+        }
         lParent.emplace(lpPath);
         int const lFlags = FLAGS[nAccessMode] | (nOpenMode == FILE_OPEN_TRUNCATE ? O_TRUNC : 0);
-        lHandle.set(internal::gSystem.mOpen(lpPath, lFlags, 0777));
-    }
-    else
-    {
-        lHandle.set(UTL_FILE_CALL("open", mOpen(lpPath, O_RDONLY, 0555)));
-    }
+        return internal::gSystem.mOpen(lpPath, lFlags, 0777);
+    };
+    internal::ScopedHandle lHandle(lOpen()); // closes on every way out below
     int const lDescriptor = lHandle.get();
     if (!isOpenHandle(lDescriptor))
     {
@@ -153,7 +153,7 @@ bool File::open(int nOpenMode, int nAccessMode)
         applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "seekFile in open Failed. errno[%d] Path:%s", errno, lpPath);
         return false;
     }
-    mHandle = lHandle;
+    lHandle.moveTo(mHandle);
     return true;
 }
 

@@ -48,19 +48,19 @@ using internal::findToken;
 constexpr char SEPARATORS[] = "\\/";
 using PathBuffer = char[FILE_PATH_MAX];
 
-/// Copies a path, normalised, without separators at its end. Result: false for what no part can be taken of.
+/// Copies a path, normalised, without separators at its end. Without the heap: destructors restore modes by it.
+/// Result: false for what no part can be taken of.
 bool preparePath(PathBuffer& nBuffer, char const* npDst, unsigned int nDstSize, char const* npPath)
 {
-    if (npDst == nullptr || nDstSize == 0 || npPath == nullptr)
+    if (npDst == nullptr || nDstSize == 0 || !internal::isValidPath(npPath))
     {
         return false;
     }
-    BasicString<char> const lPath = internal::normalisedPath(npPath);
-    if (!internal::isValidPath(lPath.c_str()))
+    if (std::strchr(npPath, '\\') == nullptr ||
+        replaceStr<char>(nBuffer, FILE_PATH_MAX, npPath, "\\", "/", 0) == STR_ERROR)
     {
-        return false;
+        std::strcpy(nBuffer, npPath); // malformed text stays as it is
     }
-    std::strcpy(nBuffer, lPath.c_str());
     trimStrRight<char>(nBuffer, SEPARATORS);
     return true;
 }

@@ -65,12 +65,13 @@ bool makeParents(char const* npPath)
 struct Listing
 {
     bool prepare(char const* npPath);
-    bool accepts(dirent const& nEntry) const;
+    bool accepts(dirent const& nEntry);
 
     int mKind;
     char const* mpExtension;
     BasicString<char> mDirectory;
     char mPattern[FILE_PATH_MAX]; // empty for none
+    bool mHasFailed;              // a name could not be compared with it
 };
 
 /// Splits a pattern off the path. Result: false where the pattern is not just the last component.
@@ -94,7 +95,7 @@ bool Listing::prepare(char const* npPath)
     return lIsSplit;
 }
 
-bool Listing::accepts(dirent const& nEntry) const
+bool Listing::accepts(dirent const& nEntry)
 {
     char const* const lpName = nEntry.d_name;
     if (std::strcmp(lpName, ".") == 0 || std::strcmp(lpName, "..") == 0)
@@ -118,9 +119,9 @@ bool Listing::accepts(dirent const& nEntry) const
             return false;
         }
     }
-    return mPattern[0] == 0 ||
-           internal::blockingCall("source/UtlFile", "children", __LINE__,
-                                  [&] { return internal::gSystem.mFnmatch(mPattern, lpName, FNM_PATHNAME); }) == 0;
+    int const lMismatch = mPattern[0] == 0 ? 0 : UTL_FILE_CALL("children", mFnmatch(mPattern, lpName, FNM_PATHNAME));
+    mHasFailed = mHasFailed || (lMismatch != 0 && lMismatch != FNM_NOMATCH);
+    return lMismatch == 0;
 }
 
 /// Appends to a list that may grow: by doubling, for each step copies all. Trimmed by the caller.
@@ -359,7 +360,7 @@ bool File::isOpened(char const* npPath, bool* npShared)
     {
         return false;
     }
-    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, LOOK, 0));
+    internal::ScopedHandle const lHandle(gSystem.mOpen(lpPath, LOOK, 0));
     if (!isOpenHandle(lHandle.get()) || UTL_FILE_CALL("isOpened", mFlock(lHandle.get(), LOCK_EX | LOCK_NB)) == 0)
     {
         return false;
@@ -433,7 +434,7 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
     {
         return FILE_ERROR;
     }
-    Listing lListing = {nKind, npExtension, {}, {}};
+    Listing lListing = {nKind, npExtension, {}, {}, false};
     if (!lListing.prepare(lPath))
     {
         return FILE_ERROR;
@@ -481,6 +482,10 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
                 return FILE_ERROR;
             }
         }
+        if (lListing.mHasFailed)
+        {
+            return FILE_ERROR;
+        }
     } while (nMaxCount == 0 || npList->size() < nMaxCount);
     if (lHasGrown)
     {
@@ -509,7 +514,7 @@ long long File::size(char const* npPath)
                                            });
         return lIsWhole ? lSum : -1;
     }
-    SmartHandle<DestructCloseFile> const lHandle(gSystem.mOpen(lpPath, LOOK, 0));
+    internal::ScopedHandle const lHandle(gSystem.mOpen(lpPath, LOOK, 0));
     if (!isOpenHandle(lHandle.get()))
     {
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in size func open Failed. Path:%s errno[%d]", lpPath, errno);

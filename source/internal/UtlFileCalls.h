@@ -31,6 +31,31 @@ long long fileSize(int nHandle);
 /// lseek with the platform's origin; -1 with a message.
 long long seekFile(int nHandle, long long nOffset, int nWhence);
 
+/// A descriptor that nobody shares: synced and closed at the end of the scope, and without a counter to allocate.
+class ScopedHandle
+{
+public:
+    explicit ScopedHandle(int nHandle)
+        : mHandle(nHandle)
+    {
+    }
+    ScopedHandle(ScopedHandle const&) = delete;
+    ScopedHandle& operator=(ScopedHandle const&) = delete;
+    ~ScopedHandle() { DestructCloseFile()(mHandle); }
+
+    int get() const { return mHandle; }
+
+    /// To a holder that shares it.
+    void moveTo(SmartHandle<DestructCloseFile>& nHolder)
+    {
+        nHolder.set(mHandle);
+        mHandle = -1;
+    }
+
+private:
+    int mHandle;
+};
+
 /// The parent directory of a path, opened up until restore() or the end of the scope. errno is kept by both.
 class OpenParent
 {

@@ -160,7 +160,8 @@ private:
         void operator()(unsigned long* npHandle) const;
     };
 
-    /// One thread. Copies share stop event and handle.
+    /// One thread. Copies share all of it and allocate nothing, so that entries can be moved about when memory has run
+    /// out.
     class ThreadEntry
     {
     public:
@@ -170,7 +171,9 @@ private:
         bool isActive() const;
         bool isControllable() const;
 
-        BasicString<char> mName;
+        char const* name() const { return mpName->c_str(); } ///< Of an entry that was made with one.
+
+        SmartPointer<BasicString<char>> mpName;
         ThreadPriority mPriority;
         SmartPointer<Event> mpStopEvent;                             // null: the thread entered itself
         CountingPointer<unsigned long, DetachThread> mpThreadHandle; // null: the same
@@ -186,8 +189,7 @@ private:
     static void* startThread(void* npRecord);
 
     bool startLocked(StartRecord& nRecord, char const* npName) UTL_REQUIRES(mEntrySyncObject);
-    int entryLocked(StartRecord& nRecord, char const* npName, ThreadPriority const& nPriority)
-        UTL_REQUIRES(mEntrySyncObject);
+    int entryLocked(int nId, ThreadEntry const& nEntry) UTL_REQUIRES(mEntrySyncObject);
 
     /// As entry(). *npEndEvent: the event that goes on when the function has returned, wherever a thread was made, also
     /// where it could not be registered.

@@ -83,8 +83,16 @@ int MsgDrivenThread::start(ThreadMsgListener* npListener, int nUseWatchdog, unsi
         return -1;
     }
     mpMsgListener = npListener;
-    return Thread::start(nUseWatchdog, nAliveTimeMs, npWatchdogListener, nWaitStart, nWaitStartMs, nPriority,
-                         nReserved);
+    try
+    {
+        return Thread::start(nUseWatchdog, nAliveTimeMs, npWatchdogListener, nWaitStart, nWaitStartMs, nPriority,
+                             nReserved);
+    }
+    catch (...)
+    {
+        mpMsgListener = nullptr; // no thread was made: it may be tried again
+        throw;
+    }
 }
 
 int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)

@@ -3,6 +3,7 @@
 
 #include "UtlApplog.h"
 #include "internal/UtlKernelTimer.h"
+#include "internal/UtlMakeSmart.h"
 #include "internal/UtlMsgThreadAnswers.h"
 #include "internal/UtlRecordPipe.h"
 
@@ -108,7 +109,7 @@ int MsgDrivenThread::insertTimerLocked(unsigned int nIntervalMs, unsigned int nM
     lInfo.mIntervalMs = static_cast<int>(nIntervalMs);
     lInfo.mMaxTimeoutCount = nMaxTimeoutCount;
     lInfo.mIsFreeRunning = nIsFreeRunning;
-    lInfo.mpRunningEvent.set(new Event(0, 1));
+    lInfo.mpRunningEvent = internal::makeSmart<Event>(0, 1);
     lInfo.mpSignalValue = TimerSignalValue::allocate();
     int const lTimerId = mNextUserTimerId;
     if (lInfo.mpSignalValue == nullptr || !mTimerMap.insert(lTimerId, lInfo))

@@ -5,6 +5,7 @@
 #include "UtlTimer.h"
 #include "internal/UtlBlockingCall.h"
 #include "internal/UtlKernelTimer.h"
+#include "internal/UtlMakeSmart.h"
 #include "internal/UtlRecordPipe.h"
 #include "internal/UtlWatchdogPort.h"
 
@@ -180,7 +181,7 @@ int SharedTimer::addTimer(TimerListener* npListener, unsigned int nIntervalMs, u
     lInfo.mIntervalMs = static_cast<int>(nIntervalMs);
     lInfo.mMaxTimeoutCount = nMaxTimeoutCount;
     lInfo.mIsFreeRunning = nIsFreeRunning;
-    lInfo.mpRunningEvent.set(new Event(0, 1));
+    lInfo.mpRunningEvent = internal::makeSmart<Event>(0, 1);
     lInfo.mpSignalValue = TimerSignalValue::allocate();
     SyncGuard lGuard(mDataSyncObject);
     int const lTimerId = mNextUserTimerId;

@@ -6,11 +6,14 @@
 #include "internal/UtlEventWait.h"
 #include "internal/UtlHeapPort.h"
 #include "internal/UtlImmortal.h"
+#include "internal/UtlMakeSmart.h"
 #include "internal/UtlSystemCalls.h"
 #include "internal/UtlWatchdogPort.h"
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include <pthread.h>
 #include <sys/resource.h>
@@ -93,7 +96,7 @@ ThreadManager::ThreadEntry::ThreadEntry()
 }
 
 ThreadManager::ThreadEntry::ThreadEntry(char const* npName, ThreadPriority const& nPriority)
-    : mName(npName, 0, 0),
+    : mpName(internal::makeSmart<BasicString<char>>(npName, 0U, 0)),
       mPriority(nPriority)
 {
 }
@@ -133,7 +136,15 @@ ThreadManager* ThreadManager::get()
     // the way of every report.
     if (!mHasInitializedWatchdog.load(std::memory_order_relaxed) && !mHasInitializedWatchdog.exchange(true))
     {
-        internal::watchdog::initialize(*lpObject->mpWatchdog, DEFAULT_WATCH_INTERVAL_MS);
+        try
+        {
+            internal::watchdog::initialize(*lpObject->mpWatchdog, DEFAULT_WATCH_INTERVAL_MS);
+        }
+        catch (...)
+        {
+            mHasInitializedWatchdog = false; // the next call tries again
+            throw;
+        }
     }
     return lpObject;
 }
@@ -216,14 +227,19 @@ int ThreadManager::entryWithEvent(void (*npFunction)(void*), void* npArgument, i
         {
             return 0;
         }
-        StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), SmartPointer<Event>(new Event(0, 0)),
-                            0,    0};
+        // All memory is taken before there is a thread: none runs that nobody knows because there was none left.
+        auto lpHandle = std::make_unique<unsigned long>(0);
+        ThreadEntry lEntry(npName, nPriority);
+        lEntry.mpStopEvent = internal::makeSmart<Event>(0, 0);
+        lEntry.mpThreadHandle.set(lpHandle.get());
+        StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), lEntry.mpStopEvent, 0, 0};
         if (!startLocked(lRecord, npName))
         {
-            return 0;
+            return 0; // the handle is still 0, and so still ours to free
         }
+        *lpHandle.release() = lRecord.mHandle;
         *npEndEvent = lRecord.mpStopEvent;
-        lId = entryLocked(lRecord, npName, nPriority);
+        lId = entryLocked(lRecord.mThreadId, lEntry);
     }
     if (lId != 0)
     {
@@ -249,24 +265,21 @@ bool ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
     return true;
 }
 
-/// Registers the thread of a record. Result: its id; 0 where it is there already: then the thread runs on without.
-int ThreadManager::entryLocked(StartRecord& nRecord, char const* npName, ThreadPriority const& nPriority)
+/// Registers a thread. Result: its id; 0 where it is there already: then the thread runs on without.
+int ThreadManager::entryLocked(int nId, ThreadEntry const& nEntry)
 {
-    int const lId = nRecord.mThreadId;
-    ThreadEntry lEntry(npName, nPriority);
-    lEntry.mpStopEvent = nRecord.mpStopEvent;
-    lEntry.mpThreadHandle.set(new unsigned long(nRecord.mHandle));
-    if (findLocked(lId) != nullptr || !mThreadEntries.insert(lId, lEntry))
+    int const lOsPriority = nEntry.mPriority.OsValue();
+    if (findLocked(nId) != nullptr || !mThreadEntries.insert(nId, nEntry))
     {
-        applog(UTL_LOG_TYPE, 1, "entry() Error Thread Register           ID:%d, PriOs:%d, Name:%s", lId,
-               nPriority.OsValue(), npName);
+        applog(UTL_LOG_TYPE, 1, "entry() Error Thread Register           ID:%d, PriOs:%d, Name:%s", nId, lOsPriority,
+               nEntry.name());
         return 0;
     }
     if (mEnableRegistrationLog)
     {
-        applog(UTL_LOG_TYPE, 3, "Thread Start and Register ID:%d, PriOs:%d, Name:%s", lId, nPriority.OsValue(), npName);
+        applog(UTL_LOG_TYPE, 3, "Thread Start and Register ID:%d, PriOs:%d, Name:%s", nId, lOsPriority, nEntry.name());
     }
-    return lId;
+    return nId;
 }
 
 /// The start routine of every thread.
@@ -325,14 +338,26 @@ int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, Watc
     return lId;
 }
 
-/// Tells the layers above of a new thread.
+/// Tells the layers above of a thread that runs. Where they have no memory for it, it runs without them, as with a full
+/// table.
 void ThreadManager::announce(int nId, int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
                              char const* npName)
 {
-    internal::registerHeapThreadName(nId, npName);
+    auto const lTell = [nId](auto nTell)
+    {
+        try
+        {
+            nTell();
+        }
+        catch (std::bad_alloc const&)
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ThreadManager No memory to register ID:%d", nId);
+        }
+    };
+    lTell([&] { internal::registerHeapThreadName(nId, npName); });
     if (nUseWatchdog == 1)
     {
-        internal::watchdog::entry(*mpWatchdog, nId, nAliveTimeMs, npListener, npName);
+        lTell([&] { internal::watchdog::entry(*mpWatchdog, nId, nAliveTimeMs, npListener, npName); });
     }
 }
 
@@ -389,7 +414,7 @@ char const* ThreadManager::findName(int nId)
 {
     SyncGuard lGuard(mEntrySyncObject);
     ThreadEntry const* const lpEntry = findLocked(nId);
-    return lpEntry != nullptr ? lpEntry->mName.c_str() : "";
+    return lpEntry != nullptr ? lpEntry->name() : "";
 }
 
 bool ThreadManager::getNames(NameMap* npNames)
@@ -402,7 +427,7 @@ bool ThreadManager::getNames(NameMap* npNames)
     for (unsigned int lIndex = 0; lIndex < mThreadEntries.size(); ++lIndex)
     {
         auto const* const lpPair = mThreadEntries.at(lIndex);
-        if (!npNames->insert(lpPair->mKey, lpPair->mValue.mName))
+        if (!npNames->insert(lpPair->mKey, *lpPair->mValue.mpName))
         {
             return false;
         }
@@ -543,7 +568,7 @@ void ThreadManager::printRowLocked(int nLevel, unsigned int nIndex)
     bool const lIsActive = lpPair->mValue.isActive();
     ThreadPriority const lPriority = lIsActive ? lpPair->mValue.mPriority : ThreadPriority(ThreadPriority::INVALID);
     applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, %-12s, %10d, %-16s, ", lpPair->mKey,
-           CutName(lpPair->mValue.mName.c_str()).mText, lIsActive ? "ACTIVE" : "UNKNOWN", lPriority.OsValue(),
+           CutName(lpPair->mValue.name()).mText, lIsActive ? "ACTIVE" : "UNKNOWN", lPriority.OsValue(),
            priorityLabel(lPriority));
 }
 
@@ -563,7 +588,7 @@ void ThreadManager::printWatchdogInfo(int nLevel)
         }
         else if (!internal::watchdog::isRegistered(*mpWatchdog, lpPair->mKey))
         {
-            applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, ", lpPair->mKey, CutName(lpPair->mValue.mName.c_str()).mText);
+            applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, ", lpPair->mKey, CutName(lpPair->mValue.name()).mText);
         }
     }
 }

@@ -99,7 +99,9 @@ ThreadWatchdog::~ThreadWatchdog()
 
 bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
 {
-    if (mIsInitialized || mpThread->start(this, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0) != 0)
+    // The thread runs already where memory ran out behind its start.
+    if (mIsInitialized || !(mpThread->isRunning() ||
+                            mpThread->start(this, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0) == 0))
     {
         return false;
     }

@@ -273,6 +273,7 @@ private:
     int dispatch(ThreadCtlMsg const& nHead, bool nIsTaken);
     int dispatchTimerRequest(ThreadCtlMsg const& nHead);
     void endOverflow();
+    void hangUp();
     void endLoop();
 
     // Sending
@@ -344,6 +345,7 @@ private:
     void executeTimeoutSignal(int nTimerId);
     TimeoutResult TimeoutPostHandling(int nTimerId);
     void eraseAllTimer();
+    void disarmTimersLocked() UTL_REQUIRES(mQueueSyncObject);
 
     ThreadMsgListener* mpMsgListener = nullptr; // constant once the thread runs
     unsigned int const mMaxMsgCount;            // constant

@@ -156,6 +156,7 @@ private:
     bool postTimerCtlMsg(int nMsgId, int nValue);
     bool appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter) UTL_REQUIRES(mDataSyncObject);
     bool wake(TimerCtlMsg const& nRecord);
+    void hangUp();
     unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
 
     // Tables, numbers, waiters

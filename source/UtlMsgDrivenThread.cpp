@@ -108,7 +108,21 @@ int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)
 void MsgDrivenThread::requestStop()
 {
     // Once more where that failed: nothing else may ever wake the thread.
-    postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) || postThreadCtlMsg(MSG_ID_STOP_THREAD, -1);
+    if (!postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) && !postThreadCtlMsg(MSG_ID_STOP_THREAD, -1))
+    {
+        hangUp();
+    }
+}
+
+/// Ends a loop that cannot be told to: it finds the end of its pipe.
+void MsgDrivenThread::hangUp()
+{
+    mpPipe->hangUp(
+        [this]
+        {
+            SyncGuard lGuard(mQueueSyncObject);
+            disarmTimersLocked();
+        });
 }
 
 bool MsgDrivenThread::isOwnThread() const

@@ -213,6 +213,10 @@ bool MsgDrivenThread::wake(int nMsgId, int nParam, unsigned int nSlotSize)
         }
     }
     mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
+    if (mpPipe->hasLost() && hasRequestedStop())
+    {
+        hangUp(); // the stop may be among what could not be written again
+    }
     return true;
 }
 

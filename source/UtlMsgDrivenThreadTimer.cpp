@@ -515,6 +515,18 @@ MsgDrivenThread::TimeoutResult MsgDrivenThread::TimeoutPostHandling(int nTimerId
     return TIMEOUT_REARM_FAILED;
 }
 
+/// From here on no signal of a timer writes to the pipe.
+void MsgDrivenThread::disarmTimersLocked()
+{
+    for (TimerMap* const lpMap : {&mTimerMap, &mTimerStopEntryMap})
+    {
+        for (unsigned int lIndex = 0; lIndex < lpMap->size(); ++lIndex)
+        {
+            lpMap->at(lIndex)->mValue.mpSignalValue->disarm();
+        }
+    }
+}
+
 /// After the loop: every timer goes, in descending order of id.
 void MsgDrivenThread::eraseAllTimer()
 {

@@ -399,7 +399,24 @@ bool SharedTimer::getTimerIdSet(Array<int, int const&>* npIds)
 void SharedTimer::requestStop()
 {
     // Once more where that failed: nothing else may ever wake the thread.
-    postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1) || postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1);
+    if (!postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1) && !postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1))
+    {
+        hangUp();
+    }
+}
+
+/// Ends a loop that cannot be told to: it finds the end of its pipe.
+void SharedTimer::hangUp()
+{
+    mpPipe->hangUp(
+        [this]
+        {
+            SyncGuard lGuard(mDataSyncObject);
+            for (unsigned int lIndex = 0; lIndex < mTimerMap.size(); ++lIndex)
+            {
+                mTimerMap.at(lIndex)->mValue.mpSignalValue->disarm();
+            }
+        });
 }
 
 void SharedTimer::setThreadWatchdogAliveTime(unsigned int nAliveTimeMs)
@@ -464,6 +481,10 @@ bool SharedTimer::wake(TimerCtlMsg const& nRecord)
         }
     }
     mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
+    if (mpPipe->hasLost() && hasRequestedStop())
+    {
+        hangUp(); // the stop may be among what could not be written again
+    }
     return true;
 }
 

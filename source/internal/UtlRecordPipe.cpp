@@ -3,6 +3,7 @@
 #include "internal/UtlSystemCalls.h"
 
 #include <cerrno>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -42,10 +43,9 @@ void RecordPipe::close()
     closeWriteEnd();
 }
 
-int RecordPipe::closeEnd(int& nFd)
+int RecordPipe::closeEnd(std::atomic<int>& nFd)
 {
-    int const lFd = nFd;
-    nFd = -1;
+    int const lFd = nFd.exchange(-1);
     return lFd != -1 ? gSystem.mClose(lFd) : 0;
 }
 
@@ -81,6 +81,16 @@ bool RecordPipe::becomeWriter()
         }
     }
     return false;
+}
+
+/// Whoever writes is soon done: writing does not wait.
+void RecordPipe::waitToBecomeWriter()
+{
+    while ((mState.fetch_or(WRITER) & WRITER) != 0)
+    {
+        timespec const lPause{0, 50000};
+        gSystem.mNanosleep(&lPause, nullptr);
+    }
 }
 
 bool RecordPipe::leaveWithNothingOwed()

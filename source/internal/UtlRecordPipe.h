@@ -44,6 +44,21 @@ public:
     int closeReadEnd() { return closeEnd(mReadFd); }
     int closeWriteEnd() { return closeEnd(mWriteFd); }
 
+    /// The last resort to wake a reader that is to end, where records cannot be written: closes the write end, so that
+    /// read() fails once it has given what is in the pipe. Not with the owner's lock: waits for who is writing.
+    /// nDisarm: runs before the close, and lets go of writeFd() wherever it is known.
+    template <class Disarm>
+    void hangUp(Disarm nDisarm)
+    {
+        waitToBecomeWriter();
+        nDisarm();
+        closeWriteEnd();
+        mState &= ~WRITER;
+    }
+
+    /// A record that was owed could not be written either; nobody was told.
+    bool hasLost() const { return mHasLost; }
+
     /// For a signal handler, which writes its own records and loses them where there is no room.
     int writeFd() const { return mWriteFd; }
 
@@ -90,6 +105,7 @@ public:
             else
             {
                 // Also where the write failed, the second time running: these then wait for a later record.
+                mHasLost = mHasLost || lResult == FAILED;
                 mState -= lCount;
             }
         }
@@ -140,15 +156,17 @@ private:
     static constexpr unsigned int BATCH = 64;          // records written at once; the kernel takes all of them or none
     static constexpr std::size_t BUFFER_RECORDS = 512; // 4096 bytes, the unit in which a pipe frees its room
 
-    static int closeEnd(int& nFd);
+    static int closeEnd(std::atomic<int>& nFd);
+    void waitToBecomeWriter();
     unsigned int owedCount() const { return mState & ~WRITER; }
     bool becomeWriter();
     bool leaveWithNothingOwed();
     bool leaveToReader();
     WriteResult tryWrite(PipeRecord const* npRecords, unsigned int nCount, unsigned int* npWritten);
 
-    int mReadFd = -1;                    // constant between open and close
-    int mWriteFd = -1;                   // likewise
+    std::atomic<int> mReadFd{-1};  // constant between open and close
+    std::atomic<int> mWriteFd{-1}; // likewise, but for hangUp()
+    std::atomic<bool> mHasLost{false};
     std::atomic<unsigned int> mState{0}; // WRITER, and the number of records owed; raised under the owner's lock
     PipeRecord mBuffer[BUFFER_RECORDS];  // the reading thread's, with the two below
     std::size_t mNext = 0;

@@ -80,7 +80,7 @@ public:
     virtual ~WatchdogTimerListener() = default;
 
     /// Thread nId has been silent for its alive time. On the watchdog thread, with no lock held; it may call back into
-    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call.
+    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call; empty where there was no memory for it.
     virtual void onTime(int nId, WatchdogInfoMap const& nInfos) = 0;
 };
 

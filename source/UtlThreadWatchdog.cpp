@@ -8,6 +8,7 @@
 #include "internal/UtlWatchdogPort.h"
 
 #include <cstring>
+#include <new>
 
 namespace utl
 {
@@ -366,8 +367,15 @@ void ThreadWatchdog::executeWatchdogTimeout(int nId)
         ++lpInfo->mTimeoutCount;
         applog(UTL_LOG_TYPE, 1, "!!!!!!!! ThreadWatchdog Timeout ID:%d Name:%s !!!!!!!!", lpInfo->mId,
                lpInfo->mName.c_str());
-        lSnapshot.array().resizeMax(mWatchdogInfos.size());
-        lSnapshot.array().copy(mWatchdogInfos.array(), ~0U);
+        try
+        {
+            lSnapshot.array().resizeMax(mWatchdogInfos.size());
+            lSnapshot.array().copy(mWatchdogInfos.array(), ~0U);
+        }
+        catch (std::bad_alloc const&) // of a thread of our own: it would end the process
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ThreadWatchdog No memory for the table  ID:%d", nId);
+        }
         lpListener = lpInfo->mpListener != nullptr ? lpInfo->mpListener : lpListener;
     }
     lpListener->onTime(nId, lSnapshot);

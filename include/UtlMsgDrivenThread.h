@@ -322,7 +322,7 @@ private:
     bool earseMsgQueue(unsigned int nCtlIndex, unsigned int nDataPos, unsigned int nDataSize);
 
     // Timers
-    void installSignalHandler();
+    static bool installSignalHandler();
     TimerInfo* findTimer(int nTimerId);
     TimerInfo* findTimerStopEntry(int nTimerId);
     int toUserTimerId(int nSysTimerNumber);

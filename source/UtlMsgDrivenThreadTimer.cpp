@@ -43,12 +43,14 @@ void logHandlerError()
 
 } // namespace
 
-void MsgDrivenThread::installSignalHandler()
+bool MsgDrivenThread::installSignalHandler()
 {
-    if (gTimerSignal.install(&TimeoutSignalHandler) == -1)
+    bool const lIsInstalled = gTimerSignal.install(&TimeoutSignalHandler) != -1;
+    if (!lIsInstalled)
     {
         applog(UTL_LOG_TYPE, 1, "MsgDrivenThread sigaction  errno:%d", errno);
     }
+    return lIsInstalled;
 }
 
 // ---------------------------------------------------------------------------------------------- tables and numbers
@@ -349,7 +351,8 @@ void MsgDrivenThread::logKernelTimer(KernelTimerResult nResult, TimerInfo const&
 
 bool MsgDrivenThread::startTimerByTimerInfo(TimerInfo* npInfo)
 {
-    if (npInfo == nullptr)
+    // Where the constructor failed to install the handler: without it the signal would end the process.
+    if (npInfo == nullptr || !installSignalHandler())
     {
         return false;
     }

@@ -53,7 +53,7 @@ void logHandlerError()
     }
 }
 
-void installSignalHandler()
+bool installSignalHandler()
 {
     int const lResult =
         blockingCall(FILE_NAME, "SharedTimer", 135, [] { return gTimerSignal.install(&TimeoutSignalHandler); });
@@ -65,6 +65,7 @@ void installSignalHandler()
     {
         applog(UTL_LOG_TYPE, 4, "SharedTimer sigaction  success:%d", gTimerSignal.number());
     }
+    return lResult != -1;
 }
 
 unsigned int asHex(void* npTimerId)
@@ -842,7 +843,8 @@ void SharedTimer::finishUpdate(int nTimerId)
 
 bool SharedTimer::startTimerByTimerInfo(TimerInfo* npInfo)
 {
-    if (npInfo == nullptr)
+    // Where the constructor failed to install the handler: without it the signal would end the process.
+    if (npInfo == nullptr || !(gTimerSignal.isInstalled() || installSignalHandler()))
     {
         return false;
     }

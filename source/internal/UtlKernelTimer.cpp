@@ -156,6 +156,10 @@ int TimerSignalSlot::onSignal(int nToken)
 int TimerSignal::install(void (*npHandler)(int, siginfo_t*, void*))
 {
     static Immortal<SyncObject> lLock;
+    if (mIsInstalled)
+    {
+        return 0;
+    }
     SyncGuard lGuard(lLock.get());
     if (mIsInstalled)
     {

@@ -63,6 +63,8 @@ public:
     /// call tries again.
     int install(void (*npHandler)(int, siginfo_t*, void*));
 
+    bool isInstalled() const { return mIsInstalled; }
+
     /// The handler leaves the error of a failed write here, since it may not log; a thread of the class takes it.
     void leaveError(int nError) { mError.store(nError, std::memory_order_relaxed); }
     int takeError();

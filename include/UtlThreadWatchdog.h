@@ -10,6 +10,7 @@
 #include "UtlThreadMsgListener.h"
 
 #include <atomic>
+#include <memory>
 
 namespace utl
 {
@@ -156,7 +157,7 @@ private:
     void executeWatchdogTimeout(int nId);
     WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);
 
-    MsgDrivenThread* const mpThread; // owned
+    std::unique_ptr<MsgDrivenThread> const mpThread;
     std::atomic<int> mTimerId{-1};   // the beat
     std::atomic<bool> mIsInitialized{false};
     bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped

@@ -93,10 +93,7 @@ ThreadWatchdog::ThreadWatchdog(unsigned int nEntryMax)
 {
 }
 
-ThreadWatchdog::~ThreadWatchdog()
-{
-    delete mpThread;
-}
+ThreadWatchdog::~ThreadWatchdog() = default;
 
 bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
 {

@@ -98,5 +98,24 @@ exports() {
     comm -23 "$lScratch/used" "$lScratch/exported" | grep -vE '^_Z[A-Z]*3utl8internal' | sed 's/^/not exported: /'
 }
 
+# calls NM LIBRARY LIST: every symbol that the library takes from elsewhere stands in the list of calls and how they fail.
+# Names as in the list: large-file, 64-bit-time and fortified variants under the plain name, sizes as on 64 bits.
+calls() {
+    "$1" -PD --undefined-only "$2" | awk '{ sub(/@.*/, "", $1); print $1 }' |
+        sed -E 's/^__(.*)_chk$/\1/; s/^__(.*)_time64$/\1/; s/^(__)?([a-z_]+)64(_r)?$/\2\3/
+                s/^(_Zn[aw])j/\1m/; s/^(_Zd[al]Pv)j$/\1m/' |
+        sort -u |
+        awk -v List="$3" '
+            BEGIN { while ((getline lLine < List) > 0) if (split(lLine, lFields) >= 2 && lLine !~ /^#/) known[lFields[1]] }
+            {
+                for (lName in known)
+                    if (lName == $1 || (lName ~ /[*]$/ && index($1, substr(lName, 1, length(lName) - 1)) == 1)) next
+                print "a call that nothing is known of: " $1
+                print "  Can it fail? Then make it an entry of gSystem (source/internal/UtlSystemCalls), inject it in"
+                print "  proof/UtlFaultProof.cpp and list it as injected in " List "; otherwise list it with the reason."
+            }
+            END { if (NR == 0) print "the library calls nothing: is this check right?" }'
+}
+
 lFound=$("$@" 2>&1)
 [ -z "$lFound" ] || { printf '%s\n' "$lFound"; exit 1; }

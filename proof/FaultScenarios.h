@@ -1,0 +1,654 @@
+/// What UtlFaultProof runs with faults: each family through its public use. A scenario tells each result to a Report
+/// and is written so that any of them may be a failure.
+#ifndef UTL_PROOF_FAULT_SCENARIOS_H
+#define UTL_PROOF_FAULT_SCENARIOS_H
+
+#include "Utl.h"
+#include "support/Gate.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <initializer_list>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace utl
+{
+
+class MemoryTestPeer
+{
+public:
+    static bool reportTotals(char const* npPath) { return Memory::get()->reportTotals(3, npPath); }
+    static bool reportDetails(char const* npPath) { return Memory::get()->reportDetails(3, npPath); }
+};
+
+} // namespace utl
+
+namespace utl::proof
+{
+
+/// The results of one run. Takes no memory from the heap, where faults are.
+class Report
+{
+public:
+    static constexpr unsigned int MAX_RESULTS = 128;
+
+    /// npFaulty: the call that fails in this run, "" for none.
+    explicit Report(char const* npFaulty)
+        : mpFaulty(npFaulty)
+    {
+    }
+
+    /// A result that must be one of these.
+    long long is(char const* npStep, long long nValue, std::initializer_list<long long> nDocumented)
+    {
+        bool lIsDocumented = false;
+        for (long long lDocumented : nDocumented)
+        {
+            lIsDocumented = lIsDocumented || nValue == lDocumented;
+        }
+        if (!lIsDocumented)
+        {
+            wrong(npStep, nValue);
+        }
+        add(npStep, nValue);
+        return nValue;
+    }
+
+    /// A result of which both values are documented.
+    bool flag(char const* npStep, bool nValue)
+    {
+        add(npStep, nValue ? 1 : 0);
+        return nValue;
+    }
+
+    /// What follows from results.
+    void must(bool nHolds, char const* npWhat)
+    {
+        if (!nHolds)
+        {
+            wrong(npWhat, 0);
+        }
+    }
+
+    /// Waits for what another thread does; not for long where it may have failed.
+    template <class Condition>
+    bool await(char const* npStep, Condition nCondition)
+    {
+        unsigned int const lMaxMs = isFaulty() ? 10 : utl::test::longMs();
+        bool lHolds = nCondition();
+        for (unsigned int lTenths = 0; !lHolds && lTenths < 10 * lMaxMs; ++lTenths)
+        {
+            ::usleep(100);
+            lHolds = nCondition();
+        }
+        return flag(npStep, lHolds);
+    }
+
+    bool isFaulty() const { return *mpFaulty != 0; }
+    bool isFaulty(char const* npCall) const { return std::strcmp(mpFaulty, npCall) == 0; }
+
+    unsigned int mCount = 0;
+    char const* mSteps[MAX_RESULTS] = {};
+    long long mValues[MAX_RESULTS] = {};
+    unsigned int mWrongCount = 0;
+    char mWrong[160] = {}; // the first that is not documented
+
+private:
+    void add(char const* npStep, long long nValue)
+    {
+        must(mCount < MAX_RESULTS, "too many results for a report");
+        if (mCount < MAX_RESULTS)
+        {
+            mSteps[mCount] = npStep;
+            mValues[mCount++] = nValue;
+        }
+    }
+
+    void wrong(char const* npWhat, long long nValue)
+    {
+        if (mWrongCount++ == 0)
+        {
+            std::snprintf(mWrong, sizeof(mWrong), "%s: %lld", npWhat, nValue);
+        }
+    }
+
+    char const* const mpFaulty;
+};
+
+inline ThreadPriority normal()
+{
+    return ThreadPriority(ThreadPriority::NORMAL);
+}
+
+// ---------------------------------------------------------------------------------------------- messages
+
+class Ear : public ThreadMsgListener
+{
+public:
+    void receiveMsg(int, ThreadRawMsg& nRawMsg) override
+    {
+        int lMsgId = 0;
+        TimerMsg lTimerMsg;
+        if (!nRawMsg.getMsgId(&lMsgId))
+        {
+            return;
+        }
+        if (lMsgId == MSG_ID_TIMER && lTimerMsg.restoreFrom(nRawMsg))
+        {
+            ++mTimeouts[lTimerMsg.mTimerId & 7];
+        }
+        else
+        {
+            ++mHeard[lMsgId & 7];
+        }
+    }
+
+    std::atomic<unsigned int> mHeard[8] = {};
+    std::atomic<unsigned int> mTimeouts[8] = {};
+};
+
+inline void messages(Report& nReport)
+{
+    Ear lEar;
+    MsgDrivenThread lThread(8, 4, "proof", 2);
+    nReport.is("start", lThread.start(&lEar, 1, 60000, nullptr, 1, 0, normal(), 0), {0, -1});
+    bool const lIsPosted = nReport.flag("postMsg", lThread.postMsg(1));
+    bool const lIsSent = nReport.flag("sendMsgSync", lThread.sendMsgSync(2));
+    bool const lIsInterrupted = nReport.flag("sendMsgInterrupt", lThread.sendMsgInterrupt(3));
+    nReport.flag("hasMsg", lThread.hasMsg(5));
+    ThreadRawMsg lRawMsg(4);
+    nReport.flag("peekMsg", lThread.peekMsg(5, &lRawMsg));
+    nReport.flag("eraseMsg", lThread.eraseMsg(5));
+    nReport.is("getFirstMsgId", lThread.getFirstMsgId(), {MSG_ID_NONE, 1});
+    bool const lIsSentAgain = nReport.flag("sendMsgSync", lThread.sendMsgSync(4));
+    nReport.is("stop", lThread.stop(1, 0), {0, -1});
+    nReport.flag("leaveManagement", lThread.leaveManagement());
+
+    nReport.must(lEar.mHeard[1] <= (lIsPosted ? 1U : 0U), "a refused message was heard");
+    nReport.must(lEar.mHeard[3] == (lIsInterrupted ? 1U : 0U), "an interrupt and its result do not fit");
+    unsigned int const lSynced = lEar.mHeard[2] + lEar.mHeard[4];
+    nReport.must(lSynced == (lIsSent ? 1U : 0U) + (lIsSentAgain ? 1U : 0U), "a synchronous message and its result");
+}
+
+inline void messageTimers(Report& nReport)
+{
+    Ear lEar;
+    MsgDrivenThread lThread(8, 4, "proof", 3);
+    nReport.is("start", lThread.start(&lEar, 0, 0, nullptr, 1, 0, normal(), 0), {0, -1});
+    int const lFirst = static_cast<int>(nReport.is("registerTimer", lThread.registerTimer(1, 0, 0), {1, -1}));
+    nReport.flag("startTimer", lThread.startTimer(lFirst, 0));
+    nReport.await("two time-outs", [&] { return lEar.mTimeouts[1] >= 2; });
+    int const lSecond = static_cast<int>(nReport.is("setTimer", lThread.setTimer(1, 0, 1, 1), {1, 2, -1}));
+    nReport.await("the only time-out", [&] { return lSecond > 0 && lEar.mTimeouts[lSecond] >= 1; });
+    bool const lIsKilled = nReport.flag("killTimer", lThread.killTimer(lFirst, 0));
+    unsigned int const lTimeouts = lEar.mTimeouts[1];
+    nReport.is("setTimer", lThread.setTimer(60000, 0, 0, 0), {1, 2, 3, -1});
+    nReport.flag("setTimer without waiting", lThread.setTimer(60000, 1, 0, 0) != -1);
+    nReport.flag("sendMsgSync", lThread.sendMsgSync(1));
+    nReport.must(!lIsKilled || lSecond == 1 || lEar.mTimeouts[1] == lTimeouts, "a time-out after killTimer");
+    nReport.is("stop", lThread.stop(1, 0), {0, -1});
+    nReport.is("remTimerIdCount", lThread.remTimerIdCount(), {3});
+    nReport.flag("leaveManagement", lThread.leaveManagement());
+}
+
+inline void sharedThread(Report& nReport)
+{
+    Ear lEar;
+    Ear lOther;
+    MsgDrivenSharedThread lThread(8, 8, 2, "proof", 2);
+    nReport.is("start", lThread.start(0, 0, nullptr, 1, 0, normal(), 0), {0, -1});
+    bool const lIsAttached = nReport.flag("attachMsgListener", lThread.attachMsgListener(&lEar));
+    bool const lIsPosted = nReport.flag("postMsg to all", lThread.postMsg(1));
+    bool const lIsSpecified = nReport.flag("postMsg to one", lThread.postMsg(&lOther, 2));
+    bool const lIsSent = nReport.flag("sendMsgSync to one", lThread.sendMsgSync(&lOther, 3));
+    bool const lIsInterrupted = nReport.flag("sendMsgInterrupt to one", lThread.sendMsgInterrupt(&lOther, 4));
+    nReport.flag("hasMsg", lThread.hasMsg(&lOther, 5));
+    ThreadRawMsg lRawMsg(4);
+    nReport.flag("peekMsg", lThread.peekMsg(&lOther, 5, &lRawMsg));
+    nReport.flag("eraseMsg", lThread.eraseMsg(&lOther, 5));
+    nReport.is("getFirstMsgId", lThread.getFirstMsgId(&lOther), {MSG_ID_NONE, 2});
+    int const lTimerId = static_cast<int>(nReport.is("setTimer", lThread.setTimer(&lOther, 1, 0, 0, 0), {1, -1}));
+    nReport.await("time-out", [&] { return lOther.mTimeouts[1] >= 1; });
+    nReport.flag("killTimer", lThread.killTimer(lTimerId, 0));
+    nReport.flag("setTimer for all", lThread.setTimer(60000, 0, 0, 0) != -1);
+    nReport.flag("abortMsg", lThread.abortMsg(&lOther));
+    lThread.detachMsgListener(&lEar);
+    nReport.is("stop", lThread.stop(1, 0), {0, -1});
+    nReport.flag("leaveManagement", lThread.leaveManagement());
+
+    nReport.must(lEar.mHeard[1] <= (lIsAttached && lIsPosted ? 1U : 0U), "a refused broadcast was heard");
+    nReport.must(lOther.mHeard[2] <= (lIsSpecified ? 1U : 0U), "a refused message was heard");
+    // One that could not be written leaves its slot, which the next synchronous message takes for its own.
+    nReport.must(nReport.isFaulty("write") || lOther.mHeard[3] <= (lIsSent ? 1U : 0U),
+                 "a refused synchronous message was heard");
+    nReport.must(lOther.mHeard[4] == (lIsInterrupted ? 1U : 0U), "an interrupt and its result do not fit");
+}
+
+// ---------------------------------------------------------------------------------------------- timers
+
+class Beat : public TimerListener
+{
+public:
+    void onTime(int) override { ++mCount; }
+
+    std::atomic<unsigned int> mCount{0};
+};
+
+inline void sharedTimer(Report& nReport)
+{
+    Beat lBeat;
+    SharedTimer lTimer(1, 60000, nullptr, 2, "proof");
+    int const lTimerId = static_cast<int>(nReport.is("addTimer", lTimer.addTimer(&lBeat, 1, 0, 0), {1, -1}));
+    nReport.flag("start", lTimer.start(lTimerId, 0));
+    nReport.await("time-outs", [&] { return lBeat.mCount >= 2; });
+    nReport.flag("setInterval", lTimer.setInterval(lTimerId, 2));
+    nReport.flag("restart", lTimer.restart(lTimerId, 0));
+    int const lOther = static_cast<int>(nReport.is("addTimer", lTimer.addTimer(nullptr, 60000, 0, 1), {1, 2, -1}));
+    lTimer.startAll(0);
+    nReport.flag("isRunning", lTimer.isRunning(lOther));
+    nReport.flag("stop", lTimer.stop(lTimerId, 0));
+    lTimer.restartAll(0);
+    lTimer.stopAll(0);
+    Array<int, int const&> lIds(0);
+    nReport.flag("getTimerIdSet", lTimer.getTimerIdSet(&lIds));
+    lTimer.start(lOther, 1);
+    nReport.flag("eraseTimer", lTimer.eraseTimer(lTimerId, 0));
+    lTimer.destroy();
+    unsigned int const lBeats = lBeat.mCount;
+    nReport.is("addTimer after destroy", lTimer.addTimer(&lBeat, 1, 0, 0),
+               {-1, 1, 2, 3}); // none where it never started
+    nReport.must(lBeats == lBeat.mCount, "a time-out after destroy");
+}
+
+inline void timer(Report& nReport)
+{
+    Beat lBeat;
+    Timer lTimer(&lBeat, 1, 0, 0, nullptr, 2, 1, "proof");
+    nReport.flag("start", lTimer.start(0));
+    nReport.await("time-outs", [&] { return lBeat.mCount == 2; });
+    nReport.await("rest", [&] { return !lTimer.isRunning(); });
+    nReport.flag("restart", lTimer.restart(0));
+    nReport.flag("stop", lTimer.stop(0));
+    lTimer.destroy();
+}
+
+// ---------------------------------------------------------------------------------------------- threads
+
+class Job : public Command
+{
+public:
+    unsigned int execute() override
+    {
+        Thread::sleep(1);
+        return 7;
+    }
+};
+
+inline void threads(Report& nReport)
+{
+    Job lJob;
+    Thread lThread("proof", &lJob);
+    int const lStarted = static_cast<int>(
+        nReport.is("start", lThread.start(1, 60000, nullptr, 1, utl::test::longMs(), normal(), 0), {0, -1}));
+    nReport.is("waitTo", lThread.waitTo(Thread::STAGE_DONE, utl::test::longMs()), {0, -1});
+    unsigned int lResult = 0;
+    bool const lHasResult = nReport.flag("getResult", lThread.getResult(&lResult));
+    nReport.must(!lHasResult || lResult == 7, "a wrong result");
+    nReport.must(lStarted == 0 || nReport.isFaulty(), "the start");
+    nReport.is("stop", lThread.stop(1, 0), {0, -1});
+    nReport.flag("leaveManagement", lThread.leaveManagement());
+    ThreadManager::get()->unregisterWatchdog(lThread.getId());
+}
+
+std::atomic<int> inline gPrioritySet{-1};
+
+inline void entries(Report& nReport)
+{
+    ThreadManager* const lpManager = ThreadManager::get();
+    auto const lFunction = [](void*)
+    {
+        ThreadManager* const lpOwn = ThreadManager::get();
+        int const lId = ThreadManager::getCallerId();
+        while (!lpOwn->isThreadExist(lId) && gPrioritySet == -2)
+        {
+            ::usleep(100);
+        }
+        gPrioritySet = lpOwn->setPriority(lId, ThreadPriority(ThreadPriority::BELOW_NORMAL)) ? 1 : 0;
+    };
+    nReport.flag("entryCaller", lpManager->entryCaller(0, 0, nullptr, "main") != 0);
+    gPrioritySet = -2;
+    struct EndWait
+    {
+        ~EndWait() { gPrioritySet.compare_exchange_strong(mTwo, -1); } // an entry that threw
+        int mTwo = -2;
+    };
+    int lId = 0;
+    {
+        EndWait const lEndWait;
+        lId = lpManager->entry(lFunction, nullptr, 0, 0, nullptr, "entered", normal(), 0);
+        nReport.flag("entry", lId != 0);
+        nReport.is("waitToStop", lpManager->waitToStop(lId, lId != 0 ? utl::test::longMs() : 1), {0, -1});
+    }
+    nReport.is("setPriority", lId != 0 ? gPrioritySet.load() : 0, {0, 1, -1}); // -1: it has not come so far
+    ThreadManager::NameMap lNames(8);
+    nReport.flag("getNames", lpManager->getNames(&lNames));
+    lpManager->printThreadInfoReg(3);
+    nReport.await("end", [&] { return !lpManager->isThreadActive(lId); });
+    nReport.flag("unregister", lpManager->unregister(lId));
+    nReport.flag("unregister the caller", lpManager->unregister(ThreadManager::getCallerId()));
+}
+
+/// From nothing, with room for six threads.
+inline void registry(Report& nReport)
+{
+    ThreadManager::destroy();
+    nReport.flag("initializeEntryMax", ThreadManager::initializeEntryMax(6));
+    nReport.flag("get", ThreadManager::get() != nullptr);
+    nReport.flag("entryWatchdog", ThreadManager::get()->entryWatchdog(60000, nullptr, 0));
+    ThreadManager::destroy();
+    nReport.must(ThreadManager::getIfCreated() == nullptr, "destroyed, and there");
+}
+
+class Alarm : public WatchdogTimerListener
+{
+public:
+    void onTime(int, WatchdogInfoMap const& nInfos) override { mCount += nInfos.size() > 0 ? 1 : 0; }
+
+    std::atomic<unsigned int> mCount{0};
+};
+
+inline void watchdog(Report& nReport)
+{
+    static Alarm lAlarm; // calls may be under way when the scenario ends
+    lAlarm.mCount = 0;
+    ThreadManager* const lpManager = ThreadManager::get();
+    nReport.flag("entryWatchdog", lpManager->entryWatchdog(1, &lAlarm, 0));
+    nReport.flag("setWatchdogWatchInterval", lpManager->setWatchdogWatchInterval(1));
+    nReport.flag("startWatchdog", lpManager->startWatchdog(0));
+    nReport.await("time-out", [&] { return lAlarm.mCount >= 1; });
+    lpManager->keepAliveWatchdog(StatementInfo("proof", "watchdog", 1, 0));
+    nReport.flag("setWatchdogAliveTime", lpManager->setWatchdogAliveTime(60000, 0));
+    lpManager->printWatchdogInfo(3);
+    nReport.flag("stopWatchdog", lpManager->stopWatchdog(0));
+    nReport.flag("unregisterWatchdog", lpManager->unregisterWatchdog(0));
+    nReport.flag("setWatchdogWatchInterval", lpManager->setWatchdogWatchInterval(60000));
+}
+
+inline void events(Report& nReport)
+{
+    Event lEvent(0, 1);
+    nReport.is("waitToOn", lEvent.waitToOn(1), {-2, -1});
+    lEvent.setOn();
+    nReport.is("waitToOn", lEvent.waitToOn(1), {0});
+    nReport.is("waitToOff", lEvent.waitToOff(1), {-2, -1});
+    lEvent.setOff();
+    nReport.is("waitToOff", lEvent.waitToOff(0), {0});
+}
+
+inline void clocks(Report& nReport)
+{
+    Time lTime;
+    nReport.must(nReport.flag("getSystemTime", getSystemTime(&lTime)) == lTime.isValid(), "a time and its result");
+    lTime.reset();
+    nReport.must(nReport.flag("getLocalTime", getLocalTime(&lTime)) == lTime.isValid(), "a time and its result");
+    TimeCounter lCounter;
+    nReport.flag("start", lCounter.start());
+    nReport.flag("watch", lCounter.watch() != TimeCounter::FAILED);
+    nReport.flag("stop", lCounter.stop() != TimeCounter::FAILED);
+    bool const lIsStarted = nReport.flag("start by number", TimeCounter::start(7));
+    nReport.flag("watch by number", TimeCounter::watch(7) != TimeCounter::FAILED);
+    nReport.flag("stop by number", TimeCounter::stop(7) != TimeCounter::FAILED);
+    nReport.must(!lIsStarted || TimeCounter::watch(7) == TimeCounter::FAILED, "the number is not free again");
+    Thread::sleep(1);
+}
+
+// ---------------------------------------------------------------------------------------------- files
+
+/// Below the working directory, empty but for "d" with its own mode; made and removed past the library.
+class Directory
+{
+public:
+    Directory()
+    {
+        clear();
+        ::mkdir("d", 0751);
+        ::chmod("d", 0751);
+    }
+    ~Directory() { clear(); }
+
+    static bool isAsItWas()
+    {
+        struct stat lStat = {};
+        return ::stat("d", &lStat) == 0 && (lStat.st_mode & 07777U) == 0751U;
+    }
+
+private:
+    static void clear()
+    {
+        std::error_code lError;
+        for (std::filesystem::recursive_directory_iterator lEntry(".", lError), lEnd; lEntry != lEnd;)
+        {
+            std::filesystem::permissions(lEntry->path(), std::filesystem::perms::owner_all, lError);
+            lEntry.increment(lError);
+        }
+        for (auto const& lEntry : std::filesystem::directory_iterator("."))
+        {
+            std::filesystem::remove_all(lEntry.path(), lError);
+        }
+    }
+};
+
+inline long long count(unsigned int nResult)
+{
+    return nResult == FILE_ERROR ? -1 : static_cast<long long>(nResult);
+}
+
+inline void openFiles(Report& nReport)
+{
+    {
+        File lFile("d/f", FILE_TEXT_UTF8);
+        bool const lIsOpen = nReport.flag("open", lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+        bool const lIsWritten = nReport.is("write", count(lFile.write("hello", 5)), {5, -1}) == 5;
+        nReport.is("seek", lFile.seek(0, FILE_SEEK_BEGIN), {0, -1});
+        char lBytes[8] = {};
+        int const lRead =
+            static_cast<int>(nReport.is("read", lFile.read(lBytes, 8), {5, FILE_READ_END, FILE_READ_ERROR}));
+        nReport.must(lRead != 5 || std::memcmp(lBytes, "hello", 5) == 0, "wrong bytes");
+        nReport.is("position", lFile.position(), {0, 5, -1});
+        nReport.is("size", lFile.size(), {5, 0, -1});
+        nReport.is("availableSize", lFile.availableSize(), {0, 5, -1});
+        bool const lIsCut = nReport.flag("resize", lFile.resize(3));
+        bool lIsShared = false;
+        nReport.flag("isOpened by another", File::isOpened("d/f", &lIsShared));
+        File lReader("d/f", FILE_TEXT_UTF8);
+        bool const lIsStolen = lReader.open(FILE_OPEN_END, FILE_ACCESS_READ);
+        nReport.must(!lIsOpen || !lIsStolen || nReport.isFaulty("flock"), "two holders of one lock");
+        nReport.must(nReport.flag("close", lFile.close()) == lIsOpen, "open and close do not fit");
+        nReport.flag("open to read", lReader.open(FILE_OPEN_END, FILE_ACCESS_READ));
+        File const lCopy(lReader);
+        nReport.is("size", lCopy.size(), {3, 5, 0, -1});
+        struct stat lStat = {};
+        nReport.must(!lIsWritten || !lIsCut || (::stat("d/f", &lStat) == 0 && lStat.st_size == 3), "a wrong length");
+    }
+    // What cannot be asked for counts as missing, and directories on the way to what is missing are opened up.
+    bool const lIsOpenedUp = nReport.isFaulty("chmod") || nReport.isFaulty("stat");
+    nReport.must(lIsOpenedUp || Directory::isAsItWas(), "the mode of the directory");
+}
+
+inline void fileSystem(Report& nReport)
+{
+    FileNames lNames(0, 1);
+    bool const lIsMade = nReport.flag("makeDirectories", File::makeDirectories("d/a/b"));
+    {
+        File lFile("d/a/f.txt", FILE_TEXT_UTF8);
+        nReport.flag("open", lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE) && lFile.write("abc", 3) == 3);
+    }
+    bool const lIsCopied = nReport.flag("copy", File::copy("d/a", "d/c", 0));
+    nReport.is("size", File::size("d/c"), {3, 0, -1});
+    nReport.is("children", count(File::children("d/a", &lNames, FILE_CHILD_ALL, nullptr, 0)), {2, 1, 0, -1});
+    nReport.is("children by pattern", count(File::children("d/a/f*", &lNames, FILE_CHILD_FILES, "txt", 0)), {1, 0, -1});
+    bool const lIsMoved = nReport.flag("move", File::move("d/c/f.txt", "d/m/g.txt"));
+    nReport.must(!lIsMoved || ::access("d/m/g.txt", F_OK) == 0, "moved, and not there");
+    nReport.flag("applyReadOnly", File::applyReadOnly("d/a", 1));
+    nReport.flag("isReadOnly", File::isReadOnly("d/a/f.txt"));
+    bool const lIsErased = nReport.flag("erase", File::erase("d/a", 1));
+    nReport.must(!lIsErased || ::access("d/a", F_OK) != 0, "erased, and there");
+    nReport.must(nReport.isFaulty("stat") || !lIsMade || !lIsCopied || ::access("d/c/b", F_OK) == 0,
+                 "copied, and not there");
+    nReport.flag("erase the copy", File::erase("d/c", 0));
+}
+
+inline void textFile(Report& nReport, int nTextType, char const* npPath)
+{
+    File lFile(npPath, nTextType);
+    nReport.flag("open", lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    bool lIsWritten = false;
+    if (nTextType == FILE_TEXT_SJIS)
+    {
+        nReport.is("write", count(lFile.write("\x83\x65st\r\nab\n", 9)), {9, -1});
+    }
+    else
+    {
+        lIsWritten = nReport.is("writeText", count(lFile.writeText("first\nab\n", 5000, 0)), {9, 18, -1}) != -1;
+        nReport.is("writeLine", count(lFile.writeLine("ab")), {3, 4, -1});
+    }
+    nReport.is("seek", lFile.seek(0, FILE_SEEK_BEGIN), {0, -1});
+    char lText[64];
+    unsigned int lSize = 0;
+    bool const lIsLine = nReport.flag("readLine", lFile.readLine(lText, sizeof(lText), &lSize) > 0);
+    nReport.must(!lIsLine || !lIsWritten || std::strcmp(lText, "first") == 0, "a wrong line");
+    unsigned int lEol = 0;
+    nReport.is("nextEOLSize", lFile.nextEOLSize(), {0, 1, 2, -1});
+    nReport.flag("findNextLineSize", lFile.findNextLineSize(0, &lSize, &lEol) >= 0);
+    BasicString<char> lString(64, 0);
+    nReport.flag("readLine", lFile.readLine(&lString, &lSize) >= 0);
+    nReport.flag("seek", lFile.seek(0, FILE_SEEK_BEGIN) == 0);
+    nReport.flag("readText", lFile.readText(lText, sizeof(lText), 8, 0, &lSize) > 0);
+    nReport.flag("seekKey", lFile.seekKey("ab", 0, ~0ULL, 0) >= 0);
+    nReport.flag("position", lFile.position() >= 0);
+}
+
+inline void textFiles(Report& nReport)
+{
+    textFile(nReport, FILE_TEXT_UTF8, "d/u");
+    textFile(nReport, FILE_TEXT_UTF16_LE, "d/w");
+    textFile(nReport, FILE_TEXT_SJIS, "d/s");
+}
+
+// ---------------------------------------------------------------------------------------------- the rest
+
+inline void logs(Report& nReport)
+{
+    {
+        File lFile("d/log", FILE_TEXT_UTF8);
+        nReport.flag("open", lFile.open(FILE_OPEN_END, FILE_ACCESS_WRITE));
+        applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "a line with %d", 1);
+        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, &lFile, "a raw line\n");
+    }
+    nReport.flag("registerLogType", registerLogType(77, "proof ", LOG_LEVEL_DETAIL));
+    setFilterLevel(77, LOG_LEVEL_WARNING);
+    applog(77, LOG_LEVEL_WARNING, "to all sinks");
+    nReport.is("getFilterLevel", getFilterLevel(77), {LOG_LEVEL_WARNING});
+    nReport.flag("setLogTag", setLogTag("tag"));
+}
+
+inline void pools(Report& nReport)
+{
+    MemoryPool lPool(16, 2, "proof");
+    void* const lpBlock = lPool.create();
+    lPool.create();
+    nReport.flag("create", lpBlock != nullptr);
+    nReport.flag("create from a full pool", lPool.create() != nullptr);
+    lPool.release(lpBlock);
+    lPool.release(lpBlock);
+    lPool.release(&lPool);
+}
+
+inline void memoryAccount(Report& nReport)
+{
+    struct Destroyed
+    {
+        ~Destroyed() { Memory::destroy(); }
+    } const lDestroyed;
+    Memory* const lpMemory = Memory::get();
+    int lBlocks[2] = {};
+    lpMemory->updateManagement(0, &lBlocks[0], 4, 0, 1);
+    lpMemory->updateManagement(0, &lBlocks[1], 4, 0, 1); // the table is full: a complaint
+    lpMemory->printMessage(3, 0, "%s", "a message");
+    lpMemory->registerThreadName(1, "one");
+    nReport.flag("printUsedHeap", lpMemory->printUsedHeap(3, "d/heap"));
+    nReport.flag("the totals", MemoryTestPeer::reportTotals("d/h/heap"));
+    nReport.flag("the blocks", MemoryTestPeer::reportDetails("d/h/heap"));
+}
+
+inline void values(Report& nReport)
+{
+    BasicString<char> lText("text", 0, 1);
+    lText += " and more";
+    nReport.flag("copy", lText.copy("a text that needs more room than there is", STR_ALL, 0));
+    nReport.flag("replace", lText.replace("text", "longer text", 0));
+    nReport.flag("resizeMax", lText.resizeMax(200));
+    Array<BasicString<char>, BasicString<char> const&> lTexts(0, 1);
+    nReport.flag("insertAt", lTexts.insertAt(0, lText) && lTexts.insertAt(0, lText));
+    ThreadManager::NameMap lNames(2);
+    nReport.flag("insert", lNames.insert(2, lText) && lNames.insert(1, lText));
+    auto lpOwned = std::make_unique<Event>(0, 0);
+    SmartPointer<Event> const lpEvent(lpOwned.get());
+    lpOwned.release(); // not before the counter is there
+    SmartPointer<Event> const lpShare(lpEvent);
+    ThreadRawMsg lRawMsg(4);
+    lRawMsg = ThreadRawMsg(64);
+    Queue<int> lQueue(8);
+    nReport.flag("push", lQueue.push(1));
+    char lFormatted[32] = {};
+    nReport.is("formatStr", count(formatStr<char>(lFormatted, sizeof(lFormatted), "%d", 12)), {3, -1});
+    char lSjis[32] = {};
+    nReport.is("convertStrFromUtf8ToSjis", count(convertStrFromUtf8ToSjis(lSjis, sizeof(lSjis), "ab")), {3});
+}
+
+// ---------------------------------------------------------------------------------------------- all of them
+
+enum ScenarioKind
+{
+    USES_REGISTRY = 0,
+    MAKES_REGISTRY = 1, ///< and ends it
+    USES_FILES = 2
+};
+
+struct Scenario
+{
+    char const* mpName;
+    void (*mpRun)(Report&);
+    int mKind;
+};
+
+constexpr Scenario SCENARIOS[] = {
+    {"message thread", messages, USES_REGISTRY},
+    {"message timers", messageTimers, USES_REGISTRY},
+    {"shared thread", sharedThread, USES_REGISTRY},
+    {"shared timer", sharedTimer, USES_REGISTRY},
+    {"timer", timer, USES_REGISTRY},
+    {"thread", threads, USES_REGISTRY},
+    {"entries", entries, USES_REGISTRY},
+    {"registry", registry, MAKES_REGISTRY},
+    {"watchdog", watchdog, USES_REGISTRY},
+    {"event", events, USES_REGISTRY},
+    {"clocks", clocks, USES_REGISTRY},
+    {"open files", openFiles, USES_FILES},
+    {"file system", fileSystem, USES_FILES},
+    {"text files", textFiles, USES_FILES},
+    {"log", logs, USES_FILES},
+    {"pool", pools, USES_REGISTRY},
+    {"memory account", memoryAccount, USES_FILES},
+    {"values", values, USES_REGISTRY},
+};
+
+} // namespace utl::proof
+
+#endif

@@ -158,9 +158,9 @@ public:
     static bool isDirectory(char const* npPath); ///< There is a directory of that name.
 
     /// Creates a directory and those above it that are missing. Result: true too for one that is there already, which
-    /// stays untouched; false for a file.
+    /// stays untouched, and for the empty path; false for a file.
     /// Caution: when one is missing, every directory on the way gets mode 0777 where the process may do that, the root
-    /// of an absolute or empty path included; create only below directories that may be open, or create with mkdir().
+    /// of an absolute path included; create only below directories that may be open, or create with mkdir().
     /// Caution: a missing one of FILE_PATH_MAX - 1 bytes is created and gives false; stay a byte below.
     static bool makeDirectories(char const* npPath);
 

@@ -386,6 +386,10 @@ bool File::makeDirectories(char const* npPath)
     {
         return false;
     }
+    if (*lPath.c_str() == 0)
+    {
+        return true; // where a name without a directory lies: it is there, and not ours to open to everybody
+    }
     if (exists(lPath.c_str()))
     {
         return isDirectory(lPath.c_str());

@@ -34,10 +34,23 @@ constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
 constexpr unsigned int COPY_SIZE = 16384;
 constexpr int LOOK = O_RDONLY | O_NONBLOCK; // does not wait for the other end of a FIFO
 
-/// Whether a normalised path is valid and names something; the empty path, and so null, does not.
-bool isThere(char const* npPath)
+enum class Kind
 {
-    return isValidPath(npPath) && File::exists(npPath);
+    NONE, // or the system does not tell
+    FILE,
+    DIRECTORY
+};
+
+/// What a normalised path names; the empty path, and so null, names nothing. Asked once by each operation: a second
+/// question may fail, and a directory must not pass for a file then.
+Kind kindOf(char const* npPath)
+{
+    struct stat lStat = {};
+    if (!isValidPath(npPath) || UTL_FILE_CALL("exists", mStat(npPath, &lStat)) != 0)
+    {
+        return Kind::NONE;
+    }
+    return S_ISDIR(lStat.st_mode) ? Kind::DIRECTORY : Kind::FILE;
 }
 
 /// Calls nOperation for each entry of a directory, up to the first that fails.
@@ -311,7 +324,8 @@ bool File::applyReadOnly(char const* npPath, int nRecursive)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isThere(lpPath) || UTL_FILE_CALL("applyReadOnly", mChmod(lpPath, MODE_READ_ONLY)) != 0)
+    Kind const lKind = kindOf(lpPath);
+    if (lKind == Kind::NONE || UTL_FILE_CALL("applyReadOnly", mChmod(lpPath, MODE_READ_ONLY)) != 0)
     {
         return false;
     }
@@ -320,7 +334,7 @@ bool File::applyReadOnly(char const* npPath, int nRecursive)
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "applyReadOnly can't change %s", lpPath);
         return false;
     }
-    return nRecursive != 1 || !isDirectory(lpPath) ||
+    return nRecursive != 1 || lKind != Kind::DIRECTORY ||
            forEachChild(lpPath, [](char const* npChild) { return applyReadOnly(npChild, 1); });
 }
 
@@ -328,7 +342,8 @@ bool File::liftReadOnly(char const* npPath, int nRecursive)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isThere(lpPath))
+    Kind const lKind = kindOf(lpPath);
+    if (lKind == Kind::NONE)
     {
         return false;
     }
@@ -344,7 +359,7 @@ bool File::liftReadOnly(char const* npPath, int nRecursive)
             return false;
         }
     }
-    return nRecursive != 1 || !isDirectory(lpPath) ||
+    return nRecursive != 1 || lKind != Kind::DIRECTORY ||
            forEachChild(lpPath, [](char const* npChild) { return liftReadOnly(npChild, 1); });
 }
 
@@ -356,7 +371,7 @@ bool File::isOpened(char const* npPath, bool* npShared)
     }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (isDirectory(lpPath) || !exists(lpPath))
+    if (kindOf(lpPath) != Kind::FILE)
     {
         return false;
     }
@@ -443,14 +458,11 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
     {
         return FILE_ERROR;
     }
-    if (lListing.mPattern[0] == 0 && !isDirectory(lPath) && exists(lPath))
-    {
-        return 0;
-    }
     char const* const lpDirectory = lListing.mDirectory.c_str();
-    if (!exists(lpDirectory))
+    Kind const lKind = kindOf(lpDirectory);
+    if (lKind != Kind::DIRECTORY)
     {
-        return FILE_ERROR;
+        return lKind == Kind::FILE && lListing.mPattern[0] == 0 ? 0 : FILE_ERROR; // a file has no children
     }
     auto const lClose = [](DIR* npDirectory) { UTL_FILE_CALL("children", mClosedir(npDirectory)); };
     std::unique_ptr<DIR, decltype(lClose)> const lpStream(UTL_FILE_CALL("children", mOpendir(lpDirectory)), lClose);
@@ -502,11 +514,12 @@ long long File::size(char const* npPath)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isThere(lpPath))
+    Kind const lKind = kindOf(lpPath);
+    if (lKind == Kind::NONE)
     {
         return -1;
     }
-    if (isDirectory(lpPath))
+    if (lKind == Kind::DIRECTORY)
     {
         long long lSum = 0;
         bool const lIsWhole = forEachChild(lpPath,
@@ -540,7 +553,7 @@ bool File::move(char const* npSource, char const* npDestination)
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    if (npDestination == nullptr || !isValidPath(lpDestination) || !isThere(lpSource))
+    if (npDestination == nullptr || !isValidPath(lpDestination) || kindOf(lpSource) == Kind::NONE)
     {
         return false;
     }
@@ -548,8 +561,7 @@ bool File::move(char const* npSource, char const* npDestination)
     {
         return true;
     }
-    if ((exists(lpDestination) && !isDirectory(lpDestination)) || isOpened(lpSource, nullptr) ||
-        !makeParents(lpDestination))
+    if (kindOf(lpDestination) == Kind::FILE || isOpened(lpSource, nullptr) || !makeParents(lpDestination))
     {
         return false;
     }
@@ -568,23 +580,25 @@ bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    if (npDestination == nullptr || !isValidPath(lpDestination) || !isThere(lpSource))
+    Kind const lKind = kindOf(lpSource);
+    if (npDestination == nullptr || !isValidPath(lpDestination) || lKind == Kind::NONE)
     {
         return false;
     }
     return std::strcmp(lpSource, lpDestination) == 0 ||
-           (isDirectory(lpSource) ? copyDirectory : copyFile)(lpSource, lpDestination, nOverwrite);
+           (lKind == Kind::DIRECTORY ? copyDirectory : copyFile)(lpSource, lpDestination, nOverwrite);
 }
 
 bool File::erase(char const* npPath, int nForce)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (!isThere(lpPath))
+    Kind const lKind = kindOf(lpPath);
+    if (lKind == Kind::NONE)
     {
         return false;
     }
-    bool const lIsDirectory = isDirectory(lpPath);
+    bool const lIsDirectory = lKind == Kind::DIRECTORY;
     if (lIsDirectory ? !forEachChild(lpPath, [&](char const* npChild) { return erase(npChild, nForce); })
                      : isOpened(lpPath, nullptr))
     {

@@ -48,7 +48,7 @@ TEST(SyncObject, ExcludesThreadsAlsoWhenTheyHaveToSleep)
     int lCount = 0;
     auto const lAdd = [&]
     {
-        for (int i = 0; i < 2000; ++i)
+        for (int i = 0; i < 20000; ++i)
         {
             utl::SyncGuard lGuard(lLock);
             int const lOld = lCount;
@@ -57,7 +57,7 @@ TEST(SyncObject, ExcludesThreadsAlsoWhenTheyHaveToSleep)
         }
     };
     utl::test::together(lAdd, lAdd);
-    EXPECT_EQ(4000, lCount);
+    EXPECT_EQ(40000, lCount);
 }
 
 } // namespace

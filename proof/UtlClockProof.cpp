@@ -16,6 +16,7 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 
@@ -217,9 +218,9 @@ int main(int nCount, char** npValues)
         [&]
         {
             // By years in both directions, each a few hundred microseconds.
-            for (long long lStep = 1; !lIsOver; lStep = lStep * 69069 + 1)
+            for (std::uint64_t lStep = 1; !lIsOver; lStep = lStep * 69069 + 1)
             {
-                gWallS = (lStep >> 16) % (200LL * 365 * 86400);
+                gWallS = static_cast<long long>((lStep >> 16) % (200ULL * 365 * 86400));
                 std::this_thread::sleep_for(std::chrono::microseconds(300));
             }
         });

@@ -13,7 +13,8 @@ cmake -S . -B $lBuild -G Ninja -DCMAKE_BUILD_TYPE=Debug -DUTL_BUILD_TESTS=ON -DU
     -DCMAKE_CXX_FLAGS=--coverage >/dev/null
 cmake --build $lBuild --parallel "${UTL_JOBS:-$(nproc)}" >/dev/null
 find $lBuild -name '*.gcda' -delete
-ctest --test-dir $lBuild --parallel "${UTL_JOBS:-$(nproc)}" --output-on-failure >$lBuild/tests.log || { tail -n 40 $lBuild/tests.log; exit 1; }
+# All but the list of what the library calls: here it calls the measurement, too.
+ctest --test-dir $lBuild --exclude-regex EveryCallIsListed --parallel "${UTL_JOBS:-$(nproc)}" --output-on-failure >$lBuild/tests.log || { tail -n 40 $lBuild/tests.log; exit 1; }
 mkdir -p $lBuild/report
 # Branches that only an exception takes are not counted: each call would have one.
 lCounted="--root . --exclude-throw-branches --exclude-unreachable-branches"

@@ -10,7 +10,7 @@ export CCACHE_DISABLE=1
 
 scripts/setup.sh coverage
 cmake -S . -B $lBuild -G Ninja -DCMAKE_BUILD_TYPE=Debug -DUTL_BUILD_TESTS=ON -DUTL_INSTALL=OFF \
-    -DCMAKE_CXX_FLAGS=--coverage >/dev/null
+    "-DCMAKE_CXX_FLAGS=--coverage -fprofile-update=atomic" >/dev/null
 cmake --build $lBuild --parallel "${UTL_JOBS:-$(nproc)}" >/dev/null
 find $lBuild -name '*.gcda' -delete
 # All but the list of what the library calls: here it calls the measurement, too.

@@ -7,6 +7,8 @@
 #include "internal/UtlSystemCalls.h"
 #include "support/PlainTextReader.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,11 +22,11 @@ using namespace utl::test;
 namespace
 {
 
-std::size_t gReadMax = 0; // 0 for no limit
+std::atomic<std::size_t> gReadMax{SIZE_MAX}; // the watchdog's thread reads its pipe meanwhile
 
 ssize_t readSome(int nDescriptor, void* npBuffer, std::size_t nSize)
 {
-    return ::read(nDescriptor, npBuffer, gReadMax == 0 ? nSize : std::min(nSize, gReadMax));
+    return ::read(nDescriptor, npBuffer, std::min(nSize, gReadMax.load()));
 }
 
 /// A file in memory with a path.
@@ -66,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
         return 0;
     }
     int const lTextType = npData[0] % 4;
-    gReadMax = npData[1] == 0 ? 0 : npData[1] + (npData[2] < 192 ? 0 : 1000U);
+    gReadMax = npData[1] == 0 ? SIZE_MAX : npData[1] + (npData[2] < 192 ? 0 : 1000U);
     std::size_t const lCalls = std::min<std::size_t>(npData[3] % 32, (nSize - 4) / 4);
     std::uint8_t const* const lpCalls = npData + 4;
     std::string lContent(npData[2] < 192 ? npData[2] : (npData[2] - 190U) * 160, 'x'); // seldom long lines

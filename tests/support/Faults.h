@@ -58,25 +58,24 @@ class FailNth
     template <class R, class... A>
     struct Traits<internal::SystemCall<R(A...)> internal::SystemCalls::*>
     {
-        using Function = R (*)(A...);
-
         static R call(A... nArguments)
         {
             int const lCount = ++sCalls;
-            Function const lpOriginal = reinterpret_cast<Function>(sOriginal.load());
-            if (sNth == 0 || lCount == sNth || (lCount > sNth && (sKind & FAULT_FOR_EVER) != 0))
+            bool const lFails = sNth == 0 || lCount == sNth || (lCount > sNth && (sKind & FAULT_FOR_EVER) != 0);
+            if (!lFails)
             {
-                sFired = true;
-                if ((sKind & FAULT_ACTS) != 0)
-                {
-                    lpOriginal(nArguments...);
-                }
-                return failure<R>();
+                return sOriginal.load()(nArguments...);
             }
-            return lpOriginal(nArguments...);
+            sFired = true;
+            if ((sKind & FAULT_ACTS) != 0)
+            {
+                sOriginal.load()(nArguments...);
+            }
+            return failure<R>();
         }
-    };
 
+        static inline std::atomic<R (*)(A...)> sOriginal{nullptr};
+    };
     using Entry = Traits<std::remove_const_t<decltype(ENTRY)>>;
 
 public:
@@ -88,10 +87,10 @@ public:
         sKind = nKind;
         sError = nError;
         sFired = false;
-        sOriginal = reinterpret_cast<void (*)()>((internal::gSystem.*ENTRY).function());
+        Entry::sOriginal = (internal::gSystem.*ENTRY).function();
         (internal::gSystem.*ENTRY).exchange(&Entry::call);
     }
-    ~FailNth() { (internal::gSystem.*ENTRY).exchange(reinterpret_cast<typename Entry::Function>(sOriginal.load())); }
+    ~FailNth() { (internal::gSystem.*ENTRY).exchange(Entry::sOriginal); }
     FailNth(FailNth const&) = delete;
     FailNth& operator=(FailNth const&) = delete;
 
@@ -102,51 +101,35 @@ private:
     template <class R>
     static R failure()
     {
-        int const lError = sError;
-        if constexpr (std::is_void_v<R>)
+        errno = sError;
+        if constexpr (std::is_pointer_v<R>)
         {
-            return;
-        }
-        else if constexpr (std::is_pointer_v<R>)
-        {
-            errno = lError;
             return nullptr;
         }
-        else
+        else if constexpr (!std::is_void_v<R>)
         {
-            errno = lError;
-            return IS_PTHREAD ? static_cast<R>(lError) : static_cast<R>(-1);
+            return IS_PTHREAD ? static_cast<R>(errno) : static_cast<R>(-1);
         }
     }
 
-    static constexpr bool isPthread()
+    template <auto OTHER>
+    static constexpr bool is()
     {
-        using SC = internal::SystemCalls;
-        if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadCreate)>)
+        if constexpr (std::is_same_v<decltype(ENTRY), decltype(OTHER)>)
         {
-            return ENTRY == &SC::mPthreadCreate;
+            return ENTRY == OTHER;
         }
-        else if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadCondTimedwait)>)
-        {
-            return ENTRY == &SC::mPthreadCondTimedwait;
-        }
-        else if constexpr (std::is_same_v<decltype(ENTRY), decltype(&SC::mPthreadDetach)>)
-        {
-            return ENTRY == &SC::mPthreadDetach;
-        }
-        else
-        {
-            return false;
-        }
+        return false;
     }
-    static constexpr bool IS_PTHREAD = isPthread();
+    using SC = internal::SystemCalls;
+    static constexpr bool IS_PTHREAD =
+        is<&SC::mPthreadCreate>() || is<&SC::mPthreadCondTimedwait>() || is<&SC::mPthreadDetach>();
 
     static inline std::atomic<int> sCalls{0};
     static inline std::atomic<int> sNth{0};
     static inline std::atomic<int> sKind{FAULT_ONCE};
     static inline std::atomic<int> sError{0};
     static inline std::atomic<bool> sFired{false};
-    static inline std::atomic<void (*)()> sOriginal{reinterpret_cast<void (*)()>(0)};
 };
 
 } // namespace utl::test

@@ -9,7 +9,7 @@ namespace
 {
 
 std::mutex gMutex;
-std::vector<std::string> gLines;
+Lines gLines;
 
 std::string withoutFrame(std::string nLine)
 {
@@ -45,15 +45,15 @@ void LogCapture::write(char const* npFormat)
     gLines.emplace_back(lLine);
 }
 
-std::vector<std::string> LogCapture::rawLines() const
+Lines LogCapture::rawLines() const
 {
     std::lock_guard<std::mutex> lGuard(gMutex);
     return gLines;
 }
 
-std::vector<std::string> LogCapture::lines() const
+Lines LogCapture::lines() const
 {
-    std::vector<std::string> lLines = rawLines();
+    Lines lLines = rawLines();
     for (std::string& lLine : lLines)
     {
         lLine = withoutFrame(lLine);

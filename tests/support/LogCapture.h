@@ -12,6 +12,8 @@
 namespace utl::test
 {
 
+using Lines = std::vector<std::string>;
+
 /// While one lives, console lines go here and not to standard output. One at a time.
 class LogCapture
 {
@@ -23,10 +25,10 @@ public:
 
     /// Each line as the sink renders it, without the time stamp and the line end: "<UTIL> ERR: text".
     /// Lines of other threads may still come; a copy is given.
-    std::vector<std::string> lines() const;
+    Lines lines() const;
 
     /// The same with the time stamp and the line end.
-    std::vector<std::string> rawLines() const;
+    Lines rawLines() const;
 
     /// How many lines contain the text.
     unsigned int count(std::string const& nText) const;

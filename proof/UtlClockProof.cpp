@@ -82,7 +82,7 @@ unsigned int const WAIT_MS = 24;
 /// Three time-outs of a message thread's timer.
 void messageTimer(int nIsFreeRunning)
 {
-    test::Started<> lThread;
+    test::Started lThread;
     PROVE(lThread.setTimer(WAIT_MS / 3, 0, 3, nIsFreeRunning) > 0);
     PROVE(test::waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) == 3; }));
 }
@@ -98,7 +98,7 @@ void sharedTimer(int nIsFreeRunning)
 /// A message thread in its listener: waits for its stages end by their limits.
 void threadWaits()
 {
-    test::Started<> lThread;
+    test::Started lThread;
     PROVE(lThread.hold());
     PROVE_EQ(-2, lThread.waitTo(Thread::STAGE_DONE, WAIT_MS / 3));
     PROVE_EQ(-2, lThread.stop(1, WAIT_MS / 3));

@@ -4,10 +4,8 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
-#include <atomic>
 #include <climits>
 #include <cstring>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -15,16 +13,13 @@ namespace
 {
 
 using namespace utl;
-using utl::test::Gate;
-using utl::test::LogCapture;
-using utl::test::NumberMsg;
-using utl::test::waitUntil;
+using namespace utl::test;
 
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 
 /// A shared thread with the listeners a to d, and 0 for null. What they hear stands in one text: "b1 a1 ct " is message
 /// 1 for b, then for a, then a time-out for c.
-class Room : public MsgDrivenSharedThread
+class Room : public Holdable<MsgDrivenSharedThread>
 {
 public:
     struct Ear : ThreadMsgListener
@@ -34,19 +29,16 @@ public:
             int lMsgId = 0;
             nRawMsg.getMsgId(&lMsgId);
             mpRoom->hear(mName, lMsgId);
-            if (auto const lAction = std::exchange(mAction, nullptr))
-            {
-                lAction();
-            }
+            std::exchange(mAction, [] {})();
         }
 
         Room* mpRoom = nullptr;
         char mName = '0';
-        std::function<void()> mAction; // once; set while the thread is held or not started
+        std::function<void()> mAction = [] {}; // once; set while the thread is held or not started
     };
 
     explicit Room(unsigned int nMaxListenerCount = 4, unsigned int nMaxMsgCount = 8, bool nStarts = true)
-        : MsgDrivenSharedThread(4, nMaxMsgCount, nMaxListenerCount, "shared", 4)
+        : Holdable(4, nMaxMsgCount, nMaxListenerCount, "shared", 4)
     {
         mHolder.mpRoom = this;
         for (char lName = 'a'; lName <= 'd'; ++lName)
@@ -54,32 +46,23 @@ public:
             ear(lName)->mpRoom = this;
             ear(lName)->mName = lName;
         }
-        EXPECT_TRUE(!nStarts || start(1, 1000000, nullptr, 1, 0, NORMAL, 0) == 0);
+        EXPECT_TRUE(!nStarts || begin());
     }
-    ~Room() override
-    {
-        mRelease.open();
-        stop(1, 0);
-        leaveManagement();
-    }
+    ~Room() override { end(); }
+
+    bool begin() { return start(1, 1000000, nullptr, 1, 0, NORMAL, 0) == 0; }
 
     /// Afterwards the message thread waits for release(), and then does nThen before it goes on.
     bool hold(std::function<void()> nThen = [] {})
     {
         mHolder.mAction = [this, nThen]
         {
-            mEntered.open();
-            mRelease.wait();
+            park();
             nThen();
         };
         return postMsg(&mHolder, 0) && mEntered.wait();
     }
-    void release() { mRelease.open(); }
     bool fence() { return sendMsgSync(&mHolder, 0); }
-    bool waitForQueued(unsigned int nCount)
-    {
-        return waitUntil([&] { return MsgDrivenThreadTestPeer::ctlCount(*this) == nCount; });
-    }
     bool postCtl(int nMsgId, int nParam) { return postThreadCtlMsg(nMsgId, nParam); }
 
     Ear* ear(char nName) { return nName == '0' ? nullptr : &mEars[nName - 'a']; }
@@ -117,8 +100,6 @@ public:
 private:
     Ear mEars[4];
     Ear mHolder;
-    Gate mEntered;
-    Gate mRelease;
     std::mutex mMutex;
     std::string mHeard;
 };
@@ -177,14 +158,15 @@ TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
     };
     for (int lStage : {BEFORE, FROM_ELSEWHERE, ON_THE_THREAD, WHILE_IT_STOPS, AFTER})
     {
+        SCOPED_TRACE(lStage);
         Room lRoom(2, 8, lStage != BEFORE);
         auto const lCheck = [&]
         {
-            EXPECT_EQ("nyyny", lRoom.attach("0abca")) << lStage;
+            EXPECT_EQ("nyyny", lRoom.attach("0abca"));
             lRoom.detach("0da"); // d never was there
-            EXPECT_EQ("y", lRoom.attach("c")) << lStage;
+            EXPECT_EQ("y", lRoom.attach("c"));
         };
-        std::atomic<bool> lIsFree{false};
+        std::atomic<bool> lIsFree{lStage == BEFORE};
         ASSERT_TRUE(lStage == BEFORE || lRoom.hold([&] { lStage == ON_THE_THREAD ? lCheck() : lIsFree.store(true); }));
         EXPECT_TRUE(lStage < WHILE_IT_STOPS || lRoom.stop(0, 0) == 0);
         std::thread lReleaser([&] { lRoom.release(); });
@@ -192,10 +174,10 @@ TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
         if (lStage != ON_THE_THREAD)
         {
             lCheck();
-            EXPECT_EQ(lStage != BEFORE, lIsFree);
+            EXPECT_TRUE(lIsFree); // it was waited for
         }
         lReleaser.join();
-        EXPECT_TRUE(lStage != BEFORE || lRoom.start(0, 0, nullptr, 0, 0, NORMAL, 0) == 0);
+        EXPECT_TRUE(lStage != BEFORE || lRoom.begin());
         EXPECT_EQ(lStage <= ON_THE_THREAD, lRoom.sendMsgSync(1));
         EXPECT_EQ(lStage <= ON_THE_THREAD ? "c1 b1 " : "", lRoom.heard());
     }
@@ -233,8 +215,7 @@ TEST(MsgDrivenSharedThread, ListChangesInsideABroadcast)
             lRoom.detach(lRow.mDetached);
             lRoom.attach(lRow.mAttached);
         };
-        lRoom.start(0, 0, nullptr, 1, 0, NORMAL, 0);
-        EXPECT_TRUE(lRoom.sendMsgSync(1));
+        EXPECT_TRUE(lRoom.begin() && lRoom.sendMsgSync(1));
         EXPECT_EQ(lRow.mFirst, lRoom.heard());
         EXPECT_TRUE(lRoom.sendMsgSync(2));
         EXPECT_EQ(lRow.mSecond, lRoom.heard());
@@ -293,21 +274,17 @@ TEST(MsgDrivenSharedThread, AbortLeavesNothingBehind)
         Room lRoom;
         Room::Ear* const lpA = lRoom.ear('a');
         lRoom.attach("b");
-        bool lIsTold = lIsOwnThread; // an interrupt false, an abort true
         ASSERT_TRUE(lRoom.hold([&] { EXPECT_TRUE(!lIsOwnThread || lRoom.abortMsg(lpA)); }));
         int const lResting = lRoom.registerTimer(lpA, 1, 0, 1);
         EXPECT_TRUE(!lIsOwnThread || (lRoom.setTimer(lpA, 1, 1, 0, 0) > 0 && lRoom.setTimer(lpA, 1, 1, 0, 1) > 0));
         EXPECT_TRUE(lRoom.postCtl(MSG_ID_TIMEOUT, lResting) && lRoom.postMsg(lpA, 1) && lRoom.postMsg(lpA, 2));
         EXPECT_TRUE(lRoom.postMsg(lRoom.ear('b'), 3) && lRoom.postMsg(4));
-        std::thread lSender([&] { EXPECT_FALSE(lRoom.sendMsgSync(lpA, 5)); });
-        ASSERT_TRUE(lRoom.waitForQueued(lIsOwnThread ? 8 : 6));
-        std::thread lOther([&] { lIsTold = lIsOwnThread ? lRoom.sendMsgInterrupt(lpA, 6) : lRoom.abortMsg(lpA); });
-        ASSERT_TRUE(lRoom.waitForQueued(lIsOwnThread ? 9 : 8));
+        ASSERT_TRUE(lRoom.elsewhere(lIsOwnThread ? 8 : 6, [&] { EXPECT_FALSE(lRoom.sendMsgSync(lpA, 5)); }));
+        auto const lInterrupt = [&] { EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 6)); };
+        auto const lAbort = [&] { EXPECT_TRUE(lRoom.abortMsg(lpA)); };
+        ASSERT_TRUE(lIsOwnThread ? lRoom.elsewhere(9, lInterrupt) : lRoom.elsewhere(8, lAbort));
         lRoom.release();
-        lOther.join();
-        lSender.join();
-        ASSERT_TRUE(lRoom.fence());
-        EXPECT_TRUE(lIsTold != lIsOwnThread && lRoom.remTimerIdCount() == 4) << lIsOwnThread;
+        EXPECT_TRUE(lRoom.fence() && lRoom.remTimerIdCount() == 4) << lIsOwnThread;
         EXPECT_EQ("b3 b4 ", lRoom.heard()) << lIsOwnThread;
     }
 }
@@ -322,11 +299,10 @@ TEST(MsgDrivenSharedThread, FullQueuesRefuse)
     LogCapture lLog;
     EXPECT_EQ("n", lRoom.attach("b"));
     lRoom.detach("a");
-    EXPECT_EQ((std::vector<std::string>{
-                  "<UTIL> ERR: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000021",
-                  "<UTIL> ERR: MsgDrivenSharedThread::attachMsgListener(): Can't send thread",
-                  "<UTIL> DTL: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000022",
-                  "<UTIL> ERR: MsgDrivenSharedThread::detachMsgListener(): Can't send thread"}),
+    EXPECT_EQ((Lines{"<UTIL> ERR: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000021",
+                     "<UTIL> ERR: MsgDrivenSharedThread::attachMsgListener(): Can't send thread",
+                     "<UTIL> DTL: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000022",
+                     "<UTIL> ERR: MsgDrivenSharedThread::detachMsgListener(): Can't send thread"}),
               lLog.lines());
     int const lKept = lRoom.registerTimer(lpA, 1, 0, 0);
     while (lRoom.postCtl(MSG_ID_STOP_TIMER, -1))
@@ -349,32 +325,33 @@ TEST(MsgDrivenSharedThread, EndOfTheThreadReleasesWhoWaits)
     Room::Ear* const lpA = lRoom.ear('a');
     ASSERT_TRUE(lRoom.hold());
     EXPECT_LT(0, lRoom.setTimer(lpA, 1, 1, 0, 0));
-    std::thread lAttacher([&] { EXPECT_EQ("n", lRoom.attach("a")); });
-    ASSERT_TRUE(lRoom.waitForQueued(2));
-    std::thread lAborter([&] { EXPECT_TRUE(lRoom.abortMsg(lpA)); }); // nothing runs it any more
-    ASSERT_TRUE(lRoom.waitForQueued(4));
-    std::thread lSender([&] { EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 1)); });
-    ASSERT_TRUE(lRoom.waitForQueued(5));
-    EXPECT_EQ(0, static_cast<MsgDrivenThread&>(lRoom).stop(0, 0));
+    ASSERT_TRUE(lRoom.elsewhere(2, [&] { EXPECT_EQ("n", lRoom.attach("a")); }));
+    ASSERT_TRUE(lRoom.elsewhere(4, [&] { EXPECT_TRUE(lRoom.abortMsg(lpA)); })); // nothing runs it any more
+    ASSERT_TRUE(lRoom.elsewhere(5, [&] { EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 1)); }));
+    EXPECT_EQ(0, lRoom.MsgDrivenThread::stop(0, 0));
     lRoom.release();
-    lAttacher.join();
-    lAborter.join();
-    lSender.join();
     EXPECT_EQ(1U, lLog.count("MsgDrivenSharedThread::attachMsgListener(): Can't send thread"));
     EXPECT_EQ(0, lRoom.waitTo(Thread::STAGE_DONE, 0));
     EXPECT_FALSE(lRoom.abortMsg(lpA));
     EXPECT_EQ("", lRoom.heard());
 }
 
-TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIs)
+// An idle thread is not a hung one, and need not report.
+TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIsWhileItWorks)
 {
-    Room lRoom;
     LogCapture lLog;
-    ASSERT_TRUE(lRoom.fence()); // from the second wait on the watchdog looks
-    ASSERT_TRUE(lRoom.hold([&] { ThreadManager::get()->printWatchdogInfo(1); }));
-    lRoom.release();
-    ASSERT_TRUE(lRoom.fence());
+    ThreadManager& lManager = *ThreadManager::get();
+    Room lRoom;
+    lRoom.ear('a')->mAction = [&]
+    {
+        EXPECT_TRUE(lManager.isWatchingWatchdog(0));
+        lManager.printWatchdogInfo(1);
+    };
+    ASSERT_TRUE(lRoom.fence() && lRoom.sendMsgSync(lRoom.ear('a'), 1)); // from the second wait on the watchdog looks
     EXPECT_EQ(1U, lLog.count("(source/UtlMsgDrivenSharedThread, receiveMsg:"));
+    EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lRoom.getId()); }));
+    EXPECT_TRUE(lManager.isRegisteredWatchdog(lRoom.getId()) && lRoom.stop(1, 0) == 0);
+    EXPECT_FALSE(lManager.isRegisteredWatchdog(lRoom.getId()));
 }
 
 } // namespace

@@ -85,23 +85,24 @@ protected:
 class Recorder : public ThreadMsgListener
 {
 public:
-    void receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg) override
+    void receiveMsg(int, ThreadRawMsg& nRawMsg) override
     {
         NumberMsg lMsg(0);
         lMsg.restoreFrom(nRawMsg);
-        int lMsgId = 0;
-        nRawMsg.getMsgId(&lMsgId);
-        std::function<void(int)> lAction;
+        nRawMsg.getMsgId(&lMsg.mMsgId);
+        note(lMsg.mMsgId, lMsg.mNumber);
+        std::unique_lock<std::mutex> lLock(mMutex);
+        if (auto const lAction = mActions[lMsg.mMsgId])
         {
-            std::lock_guard<std::mutex> lGuard(mMutex);
-            mThreadId = nThreadId;
-            mReceived.emplace_back(lMsgId, lMsg.mNumber);
-            lAction = mActions[lMsgId];
-        }
-        if (lAction)
-        {
+            lLock.unlock();
             lAction(lMsg.mNumber);
         }
+    }
+
+    void note(int nMsgId, int nNumber)
+    {
+        std::lock_guard<std::mutex> lGuard(mMutex);
+        mReceived.emplace_back(nMsgId, nNumber);
     }
 
     /// Set before the message can come.
@@ -117,77 +118,109 @@ public:
         return mReceived;
     }
 
-    std::vector<int> ids() const
+    /// The numbers that came with an id.
+    std::vector<int> numbers(int nMsgId) const
     {
-        std::vector<int> lIds;
-        for (auto const& lReceived : received())
+        std::vector<int> lNumbers;
+        for (auto const& [lMsgId, lNumber] : received())
         {
-            lIds.push_back(lReceived.first);
+            lNumbers.insert(lNumbers.end(), lMsgId == nMsgId ? 1 : 0, lNumber);
         }
-        return lIds;
+        return lNumbers;
     }
-
-    unsigned int count(int nMsgId) const
-    {
-        unsigned int lCount = 0;
-        for (int lId : ids())
-        {
-            lCount += lId == nMsgId ? 1U : 0U;
-        }
-        return lCount;
-    }
-
-    int threadId() const
-    {
-        std::lock_guard<std::mutex> lGuard(mMutex);
-        return mThreadId;
-    }
+    std::size_t count(int nMsgId) const { return numbers(nMsgId).size(); }
 
 private:
     mutable std::mutex mMutex;
     std::map<int, std::function<void(int)>> mActions;
     std::vector<std::pair<int, int>> mReceived;
-    int mThreadId = 0;
 };
 
-/// A started message thread of Base with a Recorder. HOLD parks the listener until release().
-template <class Base = MsgDrivenThread>
-class Started : public Base
+/// A message thread of Base that can be kept inside a listener, and threads that wait for it meanwhile.
+template <class Base>
+class Holdable : public Base
 {
 public:
-    static constexpr int HOLD = 9001;
-    static constexpr int FENCE = 9002;
+    using Base::Base;
 
-    explicit Started(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4)
-        : Base(nMaxMsgSize, nMaxMsgCount, "under test", nMaxTimerCount)
+    /// Does something on a thread of its own. Result: then so many control records wait.
+    bool elsewhere(unsigned int nQueued, std::function<void()> nDo)
     {
-        mRecorder.on(HOLD,
-                     [this](int)
-                     {
-                         mEntered.open();
-                         mRelease.wait();
-                     });
-        this->start(&mRecorder, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
+        mOthers.emplace_back(std::move(nDo));
+        return waitUntil([&] { return MsgDrivenThreadTestPeer::ctlCount(*this) == nQueued; });
     }
-    ~Started() override
+
+    /// The thread goes on, and the others come to their ends.
+    void release()
     {
         mRelease.open();
+        for (std::thread& lOther : mOthers)
+        {
+            lOther.join();
+        }
+        mOthers.clear();
+    }
+
+protected:
+    /// By the listener: stays here until release().
+    void park()
+    {
+        mEntered.open();
+        mRelease.wait();
+    }
+
+    void end()
+    {
+        release();
         this->stop(1, 0);
         this->leaveManagement();
     }
 
+    Gate mEntered;
+
+private:
+    Gate mRelease;
+    std::vector<std::thread> mOthers;
+};
+
+/// A started message thread with a Recorder.
+class Started : public Holdable<MsgDrivenThread>
+{
+public:
+    static constexpr int HOLD = 9001;
+    static constexpr int FENCE = 9002;
+    static constexpr int ERASED = 9003; // noted for a timer that leaves
+
+    explicit Started(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4)
+        : Holdable(nMaxMsgSize, nMaxMsgCount, "under test", nMaxTimerCount)
+    {
+        mRecorder.on(HOLD, [this](int) { park(); });
+        start(&mRecorder, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
+    }
+    ~Started() override { end(); }
+
     /// Afterwards the thread is inside its listener, and stays there.
-    bool hold() { return this->sendMsgAsync(SimpleMsg(HOLD)) && mEntered.wait(); }
-    void release() { mRelease.open(); }
+    bool hold() { return sendMsgAsync(SimpleMsg(HOLD)) && mEntered.wait(); }
 
     /// Waits until all that was queued before has been dispatched.
-    bool fence() { return this->sendMsgSync(FENCE); }
+    bool fence() { return sendMsgSync(FENCE); }
+
+    /// The messages of the test that were heard.
+    std::vector<int> ids() const
+    {
+        std::vector<int> lIds;
+        for (auto const& lReceived : mRecorder.received())
+        {
+            lIds.insert(lIds.end(), lReceived.first < HOLD ? 1 : 0, lReceived.first);
+        }
+        return lIds;
+    }
+    std::vector<int> erased() const { return mRecorder.numbers(ERASED); }
 
     Recorder mRecorder;
 
 private:
-    Gate mEntered;
-    Gate mRelease;
+    void onEraseTimer(int nTimerId) override { mRecorder.note(ERASED, nTimerId); }
 };
 
 } // namespace utl::test

@@ -136,6 +136,8 @@ protected:
     void requestStop() override;
 
 private:
+    friend class SharedTimerTestPeer;
+
     class ApiGuard;
     struct Waiter;
 

@@ -1,35 +1,43 @@
 // Shared timers, and the timer with a thread to itself.
 #include "UtlTimer.h"
 
-#include "UtlApplog.h"
 #include "UtlThreadManager.h"
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
-#include "support/Resources.h"
 
-#include <algorithm>
-#include <climits>
 #include <functional>
-#include <mutex>
-#include <vector>
 
 #include <gtest/gtest.h>
+
+namespace utl
+{
+
+/// A test's way to the queue of a timer thread.
+class SharedTimerTestPeer
+{
+public:
+    /// On the timer thread: as if a signal of the timer had come over the pipe.
+    static void expire(SharedTimer& nTimer, int nTimerId) { nTimer.executeTimeoutSignal(nTimerId); }
+
+    static unsigned int queued(SharedTimer& nTimer)
+    {
+        SyncGuard lGuard(nTimer.mDataSyncObject);
+        return nTimer.mCtlQueue.size();
+    }
+};
+
+} // namespace utl
 
 namespace
 {
 
 using namespace utl;
-using utl::internal::SystemCalls;
-using utl::test::FailNth;
-using utl::test::Gate;
-using utl::test::LogCapture;
-using utl::test::Replaced;
-using utl::test::waitUntil;
-using Lines = std::vector<std::string>;
+using namespace utl::test;
+using internal::SystemCalls;
+using Peer = SharedTimerTestPeer;
 
 unsigned int const LONG_MS = 1000000;
-int const TIMER_CTL_START = static_cast<int>(0x80000004U);
 
 /// Counts the calls and runs what a test has set. Made before the timer thread, so that it outlives it.
 class Probe : public TimerListener
@@ -37,15 +45,12 @@ class Probe : public TimerListener
 public:
     void onTime(int nTimerId) override
     {
-        if (mAction)
-        {
-            mAction(nTimerId);
-        }
+        mAction(nTimerId);
         ++mCalls;
     }
 
     std::atomic<unsigned int> mCalls{0};
-    std::function<void(int)> mAction;
+    std::function<void(int)> mAction = [](int) {};
 };
 
 /// A timer thread that can be held inside a listener.
@@ -91,68 +96,6 @@ private:
     Gate mRelease;
 };
 
-/// Sees each pipe record that is written. The signals of the first timers that are started (they go by the numbers from
-/// 2 on) fail with an error until pass(), and from then on those of all timers.
-class PipeWatch
-{
-public:
-    explicit PipeWatch(int nTimers, int nError = EAGAIN)
-        : mWrite(&SystemCalls::mWrite, &write)
-    {
-        sTimers = nTimers;
-        sStarts = 0;
-        sError = nError;
-    }
-
-    /// Lets some signals of each of them through. Result: false where they did not come.
-    static bool pass()
-    {
-        for (auto& lCount : sSignals)
-        {
-            lCount = 0;
-        }
-        int const lError = sError.exchange(0);
-        bool const lHaveCome = waitUntil(
-            [] { return std::all_of(sSignals, sSignals + sTimers, [](auto const& nCount) { return nCount >= 3; }); });
-        sError = lError;
-        sTimers = INT_MAX - 2;
-        return lHaveCome && waitUntil([] { return sInside == 0; });
-    }
-
-    static inline std::atomic<int> sStarts{0};
-
-private:
-    static ssize_t write(int nFd, void const* npData, std::size_t nSize)
-    {
-        int const* const lpRecord = static_cast<int const*>(npData);
-        sStarts += lpRecord[0] == TIMER_CTL_START ? 1 : 0;
-        return lpRecord[0] == MSG_ID_TIMEOUT_SIGNAL && lpRecord[1] < 2 + sTimers ? writeSignal(nFd, lpRecord)
-                                                                                 : ::write(nFd, npData, nSize);
-    }
-
-    static ssize_t writeSignal(int nFd, int const* npRecord)
-    {
-        ++sInside;
-        ssize_t lResult = -1;
-        int const lError = sError;
-        if (lError == 0)
-        {
-            lResult = ::write(nFd, npRecord, 2 * sizeof(int));
-            ++sSignals[npRecord[1] - 2];
-        }
-        --sInside;
-        errno = lError;
-        return lResult;
-    }
-
-    static inline std::atomic<int> sTimers{0};
-    static inline std::atomic<int> sError{0};
-    static inline std::atomic<int> sInside{0};
-    static inline std::atomic<int> sSignals[3] = {};
-
-    Replaced<ssize_t(int, void const*, std::size_t)> mWrite;
-};
-
 /// Does something while one call of one kind fails.
 template <auto CALL, class F>
 void failing(int nError, F nDo)
@@ -178,32 +121,25 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
 {
     LogCapture lLog;
     SharedTimer lTimer(0, 0, nullptr, 2, "small");
-    Array<int, int const&> lIds(1);
-    lIds.insertAt(0, 77);
+    Array<int, int const&> lIds(2);
+    EXPECT_TRUE(lIds.insertAt(0, 77) && lIds.insertAt(1, 78)); // which go
     lLog.clear();
-    EXPECT_TRUE(lTimer.getTimerIdSet(&lIds));
-    EXPECT_EQ(0U, lIds.size());
     EXPECT_EQ(1, lTimer.addTimer(nullptr, 10, 0, 0));
     EXPECT_EQ(2, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
     EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
     EXPECT_TRUE(lTimer.eraseTimer(1, 0));
     EXPECT_EQ(3, lTimer.addTimer(nullptr, 30, 0, 0));
-    EXPECT_TRUE(lTimer.getTimerIdSet(&lIds));
-    EXPECT_TRUE(lIds.size() == 2 && *lIds.at(0) == 2 && *lIds.at(1) == 3);
-    EXPECT_FALSE(lTimer.getTimerIdSet(nullptr));
-    EXPECT_EQ(30U, lTimer.getInterval(3));
-
+    EXPECT_TRUE(lTimer.getTimerIdSet(&lIds) && !lTimer.getTimerIdSet(nullptr));
+    EXPECT_TRUE(lIds.size() == 2 && *lIds.at(0) == 2 && *lIds.at(1) == 3 && lTimer.getInterval(3) == 30);
     for (int lUnknown : {1, -1, 99})
     {
         EXPECT_FALSE(lTimer.start(lUnknown, 0) || lTimer.stop(lUnknown, 0) || lTimer.restart(lUnknown, 0));
         EXPECT_FALSE(lTimer.eraseTimer(lUnknown, 0) || lTimer.setInterval(lUnknown, 1) || lTimer.isRunning(lUnknown));
         EXPECT_TRUE(lTimer.eraseTimer(lUnknown, 1)); // not looked at
-        EXPECT_EQ(0xFFFFFFFFU, lTimer.getInterval(lUnknown));
         EXPECT_TRUE(lTimer.waitToStart(lUnknown) == -1 && lTimer.waitToStop(lUnknown) == -1);
     }
     lTimer.startAll(0);
-    EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3));
-    EXPECT_TRUE(lTimer.start(2, 0)); // runs already
+    EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3) && lTimer.start(2, 0)); // runs already
     lTimer.stopAll(0);
     EXPECT_FALSE(lTimer.isRunning(2) || lTimer.isRunning(3));
     lTimer.restartAll(0);
@@ -212,27 +148,6 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     EXPECT_TRUE(lTimer.addTimer(nullptr, 10, 0, 0) == -1 && !lTimer.isRunning(2) && !lTimer.start(2, 0));
     EXPECT_FALSE(ThreadManager::get()->isThreadExist(lTimer.getId()));
     EXPECT_EQ(Lines{}, lLog.lines());
-}
-
-// A waiter sees that its timer ran, although it has long stopped by itself again.
-TEST(SharedTimer, CountedTimersStopByThemselvesAndStartAnew)
-{
-    for (int lIsFreeRunning : {0, 1})
-    {
-        for (unsigned int lMaxCount : {1U, 3U})
-        {
-            Probe lProbe;
-            TestTimer lTimer;
-            int const lId = lTimer.addTimer(&lProbe, 1, lMaxCount, lIsFreeRunning);
-            for (unsigned int lRound = 1; lRound <= 30; ++lRound)
-            {
-                ASSERT_TRUE(lTimer.start(lId, 0));
-                ASSERT_EQ(0, lTimer.waitToStop(lId));
-                ASSERT_FALSE(lTimer.isRunning(lId));
-                ASSERT_EQ(lRound * lMaxCount, lProbe.mCalls);
-            }
-        }
-    }
 }
 
 TEST(SharedTimer, RestartWithoutWaitingEndsStopped)
@@ -252,7 +167,6 @@ TEST(SharedTimer, RestartWithoutWaitingEndsStopped)
 // Nothing waits on the timer thread, whatever it is told, and a waiter elsewhere is not waited for.
 TEST(SharedTimer, ListenerMayCallEverything)
 {
-    PipeWatch lWatch(0);
     Probe lStops;
     Probe lRestarts;
     TestTimer lTimer(8);
@@ -261,11 +175,10 @@ TEST(SharedTimer, ListenerMayCallEverything)
     lStops.mAction = [&](int nId)
     {
         lIsIn.open();
-        waitUntil([] { return PipeWatch::sStarts == 2; });
+        waitUntil([&] { return Peer::queued(lTimer) == 1; });
         EXPECT_TRUE(lTimer.stop(nId, 0));
         EXPECT_EQ(-1, lTimer.waitToStop(nId)); // goes off after the return
-        EXPECT_NE(-1, lTimer.addTimer(nullptr, 1, 0, 0));
-        EXPECT_FALSE(lTimer.start(99, 0));
+        EXPECT_TRUE(lTimer.addTimer(nullptr, 1, 0, 0) != -1 && !lTimer.start(99, 0));
     };
     int const lId = lTimer.run(&lStops, 1);
     ASSERT_TRUE(lIsIn.wait());
@@ -283,22 +196,27 @@ TEST(SharedTimer, ListenerMayCallEverything)
 // that is stopped.
 TEST(SharedTimer, TimeoutsDoNotPileUpAndGoWithAStop)
 {
-    PipeWatch lWatch(3);
     Probe lProbes[3];
+    Probe lSlow;
     TestTimer lTimer;
-    int const lStopped = lTimer.run(&lProbes[0], 1, 0, 1);
-    lTimer.run(&lProbes[1], 1, 0, 0);
-    lTimer.run(&lProbes[2], 1, 0, 1);
-    ASSERT_TRUE(lTimer.hold());
-    ASSERT_TRUE(PipeWatch::pass());
-    ASSERT_TRUE(lTimer.stop(lStopped, 1)); // ahead of the time-outs in the queue, behind their signals in the pipe
-    lTimer.release();
-    ASSERT_TRUE(lTimer.fence() && lTimer.fence());
+    for (int lId : {1, 2, 3})
+    {
+        ASSERT_EQ(lId, lTimer.run(&lProbes[lId - 1], LONG_MS, 0, lId % 2));
+    }
+    lSlow.mAction = [&](int)
+    {
+        EXPECT_TRUE(lTimer.stop(1, 1)); // ahead of the time-outs
+        for (int lSignal = 0; lSignal < 15; ++lSignal)
+        {
+            Peer::expire(lTimer, lSignal % 3 + 1);
+        }
+    };
+    ASSERT_TRUE(lTimer.run(&lSlow, 1, 1) == 4 && lTimer.waitToStop(4) == 0 && lTimer.fence());
     for (unsigned int lIndex : {0U, 1U, 2U})
     {
         EXPECT_EQ(lIndex, lProbes[lIndex].mCalls);
     }
-    EXPECT_FALSE(lTimer.isRunning(lStopped));
+    EXPECT_FALSE(lTimer.isRunning(1));
 }
 
 TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
@@ -310,10 +228,9 @@ TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
         lProbe.mAction = [&](int nId) { lTimer.setInterval(nId, LONG_MS); };
         int const lId = lTimer.run(&lProbe, 1, 0, lIsFreeRunning);
         ASSERT_TRUE(waitUntil([&] { return lProbe.mCalls > 0; }));
-        ASSERT_TRUE(lTimer.fence() && lTimer.fence());
+        ASSERT_EQ(0, lTimer.waitToStop(lTimer.run(nullptr, 5, 1))); // several old intervals have passed
         EXPECT_EQ(1U, lProbe.mCalls);
-        EXPECT_TRUE(lTimer.isRunning(lId));
-        EXPECT_EQ(LONG_MS, lTimer.getInterval(lId));
+        EXPECT_TRUE(lTimer.isRunning(lId) && lTimer.getInterval(lId) == LONG_MS);
     }
 }
 
@@ -324,30 +241,28 @@ TEST(SharedTimer, KernelFailuresAreTold)
     int const lRests = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     int const lRuns = lTimer.run(nullptr, 0); // runs and never fires
     LogCapture lLog;
-    auto const lCheck = [&](char const* npCall, char const* npError, char const* npMsgId)
+    auto const lCheck = [&](std::string const& nCall, char const* npError, char const* npMsgId)
     {
-        ASSERT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; })) << npCall;
+        ASSERT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; })) << nCall;
         std::string const lFirst = lLog.lines()[0];
-        EXPECT_EQ(0U, lFirst.find(std::string("<UTIL> ERR: SharedTimerThread(under test) ") + npCall)) << lFirst;
+        EXPECT_EQ(0U, lFirst.find("<UTIL> ERR: SharedTimerThread(under test) " + nCall + " SysTimerId:0x")) << lFirst;
         EXPECT_NE(std::string::npos, lFirst.find(npError)) << lFirst;
-        EXPECT_EQ(std::string("<UTIL> ERR: !!!!!!!! SharedTimerThread(under test) Error. MsgId:0x8000000") + npMsgId +
-                      " !!!!!!!!",
-                  lLog.lines()[1]);
+        EXPECT_EQ(1U, lLog.count("<UTIL> ERR: !!!!!!!! SharedTimerThread(under test) Error. MsgId:0x8000000" +
+                                 std::string(npMsgId) + " !!!!!!!!"));
         lLog.clear();
     };
     auto const lStart = [&] { EXPECT_TRUE(lTimer.start(lRests, 0)); };
     failing<&SystemCalls::mTimerCreate>(EAGAIN, lStart);
-    lCheck("timer_create SysTimerId:0x00000000 errno:", "errno:11\n", "4");
+    lCheck("timer_create", ":0x00000000 errno:11\n", "4");
     failing<&SystemCalls::mTimerSettime>(EPERM, lStart);
-    lCheck("timer_settime SysTimerId:0x", "errno:1\n", "4");
+    lCheck("timer_settime", "errno:1\n", "4");
     EXPECT_TRUE(lTimer.setInterval(lRests, 0x80000000U)); // negative to the kernel
     lStart();
-    lCheck("timer_settime SysTimerId:0x", "errno:22\n", "4");
+    lCheck("timer_settime", "errno:22\n", "4");
     EXPECT_FALSE(lTimer.isRunning(lRests));
     failing<&SystemCalls::mTimerDelete>(EINVAL, [&] { EXPECT_TRUE(lTimer.stop(lRuns, 0)); });
-    lCheck("timer_delete SysTimerId:0x", "errno:22", "5");
-    EXPECT_TRUE(lTimer.isRunning(lRuns));
-    EXPECT_TRUE(lTimer.stop(lRuns, 0) && !lTimer.isRunning(lRuns));
+    lCheck("timer_delete", "errno:22", "5");
+    EXPECT_TRUE(lTimer.isRunning(lRuns) && lTimer.stop(lRuns, 0) && !lTimer.isRunning(lRuns));
     EXPECT_TRUE(lTimer.setInterval(lRests, 10) && lTimer.start(lRests, 0) && lTimer.isRunning(lRests));
     EXPECT_EQ(Lines{}, lLog.lines());
 }
@@ -363,9 +278,7 @@ TEST(SharedTimer, FullControlQueueRefusesInSilence)
     {
         ASSERT_TRUE(lTimer.eraseTimer(99, 1));
     }
-    EXPECT_FALSE(lTimer.eraseTimer(lRests, 1));
-    EXPECT_FALSE(lTimer.start(lRests, 0));
-    EXPECT_FALSE(lTimer.stop(lRuns, 0));
+    EXPECT_FALSE(lTimer.eraseTimer(lRests, 1) || lTimer.start(lRests, 0) || lTimer.stop(lRuns, 0));
     lTimer.release();
     ASSERT_TRUE(waitUntil([&] { return lTimer.start(lRests, 1); }));
     EXPECT_EQ(0, lTimer.waitToStart(lRests));
@@ -382,7 +295,12 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
         EXPECT_EQ(1U, lLog.count("ERR: SharedTimerThread(no pipe) pipe errno:24"));
         ASSERT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
         EXPECT_EQ(1U, lLog.count("SharedTimerThread(no pipe) Error. read Ret:4294967295 errno:9 !!Break msg loop!!"));
-        EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+    }
+    {
+        FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
+        SharedTimer lTimer(0, 0, nullptr, 1, "no thread"); // which nothing may wait for
+        EXPECT_TRUE(lTimer.addTimer(nullptr, 1, 0, 0) == 1 && lTimer.start(1, 0) && !lTimer.isRunning(1));
+        EXPECT_EQ(-1, lTimer.waitToStart(1));
     }
     TestTimer lTimer;
     int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
@@ -395,25 +313,27 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
     failing<&SystemCalls::mRead>(EINTR, [&] { EXPECT_TRUE(lTimer.fence()); });
     EXPECT_EQ(Lines{"<UTIL> INF: SharedTimerThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
               lLog.lines());
-    lLog.clear();
     ASSERT_TRUE(lTimer.start(lId, 0));
-    {
-        FailNth<&SystemCalls::mRead> lFault(0, EIO);
-        lTimer.eraseTimer(99, 1); // wakes the loop, which reads again
-        lTimer.waitToStop(lId);   // the thread ends: nobody is left waiting
-        EXPECT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
-    }
-    EXPECT_EQ(1U, lLog.count("Error. read Ret:4294967295 errno:5 !!Break msg loop!!"));
+    FailNth<&SystemCalls::mRead> lFault(0, EIO);
+    lTimer.eraseTimer(99, 1); // wakes the loop, which reads again
+    lTimer.waitToStop(lId);   // the thread ends: nobody is left waiting
+    EXPECT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
+    EXPECT_EQ(1U, lLog.count("(under test) Error. read Ret:4294967295 errno:5 !!Break msg loop!!"));
     unsigned int lResult = 0;
-    EXPECT_TRUE(lTimer.getResult(&lResult));
-    EXPECT_EQ(0xFFFFFFFFU, lResult);
-    EXPECT_FALSE(lTimer.isRunning(lId));
-    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+    EXPECT_TRUE(lTimer.getResult(&lResult) && lResult == ~0U);
+    EXPECT_TRUE(!lTimer.isRunning(lId) && lTimer.addTimer(nullptr, 1, 0, 0) == -1);
 }
 
 TEST(SharedTimer, ErrorOfTheHandlerIsLoggedByTheTimerThread)
 {
-    PipeWatch lWatch(1, EPIPE);
+    Replaced lWrite(
+        &SystemCalls::mWrite,
+        +[](int nFd, void const* npRecord, std::size_t nSize) -> ssize_t
+        {
+            bool const lIsSignal = *static_cast<int const*>(npRecord) == MSG_ID_TIMEOUT_SIGNAL;
+            errno = EPIPE;
+            return lIsSignal ? -1 : ::write(nFd, npRecord, nSize);
+        });
     TestTimer lTimer;
     LogCapture lLog;
     lTimer.run(nullptr, 1);
@@ -426,52 +346,19 @@ TEST(SharedTimer, ErrorOfTheHandlerIsLoggedByTheTimerThread)
 TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
 {
     ThreadManager& lManager = *ThreadManager::get();
-    std::atomic<bool> lIsWatched{false};
     Probe lProbe;
-    lProbe.mAction = [&](int) { lIsWatched = lManager.isWatchingWatchdog(0); };
+    lProbe.mAction = [&](int) { EXPECT_TRUE(lManager.isWatchingWatchdog(0)); };
     TestTimer lTimer(4, 1);
-    int const lId = lTimer.run(&lProbe, 1, 1);
-    EXPECT_EQ(0, lTimer.waitToStop(lId));
-    EXPECT_TRUE(lIsWatched);
+    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lProbe, 1, 1)));
+    EXPECT_EQ(1U, lProbe.mCalls);
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); }));
     EXPECT_TRUE(lManager.isRegisteredWatchdog(lTimer.getId()));
 }
 
-TEST(SharedTimer, LeavesNothingBehindWithoutDestroy)
+TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
 {
-    ThreadManager::get();
-    unsigned int const lFds = utl::test::openFdCount();
-    unsigned int const lThreads = utl::test::threadCount();
-    int lThreadId = 0;
+    struct Own : Timer
     {
-        SharedTimer lTimer(0, 0, nullptr, 3, "left alone");
-        lThreadId = lTimer.getId();
-        lTimer.addTimer(nullptr, 1, 0, 0);
-        lTimer.startAll(0);
-    }
-    EXPECT_EQ(lFds, utl::test::openFdCount());
-    EXPECT_TRUE(waitUntil([&] { return utl::test::threadCount() <= lThreads; }));
-    EXPECT_FALSE(ThreadManager::get()->isThreadExist(lThreadId));
-}
-
-// Without a thread nothing may wait for one.
-TEST(SharedTimer, ThreadThatCannotBeHadIsNotWaitedFor)
-{
-    ThreadManager::get();
-    LogCapture lLog;
-    FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
-    SharedTimer lTimer(0, 0, nullptr, 1, "no thread");
-    EXPECT_EQ(1, lTimer.addTimer(nullptr, 1, 0, 0));
-    EXPECT_TRUE(lTimer.start(1, 0));
-    EXPECT_FALSE(lTimer.isRunning(1));
-    EXPECT_EQ(-1, lTimer.waitToStart(1));
-}
-
-TEST(Timer, CallsItsListenerOrItsSubclass)
-{
-    class Own : public Timer
-    {
-    public:
         Own()
             : Timer(1, 0, 0, nullptr, 2, 0, "own")
         {
@@ -479,24 +366,25 @@ TEST(Timer, CallsItsListenerOrItsSubclass)
         ~Own() override { destroy(); }
         void onTime(int) override { ++mCalls; }
         std::atomic<unsigned int> mCalls{0};
-    };
-    Own lOwn;
+    } lOwn;
     Probe lProbe;
     Timer lListened(&lProbe, 1, 0, 0, nullptr, 2, 1, "listened");
     Timer lAlone(nullptr, 1, 0, 0, nullptr, 2, 0, "alone");
     for (Timer* lpTimer : {static_cast<Timer*>(&lOwn), &lListened, &lAlone})
     {
-        EXPECT_TRUE(!lpTimer->isRunning() && lpTimer->start(0) && lpTimer->getInterval() == 1);
-        EXPECT_TRUE(waitUntil([&] { return !lpTimer->isRunning(); }));
+        for (int lRound = 0; lRound < 5; ++lRound)
+        {
+            EXPECT_TRUE(!lpTimer->isRunning() && lpTimer->start(0) && lpTimer->getInterval() == 1);
+            EXPECT_TRUE(waitUntil([&] { return !lpTimer->isRunning(); }));
+        }
         EXPECT_TRUE(lpTimer->setInterval(LONG_MS) && lpTimer->getInterval() == LONG_MS);
-        EXPECT_TRUE(lpTimer->restart(0) && lpTimer->isRunning());
-        EXPECT_TRUE(lpTimer->stop(0) && !lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->restart(0) && lpTimer->isRunning() && lpTimer->stop(0) && !lpTimer->isRunning());
         EXPECT_TRUE(lpTimer->start(0));
         lpTimer->destroy();
         EXPECT_FALSE(lpTimer->isRunning() || lpTimer->start(0) || lpTimer->getInterval() != 0xFFFFFFFFU);
     }
-    EXPECT_EQ(2U, lOwn.mCalls);
-    EXPECT_EQ(2U, lProbe.mCalls);
+    EXPECT_EQ(10U, lOwn.mCalls);
+    EXPECT_EQ(10U, lProbe.mCalls);
 }
 
 } // namespace

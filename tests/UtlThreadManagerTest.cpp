@@ -6,7 +6,6 @@
 #include "support/Resources.h"
 
 #include <atomic>
-#include <cstdarg>
 #include <string>
 #include <thread>
 
@@ -19,24 +18,17 @@
 namespace
 {
 
-using utl::ThreadManager;
-using utl::ThreadPriority;
-using utl::internal::SystemCalls;
-using utl::test::FailNth;
-using utl::test::Gate;
-using utl::test::LogCapture;
-using utl::test::longMs;
+using namespace utl;
+using namespace utl::test;
+using internal::SystemCalls;
 
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 
-std::string line(char const* npFormat, ...) UTL_PRINTF(1, 2);
-std::string line(char const* npFormat, ...)
+template <class... Value>
+std::string line(char const* npFormat, Value... nValues)
 {
     char lLine[256];
-    va_list lValues;
-    va_start(lValues, npFormat);
-    vsnprintf(lLine, sizeof(lLine), npFormat, lValues);
-    va_end(lValues);
+    std::snprintf(lLine, sizeof(lLine), npFormat, nValues...);
     return std::string("<UTIL> ") + lLine;
 }
 
@@ -50,75 +42,32 @@ int enter(void (*npFunction)(void*), void* npArgument, char const* npName = "wor
 struct Parked
 {
     explicit Parked(char const* npName = "worker", ThreadPriority const& nPriority = NORMAL)
-        : mId(enter(&Parked::run, this, npName, nPriority))
+        : mId(enter([](void* npThis) { static_cast<Parked*>(npThis)->mRelease.wait(); }, this, npName, nPriority))
     {
+        EXPECT_NE(0, mId);
     }
     ~Parked() { leave(); }
 
     void leave()
     {
         mRelease.open();
-        if (mId != 0)
+        if (ThreadManager::get()->isThreadExist(mId))
         {
             EXPECT_EQ(0, ThreadManager::get()->waitToStop(mId, longMs()));
             EXPECT_TRUE(ThreadManager::get()->unregister(mId));
-            mId = 0;
         }
     }
 
-    static void run(void* npThis)
-    {
-        Parked* const lpThis = static_cast<Parked*>(npThis);
-        lpThis->mOnThread(lpThis);
-        lpThis->mDone.open();
-        lpThis->mRelease.wait();
-    }
-
-    void (*mOnThread)(Parked*) = [](Parked*) {};
-    Gate mDone;
     Gate mRelease;
-    int mId;
+    int const mId;
 };
-
-TEST(ThreadManager, LifeOfAnEntry)
-{
-    ThreadManager& lManager = *ThreadManager::get();
-    Parked lThread("worker");
-    int const lId = lThread.mId;
-    ASSERT_NE(0, lId);
-    EXPECT_TRUE(lManager.isThreadExist(lId));
-    EXPECT_TRUE(lManager.isActive(lId));
-    EXPECT_FALSE(lManager.unregister(lId));
-    EXPECT_EQ(-2, lManager.waitToStop(lId, 1));
-    EXPECT_STREQ("worker", lManager.findName(lId));
-
-    lThread.mRelease.open();
-    EXPECT_EQ(0, lManager.waitToStop(lId, longMs()));
-    EXPECT_TRUE(lManager.isThreadExist(lId));
-    EXPECT_FALSE(lManager.isActive(lId));
-
-    lThread.leave();
-    EXPECT_FALSE(lManager.isThreadExist(lId));
-    EXPECT_STREQ("", lManager.findName(lId));
-    EXPECT_EQ(-1, lManager.waitToStop(lId, 0));
-    EXPECT_FALSE(lManager.unregister(lId));
-}
-
-TEST(ThreadManager, RefusesNullsWithoutAThread)
-{
-    unsigned int const lThreads = (ThreadManager::get(), utl::test::threadCount());
-    EXPECT_EQ(0, enter(nullptr, nullptr));
-    EXPECT_EQ(0, enter([](void*) {}, nullptr, nullptr));
-    EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, nullptr));
-    EXPECT_EQ(lThreads, utl::test::threadCount());
-}
 
 // Each thread is detached when its entry goes, whatever other entries did before: nothing piles up.
 TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
 {
-    ThreadManager::get();
+    ThreadManager& lManager = *ThreadManager::get();
     static std::atomic<int> sDetached;
-    utl::test::Replaced lDetach(
+    Replaced lDetach(
         &SystemCalls::mPthreadDetach,
         +[](pthread_t nThread)
         {
@@ -128,43 +77,42 @@ TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
     Parked lThreads[3];
     for (int lCount = 0; lCount < 3; ++lCount)
     {
+        int const lId = lThreads[lCount].mId;
+        EXPECT_TRUE(lManager.isThreadExist(lId) && lManager.isActive(lId) && !lManager.unregister(lId));
+        EXPECT_EQ(-2, lManager.waitToStop(lId, 1));
+        EXPECT_STREQ("worker", lManager.findName(lId));
         lThreads[lCount].leave();
         EXPECT_EQ(lCount + 1, sDetached);
+        EXPECT_FALSE(lManager.isThreadExist(lId) || lManager.isActive(lId) || lManager.unregister(lId));
+        EXPECT_EQ(-1, lManager.waitToStop(lId, 0));
+        EXPECT_STREQ("", lManager.findName(lId));
     }
 }
 
-TEST(ThreadManager, FullRegistryRefuses)
+TEST(ThreadManager, RefusalsLeaveNoThread)
 {
     ASSERT_TRUE(ThreadManager::initializeEntryMax(2)); // the watchdog's thread is the first of them
     EXPECT_FALSE(ThreadManager::initializeEntryMax(9));
-    Parked lThread;
-    ASSERT_NE(0, lThread.mId);
-    LogCapture lLog;
-    unsigned int const lThreads = utl::test::threadCount();
-    EXPECT_EQ(0, enter([](void*) {}, nullptr));
-    EXPECT_TRUE(lLog.lines().empty());
-    EXPECT_EQ(lThreads, utl::test::threadCount());
-    EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "late"));
-    EXPECT_EQ(std::vector<std::string>{line("ERR: entryCaller() Error Thread Register           ID:%d, Name:late",
-                                            ThreadManager::getCallerId())},
-              lLog.lines());
-}
-
-TEST(ThreadManager, FailedCreationLeavesNothing)
-{
-    ThreadManager& lManager = *ThreadManager::get();
+    auto const lNothing = [](void*) {};
     LogCapture lLog;
     {
-        FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
-        EXPECT_EQ(0, enter([](void*) {}, nullptr, "never"));
+        FailNth<&SystemCalls::mPthreadCreate> lFault(2, EAGAIN);
+        unsigned int const lThreads = (ThreadManager::get(), threadCount());
+        EXPECT_EQ(0, enter(lNothing, nullptr, "never"));
+        EXPECT_EQ(Lines{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)}, lLog.lines());
+        EXPECT_TRUE(enter(nullptr, nullptr) == 0 && enter(lNothing, nullptr, nullptr) == 0);
+        EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, nullptr));
+        EXPECT_EQ(lThreads, threadCount());
     }
-    EXPECT_EQ(std::vector<std::string>{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)},
+    Parked lThread;
+    unsigned int const lThreads = threadCount();
+    lLog.clear();
+    EXPECT_EQ(0, enter(lNothing, nullptr));
+    EXPECT_EQ(lThreads, threadCount());
+    EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "late"));
+    EXPECT_EQ(Lines{line("ERR: entryCaller() Error Thread Register           ID:%d, Name:late",
+                         ThreadManager::getCallerId())},
               lLog.lines());
-    ThreadManager::NameMap lNames(8);
-    ASSERT_TRUE(lManager.getNames(&lNames));
-    EXPECT_EQ(1U, lNames.size()); // the watchdog
-    Parked lNext;
-    EXPECT_NE(0, lNext.mId);
 }
 
 TEST(ThreadManager, ThreadRunsOnWhereItsPriorityIsRefused)
@@ -173,9 +121,7 @@ TEST(ThreadManager, ThreadRunsOnWhereItsPriorityIsRefused)
     LogCapture lLog;
     FailNth<&SystemCalls::mSetpriority> lFault(1, EACCES);
     Parked lThread("eager", ThreadPriority(ThreadPriority::TIME_CRITICAL));
-    ASSERT_NE(0, lThread.mId);
-    EXPECT_EQ(std::vector<std::string>{line("ERR: ThreadManager::startThread() Error setpriority() OsValue:-4")},
-              lLog.lines());
+    EXPECT_EQ(Lines{"<UTIL> ERR: ThreadManager::startThread() Error setpriority() OsValue:-4"}, lLog.lines());
     ThreadPriority lPriority(ThreadPriority::NORMAL);
     EXPECT_TRUE(ThreadManager::get()->getPriority(lThread.mId, &lPriority));
     EXPECT_EQ(-4, lPriority.OsValue()); // what was asked for
@@ -184,54 +130,34 @@ TEST(ThreadManager, ThreadRunsOnWhereItsPriorityIsRefused)
 TEST(ThreadManager, SetPriorityServesTheCallerAlone)
 {
     ThreadManager& lManager = *ThreadManager::get();
-    Parked lThread;
     ThreadPriority const LOW(ThreadPriority::LOW);
     {
+        Parked lThread;
         FailNth<&SystemCalls::mSetpriority> lFault(0, EPERM);
-        EXPECT_FALSE(lManager.setPriority(lThread.mId, LOW)); // another's
-        lManager.entryCaller(0, 0, nullptr, "main");
-        EXPECT_FALSE(lManager.setPriority(ThreadManager::getCallerId(), LOW)); // never active
+        EXPECT_FALSE(lManager.setPriority(lThread.mId, LOW));                                 // another's
+        EXPECT_FALSE(lManager.setPriority(lManager.entryCaller(0, 0, nullptr, "main"), LOW)); // never active
         EXPECT_EQ(0, lFault.calls());
     }
-
-    struct Seen
+    LogCapture lLog;
+    auto const lSetOwn = [](void*)
     {
-        bool mInvalid, mFailed, mSet;
-        int mNice;
-        LogCapture mLog;
-        Gate mDone;
-    } lSeen{};
-    int const lId = enter(
-        [](void* npSeen)
+        ThreadManager& lRegistry = *ThreadManager::get();
+        int const lOwn = ThreadManager::getCallerId();
+        EXPECT_TRUE(waitUntil([&] { return lRegistry.isActive(lOwn); }));
+        EXPECT_FALSE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::INVALID)));
         {
-            Seen& lOut = *static_cast<Seen*>(npSeen);
-            ThreadManager& lRegistry = *ThreadManager::get();
-            int const lOwn = ThreadManager::getCallerId();
-            while (!lRegistry.isActive(lOwn))
-            {
-                std::this_thread::yield();
-            }
-            lOut.mInvalid = lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::INVALID));
-            {
-                FailNth<&SystemCalls::mSetpriority> lFault(1, EACCES);
-                lOut.mFailed = lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::HIGH));
-            }
-            lOut.mSet = lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::LOW));
-            lOut.mNice = getpriority(PRIO_PROCESS, 0);
-            lOut.mDone.open();
-        },
-        &lSeen);
-    ASSERT_TRUE(lSeen.mDone.wait());
-    EXPECT_FALSE(lSeen.mInvalid);
-    EXPECT_FALSE(lSeen.mFailed);
-    EXPECT_TRUE(lSeen.mSet);
-    EXPECT_EQ(2, lSeen.mNice);
-    EXPECT_EQ((std::vector<std::string>{
-                  line("ERR: ThreadManager::setPriority() Error ID:%d, invalidOsValue:100", lId),
-                  line("ERR: ThreadManager::setPriority() Error setpriority() ID:%d, OsValue:-2 er:%d erSt:%s", lId,
-                       EACCES, strerror(EACCES))}),
-              lSeen.mLog.lines());
+            FailNth<&SystemCalls::mSetpriority> lFault(1, EACCES);
+            EXPECT_FALSE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::HIGH)));
+        }
+        EXPECT_TRUE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::LOW)));
+        EXPECT_EQ(2, getpriority(PRIO_PROCESS, 0));
+    };
+    int const lId = enter(lSetOwn, nullptr);
     EXPECT_EQ(0, lManager.waitToStop(lId, longMs()));
+    EXPECT_EQ((Lines{line("ERR: ThreadManager::setPriority() Error ID:%d, invalidOsValue:100", lId),
+                     line("ERR: ThreadManager::setPriority() Error setpriority() ID:%d, OsValue:-2 er:%d erSt:%s", lId,
+                          EACCES, strerror(EACCES))}),
+              lLog.lines());
     ThreadPriority lPriority(ThreadPriority::NORMAL);
     EXPECT_FALSE(lManager.getPriority(lId, &lPriority)); // no longer active
     EXPECT_TRUE(lManager.unregister(lId));
@@ -241,73 +167,59 @@ TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
 {
     ThreadManager& lManager = *ThreadManager::get();
     int const lId = lManager.entryCaller(0, 0, nullptr, "first");
-    EXPECT_EQ(ThreadManager::getCallerId(), lId);
-    EXPECT_EQ(lId, lManager.entryCaller(0, 0, nullptr, "second"));
+    EXPECT_TRUE(lId == ThreadManager::getCallerId() && lId == lManager.entryCaller(0, 0, nullptr, "second"));
     EXPECT_STREQ("second", lManager.findName(lId));
     EXPECT_FALSE(lManager.isActive(lId));
     EXPECT_EQ(-1, lManager.waitToStop(lId, 0));
     EXPECT_TRUE(lManager.unregister(lId));
 
-    std::atomic<int> lAgain{-1};
-    int const lStarted = enter(
-        [](void* npResult)
-        { *static_cast<std::atomic<int>*>(npResult) = ThreadManager::get()->entryCaller(0, 0, nullptr, "again"); },
-        &lAgain);
+    // Refused however early it comes: the registry is locked until the thread is in it.
+    auto const lAgain = [](void*) { EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "again")); };
+    int const lStarted = enter(lAgain, nullptr);
     EXPECT_EQ(0, lManager.waitToStop(lStarted, longMs()));
-    // Refused however early it came: the registry is locked until the thread is in it.
-    EXPECT_EQ(0, lAgain);
     EXPECT_TRUE(lManager.unregister(lStarted));
 }
 
 TEST(ThreadManager, TablesNameEveryThread)
 {
     ThreadManager& lManager = *ThreadManager::get();
-    // 30 bytes and a character of three: cut before it.
-    Parked lThread("a name of just thirty bytes...\xE3\x81\x82", ThreadPriority(ThreadPriority::BELOW_NORMAL));
-    int const lMain = lManager.entryCaller(0, 0, nullptr, "main");
     LogCapture lLog;
+    lManager.enableRegistrationLog();
+    // 30 bytes and a character of three: cut before it.
+    char const* const lpName = "a name of just thirty bytes...\xE3\x81\x82";
+    Parked lThread(lpName, ThreadPriority(ThreadPriority::BELOW_NORMAL));
+    int const lMain = lManager.entryCaller(0, 0, nullptr, "main");
+    EXPECT_EQ((Lines{line("INF: Thread Start and Register ID:%d, PriOs:1, Name:%s", lThread.mId, lpName),
+                     line("INF: Thread Register           ID:%d, Name:main", lMain)}),
+              lLog.lines());
+    lLog.clear();
     lManager.printThreadInfo(1);
-    EXPECT_TRUE(lLog.lines().empty());
+    EXPECT_EQ(Lines{}, lLog.lines());
     lManager.printThreadInfoReg(3);
-    std::vector<std::string> const lLines = lLog.lines();
+    Lines const lLines = lLog.lines();
     ASSERT_EQ(5U, lLines.size());
     EXPECT_EQ("<UTIL> INF: ThreadManager:: Registered info of threads in this process.", lLines[0]);
     EXPECT_EQ("<UTIL> INF: ID        , Name                            , Status      , Pri.Os    , Pri.Label       , ",
               lLines[1]);
+    EXPECT_EQ(line("INF: %10d, %-32s, UNKNOWN     ,        100, INVALID         , ", lMain, "main"), lLines[2]);
     EXPECT_EQ(line("INF: %10d, %-32s, ACTIVE      ,          1, BELOW_NORMAL    , ", lThread.mId,
                    "a name of just thirty bytes..."),
               lLines[4]);
-    EXPECT_EQ(line("INF: %10d, %-32s, UNKNOWN     ,        100, INVALID         , ", lMain, "main"), lLines[2]);
-    lLog.clear();
     lManager.printWatchdogInfo(2);
     EXPECT_EQ(1U, lLog.count("WRN: ThreadManager:: Registered info of threads in this process.(But not registered "
                              "watchdog)"));
     EXPECT_EQ(1U, lLog.count(line("WRN: %10d, %-32s, ", lMain, "main")));
-}
 
-TEST(ThreadManager, GetNamesStopsAtAFullMap)
-{
-    ThreadManager& lManager = *ThreadManager::get();
-    Parked lThread("other");
-    ThreadManager::NameMap lTooSmall(1);
-    EXPECT_FALSE(lManager.getNames(&lTooSmall));
-    EXPECT_EQ(1U, lTooSmall.size());
-    EXPECT_FALSE(lManager.getNames(nullptr));
     ThreadManager::NameMap lNames(2);
-    EXPECT_TRUE(lManager.getNames(&lNames));
-    EXPECT_STREQ("other", lNames.find(lThread.mId)->mValue.c_str());
-}
-
-TEST(ThreadManager, RegistrationLogOnceItIsEnabled)
-{
-    ThreadManager& lManager = *ThreadManager::get();
-    lManager.enableRegistrationLog();
-    LogCapture lLog;
-    Parked lThread("told");
-    int const lMain = lManager.entryCaller(0, 0, nullptr, "main");
-    EXPECT_EQ((std::vector<std::string>{line("INF: Thread Start and Register ID:%d, PriOs:0, Name:told", lThread.mId),
-                                        line("INF: Thread Register           ID:%d, Name:main", lMain)}),
-              lLog.lines());
+    EXPECT_FALSE(lManager.getNames(nullptr) || lManager.getNames(&lNames)); // room for two of three
+    EXPECT_EQ(2U, lNames.size());
+    lThread.mRelease.open();
+    EXPECT_TRUE(lManager.unregister(lMain) && lManager.waitToStop(lThread.mId, longMs()) == 0);
+    lManager.printThreadInfoReg(3);
+    EXPECT_EQ(1U, lLog.count("bytes...  , UNKNOWN     ,        100, INVALID         , "));
+    ThreadManager::NameMap lAll(2);
+    EXPECT_TRUE(lManager.getNames(&lAll));
+    EXPECT_STREQ(lpName, lAll.find(lThread.mId)->mValue.c_str());
 }
 
 TEST(ThreadManager, DestroyStartsAllOver)
@@ -315,20 +227,18 @@ TEST(ThreadManager, DestroyStartsAllOver)
     EXPECT_EQ(nullptr, ThreadManager::getIfCreated());
     ThreadManager::destroy();
     std::thread([] {}).join(); // a sanitizer's own thread comes with the first one
-    unsigned int const lThreads = utl::test::threadCount();
+    unsigned int const lThreads = threadCount();
     for (int lRound = 0; lRound < 5; ++lRound)
     {
         ASSERT_TRUE(ThreadManager::initializeEntryMax(4));
         ThreadManager* const lpManager = ThreadManager::get();
-        EXPECT_EQ(lpManager, ThreadManager::getIfCreated());
-        Parked lThread;
-        EXPECT_NE(0, lThread.mId);
-        lThread.leave();
+        EXPECT_TRUE(lpManager == ThreadManager::getIfCreated() && lpManager->setWatchdogWatchInterval(1000));
+        Parked().leave();
         ThreadManager::destroy();
         EXPECT_EQ(nullptr, ThreadManager::getIfCreated());
     }
     // A thread that has been joined may be counted for an instant longer, also at the beginning.
-    EXPECT_TRUE(utl::test::waitUntil([&] { return utl::test::threadCount() <= lThreads; }));
+    EXPECT_TRUE(waitUntil([&] { return threadCount() <= lThreads; }));
 }
 
 TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)

@@ -3,15 +3,8 @@
 #include "UtlMsgDrivenThread.h"
 #include "UtlThreadManager.h"
 #include "UtlTimeCounter.h"
-#include "support/Gate.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
-
-#include <algorithm>
-#include <atomic>
-#include <cstdarg>
-#include <functional>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -50,8 +43,9 @@ namespace
 {
 
 using namespace utl;
-using utl::test::LogCapture;
+using namespace utl::test;
 using Peer = ThreadWatchdogTestPeer;
+using Ids = std::vector<int>;
 
 StatementInfo const HERE("source/App", "loop", 12, 1);
 
@@ -62,16 +56,13 @@ struct Listener : WatchdogTimerListener
         mIds.push_back(nId);
         mTableSize = nInfos.size();
         mCount = nInfos.find(nId)->mValue.mTimeoutCount;
-        if (mAction)
-        {
-            mAction(nId);
-        }
+        mAction(nId);
     }
 
-    std::vector<int> mIds;
+    Ids mIds;
     unsigned int mTableSize = 0;
     unsigned int mCount = 0;
-    std::function<void(int)> mAction;
+    std::function<void(int)> mAction = [](int) {};
 };
 
 /// A watchdog whose own beat never comes: an interval of 0 fires nothing.
@@ -98,23 +89,13 @@ TEST(ThreadWatchdog, AnswersNothingOutsideItsLife)
     ThreadWatchdog lWatchdog(4);
     for (int lRound = 0; lRound < 2; ++lRound)
     {
-        EXPECT_FALSE(lWatchdog.entry(1, 10, nullptr, "x"));
-        EXPECT_FALSE(lWatchdog.unregister(1));
-        EXPECT_FALSE(lWatchdog.isRegistered(1));
-        EXPECT_FALSE(lWatchdog.isWatching(1));
-        EXPECT_FALSE(lWatchdog.start(1));
-        EXPECT_FALSE(lWatchdog.stop(1));
-        EXPECT_FALSE(lWatchdog.keepAlive(HERE));
-        EXPECT_FALSE(lWatchdog.setAliveTime(1, 10));
-        EXPECT_FALSE(lWatchdog.setWatchInterval(10));
+        EXPECT_FALSE(lWatchdog.entry(1, 10, nullptr, "x") || lWatchdog.unregister(1) || lWatchdog.isRegistered(1) ||
+                     lWatchdog.isWatching(1) || lWatchdog.start(1) || lWatchdog.stop(1));
+        EXPECT_FALSE(lWatchdog.keepAlive(HERE) || lWatchdog.setAliveTime(1, 10) || lWatchdog.setWatchInterval(10));
         lWatchdog.printWatchdogInfo(1);
-        EXPECT_TRUE(lLog.lines().empty());
-        if (lRound == 0)
-        {
-            EXPECT_TRUE(lWatchdog.initialize(1000));
-            EXPECT_FALSE(lWatchdog.initialize(1000));
-            lWatchdog.shutdown();
-        }
+        EXPECT_EQ(Lines{}, lLog.lines());
+        EXPECT_TRUE(lRound == 1 || (lWatchdog.initialize(1000) && !lWatchdog.initialize(1000)));
+        lWatchdog.shutdown();
     }
 }
 
@@ -122,39 +103,37 @@ TEST(ThreadWatchdog, RegistrationFailuresAreTold)
 {
     LogCapture lLog;
     Still lWatchdog(1);
-    EXPECT_FALSE(lWatchdog.entry(5, 0, nullptr, "x"));
-    EXPECT_FALSE(lWatchdog.setAliveTime(5, 0));
-    EXPECT_FALSE(lWatchdog.entry(5, 10, nullptr, nullptr));
+    EXPECT_FALSE(lWatchdog.entry(5, 0, nullptr, "x") || lWatchdog.setAliveTime(5, 0) ||
+                 lWatchdog.entry(5, 10, nullptr, nullptr));
+    EXPECT_FALSE(Peer::report(lWatchdog, 5, HERE)); // unknown
     EXPECT_TRUE(lWatchdog.entry(5, 10, nullptr, "x"));
-    EXPECT_FALSE(lWatchdog.entry(5, 10, nullptr, "x"));
-    EXPECT_FALSE(lWatchdog.entry(6, 10, nullptr, "y"));
-    EXPECT_EQ((std::vector<std::string>{"<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
-                                        "<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
-                                        "<UTIL> DTL: ThreadWatchdog Register ID:5, AliveTime:10, Name:x",
-                                        "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:5",
-                                        "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:6"}),
+    EXPECT_FALSE(lWatchdog.entry(5, 10, nullptr, "x") || lWatchdog.entry(6, 10, nullptr, "y"));
+    EXPECT_EQ((Lines{"<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
+                     "<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
+                     "<UTIL> DTL: ThreadWatchdog Register ID:5, AliveTime:10, Name:x",
+                     "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:5",
+                     "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:6"}),
               lLog.lines());
-    EXPECT_FALSE(lWatchdog.isWatching(5)); // not before start()
-    EXPECT_TRUE(lWatchdog.unregister(5));
-    EXPECT_FALSE(lWatchdog.unregister(5));
+    EXPECT_FALSE(lWatchdog.isWatching(5));         // not before start(),
+    EXPECT_TRUE(Peer::report(lWatchdog, 5, HERE)); // and a report until then is not kept
+    EXPECT_EQ(WatchdogInfo::UNKNOWN, Peer::info(lWatchdog, 5).mAliveStatus);
+    EXPECT_TRUE(Peer::info(lWatchdog, 5).mLastAliveInfo == StatementInfo::INVALID);
+    EXPECT_TRUE(lWatchdog.unregister(5) && !lWatchdog.unregister(5));
 }
 
 TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
 {
+    std::string const TOLD = "<UTIL> ERR: !!!!!!!! ThreadWatchdog Timeout ID:7 Name:watched !!!!!!!!";
     LogCapture lLog;
     Listener lListener;
     Still lWatchdog;
     lWatchdog.watch(7, 100, &lListener, 1000);
     Peer::pass(lWatchdog, 1099);
-    EXPECT_TRUE(lListener.mIds.empty());
+    EXPECT_EQ(Ids{}, lListener.mIds);
     Peer::pass(lWatchdog, 1100);
     Peer::pass(lWatchdog, 5000); // already reported
-    EXPECT_EQ(std::vector<int>{7}, lListener.mIds);
-    EXPECT_EQ(1U, lListener.mCount);
-    EXPECT_EQ(WatchdogInfo::TIMED_OUT, Peer::info(lWatchdog, 7).mAliveStatus);
-    lWatchdog.setAliveTime(7, 50); // no way back
-    lWatchdog.stop(7);
-    lWatchdog.start(7);
+    EXPECT_TRUE(lListener.mIds == Ids{7} && lListener.mCount == 1);
+    EXPECT_TRUE(lWatchdog.setAliveTime(7, 50) && lWatchdog.stop(7) && lWatchdog.start(7)); // no way back
     EXPECT_EQ(WatchdogInfo::TIMED_OUT, Peer::info(lWatchdog, 7).mAliveStatus);
 
     EXPECT_TRUE(Peer::report(lWatchdog, 7, HERE));
@@ -162,14 +141,10 @@ TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
     EXPECT_TRUE(Peer::info(lWatchdog, 7).mLastAliveInfo == HERE);
     Peer::setTick(lWatchdog, 7, 6000);
     Peer::pass(lWatchdog, 6050);
-    EXPECT_EQ((std::vector<int>{7, 7}), lListener.mIds);
-    EXPECT_EQ(2U, lListener.mCount);
-    std::vector<std::string> lLines = lLog.lines();
-    EXPECT_EQ((std::vector<std::string>{"<UTIL> DTL: ThreadWatchdog Register ID:7, AliveTime:100, Name:watched",
-                                        "<UTIL> ERR: !!!!!!!! ThreadWatchdog Timeout ID:7 Name:watched !!!!!!!!",
-                                        "<UTIL> INF: ThreadWatchdog Timeout->Alive ID:7 Name:watched",
-                                        "<UTIL> ERR: !!!!!!!! ThreadWatchdog Timeout ID:7 Name:watched !!!!!!!!"}),
-              lLines);
+    EXPECT_TRUE(lListener.mIds == (Ids{7, 7}) && lListener.mCount == 2);
+    EXPECT_EQ((Lines{"<UTIL> DTL: ThreadWatchdog Register ID:7, AliveTime:100, Name:watched", TOLD,
+                     "<UTIL> INF: ThreadWatchdog Timeout->Alive ID:7 Name:watched", TOLD}),
+              lLog.lines());
 }
 
 TEST(ThreadWatchdog, OverdueIsAMatterOfStatusAndTicks)
@@ -211,13 +186,12 @@ TEST(ThreadWatchdog, OnePassReportsAllInAscendingOrderAndStandsChanges)
     {
         if (nId == 10)
         {
-            EXPECT_TRUE(lWatchdog.unregister(10)); // itself
-            EXPECT_TRUE(lWatchdog.unregister(20)); // the next one
+            EXPECT_TRUE(lWatchdog.unregister(10) && lWatchdog.unregister(20)); // itself, and the next one
             lWatchdog.watch(25, 10, &lListener, 100);
         }
     };
     Peer::pass(lWatchdog, 110);
-    EXPECT_EQ((std::vector<int>{10, 25, 30, 40}), lListener.mIds);
+    EXPECT_EQ((Ids{10, 25, 30, 40}), lListener.mIds);
     EXPECT_EQ(3U, lListener.mTableSize);
 }
 
@@ -230,69 +204,31 @@ TEST(ThreadWatchdog, WithoutAListenerTheTableIsPrinted)
     Peer::setTick(lWatchdog, 7, 1000);
     lLog.clear();
     Peer::pass(lWatchdog, 2000);
-    EXPECT_EQ((std::vector<std::string>{
-                  "<UTIL> ERR: !!!!!!!! ThreadWatchdog Timeout ID:7 Name:watched !!!!!!!!",
-                  "<UTIL> INF: ThreadWatchdog:: Watchdog info of threads in this process.",
-                  "<UTIL> INF: ID        , Name                            , AliveTime , WatchStatus , AliveStatus , "
-                  "TimeoutCount , LastAliveInfo(File, Function:Line:Sub) , ",
-                  "<UTIL> INF:          7, watched                         ,        100, WATCHING    , TIMEOUT     , "
-                  "            1, (source/App, loop:12:1)"}),
-              lLog.lines());
+    EXPECT_EQ(
+        (Lines{"<UTIL> ERR: !!!!!!!! ThreadWatchdog Timeout ID:7 Name:watched !!!!!!!!",
+               "<UTIL> INF: ThreadWatchdog:: Watchdog info of threads in this process.",
+               "<UTIL> INF: ID        , Name                            , AliveTime , WatchStatus , AliveStatus , "
+               "TimeoutCount , LastAliveInfo(File, Function:Line:Sub) , ",
+               "<UTIL> INF:          7, watched                         ,        100, WATCHING    , TIMEOUT     , "
+               "            1, (source/App, loop:12:1)"}),
+        lLog.lines());
 }
 
-TEST(ThreadWatchdog, UnwatchedThreadsReportIntoTheVoid)
-{
-    Still lWatchdog;
-    EXPECT_FALSE(Peer::report(lWatchdog, 7, HERE)); // unknown
-    ASSERT_TRUE(lWatchdog.entry(7, 10, nullptr, "x"));
-    EXPECT_TRUE(Peer::report(lWatchdog, 7, HERE)); // registered, not watched
-    EXPECT_EQ(WatchdogInfo::UNKNOWN, Peer::info(lWatchdog, 7).mAliveStatus);
-    EXPECT_TRUE(Peer::info(lWatchdog, 7).mLastAliveInfo == StatementInfo::INVALID);
-}
-
-// The real beat, through the registry: a message thread that hangs in its listener, and one that idles.
-TEST(ThreadWatchdog, TellsAHungMessageThreadFromAnIdleOne)
+TEST(ThreadWatchdog, RealBeatTellsWhoIsSilent)
 {
     // A lapse across the wrap of the tick counter is not reported; begin behind one that is near.
-    ASSERT_TRUE(utl::test::waitUntil([] { return TimeCounter::getTickTime() < 0U - 5000U; }));
-    ThreadManager& lManager = *ThreadManager::get();
-    ASSERT_TRUE(lManager.setWatchdogWatchInterval(5));
-    struct Waker : WatchdogTimerListener
-    {
-        void onTime(int nId, WatchdogInfoMap const&) override
-        {
-            mId = nId;
-            mTold.open();
-        }
-        std::atomic<int> mId{0};
-        utl::test::Gate mTold;
-    } lWaker;
+    ASSERT_TRUE(waitUntil([] { return TimeCounter::getTickTime() < 0U - 5000U; }));
     LogCapture lLog;
-    utl::test::Recorder lRecorder;
-    utl::test::Gate lRelease;
-    lRecorder.on(1, [&](int) { lRelease.wait(); });
-    MsgDrivenThread lIdle(4, 4, "idle", 0);
-    MsgDrivenThread lHung(4, 4, "hung", 0);
-    for (MsgDrivenThread* lpThread : {&lIdle, &lHung})
-    {
-        ASSERT_EQ(0, lpThread->start(&lRecorder, 1, 400, &lWaker, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
-        ASSERT_TRUE(lManager.isRegisteredWatchdog(lpThread->getId()));
-        lpThread->sendMsgSync(2); // from its next read on it is watched while it works
-        lpThread->sendMsgSync(2);
-    }
-    lHung.postMsg(1);
-    ASSERT_TRUE(lWaker.mTold.wait());
-    EXPECT_EQ(lHung.getId(), lWaker.mId);
-    lRelease.open();
-    EXPECT_TRUE(lHung.sendMsgSync(2));
-    EXPECT_TRUE(utl::test::waitUntil([&] { return lLog.count("Timeout->Alive") >= 1; }));
-    EXPECT_EQ(0U, lLog.count("Name:idle !!!!"));
-    for (MsgDrivenThread* lpThread : {&lIdle, &lHung})
-    {
-        EXPECT_EQ(0, lpThread->stop(1, 0));
-        EXPECT_FALSE(lManager.isRegisteredWatchdog(lpThread->getId()));
-        EXPECT_TRUE(lpThread->leaveManagement());
-    }
+    Listener lListener;
+    Gate lIsTold;
+    lListener.mAction = [&](int) { lIsTold.open(); };
+    ThreadManager& lManager = *ThreadManager::get();
+    ASSERT_TRUE(lManager.setWatchdogWatchInterval(1));
+    ASSERT_TRUE(lManager.entryWatchdog(1, &lListener, 0) && lManager.startWatchdog(0) && lIsTold.wait());
+    EXPECT_EQ(Ids{ThreadManager::getCallerId()}, lListener.mIds);
+    lManager.keepAliveWatchdog(HERE);
+    EXPECT_EQ(1U, lLog.count("Timeout->Alive"));
+    ThreadManager::destroy(); // no call is under way behind it
 }
 
 } // namespace

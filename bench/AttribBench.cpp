@@ -11,8 +11,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "../fuzz/reference/PlainRowScan.h"
 #include "../source/internal/UtlFoldIndex.h"
-#include "../tests/support/PlainRowScan.h"
 #include "UtlConvertAttrib.h"
 #include "support/Ratios.h"
 

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "../tests/support/BitStreamTwin.h"
+#include "reference/BitStreamTwin.h"
 
 namespace
 {

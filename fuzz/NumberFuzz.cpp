@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "../tests/support/PlainRowScan.h"
 #include "UtlConvertAttrib.h"
+#include "reference/PlainRowScan.h"
 
 using namespace utl;
 

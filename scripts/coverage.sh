@@ -21,7 +21,7 @@ lCounted="--root . --exclude-throw-branches --exclude-unreachable-branches"
 # shellcheck disable=SC2086
 {
     gcovr $lCounted --filter source/ --filter include/ --exclude source/tables/ --object-directory $lBuild \
-        --json $lBuild/report/coverage.json $lBuild/CMakeFiles/utl_objects.dir $lBuild/tests $lBuild/proof
+        --json $lBuild/report/coverage.json $lBuild/CMakeFiles/utl_objects.dir $lBuild/tests $lBuild/proof $lBuild/fuzz
     gcovr $lCounted --add-tracefile $lBuild/report/coverage.json --html-details $lBuild/report/index.html \
         --txt $lBuild/report/lines.txt
     gcovr $lCounted --add-tracefile $lBuild/report/coverage.json --branches --txt $lBuild/report/branches.txt

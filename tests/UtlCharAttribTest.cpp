@@ -10,7 +10,7 @@
 
 #include "UtlCharSet.h"
 #include "UtlConvertAttrib.h"
-#include "support/PlainRowScan.h"
+#include "../fuzz/reference/PlainRowScan.h"
 
 using namespace utl;
 

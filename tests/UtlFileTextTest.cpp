@@ -2,13 +2,11 @@
 
 #include "support/Faults.h"
 #include "support/LogCapture.h"
-#include "support/PlainTextReader.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <random>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -50,104 +48,7 @@ protected:
     std::string mPath;
 };
 
-/// Random bytes with everything that decides about lines and characters in them.
-class RandomText
-{
-public:
-    explicit RandomText(unsigned int nSeed)
-        : mRandom(nSeed)
-    {
-    }
-
-    unsigned int below(unsigned int nBound) { return static_cast<unsigned int>(mRandom() % nBound); }
-
-    Bytes make(int nTextType)
-    {
-        static Bytes const PIECES[][16] = {
-            {"\n", "\r\n", "\r", "\r\r\n", "a", "xyz", "\x82\xA0", "\x8A\xBF\x8E\x9A", "\xB1\xB2", "\x81", "\x81\n",
-             "\xF5", "\xFC\xFC", Bytes(1, '\0'), "\x80", "\x83\\"},
-            {"\n", "\r\n", "\r", "\r\r\n", "a", "xyz", "\xE3\x81\x82", "\xE6\xBC\xA2\xE5\xAD\x97", "\xC3\xA9",
-             "\xF0\x9F\x98\x80", "\xEF\xBB\xBF", "\xE3\x81", "\xC0\xAF", Bytes(1, '\0'), "\x80", "\xFF"},
-            {"\n", "\r\n", "\r", "\r\r\n", "a", "xyz", "\x30\x42", "\x6F\x22", "\x0A\x0A", "\x0D\x0D", "\xFE\xFF",
-             "\xFF\xFE", "\xD8\x3D\xDE\x00", "\x00\x00", "\x00\xE9", "\x0D"}};
-        int const lTable = std::min(nTextType, 2);
-        unsigned int const lRichness = below(4); // plain text, and text of little else than faults
-        Bytes lBytes;
-        for (unsigned int lLeft = below(below(8) == 0 ? 9000 : 60); lLeft != 0; --lLeft)
-        {
-            unsigned int const lPiece = below(20 + lRichness * 30) < 20 ? 4 + below(4) : below(16);
-            Bytes lText = PIECES[lTable][lPiece];
-            if (lTable == 2 && lPiece < 6) // ASCII as units, high byte first
-            {
-                Bytes lUnits;
-                for (char const lByte : lText)
-                {
-                    lUnits += Bytes{'\0', lByte};
-                }
-                lText = lUnits;
-            }
-            for (std::size_t lIndex = 0; nTextType == FILE_TEXT_UTF16_LE && lIndex + 1 < lText.size(); lIndex += 2)
-            {
-                std::swap(lText[lIndex], lText[lIndex + 1]);
-            }
-            if (lPiece == 15 && lTable == 2 && lLeft != 1)
-            {
-                continue; // an odd byte only at the end, most of the time
-            }
-            lBytes += lText;
-        }
-        return lBytes;
-    }
-
-private:
-    std::mt19937 mRandom;
-};
-
-/// One random call of both, for which results, destination and position must agree.
-void compareOneCall(RandomText& nRandom, File& nFile, PlainFile& nPlainFile, int nTextType)
-{
-    static constexpr unsigned int KINDS[] = {TextCall::READ_TEXT,           TextCall::READ_TEXT,
-                                             TextCall::FIND_NEXT_LINE_SIZE, TextCall::SEEK_KEY,
-                                             TextCall::NEXT_EOL_SIZE,       TextCall::READ};
-    unsigned int const lSizes[] = {0, 5119, 5120, nRandom.below(64), 5119, 5119};
-    std::string const lKeys[] = {"aa", "az", "\n", std::string("\0a", 2), "\x82\xA0", "zx", "ax", ""};
-    TextCall lCall;
-    unsigned int const lKind = nRandom.below(16);
-    if (lKind >= 10)
-    {
-        lCall.mKind = KINDS[lKind - 10];
-    }
-    lCall.mDstSize = lSizes[nRandom.below(6)];
-    lCall.mSrcBytes = nRandom.below(lKind == 10 ? 16 : 5200);
-    lCall.mOffset = nRandom.below(9);
-    lCall.mKey = lKeys[nRandom.below(8)];
-    lCall.mStart = nRandom.below(2) == 0 ? ~1ULL : nRandom.below(300);
-    lCall.mMaxBytes = nRandom.below(2) == 0 ? ~0ULL : nRandom.below(50);
-    lCall.mMode = static_cast<int>(nRandom.below(2));
-    ASSERT_EQ(outcomeOf(lCall, PlainReader(nPlainFile, nTextType), nPlainFile),
-              outcomeOf(lCall, RealReader{nFile}, nFile));
-}
-
-TEST_F(FileTextTest, AgreesWithThePlainReaderInEveryEncoding)
-{
-    QuietLog const lQuiet;
-    for (unsigned int lSeed = 0; lSeed < 120; ++lSeed)
-    {
-        int const lTextType = static_cast<int>(lSeed % 4);
-        RandomText lRandom(lSeed);
-        PlainFile lPlain{lRandom.make(lTextType), 0};
-        store(lPlain.mBytes);
-        File lFile(mPath.c_str(), lTextType);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
-        File const lCopy = lSeed % 10 == 9 ? lFile : File("", 0); // a shared descriptor is never ahead
-        for (unsigned int lCalls = 0; lCalls < 30; ++lCalls)
-        {
-            compareOneCall(lRandom, lFile, lPlain, lTextType);
-            ASSERT_FALSE(HasFatalFailure()) << "seed " << lSeed;
-            ASSERT_TRUE(!lCopy.isOpened() || lCopy.position() == lPlain.position());
-        }
-    }
-}
+// Any calls on any bytes: see fuzz/LineFuzz.cpp, which the tests run too.
 
 TEST_F(FileTextTest, WhatALineIs)
 {

@@ -1,6 +1,6 @@
 /// Bit streams the slow way, and both ways side by side.
-#ifndef UTL_TESTS_BIT_STREAM_TWIN_H
-#define UTL_TESTS_BIT_STREAM_TWIN_H
+#ifndef UTL_FUZZ_BIT_STREAM_TWIN_H
+#define UTL_FUZZ_BIT_STREAM_TWIN_H
 
 #include <algorithm>
 #include <string>

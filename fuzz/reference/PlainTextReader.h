@@ -1,6 +1,6 @@
 /// The text functions of File written the slow and obvious way, and the comparison of both.
-#ifndef UTL_TEST_PLAIN_TEXT_READER_H
-#define UTL_TEST_PLAIN_TEXT_READER_H
+#ifndef UTL_FUZZ_PLAIN_TEXT_READER_H
+#define UTL_FUZZ_PLAIN_TEXT_READER_H
 
 #include "UtlCharSet.h"
 #include "UtlFile.h"

@@ -1,7 +1,7 @@
 /// The folds and classes the slow way: every row of every table, from the first. What the index in front of the tables
 /// is compared with, and measured against.
-#ifndef UTL_TESTS_PLAIN_ROW_SCAN_H
-#define UTL_TESTS_PLAIN_ROW_SCAN_H
+#ifndef UTL_FUZZ_PLAIN_ROW_SCAN_H
+#define UTL_FUZZ_PLAIN_ROW_SCAN_H
 
 #include <cstring>
 

@@ -1,8 +1,9 @@
 #include "UtlMemory.h"
 
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -76,23 +77,21 @@ protected:
 TEST_F(MemoryTest, AccountsForOneBlockAndComplainsAboutTheRest)
 {
     Memory& lMemory = *Memory::get();
+    void* const lpOther = reinterpret_cast<void*>(0xABCDEF);
     EXPECT_EQ(0U, Peer::findFileId("source/a.cpp"));
     lMemory.updateManagement(0, mpBlock, 100, 0, 10);
-    EXPECT_EQ("100 1 100 1", totals());
+    lMemory.updateManagement(1, nullptr, 0, 0, 0);
     EXPECT_EQ("", gWritten);
-    lMemory.updateManagement(0, reinterpret_cast<void*>(0xABCDEF), 5, 0, 11);
+    lMemory.updateManagement(0, lpOther, 5, 0, 11);
+    lMemory.updateManagement(1, lpOther, 0, 7, -1);
+    std::string const lFrame = std::string(67, '!') + "\n";
     EXPECT_EQ("!!!! DetailHeapInfo management over on allocation\n"
               "MaxCount:1, Address:0x00abcdef, UseBytes:         5, ThreadId:" +
-                  mShownId + ", Line:      11, File:source/a.cpp, \n",
+                  mShownId + ", Line:      11, File:source/a.cpp, \n" + lFrame +
+                  "!!!! DetailHeapInfo release address is not in under management\n"
+                  "Address:0x00abcdef, ThreadId:" +
+                  mShownId + ", Line:      -1, File:, \n" + lFrame,
               gWritten);
-    gWritten.clear();
-    lMemory.updateManagement(1, reinterpret_cast<void*>(0xABCDEF), 0, 7, -1);
-    std::string const lFrame = std::string(67, '!') + "\n";
-    EXPECT_EQ(lFrame + "!!!! DetailHeapInfo release address is not in under management\n" +
-                  "Address:0x00abcdef, ThreadId:" + mShownId + ", Line:      -1, File:, \n" + lFrame,
-              gWritten);
-    gWritten.clear();
-    lMemory.updateManagement(1, nullptr, 0, 0, 0);
     EXPECT_EQ("100 1 100 1", totals());
     lMemory.updateManagement(2, mpBlock, 0, 0, 0);
     EXPECT_EQ("0 0 100 1", totals());
@@ -112,7 +111,6 @@ TEST_F(MemoryTest, AccountsForOneBlockAndComplainsAboutTheRest)
     lMemory.addDetailHeapInfo(lInfo);
     lMemory.updateManagement(1, mpBlock, 0, 0, 0);
     EXPECT_EQ("0 0 0 0", totals());
-    EXPECT_EQ("", gWritten);
     EXPECT_FALSE(Peer::copyTotals(nullptr));
 }
 
@@ -120,17 +118,13 @@ TEST_F(MemoryTest, KeepsTheFirstNames)
 {
     Memory& lMemory = *Memory::get();
     std::string const lLong(300, 'n');
-    for (char const* lpName : {static_cast<char const*>(nullptr), ""})
-    {
-        utl::internal::registerHeapThreadName(5, lpName);
-    }
+    utl::internal::registerHeapThreadName(5, nullptr);
+    utl::internal::registerHeapThreadName(5, "");
     utl::internal::registerHeapThreadName(0, "zero");
     utl::internal::registerHeapThreadName(5, lLong.c_str());
     utl::internal::registerHeapThreadName(5, "renamed");
-    utl::internal::registerHeapThreadName(6, "second");
     EXPECT_EQ(lLong.substr(0, 127), lMemory.getThreadName(5));
-    EXPECT_STREQ("", lMemory.getThreadName(6));
-    EXPECT_STREQ("", lMemory.getThreadName(0));
+    EXPECT_EQ("", lMemory.getThreadName(0) + std::string(lMemory.getThreadName(6)));
     utl::ThreadManager* const lpManager = utl::ThreadManager::get();
     lMemory.initializeManagementTable(); // without the watchdog's thread
     ASSERT_NE(0, lpManager->entryCaller(0, 0, nullptr, "caller"));
@@ -141,8 +135,7 @@ TEST_F(MemoryTest, KeepsTheFirstNames)
     EXPECT_EQ(0U, Peer::findFileId(lLong.substr(0, 259).c_str()));
     EXPECT_EQ(Memory::INVALID_FILE_ID, Peer::findFileId("other"));
     EXPECT_EQ(lLong.substr(0, 259), lMemory.getFileName(0));
-    EXPECT_STREQ("", lMemory.getFileName(1));
-    EXPECT_STREQ("", lMemory.getFileName(Memory::INVALID_FILE_ID));
+    EXPECT_EQ("", lMemory.getFileName(1) + std::string(lMemory.getFileName(Memory::INVALID_FILE_ID)));
 }
 
 TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
@@ -155,8 +148,7 @@ TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
     EXPECT_TRUE(lMemory.printUsedHeap(1, lPath.c_str()) && lMemory.printUsedHeapDetail(1, lPath.c_str()));
     EXPECT_TRUE(lMemory.printMarkedHeapDetail(1, lPath.c_str())); // although nothing was marked
     EXPECT_FALSE(std::ifstream(lPath).good());
-    EXPECT_TRUE(lMemory.getUsedHeapOfProcess(&lInfo) && lMemory.getUsedHeapOfProcess(nullptr));
-    EXPECT_EQ(77U, lInfo.mMaxBytes);
+    EXPECT_TRUE(lMemory.getUsedHeapOfProcess(&lInfo) && lMemory.getUsedHeapOfProcess(nullptr) && lInfo.mMaxBytes == 77);
     EXPECT_EQ(Memory::INVALID_FILE_ID, lMemory.getFileId("a"));
     lMemory.resetUsedHeap();
     EXPECT_EQ("1 1 1 1", totals());
@@ -173,49 +165,43 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     Memory& lMemory = *Memory::get();
     std::string const lDirectory = testing::TempDir() + "utlMemoryTest" + mId;
     std::string const lPath = lDirectory + "/deep/report";
-    auto const lContent = [&]
+    auto const lReport = [&](bool (*nReport)(char const*))
     {
-        std::ostringstream lText;
-        lText << std::ifstream(lPath).rdbuf();
-        return lText.str();
+        EXPECT_TRUE(nReport(lPath.c_str()));
+        std::ifstream lStream(lPath);
+        return std::string(std::istreambuf_iterator<char>(lStream), {});
     };
-    std::string const lHead = "       No.,       Serial,    Address,   UseBytes,   ThreadId, "
+    std::string const lHead = " -----------------\n       No.,       Serial,    Address,   UseBytes,   ThreadId, "
                               "ThreadName                        ,     Line, File, \n";
+    std::string const lRow =
+        ", 0x00001234,        100, " + mShownId + ", me" + std::string(32, ' ') + ",       10, source/a.cpp, \n";
     Peer::findFileId("source/a.cpp");
     lMemory.registerThreadName(utl::ThreadManager::getCallerId(), "me");
     EXPECT_FALSE(Peer::reportMarked(lPath.c_str()));
-    utl::ThreadManager::get(); // its pipe is no leak
     unsigned int const lFdsBefore = utl::test::openFdCount();
     lMemory.updateManagement(0, mpBlock, 100, 0, 10);
 
-    EXPECT_TRUE(Peer::reportTotals(lPath.c_str()));
     EXPECT_EQ("---- ProcessHeap ----\n"
               "     UseBytes,      UseCount,      MaxBytes,      MaxCount, \n"
               "          100,             1,           100,             1, \n",
-              lContent());
-    std::string const lRow = "         1,            1, 0x00001234,        100, " + mShownId + ", me" +
-                             std::string(32, ' ') + ",       10, source/a.cpp, \n";
-    EXPECT_TRUE(Peer::reportDetails(lPath.c_str()));
-    EXPECT_EQ("---- ProcessDetailHeap -----------------\n" + lHead + lRow +
+              lReport(Peer::reportTotals));
+    EXPECT_EQ("---- ProcessDetailHeap" + lHead + "         1,            1" + lRow +
                   "---- ProcessDetailHeap [End of Log] ----\n",
-              lContent());
+              lReport(Peer::reportDetails));
     lMemory.mark();
-    for (std::string const& lRows : {std::string(), "         1,            2" + lRow.substr(24)})
+    for (std::string const& lRows : {std::string(), "         1,            2" + lRow})
     {
-        EXPECT_TRUE(Peer::reportMarked(lPath.c_str()));
-        EXPECT_EQ("---- ProcessDetailHeap (Marked) -----------------\n" + lHead + lRows +
+        EXPECT_EQ("---- ProcessDetailHeap (Marked)" + lHead + lRows +
                       "---- ProcessDetailHeap (Marked) [End of Log] ----\n",
-                  lContent());
+                  lReport(Peer::reportMarked));
         lMemory.updateManagement(1, mpBlock, 0, 0, 0);
         lMemory.updateManagement(0, mpBlock, 100, 0, 10);
     }
     utl::test::FailNth<&utl::internal::SystemCalls::mOpen> lFault(0, EACCES);
-    EXPECT_TRUE(Peer::reportTotals(lPath.c_str()));
-    EXPECT_TRUE(Peer::reportTotals(nullptr));
+    EXPECT_TRUE(Peer::reportTotals(lPath.c_str()) && Peer::reportTotals(nullptr));
     EXPECT_EQ(lFdsBefore, utl::test::openFdCount());
-    struct stat lStat = {};
-    EXPECT_TRUE(::stat((lDirectory + "/deep").c_str(), &lStat) == 0 && (lStat.st_mode & 07777) == 0777);
-    EXPECT_EQ(0, std::system(("rm -r '" + lDirectory + "'").c_str()));
+    EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status(lDirectory + "/deep").permissions());
+    std::filesystem::remove_all(lDirectory);
 }
 
 } // namespace

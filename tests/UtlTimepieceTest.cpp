@@ -1,5 +1,6 @@
 #include "UtlTimepiece.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -56,16 +57,11 @@ TEST(Timepiece, FieldsAreTakenWholeOrNotAtAll)
     Fields const lLast = {65534, 12, 31, 23, 59, 59, 999, 999, 999};
     EXPECT_EQ(EMPTY, fieldsOf(Time()));
     EXPECT_EQ(lFirst, fieldsOf(Time::DEFAULT_REFERENCE_TIME));
-    EXPECT_EQ(lFirst, fieldsOf(make(lFirst)));
     EXPECT_EQ(lLast, fieldsOf(make(lLast)));
-    EXPECT_TRUE(make({2001, 2, 31}).isValid());
-
     for (std::size_t lField = 0; lField < 9; ++lField)
     {
-        // One past the range at its end, and below it where it begins with 1. Of the seconds only that is limited.
-        std::vector<unsigned int> lValues = {EMPTY[lField], 65535};
-        lValues.push_back(lField == 1 || lField == 2 ? 0 : 65535);
-        for (unsigned int lValue : lValues)
+        // One past the range at its end, and below it where it begins with 1. A second is brought into its range.
+        for (unsigned int lValue : {EMPTY[lField], lField == 1 || lField == 2 ? 0U : 65535U})
         {
             Fields lBad = lLast;
             lBad[lField] = lValue;
@@ -85,16 +81,12 @@ TEST(Timepiece, FieldsAreTakenWholeOrNotAtAll)
 
 TEST(Timepiece, EarlierFieldsDecideTheOrder)
 {
-    Fields const lMiddle = {2000, 6, 15, 12, 30, 30, 500, 500, 500};
+    Time const lLow = make({2000, 6, 15, 12, 30, 30, 500, 500, 500});
     for (std::size_t lField = 0; lField < 9; ++lField)
     {
-        Fields lFields = lMiddle;
+        Fields lFields = fieldsOf(lLow);
         ++lFields[lField];
-        for (std::size_t lLater = lField + 1; lLater < 9; ++lLater)
-        {
-            --lFields[lLater];
-        }
-        Time const lLow = make(lMiddle);
+        std::for_each(lFields.begin() + static_cast<int>(lField) + 1, lFields.end(), [](auto& nLater) { --nLater; });
         Time const lHigh = make(lFields);
         EXPECT_TRUE(lLow < lHigh && lLow <= lHigh && lLow != lHigh && lLow.isPastTime(lHigh)) << lField;
         EXPECT_FALSE(lLow > lHigh || lLow >= lHigh || lLow == lHigh || lHigh.isPastTime(lLow)) << lField;
@@ -131,8 +123,9 @@ std::string formatted(char const* npForm, tm const& nDate)
     return std::string(lText, std::strftime(lText, sizeof(lText), npForm, &nDate));
 }
 
-TEST(Timepiece, EveryDayIsCountedAndFormatted)
+TEST(Timepiece, EveryDayIsCountedFormattedAndReadBack)
 {
+    char const* const FORMS[] = {"%a, %d %b %Y %H:%M:%S GMT", "%a %b %e %H:%M:%S %Y", "%A, %d-%b-%y %H:%M:%S GMT"};
     int const RANGES[][2] = {{1, 9}, {1600, 2401}, {65530, 65535}}; // years, the second not included
     for (auto const& lRange : RANGES)
     {
@@ -141,9 +134,14 @@ TEST(Timepiece, EveryDayIsCountedAndFormatted)
             tm const lDate = dateOf(lDay);
             Time const lTime = timeOf(lDate);
             ASSERT_EQ(DAYS_TO_1970 + lDay, lTime.getDays());
-            char lText[64] = {};
-            ASSERT_EQ(lTime.year() >= 100, lTime.getHttpDate(lText, sizeof(lText)));
-            ASSERT_TRUE(lTime.year() < 100 || formatted("%a, %d %b %Y %H:%M:%S GMT", lDate) == lText) << lText;
+            ASSERT_EQ(lTime.year() >= 100 ? formatted(FORMS[0], lDate) : "", httpDate(lTime));
+            bool const lIsOfTwoDigits = lTime.year() >= 1970 && lTime.year() < 2070;
+            bool const lIsRead = lDay % 17 == 0 && lTime.year() >= 1600 && lTime.year() < 2401;
+            for (int lForm = 0; lIsRead && lForm < (lIsOfTwoDigits ? 3 : 2); ++lForm)
+            {
+                Time lRead;
+                ASSERT_TRUE(lRead.setHttpDate(formatted(FORMS[lForm], lDate).c_str()) && lRead == lTime) << lDay;
+            }
         }
     }
     for (unsigned short lYear = 1; lYear < 65534; ++lYear)
@@ -151,57 +149,32 @@ TEST(Timepiece, EveryDayIsCountedAndFormatted)
         ASSERT_EQ(DAYS_TO_1970 + firstOfMonth(lYear, 3), make({lYear, 3, 1}).getDays()) << lYear;
     }
     EXPECT_EQ(0U, Time::DEFAULT_REFERENCE_TIME.getDays());
-    EXPECT_EQ(59U, make({0, 3, 1}).getDays()); // year 0 has 365 days
-    EXPECT_EQ(364U, make({0, 12, 31}).getDays());
+    EXPECT_EQ(364U, make({0, 12, 31}).getDays()); // year 0 has 365 days
     EXPECT_EQ(Time::FAILED, Time().getDays());
-}
-
-TEST(Timepiece, AllFormsOfHttpAreReadBack)
-{
-    for (long long lDay = firstOfMonth(1600, 1); lDay < firstOfMonth(2401, 1); lDay += 17)
-    {
-        tm const lDate = dateOf(lDay);
-        bool const lIsNear = lDate.tm_year >= 70 && lDate.tm_year < 170; // for two digits of a year
-        for (char const* lpForm : {"%a, %d %b %Y %H:%M:%S GMT", "%a %b %e %H:%M:%S %Y", "%A, %d-%b-%y %H:%M:%S GMT"})
-        {
-            std::string const lText = formatted(lpForm, lDate);
-            Time lRead;
-            ASSERT_TRUE((lpForm[1] == 'A' && !lIsNear) || (lRead.setHttpDate(lText.c_str()) && lRead == timeOf(lDate)))
-                << lText;
-        }
-    }
 }
 
 TEST(Timepiece, SpansWrapAsDefined)
 {
-    struct Row
-    {
-        Fields mFrom;
-        Fields mTo;
-        unsigned int mDays;
-        unsigned int mSeconds;
-    };
     unsigned int const F = Time::FAILED;
-    Row const ROWS[] = {
-        {{2000, 1, 1, 12}, {2000, 1, 2, 11, 59, 59}, 0, 4294967295U}, // one second short of a day: no failure
-        {{2000, 1, 1, 23}, {2000, 1, 2}, 0, 4294884496U},
-        {{2000, 1, 1, 12, 0, 0, 0, 0, 1}, {2000, 1, 3, 12}, 1, 86399},
+    struct
+    {
+        Fields mFrom, mTo;
+        unsigned int mDays, mSeconds;
+    } const ROWS[] = {
+        {{2000, 1, 1, 12}, {2000, 1, 2, 11, 59, 59}, 0, 4294967295U},  // one second short of a day: no failure
         {{2000, 1, 1, 12, 0, 0, 1}, {2000, 1, 2, 12}, 0, 0},           // a millisecond short
         {{2000, 1, 1, 12, 0, 0, 1, 0, 1}, {2000, 1, 2, 12}, 1, 86400}, // more: it does not count
-        {{2000, 1, 1, 12}, {2000, 1, 2, 12, 0, 0, 0, 0, 1}, 1, 86400},
         {{2000, 1, 1, 12, 0, 0, 0, 5}, {2000, 1, 1, 12, 0, 1, 0, 4, 999}, 0, 0},
         {{2000, 1, 1}, {2136, 2, 7, 6, 28, 15}, 49710, 4294967295U},
         {{2000, 1, 1}, {2136, 2, 7, 6, 28, 16}, 49710, F},
-        {{2000, 1, 1}, {2136, 2, 8}, 49711, F},
         {{2000, 1, 1, 1}, {2136, 2, 8}, 49710, F}, // the difference of the seconds of the day is negative
         {{2001, 2, 29}, {2001, 3, 1, 1}, 0, 3600}, // the same day
         {{2001, 2, 31}, {2001, 3, 1}, 4294967294U, F},
         {{2001, 2, 31}, {2001, 3, 2, 1}, F, F},
-        {{0, 1, 1}, {65534, 12, 31}, 23936165, F},
         {{2000, 1, 1, 0, 0, 0, 0, 0, 1}, {2000, 1, 1}, F, F},
         {{2000, 1, 1}, EMPTY, F, F},
     };
-    for (Row const& lRow : ROWS)
+    for (auto const& lRow : ROWS)
     {
         Time const lFrom = make(lRow.mFrom);
         Time const lTo = make(lRow.mTo);
@@ -215,66 +188,45 @@ TEST(Timepiece, HttpDatesOfOldYearsAndSmallBuffers)
     EXPECT_EQ("Fri, 15 Oct 1582 00:00:00 GMT", httpDate(make({1582, 10, 15})));
     EXPECT_EQ("14 Oct 1582 23:59:59 GMT", httpDate(make({1582, 10, 14, 23, 59, 59, 999})));
     EXPECT_EQ("01 Jan 100 00:00:00 GMT", httpDate(make({100, 1, 1})));
-    EXPECT_EQ("Mon, 31 Dec 65534 00:00:00 GMT", httpDate(make({65534, 12, 31})));
-    EXPECT_EQ("", httpDate(make({99, 12, 31})));
     EXPECT_EQ("", httpDate(Time()));
 
     Time const lTime = make({1994, 11, 6, 8, 49, 37});
     char lText[31] = "##############################";
-    EXPECT_FALSE(lTime.getHttpDate(nullptr, 30));
-    EXPECT_FALSE(lTime.getHttpDate(lText, 0));
-    EXPECT_EQ('#', lText[0]);
+    EXPECT_FALSE(lTime.getHttpDate(nullptr, 30) || lTime.getHttpDate(lText, 0) || lText[0] != '#');
     EXPECT_FALSE(lTime.getHttpDate(lText, 29));
     EXPECT_STREQ("Sun, 06 Nov 1994 08:49:37 GM", lText);
     EXPECT_EQ('#', lText[29]);
     EXPECT_TRUE(lTime.getHttpDate(lText, 30));
-    EXPECT_STREQ("Sun, 06 Nov 1994 08:49:37 GMT", lText);
 }
 
+// Any text: see fuzz/HttpDateFuzz.cpp, which the tests run too.
 TEST(Timepiece, PiecesOfADateAreFoundByTheirShape)
 {
-    struct Row
+    std::string const lFar(20000, 'x');
+    struct
     {
         std::string mText;
-        Fields mFields; // none: not a date
-    };
-    std::string const lFar(20000, 'x');
-    Row const ROWS[] = {
-        {"1 jan 70 0:0:0", {1970, 1, 1}},
+        Fields mFields; // none: not a date, and nothing changes
+    } const ROWS[] = {
         {"1 jan 69 0:0:0", {2069, 1, 1}},
         {"1 jan 0099 0:0:0", {1999, 1, 1}},
-        {"1999/DECEMBER~31\t23:59:59Z", {1999, 12, 31, 23, 59, 59}},
         {"12:34:56x7 8:9:10 1 Feb 2000", {2000, 2, 8, 12, 34, 56}}, // a second time is the day
-        {"123456 1 Feb 0:0:0", {3456, 2, 1}},
         {"1st of Marching 02nd 3:4:5", {2002, 3, 1, 3, 4, 5}},
-        {"xxxjUn5 4 1234 6:7:8", {1234, 6, 4, 6, 7, 8}},
-        {"1 2 3 Apr 2005 1:2:3", {2005, 4, 1, 1, 2, 3}}, // one digit is no year
-        {"20 10 May 1:2:3 30 99 Jul 4:5:6", {2010, 5, 20, 1, 2, 3}},
-        {"1 Feb 2000", {}},
-        {"1 Feb 0:0:0", {}},
         {"31 Sep 2000 23:59:60", {}},
-        {"32 Sep 2000 0:0:0", {}},
-        {"1:2:345 9 Sep 2000 1:2:3", {2000, 9, 1, 1, 2, 3}},
-        {"1\nOct\n2001\n4:5:6", {}},                               // a line end delimits nothing
         {"1 \xEF\xBC\xAF\xEF\xBD\x83\xEF\xBD\x94 2001 4:5:6", {}}, // full-width letters
-        {"1 Oct\x80 2001 4:5:6", {}},                              // the fold loses a letter ahead of a stray byte
-        {"1 OCT\x80 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},
-        {"1 Oct 2001 4:5:6 " + lFar, {}}, // too long for the comparison of names
+        {"1 Oct 2001 4:5:6 " + lFar, {}},                          // too long for the comparison of names
         {lFar + " 1 Oct 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},
         {"", {}},
     };
-    for (Row const& lRow : ROWS)
+    for (auto const& lRow : ROWS)
     {
-        Fields const lBefore = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-        Time lTime = make(lBefore);
-        bool const lIsDate = lTime.setHttpDate(lRow.mText.c_str());
-        Fields lExpected = lRow.mFields.empty() ? lBefore : lRow.mFields;
+        Fields lExpected = lRow.mFields.empty() ? Fields{1, 2, 3, 4, 5, 6, 7, 8, 9} : lRow.mFields;
         lExpected.resize(9);
-        EXPECT_EQ(!lRow.mFields.empty(), lIsDate) << lRow.mText.substr(0, 40);
+        Time lTime = make({1, 2, 3, 4, 5, 6, 7, 8, 9});
+        EXPECT_EQ(!lRow.mFields.empty(), lTime.setHttpDate(lRow.mText.c_str())) << lRow.mText.substr(0, 40);
         EXPECT_EQ(lExpected, fieldsOf(lTime)) << lRow.mText.substr(0, 40);
     }
-    Time lTime;
-    EXPECT_FALSE(lTime.setHttpDate(nullptr));
+    EXPECT_FALSE(Time().setHttpDate(nullptr));
 }
 
 /// The system's clock under our control, and what the watchdog knows of the calling thread meanwhile.
@@ -298,34 +250,30 @@ TEST_F(TimepieceClockTest, TellsDatesBeyond2038)
 {
     setenv("TZ", "XYZ-9:30", 1);
     tzset();
-    struct Row
+    struct
     {
         long long mNow;
-        Fields mSystem;
+        Fields mSystem; // none: a failure, and nothing changes
         Fields mLocal;
-    };
-    Row const ROWS[] = {
-        {0, {1970, 1, 1}, {1970, 1, 1, 9, 30}},
+    } const ROWS[] = {
         {2147483648LL, {2038, 1, 19, 3, 14, 8}, {2038, 1, 19, 12, 44, 8}},
         {4294967296LL, {2106, 2, 7, 6, 28, 16}, {2106, 2, 7, 15, 58, 16}},
         {-2, {1969, 12, 31, 23, 59, 58}, {1970, 1, 1, 9, 29, 58}},
         {-1, {}, {}},                                       // the clock's failure
         {2005917609599LL, {65534, 12, 31, 23, 59, 59}, {}}, // and local time is in the year 65535
         {2005949145600LL, {}, {}},                          // year 65536, 0 in 16 bits
-        {-62167219200LL, {0, 1, 1}, {0, 1, 1, 9, 30}},
         {-62167219201LL, {}, {0, 1, 1, 9, 29, 59}},
         {0x7FFFFFFFFFFFFFFFLL, {}, {}}, // past what the conversion can do
     };
-    for (Row const& lRow : ROWS)
+    for (auto const& lRow : ROWS)
     {
         sNow = static_cast<time_t>(lRow.mNow);
         for (bool lIsLocal : {false, true})
         {
-            Fields lExpected = lIsLocal ? lRow.mLocal : lRow.mSystem;
+            Fields const& lExpected = lIsLocal ? lRow.mLocal : lRow.mSystem;
             Time lTime;
             EXPECT_EQ(!lExpected.empty(), lIsLocal ? utl::getLocalTime(&lTime) : utl::getSystemTime(&lTime));
-            lExpected.resize(lExpected.empty() ? 0 : 9);
-            EXPECT_EQ(lExpected.empty() ? EMPTY : lExpected, fieldsOf(lTime)) << lRow.mNow << ' ' << lIsLocal;
+            EXPECT_EQ(lExpected.empty() ? EMPTY : fieldsOf(make(lExpected)), fieldsOf(lTime)) << lRow.mNow;
         }
     }
 }
@@ -334,22 +282,19 @@ TEST_F(TimepieceClockTest, ReportsAroundItsCallsAndFailsWithThem)
 {
     utl::test::Watched lWatched;
     Time lTime = make({1, 2, 3});
-    Time const lBefore = lTime;
     {
         utl::test::FailNth<&SystemCalls::mGmtimeR> lFault(0, EOVERFLOW);
         EXPECT_FALSE(utl::getSystemTime(&lTime));
-        EXPECT_TRUE(lFault.fired());
-        EXPECT_EQ("getSystemTime:31:1", sReport);
-        EXPECT_EQ("getSystemTime:39:2", lastReport("source/UtlTimepiece"));
     }
+    EXPECT_EQ("getSystemTime:31:1", sReport);
+    EXPECT_EQ("getSystemTime:39:2", lastReport("source/UtlTimepiece"));
     {
         utl::test::FailNth<&SystemCalls::mLocaltimeR> lFault(0, EOVERFLOW);
         EXPECT_FALSE(utl::getLocalTime(&lTime));
-        EXPECT_TRUE(lFault.fired());
-        EXPECT_EQ("getLocalTime:81:1", sReport);
-        EXPECT_EQ("getLocalTime:89:2", lastReport("source/UtlTimepiece"));
     }
-    EXPECT_EQ(lBefore, lTime);
+    EXPECT_EQ("getLocalTime:81:1", sReport);
+    EXPECT_EQ("getLocalTime:89:2", lastReport("source/UtlTimepiece"));
+    EXPECT_EQ(make({1, 2, 3}), lTime);
     // A leap second, as some clocks tell it.
     utl::test::Replaced<tm*(time_t const*, tm*)> lLeap(&SystemCalls::mGmtimeR,
                                                        [](time_t const* npNow, tm* npFields)
@@ -360,8 +305,7 @@ TEST_F(TimepieceClockTest, ReportsAroundItsCallsAndFailsWithThem)
                                                        });
     EXPECT_TRUE(utl::getSystemTime(&lTime));
     EXPECT_EQ(59, lTime.second());
-    EXPECT_FALSE(utl::getSystemTime(nullptr));
-    EXPECT_FALSE(utl::getLocalTime(nullptr));
+    EXPECT_FALSE(utl::getSystemTime(nullptr) || utl::getLocalTime(nullptr));
 }
 
 } // namespace

@@ -263,6 +263,7 @@ TEST_F(TimepieceClockTest, TellsDatesBeyond2038)
         {2005917609599LL, {65534, 12, 31, 23, 59, 59}, {}}, // and local time is in the year 65535
         {2005949145600LL, {}, {}},                          // year 65536, 0 in 16 bits
         {-62167219201LL, {}, {0, 1, 1, 9, 29, 59}},
+        {-62198755201LL, {}, {}},       // year -2, 65534 in 16 bits
         {0x7FFFFFFFFFFFFFFFLL, {}, {}}, // past what the conversion can do
     };
     for (auto const& lRow : ROWS)

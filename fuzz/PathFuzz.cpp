@@ -116,10 +116,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
           [&](char* npDst, unsigned int nRoom) { return File::extractFileName(npDst, nRoom, lpPath, 1); });
     check("directory", lPlain.directory(), lIsUtf8, lRoom,
           [&](char* npDst, unsigned int nRoom) { return File::extractDirectoryPath(npDst, nRoom, lpPath); });
+    check("directory of the object", lPlain.directory(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getDirectoryPath(npDst, nRoom); });
     check("extension", lPlain.extension(), lIsUtf8, lRoom,
           [&](char* npDst, unsigned int nRoom) { return File::extractExtension(npDst, nRoom, lpPath); });
+    check("extension of the object", lPlain.extension(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getExtension(npDst, nRoom); });
     check("volume", lPlain.volume(), lIsUtf8, lRoom,
           [&](char* npDst, unsigned int nRoom) { return File::extractVolumeName(npDst, nRoom, lpPath); });
+    check("volume of the object", lPlain.volume(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getVolumeName(npDst, nRoom); });
     check("path", lPlain.mNormalised, lIsUtf8, lRoom,
           [&](char* npDst, unsigned int nRoom) { return lFile.getPath(npDst, nRoom); });
     check("name of the object", lPlain.fileName(false), lIsUtf8, lRoom,

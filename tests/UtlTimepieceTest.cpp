@@ -208,11 +208,9 @@ TEST(Timepiece, PiecesOfADateAreFoundByTheirShape)
         std::string mText;
         Fields mFields; // none: not a date, and nothing changes
     } const ROWS[] = {
-        {"1 jan 69 0:0:0", {2069, 1, 1}},
         {"1 jan 0099 0:0:0", {1999, 1, 1}},
         {"12:34:56x7 8:9:10 1 Feb 2000", {2000, 2, 8, 12, 34, 56}}, // a second time is the day
         {"1st of Marching 02nd 3:4:5", {2002, 3, 1, 3, 4, 5}},
-        {"31 Sep 2000 23:59:60", {}},
         {"1 \xEF\xBC\xAF\xEF\xBD\x83\xEF\xBD\x94 2001 4:5:6", {}}, // full-width letters
         {"1 Oct 2001 4:5:6 " + lFar, {}},                          // too long for the comparison of names
         {lFar + " 1 Oct 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},

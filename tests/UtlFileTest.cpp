@@ -336,7 +336,7 @@ TEST_F(FileTest, WhatIsNoPathIsRefused)
 
 TEST_F(FileTest, DirectoriesAreMadeOpenAndListed)
 {
-    EXPECT_TRUE(File::makeDirectories("e"));
+    EXPECT_TRUE(File::makeDirectories("e") && File::makeDirectories(""));
     EXPECT_EQ(0751U, modeOf("e"));
     EXPECT_FALSE(File::makeDirectories("d/s") || File::makeDirectories("d/s/x") || File::makeDirectories("l//x"));
     EXPECT_TRUE(File::makeDirectories("l\\sub/"));

@@ -119,6 +119,7 @@ TEST(MemoryPool, GivesTheLowestFreeBlockAndKeepsItsContent)
 
 TEST(MemoryPool, ReportsAroundTheWaitForItsLock)
 {
+    utl::ThreadManager::get(); // two first uses at once: one would find the watchdog not yet started
     std::string const lFile = "source/UtlMemoryPool";
     MemoryPool lPool(16, 2, "p");
     void* lpBlock = nullptr;

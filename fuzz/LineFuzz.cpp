@@ -126,6 +126,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
         if (lIndex == 2 && npData[0] >= 224) // from here on the descriptor is shared, and never ahead
         {
             npData[3] % 64 < 32 ? lCopy = lFile : lCopy = File(lFile);
+            if (lCopy.position() != lPlain.position())
+            {
+                std::abort();
+            }
         }
         TextCall const lCall = callOf(lpCalls + 4 * lIndex, lContent);
         std::string const lExpected = outcomeOf(lCall, PlainReader(lPlain, lTextType), lPlain);

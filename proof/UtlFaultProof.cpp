@@ -32,6 +32,10 @@
 
 #include <sys/wait.h>
 
+#ifdef UTL_COVERAGE
+extern "C" void __gcov_dump();
+#endif
+
 // ---------------------------------------------------------------------------------------------- the heap
 
 namespace
@@ -688,6 +692,9 @@ Outcome inChild(char const* nName, Work nWork)
         ::close(lFds[0]);
         lOutcome = nWork();
         [[maybe_unused]] ssize_t const lWritten = ::write(lFds[1], &lOutcome, sizeof(lOutcome));
+#ifdef UTL_COVERAGE
+        __gcov_dump();
+#endif
         ::_exit(0);
     }
     ::close(lFds[1]);

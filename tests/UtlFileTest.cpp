@@ -14,8 +14,11 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -438,6 +441,22 @@ TEST_F(FileTest, TreesAreCopiedSizedLockedAndErased)
     EXPECT_TRUE(File::erase("d", 1) && !fs::exists("d"));
 }
 
+TEST_F(FileTest, AnObjectAsksAndActsForItsPath)
+{
+    File lMade("e/made", 0);
+    EXPECT_TRUE(!lMade.exists() && lMade.makeDirectories() && lMade.exists() && lMade.isDirectory());
+    File lFile("d/s", 0);
+    EXPECT_TRUE(lFile.copy("e/made/s", 0) && !lFile.copy("e/made/s", 0) && contentOf("e/made/s") == contentOf("d/s"));
+    FileNames lNames(1, 0);
+    EXPECT_TRUE(lMade.children(&lNames, FILE_CHILD_FILES, nullptr, 0) == 1 &&
+                std::string(lNames.at(0)->c_str()) == "e/made/s");
+    EXPECT_TRUE(lMade.applyReadOnly(1) && File::isReadOnly("e/made/s") && lMade.isReadOnly());
+    EXPECT_TRUE(lMade.liftReadOnly(1) && !File::isReadOnly("e/made/s") && !lMade.isReadOnly());
+    EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lFile.flush() && !lFile.erase(0) && !lFile.move("e/t"));
+    lFile.close();
+    EXPECT_TRUE(lFile.move("e/t") && lMade.erase(0) && !lMade.exists() && fs::exists("e/t"));
+}
+
 TEST_F(FileTest, NamesOfAllKindsAndLengths)
 {
     std::string const lLongDirectory = "e/" + std::string(100, 'a') + "/";
@@ -540,4 +559,66 @@ TEST_F(FileTest, TheLastCopyAndTheDirectorySync)
     EXPECT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE) && lFile.write("12", 2) == 1);
     EXPECT_FALSE(File::copy("d/s", "e/short", 0));
     EXPECT_EQ(0751U, modeOf("e"));
+}
+
+namespace
+{
+
+void workOnAFullDisk()
+{
+    put("d/big", std::string(20000, 'b'));
+    unsigned int const lDescriptors = openFdCount();
+    ::chmod("e", 0751);
+    EXPECT_FALSE(File::copy("d/big", "e/copy", 0));
+    EXPECT_EQ(20000, File::size("d/big"));
+    EXPECT_TRUE(File::erase("e/copy", 0));
+    {
+        File lFile("e/f", FILE_TEXT_UTF8);
+        std::string const lBytes(20000, 'f');
+        EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+        EXPECT_EQ(static_cast<unsigned int>(2 * ::sysconf(_SC_PAGESIZE)), lFile.write(lBytes.data(), 20000));
+        EXPECT_EQ(FILE_ERROR, lFile.write("1", 1));
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "goes on");
+        EXPECT_TRUE(lFile.close());
+    }
+    EXPECT_EQ(0751U, modeOf("e"));
+    EXPECT_TRUE(File::makeDirectories("e/x"));
+    EXPECT_FALSE(File::makeDirectories("e/y"));
+    EXPECT_FALSE(File("e/g", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_FALSE(File::move("d/big", "e/big")); // never a copy
+    EXPECT_EQ(lDescriptors, openFdCount());
+}
+
+} // namespace
+
+TEST_F(FileTest, AFullDiskIsReported)
+{
+    constexpr int NOT_PERMITTED = 77;
+    pid_t const lProcess = ::fork();
+    if (lProcess == 0)
+    {
+        // A space of its own for what it mounts, which the kernel clears away with the process.
+        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            ::mount("none", "e", "tmpfs", 0, "nr_blocks=2,nr_inodes=3") != 0)
+        {
+            ::_exit(NOT_PERMITTED);
+        }
+        workOnAFullDisk();
+        for (char const* const lpLine :
+             {"ERR: WriteFile Failed. errno[28]", "ERR: writeFile Failed. Path:e/f", "ERR: goes on",
+              "ERR: CreateDirectory Failed. errno[28] Path:e/y/(e/y/)", "ERR: open() Failed. errno[28] Path:e/g",
+              "ERR: rename Failed. errno[18] Source:d/big  Dest:e/big"})
+        {
+            EXPECT_NE(0U, mLog.count(lpLine)) << lpLine;
+        }
+        std::fflush(nullptr);
+        ::_exit(HasFailure() ? 1 : 0);
+    }
+    int lStatus = 0;
+    ASSERT_EQ(lProcess, ::waitpid(lProcess, &lStatus, 0));
+    if (WIFEXITED(lStatus) && WEXITSTATUS(lStatus) == NOT_PERMITTED)
+    {
+        GTEST_SKIP() << "this process may not mount a file system";
+    }
+    EXPECT_EQ(0, lStatus);
 }

@@ -192,6 +192,28 @@ TEST(SharedTimer, ListenerMayCallEverything)
     EXPECT_EQ(3U, lRestarts.mCalls);
 }
 
+TEST(SharedTimer, ListenerMayRestartAll)
+{
+    Probe lProbe;
+    TestTimer lTimer;
+    int const lOther = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    lProbe.mAction = [&](int nId)
+    {
+        if (lProbe.mCalls == 0)
+        {
+            lTimer.restartAll(0); // each start goes behind its stop
+        }
+        else
+        {
+            lTimer.stop(nId, 0);
+        }
+    };
+    int const lId = lTimer.run(&lProbe, 1);
+    ASSERT_TRUE(waitUntil([&] { return lProbe.mCalls == 2; }));
+    EXPECT_EQ(0, lTimer.waitToStop(lId));
+    EXPECT_TRUE(lTimer.isRunning(lOther));
+}
+
 // A listener that cannot keep up loses beats: one time-out waits, or two of a free-running timer, and none of a timer
 // that is stopped.
 TEST(SharedTimer, TimeoutsDoNotPileUpAndGoWithAStop)

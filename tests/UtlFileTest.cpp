@@ -453,6 +453,10 @@ TEST_F(FileTest, AnObjectAsksAndActsForItsPath)
     EXPECT_TRUE(lMade.applyReadOnly(1) && File::isReadOnly("e/made/s") && lMade.isReadOnly());
     EXPECT_TRUE(lMade.liftReadOnly(1) && !File::isReadOnly("e/made/s") && !lMade.isReadOnly());
     EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lFile.flush() && !lFile.erase(0) && !lFile.move("e/t"));
+    BasicString<char> lText(16, 0);
+    EXPECT_EQ(4, lFile.readText(&lText, 4, 0, nullptr));
+    EXPECT_EQ(contentOf("d/s").substr(0, 4), lText.c_str());
+    EXPECT_TRUE(lFile.getPath(&lText) && std::string(lText.c_str()) == "d/s" && !lFile.getPath(nullptr));
     lFile.close();
     EXPECT_TRUE(lFile.move("e/t") && lMade.erase(0) && !lMade.exists() && fs::exists("e/t"));
 }

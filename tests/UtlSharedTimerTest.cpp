@@ -375,6 +375,11 @@ TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
     EXPECT_EQ(1U, lProbe.mCalls);
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); }));
     EXPECT_TRUE(lManager.isRegisteredWatchdog(lTimer.getId()));
+    lTimer.startThreadWatchdog();
+    lTimer.setThreadWatchdogAliveTime(1000000);
+    EXPECT_TRUE(lManager.isWatchingWatchdog(lTimer.getId()));
+    lTimer.stopThreadWatchdog();
+    EXPECT_FALSE(lManager.isWatchingWatchdog(lTimer.getId()));
 }
 
 TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)

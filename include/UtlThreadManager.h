@@ -45,6 +45,8 @@ public:
     static constexpr unsigned int DEFAULT_ENTRY_MAX = 128;
 
     /// The registry, created on first use with DEFAULT_ENTRY_MAX entries; the first call also starts the watchdog.
+    /// Where it is the first for several threads at once, one starts the watchdog and the others go on; what
+    /// they enter into its table waits until it runs.
     static ThreadManager* get();
 
     /// The registry, or null where nothing has created it yet. Creates nothing and starts no watchdog.
@@ -186,6 +188,8 @@ private:
     explicit ThreadManager(unsigned int nEntryMax);
 
     static SyncObject& instantiationSyncObject();
+    void initializeWatchdog();
+    static void awaitWatchdog();
     static void* startThread(void* npRecord);
 
     bool startLocked(StartRecord& nRecord, char const* npName) UTL_REQUIRES(mEntrySyncObject);
@@ -206,6 +210,7 @@ private:
 
     static std::atomic<ThreadManager*> mpTheObject; // written under the instantiation lock
     static std::atomic<bool> mHasInitializedWatchdog;
+    static std::atomic<unsigned int> mWatchdogStarters; // threads in initializeWatchdog()
     static std::atomic<unsigned int> mVersion;
 
     SyncObject mEntrySyncObject;

@@ -801,6 +801,22 @@ void raceRegistry()
     PROVE_EQ(6, lRuns);
 }
 
+/// Several threads use the registry for the first time: whoever comes back can enter the watchdog's table.
+void raceFirstUse()
+{
+    ThreadManager::destroy();
+    auto const lUse = []
+    {
+        ThreadManager& lManager = *ThreadManager::get();
+        PROVE_EQ(ThreadManager::getCallerId(), lManager.entryCaller(1, 1000000, nullptr, "early"));
+        PROVE(lManager.isRegisteredWatchdog(0));
+        PROVE(lManager.unregisterWatchdog(0) && lManager.entryWatchdog(1000000, nullptr, 0));
+        PROVE(lManager.unregisterWatchdog(0) && lManager.setWatchdogWatchInterval(1000000));
+        PROVE(lManager.unregister(ThreadManager::getCallerId()));
+    };
+    gCrew->together({lUse, lUse, lUse});
+}
+
 /// Time for the watchdog passes a hundred times as fast: an alive time of a millisecond ends within a few pauses.
 int getFastTime(clockid_t nClock, timespec* npTime)
 {
@@ -937,6 +953,7 @@ Race const RACES[] = {
     {"shared-timer-end", &raceTimerEnd, 1},
     {"thread-start-stop", &raceThreadStart, 1},
     {"registry-walk", &raceRegistry, 6},
+    {"first-use", &raceFirstUse, 3},
     {"watchdog-start-stop", &raceWatchdog, 24},
     {"event-destroy", &raceEvent, 1},
 };

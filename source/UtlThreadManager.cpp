@@ -63,6 +63,7 @@ struct CutName
 
 std::atomic<ThreadManager*> ThreadManager::mpTheObject{nullptr};
 std::atomic<bool> ThreadManager::mHasInitializedWatchdog{false};
+std::atomic<unsigned int> ThreadManager::mWatchdogStarters{0};
 std::atomic<unsigned int> ThreadManager::mVersion{1};
 
 // What a new thread needs; lives on the stack of entry() until the thread has told its id.
@@ -134,19 +135,42 @@ ThreadManager* ThreadManager::get()
     }
     // Ahead of the call and outside the lock: it starts a thread, which comes back here. Read first, since this is on
     // the way of every report.
-    if (!mHasInitializedWatchdog.load(std::memory_order_relaxed) && !mHasInitializedWatchdog.exchange(true))
+    if (!mHasInitializedWatchdog.load(std::memory_order_relaxed))
     {
-        try
-        {
-            internal::watchdog::initialize(*lpObject->mpWatchdog, DEFAULT_WATCH_INTERVAL_MS);
-        }
-        catch (...)
-        {
-            mHasInitializedWatchdog = false; // the next call tries again
-            throw;
-        }
+        lpObject->initializeWatchdog();
     }
     return lpObject;
+}
+
+void ThreadManager::initializeWatchdog()
+{
+    struct Starting
+    {
+        Starting() { ++mWatchdogStarters; }
+        ~Starting() { --mWatchdogStarters; }
+    } const lStarting; // ahead of the flag: who sees the flag waits for us
+    if (mHasInitializedWatchdog.exchange(true))
+    {
+        return;
+    }
+    try
+    {
+        internal::watchdog::initialize(*mpWatchdog, DEFAULT_WATCH_INTERVAL_MS);
+    }
+    catch (...)
+    {
+        mHasInitializedWatchdog = false; // the next call tries again
+        throw;
+    }
+}
+
+/// Another thread's first get() may be at starting the watchdog. Not with the registry lock, which the start takes.
+void ThreadManager::awaitWatchdog()
+{
+    while (mHasInitializedWatchdog && mWatchdogStarters != 0)
+    {
+        internal::pauseBriefly();
+    }
 }
 
 ThreadManager* ThreadManager::getIfCreated()
@@ -357,6 +381,7 @@ void ThreadManager::announce(int nId, int nUseWatchdog, unsigned int nAliveTimeM
     lTell([&] { internal::registerHeapThreadName(nId, npName); });
     if (nUseWatchdog == 1)
     {
+        awaitWatchdog();
         lTell([&] { internal::watchdog::entry(*mpWatchdog, nId, nAliveTimeMs, npListener, npName); });
     }
 }
@@ -497,6 +522,7 @@ int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 bool ThreadManager::entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nId)
 {
     int const lId = ownIdIfZero(nId);
+    awaitWatchdog();
     SyncGuard lGuard(mEntrySyncObject); // the name stays where it is
     return internal::watchdog::entry(*mpWatchdog, lId, nAliveTimeMs, npListener, getName(lId));
 }
@@ -533,6 +559,7 @@ bool ThreadManager::stopWatchdog(int nId)
 
 bool ThreadManager::setWatchdogWatchInterval(unsigned int nIntervalMs)
 {
+    awaitWatchdog();
     return internal::watchdog::setWatchInterval(*mpWatchdog, nIntervalMs);
 }
 

@@ -3,7 +3,6 @@
 #include "internal/UtlSystemCalls.h"
 
 #include <cerrno>
-#include <ctime>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -88,8 +87,7 @@ void RecordPipe::waitToBecomeWriter()
 {
     while ((mState.fetch_or(WRITER) & WRITER) != 0)
     {
-        timespec const lPause{0, 50000};
-        gSystem.mNanosleep(&lPause, nullptr);
+        pauseBriefly();
     }
 }
 

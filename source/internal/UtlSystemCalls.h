@@ -112,6 +112,13 @@ auto retryOnSignal(F nCall)
     return lResult;
 }
 
+/// Between two looks at something that another thread is about to change.
+inline void pauseBriefly()
+{
+    timespec const lPause{0, 50000};
+    gSystem.mNanosleep(&lPause, nullptr);
+}
+
 } // namespace utl::internal
 
 #endif

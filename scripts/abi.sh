@@ -1,8 +1,9 @@
 #!/bin/sh
 # Compares the binary interface of a built library with the stored one:  scripts/abi.sh LIBRARY ARCHITECTURE [COMPILER]
 #                                  or stores it as the new promise:  scripts/abi.sh --store LIBRARY ARCHITECTURE [COMPILER]
-# The interface is what programs are linked with and built from: the exported symbols, and of each public class its size,
-# its bases and its table of virtual functions. A build without optimisation exports some symbols more.
+# The interface is what programs are linked with and built from: the exported symbols, of each public class its size, its
+# bases, its table of virtual functions and the places of its members, and the values of constants and enumerators. A
+# build without optimisation exports some symbols more.
 set -eu
 export LC_ALL=C
 
@@ -14,13 +15,39 @@ lStored=$lRoot/abi/libutl.so.1-$2.txt
 lScratch=$(mktemp -d)
 trap 'rm -rf "$lScratch"' EXIT
 
-"${3:-c++}" -std=c++17 -I"$lRoot/include" -fsyntax-only -fdump-lang-class="$lScratch/classes" -x c++ "$lRoot/include/Utl.h"
+# The compiler tells classes in a dump, members and values in what it writes for debuggers.
+"${3:-c++}" -std=c++17 -I"$lRoot/include" -c -g -femit-class-debug-always -fno-eliminate-unused-debug-types \
+    -fdump-lang-class="$lScratch/classes" -o "$lScratch/all.o" -x c++ "$lRoot/include/Utl.h"
+
+# One line for each member and value: its name and its place or value.
+membersAndValues() {
+    readelf --debug-dump=info "$1" | awk '
+        function tell(    lName, lDepth) {
+            if (tWhat == "" || mNames[1] != "utl") return
+            for (lDepth = 1; lDepth < tDepth; ++lDepth) lName = lName mNames[lDepth] "::"
+            print lName mNames[tDepth] tWhat
+        }
+        /Abbrev Number/ {
+            tell()
+            tDepth = $0
+            gsub(/^ *<|>.*/, "", tDepth) # <depth><offset>: ...
+            tDepth += 0
+            mNames[tDepth] = tWhat = ""
+        }
+        /DW_AT_name/ { sub(/^[^:]*: (\(indirect string, offset: 0x[0-9a-f]+\): )?/, ""); mNames[tDepth] = $0 }
+        /DW_AT_data_member_location/ { tWhat = " at " $NF }
+        /DW_AT_const_value/ { tWhat = " = " $NF }
+        END { tell() }' | sort -u
+}
+
 {
     echo "Exported symbols"
     nm -D --defined-only "$1" | awk '{ print $3 }' | sort | c++filt
     echo
     # Without the compiler's own addresses.
     awk 'BEGIN { RS = ""; ORS = "\n\n" } /^(Class|Vtable for) utl::/' "$lScratch/classes" | sed 's/ (0x0x[0-9a-f]*)//'
+    echo "Members and values"
+    membersAndValues "$lScratch/all.o"
 } >"$lScratch/built"
 
 if [ $lStore = yes ]; then

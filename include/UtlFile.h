@@ -60,7 +60,9 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 ///
 /// Paths:     UTF-8, terminated, fewer than FILE_PATH_MAX bytes, separator '/'; a backslash counts as one and is
 ///            replaced at the start of every function. A path that is null, too long or has a doubled separator is
-///            refused, unless said otherwise.
+///            refused, unless said otherwise; open() for reading and isOpened() take what the system takes.
+/// Caution:   a name on the medium that is not UTF-8 (of a card written elsewhere, say) has no extension here, and
+///            directories of such names cannot be made.
 /// Locks:     an open file holds an advisory flock: many readers, or one writer, across processes and also among the
 ///            objects of one process. A file held the other way fails at once; nothing waits for it.
 /// Caution:   listing, sizing, copying or erasing a directory whose path ends in '/' meets doubled separators below it
@@ -175,6 +177,7 @@ public:
     /// nMaxCount:   ends the listing there; 0 for no limit.
     /// Result:      entries stored; 0 for a file; FILE_ERROR for failure, for a pattern above the last component, and
     ///              where the list was too small: what it holds then is incomplete.
+    /// Caution: a pattern needs a directory in front: "*" and "/*" give FILE_ERROR, "./*" does not.
     static unsigned int children(char const* npPath, FileNames* npList, int nKind, char const* npExtension,
                                  unsigned int nMaxCount);
 
@@ -200,6 +203,8 @@ public:
     /// Result:     false for a source that a writer holds, and at the first failure; true for equal paths. A failed
     ///             write leaves a part of the copy.
     /// Caution: an error while reading the source counts as its end; compare size() of both where that matters.
+    /// Caution: locks on the destination are not looked at: it is written over though somebody reads or writes it. Ask
+    /// isOpened() for it first.
     /// Caution: a directory copied to an empty destination is spread over the root; check for it first.
     /// Caution: a directory copied to a place below itself fills that place until paths grow too long; check first.
     static bool copy(char const* npSource, char const* npDestination, int nOverwrite);
@@ -285,7 +290,7 @@ public:
     /// npTextSize: may be null; receives the bytes before the line end.
     /// npEolSize:  may be null; receives the bytes of the line end. Malformed bytes and byte-order marks between CR and
     ///             LF do not part them: both count, and those bytes are taken for text in their place.
-    /// Result:     bytes of both; 0 where the file ends before an LF; -1 for failure.
+    /// Result:     bytes of both, 2147483647 at most; 0 where the file ends before an LF; -1 for failure.
     /// Caution: where a lead byte of Shift-JIS ends the file, *npTextSize is a byte more than there is, and the
     /// position then is past the end.
     int findNextLineSize(unsigned int nReserved, unsigned int* npTextSize, unsigned int* npEolSize);

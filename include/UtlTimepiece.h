@@ -13,7 +13,7 @@ namespace utl
 /// Fields:  year 0 to 65534, month 1 to 12, day 1 to 31, hour to 23, minute and second to 59, millisecond, microsecond
 ///          and nanosecond to 999 each. The day is not checked against the month. An empty time holds the first value
 ///          past the range in every field.
-/// Safety:  a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety:  a value: one thread at a time; also in a signal handler, unless said otherwise, and after a fork; never blocks.
 /// Errors:  false or FAILED, in silence; what was to be written is as it was.
 class UTL_API Time
 {
@@ -89,6 +89,7 @@ public:
     /// Writes "Sun, 06 Nov 1994 08:49:37 GMT", as the fields stand, terminated: 30 bytes up to the year 9999. A date
     /// before 15 October 1582 has no weekday and begins with the day.
     ///
+    /// Signals: no.
     /// nSize:  capacity in bytes.
     /// Result: false for a year below 100, a field from year to second out of range, a null buffer, no room: then the
     ///         text is cut to fit.

@@ -41,16 +41,22 @@ enum class Kind
     DIRECTORY
 };
 
-/// What a normalised path names; the empty path, and so null, names nothing. Asked once by each operation: a second
-/// question may fail, and a directory must not pass for a file then.
-Kind kindOf(char const* npPath)
+/// What a path names. Asked once by each operation: a second question may fail, and a directory must not pass for a
+/// file then.
+Kind kindOfUnchecked(char const* npPath)
 {
     struct stat lStat = {};
-    if (!isValidPath(npPath) || UTL_FILE_CALL("exists", mStat(npPath, &lStat)) != 0)
+    if (UTL_FILE_CALL("exists", mStat(npPath, &lStat)) != 0)
     {
         return Kind::NONE;
     }
     return S_ISDIR(lStat.st_mode) ? Kind::DIRECTORY : Kind::FILE;
+}
+
+/// The same of a normalised path; the empty path, and so null, names nothing.
+Kind kindOf(char const* npPath)
+{
+    return isValidPath(npPath) ? kindOfUnchecked(npPath) : Kind::NONE;
 }
 
 /// Calls nOperation for each entry of a directory, up to the first that fails.
@@ -84,7 +90,6 @@ struct Listing
     char const* mpExtension;
     BasicString<char> mDirectory;
     char mPattern[FILE_PATH_MAX]; // empty for none
-    bool mHasFailed;              // a name could not be compared with it
 };
 
 /// Splits a pattern off the path. Result: false where the pattern is not just the last component.
@@ -132,9 +137,7 @@ bool Listing::accepts(dirent const& nEntry)
             return false;
         }
     }
-    int const lMismatch = mPattern[0] == 0 ? 0 : UTL_FILE_CALL("children", mFnmatch(mPattern, lpName, FNM_PATHNAME));
-    mHasFailed = mHasFailed || (lMismatch != 0 && lMismatch != FNM_NOMATCH);
-    return lMismatch == 0;
+    return mPattern[0] == 0 || UTL_FILE_CALL("children", mFnmatch(mPattern, lpName, FNM_PATHNAME)) == 0;
 }
 
 /// Appends to a list that may grow: by doubling, for each step copies all. Trimmed by the caller.
@@ -371,7 +374,7 @@ bool File::isOpened(char const* npPath, bool* npShared)
     }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (kindOf(lpPath) != Kind::FILE)
+    if (kindOfUnchecked(lpPath) != Kind::FILE)
     {
         return false;
     }
@@ -453,7 +456,7 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
     {
         return FILE_ERROR;
     }
-    Listing lListing = {nKind, npExtension, {}, {}, false};
+    Listing lListing = {nKind, npExtension, {}, {}};
     if (!lListing.prepare(lPath))
     {
         return FILE_ERROR;
@@ -497,10 +500,6 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
             {
                 return FILE_ERROR;
             }
-        }
-        if (lListing.mHasFailed)
-        {
-            return FILE_ERROR;
         }
     } while (nMaxCount == 0 || npList->size() < nMaxCount);
     if (lHasGrown)

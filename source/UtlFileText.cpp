@@ -101,6 +101,8 @@ struct Utf16Chars
     }
 };
 
+unsigned int const LINE_SIZE_MAX = INT_MAX; // or more: the walk goes on, the count stands still
+
 /// A line as far as it was walked, in bytes of the file.
 struct Line
 {
@@ -130,7 +132,7 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
         }
     }
     nLine.mEolSize = lEolSize;
-    nLine.mSize += static_cast<unsigned int>(lpAt - npFrom);
+    nLine.mSize = static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), LINE_SIZE_MAX));
     return lpAt;
 }
 
@@ -303,6 +305,12 @@ bool measureLine(Reader& nReader, int nTextType, Line& nLine)
 }
 
 // --- Pieces of text ---
+
+/// Where a text is written to; npNone, a single char, for a string that has room for nothing and may be sharing.
+char* roomOf(BasicString<char>& nText, char* npNone)
+{
+    return nText.maxSize() > 1 ? nText.c_str() : npNone;
+}
 
 /// Ends bytes of a window for a while. Two zeros, for a lead byte of Shift-JIS at the end.
 class Ended
@@ -549,7 +557,7 @@ int File::readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize)
         return lAvailable == 0 ? FILE_READ_END : FILE_READ_ERROR;
     }
     Line lLine;
-    if (!measureLine(lReader, mTextType, lLine) || !lReader.moveTo(lStart))
+    if (!measureLine(lReader, mTextType, lLine) || !lReader.moveTo(lStart) || lLine.mSize == LINE_SIZE_MAX)
     {
         return FILE_READ_ERROR;
     }
@@ -578,8 +586,9 @@ int File::readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize)
 
 int File::readLine(BasicString<char>* npLine, unsigned int* npOutSize)
 {
+    char lNone = 0;
     return npLine == nullptr ? readLine(nullptr, 0, npOutSize)
-                             : readLine(npLine->c_str(), npLine->maxSize(), npOutSize);
+                             : readLine(roomOf(*npLine, &lNone), npLine->maxSize(), npOutSize);
 }
 
 // --- Pieces ---
@@ -598,8 +607,9 @@ int File::readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, u
 
 int File::readText(BasicString<char>* npText, unsigned int nSrcBytes, unsigned int nDstOffset, unsigned int* npOutSize)
 {
+    char lNone = 0;
     return npText == nullptr ? readText(nullptr, 0, nSrcBytes, nDstOffset, npOutSize)
-                             : readText(npText->c_str(), npText->maxSize(), nSrcBytes, nDstOffset, npOutSize);
+                             : readText(roomOf(*npText, &lNone), npText->maxSize(), nSrcBytes, nDstOffset, npOutSize);
 }
 
 unsigned int File::writeText(char const* npText, unsigned int nMaxBytes, unsigned int nOffset)

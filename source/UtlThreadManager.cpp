@@ -615,7 +615,7 @@ void ThreadManager::printWatchdogInfo(int nLevel)
         }
         else if (!internal::watchdog::isRegistered(*mpWatchdog, lpPair->mKey))
         {
-            applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, ", lpPair->mKey, CutName(lpPair->mValue.name()).mText);
+            applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, ", lpPair->mKey, lpPair->mValue.name());
         }
     }
 }

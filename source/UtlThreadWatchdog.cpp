@@ -128,9 +128,19 @@ bool ThreadWatchdog::setWatchInterval(unsigned int nIntervalMs)
     {
         return false;
     }
-    mpThread->killTimer(mTimerId, 0);
-    mTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
-    return mTimerId != -1;
+    // Another thread may be at it, too: whoever comes second stops the first one's beat.
+    mpThread->killTimer(mTimerId.exchange(-1), 0);
+    int const lTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
+    if (lTimerId == -1)
+    {
+        return false;
+    }
+    int const lOtherId = mTimerId.exchange(lTimerId);
+    if (lOtherId != -1)
+    {
+        mpThread->killTimer(lOtherId, 0);
+    }
+    return true;
 }
 
 // ---------------------------------------------------------------------------------------------- the table

@@ -36,7 +36,7 @@ enum class KernelTimerResult;
 ///            between two dispatches.
 /// Ownership: copies messages; the listener is the caller's and must outlive the thread's run.
 /// Threads:   any, unless said otherwise; the listener runs on the message thread.
-/// Signals:   no.
+/// Signals:   no. The timers use SIGRTMIN + 2, which the message thread lets in; leave its handler alone.
 /// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
 ///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  posting never waits. What waits for the message thread waits for the listener call under way, and
@@ -57,7 +57,8 @@ public:
     public:
         virtual ~MsgJudgementInterface() = default;
 
-        /// Runs with the queues locked: must not wait, and must not send to this thread. Result: it is looked for.
+        /// On the message thread, with the queues locked: must not wait, nor send to this thread. Result: it is looked
+        /// for.
         virtual bool judge(ThreadRawMsg& nRawMsg) = 0;
     };
 
@@ -93,7 +94,7 @@ public:
         int const mMsgId; ///< which
     };
 
-    /// nMaxMsgSize:   bytes of a message's data at most, without its id.
+    /// nMaxMsgSize:   bytes of a message's data at most, without its id; a thread with timers needs 4.
     /// nMaxMsgCount:  messages that can wait; 256 records more are there for timers, requests and the stop.
     /// npName:        copied.
     /// nMaxTimerCount: timers at most.
@@ -117,6 +118,8 @@ public:
     int stop(int nWait, unsigned int nTimeoutMs);
 
     /// Puts a message behind all others. Also from the listener, to its own thread.
+    /// Caution: the ids that the library keeps for itself are taken for its own records, and may stay in the queue for
+    /// good; stay below MSG_ID_OUT_OF_BAND.
     /// Result: false where the thread does not run or is to stop (in silence), where the message does not fit and where
     ///         a queue is full (logged; of a burst of full data queues the first at level 1, the rest at level 4).
     bool postMsg(Msg const& nMsg);
@@ -153,6 +156,11 @@ public:
     /// Result: true, also where there was none and where the thread ended first; false where the thread does not run
     ///         and where queue and data do not fit together (logged).
     bool eraseMsg(int nMsgId);
+
+    /// hasMsg(), peekMsg() and eraseMsg() by a judgement, which must live until they return; false for a null.
+    bool hasMsgInternal(MsgJudgementInterface* npJudgement);
+    bool peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
+    bool eraseMsgInternal(MsgJudgementInterface* npJudgement);
 
     /// The id of the first message that waits, MSG_ID_TIMER for a time-out, MSG_ID_NONE for none and where the thread
     /// does not run.
@@ -221,11 +229,6 @@ protected:
     /// an interrupt that waits is served ahead of whatever is asked for. Result: false where none was dropped.
     bool eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgement);
 
-    /// hasMsg(), peekMsg() and eraseMsg() by a judgement.
-    bool hasMsgInternal(MsgJudgementInterface* npJudgement);
-    bool peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
-    bool eraseMsgInternal(MsgJudgementInterface* npJudgement);
-
     unsigned int execute() override;
     void requestStop() override;
 
@@ -262,6 +265,7 @@ private:
     // The loop
     bool waitForRecord(ThreadCtlMsg* npRecord);
     bool readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead);
+    bool makeUpRecord(internal::PipeRecord* npRecord);
     unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
     bool isUnderWatchdog();
     bool executeTurn(ThreadCtlMsg const& nRecord);
@@ -273,6 +277,7 @@ private:
     int dispatch(ThreadCtlMsg const& nHead, bool nIsTaken);
     int dispatchTimerRequest(ThreadCtlMsg const& nHead);
     void endOverflow();
+    bool isCtlQueueFull();
     void hangUp();
     void endLoop();
 
@@ -323,6 +328,7 @@ private:
 
     // Timers
     static bool installSignalHandler();
+    static void admitTimerSignal();
     TimerInfo* findTimer(int nTimerId);
     TimerInfo* findTimerStopEntry(int nTimerId);
     int toUserTimerId(int nSysTimerNumber);
@@ -373,7 +379,8 @@ private:
     std::atomic<unsigned int> mPendingRequests{0};               // bits of Request, raised under mQueueSyncObject
     ThreadCtlMsg mAwaitedTimer UTL_GUARDED_BY(mQueueSyncObject); // the request that a caller waits for
     bool mHasLoopEnded UTL_GUARDED_BY(mQueueSyncObject) = false;
-    unsigned int mWatchdogTableVersion = 0; // the message thread's, with the next
+    unsigned int mToMakeUp = 0; // the message thread's, with the next two: records to do without
+    unsigned int mWatchdogTableVersion = 0;
     bool mIsUnderWatchdog = false;
 
     SyncObject mApiSyncObject;           // start, stop, and timer operations of other threads

@@ -32,7 +32,7 @@ struct PipeRecord;
 /// Ids:       from 1 on, not used again until they wrap. The same id stands for a timer all its life.
 /// Ownership: listeners are the caller's and must live until their timer is erased, with waiting, or destroy().
 /// Threads:   any; the listener runs on the timer thread, without a lock, and may call everything here.
-/// Signals:   no.
+/// Signals:   no. The timers use SIGRTMIN + 1, which the timer thread lets in; leave its handler alone.
 /// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
 ///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  with nNoWait 0 an operation waits until the timer thread has carried it out, and so for the listener call
@@ -41,7 +41,8 @@ struct PipeRecord;
 ///            On the timer thread nothing waits, whatever nNoWait says.
 /// Locks:     mApiSyncObject serialises the operations of other threads, also while one waits; then mDataSyncObject.
 /// Errors:    false for an unknown id and for 256 waiting requests, in silence; false and a line in the log where the
-///            pipe fails. A kernel that refuses is told by the log alone, and the timer's running state stays.
+///            pipe fails. A kernel that refuses is told by the log alone, and the timer's running state stays; a timer that
+///            it would not delete counts as running and is silent.
 /// Caution:   time-outs that find 256 requests waiting are lost, and count as waiting all the same: such a timer may
 ///            fall silent until it is stopped and started.
 class UTL_API SharedTimer : public Thread
@@ -111,12 +112,14 @@ public:
     /// Replaces the contents of *npIds by the ids in ascending order, resizing it. Result: false for null.
     bool getTimerIdSet(Array<int, int const&>* npIds);
 
-    /// Waits, without limit, until the timer runs, or rests; also until a start, or stop, of it was tried.
+    /// Waits, without limit, until the timer runs, or rests; also until a start, or stop, of it was tried, or it went.
     /// Result: 0; -1 for an unknown id, and on the timer thread.
     int waitToStart(int nTimerId);
     int waitToStop(int nTimerId);
 
     /// As Thread::setWatchdogAliveTime, startWatchdog, stopWatchdog.
+    /// Caution: the loop itself starts the watch when it has work and stops it while it waits. A start from another
+    /// thread has an idle timer thread reported as hung, and a stop lasts until the thread's next work.
     void setThreadWatchdogAliveTime(unsigned int nAliveTimeMs);
     void startThreadWatchdog();
     void stopThreadWatchdog();
@@ -146,7 +149,8 @@ private:
     {
         KIND_START = 1,
         KIND_STOP = 2,
-        KIND_ANY = KIND_START | KIND_STOP
+        KIND_ERASE = 4,
+        KIND_ANY = KIND_START | KIND_STOP | KIND_ERASE
     };
 
     using TimerMap = Map<int, TimerInfo, int const&, TimerInfo const&, CompareLessPairKey<int, TimerInfo>>;
@@ -158,6 +162,7 @@ private:
     bool postTimerCtlMsg(int nMsgId, int nValue);
     bool appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter) UTL_REQUIRES(mDataSyncObject);
     bool wake(TimerCtlMsg const& nRecord);
+    bool takeBackLocked(TimerCtlMsg const& nRecord) UTL_REQUIRES(mDataSyncObject);
     void hangUp();
     unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
 

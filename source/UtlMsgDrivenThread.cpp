@@ -107,11 +107,17 @@ int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)
 
 void MsgDrivenThread::requestStop()
 {
-    // Once more where that failed: nothing else may ever wake the thread.
-    if (!postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) && !postThreadCtlMsg(MSG_ID_STOP_THREAD, -1))
+    // Once more where the write failed: nothing else may ever wake the thread.
+    if (!postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) && (isCtlQueueFull() || !postThreadCtlMsg(MSG_ID_STOP_THREAD, -1)))
     {
         hangUp();
     }
+}
+
+bool MsgDrivenThread::isCtlQueueFull()
+{
+    SyncGuard lGuard(mQueueSyncObject);
+    return mCtlQueue.size() == mCtlQueue.maxSize();
 }
 
 /// Ends a loop that cannot be told to: it finds the end of its pipe.
@@ -134,6 +140,7 @@ bool MsgDrivenThread::isOwnThread() const
 
 unsigned int MsgDrivenThread::execute()
 {
+    admitTimerSignal();
     ThreadCtlMsg lRecord;
     bool lIsReadable = true;
     do
@@ -172,7 +179,7 @@ bool MsgDrivenThread::readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead)
     {
         lRecord = mpPipe->next();
     }
-    else
+    else if (!makeUpRecord(&lRecord))
     {
         mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
         bool const lIsWatched = isUnderWatchdog();
@@ -193,6 +200,27 @@ bool MsgDrivenThread::readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead)
     npRecord->mMsgId = lRecord.mMsgId;
     npRecord->mParam = lRecord.mParam;
     return lIsRead;
+}
+
+/// After pipe records were lost, each control record that is queued gets its turn without.
+/// Result: false when the pipe is to be asked.
+bool MsgDrivenThread::makeUpRecord(internal::PipeRecord* npRecord)
+{
+    bool const lHasLost = mpPipe->takeLost();
+    if (!lHasLost && mToMakeUp == 0)
+    {
+        return false;
+    }
+    SyncGuard lGuard(mQueueSyncObject);
+    mToMakeUp = lHasLost ? mCtlQueue.size() : mToMakeUp - 1;
+    ThreadCtlMsg const* const lpHead = mCtlQueue.at(0);
+    if (lpHead == nullptr || mToMakeUp == 0)
+    {
+        mToMakeUp = 0;
+        return false;
+    }
+    *npRecord = internal::PipeRecord{lpHead->mMsgId, lpHead->mParam};
+    return true;
 }
 
 /// Copies the oldest nMaxCount of the control records whose pipe records are owed.
@@ -246,7 +274,8 @@ bool MsgDrivenThread::executeTurn(ThreadCtlMsg const& nRecord)
     bool lIsTaken = false;
     if (!findWork(nRecord, &lHead, &lIsTaken))
     {
-        return true;
+        // The record of a stop is behind all others: a head that has none comes up no more.
+        return nRecord.mMsgId != MSG_ID_STOP_THREAD || !hasRequestedStop();
     }
     int const lResult = dispatch(lHead, lIsTaken);
     reportTurn();

@@ -53,6 +53,11 @@ bool MsgDrivenThread::installSignalHandler()
     return lIsInstalled;
 }
 
+void MsgDrivenThread::admitTimerSignal()
+{
+    gTimerSignal.admit();
+}
+
 // ---------------------------------------------------------------------------------------------- tables and numbers
 
 TimerInfo* MsgDrivenThread::findTimer(int nTimerId)

@@ -55,6 +55,10 @@ void logHandlerError()
 
 bool installSignalHandler()
 {
+    if (gTimerSignal.isInstalled())
+    {
+        return true;
+    }
     int const lResult =
         blockingCall(FILE_NAME, "SharedTimer", 135, [] { return gTimerSignal.install(&TimeoutSignalHandler); });
     if (lResult == -1)
@@ -207,12 +211,7 @@ bool SharedTimer::eraseTimer(int nTimerId, int nNoWait)
     {
         return postTimerCtlMsg(TIMER_CTL_ERASE, nTimerId);
     }
-    if (!stop(nTimerId, 0))
-    {
-        return false;
-    }
-    SyncGuard lGuard(mDataSyncObject);
-    return removeTimerLocked(nTimerId);
+    return stop(nTimerId, 0) && request(KIND_ERASE, nTimerId, 0);
 }
 
 bool SharedTimer::start(int nTimerId, int nNoWait)
@@ -280,11 +279,15 @@ void SharedTimer::restartAll(int nNoWait)
     startAll(nNoWait);
 }
 
-/// A start or a stop. A request goes to the queue and its waiter to the list in one step, so none is missed.
+/// A start, a stop, or the removal of a timer. A request goes to the queue and its waiter to the list in one step, so
+/// none is missed.
 bool SharedTimer::request(Kind nKind, int nTimerId, int nNoWait)
 {
     Waiter lWaiter(nTimerId, nKind);
-    TimerCtlMsg const lRecord{nKind == KIND_START ? TIMER_CTL_START : TIMER_CTL_STOP, nTimerId};
+    TimerCtlMsg const lRecord{nKind == KIND_START  ? TIMER_CTL_START
+                              : nKind == KIND_STOP ? TIMER_CTL_STOP
+                                                   : TIMER_CTL_ERASE,
+                              nTimerId};
     bool const lIsToWait = nNoWait == 0 && !isOwnThread() && hasDone(STAGE_STARTED);
     bool lIsWriter = false;
     {
@@ -296,7 +299,9 @@ bool SharedTimer::request(Kind nKind, int nTimerId, int nNoWait)
         }
         if (lpInfo->mpRunningEvent->isOn() == (nKind == KIND_START))
         {
-            return true;
+            // A timer that rests can go at once. One that runs was started again after its stop, or not stopped by
+            // the kernel, and its listener may be under way.
+            return nKind != KIND_ERASE || removeTimerLocked(nTimerId);
         }
         if (!appendLocked(lRecord, &lIsWriter))
         {
@@ -399,7 +404,7 @@ bool SharedTimer::getTimerIdSet(Array<int, int const&>* npIds)
 
 void SharedTimer::requestStop()
 {
-    // Once more where that failed: nothing else may ever wake the thread.
+    // Once more, for a write that failed: nothing else may ever wake the thread.
     if (!postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1) && !postTimerCtlMsg(TIMER_CTL_STOP_THREAD, -1))
     {
         hangUp();
@@ -475,10 +480,7 @@ bool SharedTimer::wake(TimerCtlMsg const& nRecord)
         SyncGuard lGuard(mDataSyncObject);
         if (mpPipe->giveUp())
         {
-            TimerCtlMsg const* const lpLast = mCtlQueue.at(mCtlQueue.size() - 1);
-            bool const lIsThere =
-                lpLast != nullptr && lpLast->mMsgId == nRecord.mMsgId && lpLast->mParam == nRecord.mParam;
-            return !lIsThere || !mCtlQueue.popBack(1);
+            return !takeBackLocked(nRecord);
         }
     }
     mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
@@ -487,6 +489,21 @@ bool SharedTimer::wake(TimerCtlMsg const& nRecord)
         hangUp(); // the stop may be among what could not be written again
     }
     return true;
+}
+
+/// The last one of its kind; time-outs may have come behind it. Result: false where it is gone already.
+bool SharedTimer::takeBackLocked(TimerCtlMsg const& nRecord)
+{
+    for (unsigned int lIndex = mCtlQueue.size(); lIndex-- > 0;)
+    {
+        TimerCtlMsg const* const lpRecord = mCtlQueue.at(lIndex);
+        if (lpRecord->mMsgId == nRecord.mMsgId && lpRecord->mParam == nRecord.mParam)
+        {
+            mCtlQueue.erase(lIndex, 1);
+            return true;
+        }
+    }
+    return false;
 }
 
 /// Whatever such a pipe record says, it stands for the head of the queue.
@@ -593,6 +610,7 @@ void SharedTimer::releaseWaitersLocked(int nTimerId, Kind nKind)
 
 unsigned int SharedTimer::execute()
 {
+    gTimerSignal.admit();
     mLoopEvent.setOn();
     internal::PipeRecord lRecord;
     bool lIsReadable = true;
@@ -608,6 +626,11 @@ unsigned int SharedTimer::execute()
 bool SharedTimer::waitForRecord(internal::PipeRecord* npRecord)
 {
     *npRecord = internal::PipeRecord{MSG_ID_NONE, -1};
+    if (mpPipe->takeLost())
+    {
+        SyncGuard lGuard(mDataSyncObject);
+        mOwnWakeUps = mCtlQueue.size();
+    }
     if (!mpPipe->hasBuffered() && mOwnWakeUps > 0)
     {
         --mOwnWakeUps;
@@ -844,7 +867,7 @@ void SharedTimer::finishUpdate(int nTimerId)
 bool SharedTimer::startTimerByTimerInfo(TimerInfo* npInfo)
 {
     // Where the constructor failed to install the handler: without it the signal would end the process.
-    if (npInfo == nullptr || !(gTimerSignal.isInstalled() || installSignalHandler()))
+    if (npInfo == nullptr || !installSignalHandler())
     {
         return false;
     }

@@ -177,6 +177,14 @@ int TimerSignal::install(void (*npHandler)(int, siginfo_t*, void*))
     return 1;
 }
 
+void TimerSignal::admit() const
+{
+    sigset_t lSignals;
+    ::sigemptyset(&lSignals);
+    ::sigaddset(&lSignals, number());
+    ::pthread_sigmask(SIG_UNBLOCK, &lSignals, nullptr);
+}
+
 int TimerSignal::takeError()
 {
     return mError.load(std::memory_order_relaxed) != 0 ? mError.exchange(0) : 0;

@@ -65,6 +65,9 @@ public:
 
     bool isInstalled() const { return mIsInstalled; }
 
+    /// The calling thread takes the signal from here on, also where the application blocks all signals in all threads.
+    void admit() const;
+
     /// The handler leaves the error of a failed write here, since it may not log; a thread of the class takes it.
     void leaveError(int nError) { mError.store(nError, std::memory_order_relaxed); }
     int takeError();

@@ -42,10 +42,9 @@ void RecordPipe::close()
     closeWriteEnd();
 }
 
-int RecordPipe::closeEnd(std::atomic<int>& nFd)
+int RecordPipe::closeFd(int nFd)
 {
-    int const lFd = nFd.exchange(-1);
-    return lFd != -1 ? gSystem.mClose(lFd) : 0;
+    return nFd != -1 ? gSystem.mClose(nFd) : 0;
 }
 
 bool RecordPipe::announce()

@@ -41,23 +41,26 @@ public:
 
     /// The read end first, then the write end. Nothing where it is closed already.
     void close();
-    int closeReadEnd() { return closeEnd(mReadFd); }
-    int closeWriteEnd() { return closeEnd(mWriteFd); }
+    int closeReadEnd() { return closeFd(mReadFd.exchange(-1)); }
+    int closeWriteEnd() { return closeFd(mWriteFd.exchange(-1)); }
 
     /// The last resort to wake a reader that is to end, where records cannot be written: closes the write end, so that
     /// read() fails once it has given what is in the pipe. Not with the owner's lock: waits for who is writing.
-    /// nDisarm: runs before the close, and lets go of writeFd() wherever it is known.
+    /// nDisarm: runs before the close, once writeFd() has become -1, and lets go of it wherever it is known.
     template <class Disarm>
     void hangUp(Disarm nDisarm)
     {
         waitToBecomeWriter();
+        int const lFd = mWriteFd.exchange(-1);
         nDisarm();
-        closeWriteEnd();
+        closeFd(lFd);
         mState &= ~WRITER;
     }
 
-    /// A record that was owed could not be written either; nobody was told.
+    /// A record that was owed could not be written either; nobody was told. The reader takes that note before it
+    /// waits, and then looks at its whole queue, whatever records come.
     bool hasLost() const { return mHasLost; }
+    bool takeLost() { return mHasLost && mHasLost.exchange(false); }
 
     /// For a signal handler, which writes its own records and loses them where there is no room.
     int writeFd() const { return mWriteFd; }
@@ -104,8 +107,10 @@ public:
             }
             else
             {
-                // Also where the write failed, the second time running: these then wait for a later record.
-                mHasLost = mHasLost || lResult == FAILED;
+                if (lResult == FAILED)
+                {
+                    mHasLost = true; // these wait for a later record
+                }
                 mState -= lCount;
             }
         }
@@ -156,7 +161,7 @@ private:
     static constexpr unsigned int BATCH = 64;          // records written at once; the kernel takes all of them or none
     static constexpr std::size_t BUFFER_RECORDS = 512; // 4096 bytes, the unit in which a pipe frees its room
 
-    static int closeEnd(std::atomic<int>& nFd);
+    static int closeFd(int nFd);
     void waitToBecomeWriter();
     unsigned int owedCount() const { return mState & ~WRITER; }
     bool becomeWriter();

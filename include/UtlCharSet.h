@@ -7,8 +7,8 @@
 #include "UtlMacros.h"
 #include "UtlString.h"
 
-// The platform's converter between narrow and wide text. The library carries a weak definition of both functions,
-// between UTF-8 and 32-bit wide characters; a process that defines its own gets its own called.
+// The platform's converter between narrow and wide text. A process that has it, in itself or in one of its shared
+// libraries, gets it called; any other has our own, between UTF-8 and 32-bit wide characters.
 // A source that includes the platform's own declarations defines UTL_PLATFORM_KCP before it includes this header.
 #ifndef UTL_PLATFORM_KCP
 extern "C"
@@ -19,14 +19,14 @@ extern "C"
         KCP_UTF8 = 32 ///< UTF-8
     };
 
+    /// What the library expects of them, and calls without a lock, on the caller's thread. They are not the library's:
+    /// call convertStrFromTcharToWchar() and convertStrFromWcharToTchar(), which work in every process.
+    ///
     /// The source is counted, without a terminator; the destination is left terminated, also after a failure.
-    /// Result: units stored, without the terminator; 0 or less for failure. The weak definitions give -1 for null
-    ///         pointers, a capacity (terminator included) that is too small, malformed text (cut off, overlong,
-    ///         surrogates, above U+10FFFF), a negative count, and an encoding other than KCP_UTF8.
-    /// Safety: the weak definitions: any thread, also in a signal handler and after a fork; they never block.
-    UTL_API int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes,
-                          EN_KCP nCharset);
-    UTL_API int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount, EN_KCP nCharset);
+    /// Result: units stored, without the terminator; 0 or less for failure.
+    /// Safety: the platform's. Our own: any thread, also in a signal handler and after a fork; never blocks.
+    int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes, EN_KCP nCharset);
+    int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount, EN_KCP nCharset);
 }
 #endif
 
@@ -150,7 +150,9 @@ UTL_API unsigned int convertCharFromUtf8ToUtf16(unsigned short* npDst, char cons
 ///          fails at once. Text that t_charlen() has passed never gets here.
 UTL_API unsigned int convertStrFromUtf8ToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc);
 
-// --- Wide text, through jk_mbtowc() and jk_wctomb() ---
+// --- Wide text, through the platform's converter or our own ---
+//
+// Our own fails for text that is cut off, overlong, of surrogates or above U+10FFFF.
 
 /// The size query gives an upper bound: the bytes of the source plus one. A result of the converter below 1 fails.
 UTL_API unsigned int convertStrFromTcharToWchar(wchar_t* npDst, unsigned int nDstSize, char const* npSrc);

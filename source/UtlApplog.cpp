@@ -16,10 +16,9 @@
 
 extern "C"
 {
-    /// The process may bring its own, which then replaces this one. Declared nowhere else, so that the platform's
+    /// The process may have one, in itself or in any of its libraries. Declared nowhere else, so that the platform's
     /// header may declare it as it likes.
-    UTL_API void BinaryLogWrite(int nKind, char const* npText, unsigned int nLength);
-    __attribute__((weak)) void BinaryLogWrite(int, char const*, unsigned int) {}
+    __attribute__((weak)) void BinaryLogWrite(int nKind, char const* npText, unsigned int nLength);
 }
 
 namespace utl::internal
@@ -232,7 +231,7 @@ void LogLine::writeToConsole() const
 void LogLine::writeToBinaryLog() const
 {
     int const TEXT_KIND = 3;
-    if (isForSystem() && mText[0] != '\0')
+    if (BinaryLogWrite != nullptr && isForSystem() && mText[0] != '\0')
     {
         SyncGuard lGuard(logState().mOutputLock);
         BinaryLogWrite(TEXT_KIND, mText, static_cast<unsigned int>(std::strlen(mText)));

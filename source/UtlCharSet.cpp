@@ -4,6 +4,7 @@
 #include <cwchar>
 
 #include "UtlRawMemory.h"
+#include "internal/UtlCharSetPlatform.h"
 
 namespace utl
 {
@@ -69,7 +70,7 @@ unsigned int convertStrFromTcharToWchar(wchar_t* npDst, unsigned int nDstSize, c
     auto const lBytes = [npSrc] { return static_cast<unsigned int>(std::strlen(npSrc)); };
     return convertByPlatform(
         npDst, nDstSize, npSrc, [&] { return lBytes() + 1; },
-        [&] { return jk_mbtowc(npDst, nDstSize, npSrc, lBytes(), KCP_UTF8); });
+        [&] { return internal::toWide(npDst, nDstSize, npSrc, lBytes()); });
 }
 
 unsigned int convertStrFromWcharToTchar(char* npDst, unsigned int nDstSize, wchar_t const* npSrc)
@@ -77,7 +78,7 @@ unsigned int convertStrFromWcharToTchar(char* npDst, unsigned int nDstSize, wcha
     auto const lCount = [npSrc] { return static_cast<unsigned int>(std::wcslen(npSrc)); };
     return convertByPlatform(
         npDst, nDstSize, npSrc, [&] { return lCount() * 6 + 1; },
-        [&] { return jk_wctomb(npDst, nDstSize, npSrc, static_cast<int>(lCount()), KCP_UTF8); });
+        [&] { return internal::toNarrow(npDst, nDstSize, npSrc, static_cast<int>(lCount())); });
 }
 
 unsigned int convertStrFromTcharToChar(char* npDst, unsigned int nDstSize, char const* npSrc)

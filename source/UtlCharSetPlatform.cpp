@@ -1,6 +1,19 @@
-// The library's own converter between UTF-8 and wide text, for a process without the platform's. In a file of its
-// own, and weak: a definition in the process takes its place.
+#include "internal/UtlCharSetPlatform.h"
+
 #include "UtlCharSet.h"
+
+// Weak references and not definitions: the dynamic linker then finds them in every library of the process, also behind
+// this one.
+extern "C"
+{
+    __attribute__((weak)) int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc,
+                                        unsigned int nSrcBytes, EN_KCP nCharset);
+    __attribute__((weak)) int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount,
+                                        EN_KCP nCharset);
+}
+
+namespace utl::internal
+{
 
 namespace
 {
@@ -60,16 +73,9 @@ void encode(char* npDst, unsigned int nCode, unsigned int nSize)
     npDst[0] = static_cast<char>(nSize == 1 ? nCode : (0xF00U >> nSize & 0xFFU) | nCode);
 }
 
-} // namespace
-
-extern "C" __attribute__((weak)) int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc,
-                                               unsigned int nSrcBytes, EN_KCP nCharset)
+int toWideByOurselves(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes)
 {
-    if (npDst == nullptr || nDstSize == 0)
-    {
-        return -1;
-    }
-    bool lIsGood = npSrc != nullptr && nCharset == KCP_UTF8;
+    bool lIsGood = true;
     unsigned int lUsed = 0;
     for (unsigned int lIndex = 0; lIsGood && lIndex < nSrcBytes;)
     {
@@ -86,14 +92,9 @@ extern "C" __attribute__((weak)) int jk_mbtowc(wchar_t* npDst, unsigned int nDst
     return lIsGood ? static_cast<int>(lUsed) : -1;
 }
 
-extern "C" __attribute__((weak)) int jk_wctomb(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount,
-                                               EN_KCP nCharset)
+int toNarrowByOurselves(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount)
 {
-    if (npDst == nullptr || nDstSize == 0)
-    {
-        return -1;
-    }
-    bool lIsGood = npSrc != nullptr && nSrcCount >= 0 && nCharset == KCP_UTF8;
+    bool lIsGood = nSrcCount >= 0;
     unsigned int lUsed = 0;
     for (int lIndex = 0; lIsGood && lIndex < nSrcCount; ++lIndex)
     {
@@ -109,3 +110,19 @@ extern "C" __attribute__((weak)) int jk_wctomb(char* npDst, unsigned int nDstSiz
     npDst[lUsed] = 0;
     return lIsGood ? static_cast<int>(lUsed) : -1;
 }
+
+} // namespace
+
+int toWide(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes)
+{
+    return jk_mbtowc != nullptr ? jk_mbtowc(npDst, nDstSize, npSrc, nSrcBytes, KCP_UTF8)
+                                : toWideByOurselves(npDst, nDstSize, npSrc, nSrcBytes);
+}
+
+int toNarrow(char* npDst, unsigned int nDstSize, wchar_t const* npSrc, int nSrcCount)
+{
+    return jk_wctomb != nullptr ? jk_wctomb(npDst, nDstSize, npSrc, nSrcCount, KCP_UTF8)
+                                : toNarrowByOurselves(npDst, nDstSize, npSrc, nSrcCount);
+}
+
+} // namespace utl::internal

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "internal/UtlCharSetPlatform.h"
 #include "internal/UtlCodeTables.h"
 
 using namespace utl;
@@ -36,7 +37,7 @@ std::string utf8Of(unsigned int nCode)
 {
     char lBytes[8] = {};
     wchar_t const lWide = static_cast<wchar_t>(nCode);
-    jk_wctomb(lBytes, 8, &lWide, 1, KCP_UTF8);
+    internal::toNarrow(lBytes, 8, &lWide, 1);
     return lBytes;
 }
 
@@ -281,16 +282,7 @@ TEST(CharSet, WideTextGoesThroughTheConverterAndBack)
         wchar_t const lMalformed[2] = {static_cast<wchar_t>(lCode), 0};
         EXPECT_EQ(convertStrFromWcharToTchar(lBytes, 8, lMalformed), STR_ERROR);
     }
-    EXPECT_EQ(jk_mbtowc(lUnits, 4, "abcdef", 2, KCP_UTF8), 2); // counted
-    EXPECT_EQ(std::wstring(lUnits), L"ab");
-    EXPECT_EQ(jk_wctomb(lBytes, 8, L"abcdef", 2, KCP_UTF8), 2);
-    EXPECT_EQ(lBytes, "ab"s);
-    for (int const lFailed : {jk_mbtowc(lUnits, 4, "\u3042", 2, KCP_UTF8), jk_mbtowc(lUnits, 4, "a", 1, EN_KCP(1)),
-                              jk_mbtowc(lUnits, 0, "a", 1, KCP_UTF8), jk_wctomb(lBytes, 8, L"abc", -1, KCP_UTF8),
-                              jk_wctomb(lBytes, 8, L"a", 1, EN_KCP(1)), jk_wctomb(lBytes, 0, L"a", 1, KCP_UTF8)})
-    {
-        EXPECT_EQ(lFailed, -1);
-    }
+    EXPECT_EQ(internal::toWide(lUnits, 4, "\u3042", 2), -1); // counted
 }
 
 TEST(CharSet, RawDataTakesTheByteOrderAskedFor)

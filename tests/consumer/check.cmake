@@ -61,6 +61,7 @@ if(NOT lResult EQUAL 0)
 endif()
 separate_arguments(lFlags UNIX_COMMAND "${lFlags}")
 separate_arguments(CXX_FLAGS UNIX_COMMAND "${CXX_FLAGS}")
-run(${CXX} -std=c++17 ${CXX_FLAGS} ${SOURCE_DIR}/tests/consumer/main.cpp ${lFlags} -o ${WORK_DIR}/consumer)
+run(${CXX} -std=c++17 ${CXX_FLAGS} ${SOURCE_DIR}/tests/consumer/main.cpp
+    ${SOURCE_DIR}/tests/consumer/platform.cpp ${lFlags} -o ${WORK_DIR}/consumer)
 set(ENV{LD_LIBRARY_PATH} ${lMoved}/${LIBDIR})
 run(${EMULATOR} ${WORK_DIR}/consumer)

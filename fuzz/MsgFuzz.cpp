@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,14 +33,25 @@ public:
     {
         std::generate(mBytes.begin(), mBytes.end(), [this] { return take<unsigned char>(); });
         std::memcpy(mRaw.buffer(), mBytes.data(), mBytes.size());
-        void (Images::*const STEPS[])(bool) = {
-            &Images::value<unsigned char>, &Images::value<short>, &Images::value<int>,
-            &Images::value<double>,        &Images::value<void*>, &Images::text<char>,
-            &Images::text<wchar_t>,        &Images::bytes,        &Images::rewind};
+        void (Images::*const STEPS[])(bool) = {&Images::value<unsigned char>,
+                                               &Images::value<unsigned short>,
+                                               &Images::value<unsigned int>,
+                                               &Images::value<unsigned long long>,
+                                               &Images::value<signed char>,
+                                               &Images::value<short>,
+                                               &Images::value<int>,
+                                               &Images::value<long long>,
+                                               &Images::value<double>,
+                                               &Images::value<void*>,
+                                               &Images::text<char>,
+                                               &Images::text<wchar_t>,
+                                               &Images::bytes,
+                                               &Images::rewind,
+                                               &Images::assign};
         while (mAt != mInput.size())
         {
             unsigned char const lChoice = take<unsigned char>();
-            (this->*STEPS[lChoice / 2 % 9])(lChoice % 2 != 0);
+            (this->*STEPS[lChoice / 2 % std::size(STEPS)])(lChoice % 2 != 0);
             require(mRaw.getResult() == (mHasFailed ? -1 : 0));
             require(std::equal(mBytes.begin(), mBytes.end(), mRaw.buffer(), mRaw.buffer() + mRaw.maxSize()));
         }
@@ -94,20 +106,23 @@ private:
         std::basic_string<T> lText;
         if (nIsStore)
         {
-            for (T lChar = take<T>(); lChar != 0; lChar = take<T>())
+            for (T lChar = take<T>(); lChar % 8 != 0; lChar = take<T>()) // short ones, which fit
             {
                 lText += lChar;
             }
             transfer(true, &lText[0], (lText.size() + 1) * sizeof(T), [&] { return mRaw.set(lText.c_str()); });
             return;
         }
-        unsigned int const lMaxLength = take<unsigned char>() - 1U; // no limit, too
         lText.resize((mBytes.size() - mReadPosition) / sizeof(T));
         std::memcpy(&lText[0], mBytes.data() + mReadPosition, lText.size() * sizeof(T));
         std::size_t const lSize = lText.find(T(0)) == lText.npos ? ~0U : lText.find(T(0)) + 1;
+        unsigned int const lMaxLength =
+            static_cast<unsigned int>(lSize) + take<unsigned char>() % 5 - 3U; // or no limit
         if (lSize > lMaxLength || lSize > lText.size())
         {
-            require(!mRaw.get(&lText[0], lMaxLength)); // and no failure
+            lText.assign(lText.size(), T('.'));
+            std::basic_string<T> const lKept(lText);
+            require(!mRaw.get(&lText[0], lMaxLength) && lText == lKept); // and no failure
             return;
         }
         std::vector<T> lTarget(lSize);
@@ -128,6 +143,15 @@ private:
             (nIsStore ? mStorePosition : mReadPosition) = 4;
         }
         mHasFailed = false;
+    }
+
+    // An assignment takes everything along, whatever stood there.
+    void assign(bool)
+    {
+        ThreadRawMsg lOther(take<unsigned char>());
+        lOther = mRaw;
+        mRaw = ThreadRawMsg(take<unsigned char>());
+        mRaw = lOther;
     }
 
     std::vector<unsigned char> const mInput;

@@ -892,6 +892,26 @@ private:
     unsigned int mFaults = 0;
 };
 
+/// No fault of an allocation meets a message on its way: there is none.
+bool messagesTakeNoMemory()
+{
+    Ear lEar;
+    TimerMsg lMsg;
+    lMsg.mMsgId = 1;
+    MsgDrivenThread lThread(4, 64, "lean", 0);
+    bool lIsSent = lThread.start(&lEar, 0, 0, nullptr, 1, 0, normal(), 0) == 0 && lThread.sendMsgSync(lMsg);
+    HeapFault<false> const lHeap(INT_MAX, 0, utl::test::FAULT_ONCE); // counts
+    AllocationFault::sIsCounting = true;
+    for (int lTurn = 0; lTurn < 2000; ++lTurn)
+    {
+        lThread.postMsg(lMsg); // or not: the queue may be full
+        lIsSent = lIsSent && (lTurn % 32 != 0 || lThread.sendMsgInterrupt(lMsg));
+        lIsSent = lIsSent && (lTurn % 32 != 0 || utl::test::waitUntil([&] { return lThread.sendMsgSync(lMsg); }));
+    }
+    AllocationFault::sIsCounting = false;
+    return lThread.stop(1, 0) == 0 && lThread.leaveManagement() && lIsSent && lHeap.calls() == 0;
+}
+
 } // namespace
 
 int main(int nCount, char** npValues)
@@ -921,6 +941,15 @@ int main(int nCount, char** npValues)
     {
         return 2;
     }
+    bool const lIsLean = inChild("messages",
+                                 []
+                                 {
+                                     Outcome lOutcome;
+                                     lOutcome.mFaults = messagesTakeNoMemory() ? 0 : 1;
+                                     return lOutcome;
+                                 })
+                             .mFaults == 0;
+    std::fputs(lIsLean ? "" : "FAULT: a message takes memory from the heap\n", stderr);
     Proof lProof(std::move(lWords), lSeconds);
     lProof.run();
     [[maybe_unused]] int const lLeft = ::chdir("/");
@@ -929,5 +958,5 @@ int main(int nCount, char** npValues)
     {
         lProof.printTable();
     }
-    return lProof.conclude() ? 0 : 1;
+    return lProof.conclude() && lIsLean ? 0 : 1;
 }

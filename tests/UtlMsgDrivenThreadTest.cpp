@@ -5,10 +5,6 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include <gtest/gtest.h>
 
 namespace
@@ -25,106 +21,68 @@ ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 int const A = 1;
 int const B = 2;
 int const C = 3;
+int const D = 4;
 
-std::atomic<bool> gIsCounting{false};
-std::atomic<unsigned int> gAllocations{0};
-
-} // namespace
-
-// Arrays come here, too. Not inlined: the compiler would see free() for what another new has made.
-[[gnu::noinline]] void* operator new(std::size_t nSize)
-{
-    gAllocations += gIsCounting ? 1U : 0U;
-    void* const lpMemory = std::malloc(nSize);
-    return lpMemory != nullptr ? lpMemory : throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* npMemory) noexcept
-{
-    std::free(npMemory);
-}
-[[gnu::noinline]] void operator delete(void* npMemory, std::size_t) noexcept
-{
-    std::free(npMemory);
-}
-
-namespace
-{
-
-TEST(MsgDrivenThread, InterruptOvertakesTheQueueAndMayEraseItsHead)
-{
-    for (bool lErases : {false, true})
-    {
-        TestThread lThread;
-        lThread.mRecorder.on(C, [&](int) { EXPECT_TRUE(!lErases || lThread.eraseMsg(A)); });
-        ASSERT_TRUE(lThread.hold() && lThread.postMsg(A) && lThread.postMsg(B) && lThread.postMsg(A));
-        ASSERT_TRUE(lThread.elsewhere(4, [&] { EXPECT_TRUE(lThread.sendMsgInterrupt(NumberMsg(C, 5))); }));
-        lThread.release();
-        ASSERT_TRUE(lThread.fence());
-        EXPECT_EQ(lErases ? (Ids{C, B}) : (Ids{C, A, B, A}), lThread.ids());
-        EXPECT_EQ(Ids{5}, lThread.mRecorder.numbers(C));
-    }
-}
-
-TEST(MsgDrivenThread, RefusesWhereItWouldWaitForItself)
+TEST(MsgDrivenThread, InterruptThenErasureThenSearchGoAheadOfTheQueue)
 {
     TestThread lThread;
+    lThread.mRecorder.on(C, [&](int) { EXPECT_TRUE(lThread.eraseMsg(D)); }); // the head
+    ASSERT_TRUE(lThread.hold() && lThread.postMsg(D) && lThread.postMsg(A) && lThread.postMsg(B));
+    ASSERT_TRUE(lThread.elsewhere(4, [&] { EXPECT_FALSE(lThread.sendMsgSync(A)); }));
+    ASSERT_TRUE(lThread.elsewhere(5, [&] { EXPECT_FALSE(lThread.hasMsg(A)); }));
+    ASSERT_TRUE(lThread.elsewhere(6, [&] { EXPECT_TRUE(lThread.eraseMsg(A)); }));
+    ASSERT_TRUE(lThread.elsewhere(7, [&] { EXPECT_TRUE(lThread.sendMsgInterrupt(NumberMsg(C, 5))); }));
+    lThread.release();
+    ASSERT_TRUE(lThread.fence());
+    EXPECT_EQ((Ids{C, B}), lThread.ids());
+    EXPECT_EQ(Ids{5}, lThread.mRecorder.numbers(C));
+}
+
+TEST(MsgDrivenThread, RunsOnceAndRefusesWhereItWouldWaitForItself)
+{
+    TestThread lThread;
+    auto const lStart = [&](ThreadMsgListener* npListener)
+    { return lThread.start(npListener, 0, 0, nullptr, 1, 0, NORMAL, 0); };
     lThread.mRecorder.on(A,
                          [&](int)
                          {
                              EXPECT_FALSE(lThread.sendMsgSync(B) || lThread.sendMsgInterrupt(B));
-                             EXPECT_EQ(-1, lThread.start(&lThread.mRecorder, 0, 0, nullptr, 0, 0, NORMAL, 0));
-                             EXPECT_EQ(-1, lThread.stop(1, 0));
+                             EXPECT_TRUE(lStart(&lThread.mRecorder) == -1 && lThread.stop(1, 0) == -1);
                              EXPECT_TRUE(lThread.postMsg(C));
                          });
     ASSERT_TRUE(lThread.sendMsgSync(A) && lThread.fence());
     EXPECT_EQ((Ids{A, C}), lThread.ids());
-}
-
-TEST(MsgDrivenThread, StartsOnceAndOnlyWithAListener)
-{
-    Recorder lRecorder;
-    MsgDrivenThread lThread(4, 4, "once", 0);
-    auto const lStart = [&](ThreadMsgListener* npListener)
-    { return lThread.start(npListener, 0, 0, nullptr, 1, 0, NORMAL, 0); };
-    EXPECT_EQ(-1, lStart(nullptr));
-    EXPECT_FALSE(lThread.postMsg(A) || lThread.sendMsgSync(A) || lThread.hasMsg(A) || lThread.eraseMsg(A));
-    EXPECT_EQ(0, lStart(&lRecorder));
-    EXPECT_EQ(-1, lStart(&lRecorder));
-    EXPECT_EQ(0, lThread.stop(1, 0));
+    EXPECT_TRUE(lStart(&lThread.mRecorder) == -1 && lThread.stop(1, 0) == 0);
     unsigned int lResult = 1;
     EXPECT_TRUE(lThread.getResult(&lResult) && lResult == 0);
-    EXPECT_TRUE(lStart(&lRecorder) == -1 && !lThread.postMsg(A) && lThread.leaveManagement());
+    EXPECT_TRUE(lStart(&lThread.mRecorder) == -1 && !lThread.postMsg(A));
+
+    MsgDrivenThread lIdle(4, 4, "idle", 0);
+    EXPECT_EQ(-1, lIdle.start(nullptr, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    EXPECT_FALSE(lIdle.postMsg(A) || lIdle.sendMsgSync(A) || lIdle.hasMsg(A) || lIdle.eraseMsg(A));
 }
 
-TEST(MsgDrivenThread, FullDataQueueIsAnErrorOncePerBurst)
+TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
 {
-    std::string const OVERFLOWED = "MsgDrivenThread(under test) Overflow MsgDataQueue  MaxCount:2 MsgId:0x00000001";
+    std::string const LINE = "MsgDrivenThread(under test) Overflow ";
+    std::string const FULL = LINE + "MsgDataQueue  MaxCount:2 MsgId:0x00000001";
     LogCapture lLog;
-    TestThread lThread(2);
+    TestThread lThread(2, 3); // one byte short of a number
     lThread.mRecorder.on(B, [&](int) { EXPECT_TRUE(lThread.postMsg(A) && lThread.postMsg(A) && !lThread.postMsg(A)); });
-    ASSERT_TRUE(lThread.hold() && lThread.postMsg(A) && lThread.postMsg(A));
+    ASSERT_TRUE(lThread.hold());
+    NumberMsg const lMsg(A, 1);
+    EXPECT_FALSE(lThread.postMsg(lMsg) || lThread.sendMsgSync(lMsg) || lThread.sendMsgInterrupt(lMsg));
+    EXPECT_EQ(Lines(3, "<UTIL> ERR: " + LINE + "MsgSize  MaxSize(include MsgId):7 MsgId:0x00000001"), lLog.lines());
+    lLog.clear();
+    EXPECT_TRUE(lThread.postMsg(A) && lThread.postMsg(A));
     EXPECT_FALSE(lThread.postMsg(A) || lThread.postMsg(A) || lThread.sendMsgSync(A));
-    EXPECT_EQ((Lines{"<UTIL> ERR: " + OVERFLOWED, "<UTIL> DTL: " + OVERFLOWED, "<UTIL> DTL: " + OVERFLOWED}),
-              lLog.lines());
+    EXPECT_EQ((Lines{"<UTIL> ERR: " + FULL, "<UTIL> DTL: " + FULL, "<UTIL> DTL: " + FULL}), lLog.lines());
     lThread.release();
     ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(A) == 2; }));
     lLog.clear();
     ASSERT_TRUE(lThread.postMsg(B));
     EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(A) == 4; }));
-    EXPECT_EQ(Lines{"<UTIL> ERR: " + OVERFLOWED}, lLog.lines());
-}
-
-TEST(MsgDrivenThread, OversizedMessageReachesNoQueue)
-{
-    LogCapture lLog;
-    TestThread lThread(4, 3); // one byte short of a number
-    NumberMsg const lMsg(A, 1);
-    EXPECT_FALSE(lThread.postMsg(lMsg) || lThread.sendMsgSync(lMsg) || lThread.sendMsgInterrupt(lMsg));
-    EXPECT_EQ(Lines(3, "<UTIL> ERR: MsgDrivenThread(under test) Overflow MsgSize  MaxSize(include MsgId):7 "
-                       "MsgId:0x00000001"),
-              lLog.lines());
-    EXPECT_TRUE(lThread.fence());
-    EXPECT_EQ(Ids{}, lThread.ids());
+    EXPECT_EQ(Lines{"<UTIL> ERR: " + FULL}, lLog.lines());
 }
 
 // 256 control records fit beside a data queue of no use to them; then everything is refused, and nothing is lost.
@@ -200,37 +158,13 @@ TEST(MsgDrivenThread, FloodOfALongQueueArrivesInOrder)
     }
 }
 
-TEST(MsgDrivenThread, MessagePathAllocatesNothing)
-{
-    struct Deaf : ThreadMsgListener
-    {
-        void receiveMsg(int, ThreadRawMsg&) override {}
-    } lDeaf;
-    MsgDrivenThread lThread(4, 64, "lean", 0);
-    ASSERT_EQ(0, lThread.start(&lDeaf, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    lThread.sendMsgSync(A);
-    gIsCounting = true;
-    for (int lTurn = 0; lTurn < 2000; ++lTurn)
-    {
-        lThread.postMsg(NumberMsg(A, 1));
-        EXPECT_TRUE(lTurn % 32 != 0 || lThread.sendMsgInterrupt(NumberMsg(C, 1)));
-        EXPECT_TRUE(lTurn % 32 != 0 || waitUntil([&] { return lThread.sendMsgSync(NumberMsg(B, 1)); }));
-    }
-    gIsCounting = false;
-    EXPECT_EQ(0U, gAllocations);
-    EXPECT_TRUE(lThread.stop(1, 0) == 0 && lThread.leaveManagement());
-}
-
 // Each system call on the road fails: the documented line and result, and where there is a next call, it works.
 TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
 {
     ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's timer is not to meet the faults
     LogCapture lLog;
-    {
-        FailNth<&SystemCalls::mPipe2> lFault(1, EMFILE);
-        MsgDrivenThread(4, 4, "poor", 0);
-        EXPECT_EQ(Lines{"<UTIL> ERR: MsgDrivenThread(poor) pipe errno:24"}, lLog.lines());
-    }
+    failing<&SystemCalls::mPipe2>(EMFILE, [] { MsgDrivenThread(4, 4, "poor", 0); });
+    EXPECT_EQ(Lines{"<UTIL> ERR: MsgDrivenThread(poor) pipe errno:24"}, lLog.lines());
     TestThread lThread;
     ASSERT_TRUE(lThread.fence());
     std::function<bool()> const SENDS[] = {
@@ -242,10 +176,7 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     {
         SCOPED_TRACE(&lSend - SENDS);
         lLog.clear();
-        {
-            FailNth<&SystemCalls::mWrite> lFault(1, EIO);
-            EXPECT_FALSE(lSend());
-        }
+        EXPECT_FALSE(failing<&SystemCalls::mWrite>(EIO, lSend));
         EXPECT_EQ(0U, Peer::ctlCount(lThread));
         EXPECT_EQ(lExpected, lLog.lines());
         lLog.clear();
@@ -254,10 +185,7 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     }
     EXPECT_EQ(Ids(6, B), lThread.ids());
     lLog.clear();
-    {
-        FailNth<&SystemCalls::mRead> lFault(1, EINTR);
-        EXPECT_TRUE(lThread.fence() && lThread.fence());
-    }
+    EXPECT_TRUE(failing<&SystemCalls::mRead>(EINTR, [&] { return lThread.fence() && lThread.fence(); }));
     EXPECT_EQ(Lines{"<UTIL> INF: MsgDrivenThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
               lLog.lines());
     FailNth<&SystemCalls::mRead> lFault(0, EIO);
@@ -276,36 +204,22 @@ TEST(MsgDrivenThread, FindsPeeksAndErasesInTheMiddle)
     ThreadRawMsg lRawMsg(4);
     EXPECT_FALSE(lThread.hasMsg(MSG_ID_ANY) || lThread.peekMsg(MSG_ID_ANY, &lRawMsg));
     EXPECT_TRUE(lThread.eraseMsg(MSG_ID_ANY) && lThread.getFirstMsgId() == MSG_ID_NONE);
-    int const LOOK = 9;
-    lThread.mRecorder.on(LOOK,
-                         [&](int)
-                         {
-                             for (int lMsgId : {A, B, A, C})
-                             {
-                                 ASSERT_TRUE(lThread.postMsg(NumberMsg(lMsgId, 10 * lMsgId)));
-                             }
-                             EXPECT_TRUE(lThread.hasMsg(C) && !lThread.hasMsg(99) && lThread.getFirstMsgId() == A);
-                             EXPECT_TRUE(lThread.peekMsg(B, &lRawMsg) && !lThread.peekMsg(B, nullptr));
-                             NumberMsg lMsg(0);
-                             EXPECT_TRUE(lMsg.restoreFrom(lRawMsg) && lMsg.mNumber == 20);
-                             EXPECT_TRUE(lThread.eraseMsg(A) && !lThread.hasMsg(A));
-                         });
-    ASSERT_TRUE(lThread.sendMsgSync(LOOK) && lThread.fence());
-    EXPECT_EQ(20U, lRawMsg.maxSize());
-    EXPECT_EQ((Ids{LOOK, B, C}), lThread.ids());
+    auto const lLook = [&](int)
+    {
+        for (int lMsgId : {A, B, A, C})
+        {
+            ASSERT_TRUE(lThread.postMsg(NumberMsg(lMsgId, 10 * lMsgId)));
+        }
+        EXPECT_TRUE(lThread.hasMsg(C) && !lThread.hasMsg(99) && lThread.getFirstMsgId() == A);
+        EXPECT_TRUE(lThread.peekMsg(B, &lRawMsg) && !lThread.peekMsg(B, nullptr) && lRawMsg.maxSize() == 20);
+        NumberMsg lMsg(0);
+        EXPECT_TRUE(lMsg.restoreFrom(lRawMsg) && lMsg.mNumber == 20);
+        EXPECT_TRUE(lThread.eraseMsg(A) && !lThread.hasMsg(A));
+    };
+    lThread.mRecorder.on(D, lLook);
+    ASSERT_TRUE(lThread.sendMsgSync(D) && lThread.fence());
+    EXPECT_EQ((Ids{D, B, C}), lThread.ids());
     EXPECT_EQ(Ids{30}, lThread.mRecorder.numbers(C));
-}
-
-TEST(MsgDrivenThread, OthersFindAndEraseBetweenTwoDispatches)
-{
-    TestThread lThread;
-    ASSERT_TRUE(lThread.hold() && lThread.postMsg(A) && lThread.postMsg(B));
-    ASSERT_TRUE(lThread.elsewhere(3, [&] { EXPECT_FALSE(lThread.sendMsgSync(A)); }));
-    ASSERT_TRUE(lThread.elsewhere(4, [&] { EXPECT_FALSE(lThread.hasMsg(A)); })); // erasing goes first
-    ASSERT_TRUE(lThread.elsewhere(5, [&] { EXPECT_TRUE(lThread.eraseMsg(A)); }));
-    lThread.release();
-    ASSERT_TRUE(lThread.fence());
-    EXPECT_EQ(Ids{B}, lThread.ids());
 }
 
 TEST(MsgDrivenThread, WalksMeetAQueueWithoutItsData)
@@ -317,17 +231,18 @@ TEST(MsgDrivenThread, WalksMeetAQueueWithoutItsData)
         ASSERT_TRUE(lThread.postMsg(A));
         EXPECT_FALSE(Peer::earse(lThread, 1, 0, 20) || Peer::earse(lThread, 0, 20, 20));
         ASSERT_TRUE(Peer::postCtl(lThread, B)); // a record that owns no slot
-        EXPECT_FALSE(lThread.hasMsg(B));
-        EXPECT_EQ(1U, lLog.count("MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line="));
-        EXPECT_FALSE(lThread.eraseMsg(B));
-        EXPECT_EQ(1U, lLog.count("MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line="));
+        EXPECT_FALSE(lThread.hasMsg(B) || lThread.eraseMsg(B));
         ASSERT_TRUE(Peer::eraseCtl(lThread, A)); // now the slot of A stands under the record of B
         EXPECT_FALSE(lThread.eraseMsg(B));
-        EXPECT_EQ(1U, lLog.count("MsgDrivenThread::executeEraseMsg(): Data Queue is different from Ctl Queue . Line="));
         EXPECT_TRUE(Peer::eraseCtl(lThread, B) && !Peer::eraseCtl(lThread, B));
     };
     lThread.mRecorder.on(C, lLook);
     EXPECT_TRUE(lThread.sendMsgSync(C));
+    for (char const* lpLine : {"executeFindMsg(): Peek Data Queue fail", "executeEraseMsg(): Peek Data Queue fail",
+                               "executeEraseMsg(): Data Queue is different from Ctl Queue "})
+    {
+        EXPECT_EQ(1U, lLog.count(std::string("ERR: MsgDrivenThread::") + lpLine + ". Line=")) << lpLine;
+    }
 }
 
 } // namespace

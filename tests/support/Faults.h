@@ -132,6 +132,16 @@ private:
     static inline std::atomic<bool> sFired{false};
 };
 
+/// Does something while the first call of one entry fails. Result: what that gave.
+///
+///     EXPECT_FALSE(failing<&internal::SystemCalls::mWrite>(EIO, [&] { return lThread.postMsg(1); }));
+template <auto ENTRY, class F>
+auto failing(int nError, F nDo)
+{
+    FailNth<ENTRY> lFault(1, nError);
+    return nDo();
+}
+
 } // namespace utl::test
 
 #endif

@@ -1,9 +1,8 @@
 #include "UtlEvent.h"
 
-#include <atomic>
-#include <cstdio>
+#include <functional>
 #include <string>
-#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -16,33 +15,9 @@ namespace
 
 using utl::Event;
 using utl::internal::SystemCalls;
+using utl::test::FailNth;
 using utl::test::longMs;
-
-constexpr int ONE_SIDED = 0;
-constexpr int TWO_SIDED = 1;
-
-/// One side of a two-sided event, so that a test can run for both.
-struct Side
-{
-    int (Event::*mWait)(unsigned int) const;
-    void (Event::*mReach)();
-    void (Event::*mLeave)();
-    char const* mpName;
-};
-Side const SIDES[] = {{&Event::waitToOn, &Event::setOn, &Event::setOff, "mOn"},
-                      {&Event::waitToOff, &Event::setOff, &Event::setOn, "mOff"}};
-
-/// The monotonic clock, moved by an offset, with its reads counted. A timed wait reads it twice before it lets go of
-/// the event: after that, a set finds the waiter asleep.
-std::atomic<int> gReads{0};
-std::atomic<int> gOffsetS{0};
-int movedClock(clockid_t nClock, timespec* npTime)
-{
-    int const lResult = ::clock_gettime(nClock, npTime);
-    npTime->tv_sec += gOffsetS;
-    ++gReads;
-    return lResult;
-}
+using utl::test::Replaced;
 
 TEST(Event, HasTheStateOfItsSides)
 {
@@ -69,73 +44,78 @@ TEST(Event, HasTheStateOfItsSides)
 TEST(Event, LimitsBeyondTheSignedRangeEndAtOnce)
 {
     static long sNanoseconds;
-    utl::test::Replaced lClock(&SystemCalls::mClockGettime,
-                               [](clockid_t nClock, timespec* npTime)
-                               {
-                                   int const lResult = ::clock_gettime(nClock, npTime);
-                                   npTime->tv_nsec = sNanoseconds;
-                                   return lResult;
-                               });
-    Event const lEvent(0, ONE_SIDED);
+    Replaced lClock(&SystemCalls::mClockGettime,
+                    [](clockid_t nClock, timespec* npTime)
+                    {
+                        int const lResult = ::clock_gettime(nClock, npTime);
+                        npTime->tv_nsec = sNanoseconds;
+                        return lResult;
+                    });
+    Event const lEvent(0, 0);
     sNanoseconds = 0; // less 1 ms is no time
     EXPECT_EQ(Event::FAILED, lEvent.waitToOn(0xFFFFFFFFU));
     EXPECT_EQ(Event::FAILED, lEvent.waitToOn(0x80000000U));
     sNanoseconds = 999000000; // less 648 ms and many seconds is a time in the past
     EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(0x80000000U));
-    EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(1)); // carries into the seconds
     utl::test::LogCapture lLog;
-    utl::test::FailNth<&SystemCalls::mClockGettime> lFault(0, EINVAL);
+    FailNth<&SystemCalls::mClockGettime> lFault(0, EINVAL);
     EXPECT_EQ(Event::FAILED, lEvent.waitToOn(longMs()));
 }
 
-/// Lets a thread wait for ten minutes and gives it a pulse after so many seconds. Where the waiter is quick enough to
-/// see the flag before the pulse is over, there is another try. Result: that of a wait that did not see it.
-int waitThroughPulse(Event& nEvent, Side const& nSide, int nAfterS, utl::test::LogCapture& nLog)
+/// Made-up time, and waits that last until they are woken: a wait notes its limit, and does what a test has set.
+struct Waits
 {
-    utl::test::Replaced lClock(&SystemCalls::mClockGettime, movedClock);
-    int lResult = 0;
-    for (int lTry = 0; lTry < 1000 && lResult == 0 && nLog.count("Retry wait") == 0; ++lTry)
-    {
-        gReads = 0;
-        gOffsetS = 0;
-        (nEvent.*nSide.mLeave)();
-        std::atomic<bool> lIsBack{false};
-        std::thread lWaiter(
-            [&]
-            {
-                lResult = (nEvent.*nSide.mWait)(600000);
-                lIsBack = true;
-            });
-        EXPECT_TRUE(utl::test::waitUntil([] { return gReads >= 2; }));
-        gOffsetS = nAfterS;
-        (nEvent.*nSide.mReach)();
-        (nEvent.*nSide.mLeave)();
-        EXPECT_TRUE(utl::test::waitUntil([&] { return lIsBack || nLog.count("Retry wait") != 0; }));
-        (nEvent.*nSide.mReach)();
-        lWaiter.join();
-    }
-    return lResult;
-}
+    static inline long long sNowMs = 0;
+    static inline std::vector<long long> sLimitsMs;
+    static inline std::function<void()> sPass;
+
+    Replaced<int(clockid_t, timespec*)> mClock{&SystemCalls::mClockGettime, [](clockid_t, timespec* npTime)
+                                               {
+                                                   npTime->tv_sec = static_cast<time_t>(sNowMs / 1000);
+                                                   npTime->tv_nsec = static_cast<long>(sNowMs % 1000 * 1000000);
+                                                   return 0;
+                                               }};
+    Replaced<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> mWait{
+        &SystemCalls::mPthreadCondTimedwait, [](pthread_cond_t*, pthread_mutex_t*, timespec const* npUntil)
+        {
+            sLimitsMs.push_back(npUntil->tv_sec * 1000LL + npUntil->tv_nsec / 1000000 - sNowMs);
+            sPass();
+            return 0;
+        }};
+};
 
 TEST(Event, WaitsOnForTheRestAfterAPulse)
 {
-    for (Side const& lSide : SIDES)
+    struct Side
+    {
+        int (Event::*mWait)(unsigned int) const;
+        void (Event::*mReach)();
+        void (Event::*mLeave)();
+        std::string mName;
+    };
+    for (Side const& lSide : {Side{&Event::waitToOn, &Event::setOn, &Event::setOff, "mOn"},
+                              Side{&Event::waitToOff, &Event::setOff, &Event::setOn, "mOff"}})
     {
         utl::test::LogCapture lLog;
-        Event lEvent(0, TWO_SIDED);
-        EXPECT_EQ(Event::TIMED_OUT, waitThroughPulse(lEvent, lSide, 600, lLog)); // nothing is left
-        EXPECT_EQ(0U, lLog.lines().size());
-        EXPECT_EQ(0, waitThroughPulse(lEvent, lSide, 0, lLog));
-        ASSERT_EQ(1U, lLog.lines().size());
-        std::string const lFormat = std::string("<UTIL> DTL: Wait OK, but Status(") + lSide.mpName +
-                                    ")=false.  Timeout=600000msec Waited=%umsec Retry wait %umsec after%n";
-        unsigned int lWaitedMs = 0;
-        unsigned int lRestMs = 0;
-        int lLength = 0;
-        std::string const lLine = lLog.lines()[0];
-        std::sscanf(lLine.c_str(), lFormat.c_str(), &lWaitedMs, &lRestMs, &lLength);
-        EXPECT_EQ(lLine.size(), static_cast<unsigned int>(lLength)) << lLine;
-        EXPECT_EQ(600000U, lWaitedMs + lRestMs);
+        Waits lWaits;
+        Event lEvent(0, 1);
+        (lEvent.*lSide.mLeave)();
+        Waits::sNowMs = 1999; // the limit carries into the seconds
+        Waits::sLimitsMs.clear();
+        Waits::sPass = [&]
+        {
+            Waits::sNowMs += 1500;
+            (lEvent.*lSide.mReach)();
+            Waits::sLimitsMs.size() == 1 ? (lEvent.*lSide.mLeave)() : void();
+        };
+        EXPECT_EQ(0, (lEvent.*lSide.mWait)(600002));
+        EXPECT_EQ((std::vector<long long>{600002, 598502}), Waits::sLimitsMs);
+        (lEvent.*lSide.mLeave)();
+        Waits::sPass = [&] { Waits::sNowMs += 600002; };
+        EXPECT_EQ(Event::TIMED_OUT, (lEvent.*lSide.mWait)(600002)); // nothing is left
+        EXPECT_EQ(utl::test::Lines{"<UTIL> DTL: Wait OK, but Status(" + lSide.mName +
+                                   ")=false.  Timeout=600002msec Waited=1500msec Retry wait 598502msec after"},
+                  lLog.lines());
     }
 }
 

@@ -5,7 +5,6 @@
 #include "support/MsgThread.h"
 
 #include <climits>
-#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -127,23 +126,9 @@ TEST(MsgDrivenSharedThread, RoutesToAllOrToOne)
     }
     EXPECT_FALSE(lRoom.postMsg(nullptr, 1) || lRoom.sendMsgSync(nullptr, 1) || lRoom.sendMsgInterrupt(nullptr, 1));
     EXPECT_TRUE(!lRoom.abortMsg(nullptr) && lRoom.setTimer(nullptr, 1, 0, 1, 0) == -1);
-}
-
-TEST(MsgDrivenSharedThread, EnvelopeHoldsAMessageOfTheFullSizeAndNoMore)
-{
-    using Envelope = MsgDrivenSharedThread::SpecifiedMsgListenerMsg;
-    Room lRoom;
-    Envelope lEnvelope(8);
-    lEnvelope.mpListener = lRoom.ear('a');
-    EXPECT_TRUE(NumberMsg(7, 123456789).storeTo(&lEnvelope.mRawMsg));
-    ThreadRawMsg lImage(4 + sizeof(void*) + 8);
-    ThreadRawMsg lShort(4 + sizeof(void*) + 7);
-    EXPECT_TRUE(lEnvelope.storeTo(&lImage) && !lEnvelope.storeTo(&lShort));
-    EXPECT_EQ(0, std::memcmp(lImage.buffer() + 4, &lEnvelope.mpListener, sizeof(void*)));
-    EXPECT_EQ(0, std::memcmp(lImage.buffer() + 4 + sizeof(void*), lEnvelope.mRawMsg.buffer(), 8));
     LogCapture lLog;
-    EXPECT_FALSE(lRoom.postMsg(lRoom.ear('a'), lEnvelope)); // in silence
-    EXPECT_EQ(0U, lLog.count("Overflow"));
+    EXPECT_FALSE(lRoom.postMsg(lpC, MsgDrivenSharedThread::SpecifiedMsgListenerMsg(8))); // does not fit: in silence
+    EXPECT_EQ(Lines{}, lLog.lines());
 }
 
 TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
@@ -160,22 +145,24 @@ TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
     {
         SCOPED_TRACE(lStage);
         Room lRoom(2, 8, lStage != BEFORE);
+        std::atomic<bool> lIsFree{lStage == BEFORE};
         auto const lCheck = [&]
         {
             EXPECT_EQ("nyyny", lRoom.attach("0abca"));
             lRoom.detach("0da"); // d never was there
             EXPECT_EQ("y", lRoom.attach("c"));
+            EXPECT_TRUE(lIsFree); // it was waited for
         };
-        std::atomic<bool> lIsFree{lStage == BEFORE};
-        ASSERT_TRUE(lStage == BEFORE || lRoom.hold([&] { lStage == ON_THE_THREAD ? lCheck() : lIsFree.store(true); }));
+        auto const lGoOn = [&]
+        {
+            lIsFree = true;
+            lStage == ON_THE_THREAD ? lCheck() : void();
+        };
+        ASSERT_TRUE(lStage == BEFORE || lRoom.hold(lGoOn));
         EXPECT_TRUE(lStage < WHILE_IT_STOPS || lRoom.stop(0, 0) == 0);
         std::thread lReleaser([&] { lRoom.release(); });
         EXPECT_TRUE(lStage != AFTER || lRoom.waitTo(Thread::STAGE_DONE, 0) == 0);
-        if (lStage != ON_THE_THREAD)
-        {
-            lCheck();
-            EXPECT_TRUE(lIsFree); // it was waited for
-        }
+        lStage != ON_THE_THREAD ? lCheck() : void();
         lReleaser.join();
         EXPECT_TRUE(lStage != BEFORE || lRoom.begin());
         EXPECT_EQ(lStage <= ON_THE_THREAD, lRoom.sendMsgSync(1));
@@ -315,25 +302,6 @@ TEST(MsgDrivenSharedThread, FullQueuesRefuse)
     ASSERT_TRUE(waitUntil([&] { return lRoom.fence(); }));
     EXPECT_EQ("a1 ", lRoom.heard());
     EXPECT_TRUE(lRoom.killTimer(lKept, 0) && lRoom.abortMsg(lpA));
-}
-
-// The thread ends under those who wait for it, without stop() of this class, which would wait for them.
-TEST(MsgDrivenSharedThread, EndOfTheThreadReleasesWhoWaits)
-{
-    LogCapture lLog;
-    Room lRoom;
-    Room::Ear* const lpA = lRoom.ear('a');
-    ASSERT_TRUE(lRoom.hold());
-    EXPECT_LT(0, lRoom.setTimer(lpA, 1, 1, 0, 0));
-    ASSERT_TRUE(lRoom.elsewhere(2, [&] { EXPECT_EQ("n", lRoom.attach("a")); }));
-    ASSERT_TRUE(lRoom.elsewhere(4, [&] { EXPECT_TRUE(lRoom.abortMsg(lpA)); })); // nothing runs it any more
-    ASSERT_TRUE(lRoom.elsewhere(5, [&] { EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 1)); }));
-    EXPECT_EQ(0, lRoom.MsgDrivenThread::stop(0, 0));
-    lRoom.release();
-    EXPECT_EQ(1U, lLog.count("MsgDrivenSharedThread::attachMsgListener(): Can't send thread"));
-    EXPECT_EQ(0, lRoom.waitTo(Thread::STAGE_DONE, 0));
-    EXPECT_FALSE(lRoom.abortMsg(lpA));
-    EXPECT_EQ("", lRoom.heard());
 }
 
 // An idle thread is not a hung one, and need not report.

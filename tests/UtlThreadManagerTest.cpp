@@ -5,7 +5,7 @@
 #include "support/LogCapture.h"
 #include "support/Resources.h"
 
-#include <atomic>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -46,16 +46,11 @@ struct Parked
     {
         EXPECT_NE(0, mId);
     }
-    ~Parked() { leave(); }
-
-    void leave()
+    ~Parked()
     {
         mRelease.open();
-        if (ThreadManager::get()->isThreadExist(mId))
-        {
-            EXPECT_EQ(0, ThreadManager::get()->waitToStop(mId, longMs()));
-            EXPECT_TRUE(ThreadManager::get()->unregister(mId));
-        }
+        EXPECT_EQ(0, ThreadManager::get()->waitToStop(mId, longMs()));
+        EXPECT_TRUE(ThreadManager::get()->unregister(mId));
     }
 
     Gate mRelease;
@@ -66,23 +61,20 @@ struct Parked
 TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
 {
     ThreadManager& lManager = *ThreadManager::get();
-    static std::atomic<int> sDetached;
-    Replaced lDetach(
-        &SystemCalls::mPthreadDetach,
-        +[](pthread_t nThread)
-        {
-            ++sDetached;
-            return pthread_detach(nThread);
-        });
-    Parked lThreads[3];
+    FailNth<&SystemCalls::mPthreadDetach> const lDetach(99, 0); // counts
+    std::optional<Parked> lThreads[3];
+    for (auto& lThread : lThreads)
+    {
+        lThread.emplace();
+    }
     for (int lCount = 0; lCount < 3; ++lCount)
     {
-        int const lId = lThreads[lCount].mId;
+        int const lId = lThreads[lCount]->mId;
         EXPECT_TRUE(lManager.isThreadExist(lId) && lManager.isActive(lId) && !lManager.unregister(lId));
         EXPECT_EQ(-2, lManager.waitToStop(lId, 1));
         EXPECT_STREQ("worker", lManager.findName(lId));
-        lThreads[lCount].leave();
-        EXPECT_EQ(lCount + 1, sDetached);
+        lThreads[lCount].reset();
+        EXPECT_EQ(lCount + 1, lDetach.calls());
         EXPECT_FALSE(lManager.isThreadExist(lId) || lManager.isActive(lId) || lManager.unregister(lId));
         EXPECT_EQ(-1, lManager.waitToStop(lId, 0));
         EXPECT_STREQ("", lManager.findName(lId));
@@ -115,50 +107,40 @@ TEST(ThreadManager, RefusalsLeaveNoThread)
               lLog.lines());
 }
 
-TEST(ThreadManager, ThreadRunsOnWhereItsPriorityIsRefused)
-{
-    ThreadManager::get();
-    LogCapture lLog;
-    FailNth<&SystemCalls::mSetpriority> lFault(1, EACCES);
-    Parked lThread("eager", ThreadPriority(ThreadPriority::TIME_CRITICAL));
-    EXPECT_EQ(Lines{"<UTIL> ERR: ThreadManager::startThread() Error setpriority() OsValue:-4"}, lLog.lines());
-    ThreadPriority lPriority(ThreadPriority::NORMAL);
-    EXPECT_TRUE(ThreadManager::get()->getPriority(lThread.mId, &lPriority));
-    EXPECT_EQ(-4, lPriority.OsValue()); // what was asked for
-}
-
-TEST(ThreadManager, SetPriorityServesTheCallerAlone)
+TEST(ThreadManager, PriorityIsAskedForAtTheStartAndThenSetByTheThreadAlone)
 {
     ThreadManager& lManager = *ThreadManager::get();
     ThreadPriority const LOW(ThreadPriority::LOW);
+    ThreadPriority lPriority(ThreadPriority::NORMAL);
+    LogCapture lLog;
     {
-        Parked lThread;
         FailNth<&SystemCalls::mSetpriority> lFault(0, EPERM);
+        Parked lThread("eager", ThreadPriority(ThreadPriority::TIME_CRITICAL)); // runs on
+        EXPECT_TRUE(lManager.getPriority(lThread.mId, &lPriority));
+        EXPECT_EQ(-4, lPriority.OsValue());                                                   // what was asked for
         EXPECT_FALSE(lManager.setPriority(lThread.mId, LOW));                                 // another's
         EXPECT_FALSE(lManager.setPriority(lManager.entryCaller(0, 0, nullptr, "main"), LOW)); // never active
-        EXPECT_EQ(0, lFault.calls());
+        EXPECT_EQ(1, lFault.calls());
     }
-    LogCapture lLog;
     auto const lSetOwn = [](void*)
     {
         ThreadManager& lRegistry = *ThreadManager::get();
         int const lOwn = ThreadManager::getCallerId();
         EXPECT_TRUE(waitUntil([&] { return lRegistry.isActive(lOwn); }));
         EXPECT_FALSE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::INVALID)));
-        {
-            FailNth<&SystemCalls::mSetpriority> lFault(1, EACCES);
-            EXPECT_FALSE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::HIGH)));
-        }
+        auto const lSetHigh = [&] { return lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::HIGH)); };
+        EXPECT_FALSE(failing<&SystemCalls::mSetpriority>(EACCES, lSetHigh));
         EXPECT_TRUE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::LOW)));
-        EXPECT_EQ(2, getpriority(PRIO_PROCESS, 0));
+        ThreadPriority lKept(ThreadPriority::NORMAL);
+        EXPECT_TRUE(lRegistry.getPriority(lOwn, &lKept) && lKept.OsValue() == 2 && getpriority(PRIO_PROCESS, 0) == 2);
     };
     int const lId = enter(lSetOwn, nullptr);
     EXPECT_EQ(0, lManager.waitToStop(lId, longMs()));
-    EXPECT_EQ((Lines{line("ERR: ThreadManager::setPriority() Error ID:%d, invalidOsValue:100", lId),
+    EXPECT_EQ((Lines{line("ERR: ThreadManager::startThread() Error setpriority() OsValue:-4"),
+                     line("ERR: ThreadManager::setPriority() Error ID:%d, invalidOsValue:100", lId),
                      line("ERR: ThreadManager::setPriority() Error setpriority() ID:%d, OsValue:-2 er:%d erSt:%s", lId,
                           EACCES, strerror(EACCES))}),
               lLog.lines());
-    ThreadPriority lPriority(ThreadPriority::NORMAL);
     EXPECT_FALSE(lManager.getPriority(lId, &lPriority)); // no longer active
     EXPECT_TRUE(lManager.unregister(lId));
 }
@@ -213,32 +195,14 @@ TEST(ThreadManager, TablesNameEveryThread)
     ThreadManager::NameMap lNames(2);
     EXPECT_FALSE(lManager.getNames(nullptr) || lManager.getNames(&lNames)); // room for two of three
     EXPECT_EQ(2U, lNames.size());
+    EXPECT_TRUE(lManager.unregister(lMain));
     lThread.mRelease.open();
-    EXPECT_TRUE(lManager.unregister(lMain) && lManager.waitToStop(lThread.mId, longMs()) == 0);
+    EXPECT_EQ(0, lManager.waitToStop(lThread.mId, longMs()));
     lManager.printThreadInfoReg(3);
     EXPECT_EQ(1U, lLog.count("bytes...  , UNKNOWN     ,        100, INVALID         , "));
     ThreadManager::NameMap lAll(2);
     EXPECT_TRUE(lManager.getNames(&lAll));
     EXPECT_STREQ(lpName, lAll.find(lThread.mId)->mValue.c_str());
-}
-
-TEST(ThreadManager, DestroyStartsAllOver)
-{
-    EXPECT_EQ(nullptr, ThreadManager::getIfCreated());
-    ThreadManager::destroy();
-    std::thread([] {}).join(); // a sanitizer's own thread comes with the first one
-    unsigned int const lThreads = threadCount();
-    for (int lRound = 0; lRound < 5; ++lRound)
-    {
-        ASSERT_TRUE(ThreadManager::initializeEntryMax(4));
-        ThreadManager* const lpManager = ThreadManager::get();
-        EXPECT_TRUE(lpManager == ThreadManager::getIfCreated() && lpManager->setWatchdogWatchInterval(1000));
-        Parked().leave();
-        ThreadManager::destroy();
-        EXPECT_EQ(nullptr, ThreadManager::getIfCreated());
-    }
-    // A thread that has been joined may be counted for an instant longer, also at the beginning.
-    EXPECT_TRUE(waitUntil([&] { return threadCount() <= lThreads; }));
 }
 
 TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)

@@ -5,8 +5,6 @@
 #include "support/Gate.h"
 #include "support/LogCapture.h"
 
-#include <functional>
-
 #include <gtest/gtest.h>
 
 namespace
@@ -16,7 +14,7 @@ using utl::Thread;
 using utl::ThreadManager;
 using utl::ThreadPriority;
 using utl::internal::SystemCalls;
-using utl::test::FailNth;
+using utl::test::failing;
 using utl::test::Gate;
 using utl::test::longMs;
 
@@ -26,8 +24,8 @@ ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 class HeldThread : public Thread
 {
 public:
-    explicit HeldThread(char const* npName = "held")
-        : Thread(npName, nullptr)
+    HeldThread()
+        : Thread("held", nullptr)
     {
     }
     ~HeldThread() override
@@ -46,15 +44,10 @@ public:
     Gate mPrepare;
     Gate mEnd;
     std::atomic<int> mRequests{0};
-    std::function<void(HeldThread&)> mJob = [](HeldThread& nThread) { nThread.mEnd.wait(); };
 
 protected:
     void preExecute() override { mPrepare.wait(); }
-    unsigned int execute() override
-    {
-        mJob(*this);
-        return 7;
-    }
+    unsigned int execute() override { return mEnd.wait() ? 7 : 8; }
     void requestStop() override
     {
         ++mRequests;
@@ -76,15 +69,19 @@ std::string shown(HeldThread const& nThread)
 TEST(Thread, PassesItsStagesOnce)
 {
     HeldThread lThread;
+    ThreadPriority lPriority(ThreadPriority::LOW);
     unsigned int lResult = 0;
     for (int lStage : {-1, 2, 3, 4, 0x7FFFFFFF})
     {
         EXPECT_EQ(-1, lThread.waitTo(lStage, 0)) << lStage;
     }
+    ThreadManager::get();
+    utl::test::LogCapture lLog;
+    EXPECT_EQ(-1, failing<&SystemCalls::mPthreadCreate>(EAGAIN, [&] { return lThread.begin(); })); // and may try again
     EXPECT_EQ(-1, lThread.stop(1, 0));
     EXPECT_EQ(-2, lThread.waitTo(1, 20));
     EXPECT_EQ("", shown(lThread));
-    EXPECT_EQ(0, lThread.getId());
+    EXPECT_TRUE(lThread.getId() == 0 && !lThread.getPriority(&lPriority));
 
     ASSERT_EQ(0, lThread.begin(0));
     EXPECT_EQ("0 runs ", shown(lThread));
@@ -94,6 +91,8 @@ TEST(Thread, PassesItsStagesOnce)
     EXPECT_EQ(-1, lThread.begin()); // twice
     EXPECT_FALSE(lThread.getResult(&lResult));
     EXPECT_EQ("0 1 runs ", shown(lThread));
+    EXPECT_FALSE(lThread.setPriority(lPriority)); // another's
+    EXPECT_TRUE(lThread.getPriority(&lPriority) && lPriority.value() == ThreadPriority::NORMAL);
 
     EXPECT_EQ(0, lThread.stop(1, longMs()));
     EXPECT_EQ("0 1 2 3 asked", shown(lThread));
@@ -123,54 +122,13 @@ TEST(Thread, TimeOutsLeaveItRunning)
     EXPECT_EQ(0, lThread.waitTo(3, longMs()));
 }
 
-TEST(Thread, RunsItsCommand)
+TEST(Thread, WithoutACommandHasNoResultButAnError)
 {
-    struct Job : utl::Command
-    {
-        unsigned int execute() override { return 42; }
-    } lJob;
-    for (utl::Command* lpCommand : {static_cast<utl::Command*>(&lJob), static_cast<utl::Command*>(nullptr)})
-    {
-        Thread lThread("x", lpCommand);
-        unsigned int lResult = 0;
-        ASSERT_EQ(0, lThread.start(0, 0, nullptr, 0, 0, NORMAL, 0));
-        EXPECT_EQ(0, lThread.waitTo(3, longMs()));
-        EXPECT_TRUE(lThread.getResult(&lResult) && lThread.leaveManagement());
-        EXPECT_EQ(lpCommand != nullptr ? 42 : 0xFFFFFFFF, lResult);
-    }
-}
-
-TEST(Thread, ARefusedStartMayBeTriedAgain)
-{
-    utl::test::LogCapture lLog;
-    HeldThread lThread;
-    lThread.mPrepare.open();
-    {
-        ThreadManager::get();
-        FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
-        EXPECT_EQ(-1, lThread.begin());
-        EXPECT_FALSE(lThread.hasDone(0));
-        EXPECT_EQ(-1, lThread.stop(1, 0));
-    }
-    EXPECT_EQ(0, lThread.begin());
-}
-
-TEST(Thread, PriorityCanBeSetByTheThreadAlone)
-{
-    HeldThread lThread;
-    std::atomic<bool> lOwn{false};
-    lThread.mPrepare.open();
-    lThread.mJob = [&](HeldThread& nThread)
-    {
-        nThread.waitTo(0, 0);
-        lOwn = nThread.setPriority(ThreadPriority(ThreadPriority::LOW));
-        nThread.mEnd.wait();
-    };
-    ASSERT_EQ(0, lThread.begin());
-    EXPECT_FALSE(lThread.setPriority(ThreadPriority(ThreadPriority::IDLE)));
-    ThreadPriority lPriority(ThreadPriority::NORMAL);
-    EXPECT_TRUE(utl::test::waitUntil(
-        [&] { return lOwn && lThread.getPriority(&lPriority) && lPriority.value() == ThreadPriority::LOW; }));
+    Thread lThread("idle", nullptr);
+    unsigned int lResult = 0;
+    ASSERT_EQ(0, lThread.start(0, 0, nullptr, 0, 0, NORMAL, 0));
+    EXPECT_EQ(0, lThread.waitTo(3, longMs()));
+    EXPECT_TRUE(lThread.getResult(&lResult) && lResult == 0xFFFFFFFF && lThread.leaveManagement());
 }
 
 TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)

@@ -1,8 +1,5 @@
 #include "UtlThreadWatchdog.h"
 
-#include "UtlMsgDrivenThread.h"
-#include "UtlThreadManager.h"
-#include "UtlTimeCounter.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
@@ -138,13 +135,27 @@ TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
 
     EXPECT_TRUE(Peer::report(lWatchdog, 7, HERE));
     EXPECT_EQ(WatchdogInfo::ALIVE, Peer::info(lWatchdog, 7).mAliveStatus);
-    EXPECT_TRUE(Peer::info(lWatchdog, 7).mLastAliveInfo == HERE);
     Peer::setTick(lWatchdog, 7, 6000);
     Peer::pass(lWatchdog, 6050);
     EXPECT_TRUE(lListener.mIds == (Ids{7, 7}) && lListener.mCount == 2);
     EXPECT_EQ((Lines{"<UTIL> DTL: ThreadWatchdog Register ID:7, AliveTime:100, Name:watched", TOLD,
                      "<UTIL> INF: ThreadWatchdog Timeout->Alive ID:7 Name:watched", TOLD}),
               lLog.lines());
+
+    // Without a listener the table is printed.
+    EXPECT_TRUE(lWatchdog.unregister(7));
+    lWatchdog.watch(7, 100, nullptr, 1000);
+    EXPECT_TRUE(Peer::report(lWatchdog, 7, HERE));
+    Peer::setTick(lWatchdog, 7, 1000);
+    lLog.clear();
+    Peer::pass(lWatchdog, 2000);
+    EXPECT_EQ(
+        (Lines{TOLD, "<UTIL> INF: ThreadWatchdog:: Watchdog info of threads in this process.",
+               "<UTIL> INF: ID        , Name                            , AliveTime , WatchStatus , AliveStatus , "
+               "TimeoutCount , LastAliveInfo(File, Function:Line:Sub) , ",
+               "<UTIL> INF:          7, watched                         ,        100, WATCHING    , TIMEOUT     , "
+               "            1, (source/App, loop:12:1)"}),
+        lLog.lines());
 }
 
 TEST(ThreadWatchdog, OverdueIsAMatterOfStatusAndTicks)
@@ -155,14 +166,9 @@ TEST(ThreadWatchdog, OverdueIsAMatterOfStatusAndTicks)
         unsigned int mLast, mNow;
         bool mIsOverdue;
     } const ROWS[] = {
-        {0, 0, 100, 150, true},
-        {0, 1, 100, 150, true},
-        {0, 2, 100, 150, false},
-        {1, 0, 100, 150, false},
-        {0, 0, 100, 149, false},
-        {0, 0, 0xFFFFFFFF, 150, false},
-        {0, 0, 0xFFFFFFF0, 0x100, false}, // after the wrap nothing comes in that pass
-        {0, 0, 0x7FFFFFF0, 0x80000030, true},
+        {0, 0, 100, 150, true},         {0, 1, 100, 150, true},           {0, 2, 100, 150, false},
+        {1, 0, 100, 150, false},        {0, 0, 100, 149, false},          {0, 0, 0x7FFFFFF0, 0x80000030, true},
+        {0, 0, 0xFFFFFFFF, 150, false}, {0, 0, 0xFFFFFFF0, 0x100, false}, // after the wrap nothing comes in that pass
     };
     for (Row const& lRow : ROWS)
     {
@@ -193,42 +199,6 @@ TEST(ThreadWatchdog, OnePassReportsAllInAscendingOrderAndStandsChanges)
     Peer::pass(lWatchdog, 110);
     EXPECT_EQ((Ids{10, 25, 30, 40}), lListener.mIds);
     EXPECT_EQ(3U, lListener.mTableSize);
-}
-
-TEST(ThreadWatchdog, WithoutAListenerTheTableIsPrinted)
-{
-    LogCapture lLog;
-    Still lWatchdog;
-    lWatchdog.watch(7, 100, nullptr, 1000);
-    Peer::report(lWatchdog, 7, HERE);
-    Peer::setTick(lWatchdog, 7, 1000);
-    lLog.clear();
-    Peer::pass(lWatchdog, 2000);
-    EXPECT_EQ(
-        (Lines{"<UTIL> ERR: !!!!!!!! ThreadWatchdog Timeout ID:7 Name:watched !!!!!!!!",
-               "<UTIL> INF: ThreadWatchdog:: Watchdog info of threads in this process.",
-               "<UTIL> INF: ID        , Name                            , AliveTime , WatchStatus , AliveStatus , "
-               "TimeoutCount , LastAliveInfo(File, Function:Line:Sub) , ",
-               "<UTIL> INF:          7, watched                         ,        100, WATCHING    , TIMEOUT     , "
-               "            1, (source/App, loop:12:1)"}),
-        lLog.lines());
-}
-
-TEST(ThreadWatchdog, RealBeatTellsWhoIsSilent)
-{
-    // A lapse across the wrap of the tick counter is not reported; begin behind one that is near.
-    ASSERT_TRUE(waitUntil([] { return TimeCounter::getTickTime() < 0U - 5000U; }));
-    LogCapture lLog;
-    Listener lListener;
-    Gate lIsTold;
-    lListener.mAction = [&](int) { lIsTold.open(); };
-    ThreadManager& lManager = *ThreadManager::get();
-    ASSERT_TRUE(lManager.setWatchdogWatchInterval(1));
-    ASSERT_TRUE(lManager.entryWatchdog(1, &lListener, 0) && lManager.startWatchdog(0) && lIsTold.wait());
-    EXPECT_EQ(Ids{ThreadManager::getCallerId()}, lListener.mIds);
-    lManager.keepAliveWatchdog(HERE);
-    EXPECT_EQ(1U, lLog.count("Timeout->Alive"));
-    ThreadManager::destroy(); // no call is under way behind it
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "UtlTimeCounter.h"
 
 #include <atomic>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +15,7 @@ namespace
 
 using utl::TimeCounter;
 using utl::internal::SystemCalls;
-using ClockFault = utl::test::FailNth<&SystemCalls::mClockGettime>;
+using utl::test::failing;
 
 std::string const CLOCK_FAILED = "[CAUTION!!!]clock_gettime() Failed. CLOCK_MONOTONIC. errno:[22]";
 
@@ -32,7 +31,6 @@ protected:
         return 0;
     }
 
-    /// What was logged since the last call.
     void expectErrors(std::vector<std::string> nTexts)
     {
         for (std::string& lText : nTexts)
@@ -40,7 +38,6 @@ protected:
             lText.insert(0, "<UTIL> ERR: ");
         }
         EXPECT_EQ(nTexts, mLog.lines());
-        mLog.clear();
     }
 
     static inline std::atomic<unsigned long long> sNowMs{5000};
@@ -59,16 +56,13 @@ TEST_F(TimeCounterTest, ObjectMeasuresAcrossTheWrap)
     sNowMs += 7;
     EXPECT_EQ(7U, lCounter.stop());
     EXPECT_EQ(TimeCounter::FAILED, lCounter.stop());
-    expectErrors({"TimeCounter::watch()/stop() Failed. HasStarted:[Off], TickTime:[23]"});
-
     ASSERT_TRUE(lCounter.start());
-    std::optional<ClockFault> lFault(std::in_place, 0, EINVAL);
-    EXPECT_EQ(TimeCounter::FAILED, lCounter.watch());
-    expectErrors({CLOCK_FAILED, "TimeCounter::watch()/stop() Failed. HasStarted:[On], TickTime:[4294967295]"});
-    EXPECT_FALSE(lCounter.start());
-    expectErrors({CLOCK_FAILED, "TimeCounter::start() Failed."});
-    lFault.reset();
+    EXPECT_EQ(TimeCounter::FAILED, failing<&SystemCalls::mClockGettime>(EINVAL, [&] { return lCounter.watch(); }));
+    EXPECT_FALSE(failing<&SystemCalls::mClockGettime>(EINVAL, [&] { return lCounter.start(); }));
     EXPECT_EQ(24U, lCounter.watch()); // still running, from the failed tick
+    expectErrors({"TimeCounter::watch()/stop() Failed. HasStarted:[Off], TickTime:[23]", CLOCK_FAILED,
+                  "TimeCounter::watch()/stop() Failed. HasStarted:[On], TickTime:[4294967295]", CLOCK_FAILED,
+                  "TimeCounter::start() Failed."});
 }
 
 TEST_F(TimeCounterTest, NumbersAreStartedAnewAndFreed)
@@ -76,27 +70,19 @@ TEST_F(TimeCounterTest, NumbersAreStartedAnewAndFreed)
     sNowMs = 1;
     EXPECT_TRUE(TimeCounter::start(7));
     sNowMs = 101;
-    EXPECT_TRUE(TimeCounter::start(7));
-    EXPECT_TRUE(TimeCounter::start(0xFFFFFFFFU));
+    EXPECT_TRUE(TimeCounter::start(7) && TimeCounter::start(0xFFFFFFFFU));
     sNowMs = 121;
     EXPECT_EQ(20U, TimeCounter::watch(7));
     EXPECT_EQ(20U, TimeCounter::stop(7));
     EXPECT_EQ(TimeCounter::FAILED, TimeCounter::watch(7));
-    expectErrors({"TimeCounter::Failed. Key Not Applicable. CounterId:[7]"});
-
-    std::optional<ClockFault> lFault(std::in_place, 0, EINVAL);
-    EXPECT_EQ(TimeCounter::FAILED, TimeCounter::stop(0xFFFFFFFFU));
-    expectErrors({CLOCK_FAILED, "TimeCounter::watch(ID)/stop(ID) Failed. StartTime:[101], TickTime:[4294967295]"});
-    EXPECT_FALSE(TimeCounter::start(2));
-    expectErrors({CLOCK_FAILED, "TimeCounter::start(ID) Failed. TickTime is Invalid. CounterId:[2]"});
-    lFault.reset();
-
+    auto const lStopLast = [] { return TimeCounter::stop(0xFFFFFFFFU); };
+    EXPECT_EQ(TimeCounter::FAILED, failing<&SystemCalls::mClockGettime>(EINVAL, lStopLast));
+    EXPECT_FALSE(failing<&SystemCalls::mClockGettime>(EINVAL, [] { return TimeCounter::start(77); }));
     // All numbers are free again: fifty fit, and a restart is no new one.
     for (unsigned int lId = 0; lId <= 50; ++lId)
     {
         EXPECT_EQ(lId < 50, TimeCounter::start(lId));
     }
-    expectErrors({"TimeCounter::start(ID) Failed. InsertMap Error. CounterId:[50]"});
     EXPECT_TRUE(TimeCounter::start(49));
     std::atomic<unsigned int> lNext{0};
     auto const lStop = [&]
@@ -107,7 +93,10 @@ TEST_F(TimeCounterTest, NumbersAreStartedAnewAndFreed)
         }
     };
     utl::test::together(lStop, lStop);
-    expectErrors({});
+    expectErrors({"TimeCounter::Failed. Key Not Applicable. CounterId:[7]", CLOCK_FAILED,
+                  "TimeCounter::watch(ID)/stop(ID) Failed. StartTime:[101], TickTime:[4294967295]", CLOCK_FAILED,
+                  "TimeCounter::start(ID) Failed. TickTime is Invalid. CounterId:[77]",
+                  "TimeCounter::start(ID) Failed. InsertMap Error. CounterId:[50]"});
 }
 
 } // namespace

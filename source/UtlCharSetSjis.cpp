@@ -62,7 +62,7 @@ struct Utf8ToSjisWalk
     static unsigned int run(Output nOutput, unsigned char const* npSrc)
     {
         bool lHasRoom = true;
-        while (lHasRoom && *npSrc != 0)
+        while (lHasRoom)
         {
             unsigned int const lKeySize = keySize(*npSrc);
             if (isLikely(lKeySize == 3))
@@ -73,20 +73,30 @@ struct Utf8ToSjisWalk
             {
                 lHasRoom = putKey<2>(nOutput, npSrc);
             }
+            else if (*npSrc == 0)
+            {
+                return nOutput.end();
+            }
             else
             {
                 lHasRoom = nOutput.put(*npSrc++);
             }
         }
-        return lHasRoom ? nOutput.end() : STR_ERROR;
+        return STR_ERROR;
     }
 
     template <unsigned int SIZE, class Output>
     static bool putKey(Output& nOutput, unsigned char const*& npSrc)
     {
         unsigned int const lCode = sjisOfKey(npSrc, SIZE);
-        npSrc += isLikely(lCode != 0) ? SIZE : keySizeInText(npSrc, SIZE);
-        return nOutput.putSjis(lCode);
+        // One comparison for nearly all text.
+        if (isLikely(lCode > 0xFF))
+        {
+            npSrc += SIZE;
+            return nOutput.putDouble(lCode);
+        }
+        npSrc += lCode != 0 ? SIZE : keySizeInText(npSrc, SIZE);
+        return nOutput.put(lCode);
     }
 };
 

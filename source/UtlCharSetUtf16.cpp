@@ -24,14 +24,24 @@ struct Utf16ToUtf8Walk
     template <class Output>
     static unsigned int run(Output nOutput, unsigned short const* npSrc)
     {
-        for (; *npSrc != 0; ++npSrc)
+        bool lHasRoom = true;
+        while (lHasRoom)
         {
-            if (*npSrc == MARK || *npSrc == SWAPPED_MARK || !nOutput.putUtf8(*npSrc))
+            unsigned int const lUnit = *npSrc++;
+            if (isLikely(lUnit >= 0x800))
             {
-                return STR_ERROR;
+                lHasRoom = lUnit != MARK && lUnit != SWAPPED_MARK && nOutput.putUtf8(lUnit);
+            }
+            else if (lUnit != 0)
+            {
+                lHasRoom = nOutput.putUtf8(lUnit);
+            }
+            else
+            {
+                return nOutput.end();
             }
         }
-        return nOutput.end();
+        return STR_ERROR;
     }
 };
 

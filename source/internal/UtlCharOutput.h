@@ -39,10 +39,10 @@ public:
         return nUnit < 0x80 ? put(nUnit) : append<2>([nUnit](Unit* npEnd) { storeUtf8(npEnd, nUnit, 2); });
     }
 
-    /// One or two bytes; one NUL byte for 0.
-    bool putSjis(unsigned int nCode)
+    /// The two bytes of a Shift-JIS code above 0xFF.
+    bool putDouble(unsigned int nCode)
     {
-        return nCode <= 0xFF ? put(nCode) : append<2>([nCode](Unit* npEnd) { storeSjis(npEnd, nCode, 2); });
+        return append<2>([nCode](Unit* npEnd) { storeSjis(npEnd, nCode, 2); });
     }
 
     /// Terminates. Result: units with the terminator.

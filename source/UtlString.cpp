@@ -47,6 +47,10 @@ unsigned int charBytes(char const* npStr)
     {
         return 1;
     }
+    if (lLead > 0xE0U && lLead < 0xF0U && hasTail(npStr, 3)) // nearly all Japanese text
+    {
+        return 3;
+    }
     if (!internal::isLeadByte(*npStr))
     {
         return STR_ERROR;
@@ -58,14 +62,6 @@ unsigned int charBytes(char const* npStr)
 bool isBom(char const* npStr)
 {
     return std::strncmp(npStr, "\xEF\xBB\xBF", 3) == 0;
-}
-
-void store(bool* npFlag, bool nValue)
-{
-    if (npFlag != nullptr)
-    {
-        *npFlag = nValue;
-    }
 }
 
 // Moves a count that splits a character back to the character's start.
@@ -113,7 +109,10 @@ template <class T>
 unsigned int strCharBytesBase(T const* npStr, bool* npIsBom)
 {
     bool const lIsEmpty = npStr == nullptr || *npStr == 0;
-    store(npIsBom, !lIsEmpty && isBom(npStr));
+    if (npIsBom != nullptr)
+    {
+        *npIsBom = !lIsEmpty && isBom(npStr);
+    }
     return lIsEmpty ? 0U : charBytes(npStr);
 }
 
@@ -138,8 +137,8 @@ unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsigned int 
     unsigned int lStart = 0;
     while (lStart < nIndex && npStr[lStart] != 0)
     {
-        unsigned int const lSize = t_charlen<T>(npStr + lStart, nullptr);
-        if (lSize == STR_ERROR)
+        unsigned int const lSize = charBytes(npStr + lStart);
+        if (lSize == 0 || lSize == STR_ERROR)
         {
             return STR_ERROR;
         }

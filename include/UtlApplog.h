@@ -61,7 +61,8 @@ UTL_API void applog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF
 /// Writes the text alone: no stamp, no prefixes, no line end. At most 255 bytes; a longer one is cut as above.
 UTL_API void rawlog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF(3, 4);
 
-/// The same two, which also write to a file as text, what goes to standard output byte for byte, before it goes there.
+/// The same two, which also write to a file as text, before it goes to standard output, the same bytes but for the
+/// percent signs of the caution above.
 /// npFile: not owned, neither opened, closed nor flushed; one thread at a time uses it. Null: as without it.
 UTL_API void applog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);
 UTL_API void rawlog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);

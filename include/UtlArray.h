@@ -67,7 +67,8 @@ void assignBackward(T* npTarget, T const* npSource, unsigned int nCount)
 ///
 /// Results:  false leaves the array as it was. Nothing is logged.
 /// Errors:   exceptions of the allocator and of the elements pass through; the array stays usable, but where an
-///           assignment threw, elements may be doubled.
+///           assignment threw, elements may be doubled, and where one threw in a change of the capacity, none are left
+///           and none fit until resizeMax() to another capacity.
 /// Threads:  no lock; the owner guards every access.
 /// Signals:  only to read what is not being changed.
 /// Forks:    the child has a copy of its own.

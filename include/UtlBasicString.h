@@ -65,8 +65,8 @@ public:
     /// Replaces the content by at most nMaxBytes bytes of a text (STR_ALL: all of it).
     ///
     /// nMode:  1 cuts to the capacity at a character boundary, any other value means all or nothing.
-    /// Result: false for null, no room, malformed text in mode 1: the text is unchanged, in expand mode 1 the
-    ///         capacity may have grown.
+    /// Result: false for null, no room, malformed text in mode 1, a cut of malformed text that finds no character's
+    ///         start: the text is unchanged, in expand mode 1 the capacity may have grown.
     /// Caution: nMaxBytes 0 gives true and keeps the old text; assign "" to empty the string.
     bool copy(T const* npText, unsigned int nMaxBytes, int nMode);
 
@@ -80,6 +80,7 @@ public:
     bool replace(T const* npPattern, T const* npReplacement, int nMode);
 
     /// The text, never null. Writers stay within maxSize() and leave a terminator.
+    /// Caution: all strings without a buffer of their own (maxSize() 1) share EMPTY_CHAR; write nothing into those.
     T* c_str() { return mpData; }
     T const* c_str() const { return mpData; }
 

@@ -78,6 +78,7 @@ UTL_API unsigned int trimStrRight(T* npStr, T const* npSet);
 /// Null counts as empty; a text that is malformed ends before that character.
 /// Caution: a text of WorkingBuffer<char>::CAPACITY bytes or more counts as empty, so that two of them are equal; check
 /// the length first, or use strncmp.
+/// Caution: a character right before a stray continuation byte is lost: "ab\x80" equals "a"; check with t_charlen().
 template <class T>
 UTL_API int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCount);
 
@@ -91,6 +92,7 @@ UTL_API int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCo
 ///          digit, and a value above 65535.
 /// Caution: with base 0 the text "0" is no number, since the leading 0 is the prefix; give a base. With base 16 a
 /// prefix "0x" is not skipped: the number is 0.
+/// Caution: a digit right before a stray continuation byte is lost: "12\x80" is 1; check with t_charlen() first.
 template <class V, class T>
 UTL_API bool strToInt(V* npValue, T const* npStr, int nBase);
 

@@ -10,6 +10,43 @@
 namespace utl
 {
 
+/// The totals of the account.
+/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+struct ProcessHeapInfo
+{
+    std::uint32_t mUseBytes = 0; ///< Now.
+    std::uint32_t mUseCount = 0; ///< Blocks now.
+    std::uint32_t mMaxBytes = 0; ///< The highest mUseBytes so far.
+    std::uint32_t mMaxCount = 0; ///< The highest mUseCount so far.
+};
+
+/// A block.
+/// Safety: as ProcessHeapInfo.
+struct DetailHeapInfo
+{
+    std::uint64_t mSerial = 0;                                 ///< Ascending by allocation, from 1.
+    std::uintptr_t mAddress = static_cast<std::uintptr_t>(-1); ///< Where it begins.
+    std::uint32_t mUseBytes = 0;                               ///< Its size.
+    std::int32_t mThreadId = 0;                                ///< Of the thread that allocated it.
+    std::uint32_t mFileId = 0xFFFFFFFFU;                       ///< Of the source that allocated it.
+    std::int32_t mLine = 0;                                    ///< Where in that source.
+};
+
+/// A source.
+/// Safety: as ProcessHeapInfo.
+struct FileNameInfo
+{
+    char mFileName[260] = {}; ///< Its path.
+};
+
+/// A thread.
+/// Safety: as ProcessHeapInfo.
+struct ThreadNameInfo
+{
+    std::int32_t mThreadId = 0; ///< Its kernel id.
+    char mThreadName[128] = {}; ///< Its name.
+};
+
 /// Keeps totals and a table of the blocks that it is told of by updateManagement(), and prints both as text. It does
 /// not see allocations by itself. In this system it is switched off: the reports print nothing and the tables have one
 /// row each. The thread registry tells it the names of threads all the same.
@@ -27,38 +64,10 @@ public:
     static constexpr unsigned int MAX_FILES = 1;                 ///< Rows of the table of sources.
     static constexpr unsigned int MAX_THREADS = 1;               ///< Rows of the table of threads.
 
-    /// The totals.
-    struct ProcessHeapInfo
-    {
-        std::uint32_t mUseBytes = 0; ///< Now.
-        std::uint32_t mUseCount = 0; ///< Blocks now.
-        std::uint32_t mMaxBytes = 0; ///< The highest mUseBytes so far.
-        std::uint32_t mMaxCount = 0; ///< The highest mUseCount so far.
-    };
-
-    /// A block.
-    struct DetailHeapInfo
-    {
-        std::uint64_t mSerial = 0;                                 ///< Ascending by allocation, from 1.
-        std::uintptr_t mAddress = static_cast<std::uintptr_t>(-1); ///< Where it begins.
-        std::uint32_t mUseBytes = 0;                               ///< Its size.
-        std::int32_t mThreadId = 0;                                ///< Of the thread that allocated it.
-        std::uint32_t mFileId = INVALID_FILE_ID;                   ///< Of the source that allocated it.
-        std::int32_t mLine = 0;                                    ///< Where in that source.
-    };
-
-    /// A source.
-    struct FileNameInfo
-    {
-        char mFileName[260] = {}; ///< Its path.
-    };
-
-    /// A thread.
-    struct ThreadNameInfo
-    {
-        std::int32_t mThreadId = 0; ///< Its kernel id.
-        char mThreadName[128] = {}; ///< Its name.
-    };
+    using ProcessHeapInfo = utl::ProcessHeapInfo; ///< The same by another name,
+    using DetailHeapInfo = utl::DetailHeapInfo;   ///< likewise,
+    using FileNameInfo = utl::FileNameInfo;       ///< likewise,
+    using ThreadNameInfo = utl::ThreadNameInfo;   ///< likewise.
 
     /// A row that is free.
     static DetailHeapInfo const INITIAL_DETAIL_HEAP_INFO;

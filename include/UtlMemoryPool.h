@@ -12,7 +12,7 @@ namespace utl
 {
 
 /// Hands out blocks of a fixed size, the lowest free one first, checks each that comes back and reports what is missing
-/// at the end. Allocates in the constructor only.
+/// at the end. Allocates in the constructor only, but for the first report of a process, which makes the thread registry.
 ///
 /// Ownership: the blocks are the pool's; none may be used after it.
 /// Threads:   create() and release() from any.
@@ -21,6 +21,7 @@ namespace utl
 /// Blocking:  both wait for the pool's lock, between two reports to the watchdog.
 /// Locks:     mSyncObject, before the watchdog's.
 /// Errors:    misuse is logged as an error, with the pool's name, and changes nothing.
+/// Caution:   create() and release() report, and so use the registry; call ThreadManager::initializeEntryMax() before.
 class UTL_API MemoryPool
 {
 public:

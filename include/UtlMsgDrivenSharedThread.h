@@ -30,6 +30,8 @@ namespace utl
 ///            message thread: a listener must not wait for such a caller.
 /// Locks:     mListenerSyncObject or a staging lock, then those of MsgDrivenThread, then mTimerListenerSyncObject. None
 ///            is held across a listener call.
+/// Caution:   setTimer and registerTimer are not virtual: called through a MsgDrivenThread they make timers of nobody,
+///            whose time-outs are dropped, and its views show envelopes. Call them on this type.
 /// Errors:    false or -1, the reason in the log. In silence: null listeners, specified messages that do not fit, and
 ///            what MsgDrivenThread refuses in silence.
 class UTL_API MsgDrivenSharedThread : public MsgDrivenThread, public ThreadMsgListener

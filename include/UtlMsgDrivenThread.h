@@ -37,6 +37,8 @@ enum class KernelTimerResult;
 /// Ownership: copies messages; the listener is the caller's and must outlive the thread's run.
 /// Threads:   any, unless said otherwise; the listener runs on the message thread.
 /// Signals:   no. The timers use SIGRTMIN + 2, which the message thread lets in; leave its handler alone.
+/// Caution:   the kernel may deliver that signal to any thread that does not block it; sleeping and polling calls there
+///            end with EINTR. Block it in threads whose code does not try again.
 /// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
 ///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  posting never waits. What waits for the message thread waits for the listener call under way, and
@@ -179,6 +181,7 @@ public:
     /// registerTimer and startTimer in one. nNoWait 0: waits until the message thread has tried to start it.
     /// Time-outs reach the listener as TimerMsg. Result: the id, -1 as for registerTimer, and on the message thread
     /// where the start failed.
+    /// Caution: where messages are shorter than 4 bytes no TimerMsg fits: the timer runs, and the listener hears nothing.
     /// Caution: a start that fails on the message thread is told by the log alone, and so is a failure to arm a timer
     /// anew after a time-out; the timer then rests, and startTimer may be tried.
     int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);

@@ -32,7 +32,8 @@ struct PipeRecord;
 /// Ids:       from 1 on, not used again until they wrap. The same id stands for a timer all its life.
 /// Ownership: listeners are the caller's and must live until their timer is erased, with waiting, or destroy().
 /// Threads:   any; the listener runs on the timer thread, without a lock, and may call everything here.
-/// Signals:   no. The timers use SIGRTMIN + 1, which the timer thread lets in; leave its handler alone.
+/// Signals:   no. The timers use SIGRTMIN + 1, which the timer thread lets in; leave its handler alone, and block it in
+///            threads whose sleeping and polling calls do not try again after EINTR.
 /// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
 ///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  with nNoWait 0 an operation waits until the timer thread has carried it out, and so for the listener call
@@ -117,9 +118,7 @@ public:
     int waitToStart(int nTimerId);
     int waitToStop(int nTimerId);
 
-    /// As Thread::setWatchdogAliveTime, startWatchdog, stopWatchdog.
-    /// Caution: the loop itself starts the watch when it has work and stops it while it waits. A start from another
-    /// thread has an idle timer thread reported as hung, and a stop lasts until the thread's next work.
+    /// As Thread::setWatchdogAliveTime, startWatchdog, stopWatchdog, with the caution told there.
     void setThreadWatchdogAliveTime(unsigned int nAliveTimeMs);
     void startThreadWatchdog();
     void stopThreadWatchdog();

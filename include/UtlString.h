@@ -14,6 +14,8 @@
 /// Capacity: in bytes, terminator included. 0 with a usable source asks for the size: nothing is written, and the
 ///           size that is needed, terminator included, is given. A destination then may be null.
 /// Modes:    1 cuts to fit, at a character boundary; any other value means all or nothing.
+/// Caution:  in malformed text a stray continuation byte takes the character before it along: cutting "abc\x80" to 3 bytes
+///           gives "ab", and erasing at index 3 erases the "c". Check with t_charlen() what comes from outside.
 /// Overlap:  source and destination must not overlap unless said otherwise.
 /// Threads:  any. Functions said to use scratch rows take the StaticBuffer's lock while they run and fail on text
 ///           of WorkingBuffer<char>::CAPACITY bytes or more; the others touch their arguments only.
@@ -113,7 +115,8 @@ UTL_API unsigned int copyStrBase(T* npDst, unsigned int nDstSize, T const* npSrc
 ///
 /// npDst:  not null.
 /// npSrc:  null counts as empty.
-/// Result: bytes stored with the terminator, also for nMaxBytes 0; STR_ERROR where it does not fit.
+/// Result: bytes stored with the terminator, also for nMaxBytes 0; STR_ERROR where it does not fit, and for a stop at
+///         a continuation byte with no lead byte before it.
 template <class T>
 UTL_API unsigned int t_strncpy(T* npDst, unsigned int nDstSize, T const* npSrc, unsigned int nMaxBytes);
 

@@ -65,7 +65,7 @@ public:
 
     /// Starts the thread.
     ///
-    /// nUseWatchdog, nAliveTimeMs, npListener: as for ThreadManager::entry.
+    /// nUseWatchdog, nAliveTimeMs, npListener, nPriority: as for ThreadManager::entry.
     /// nWaitStart:   at exactly 1 this returns after preExecute, or after nWaitStartMs (0: without limit).
     /// nReserved:    ignored.
     /// Result:   0; -1 where it was started before, however that ended, and where the registry refuses (it may then be
@@ -78,7 +78,8 @@ public:
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
 
     /// Asks the thread to end: out of the watchdog, stage 2, requestStop().
-    /// Caution: a thread that waits for its own end waits for ever; pass nWait 0 there.
+    /// Caution: a thread that waits for its own end waits for ever; pass nWait 0 there. And not from preExecute() while
+    /// start() waits for it (nWaitStart 1): each then waits for the other, whatever nWait says.
     ///
     /// nWait:  at exactly 1 waits for stage 3, at most nTimeoutMs (0: without limit); otherwise returns at once.
     /// Result: 0; -1 where it never started or is done; -2 where the wait ran out: the thread runs on, and a later
@@ -122,6 +123,10 @@ public:
     bool setPriority(ThreadPriority const& nPriority);
 
     /// As the operations of ThreadManager, for this thread.
+    /// Caution: the loops of message and timer threads start the watch when they have work and stop it while they wait:
+    /// there a stopWatchdog() lasts until the next work, and a startWatchdog() has an idle thread reported as hung.
+    /// Caution: a thread that ended by itself stays in the watchdog's table, and is reported, until
+    /// ThreadManager::unregisterWatchdog(); a later thread of the same kernel id is refused there meanwhile.
     /// Caution: before a start the id is 0, which stands for the calling thread; call the watchdog's operations later.
     bool getPriority(ThreadPriority* npPriority) const;
     bool setWatchdogAliveTime(unsigned int nAliveTimeMs);

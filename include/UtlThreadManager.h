@@ -75,6 +75,9 @@ public:
     /// nUseWatchdog: at exactly 1 the thread is entered into the watchdog's table with nAliveTimeMs and npListener;
     ///               whether that works is not looked at.
     /// nReserved:    ignored.
+    /// Caution: an invalid nPriority is not refused: the thread runs at nice 19. Check it first.
+    /// Caution: entries of ended threads stay until unregister(); with a registry full of them every entry() fails in
+    /// silence.
     /// Blocking: until the new thread has set its priority and told its id; the function may run before this returns.
     /// Result:   the thread's id; 0 for a null, for a full registry (both in silence), when no thread can be made, and
     ///           when the id is registered already (both logged; in the last case the thread runs on, unregistered).
@@ -87,6 +90,8 @@ public:
     /// stop signal and never counts as active.
     /// Result: its id; 0 for a null name, for a thread that entry() started (both in silence), for a full registry
     /// (logged).
+    /// Caution: an ended thread of the same kernel id that is still registered counts as started: 0. Take ended threads
+    /// out.
     int entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName);
 
     /// Takes a thread out of the registry, not out of the watchdog's table, and lets go of its handle.

@@ -115,6 +115,7 @@ public:
     void shutdown();
 
     /// Milliseconds from beat to beat; 0: no beat. Waits for the watchdog thread. Result: false before initialize().
+    /// Caution: from 2147483648 on the kernel refuses, which the log alone tells, and the beat stands still.
     bool setWatchInterval(unsigned int nIntervalMs);
 
     /// Registers a thread, not watched until start(). npListener null: the table is printed to the log at level 3.
@@ -158,7 +159,7 @@ private:
     WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);
 
     std::unique_ptr<MsgDrivenThread> const mpThread;
-    std::atomic<int> mTimerId{-1};   // the beat
+    std::atomic<int> mTimerId{-1}; // the beat
     std::atomic<bool> mIsInitialized{false};
     bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped
     SyncObject mSyncObject;

@@ -125,10 +125,6 @@ public:
         if (nNewMax != 0)
         {
             mpData = internal::newBlock<T>(nNewMax);
-            if (mpData == nullptr)
-            {
-                return false;
-            }
         }
         mSize = 0;
         unsigned int const lCount = std::min(lKept.mSize, nNewMax);

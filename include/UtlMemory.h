@@ -84,7 +84,7 @@ public:
     Memory& operator=(Memory const&) = delete;
 
     /// The switch: always false. The operations named after it here obey it, the others do not.
-    bool enabledHeapManagement() const { return false; }
+    bool enabledHeapManagement() const { return IS_ENABLED; }
 
     /// Records an allocation (nMode 0) or a release (any other; of null nothing) by the calling thread.
     ///
@@ -145,6 +145,8 @@ public:
 
 private:
     friend class MemoryTestPeer;
+
+    static constexpr bool IS_ENABLED = false; // the switch
 
     Memory();
 

@@ -119,10 +119,7 @@ private:
     {
         if (internal::dropReference(mpRefCounter, "CountingPointer"))
         {
-            if (mpObject != nullptr)
-            {
-                D()(mpObject);
-            }
+            D()(mpObject); // never null here
             delete mpRefCounter;
         }
     }

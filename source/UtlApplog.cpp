@@ -87,7 +87,7 @@ bool passesFilter(int nType, int& nLevel, LogTypeData* npType)
     {
         lpEntry = lState.mTypes.find(DEFAULT_LOG_TYPE);
     }
-    if (lpEntry == nullptr || nLevel == LOG_LEVEL_NONE || lpEntry->mValue.mFilterLevel < nLevel)
+    if (nLevel == LOG_LEVEL_NONE || lpEntry->mValue.mFilterLevel < nLevel)
     {
         return false;
     }

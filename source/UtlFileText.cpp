@@ -443,11 +443,7 @@ std::unique_ptr<unsigned char[]> makeUtf16(char const* npText, bool nIsBigEndian
     }
     std::unique_ptr<unsigned short[]> const lpUnits(new unsigned short[nUnits]);
     std::unique_ptr<unsigned char[]> lpBytes(new unsigned char[2 * nUnits]);
-    if (convertStrFromUtf8ToUtf16(lpUnits.get(), nUnits, npText) == STR_ERROR)
-    {
-        nUnits = 0;
-        return nullptr;
-    }
+    convertStrFromUtf8ToUtf16(lpUnits.get(), nUnits, npText);
     convertStrFromDcharToUint8(lpBytes.get(), 2 * nUnits, lpUnits.get(), nUnits, nIsBigEndian ? 1 : 0);
     return lpBytes;
 }

@@ -171,7 +171,7 @@ int Memory::eraseDetailHeapInfo(void const* npAddress)
 
 unsigned int Memory::getFileId(char const* npPath)
 {
-    return enabledHeapManagement() ? findFileId(npPath) : INVALID_FILE_ID;
+    return IS_ENABLED ? findFileId(npPath) : INVALID_FILE_ID;
 }
 
 unsigned int Memory::findFileId(char const* npPath)
@@ -223,7 +223,7 @@ void Memory::mark()
 
 bool Memory::getUsedHeapOfProcess(ProcessHeapInfo* npInfo)
 {
-    return !enabledHeapManagement() || copyTotals(npInfo);
+    return !IS_ENABLED || copyTotals(npInfo);
 }
 
 bool Memory::copyTotals(ProcessHeapInfo* npInfo)
@@ -239,7 +239,7 @@ bool Memory::copyTotals(ProcessHeapInfo* npInfo)
 
 void Memory::resetUsedHeap()
 {
-    if (enabledHeapManagement())
+    if (IS_ENABLED)
     {
         initializeManagementTable();
     }

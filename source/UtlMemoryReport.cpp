@@ -11,17 +11,17 @@ namespace utl
 
 bool Memory::printUsedHeap(int nLevel, char const* npPath)
 {
-    return !enabledHeapManagement() || reportTotals(nLevel, npPath);
+    return !IS_ENABLED || reportTotals(nLevel, npPath);
 }
 
 bool Memory::printUsedHeapDetail(int nLevel, char const* npPath)
 {
-    return !enabledHeapManagement() || reportDetails(nLevel, npPath);
+    return !IS_ENABLED || reportDetails(nLevel, npPath);
 }
 
 bool Memory::printMarkedHeapDetail(int nLevel, char const* npPath)
 {
-    return !enabledHeapManagement() || reportMarked(nLevel, npPath);
+    return !IS_ENABLED || reportMarked(nLevel, npPath);
 }
 
 bool Memory::reportTotals(int nLevel, char const* npPath)

@@ -91,7 +91,8 @@ public:
     bool operator()(ThreadRawMsg& nRawMsg)
     {
         int lMsgId = MSG_ID_NONE;
-        if (!nRawMsg.getMsgId(&lMsgId) || (lMsgId >= MSG_ID_ATTACH_LISTENER && lMsgId <= MSG_ID_SPECIFIED_LISTENER))
+        nRawMsg.getMsgId(&lMsgId);
+        if (lMsgId >= MSG_ID_ATTACH_LISTENER && lMsgId <= MSG_ID_SPECIFIED_LISTENER)
         {
             return false;
         }
@@ -117,10 +118,7 @@ public:
     bool operator()(ThreadRawMsg& nRawMsg)
     {
         int lMsgId = MSG_ID_NONE;
-        if (mpListener == nullptr || !nRawMsg.getMsgId(&lMsgId))
-        {
-            return false;
-        }
+        nRawMsg.getMsgId(&lMsgId);
         mIsTimerMsg = lMsgId == MSG_ID_TIMER;
         return mIsTimerMsg ? mThread.isTimeoutFor(mpListener, nRawMsg) && mJudge(nRawMsg)
                            : lMsgId == MSG_ID_SPECIFIED_LISTENER && passesEnvelope(nRawMsg);
@@ -136,10 +134,6 @@ private:
     {
         ThreadMsgListener* lpListener = nullptr;
         int lMsgId = MSG_ID_NONE;
-        if (nRawMsg.maxSize() < 2 * sizeof(int) + sizeof(lpListener))
-        {
-            return false;
-        }
         std::memcpy(&lpListener, nRawMsg.buffer() + sizeof(int), sizeof(lpListener));
         std::memcpy(&lMsgId, nRawMsg.buffer() + sizeof(int) + sizeof(lpListener), sizeof(lMsgId));
         return lpListener == mpListener && (mJudge.mMsgId == MSG_ID_ANY || mJudge.mMsgId == lMsgId);
@@ -155,10 +149,7 @@ private:
 bool MsgDrivenSharedThread::isTimeoutFor(ThreadMsgListener* npListener, ThreadRawMsg& nRawMsg)
 {
     TimerMsg lMsg;
-    if (!lMsg.restoreFrom(nRawMsg))
-    {
-        return false;
-    }
+    lMsg.restoreFrom(nRawMsg);
     ReportedGuard lGuard(mTimerListenerSyncObject, "operator()", __LINE__, JUDGE_FILE_NAME);
     auto const* const lpPair = mTimerListenerMap.find(lMsg.mTimerId);
     return lpPair != nullptr && lpPair->mValue == npListener;
@@ -320,7 +311,7 @@ bool MsgDrivenSharedThread::abortMsg(ThreadMsgListener* npListener)
     bool lResult = true;
     for (int lTimerId = takeTimerOf(npListener); lTimerId != -1; lTimerId = takeTimerOf(npListener))
     {
-        lResult = killTimer(lTimerId, 0) && lResult;
+        lResult &= killTimer(lTimerId, 0);
     }
     JudgeMsgSpecifiedListener lJudge(*this, npListener, MSG_ID_ANY);
     MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
@@ -450,10 +441,7 @@ bool MsgDrivenSharedThread::peekMsg(ThreadMsgListener* npListener, int nMsgId, T
         return true;
     }
     SpecifiedMsgListenerMsg lEnvelope(mMaxRawSize);
-    if (!lEnvelope.restoreFrom(lRawMsg))
-    {
-        return false;
-    }
+    lEnvelope.restoreFrom(lRawMsg);
     *npRawMsg = lEnvelope.mRawMsg;
     return true;
 }
@@ -462,14 +450,22 @@ int MsgDrivenSharedThread::getFirstMsgId()
 {
     ThreadRawMsg lRawMsg(sizeof(int));
     int lMsgId = MSG_ID_NONE;
-    return peekMsg(MSG_ID_ANY, &lRawMsg) && lRawMsg.getMsgId(&lMsgId) ? lMsgId : MSG_ID_NONE;
+    if (peekMsg(MSG_ID_ANY, &lRawMsg))
+    {
+        lRawMsg.getMsgId(&lMsgId);
+    }
+    return lMsgId;
 }
 
 int MsgDrivenSharedThread::getFirstMsgId(ThreadMsgListener* npListener)
 {
     ThreadRawMsg lRawMsg(sizeof(int));
     int lMsgId = MSG_ID_NONE;
-    return peekMsg(npListener, MSG_ID_ANY, &lRawMsg) && lRawMsg.getMsgId(&lMsgId) ? lMsgId : MSG_ID_NONE;
+    if (peekMsg(npListener, MSG_ID_ANY, &lRawMsg))
+    {
+        lRawMsg.getMsgId(&lMsgId);
+    }
+    return lMsgId;
 }
 
 // ---------------------------------------------------------------------------------------------- timers
@@ -577,11 +573,7 @@ void MsgDrivenSharedThread::forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg)
 {
     for (mForwardIndex = static_cast<int>(mMsgListeners.size()) - 1; mForwardIndex >= 0; --mForwardIndex)
     {
-        ThreadMsgListener* const* const lppListener = mMsgListeners.at(static_cast<unsigned int>(mForwardIndex));
-        if (lppListener != nullptr && *lppListener != nullptr)
-        {
-            (*lppListener)->receiveMsg(nThreadId, nRawMsg);
-        }
+        (*mMsgListeners.at(static_cast<unsigned int>(mForwardIndex)))->receiveMsg(nThreadId, nRawMsg);
     }
     mForwardIndex = NO_FORWARD;
 }

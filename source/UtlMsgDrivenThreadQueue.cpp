@@ -280,10 +280,7 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
 
 void MsgDrivenThread::callListener(ThreadRawMsg& nRawMsg)
 {
-    if (mpMsgListener != nullptr)
-    {
-        mpMsgListener->receiveMsg(getId(), nRawMsg);
-    }
+    mpMsgListener->receiveMsg(getId(), nRawMsg);
 }
 
 /// Moves one slot, or what is left, to mOutputRawMsg.
@@ -296,14 +293,11 @@ void MsgDrivenThread::moveSlotLocked(ByteQueue& nDataQueue)
 /// is thrown away. Result: false, the record staying, where no slot fits.
 bool MsgDrivenThread::takeMsgLocked(int nMsgId)
 {
-    while (mCtlQueue.size() != 0 && mDataQueue.size() != 0)
+    while (mDataQueue.size() != 0)
     {
         moveSlotLocked(mDataQueue);
         int lMsgId = MSG_ID_NONE;
-        if (!mOutputRawMsg.getMsgId(&lMsgId))
-        {
-            return false;
-        }
+        mOutputRawMsg.getMsgId(&lMsgId);
         if (lMsgId == nMsgId)
         {
             mCtlQueue.pop();
@@ -354,7 +348,8 @@ int MsgDrivenThread::executeReceiveInterrupt()
 bool MsgDrivenThread::JudgeMsgSpecifiedMsgId::operator()(ThreadRawMsg& nRawMsg) const
 {
     int lMsgId = MSG_ID_NONE;
-    return mMsgId == MSG_ID_ANY || (nRawMsg.getMsgId(&lMsgId) && lMsgId == mMsgId);
+    nRawMsg.getMsgId(&lMsgId);
+    return mMsgId == MSG_ID_ANY || lMsgId == mMsgId;
 }
 
 bool MsgDrivenThread::hasMsg(int nMsgId)
@@ -382,7 +377,11 @@ int MsgDrivenThread::getFirstMsgId()
 {
     ThreadRawMsg lRawMsg(sizeof(int));
     int lMsgId = MSG_ID_NONE;
-    return peekMsg(MSG_ID_ANY, &lRawMsg) && lRawMsg.getMsgId(&lMsgId) ? lMsgId : MSG_ID_NONE;
+    if (peekMsg(MSG_ID_ANY, &lRawMsg))
+    {
+        lRawMsg.getMsgId(&lMsgId);
+    }
+    return lMsgId;
 }
 
 bool MsgDrivenThread::hasMsgInternal(MsgJudgementInterface* npJudgement)
@@ -473,10 +472,6 @@ bool storeTimeout(int nTimerId, ThreadRawMsg* npRawMsg)
 bool MsgDrivenThread::executeFindMsg(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg)
 {
     SyncGuard lGuard(mQueueSyncObject);
-    if (npJudgement == nullptr)
-    {
-        return false;
-    }
     Walk lWalk;
     unsigned int const lCount = mCtlQueue.size();
     while (lWalk.mPosition < lCount)
@@ -527,19 +522,12 @@ bool MsgDrivenThread::passesLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, Msg
 
 bool MsgDrivenThread::executeEraseMsg(MsgJudgementInterface* npJudgement)
 {
-    if (npJudgement == nullptr)
-    {
-        return false;
-    }
     bool lResult = true;
     int lEndedTimerId = -1;
     // A timer that ends with its time-out ends the walk, to be told without the lock; then we look from the start.
     while (eraseWalk(*npJudgement, &lEndedTimerId, &lResult))
     {
-        if (lEndedTimerId != -1)
-        {
-            onEraseTimer(lEndedTimerId);
-        }
+        onEraseTimer(lEndedTimerId);
     }
     return lResult;
 }

@@ -64,14 +64,14 @@ TimerInfo* MsgDrivenThread::findTimer(int nTimerId)
 {
     SyncGuard lGuard(mQueueSyncObject);
     auto* const lpPair = mTimerMap.find(nTimerId);
-    return lpPair != nullptr && lpPair->mValue.mpRunningEvent.get() != nullptr ? &lpPair->mValue : nullptr;
+    return lpPair != nullptr ? &lpPair->mValue : nullptr;
 }
 
 TimerInfo* MsgDrivenThread::findTimerStopEntry(int nTimerId)
 {
     SyncGuard lGuard(mQueueSyncObject);
     auto* const lpPair = mTimerStopEntryMap.find(nTimerId);
-    return lpPair != nullptr && lpPair->mValue.mpRunningEvent.get() != nullptr ? &lpPair->mValue : nullptr;
+    return lpPair != nullptr ? &lpPair->mValue : nullptr;
 }
 
 /// The timer that goes by a system number now, or -1.
@@ -128,14 +128,10 @@ int MsgDrivenThread::insertTimerLocked(unsigned int nIntervalMs, unsigned int nM
     return lTimerId;
 }
 
-/// Takes a timer, whose kernel timer is gone, out of a table and tells its event.
+/// Takes a timer, whose kernel timer is gone, out of the table that has it and tells its event.
 void MsgDrivenThread::removeTimerLocked(TimerMap& nMap, int nTimerId)
 {
     auto* const lpPair = nMap.find(nTimerId);
-    if (lpPair == nullptr)
-    {
-        return;
-    }
     TimerSignalValue::release(lpPair->mValue.mpSignalValue);
     SmartPointer<Event> const lpEvent = lpPair->mValue.mpRunningEvent;
     nMap.erase(nTimerId);
@@ -195,8 +191,7 @@ int MsgDrivenThread::setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTim
     {
         return -1;
     }
-    int const lStarted = executeStartTimer(lTimerId);
-    if (lStarted == START_DONE || lStarted == START_WAS_RUNNING)
+    if (executeStartTimer(lTimerId) == START_DONE)
     {
         return lTimerId;
     }
@@ -357,7 +352,7 @@ void MsgDrivenThread::logKernelTimer(KernelTimerResult nResult, TimerInfo const&
 bool MsgDrivenThread::startTimerByTimerInfo(TimerInfo* npInfo)
 {
     // Where the constructor failed to install the handler: without it the signal would end the process.
-    if (npInfo == nullptr || !installSignalHandler())
+    if (!installSignalHandler())
     {
         return false;
     }
@@ -552,10 +547,7 @@ void MsgDrivenThread::eraseAllTimer()
             eraseTimerByTimerInfo(&lpLast->mValue);
             removeTimerLocked(mTimerMap, lTimerId);
         }
-        if (lTimerId != -1)
-        {
-            onEraseTimer(lTimerId);
-        }
+        onEraseTimer(lTimerId);
     }
     SyncGuard lGuard(mQueueSyncObject);
     while (auto* const lpLast = mTimerStopEntryMap.at(mTimerStopEntryMap.size() - 1))

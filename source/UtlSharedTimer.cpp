@@ -190,8 +190,7 @@ int SharedTimer::addTimer(TimerListener* npListener, unsigned int nIntervalMs, u
     lInfo.mpSignalValue = TimerSignalValue::allocate();
     SyncGuard lGuard(mDataSyncObject);
     int const lTimerId = mNextUserTimerId;
-    if (mHasLoopEnded || lInfo.mpSignalValue == nullptr || findTimer(lTimerId) != nullptr ||
-        !mTimerMap.insert(lTimerId, lInfo))
+    if (mHasLoopEnded || lInfo.mpSignalValue == nullptr || !mTimerMap.insert(lTimerId, lInfo))
     {
         TimerSignalValue::release(lInfo.mpSignalValue);
         return -1;
@@ -520,7 +519,7 @@ unsigned int SharedTimer::copyOwed(internal::PipeRecord* npTarget, unsigned int 
 TimerInfo const* SharedTimer::findTimer(int nTimerId) const
 {
     auto const* const lpPair = mTimerMap.find(nTimerId);
-    return lpPair != nullptr && lpPair->mValue.mpRunningEvent.get() != nullptr ? &lpPair->mValue : nullptr;
+    return lpPair != nullptr ? &lpPair->mValue : nullptr;
 }
 
 TimerInfo* SharedTimer::findTimer(int nTimerId)
@@ -867,7 +866,7 @@ void SharedTimer::finishUpdate(int nTimerId)
 bool SharedTimer::startTimerByTimerInfo(TimerInfo* npInfo)
 {
     // Where the constructor failed to install the handler: without it the signal would end the process.
-    if (npInfo == nullptr || !installSignalHandler())
+    if (!installSignalHandler())
     {
         return false;
     }
@@ -897,10 +896,6 @@ bool SharedTimer::startTimerByTimerInfo(TimerInfo* npInfo)
 /// Deletes the kernel timer, where one runs, and the timer's waiting time-outs; all others keep their order.
 bool SharedTimer::stopTimerByTimerInfo(TimerInfo* npInfo)
 {
-    if (npInfo == nullptr)
-    {
-        return false;
-    }
     if (npInfo->mSysTimerNumber == -1 || npInfo->mpRunningEvent->isOff())
     {
         return true;

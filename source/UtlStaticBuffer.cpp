@@ -2,6 +2,8 @@
 
 #include "internal/UtlImmortal.h"
 
+#include <algorithm>
+
 namespace utl
 {
 
@@ -20,9 +22,7 @@ StaticBuffer::StaticBuffer()
 char* StaticBuffer::borrowRow()
 {
     int const LAST_ROW = ROW_COUNT - 1;
-    int const lRow = mUseCount < 0 ? 0 : (mUseCount > LAST_ROW ? LAST_ROW : mUseCount);
-    ++mUseCount;
-    return mBuffers[lRow];
+    return mBuffers[std::min(mUseCount++, LAST_ROW)];
 }
 
 // The analysis knows neither recursive locks nor a lock held from here to the destructor beside others of its kind.

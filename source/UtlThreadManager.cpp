@@ -109,7 +109,7 @@ bool ThreadManager::ThreadEntry::isActive() const
 
 bool ThreadManager::ThreadEntry::isControllable() const
 {
-    return mpStopEvent.get() != nullptr || mpThreadHandle.get() != nullptr;
+    return mpStopEvent.get() != nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------- the one registry
@@ -390,7 +390,7 @@ bool ThreadManager::unregister(int nId)
 {
     SyncGuard lGuard(mEntrySyncObject);
     ThreadEntry* const lpEntry = findLocked(nId);
-    if (lpEntry == nullptr || (nId != 0 && isThreadActive(nId)))
+    if (lpEntry == nullptr || lpEntry->isActive())
     {
         return false;
     }

@@ -28,6 +28,12 @@ public:
     /// On the message thread: as if a signal of the timer had come over the pipe.
     static void expire(MsgDrivenThread& nThread, int nTimerId) { nThread.executeTimeoutSignal(nTimerId); }
 
+    static void setNextTimerId(MsgDrivenThread& nThread, int nTimerId)
+    {
+        SyncGuard lGuard(nThread.mQueueSyncObject);
+        nThread.mNextUserTimerId = nTimerId;
+    }
+
     /// The messages that a loop left in the queues, in order: id and number; -1 where queue and data do not agree.
     static std::vector<std::pair<int, int>> left(MsgDrivenThread& nThread)
     {

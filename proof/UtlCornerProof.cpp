@@ -1213,7 +1213,7 @@ void paths()
         PROVE(lSecond.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
     }
     FailNth<&SystemCalls::mFnmatch> const lFault(0, EINVAL);
-    PROVE_EQ(FILE_ERROR, File::children("directory/*", &lNames, FILE_CHILD_ALL, nullptr, 0)); // both names fail
+    PROVE_EQ(0, File::children("directory/*", &lNames, FILE_CHILD_ALL, nullptr, 0)); // no name that could be judged
 }
 
 void textArguments()

@@ -436,6 +436,12 @@ void secondSender()
         PROVE(!lThread.postMsg(22)); // alone, it is taken back
     }
     PROVE(lThread.fence() && lThread.ids().size() == 2);
+    {
+        FailingWrites const lWrites(2, [&] { lIsPosted = lThread.postMsg(24); });
+        PROVE(lThread.postMsg(23) && lIsPosted);
+    }
+    PROVE(lThread.postMsg(25) && lThread.fence()); // the next record that is written makes up for them
+    PROVE((lThread.ids() == std::vector<int>{20, 21, 23, 24, 25}));
 
     Call lCall;
     SharedTimer lTimer(0, 0, nullptr, 3, "timer");
@@ -464,8 +470,15 @@ void secondSender()
                                     });
         PROVE(!lTimer.stop(lFirst, 0));
     }
-    PROVE(lTimer.isRunning(lFirst) && lTimer.stop(lSecond, 0) && lTimer.stop(lFirst, 0));
+    PROVE(lTimer.isRunning(lFirst) && lTimer.stop(lSecond, 0));
     lWaiter.join();
+    {
+        FailingWrites const lWrites(2, [&] { lIsPosted = lTimer.start(lSecond, 1); });
+        PROVE(lTimer.stop(lFirst, 1) && lIsPosted);
+    }
+    int const lThird = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    PROVE(lTimer.start(lThird, 0));
+    PROVE(lTimer.waitToStop(lFirst) == 0 && lTimer.waitToStart(lSecond) == 0);
 }
 
 /// The stop is among what could not be written again: the thread ends all the same.
@@ -486,6 +499,17 @@ void stopThatIsLost()
         lTimer.start(lTimerId, 1);
     }
     PROVE_EQ(0, lTimerThread.waitTo(Thread::STAGE_DONE, 0));
+
+    // A stop whose write fails once is posted again.
+    Busy lOther;
+    SharedTimer lOtherTimer(0, 0, nullptr, 3, "timer");
+    {
+        FailingWrites const lWrites(1, [] {});
+        PROVE_EQ(0, lOther.stop(1, 0));
+    }
+    FailingWrites const lWrites(1, [] {});
+    lOtherTimer.destroy();
+    PROVE(!lOtherTimer.isRunning());
 }
 
 /// An owner's queue and its pipe.
@@ -653,7 +677,12 @@ void envelopeToNobody()
         void restoreDataFrom(MsgDataBroker&) override {}
     };
     test::Recorder lRecorder;
-    MsgDrivenSharedThread lThread(4, 4, 1, "nobody", 1);
+    class Open : public MsgDrivenSharedThread
+    {
+    public:
+        using MsgDrivenSharedThread::MsgDrivenSharedThread;
+        using MsgDrivenSharedThread::receiveMsg;
+    } lThread(4, 4, 1, "nobody", 1);
     PROVE(lThread.attachMsgListener(&lRecorder));
     PROVE_EQ(0, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
     PROVE(lThread.postMsg(Envelope()) && lThread.sendMsgSync(&lRecorder, 20));
@@ -661,6 +690,21 @@ void envelopeToNobody()
     // Nor is it found by the thread's other ends.
     PROVE(!lThread.peekMsg(nullptr, 20, nullptr) && !lThread.hasMsg(nullptr, 20));
     PROVE(!lThread.eraseMsg(nullptr, 20) && !lThread.abortMsg(nullptr));
+    PROVE(lThread.getFirstMsgId() == MSG_ID_NONE && lThread.getFirstMsgId(&lRecorder) == MSG_ID_NONE);
+    // An image that does not know its id goes to nobody either, and is told.
+    class Nameless : public ThreadRawMsg
+    {
+    public:
+        Nameless()
+            : ThreadRawMsg(8)
+        {
+        }
+        bool getMsgId(int*) override { return false; }
+    } lNameless;
+    LogCapture const lLog;
+    lThread.receiveMsg(lThread.getId(), lNameless);
+    PROVE_EQ(1, lLog.count("Unknown MsgId Received (nobody)"));
+    PROVE(lRecorder.received().size() == 1);
     PROVE_EQ(0, lThread.stop(1, 0));
 }
 
@@ -686,14 +730,12 @@ void onTimerThread()
     {
         PROVE(!lTimer.eraseTimer(99, 0) && lTimer.eraseTimer(99, 1));
         PROVE(lTimer.waitToStart(nTimerId) == 0 && lTimer.waitToStop(nTimerId) == -1);
-        unsigned int lPosted = 0;
-        while (lTimer.stop(lRests, 0))
+        for (int lPosted = 0; lPosted < 254; ++lPosted) // one is in the queue already
         {
-            ++lPosted;
+            PROVE(lTimer.stop(lRests, 0));
         }
-        PROVE_EQ(255, lPosted);                      // one is in the queue already
-        PROVE(!lTimer.restart(lRests, 0));           // nor can this wait
-        SharedTimerTestPeer::expire(lTimer, lRests); // nor a time-out; it is lost
+        PROVE(!lTimer.restart(lRests, 0) && !lTimer.stop(lRests, 0)); // its stop took the last place
+        SharedTimerTestPeer::expire(lTimer, lRests);                  // nor has a time-out one; it is lost
         lDone.open();
     };
     int const lRings = lTimer.addTimer(&lCall, 1, 1, 0);
@@ -704,28 +746,50 @@ void onTimerThread()
     PROVE(lTimer.eraseTimer(lRests, 0) && !lTimer.eraseTimer(lRests, 0));
 }
 
-/// A timer thread that its own listener ends, and a listener that is not called for a timer that has gone.
-void endedByListener()
+/// A time-out that stands behind the end of its timer calls nobody.
+void timeoutOfGoneTimer()
 {
+    test::QuietLog const lQuiet;
     Call lCall;
+    Call lErases;
+    Gate lDone;
     SharedTimer lTimer(0, 0, nullptr, 4, "timer");
     int const lGoes = lTimer.addTimer(&lCall, LONG_MS, 0, 1);
     PROVE(lTimer.start(lGoes, 0));
+    lErases.mAction = [&](int)
+    {
+        PROVE(lTimer.eraseTimer(lGoes, 1));
+        SharedTimerTestPeer::expire(lTimer, lGoes);
+        lDone.open();
+    };
+    int const lRings = lTimer.addTimer(&lErases, 1, 1, 0);
+    PROVE(lTimer.start(lRings, 1));
+    PROVE(lDone.wait());
+    int const lFence = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    {
+        // The kernel does not let go of it: its time-outs stay.
+        FailNth<&SystemCalls::mTimerDelete> const lFault(0, EINVAL, test::FAULT_ACTS);
+        PROVE(lTimer.start(lFence, 0));
+    }
+    PROVE(!lTimer.isRunning(lGoes) && lTimer.getInterval(lGoes) == ~0U);
+    PROVE(lTimer.stop(lFence, 0) && lTimer.start(lFence, 0)); // nothing waits any more
+    PROVE_EQ(0, lCall.mCalls);
+}
+
+/// A timer thread that its own listener ends.
+void endedByListener()
+{
     Call lEnds;
+    SharedTimer lTimer(0, 0, nullptr, 4, "timer");
     lEnds.mAction = [&](int)
     {
-        test::QuietLog const lQuiet;
-        SharedTimerTestPeer::expire(lTimer, lGoes);
-        // A kernel that does not let go of the timer leaves its time-out in the queue, behind the timer's end.
-        FailNth<&SystemCalls::mTimerDelete> const lFault(1, EINVAL, test::FAULT_ACTS);
-        PROVE(lTimer.eraseTimer(lGoes, 1));
         lTimer.destroy();
-        PROVE_EQ(-1, lTimer.addTimer(&lCall, 1, 0, 0));
+        PROVE_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
     };
-    int const lRings = lTimer.addTimer(&lEnds, 1, 1, 0);
+    int const lRings = lTimer.addTimer(&lEnds, 1, 0, 1);
     PROVE(lTimer.start(lRings, 1));
-    PROVE(test::waitUntil([&] { return !lTimer.isRunning(lGoes) && lEnds.mCalls == 1; }));
-    PROVE_EQ(0, lCall.mCalls);
+    PROVE_EQ(0, static_cast<Thread&>(lTimer).waitTo(Thread::STAGE_DONE, 0) & lTimer.waitToStop(lRings));
+    PROVE_EQ(1, lEnds.mCalls);
 }
 
 void sharedTimerIdsWrap()
@@ -808,52 +872,104 @@ void handlerOnce()
 
 // ---------------------------------------------------------------------------------------------- threads, watchdog
 
+/// A thread that runs until its gate opens, whatever it is asked.
+class Runner : public Thread
+{
+public:
+    explicit Runner(Gate& nEnd)
+        : Thread("runner", nullptr),
+          mEnd(nEnd)
+    {
+    }
+
+    static inline std::atomic<bool> sHasEnded{false};
+
+protected:
+    unsigned int execute() override
+    {
+        mEnd.wait();
+        std::this_thread::yield();
+        sHasEnded = true;
+        return 0;
+    }
+
+private:
+    Gate& mEnd;
+};
+
+/// The destructor of a thread that runs comes back when it has ended.
+void destroyRunning(std::unique_ptr<Runner> npRunner, Gate& nEnd)
+{
+    int const lId = ThreadManager::getCallerId();
+    std::thread lOpener(
+        [&]
+        {
+            PROVE(test::waitUntil([&] { return isAsleep(lId); }));
+            nEnd.open();
+        });
+    npRunner.reset();
+    PROVE(Runner::sHasEnded.exchange(false));
+    lOpener.join();
+}
+
 /// The registry goes before the thread ends: its owner waits for it all the same, and does not start it twice.
 void registryGoesFirst()
 {
-    class Runner : public Thread
-    {
-    public:
-        Runner(Gate& nEnd, std::atomic<bool>& nHasEnded)
-            : Thread("runner", nullptr),
-              mEnd(nEnd),
-              mHasEnded(nHasEnded)
-        {
-        }
-
-    protected:
-        unsigned int execute() override
-        {
-            std::atomic<bool>& lHasEnded = mHasEnded;
-            mEnd.wait();
-            std::this_thread::yield();
-            lHasEnded = true;
-            return 0;
-        }
-
-    private:
-        Gate& mEnd;
-        std::atomic<bool>& mHasEnded;
-    };
     Gate lEnd;
-    std::atomic<bool> lHasEnded{false};
-    auto lpRunner = std::make_unique<Runner>(lEnd, lHasEnded);
+    auto lpRunner = std::make_unique<Runner>(lEnd);
     PROVE_EQ(0, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0));
     ThreadPriority lPriority(ThreadPriority::NORMAL);
     PROVE(!lpRunner->getPriority(nullptr) && !ThreadManager::get()->getPriority(1, &lPriority));
     ThreadManager::destroy();
     PROVE(!lpRunner->isRunning() && !lpRunner->getPriority(&lPriority));
     PROVE_EQ(-1, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0));
-    int const lId = ThreadManager::getCallerId();
-    std::thread lOpener(
-        [&]
+    destroyRunning(std::move(lpRunner), lEnd);
+}
+
+/// The kernel gives a thread an id that is still in the registry, of one that entered itself and ended without a word:
+/// the start fails, and the thread runs on, known to its owner alone.
+void idGivenTwice()
+{
+    struct Worker // stands for both threads
+    {
+        static void* run(void* npWorker)
         {
-            PROVE(test::waitUntil([&] { return isAsleep(lId); })); // in the destructor
-            lEnd.open();
-        });
-    lpRunner.reset();
-    PROVE(lHasEnded);
-    lOpener.join();
+            Worker& lWorker = *static_cast<Worker*>(npWorker);
+            PROVE(ThreadManager::get()->entryCaller(0, 0, nullptr, "first") != 0);
+            lWorker.mId = ThreadManager::getCallerId();
+            lWorker.mIsEntered.open();
+            PROVE(lWorker.mIsGiven.wait());
+            return lWorker.mpStart(lWorker.mpArgument);
+        }
+        std::atomic<int> mId{0};
+        pthread_t mThread{};
+        Gate mIsEntered;
+        Gate mIsGiven;
+        void* (*mpStart)(void*) = nullptr;
+        void* mpArgument = nullptr;
+    };
+    static Worker gWorker;
+    PROVE(::pthread_create(&gWorker.mThread, nullptr, &Worker::run, &gWorker) == 0 && gWorker.mIsEntered.wait());
+    Gate lEnd;
+    auto lpRunner = std::make_unique<Runner>(lEnd);
+    LogCapture const lLog;
+    {
+        Replaced const lCreate(&SystemCalls::mPthreadCreate,
+                               [](pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)
+                               {
+                                   *npThread = gWorker.mThread;
+                                   gWorker.mpStart = npStart;
+                                   gWorker.mpArgument = npArgument;
+                                   gWorker.mIsGiven.open();
+                                   return 0;
+                               });
+        PROVE_EQ(-1, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0));
+    }
+    PROVE_EQ(1, lLog.count("entry() Error Thread Register           ID:" + std::to_string(gWorker.mId)));
+    PROVE_EQ(-1, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0)); // not twice at a time
+    PROVE(std::strcmp("first", ThreadManager::get()->getName(gWorker.mId)) == 0);
+    destroyRunning(std::move(lpRunner), lEnd);
+    PROVE(ThreadManager::get()->unregister(gWorker.mId));
 }
 
 class Alarm : public WatchdogTimerListener
@@ -1074,6 +1190,7 @@ void plainBroker()
 
 void account()
 {
+    Memory::destroy();
     Memory& lMemory = *Memory::get();
     int lBlocks[3] = {};
     PROVE(*lMemory.getThreadName(77) == 0); // none is known
@@ -1086,6 +1203,7 @@ void account()
     Memory::destroy();
     char lBytes[4] = "abc";
     copyMemory(lBytes, nullptr, 4);
+    copyMemory(nullptr, lBytes, 4);
     PROVE(std::strcmp(lBytes, "abc") == 0 && !compareMemory(lBytes, nullptr, 4) && !compareMemory(nullptr, lBytes, 4));
 }
 
@@ -1110,7 +1228,9 @@ void text()
     PROVE_EQ(-1, jk_wctomb(nullptr, 4, L"a", 1, KCP_UTF8));
     PROVE(jk_wctomb(lNarrow, 4, nullptr, 1, KCP_UTF8) == -1 && lNarrow[0] == 0);
 
+    char const* lpNoFormat = nullptr;
     PROVE_EQ(STR_ERROR, formatStr<char>(nullptr, 4, "%d", 1));
+    PROVE_EQ(STR_ERROR, formatStr<char>(lNarrow, 4, lpNoFormat));
     PROVE_EQ(STR_ERROR, replaceStr<char>(lNarrow, 4, nullptr, "a", "b", 0));
     PROVE_EQ(STR_ERROR, replaceStr<char>(lNarrow, 2, "too long a", "a", "b", 0)); // what is before the match
     unsigned int lBefore = 7;
@@ -1242,14 +1362,12 @@ void textArguments()
 
     // A type that is none.
     File lOther("file", 99);
-    PROVE(lOther.open(FILE_OPEN_TOP, FILE_ACCESS_READ) || !lOther.isOpened());
-    if (lOther.isOpened())
-    {
-        PROVE_EQ(FILE_READ_ERROR, lOther.readText(lText, 8, 4, 0, nullptr));
-        PROVE_EQ(FILE_READ_ERROR, lOther.readLine(lText, 8, nullptr));
-        PROVE_EQ(-1, lOther.findNextLineSize(0, nullptr, nullptr));
-        PROVE_EQ(FILE_ERROR, lOther.writeText("text", 4, 0));
-    }
+    PROVE(lFile.close() && lOther.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    PROVE_EQ(FILE_READ_ERROR, lOther.readText(lText, 8, 4, 0, nullptr));
+    PROVE_EQ(FILE_READ_ERROR, lOther.readLine(lText, 8, nullptr));
+    PROVE_EQ(-1, lOther.findNextLineSize(0, nullptr, nullptr));
+    PROVE_EQ(FILE_ERROR, lOther.writeText("text", 4, 0));
+    PROVE_EQ(8, lOther.size());
 }
 
 /// Each reading call of a file whose line is longer than what is read ahead, with each seek and each read failing in
@@ -1315,17 +1433,29 @@ void readingLongLines()
 {
     Directory const lDirectory;
     test::QuietLog const lQuiet;
-    std::string lLine(4500, 'x');
-    lLine += "key";
     File lFile("file", FILE_TEXT_UTF8);
-    PROVE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
-    PROVE_EQ(lLine.size() + 5, lFile.write((lLine + "\nnext").data(), static_cast<unsigned int>(lLine.size() + 5)));
-    readingFails<FailNth<&SystemCalls::mLseek>>(lFile, lLine);
-    readingFails<FailNth<&SystemCalls::mRead>>(lFile, lLine);
-    readingFails<FailNth<&SystemCalls::mFstat>>(lFile, lLine);
+    for (std::size_t lLength : {4500U, 50000U}) // one that is kept whole while it is walked, and one that is not
+    {
+        std::string const lLine = std::string(lLength, 'x') + "key";
+        std::string const lAll = lLine + "\nnext";
+        PROVE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ_WRITE));
+        PROVE_EQ(lAll.size(), lFile.write(lAll.data(), static_cast<unsigned int>(lAll.size())));
+        readingFails<FailNth<&SystemCalls::mLseek>>(lFile, lLine);
+        readingFails<FailNth<&SystemCalls::mRead>>(lFile, lLine);
+        readingFails<FailNth<&SystemCalls::mFstat>>(lFile, lLine);
+        {
+            char lText[64];
+            PROVE_EQ(0, lFile.seek(0, FILE_SEEK_BEGIN));
+            PROVE_EQ(50, lFile.readText(lText, sizeof(lText), 50, 0, nullptr)); // and more is read ahead
+            FailNth<&SystemCalls::mLseek> const lFault(0, EIO);
+            PROVE(!lFile.resize());
+        }
+        PROVE_EQ(lAll.size(), lFile.size());
+        PROVE(lFile.close());
+    }
 
     // Cut by another while it is read: it was longer an instant ago.
-    PROVE_EQ(0, lFile.seek(0, FILE_SEEK_BEGIN));
+    PROVE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     Replaced const lRead(&SystemCalls::mRead, [](int, void*, std::size_t) -> ssize_t { return 0; });
     char lText[64];
     PROVE_EQ(FILE_READ_END, lFile.readText(lText, sizeof(lText), 50, 0, nullptr));
@@ -1355,11 +1485,13 @@ constexpr Case CASES[] = {
     {"envelope to nobody", &envelopeToNobody},
     {"sizes saturate", &sizesSaturate},
     {"on the timer thread", &onTimerThread},
+    {"time-out of a gone timer", &timeoutOfGoneTimer},
     {"ended by a listener", &endedByListener},
     {"shared timer ids wrap", &sharedTimerIdsWrap},
     {"slots run out", &slotsRunOut},
     {"handler once", &handlerOnce},
     {"registry goes first", &registryGoesFirst},
+    {"id given twice", &idGivenTwice},
     {"infos differ", &infosDiffer},
     {"watchdog", &watchdogCorners},
     {"registration", &registration},

@@ -159,7 +159,7 @@ bool File::getPath(char* npDst, unsigned int nDstSize) const
 
 bool File::getPath(BasicString<char>* npOut) const
 {
-    return npOut != nullptr && (npOut == &mPath || npOut->copy(mPath.c_str(), STR_ALL, 0));
+    return npOut != nullptr && npOut->copy(mPath.c_str(), STR_ALL, 0);
 }
 
 bool File::getFileName(char* npDst, unsigned int nDstSize, int nWithoutExtension) const

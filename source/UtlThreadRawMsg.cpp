@@ -225,7 +225,7 @@ bool ThreadRawMsg::get(bool* npValue)
     unsigned char lByte = 0;
     if (npValue == nullptr)
     {
-        return mResult == -1 ? false : fail();
+        return fail();
     }
     if (!getValue(&lByte))
     {

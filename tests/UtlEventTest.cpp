@@ -13,11 +13,9 @@
 namespace
 {
 
-using utl::Event;
-using utl::internal::SystemCalls;
-using utl::test::FailNth;
-using utl::test::longMs;
-using utl::test::Replaced;
+using namespace utl;
+using namespace utl::test;
+using internal::SystemCalls;
 
 TEST(Event, HasTheStateOfItsSides)
 {
@@ -29,9 +27,9 @@ TEST(Event, HasTheStateOfItsSides)
             EXPECT_EQ(lInitialOn != 0, lEvent.isOn());
             EXPECT_EQ(lInitialOn == 0, lEvent.isOff());
             lEvent.setOff();
-            long long const lStartUs = utl::test::monotonicUs();
+            long long const lStartUs = monotonicUs();
             EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(3));
-            EXPECT_GE(utl::test::monotonicUs() - lStartUs, 3000);
+            EXPECT_GE(monotonicUs() - lStartUs, 3000);
             EXPECT_EQ(lTwoSided == 1 ? 0 : Event::FAILED, lEvent.waitToOff(0));
             lEvent.setOn();
             EXPECT_FALSE(lEvent.isOff());
@@ -57,7 +55,7 @@ TEST(Event, LimitsBeyondTheSignedRangeEndAtOnce)
     EXPECT_EQ(Event::FAILED, lEvent.waitToOn(0x80000000U));
     sNanoseconds = 999000000; // less 648 ms and many seconds is a time in the past
     EXPECT_EQ(Event::TIMED_OUT, lEvent.waitToOn(0x80000000U));
-    utl::test::LogCapture lLog;
+    LogCapture lLog;
     FailNth<&SystemCalls::mClockGettime> lFault(0, EINVAL);
     EXPECT_EQ(Event::FAILED, lEvent.waitToOn(longMs()));
 }
@@ -96,7 +94,7 @@ TEST(Event, WaitsOnForTheRestAfterAPulse)
     for (Side const& lSide : {Side{&Event::waitToOn, &Event::setOn, &Event::setOff, "mOn"},
                               Side{&Event::waitToOff, &Event::setOff, &Event::setOn, "mOff"}})
     {
-        utl::test::LogCapture lLog;
+        LogCapture lLog;
         Waits lWaits;
         Event lEvent(0, 1);
         (lEvent.*lSide.mLeave)();
@@ -113,8 +111,8 @@ TEST(Event, WaitsOnForTheRestAfterAPulse)
         (lEvent.*lSide.mLeave)();
         Waits::sPass = [&] { Waits::sNowMs += 600002; };
         EXPECT_EQ(Event::TIMED_OUT, (lEvent.*lSide.mWait)(600002)); // nothing is left
-        EXPECT_EQ(utl::test::Lines{"<UTIL> DTL: Wait OK, but Status(" + lSide.mName +
-                                   ")=false.  Timeout=600002msec Waited=1500msec Retry wait 598502msec after"},
+        EXPECT_EQ(Lines{"<UTIL> DTL: Wait OK, but Status(" + lSide.mName +
+                        ")=false.  Timeout=600002msec Waited=1500msec Retry wait 598502msec after"},
                   lLog.lines());
     }
 }

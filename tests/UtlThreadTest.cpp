@@ -10,13 +10,9 @@
 namespace
 {
 
-using utl::Thread;
-using utl::ThreadManager;
-using utl::ThreadPriority;
-using utl::internal::SystemCalls;
-using utl::test::failing;
-using utl::test::Gate;
-using utl::test::longMs;
+using namespace utl;
+using namespace utl::test;
+using internal::SystemCalls;
 
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 
@@ -76,7 +72,7 @@ TEST(Thread, PassesItsStagesOnce)
         EXPECT_EQ(-1, lThread.waitTo(lStage, 0)) << lStage;
     }
     ThreadManager::get();
-    utl::test::LogCapture lLog;
+    LogCapture lLog;
     EXPECT_EQ(-1, failing<&SystemCalls::mPthreadCreate>(EAGAIN, [&] { return lThread.begin(); })); // and may try again
     EXPECT_EQ(-1, lThread.stop(1, 0));
     EXPECT_EQ(-2, lThread.waitTo(1, 20));
@@ -136,7 +132,7 @@ TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
     Thread::sleep(0x80000000U);
     // Interrupted twice with 20 ms left: sleeps on for what is left.
     static int sCalls = 0;
-    utl::test::Replaced lNanosleep(
+    Replaced lNanosleep(
         &SystemCalls::mNanosleep,
         +[](timespec const* npTime, timespec* npRest)
         {

@@ -6,6 +6,7 @@
 #include "support/MsgThread.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace
 {
@@ -197,6 +198,35 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
 }
 
 // ---------------------------------------------------------------------------------------------- finding and erasing
+
+// B comes while A is written, and its record, owed to A's sender, cannot be written: it is at the head without a record.
+TEST(MsgDrivenThread, LostRecordHoldsNobodyUp)
+{
+    static TestThread* spThread;
+    static std::atomic<bool> sHasLost;
+    TestThread lThread;
+    spThread = &lThread;
+    for (bool const lStops : {false, true})
+    {
+        sHasLost = false;
+        Replaced lWrite(
+            &SystemCalls::mWrite,
+            +[](int nFd, void const* npRecord, size_t nSize) -> ssize_t
+            {
+                int const lMsgId = *static_cast<int const*>(npRecord);
+                if (lMsgId == B && !sHasLost.exchange(true))
+                {
+                    errno = ENOMEM;
+                    return -1;
+                }
+                EXPECT_TRUE(lMsgId != A || spThread->postMsg(B));
+                return ::write(nFd, npRecord, nSize);
+            });
+        EXPECT_TRUE(lThread.postMsg(A));
+        EXPECT_TRUE(lStops || (lThread.postMsg(C) && lThread.fence() && lThread.ids() == Ids({A, B, C})));
+    }
+    EXPECT_EQ(0, lThread.stop(1, longMs()));
+}
 
 TEST(MsgDrivenThread, FindsPeeksAndErasesInTheMiddle)
 {

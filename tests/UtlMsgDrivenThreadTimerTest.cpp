@@ -54,6 +54,14 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
     EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread(under test) timer_delete SysTimerNum:0x"));
 }
 
+TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
+{
+    SignalsBlocked const lBlocked; // by the threads that are made here, too
+    TestThread lThread;
+    EXPECT_TRUE(lThread.setTimer(1, 0, 0, 0) == 1 &&
+                waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
+}
+
 TEST(MsgDrivenThreadTimer, FullTableRefuses)
 {
     TestThread lThread(8, 16, 2);

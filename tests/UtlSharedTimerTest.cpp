@@ -9,6 +9,7 @@
 #include <functional>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace utl
 {
@@ -119,6 +120,38 @@ TEST(SharedTimer, KernelFailuresAreTold)
     lStop();
     EXPECT_TRUE(lTimer.setInterval(lRests, 10) && lTimer.start(lRests, 0));
     EXPECT_TRUE(!lTimer.isRunning(lRuns) && lTimer.isRunning(lRests));
+}
+
+TEST(SharedTimer, ExpiresWhereTheApplicationBlocksAllSignals)
+{
+    SignalsBlocked const lBlocked; // by the threads that are made here, too
+    TestTimer lTimer;
+    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(nullptr, 1, 2)));
+}
+
+// Two starts, of which the second is owed to the first one's sender and cannot be written: the next one brings it along.
+TEST(SharedTimer, LostRecordIsMadeUpFor)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet this
+    static TestTimer* spTimer;
+    static std::atomic<int> sWrites;
+    TestTimer lTimer;
+    spTimer = &lTimer;
+    sWrites = 0;
+    for (int lId = 1; lId <= 3; ++lId)
+    {
+        ASSERT_EQ(lId, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
+    }
+    Replaced lWrite(
+        &SystemCalls::mWrite,
+        +[](int nFd, void const* npRecord, size_t nSize) -> ssize_t
+        {
+            int const lWrites = ++sWrites;
+            EXPECT_TRUE(lWrites != 1 || spTimer->start(2, 1));
+            errno = ENOMEM;
+            return lWrites == 2 ? -1 : ::write(nFd, npRecord, nSize);
+        });
+    EXPECT_TRUE(lTimer.start(1, 1) && lTimer.start(3, 0) && lTimer.isRunning(2));
 }
 
 TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)

@@ -348,8 +348,7 @@ int MsgDrivenThread::executeReceiveInterrupt()
 bool MsgDrivenThread::JudgeMsgSpecifiedMsgId::operator()(ThreadRawMsg& nRawMsg) const
 {
     int lMsgId = MSG_ID_NONE;
-    nRawMsg.getMsgId(&lMsgId);
-    return mMsgId == MSG_ID_ANY || lMsgId == mMsgId;
+    return mMsgId == MSG_ID_ANY || (nRawMsg.getMsgId(&lMsgId) && lMsgId == mMsgId);
 }
 
 bool MsgDrivenThread::hasMsg(int nMsgId)

@@ -18,7 +18,7 @@ class Immortal
 {
 public:
     template <class... A>
-    explicit Immortal(A&&... nArguments) noexcept // nothing goes on without it
+    explicit Immortal(A&&... nArguments)
     {
         new (mStorage) T(std::forward<A>(nArguments)...);
     }

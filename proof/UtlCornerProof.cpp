@@ -49,11 +49,12 @@ void* operator new(std::size_t nSize)
     }
     return lpBlock;
 }
-void operator delete(void* npBlock) noexcept
+// Not inlined: GCC takes free() for a mismatch of an operator new that it has not inlined.
+__attribute__((noinline)) void operator delete(void* npBlock) noexcept
 {
     std::free(npBlock);
 }
-void operator delete(void* npBlock, std::size_t) noexcept
+__attribute__((noinline)) void operator delete(void* npBlock, std::size_t) noexcept
 {
     std::free(npBlock);
 }
@@ -1221,13 +1222,7 @@ void text()
     PROVE_EQ(0, convertBinFromUint8ToDchar(nullptr, 8, &lByte, 0, 1));
     PROVE_EQ(2, convertStrFromUtf8ToUtf16(nullptr, 0, "\U0001F600")); // one unit that stands for it, and the end
 
-    wchar_t lWide[4] = L"xyz";
     char lNarrow[4] = "xyz";
-    PROVE_EQ(-1, jk_mbtowc(nullptr, 4, "a", 1, KCP_UTF8));
-    PROVE(jk_mbtowc(lWide, 4, nullptr, 1, KCP_UTF8) == -1 && lWide[0] == 0);
-    PROVE_EQ(-1, jk_wctomb(nullptr, 4, L"a", 1, KCP_UTF8));
-    PROVE(jk_wctomb(lNarrow, 4, nullptr, 1, KCP_UTF8) == -1 && lNarrow[0] == 0);
-
     char const* lpNoFormat = nullptr;
     PROVE_EQ(STR_ERROR, formatStr<char>(nullptr, 4, "%d", 1));
     PROVE_EQ(STR_ERROR, formatStr<char>(lNarrow, 4, lpNoFormat));

@@ -38,25 +38,69 @@ namespace
 
 std::atomic<std::size_t> gLargestBlock{SIZE_MAX}; // there is no memory for a larger one
 
-} // namespace
-
-void* operator new(std::size_t nSize)
+void* allocate(std::size_t nSize)
 {
-    void* const lpBlock = nSize <= gLargestBlock ? std::malloc(nSize != 0 ? nSize : 1) : nullptr;
+    return nSize <= gLargestBlock ? std::malloc(nSize != 0 ? nSize : 1) : nullptr;
+}
+
+void* allocateOrThrow(std::size_t nSize)
+{
+    void* const lpBlock = allocate(nSize);
     if (lpBlock == nullptr)
     {
         throw std::bad_alloc();
     }
     return lpBlock;
 }
-// Not inlined: GCC takes free() for a mismatch of an operator new that it has not inlined.
-__attribute__((noinline)) void operator delete(void* npBlock) noexcept
+
+/// Not inlined: GCC takes free() for a mismatch of an operator new that it has not inlined.
+__attribute__((noinline)) void giveBack(void* npBlock)
 {
     std::free(npBlock);
 }
-__attribute__((noinline)) void operator delete(void* npBlock, std::size_t) noexcept
+
+} // namespace
+
+// All of them: the address checks bring each one of their own.
+void* operator new(std::size_t nSize)
 {
-    std::free(npBlock);
+    return allocateOrThrow(nSize);
+}
+void* operator new[](std::size_t nSize)
+{
+    return allocateOrThrow(nSize);
+}
+void* operator new(std::size_t nSize, std::nothrow_t const&) noexcept
+{
+    return allocate(nSize);
+}
+void* operator new[](std::size_t nSize, std::nothrow_t const&) noexcept
+{
+    return allocate(nSize);
+}
+void operator delete(void* npBlock) noexcept
+{
+    giveBack(npBlock);
+}
+void operator delete[](void* npBlock) noexcept
+{
+    giveBack(npBlock);
+}
+void operator delete(void* npBlock, std::size_t) noexcept
+{
+    giveBack(npBlock);
+}
+void operator delete[](void* npBlock, std::size_t) noexcept
+{
+    giveBack(npBlock);
+}
+void operator delete(void* npBlock, std::nothrow_t const&) noexcept
+{
+    giveBack(npBlock);
+}
+void operator delete[](void* npBlock, std::nothrow_t const&) noexcept
+{
+    giveBack(npBlock);
 }
 
 namespace utl
@@ -873,58 +917,49 @@ void handlerOnce()
 
 // ---------------------------------------------------------------------------------------------- threads, watchdog
 
-/// A thread that runs until its gate opens, whatever it is asked.
-class Runner : public Thread
+/// What a thread does until its gate opens, whatever the thread is asked.
+class Run : public Command
 {
 public:
-    explicit Runner(Gate& nEnd)
-        : Thread("runner", nullptr),
-          mEnd(nEnd)
-    {
-    }
-
-    static inline std::atomic<bool> sHasEnded{false};
-
-protected:
     unsigned int execute() override
     {
-        mEnd.wait();
+        PROVE(mEnd.wait());
         std::this_thread::yield();
-        sHasEnded = true;
+        mHasEnded = true;
         return 0;
     }
 
-private:
-    Gate& mEnd;
+    Gate mEnd;
+    std::atomic<bool> mHasEnded{false};
 };
 
 /// The destructor of a thread that runs comes back when it has ended.
-void destroyRunning(std::unique_ptr<Runner> npRunner, Gate& nEnd)
+void destroyRunning(std::unique_ptr<Thread> npRunner, Run& nRun)
 {
     int const lId = ThreadManager::getCallerId();
     std::thread lOpener(
         [&]
         {
             PROVE(test::waitUntil([&] { return isAsleep(lId); }));
-            nEnd.open();
+            nRun.mEnd.open();
         });
     npRunner.reset();
-    PROVE(Runner::sHasEnded.exchange(false));
+    PROVE(nRun.mHasEnded);
     lOpener.join();
 }
 
 /// The registry goes before the thread ends: its owner waits for it all the same, and does not start it twice.
 void registryGoesFirst()
 {
-    Gate lEnd;
-    auto lpRunner = std::make_unique<Runner>(lEnd);
+    Run lRun;
+    auto lpRunner = std::make_unique<Thread>("runner", &lRun);
     PROVE_EQ(0, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0));
     ThreadPriority lPriority(ThreadPriority::NORMAL);
     PROVE(!lpRunner->getPriority(nullptr) && !ThreadManager::get()->getPriority(1, &lPriority));
     ThreadManager::destroy();
     PROVE(!lpRunner->isRunning() && !lpRunner->getPriority(&lPriority));
     PROVE_EQ(-1, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0));
-    destroyRunning(std::move(lpRunner), lEnd);
+    destroyRunning(std::move(lpRunner), lRun);
 }
 
 /// The kernel gives a thread an id that is still in the registry, of one that entered itself and ended without a word:
@@ -951,8 +986,8 @@ void idGivenTwice()
     };
     static Worker gWorker;
     PROVE(::pthread_create(&gWorker.mThread, nullptr, &Worker::run, &gWorker) == 0 && gWorker.mIsEntered.wait());
-    Gate lEnd;
-    auto lpRunner = std::make_unique<Runner>(lEnd);
+    Run lRun;
+    auto lpRunner = std::make_unique<Thread>("runner", &lRun);
     LogCapture const lLog;
     {
         Replaced const lCreate(&SystemCalls::mPthreadCreate,
@@ -969,7 +1004,7 @@ void idGivenTwice()
     PROVE_EQ(1, lLog.count("entry() Error Thread Register           ID:" + std::to_string(gWorker.mId)));
     PROVE_EQ(-1, lpRunner->start(0, 0, nullptr, 1, 0, NORMAL, 0)); // not twice at a time
     PROVE(std::strcmp("first", ThreadManager::get()->getName(gWorker.mId)) == 0);
-    destroyRunning(std::move(lpRunner), lEnd);
+    destroyRunning(std::move(lpRunner), lRun);
     PROVE(ThreadManager::get()->unregister(gWorker.mId));
 }
 

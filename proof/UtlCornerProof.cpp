@@ -295,14 +295,18 @@ void queuesDoNotFit()
         PROVE(test::waitUntil([&] { return lLog.count(lLine) == 1; }));
         PROVE(Peer::eraseCtl(lThread, lMsgId) && lThread.fence() && lThread.fence());
     }
-    lThread.doThere(
-        [&]
-        {
-            PROVE(Peer::postCtl(lThread, MSG_ID_SYNC));
-            PROVE(!lThread.hasMsg(MSG_ID_ANY) && !lThread.eraseMsg(MSG_ID_ANY));
-            PROVE_EQ(1, lLog.count("MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail."));
-            PROVE(Peer::eraseCtl(lThread, MSG_ID_SYNC));
-        });
+    for (int lMsgId : {20, MSG_ID_SYNC})
+    {
+        lThread.doThere(
+            [&]
+            {
+                PROVE(Peer::postCtl(lThread, lMsgId));
+                PROVE(!lThread.hasMsg(MSG_ID_ANY) && !lThread.eraseMsg(MSG_ID_ANY));
+                PROVE(Peer::eraseCtl(lThread, lMsgId) && !Peer::eraseCtl(lThread, lMsgId));
+            });
+    }
+    PROVE_EQ(2, lLog.count("ERR: MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line="));
+    PROVE_EQ(2, lLog.count("ERR: MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line="));
     for (int lReserved : {MSG_ID_NONE, MSG_ID_ANY, MSG_ID_TIMEOUT_SIGNAL})
     {
         lThread.doThere(
@@ -311,11 +315,12 @@ void queuesDoNotFit()
                 PROVE(lThread.sendMsgAsync(SimpleMsg(lReserved)) && lThread.sendMsgAsync(SimpleMsg(20)));
                 PROVE(!lThread.hasMsg(20)); // its slot is the second one
                 PROVE(!lThread.eraseMsg(20));
+                PROVE(!Peer::earse(lThread, 2, 0, 20) && !Peer::earse(lThread, 0, 40, 20)); // behind the ends
                 PROVE(Peer::eraseCtl(lThread, lReserved));
             });
         PROVE(lThread.fence());
     }
-    PROVE_EQ(3, lLog.count("Data Queue is different from Ctl Queue"));
+    PROVE_EQ(3, lLog.count("ERR: MsgDrivenThread::executeEraseMsg(): Data Queue is different from Ctl Queue . Line="));
     PROVE_EQ(3, lLog.count("Erased Data !!!!!!!!"));
     PROVE_EQ(3, lThread.mRecorder.count(20));
 }

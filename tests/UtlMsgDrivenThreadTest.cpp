@@ -252,27 +252,4 @@ TEST(MsgDrivenThread, FindsPeeksAndErasesInTheMiddle)
     EXPECT_EQ(Ids{30}, lThread.mRecorder.numbers(C));
 }
 
-TEST(MsgDrivenThread, WalksMeetAQueueWithoutItsData)
-{
-    LogCapture lLog;
-    TestThread lThread;
-    auto const lLook = [&](int)
-    {
-        ASSERT_TRUE(lThread.postMsg(A));
-        EXPECT_FALSE(Peer::earse(lThread, 1, 0, 20) || Peer::earse(lThread, 0, 20, 20));
-        ASSERT_TRUE(Peer::postCtl(lThread, B)); // a record that owns no slot
-        EXPECT_FALSE(lThread.hasMsg(B) || lThread.eraseMsg(B));
-        ASSERT_TRUE(Peer::eraseCtl(lThread, A)); // now the slot of A stands under the record of B
-        EXPECT_FALSE(lThread.eraseMsg(B));
-        EXPECT_TRUE(Peer::eraseCtl(lThread, B) && !Peer::eraseCtl(lThread, B));
-    };
-    lThread.mRecorder.on(C, lLook);
-    EXPECT_TRUE(lThread.sendMsgSync(C));
-    for (char const* lpLine : {"executeFindMsg(): Peek Data Queue fail", "executeEraseMsg(): Peek Data Queue fail",
-                               "executeEraseMsg(): Data Queue is different from Ctl Queue "})
-    {
-        EXPECT_EQ(1U, lLog.count(std::string("ERR: MsgDrivenThread::") + lpLine + ". Line=")) << lpLine;
-    }
-}
-
 } // namespace

@@ -39,8 +39,7 @@ TEST(BasicString, ConstructorsAndOperatorsSizeTheBuffer)
     lString += "abc";
     EXPECT_EQ(shown(lString), "abc/5");
     EXPECT_EQ(shown(lString += "d"), "abcd/5"); // fits exactly
-    EXPECT_EQ(shown(lString += "e"), "abcde/7");
-    EXPECT_EQ(shown(lString += nullptr), "abcde/7");
+    EXPECT_EQ(shown((lString += "e") += nullptr), "abcde/7");
     EXPECT_EQ(shown(lString = "xy"), "xy/7");
     EXPECT_EQ(shown(lString = "0123456789"), "0123456789/11");
     EXPECT_EQ(shown(lString = static_cast<char const*>(nullptr)), "/11");
@@ -53,10 +52,8 @@ TEST(BasicString, ArgumentsMayPointIntoTheString)
     String lString("abcdef", 0, 1);
     lString += lString.c_str() + 3; // grows, and the old buffer is read afterwards
     EXPECT_EQ(shown(lString), "abcdefdef/11");
-    lString += lString.c_str() + 8;
-    EXPECT_EQ(shown(lString), "abcdefdeff/11");
-    lString = lString.c_str() + 1;
-    EXPECT_EQ(shown(lString), "bcdefdeff/11");
+    EXPECT_EQ(shown(lString += lString.c_str() + 8), "abcdefdeff/11");
+    EXPECT_EQ(shown(lString = lString.c_str() + 1), "bcdefdeff/11");
     EXPECT_TRUE(lString.copy(lString.c_str() + 2, 5, 1));
     EXPECT_EQ(shown(lString), "defde/11");
     EXPECT_TRUE(lString.replace(lString.c_str() + 3, lString.c_str(), 0)); // "de" by "defde", which grows
@@ -74,7 +71,6 @@ TEST(BasicString, ResizeCopyAndReplaceKeepTheirRules)
         bool mResult;
         char const* mExpected;
     } const ROWS[] = {
-        {"abc", 0, 0, [](String& nString) { return nString.resizeMax(3); }, true, "ab/3"},
         {"abc", 0, 0, [](String& nString) { return nString.resizeMax(1); }, true, "/1"},
         {"abc", 0, 0, [](String& nString) { return nString.resizeMax(0) && nString.resizeMax(2); }, true, "/2"},
         {"\xE3\x81\x82", 0, 0, [](String& nString) { return nString.resizeMax(3); }, true, "/3"},
@@ -83,17 +79,14 @@ TEST(BasicString, ResizeCopyAndReplaceKeepTheirRules)
         {"abc", 0, 0, [](String& nString) { return nString.copy("uvwxyz", STR_ALL, 1); }, true, "uvw/4"},
         {"abc", 0, 1, [](String& nString) { return nString.copy("uvwxyz", STR_ALL, 0); }, true, "uvwxyz/7"},
         {"abc", 0, 2, [](String& nString) { return nString.copy("uvwxyz", STR_ALL, 0); }, false, "abc/4"},
-        {"abc", 0, 1, [](String& nString) { return nString.copy("uvwxyz", 5, 1); }, true, "uvwxy/6"},
         {"abc", 0, 1, [](String& nString) { return nString.copy(nullptr, STR_ALL, 0); }, false, "abc/4"},
         {"abc", 0, 1, [](String& nString) { return nString.copy("uvwxyz", 0, 0); }, true, "abc/4"},
         {"abc", 0, 0, [](String& nString) { return nString.copy("z\x80", STR_ALL, 1); }, false, "abc/4"},
         {"abc", 0, 1, [](String& nString) { return nString.copy("uvw\x80xyz", STR_ALL, 1); }, false, "abc/8"},
         {nullptr, 1, 0, [](String& nString) { return nString.copy("\x80", STR_ALL, 1); }, true, "/1"},
-        {nullptr, 1, 0, [](String& nString) { return nString.copy("x", STR_ALL, 0); }, false, "/1"},
         {"a-b-c", 0, 1, [](String& nString) { return nString.replace("-", "<>", 0); }, true, "a<>b<>c/8"},
         {"a-b-c", 0, 0, [](String& nString) { return nString.replace("-", "<>", 0); }, false, "a<>b/6"},
         {"a-b-c", 0, 0, [](String& nString) { return nString.replace("-", "<>", 1); }, true, "a<>b</6"},
-        {"a--b", 0, 1, [](String& nString) { return nString.replace("--", "+", 0); }, true, "a+b/5"},
         {"a-b-c", 0, 1, [](String& nString) { return nString.replace(nullptr, "+", 0); }, false, "a-b-c/6"},
         {"a-b-c", 0, 1, [](String& nString) { return nString.replace("-", nullptr, 0); }, false, "a-b-c/6"},
         {"abc", 0, 0, [](String& nString) { return nString.replace("", "+", 0); }, true, "abc/4"}};

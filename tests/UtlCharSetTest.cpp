@@ -204,31 +204,27 @@ TEST(CharSet, SharpEdgesAreAsDocumented)
 
 TEST(CharSet, CharactersAgainstTheirCapacity)
 {
-    for (unsigned int lCapacity = 0; lCapacity < 4; ++lCapacity)
-    {
-        std::vector<char> lTarget(lCapacity);
-        unsigned int const lExpected[] = {lCapacity != 1 ? 2 : STR_ERROR, lCapacity % 3 == 0 ? 3 : STR_ERROR};
-        EXPECT_EQ(convertCharFromUtf8ToSjis(lTarget.data(), lCapacity, "\u3042", nullptr), lExpected[0]);
-        EXPECT_EQ(convertCharFromSjisToUtf8(lTarget.data(), lCapacity, "\x82\xA0", nullptr), lExpected[1]);
-        EXPECT_EQ(convertCharFromUtf8ToSjis(nullptr, lCapacity, "\u3042", nullptr), lCapacity == 0 ? 2 : STR_ERROR);
-        EXPECT_EQ(convertCharFromSjisToUtf8(nullptr, lCapacity, "\x82\xA0", nullptr), lCapacity == 0 ? 3 : STR_ERROR);
-    }
+    char lBytes[4] = {};
     unsigned int lConsumed = 0;
-    EXPECT_EQ(convertCharFromUtf8ToSjis(nullptr, 0, std::string("\xE3").c_str(), &lConsumed),
-              1U); // cut off: nothing behind
+    EXPECT_EQ(convertCharFromUtf8ToSjis(nullptr, 0, "\u3042", nullptr), 2U);
+    EXPECT_EQ(convertCharFromSjisToUtf8(nullptr, 0, "\x82\xA0", nullptr), 3U);
+    EXPECT_EQ(convertCharFromUtf8ToSjis(lBytes, 1, "\u3042", nullptr), STR_ERROR);
+    EXPECT_EQ(convertCharFromSjisToUtf8(lBytes, 2, "\x82\xA0", nullptr), STR_ERROR);
+    EXPECT_EQ(convertCharFromUtf8ToSjis(nullptr, 2, "\u3042", nullptr), STR_ERROR);
+    EXPECT_EQ(convertCharFromSjisToUtf8(nullptr, 3, "\x82\xA0", nullptr), STR_ERROR);
+    EXPECT_EQ(convertCharFromUtf8ToSjis(nullptr, 0, std::string("\xE3").c_str(), &lConsumed), 1U); // cut off
     EXPECT_EQ(lConsumed, 3U);
     for (auto const lpConvert : {convertCharFromUtf8ToSjis, convertCharFromSjisToUtf8})
     {
-        char lByte = 0;
-        EXPECT_EQ(lpConvert(&lByte, 0, "\xF4", nullptr), 1U); // stored without a look at the capacity
-        EXPECT_EQ(lByte, '\xF4');
+        lBytes[0] = 0;
+        EXPECT_EQ(lpConvert(lBytes, 0, "\xF4", nullptr), 1U); // stored without a look at the capacity
+        EXPECT_EQ(lBytes[0], '\xF4');
         EXPECT_EQ(lpConvert(nullptr, 0, "A", nullptr), 1U);
-        EXPECT_EQ(lpConvert(&lByte, 1, nullptr, nullptr), STR_ERROR);
+        EXPECT_EQ(lpConvert(lBytes, 1, nullptr, nullptr), STR_ERROR);
     }
     for (auto const& [lUnit, lCapacity, lSize, lBom] : std::vector<std::array<unsigned int, 4>>{
              {0xFEFF, 4, 0, 1}, {0xFFFE, 0, 0, 2}, {0x3042, 2, STR_ERROR, 0}, {0x3042, 0, 3, 0}, {0, 1, 1, 0}})
     {
-        char lBytes[4];
         int lFound = 0;
         EXPECT_EQ(convertCharFromUtf16ToUtf8(lBytes, lCapacity, static_cast<unsigned short>(lUnit), &lFound), lSize);
         EXPECT_EQ(lFound, static_cast<int>(lBom));
@@ -288,32 +284,32 @@ TEST(CharSet, WideTextGoesThroughTheConverterAndBack)
 TEST(CharSet, RawDataTakesTheByteOrderAskedFor)
 {
     using Bytes = std::vector<unsigned char>;
-    std::vector<unsigned short> const UNITS = {0x1234, 0xFF80, 0, 0x5678};
+    using Units = std::vector<unsigned short>;
+    Units const UNITS = {0x1234, 0xFF80, 0, 0x5678};
     Bytes const BIG = {0x12, 0x34, 0xFF, 0x80, 0, 0, 0x56, 0x78};
     Bytes const LITTLE = {0x34, 0x12, 0x80, 0xFF, 0, 0, 0x78, 0x56};
     for (int const lOrder : {1, 0, 2})
     {
         Bytes const& lBytes = lOrder == 1 ? BIG : LITTLE;
+        Bytes lStored(4);
+        Units lUnits(4);
         for (unsigned int const lSize : {0U, 3U, 4U}) // of the destination
         {
-            Bytes lStored(4);
-            std::vector<unsigned short> lUnits(4);
             unsigned int const lExpected = lSize == 3 ? STR_ERROR : 4;
+            EXPECT_TRUE(lStored == Bytes(4) && lUnits == Units(4));
             EXPECT_EQ(convertStrFromDcharToUint8(lStored.data(), lSize, UNITS.data(), STR_ALL, lOrder), lExpected);
-            EXPECT_EQ(lStored, lSize == 4 ? Bytes(lBytes.begin(), lBytes.begin() + 4) : Bytes(4)); // to the 0 unit
             EXPECT_EQ(convertBinFromUint8ToDchar(lUnits.data(), lSize, lBytes.data(), 8, lOrder), lExpected);
-            EXPECT_EQ(lUnits, lSize == 4 ? UNITS : std::vector<unsigned short>(4)); // through it
         }
+        EXPECT_EQ(lStored, Bytes(lBytes.begin(), lBytes.begin() + 4)); // to the 0 unit
+        EXPECT_EQ(lUnits, UNITS);                                      // through it
     }
     unsigned char lStored[4];
     unsigned short lUnits[4];
     EXPECT_EQ(convertStrFromDcharToUint8(lStored, 4, UNITS.data(), 1, 1), 2U);
-    for (unsigned int const lFailed : {convertStrFromDcharToUint8(nullptr, 4, UNITS.data(), 1, 1),
-                                       convertStrFromDcharToUint8(lStored, 4, nullptr, 1, 1),
-                                       convertBinFromUint8ToDchar(nullptr, 4, BIG.data(), 2, 1),
-                                       convertBinFromUint8ToDchar(lUnits, 4, nullptr, 2, 1),
-                                       convertBinFromUint8ToDchar(lUnits, 4, BIG.data(), 3, 1)})
-    {
-        EXPECT_EQ(lFailed, STR_ERROR);
-    }
+    EXPECT_EQ(convertStrFromDcharToUint8(nullptr, 4, UNITS.data(), 1, 1) &
+                  convertStrFromDcharToUint8(lStored, 4, nullptr, 1, 1) &
+                  convertBinFromUint8ToDchar(nullptr, 4, BIG.data(), 2, 1) &
+                  convertBinFromUint8ToDchar(lUnits, 4, nullptr, 2, 1) &
+                  convertBinFromUint8ToDchar(lUnits, 4, BIG.data(), 3, 1),
+              STR_ERROR);
 }

@@ -21,18 +21,11 @@ TEST(BitStream, ErrorsStickUntilClearOrANewBuffer)
     };
     EXPECT_FALSE(lFails([] {}));
     EXPECT_FALSE(lFails([&] { lStream.readBitData(lBytes, 0, -2); }));
-    EXPECT_TRUE(lFails([&] { lStream.readBitToUint8(9, -1); }));
-    EXPECT_TRUE(lFails([&] { lStream.readBitToUint64(1, -2); }));
-    EXPECT_TRUE(lFails([&] { lStream.readBitToUint8(1, 16); }));
     EXPECT_TRUE(lFails([&] { lStream.readBitToUint8(8, 0x7FFFFFFF); }));
     EXPECT_TRUE(lFails([&] { lStream.readBitData(lBytes, 0xFFFFFFFFU, 8); })); // the sum would wrap
     EXPECT_TRUE(lFails([&] { lStream.readBitData(nullptr, 0, 0); }));
     EXPECT_TRUE(lFails([&] { lStream.writeBitData(nullptr, 0, 0); }));
-    EXPECT_TRUE(lFails([&] { lStream.seekBitOffset(0, 3); }));
-    EXPECT_TRUE(lFails([&] { lStream.seekBitOffset(17, 0); }));
-    lStream.seekBitOffset(16, 0); // seeks in spite of the error
-    EXPECT_EQ(lStream.getBitPosition(), 16U);
-
+    lStream.seekBitOffset(16, 0); // in spite of the error
     EXPECT_FALSE(lStream.setBitStream(nullptr, 2));
     EXPECT_FALSE(lStream.setBitStream(lBytes, 0));
     EXPECT_EQ(lStream.getBitStreamBitSize(), 16U);

@@ -16,15 +16,12 @@ TEST(Search, GivesTheLeftmostPlace)
     using IntPair = utl::Pair<int, int>;
     utl::CompareLessPairKey<int, int> const COMPARE;
     IntPair const TABLE[] = {{7, 0}, {7, 1}, {7, 2}, {9, 3}, {20, 4}};
-    for (unsigned int lSize = 0; lSize <= std::size(TABLE); ++lSize)
+    for (int lKey = 6; lKey <= 21; ++lKey)
     {
-        for (int lKey = 6; lKey <= 21; ++lKey)
-        {
-            auto const* const lpPlace = std::lower_bound(TABLE, TABLE + lSize, lKey, COMPARE);
-            bool const lIsFound = lpPlace != TABLE + lSize && lpPlace->mKey == lKey;
-            EXPECT_EQ(lpPlace, TABLE + utl::searchPosition(lKey, TABLE, lSize, COMPARE)) << lKey;
-            EXPECT_EQ(lIsFound ? lpPlace : nullptr, utl::searchBinary(lKey, TABLE, lSize, COMPARE)) << lKey;
-        }
+        auto const* const lpPlace = std::lower_bound(std::begin(TABLE), std::end(TABLE), lKey, COMPARE);
+        bool const lIsFound = lpPlace != std::end(TABLE) && lpPlace->mKey == lKey;
+        EXPECT_EQ(lpPlace, TABLE + utl::searchPosition(lKey, TABLE, 5, COMPARE)) << lKey;
+        EXPECT_EQ(lIsFound ? lpPlace : nullptr, utl::searchBinary(lKey, TABLE, 5, COMPARE)) << lKey;
     }
     for (unsigned int const lSize : {0U, 1U, 0x80000000U})
     {

@@ -8,7 +8,6 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "UtlThreadManager.h"
 #include "internal/UtlHeapPort.h"
@@ -65,10 +64,6 @@ protected:
             gWritten.append(static_cast<char const*>(npText), nSize);
             return static_cast<ssize_t>(nSize);
         }};
-    // The report opens every directory on its way, and the tests may run as root.
-    utl::test::Replaced<int(char const*, mode_t)> mChmod{
-        &utl::internal::SystemCalls::mChmod, [](char const* npPath, mode_t nMode)
-        { return std::strstr(npPath, "utlMemoryTest") == nullptr ? 0 : ::chmod(npPath, nMode); }};
     void* const mpBlock = reinterpret_cast<void*>(0x1234);
     std::string const mId = std::to_string(utl::ThreadManager::getCallerId());
     std::string const mShownId = std::string(10 - mId.size(), ' ') + mId;
@@ -163,12 +158,14 @@ TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
 TEST_F(MemoryTest, ReportsShowTheTables)
 {
     Memory& lMemory = *Memory::get();
-    std::string const lDirectory = testing::TempDir() + "utlMemoryTest" + mId;
-    std::string const lPath = lDirectory + "/deep/report";
+    std::string lDirectory = testing::TempDir() + "utlMemoryTestXXXXXX";
+    ASSERT_NE(nullptr, ::mkdtemp(lDirectory.data()));
+    std::filesystem::current_path(lDirectory); // the report opens the directories on its way, not that one
+    char const* const lpPath = "new/deep/report";
     auto const lReport = [&](bool (*nReport)(char const*))
     {
-        EXPECT_TRUE(nReport(lPath.c_str()));
-        std::ifstream lStream(lPath);
+        EXPECT_TRUE(nReport(lpPath));
+        std::ifstream lStream(lpPath);
         return std::string(std::istreambuf_iterator<char>(lStream), {});
     };
     std::string const lHead = " -----------------\n       No.,       Serial,    Address,   UseBytes,   ThreadId, "
@@ -177,7 +174,7 @@ TEST_F(MemoryTest, ReportsShowTheTables)
         ", 0x00001234,        100, " + mShownId + ", me" + std::string(32, ' ') + ",       10, source/a.cpp, \n";
     Peer::findFileId("source/a.cpp");
     lMemory.registerThreadName(utl::ThreadManager::getCallerId(), "me");
-    EXPECT_FALSE(Peer::reportMarked(lPath.c_str()));
+    EXPECT_FALSE(Peer::reportMarked(lpPath));
     utl::ThreadManager::get(); // its pipe is no leak
     unsigned int const lFdsBefore = utl::test::openFdCount();
     lMemory.updateManagement(0, mpBlock, 100, 0, 10);
@@ -199,9 +196,10 @@ TEST_F(MemoryTest, ReportsShowTheTables)
         lMemory.updateManagement(0, mpBlock, 100, 0, 10);
     }
     utl::test::FailNth<&utl::internal::SystemCalls::mOpen> lFault(0, EACCES);
-    EXPECT_TRUE(Peer::reportTotals(lPath.c_str()) && Peer::reportTotals(nullptr));
+    EXPECT_TRUE(Peer::reportTotals(lpPath) && Peer::reportTotals(nullptr));
     EXPECT_EQ(lFdsBefore, utl::test::openFdCount());
-    EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status(lDirectory + "/deep").permissions());
+    EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status("new/deep").permissions());
+    std::filesystem::current_path("/");
     std::filesystem::remove_all(lDirectory);
 }
 

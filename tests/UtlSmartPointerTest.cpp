@@ -137,19 +137,13 @@ TEST(SmartPointer, ThreadsWithHoldersOfTheirOwnShareTheCount)
 
 std::string gCalls;
 
-int noteCall(char const* npCall, int nHandle)
-{
-    gCalls += npCall + std::to_string(nHandle);
-    return -1; // ignored
-}
-
 TEST(SmartHandle, SyncsAndClosesWhatIsADescriptor)
 {
     using System = utl::internal::SystemCalls;
     utl::test::Replaced lFsync(
-        &System::mFsync, +[](int nHandle) { return noteCall("fsync ", nHandle); });
+        &System::mFsync, +[](int nHandle) { return gCalls += "fsync " + std::to_string(nHandle), -1; });
     utl::test::Replaced lClose(
-        &System::mClose, +[](int nHandle) { return noteCall(" close ", nHandle); });
+        &System::mClose, +[](int nHandle) { return gCalls += " close " + std::to_string(nHandle), -1; });
     for (int lHandle : {0, -1, 7})
     {
         utl::SmartHandle<utl::DestructCloseFile> lHolder(lHandle);

@@ -20,7 +20,7 @@ using utl::Time;
 using utl::internal::SystemCalls;
 using utl::test::lastReport;
 
-using Fields = std::vector<unsigned int>; // year to nanosecond; what is missing at the end is 0
+using Fields = std::vector<int>; // year to nanosecond; what is missing at the end is 0
 
 Fields const EMPTY = {65535, 13, 32, 24, 60, 60, 1000, 1000, 1000};
 
@@ -29,13 +29,6 @@ Time make(Fields nFields)
     nFields.resize(9);
     auto const lAt = [&](std::size_t nIndex) { return static_cast<unsigned short>(nFields[nIndex]); };
     return Time(lAt(0), lAt(1), lAt(2), lAt(3), lAt(4), lAt(5), lAt(6), lAt(7), lAt(8));
-}
-
-Time timeOf(tm const& nDate)
-{
-    auto const lField = [](int nValue) { return static_cast<unsigned short>(nValue); };
-    return Time(lField(nDate.tm_year + 1900), lField(nDate.tm_mon + 1), lField(nDate.tm_mday), lField(nDate.tm_hour),
-                lField(nDate.tm_min), lField(nDate.tm_sec), 0, 0, 0);
 }
 
 Fields fieldsOf(Time const& nTime)
@@ -61,7 +54,7 @@ TEST(Timepiece, FieldsAreTakenWholeOrNotAtAll)
     for (std::size_t lField = 0; lField < 9; ++lField)
     {
         // One past the range at its end, and below it where it begins with 1. A second is brought into its range.
-        for (unsigned int lValue : {EMPTY[lField], lField == 1 || lField == 2 ? 0U : 65535U})
+        for (int lValue : {EMPTY[lField], lField == 1 || lField == 2 ? 0 : 65535})
         {
             Fields lBad = lLast;
             lBad[lField] = lValue;
@@ -132,7 +125,8 @@ TEST(Timepiece, EveryDayIsCountedFormattedAndReadBack)
         for (long long lDay = firstOfMonth(lRange[0], 1); lDay < firstOfMonth(lRange[1], 1); ++lDay)
         {
             tm const lDate = dateOf(lDay);
-            Time const lTime = timeOf(lDate);
+            Time const lTime = make(
+                {lDate.tm_year + 1900, lDate.tm_mon + 1, lDate.tm_mday, lDate.tm_hour, lDate.tm_min, lDate.tm_sec});
             ASSERT_EQ(DAYS_TO_1970 + lDay, lTime.getDays());
             ASSERT_EQ(lTime.year() >= 100 ? formatted(FORMS[0], lDate) : "", httpDate(lTime));
             bool const lIsOfTwoDigits = lTime.year() >= 1970 && lTime.year() < 2070;
@@ -200,31 +194,15 @@ TEST(Timepiece, HttpDatesOfOldYearsAndSmallBuffers)
 }
 
 // Any text: see fuzz/HttpDateFuzz.cpp, which the tests run too.
-TEST(Timepiece, PiecesOfADateAreFoundByTheirShape)
+TEST(Timepiece, WhatIsNoDateChangesNothing)
 {
-    std::string const lFar(20000, 'x');
-    struct
-    {
-        std::string mText;
-        Fields mFields; // none: not a date, and nothing changes
-    } const ROWS[] = {
-        {"1 jan 0099 0:0:0", {1999, 1, 1}},
-        {"12:34:56x7 8:9:10 1 Feb 2000", {2000, 2, 8, 12, 34, 56}}, // a second time is the day
-        {"1st of Marching 02nd 3:4:5", {2002, 3, 1, 3, 4, 5}},
-        {"1 \xEF\xBC\xAF\xEF\xBD\x83\xEF\xBD\x94 2001 4:5:6", {}}, // full-width letters
-        {"1 Oct 2001 4:5:6 " + lFar, {}},                          // too long for the comparison of names
-        {lFar + " 1 Oct 2001 4:5:6", {2001, 10, 1, 4, 5, 6}},
-        {"", {}},
-    };
-    for (auto const& lRow : ROWS)
-    {
-        Fields lExpected = lRow.mFields.empty() ? Fields{1, 2, 3, 4, 5, 6, 7, 8, 9} : lRow.mFields;
-        lExpected.resize(9);
-        Time lTime = make({1, 2, 3, 4, 5, 6, 7, 8, 9});
-        EXPECT_EQ(!lRow.mFields.empty(), lTime.setHttpDate(lRow.mText.c_str())) << lRow.mText.substr(0, 40);
-        EXPECT_EQ(lExpected, fieldsOf(lTime)) << lRow.mText.substr(0, 40);
-    }
-    EXPECT_FALSE(Time().setHttpDate(nullptr));
+    std::string const lDate = "1 Oct 2001 4:5:6 ";
+    std::string const lFar(20000, 'x'); // too long for the comparison of names
+    Time lTime = make({1, 2, 3, 4, 5, 6, 7, 8, 9});
+    EXPECT_FALSE(lTime.setHttpDate(nullptr) || lTime.setHttpDate("") || lTime.setHttpDate((lDate + lFar).c_str()));
+    EXPECT_EQ(make({1, 2, 3, 4, 5, 6, 7, 8, 9}), lTime);
+    EXPECT_TRUE(lTime.setHttpDate((lFar + " " + lDate).c_str()));
+    EXPECT_EQ(make({2001, 10, 1, 4, 5, 6}), lTime);
 }
 
 /// The system's clock under our control, and what the watchdog knows of the calling thread meanwhile.

@@ -2,24 +2,15 @@
 #ifndef UTL_TEST_RESOURCES_H
 #define UTL_TEST_RESOURCES_H
 
-#include <dirent.h>
+#include <filesystem>
+#include <iterator>
 
 namespace utl::test
 {
 
 inline unsigned int entryCount(char const* npDirectory)
 {
-    unsigned int lCount = 0;
-    DIR* const lpDirectory = ::opendir(npDirectory);
-    while (lpDirectory != nullptr && ::readdir(lpDirectory) != nullptr)
-    {
-        ++lCount;
-    }
-    if (lpDirectory != nullptr)
-    {
-        ::closedir(lpDirectory);
-    }
-    return lCount;
+    return static_cast<unsigned int>(std::distance(std::filesystem::directory_iterator(npDirectory), {}));
 }
 
 /// Open descriptors, and threads alive, each plus a constant.

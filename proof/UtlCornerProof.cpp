@@ -185,15 +185,37 @@ bool isAsleep(int nThreadId)
 
 // ---------------------------------------------------------------------------------------------- message threads
 
-/// A message thread that does things on itself.
-class Busy : public Started
+/// A message thread that does things on itself. Of no class between: the thread runs from the constructor on.
+class Busy final : public test::Holdable<MsgDrivenThread>
 {
 public:
+    static constexpr int HOLD = Started::HOLD;
+
+    explicit Busy(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4)
+        : Holdable(nMaxMsgSize, nMaxMsgCount, "under test", nMaxTimerCount)
+    {
+        mRecorder.on(HOLD, [this](int) { park(); });
+        PROVE_EQ(0, start(&mRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    }
+    ~Busy() override { end(); }
+
     using MsgDrivenThread::eraseMsgFromInterruptQueue;
     using MsgDrivenThread::eraseMsgInternal;
     using MsgDrivenThread::hasMsgInternal;
     using MsgDrivenThread::peekMsgInternal;
-    using Started::Started;
+
+    /// As those of Started.
+    bool hold() { return sendMsgAsync(SimpleMsg(HOLD)) && mEntered.wait(); }
+    bool fence() { return sendMsgSync(Started::FENCE); }
+    std::vector<int> ids() const
+    {
+        std::vector<int> lIds;
+        for (auto const& lReceived : mRecorder.received())
+        {
+            lIds.insert(lIds.end(), lReceived.first < HOLD ? 1 : 0, lReceived.first);
+        }
+        return lIds;
+    }
 
     /// Waits until the message thread, in its listener, has done it.
     void doThere(std::function<void()> nWork)
@@ -219,6 +241,9 @@ public:
 
 private:
     static constexpr int DO = HOLD - 1;
+
+public:
+    test::Recorder mRecorder;
 };
 
 template <class F>

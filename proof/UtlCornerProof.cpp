@@ -1290,7 +1290,7 @@ void text()
     char lNarrow[4] = "xyz";
     char const* lpNoFormat = nullptr;
     PROVE_EQ(STR_ERROR, formatStr<char>(nullptr, 4, "%d", 1));
-    PROVE_EQ(STR_ERROR, formatStr<char>(lNarrow, 4, lpNoFormat));
+    PROVE_EQ(STR_ERROR, formatStr<char>(lNarrow, 4, lpNoFormat, 1));
     PROVE_EQ(STR_ERROR, replaceStr<char>(lNarrow, 4, nullptr, "a", "b", 0));
     PROVE_EQ(STR_ERROR, replaceStr<char>(lNarrow, 2, "too long a", "a", "b", 0)); // what is before the match
     unsigned int lBefore = 7;

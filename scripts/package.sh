@@ -78,7 +78,7 @@ tried() {
         cd /root
         dpkg -i ./*.deb >/dev/null
         cmake -S consumer -B build >/dev/null && cmake --build build >/dev/null && build/consumer >/dev/null
-        c++ -std=c++17 consumer/main.cpp $(pkg-config --cflags --libs utl) -o consumer.pc && ./consumer.pc | tail -n 2
+        c++ -std=c++17 consumer/main.cpp consumer/platform.cpp $(pkg-config --cflags --libs utl) -o consumer.pc && ./consumer.pc | tail -n 2
         dpkg -r libutl-dev libutl1 >/dev/null' || failed "$1: the stranger's project"
     say "$1: a stranger's project builds with find_package and pkg-config, and runs"
     rm -rf "$lFresh"

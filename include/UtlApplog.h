@@ -33,8 +33,8 @@ constexpr int LOG_LEVEL_UNKNOWN_TYPE = 6; ///< Only an answer of getFilterLevel.
 ///     extern "C" void BinaryLogWrite(int, char const* npText, unsigned int nLength);
 ///
 /// which the process may define, in itself or in one of its shared libraries; without it there is no binary log.
-/// Caution: one that is defined without extern "C" is not found, nor one in a library that the linker leaves out as
-/// not needed, and nothing says so.
+/// Caution: one that is defined without extern "C" or hidden is not found, nor one in a library that is loaded later or
+/// that the linker leaves out as not needed, and nothing says so.
 ///
 /// Threads:  any, at any moment: also from constructors and destructors of static objects, and while the process
 ///           exits. A line is never torn within one sink, but lines of two threads may come in a different order in

@@ -120,8 +120,8 @@ public:
     int stop(int nWait, unsigned int nTimeoutMs);
 
     /// Puts a message behind all others. Also from the listener, to its own thread.
-    /// Caution: the ids that the library keeps for itself are taken for its own records, and may stay in the queue for
-    /// good; stay below MSG_ID_OUT_OF_BAND.
+    /// Caution: the ids 0x80000000 to 0x80000800 are the library's; posted, they are taken for its own records, or stay
+    /// in the queue for good.
     /// Result: false where the thread does not run or is to stop (in silence), where the message does not fit and where
     ///         a queue is full (logged; of a burst of full data queues the first at level 1, the rest at level 4).
     bool postMsg(Msg const& nMsg);
@@ -289,6 +289,7 @@ private:
     bool appendDataLocked() UTL_REQUIRES(mQueueSyncObject);
     bool appendCtlLocked(int nMsgId, int nParam, bool* npIsWriter) UTL_REQUIRES(mQueueSyncObject);
     bool wake(int nMsgId, int nParam, unsigned int nSlotSize);
+    bool wakeOrEnd(int nMsgId, int nParam, unsigned int nSlotSize);
     bool takeBackLocked(int nMsgId, int nParam, unsigned int nSlotSize) UTL_REQUIRES(mQueueSyncObject);
     bool postRequest(Request nRequest, internal::Answer& nAnswer, Msg const* npInterrupt);
     void finishRequest(internal::Answer& nAnswer);

@@ -43,7 +43,7 @@ struct PipeRecord;
 /// Locks:     mApiSyncObject serialises the operations of other threads, also while one waits; then mDataSyncObject.
 /// Errors:    false for an unknown id and for 256 waiting requests, in silence; false and a line in the log where the
 ///            pipe fails. A kernel that refuses is told by the log alone, and the timer's running state stays; a timer that
-///            it would not delete counts as running and is silent.
+///            it would not delete is silent all the same.
 /// Caution:   time-outs that find 256 requests waiting are lost, and count as waiting all the same: such a timer may
 ///            fall silent until it is stopped and started.
 class UTL_API SharedTimer : public Thread
@@ -161,6 +161,7 @@ private:
     bool postTimerCtlMsg(int nMsgId, int nValue);
     bool appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter) UTL_REQUIRES(mDataSyncObject);
     bool wake(TimerCtlMsg const& nRecord);
+    bool writeOrTakeBack(TimerCtlMsg const& nRecord);
     bool takeBackLocked(TimerCtlMsg const& nRecord) UTL_REQUIRES(mDataSyncObject);
     void hangUp();
     unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);

@@ -27,7 +27,8 @@ class WatchdogTimerListener;
 /// Threads:   any, unless said otherwise.
 /// Signals:   no, but for getCallerId() and getIfCreated().
 /// Forks:     the child has the entries, not the threads: these count as active for ever, the watchdog stands still,
-///            and destroy() waits for ever. The thread that forked has a new id, which is not registered.
+///            and destroy() waits for ever. The thread that forked has a new id, which is not registered. A fork in
+///            the midst of another thread's first get() leaves the watchdog starting: entering its table waits for ever.
 /// Blocking:  for the lock below, and so for a thread that starts, or for the watchdog's alone (reports and most
 ///            operations of the watchdog); the first get(), entry(), destroy(), waitToStop() and
 ///            setWatchdogWatchInterval() for a thread. getCallerId() and getIfCreated() never.

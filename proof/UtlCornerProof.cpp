@@ -556,6 +556,45 @@ void secondSender()
     PROVE(lTimer.waitToStop(lFirst) == 0 && lTimer.waitToStart(lSecond) == 0);
 }
 
+class OneTimer : public SharedTimer
+{
+public:
+    OneTimer()
+        : SharedTimer(0, 0, nullptr, 1, "timer")
+    {
+        PROVE_EQ(1, addTimer(nullptr, LONG_MS, 0, 0));
+    }
+};
+
+/// A sender's record is written and served, and the thread waits again, when a stop comes, owed to the sender, who cannot
+/// write it.
+template <class Stopped>
+void stopThatIsOwed(bool (*npSend)(Stopped&))
+{
+    static Thread* gpStopped = nullptr;
+    static std::atomic<int> gWrites{0};
+    Stopped lStopped;
+    gpStopped = &lStopped;
+    Replaced const lWrite(
+        &SystemCalls::mWrite,
+        [](int nFd, void const* npBytes, std::size_t nSize) -> ssize_t
+        {
+            int const lWrites = ++gWrites;
+            errno = ENOMEM;
+            ssize_t const lWritten = lWrites != 2 ? ::write(nFd, npBytes, nSize) : -1;
+            if (lWrites == 1)
+            {
+                int lLeft = 1;
+                PROVE(test::waitUntil([&] { return ::ioctl(nFd, FIONREAD, &lLeft) == 0 && lLeft == 0; }));
+                PROVE(test::waitUntil([&] { return isAsleep(gpStopped->getId()); }));
+                PROVE_EQ(0, gpStopped->stop(0, 0));
+            }
+            return lWritten;
+        });
+    PROVE(npSend(lStopped));
+    PROVE_EQ(0, gpStopped->waitTo(Thread::STAGE_DONE, 0));
+}
+
 /// The stop is among what could not be written again: the thread ends all the same.
 void stopThatIsLost()
 {
@@ -574,6 +613,9 @@ void stopThatIsLost()
         lTimer.start(lTimerId, 1);
     }
     PROVE_EQ(0, lTimerThread.waitTo(Thread::STAGE_DONE, 0));
+
+    stopThatIsOwed<Busy>([](Busy& nOwing) { return nOwing.postMsg(20); });
+    stopThatIsOwed<OneTimer>([](OneTimer& nOwing) { return nOwing.start(1, 1); });
 
     // A stop whose write fails once is posted again.
     Busy lOther;
@@ -757,11 +799,27 @@ void envelopeToNobody()
     public:
         using MsgDrivenSharedThread::MsgDrivenSharedThread;
         using MsgDrivenSharedThread::receiveMsg;
-    } lThread(4, 4, 1, "nobody", 1);
+    } lThread(4, 4, 2, "nobody", 1);
     PROVE(lThread.attachMsgListener(&lRecorder));
     PROVE_EQ(0, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
     PROVE(lThread.postMsg(Envelope()) && lThread.sendMsgSync(&lRecorder, 20));
     PROVE(lRecorder.received().size() == 1 && lRecorder.count(20) == 1);
+    // A listener hands on what it hears, once: all hear it, and the walk goes on where it was.
+    test::Recorder lSecond; // hears first
+    bool lIsHandedOn = false;
+    lSecond.on(21,
+               [&](int)
+               {
+                   if (!std::exchange(lIsHandedOn, true))
+                   {
+                       ThreadRawMsg lImage(4);
+                       PROVE(SimpleMsg(21).storeTo(&lImage));
+                       lThread.receiveMsg(lThread.getId(), lImage);
+                   }
+               });
+    PROVE(lThread.attachMsgListener(&lSecond) && lThread.sendMsgSync(21));
+    PROVE(lSecond.count(21) == 2 && lRecorder.count(21) == 2);
+    lThread.detachMsgListener(&lSecond);
     // Nor is it found by the thread's other ends.
     PROVE(!lThread.peekMsg(nullptr, 20, nullptr) && !lThread.hasMsg(nullptr, 20));
     PROVE(!lThread.eraseMsg(nullptr, 20) && !lThread.abortMsg(nullptr));
@@ -779,7 +837,7 @@ void envelopeToNobody()
     LogCapture const lLog;
     lThread.receiveMsg(lThread.getId(), lNameless);
     PROVE_EQ(1, lLog.count("Unknown MsgId Received (nobody)"));
-    PROVE(lRecorder.received().size() == 1);
+    PROVE(lRecorder.received().size() == 3);
     PROVE_EQ(0, lThread.stop(1, 0));
 }
 

@@ -131,8 +131,8 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
             nLine.mIsEnded = lChar.mKind == Kind::LF;
         }
     }
-    nLine.mEolSize = lEolSize;
     nLine.mSize = static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), LINE_SIZE_MAX));
+    nLine.mEolSize = std::min(lEolSize, nLine.mSize);
     return lpAt;
 }
 

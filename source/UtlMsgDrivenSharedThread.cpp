@@ -571,11 +571,16 @@ void MsgDrivenSharedThread::route(int nMsgId, int nThreadId, ThreadRawMsg& nRawM
 /// moves the index with those that stay.
 void MsgDrivenSharedThread::forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg)
 {
+    int const lOuterIndex = mForwardIndex; // where a listener hands a message on to all
     for (mForwardIndex = static_cast<int>(mMsgListeners.size()) - 1; mForwardIndex >= 0; --mForwardIndex)
     {
-        (*mMsgListeners.at(static_cast<unsigned int>(mForwardIndex)))->receiveMsg(nThreadId, nRawMsg);
+        ThreadMsgListener* const* const lppListener = mMsgListeners.at(static_cast<unsigned int>(mForwardIndex));
+        if (lppListener != nullptr)
+        {
+            (*lppListener)->receiveMsg(nThreadId, nRawMsg);
+        }
     }
-    mForwardIndex = NO_FORWARD;
+    mForwardIndex = lOuterIndex;
 }
 
 void MsgDrivenSharedThread::onAttachMsgListener(ThreadRawMsg& nRawMsg)

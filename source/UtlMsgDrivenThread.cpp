@@ -108,7 +108,9 @@ int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)
 void MsgDrivenThread::requestStop()
 {
     // Once more where the write failed: nothing else may ever wake the thread.
-    if (!postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) && (isCtlQueueFull() || !postThreadCtlMsg(MSG_ID_STOP_THREAD, -1)))
+    bool const lIsPosted =
+        postThreadCtlMsg(MSG_ID_STOP_THREAD, -1) || (!isCtlQueueFull() && postThreadCtlMsg(MSG_ID_STOP_THREAD, -1));
+    if (!lIsPosted || mpPipe->hasLost())
     {
         hangUp();
     }
@@ -181,7 +183,6 @@ bool MsgDrivenThread::readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead)
     }
     else if (!makeUpRecord(&lRecord))
     {
-        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
         bool const lIsWatched = isUnderWatchdog();
         if (lIsWatched)
         {
@@ -202,10 +203,11 @@ bool MsgDrivenThread::readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead)
     return lIsRead;
 }
 
-/// After pipe records were lost, each control record that is queued gets its turn without.
-/// Result: false when the pipe is to be asked.
+/// Ahead of a read: writes what is owed; after pipe records were lost, each control record that is queued gets its turn
+/// without. Result: false when the pipe is to be asked.
 bool MsgDrivenThread::makeUpRecord(internal::PipeRecord* npRecord)
 {
+    mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
     bool const lHasLost = mpPipe->takeLost();
     if (!lHasLost && mToMakeUp == 0)
     {

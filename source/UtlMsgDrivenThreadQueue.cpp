@@ -62,7 +62,7 @@ bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
         }
     }
     // Without the lock: the message thread is woken by this and needs it at once.
-    return !lIsWriter || wake(nMsg.mMsgId, -1, slotSize());
+    return !lIsWriter || wakeOrEnd(nMsg.mMsgId, -1, slotSize());
 }
 
 bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
@@ -93,7 +93,7 @@ bool MsgDrivenThread::postSync(Msg const& nMsg)
         }
         mpAnswers->mSync.expect();
     }
-    if (!lIsWriter || wake(MSG_ID_SYNC, -1, 0))
+    if (!lIsWriter || wakeOrEnd(MSG_ID_SYNC, -1, 0))
     {
         return true;
     }
@@ -140,7 +140,7 @@ bool MsgDrivenThread::postRequest(Request nRequest, internal::Answer& nAnswer, M
         mPendingRequests |= nRequest;
     }
     // Where the loop has taken the request meanwhile, woken by something else, it is posted after all.
-    if (!lIsWriter || wake(MSG_ID_OUT_OF_BAND, -1, 0) || !takeRequest(nRequest))
+    if (!lIsWriter || wakeOrEnd(MSG_ID_OUT_OF_BAND, -1, 0) || !takeRequest(nRequest))
     {
         return true;
     }
@@ -213,11 +213,19 @@ bool MsgDrivenThread::wake(int nMsgId, int nParam, unsigned int nSlotSize)
         }
     }
     mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
+    return true;
+}
+
+/// wake() where mQueueSyncObject is not held, so that a stop may have come meanwhile: where it is among the records that
+/// could not be written, nothing else would tell the loop.
+bool MsgDrivenThread::wakeOrEnd(int nMsgId, int nParam, unsigned int nSlotSize)
+{
+    bool const lResult = wake(nMsgId, nParam, nSlotSize);
     if (mpPipe->hasLost() && hasRequestedStop())
     {
-        hangUp(); // the stop may be among what could not be written again
+        hangUp();
     }
-    return true;
+    return lResult;
 }
 
 /// Result: false where the record is gone already.
@@ -280,7 +288,10 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
 
 void MsgDrivenThread::callListener(ThreadRawMsg& nRawMsg)
 {
-    mpMsgListener->receiveMsg(getId(), nRawMsg);
+    if (mpMsgListener != nullptr) // Thread::start() gives none
+    {
+        mpMsgListener->receiveMsg(getId(), nRawMsg);
+    }
 }
 
 /// Moves one slot, or what is left, to mOutputRawMsg.

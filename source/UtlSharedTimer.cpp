@@ -296,11 +296,15 @@ bool SharedTimer::request(Kind nKind, int nTimerId, int nNoWait)
         {
             return false;
         }
-        if (lpInfo->mpRunningEvent->isOn() == (nKind == KIND_START))
+        if (nKind == KIND_ERASE && lpInfo->mpRunningEvent->isOff() && lpInfo->mSysTimerNumber == -1)
         {
-            // A timer that rests can go at once. One that runs was started again after its stop, or not stopped by
-            // the kernel, and its listener may be under way.
-            return nKind != KIND_ERASE || removeTimerLocked(nTimerId);
+            return removeTimerLocked(nTimerId);
+        }
+        // What is to go and does not rest was started again after its stop, or is one that the kernel would not delete:
+        // its listener may be under way.
+        if (nKind != KIND_ERASE && lpInfo->mpRunningEvent->isOn() == (nKind == KIND_START))
+        {
+            return true;
         }
         if (!appendLocked(lRecord, &lIsWriter))
         {
@@ -464,9 +468,21 @@ bool SharedTimer::appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter)
     return true;
 }
 
+/// writeOrTakeBack() where no lock is held: where a stop is among the records that could not be written, nothing else would
+/// tell the loop.
+bool SharedTimer::wake(TimerCtlMsg const& nRecord)
+{
+    bool const lResult = writeOrTakeBack(nRecord);
+    if (mpPipe->hasLost() && hasRequestedStop())
+    {
+        hangUp();
+    }
+    return lResult;
+}
+
 /// Writes a pipe record for the record appended last. Where the write fails, that one is taken back: nobody would wake
 /// the loop for it, and it would be served in the place of a later one. Result: false where it was taken back.
-bool SharedTimer::wake(TimerCtlMsg const& nRecord)
+bool SharedTimer::writeOrTakeBack(TimerCtlMsg const& nRecord)
 {
     auto const lCopyOwed = [this](auto... nArguments) { return copyOwed(nArguments...); };
     unsigned int lWritten = 0;
@@ -483,10 +499,6 @@ bool SharedTimer::wake(TimerCtlMsg const& nRecord)
         }
     }
     mpPipe->settle(lCopyOwed); // others have come behind it: it is tried again with theirs
-    if (mpPipe->hasLost() && hasRequestedStop())
-    {
-        hangUp(); // the stop may be among what could not be written again
-    }
     return true;
 }
 
@@ -625,6 +637,10 @@ unsigned int SharedTimer::execute()
 bool SharedTimer::waitForRecord(internal::PipeRecord* npRecord)
 {
     *npRecord = internal::PipeRecord{MSG_ID_NONE, -1};
+    if (!mpPipe->hasBuffered())
+    {
+        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
+    }
     if (mpPipe->takeLost())
     {
         SyncGuard lGuard(mDataSyncObject);
@@ -654,10 +670,6 @@ bool SharedTimer::waitForRecord(internal::PipeRecord* npRecord)
 /// An idle thread is not a hung thread: the watchdog looks away while we wait.
 bool SharedTimer::readRecord(internal::PipeRecord* npRecord, unsigned int* npRead)
 {
-    if (!mpPipe->hasBuffered())
-    {
-        mpPipe->settleBeforeRead([this](auto... nArguments) { return copyOwed(nArguments...); });
-    }
     if (mpPipe->hasBuffered() || !isUnderWatchdog())
     {
         return mpPipe->read(npRecord, npRead);

@@ -58,6 +58,10 @@ TEST(MsgDrivenThread, RunsOnceAndRefusesWhereItWouldWaitForItself)
     EXPECT_TRUE(lThread.getResult(&lResult) && lResult == 0);
     EXPECT_TRUE(lStart(&lThread.mRecorder) == -1 && !lThread.postMsg(A));
 
+    MsgDrivenThread lDeaf(4, 4, "deaf", 0);
+    EXPECT_EQ(0, static_cast<Thread&>(lDeaf).start(0, 0, nullptr, 1, 0, NORMAL, 0));
+    EXPECT_TRUE(lDeaf.sendMsgSync(A) && lDeaf.stop(1, 0) == 0); // nobody listens
+
     MsgDrivenThread lIdle(4, 4, "idle", 0);
     EXPECT_EQ(-1, lIdle.start(nullptr, 0, 0, nullptr, 1, 0, NORMAL, 0));
     EXPECT_FALSE(lIdle.postMsg(A) || lIdle.sendMsgSync(A) || lIdle.hasMsg(A) || lIdle.eraseMsg(A));

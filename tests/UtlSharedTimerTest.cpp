@@ -124,6 +124,10 @@ TEST(SharedTimer, KernelFailuresAreTold)
 
 TEST(SharedTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 {
+    if (KEEPS_SIGNALS_BACK)
+    {
+        GTEST_SKIP();
+    }
     SignalsBlocked const lBlocked; // by the threads that are made here, too
     TestTimer lTimer;
     EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(nullptr, 1, 2)));

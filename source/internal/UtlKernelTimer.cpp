@@ -127,8 +127,7 @@ void TimerSignalSlot::disarm()
     // thread, where all it still does is one write that cannot wait.
     while (mHandlersInside != 0)
     {
-        timespec const lPause{0, 50000};
-        gSystem.mNanosleep(&lPause, nullptr);
+        pauseBriefly();
     }
 }
 

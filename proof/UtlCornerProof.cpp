@@ -5,6 +5,7 @@
 //   UtlCornerProof [CASE]...          all, or those named
 //
 // Each case says what must come out; what does not ends the program with 1, the case and its line, a hang with 3.
+#include "Heap.h"
 #include "Prove.h"
 #include "Utl.h"
 #include "internal/UtlKernelTimer.h"
@@ -35,72 +36,17 @@
 
 namespace
 {
-
 std::atomic<std::size_t> gLargestBlock{SIZE_MAX}; // there is no memory for a larger one
+} // namespace
 
-void* allocate(std::size_t nSize)
+void* utl::proof::allocate(std::size_t nSize)
 {
     return nSize <= gLargestBlock ? std::malloc(nSize != 0 ? nSize : 1) : nullptr;
 }
 
-void* allocateOrThrow(std::size_t nSize)
-{
-    void* const lpBlock = allocate(nSize);
-    if (lpBlock == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    return lpBlock;
-}
-
-/// Not inlined: GCC takes free() for a mismatch of an operator new that it has not inlined.
-__attribute__((noinline)) void giveBack(void* npBlock)
+void utl::proof::giveBack(void* npBlock)
 {
     std::free(npBlock);
-}
-
-} // namespace
-
-// All of them: the address checks bring each one of their own.
-void* operator new(std::size_t nSize)
-{
-    return allocateOrThrow(nSize);
-}
-void* operator new[](std::size_t nSize)
-{
-    return allocateOrThrow(nSize);
-}
-void* operator new(std::size_t nSize, std::nothrow_t const&) noexcept
-{
-    return allocate(nSize);
-}
-void* operator new[](std::size_t nSize, std::nothrow_t const&) noexcept
-{
-    return allocate(nSize);
-}
-void operator delete(void* npBlock) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete[](void* npBlock) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete(void* npBlock, std::size_t) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete[](void* npBlock, std::size_t) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete(void* npBlock, std::nothrow_t const&) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete[](void* npBlock, std::nothrow_t const&) noexcept
-{
-    giveBack(npBlock);
 }
 
 namespace utl

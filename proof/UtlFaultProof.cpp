@@ -10,6 +10,7 @@
 // Behind these: names of scenarios and calls, to run no others.
 
 #include "FaultScenarios.h"
+#include "Heap.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/Resources.h"
@@ -69,7 +70,9 @@ struct AllocationFault
     }
 };
 
-void* allocate(std::size_t nSize)
+} // namespace
+
+void* utl::proof::allocate(std::size_t nSize)
 {
     bool const lFails = AllocationFault::sIsCounting && AllocationFault::of(AllocationFault::tIsScenario).fails();
     void* const lpBlock = lFails ? nullptr : std::malloc(nSize != 0 ? nSize : 1);
@@ -77,63 +80,10 @@ void* allocate(std::size_t nSize)
     return lpBlock;
 }
 
-void* allocateOrThrow(std::size_t nSize)
-{
-    void* const lpBlock = allocate(nSize);
-    if (lpBlock == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    return lpBlock;
-}
-
-void giveBack(void* npBlock)
+void utl::proof::giveBack(void* npBlock)
 {
     gLiveBlocks -= npBlock != nullptr ? 1 : 0;
     std::free(npBlock);
-}
-
-} // namespace
-
-void* operator new(std::size_t nSize)
-{
-    return allocateOrThrow(nSize);
-}
-void* operator new[](std::size_t nSize)
-{
-    return allocateOrThrow(nSize);
-}
-void* operator new(std::size_t nSize, std::nothrow_t const&) noexcept
-{
-    return allocate(nSize);
-}
-void* operator new[](std::size_t nSize, std::nothrow_t const&) noexcept
-{
-    return allocate(nSize);
-}
-void operator delete(void* npBlock) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete[](void* npBlock) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete(void* npBlock, std::size_t) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete[](void* npBlock, std::size_t) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete(void* npBlock, std::nothrow_t const&) noexcept
-{
-    giveBack(npBlock);
-}
-void operator delete[](void* npBlock, std::nothrow_t const&) noexcept
-{
-    giveBack(npBlock);
 }
 
 namespace

@@ -63,7 +63,11 @@ class ThreadWatchdogTestPeer
 {
 public:
     static void timeOut(ThreadWatchdog& nWatchdog, int nId) { nWatchdog.executeWatchdogTimeout(nId); }
-    static WatchdogInfo info(ThreadWatchdog& nWatchdog, int nId) { return *nWatchdog.findWatchdogInfo(nId); }
+    static WatchdogInfo info(ThreadWatchdog& nWatchdog, int nId)
+    {
+        SyncGuard lGuard(nWatchdog.mSyncObject);
+        return *nWatchdog.findWatchdogInfo(nId);
+    }
 };
 
 class SharedTimerTestPeer

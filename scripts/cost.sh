@@ -1,7 +1,7 @@
 #!/bin/sh
 # What the library costs on a device, from the build of preset armhf:  scripts/cost.sh [--check]
-# Writes docs/cost.md; with --check compares it with what stands there: counts and bytes of objects exactly, sizes of the
-# library's file and sections within 3 %, which another compiler may bring.
+# Writes docs/cost.md; with --check compares it with what stands there: counts and bytes of objects exactly, heap within 32
+# bytes, sizes of the library's file and sections within 3 %, which another compiler may bring.
 set -eu
 
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
@@ -72,12 +72,15 @@ if [ "${1:-}" != --check ]; then
     echo "cost: written to $lPage"
     exit 0
 fi
-# Line by line: equal, or the same words with a number that is nearly the same, above the table of objects.
+# Line by line: equal, or the same words with a size that is nearly the same; in the table of objects that is the heap, of
+# which the allocator takes a few bytes more where it finds a free block that is not worth splitting.
 paste -d '\n' $lPage "$lScratch/cost.md" | awk '
     /^## Objects/ { exact = 1 }
     NR % 2 { stated = $0; next }
     stated == $0 { next }
     { n = split(stated, s, "|"); split($0, b, "|")
-      if (exact || n != 4 || s[2] != b[2] || b[3] > s[3] * 1.03 || b[3] < s[3] * 0.97) {
+      near = exact ? n == 7 && s[3] == b[3] && s[5] == b[5] && s[6] == b[6] && b[4] - s[4] <= 32 && s[4] - b[4] <= 32 \
+                   : n == 4 && b[3] <= s[3] * 1.03 && b[3] >= s[3] * 0.97
+      if (!near || s[2] != b[2]) {
           print "stated: " stated "\nis:     " $0; bad = 1 } }
     END { if (bad) print "If this is meant: scripts/cost.sh, and commit docs/cost.md"; exit bad }'

@@ -60,7 +60,7 @@ TEST(MsgDrivenThread, RunsOnceAndRefusesWhereItWouldWaitForItself)
 
     MsgDrivenThread lDeaf(4, 4, "deaf", 0);
     EXPECT_EQ(0, static_cast<Thread&>(lDeaf).start(0, 0, nullptr, 1, 0, NORMAL, 0));
-    EXPECT_TRUE(lDeaf.sendMsgSync(A) && lDeaf.stop(1, 0) == 0); // nobody listens
+    EXPECT_TRUE(lDeaf.sendMsgSync(A) && lDeaf.stop(1, 0) == 0 && lDeaf.leaveManagement()); // nobody listens
 
     MsgDrivenThread lIdle(4, 4, "idle", 0);
     EXPECT_EQ(-1, lIdle.start(nullptr, 0, 0, nullptr, 1, 0, NORMAL, 0));

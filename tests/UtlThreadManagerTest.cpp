@@ -5,6 +5,7 @@
 #include "support/LogCapture.h"
 #include "support/Resources.h"
 
+#include <cstdarg>
 #include <optional>
 #include <string>
 #include <thread>
@@ -24,11 +25,13 @@ using internal::SystemCalls;
 
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 
-template <class... Value>
-std::string line(char const* npFormat, Value... nValues)
+UTL_PRINTF(1, 2) std::string line(char const* npFormat, ...)
 {
     char lLine[256];
-    std::snprintf(lLine, sizeof(lLine), npFormat, nValues...);
+    va_list lValues;
+    va_start(lValues, npFormat);
+    std::vsnprintf(lLine, sizeof(lLine), npFormat, lValues);
+    va_end(lValues);
     return std::string("<UTIL> ") + lLine;
 }
 

@@ -823,7 +823,7 @@ void onTimerThread()
     };
     int const lRings = lTimer.addTimer(&lCall, 1, 1, 0);
     PROVE(lTimer.start(lRings, 0) && lDone.wait());
-    PROVE_EQ(0, lTimer.waitToStop(lRests));
+    PROVE(lTimer.waitToStop(lRests) == 0 && lTimer.eraseTimer(lRings, 0));
     lTimer.restartAll(1);
     PROVE_EQ(0, lTimer.waitToStart(lRests));
     PROVE(lTimer.eraseTimer(lRests, 0) && !lTimer.eraseTimer(lRests, 0));

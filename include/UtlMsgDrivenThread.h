@@ -3,16 +3,11 @@
 #define UTL_MSG_DRIVEN_THREAD_H
 
 #include "UtlMacros.h"
-#include "UtlMap.h"
 #include "UtlMsg.h"
-#include "UtlQueue.h"
-#include "UtlSyncObject.h"
 #include "UtlThread.h"
 #include "UtlThreadMsgListener.h"
 #include "UtlThreadRawMsg.h"
-#include "UtlTimerInfo.h"
 
-#include <atomic>
 #include <memory>
 
 namespace utl
@@ -20,10 +15,7 @@ namespace utl
 
 namespace internal
 {
-class Answer;
-class RecordPipe;
-struct PipeRecord;
-enum class KernelTimerResult;
+struct CtlRecord;
 } // namespace internal
 
 /// Waits for work on its own pipe and gives one message after the other to one listener. Others post to it, send and
@@ -205,17 +197,8 @@ public:
     int remTimerIdCount() const;
 
 protected:
-    /// A record of the control queue, and of the pipe.
-    struct ThreadCtlMsg
-    {
-        int mMsgId = MSG_ID_NONE; ///< what to do
-        int mParam = -1;          ///< with what; a timer's id, for instance
-    };
-
-    /// What the thread is made of.
-    using CtlQueue = Queue<ThreadCtlMsg>;
-    using ByteQueue = Queue<unsigned char>;
-    using TimerMap = Map<int, TimerInfo, int const&, TimerInfo const&, CompareLessPairKey<int, TimerInfo>>;
+    /// A record of the control queue: mMsgId says what to do, mParam with what.
+    using ThreadCtlMsg = internal::CtlRecord;
 
     /// A timer has left the table, however that came. On the message thread, after killTimer on its caller's; no
     /// lock is held.
@@ -241,158 +224,8 @@ protected:
 private:
     friend class MsgDrivenThreadTestPeer;
 
-    /// What the loop looks for ahead of the queue, in mPendingRequests.
-    enum Request : unsigned int
-    {
-        REQUEST_INTERRUPT = 1,
-        REQUEST_ERASE = 2,
-        REQUEST_FIND = 4
-    };
-
-    enum TimeoutResult
-    {
-        TIMEOUT_REARM_FAILED = 0,
-        TIMEOUT_UNKNOWN = 1,
-        TIMEOUT_GOES_ON = 2,
-        TIMEOUT_ENDED = 3
-    };
-
-    enum StartTimerResult
-    {
-        START_FAILED = 0,
-        START_DONE = 1,
-        START_UNKNOWN = 2,
-        START_WAS_RUNNING = 3
-    };
-
-    // The loop
-    bool waitForRecord(ThreadCtlMsg* npRecord);
-    bool readRecord(ThreadCtlMsg* npRecord, unsigned int* npRead);
-    bool makeUpRecord(internal::PipeRecord* npRecord);
-    unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
-    bool isUnderWatchdog();
-    bool executeTurn(ThreadCtlMsg const& nRecord);
-    void reportTurn();
-    bool findWork(ThreadCtlMsg const& nRecord, ThreadCtlMsg* npHead, bool* npIsTaken);
-    bool readHeadLocked(ThreadCtlMsg* npHead) UTL_REQUIRES(mQueueSyncObject);
-    void serveRequests();
-    bool takeRequest(Request nRequest);
-    int dispatch(ThreadCtlMsg const& nHead, bool nIsTaken);
-    int dispatchTimerRequest(ThreadCtlMsg const& nHead);
-    void endOverflow();
-    bool isCtlQueueFull();
-    void hangUp();
-    void endLoop();
-
-    // Sending
-    bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mQueueSyncObject);
-    bool appendDataLocked() UTL_REQUIRES(mQueueSyncObject);
-    bool appendCtlLocked(int nMsgId, int nParam, bool* npIsWriter) UTL_REQUIRES(mQueueSyncObject);
-    bool wake(int nMsgId, int nParam, unsigned int nSlotSize);
-    bool wakeOrEnd(int nMsgId, int nParam, unsigned int nSlotSize);
-    bool takeBackLocked(int nMsgId, int nParam, unsigned int nSlotSize) UTL_REQUIRES(mQueueSyncObject);
-    bool postRequest(Request nRequest, internal::Answer& nAnswer, Msg const* npInterrupt);
-    void finishRequest(internal::Answer& nAnswer);
-    bool postSync(Msg const& nMsg);
-    unsigned int slotSize() const { return mOutputRawMsg.maxSize(); }
-
-    // Receiving
-    void callListener(ThreadRawMsg& nRawMsg);
-    void moveSlotLocked(ByteQueue& nDataQueue) UTL_REQUIRES(mQueueSyncObject);
-    bool takeMsgLocked(int nMsgId) UTL_REQUIRES(mQueueSyncObject);
-    int executeReceiveSync();
-    int executeReceiveInterrupt();
-
-    // Finding and erasing
-    enum WalkStep
-    {
-        WALK_STAYS,
-        WALK_REMOVED,
-        WALK_FAILED,
-        WALK_TIMER_ENDED
-    };
-    struct Walk;
-    bool findInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
-    bool executeFindMsg(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
-    bool executeEraseMsg(MsgJudgementInterface* npJudgement);
-    bool passesLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
-        UTL_REQUIRES(mQueueSyncObject);
-    bool eraseWalk(MsgJudgementInterface& nJudgement, int* npEndedTimerId, bool* npResult);
-    WalkStep eraseStepLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
-        UTL_REQUIRES(mQueueSyncObject);
-    WalkStep eraseTimeoutLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
-        UTL_REQUIRES(mQueueSyncObject);
-    WalkStep eraseSyncLocked(Walk& nWalk, MsgJudgementInterface& nJudgement) UTL_REQUIRES(mQueueSyncObject);
-    WalkStep eraseSlotLocked(Walk& nWalk, MsgJudgementInterface& nJudgement, char const* npFailure, int nLine)
-        UTL_REQUIRES(mQueueSyncObject);
-    WalkStep erasePostedLocked(ThreadCtlMsg const& nRecord, Walk& nWalk, MsgJudgementInterface& nJudgement)
-        UTL_REQUIRES(mQueueSyncObject);
-    void copySlotLocked(Walk const& nWalk) UTL_REQUIRES(mQueueSyncObject);
-    bool earseMsgQueue(unsigned int nCtlIndex, unsigned int nDataPos, unsigned int nDataSize);
-
-    // Timers
-    static bool installSignalHandler();
-    static void admitTimerSignal();
-    TimerInfo* findTimer(int nTimerId);
-    TimerInfo* findTimerStopEntry(int nTimerId);
-    int toUserTimerId(int nSysTimerNumber);
-    int getNextSysTimerNumber();
-    void updateNextUserTimerIdValue();
-    int insertTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
-        UTL_REQUIRES(mQueueSyncObject);
-    void removeTimerLocked(TimerMap& nMap, int nTimerId) UTL_REQUIRES(mQueueSyncObject);
-    int setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
-    bool killTimerHere(int nTimerId);
-    bool postKillTimer(int nTimerId, bool nIsToWait);
-    bool postTimerRequestLocked(int nMsgId, int nTimerId, bool nIsAwaited) UTL_REQUIRES(mQueueSyncObject);
-    bool startTimerByTimerInfo(TimerInfo* npInfo);
-    bool eraseTimerByTimerInfo(TimerInfo* npInfo);
-    void logKernelTimer(internal::KernelTimerResult nResult, TimerInfo const& nInfo, void* npTimerId);
-    void eraseTimeoutRecordsLocked(int nTimerId) UTL_REQUIRES(mQueueSyncObject);
-    int executeStartTimer(int nTimerId);
-    int executeStopTimer(int nTimerId);
-    int executeTimeout(int nTimerId);
-    void executeTimeoutSignal(int nTimerId);
-    TimeoutResult TimeoutPostHandling(int nTimerId);
-    void eraseAllTimer();
-    void disarmTimersLocked() UTL_REQUIRES(mQueueSyncObject);
-
-    ThreadMsgListener* mpMsgListener = nullptr; // constant once the thread runs
-    unsigned int const mMaxMsgCount;            // constant
-    CtlQueue mCtlQueue UTL_GUARDED_BY(mQueueSyncObject);
-    ByteQueue mDataQueue UTL_GUARDED_BY(mQueueSyncObject);
-    std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
-    ByteQueue mInterruptQueue UTL_GUARDED_BY(mQueueSyncObject);
-    ThreadRawMsg mInputRawMsg UTL_GUARDED_BY(mQueueSyncObject);
-    ThreadRawMsg mOutputRawMsg; // the message thread's
-    ThreadRawMsg mFindRawMsg UTL_GUARDED_BY(mQueueSyncObject);
-    ThreadRawMsg* mpPeekRawMsg = nullptr; // under mFindSyncObject, read while the request is pending
-    std::atomic<bool> mSyncResult{false}; // written by the message thread before it answers
-    std::atomic<bool> mInterruptResult{false};
-    std::atomic<bool> mEraseResult{false};
-    std::atomic<bool> mFindResult{false};
-    TimerMap mTimerMap UTL_GUARDED_BY(mQueueSyncObject);
-    TimerMap mTimerStopEntryMap UTL_GUARDED_BY(mQueueSyncObject);
-    int mNextUserTimerId UTL_GUARDED_BY(mQueueSyncObject) = 1;
-    MsgJudgementInterface* mpEraseJudgement = nullptr; // under mEraseSyncObject, read while the request is pending
-    MsgJudgementInterface* mpFindJudgement = nullptr;  // likewise, mFindSyncObject
-    int mNextSysTimerNumber UTL_GUARDED_BY(mQueueSyncObject) = 1;
-    struct Answers;
-    std::unique_ptr<Answers> mpAnswers;                          // constant; who waits for the message thread
-    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant
-    std::atomic<unsigned int> mPendingRequests{0};               // bits of Request, raised under mQueueSyncObject
-    ThreadCtlMsg mAwaitedTimer UTL_GUARDED_BY(mQueueSyncObject); // the request that a caller waits for
-    bool mHasLoopEnded UTL_GUARDED_BY(mQueueSyncObject) = false;
-    unsigned int mToMakeUp = 0; // the message thread's, with the next two: records to do without
-    unsigned int mWatchdogTableVersion = 0;
-    bool mIsUnderWatchdog = false;
-
-    SyncObject mApiSyncObject;           // start, stop, and timer operations of other threads
-    mutable SyncObject mQueueSyncObject; // the innermost
-    SyncObject mSyncSendSyncObject;      // one request of its kind at a time, also while it waits
-    SyncObject mInterruptSendSyncObject;
-    SyncObject mEraseSyncObject;
-    SyncObject mFindSyncObject;
+    class Impl;
+    std::unique_ptr<Impl> const mpImpl;
 };
 
 } // namespace utl

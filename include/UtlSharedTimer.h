@@ -3,27 +3,19 @@
 #define UTL_SHARED_TIMER_H
 
 #include "UtlArray.h"
-#include "UtlEvent.h"
 #include "UtlMacros.h"
-#include "UtlMap.h"
-#include "UtlMsg.h"
-#include "UtlQueue.h"
-#include "UtlSyncObject.h"
 #include "UtlThread.h"
-#include "UtlTimerInfo.h"
 
 #include <memory>
 
 namespace utl
 {
 
-class ThreadManager;
 class TimerListener;
 
 namespace internal
 {
-class RecordPipe;
-struct PipeRecord;
+struct CtlRecord;
 } // namespace internal
 
 /// Calls a TimerListener on its own thread whenever one of its timers expires, for code that has no message thread.
@@ -127,12 +119,8 @@ public:
     virtual void onTime(int nTimerId);
 
 protected:
-    /// A record of the control queue.
-    struct TimerCtlMsg
-    {
-        int mMsgId = MSG_ID_NONE; ///< what to do
-        int mParam = -1;          ///< with which timer
-    };
+    /// A record of the control queue: mMsgId says what to do, mParam with which timer.
+    using TimerCtlMsg = internal::CtlRecord;
 
     unsigned int execute() override;
     void requestStop() override;
@@ -140,74 +128,13 @@ protected:
 private:
     friend class SharedTimerTestPeer;
 
-    class ApiGuard;
-    struct Waiter;
+    class Impl;
 
-    /// What a waiter waits for, and an event of a timer's life fulfils.
-    enum Kind : unsigned int
-    {
-        KIND_START = 1,
-        KIND_STOP = 2,
-        KIND_ERASE = 4,
-        KIND_ANY = KIND_START | KIND_STOP | KIND_ERASE
-    };
-
-    using TimerMap = Map<int, TimerInfo, int const&, TimerInfo const&, CompareLessPairKey<int, TimerInfo>>;
-
-    // For callers
     bool isOwnThread() const;
-    bool request(Kind nKind, int nTimerId, int nNoWait);
-    int await(Kind nKind, int nTimerId);
-    bool postTimerCtlMsg(int nMsgId, int nValue);
-    bool appendLocked(TimerCtlMsg const& nRecord, bool* npIsWriter) UTL_REQUIRES(mDataSyncObject);
-    bool wake(TimerCtlMsg const& nRecord);
-    bool writeOrTakeBack(TimerCtlMsg const& nRecord);
-    bool takeBackLocked(TimerCtlMsg const& nRecord) UTL_REQUIRES(mDataSyncObject);
-    void hangUp();
-    unsigned int copyOwed(internal::PipeRecord* npTarget, unsigned int nMaxCount);
+    template <class Do>
+    void forEachTimer(Do nDo);
 
-    // Tables, numbers, waiters
-    TimerInfo const* findTimer(int nTimerId) const UTL_REQUIRES(mDataSyncObject);
-    TimerInfo* findTimer(int nTimerId);
-    int toUserTimerId(int nSysTimerNumber);
-    int getNextSysTimerNumber();
-    void updateNextUserTimerIdValue();
-    bool removeTimerLocked(int nTimerId) UTL_REQUIRES(mDataSyncObject);
-    void enlistLocked(Waiter& nWaiter) UTL_REQUIRES(mDataSyncObject);
-    void unlistLocked(Waiter const& nWaiter) UTL_REQUIRES(mDataSyncObject);
-    void releaseWaitersLocked(int nTimerId, Kind nKind) UTL_REQUIRES(mDataSyncObject);
-
-    // On the timer thread
-    bool waitForRecord(internal::PipeRecord* npRecord);
-    bool readRecord(internal::PipeRecord* npRecord, unsigned int* npRead);
-    bool isUnderWatchdog();
-    ThreadManager* reportsTo();
-    bool executeTurn(internal::PipeRecord const& nRecord);
-    bool popHead(TimerCtlMsg* npHead);
-    int dispatch(TimerCtlMsg const& nHead);
-    void executeTimeoutSignal(int nTimerId);
-    int updateOnStart(int nTimerId);
-    int updateOnStop(int nTimerId);
-    int updateOnTimeout(int nTimerId);
-    void finishUpdate(int nTimerId);
-    bool startTimerByTimerInfo(TimerInfo* npInfo);
-    bool stopTimerByTimerInfo(TimerInfo* npInfo);
-    void eraseAllTimer();
-
-    Queue<TimerCtlMsg> mCtlQueue UTL_GUARDED_BY(mDataSyncObject);
-    TimerMap mTimerMap UTL_GUARDED_BY(mDataSyncObject);
-    int mNextUserTimerId UTL_GUARDED_BY(mDataSyncObject) = 1;
-    int mNextSysTimerNumber UTL_GUARDED_BY(mDataSyncObject) = 1; // the last one handed out
-    std::unique_ptr<internal::RecordPipe> mpPipe;                // constant
-    Waiter* mpWaiters UTL_GUARDED_BY(mDataSyncObject) = nullptr; // on the stacks of those who wait
-    bool mHasLoopEnded UTL_GUARDED_BY(mDataSyncObject) = false;
-    Event mLoopEvent;             // on once the thread is in its loop
-    unsigned int mOwnWakeUps = 0; // the timer thread's, with the next two
-    unsigned int mWatchdogTableVersion = 0;
-    bool mIsUnderWatchdog = false;
-
-    SyncObject mApiSyncObject;
-    mutable SyncObject mDataSyncObject; // the innermost
+    std::unique_ptr<Impl> const mpImpl;
 };
 
 } // namespace utl

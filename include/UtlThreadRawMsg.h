@@ -7,6 +7,11 @@
 namespace utl
 {
 
+namespace internal
+{
+class SlotImage;
+}
+
 /// Holds a message as bytes: the id in the first 4, then the values as they lie in memory, one directly behind the
 /// other, without tags, lengths or padding; the rest is whatever was there before. A pointer takes sizeof(void*)
 /// bytes. The image always has maxSize() bytes and stays inside the process.
@@ -90,6 +95,11 @@ public:
     unsigned int maxSize() const { return mMaxSize; } ///< Its size in bytes.
 
 private:
+    friend class internal::SlotImage;
+
+    /// An image in a block of somebody else, who takes it away before we go.
+    ThreadRawMsg(unsigned char* npBuffer, unsigned int nSize);
+
     bool setBytes(void const* npBytes, unsigned long long nSize);
     bool getBytes(void* npTarget, unsigned long long nSize);
     template <class T>

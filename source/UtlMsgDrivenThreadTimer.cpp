@@ -1,153 +1,29 @@
 // The timers of a message thread.
 #include "UtlMsgDrivenThread.h"
 
-#include "UtlApplog.h"
-#include "internal/UtlKernelTimer.h"
-#include "internal/UtlMakeSmart.h"
-#include "internal/UtlMsgThreadAnswers.h"
-#include "internal/UtlRecordPipe.h"
+#include "internal/UtlMsgDrivenThreadImpl.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdint>
+#include <optional>
 
 namespace utl
 {
 
-namespace
-{
-
-using internal::KernelTimerResult;
-
-internal::TimerSignal gTimerSignal(2);
-
-/// On whichever thread the kernel chose. Takes no lock and does not block; a failed write is logged by the next
-/// message thread that sees a time-out.
-void TimeoutSignalHandler(int, siginfo_t* npInfo, void*)
-{
-    int const lError = internal::TimerSignalSlot::onSignal(npInfo->si_value.sival_int);
-    if (lError != 0)
-    {
-        gTimerSignal.leaveError(lError);
-    }
-}
-
-void logHandlerError()
-{
-    int const lError = gTimerSignal.takeError();
-    if (lError != 0)
-    {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::TimeoutSignalHandler() Error. write Ret:%u errno:%d", ~0U, lError);
-    }
-}
-
-} // namespace
-
-bool MsgDrivenThread::installSignalHandler()
-{
-    bool const lIsInstalled = gTimerSignal.install(&TimeoutSignalHandler) != -1;
-    if (!lIsInstalled)
-    {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread sigaction  errno:%d", errno);
-    }
-    return lIsInstalled;
-}
-
-void MsgDrivenThread::admitTimerSignal()
-{
-    gTimerSignal.admit();
-}
-
-// ---------------------------------------------------------------------------------------------- tables and numbers
-
-TimerInfo* MsgDrivenThread::findTimer(int nTimerId)
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    auto* const lpPair = mTimerMap.find(nTimerId);
-    return lpPair != nullptr ? &lpPair->mValue : nullptr;
-}
-
-TimerInfo* MsgDrivenThread::findTimerStopEntry(int nTimerId)
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    auto* const lpPair = mTimerStopEntryMap.find(nTimerId);
-    return lpPair != nullptr ? &lpPair->mValue : nullptr;
-}
-
-/// The timer that goes by a system number now, or -1.
-int MsgDrivenThread::toUserTimerId(int nSysTimerNumber)
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    return internal::userTimerIdOf(mTimerMap, nSysTimerNumber);
-}
-
-int MsgDrivenThread::getNextSysTimerNumber()
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    mNextSysTimerNumber =
-        internal::nextSysTimerNumber(mNextSysTimerNumber, [this](int nNumber) { return toUserTimerId(nNumber) != -1; });
-    return mNextSysTimerNumber;
-}
-
-/// The next id that no timer has, nor one that is just being stopped.
-void MsgDrivenThread::updateNextUserTimerIdValue()
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    do
-    {
-        mNextUserTimerId = mNextUserTimerId == INT_MAX ? 1 : mNextUserTimerId + 1;
-    } while (findTimer(mNextUserTimerId) != nullptr || findTimerStopEntry(mNextUserTimerId) != nullptr);
-}
-
-int MsgDrivenThread::remTimerIdCount() const
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    return static_cast<int>(mTimerMap.maxSize() - mTimerMap.size());
-}
-
-/// Makes a timer that rests. Result: its id, -1 where the table is full or the loop has ended.
-int MsgDrivenThread::insertTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
-{
-    if (mHasLoopEnded)
-    {
-        return -1;
-    }
-    TimerInfo lInfo;
-    lInfo.mIntervalMs = static_cast<int>(nIntervalMs);
-    lInfo.mMaxTimeoutCount = nMaxTimeoutCount;
-    lInfo.mIsFreeRunning = nIsFreeRunning;
-    lInfo.mpRunningEvent = internal::makeSmart<Event>(0, 1);
-    lInfo.mpSignalValue = TimerSignalValue::allocate();
-    int const lTimerId = mNextUserTimerId;
-    if (lInfo.mpSignalValue == nullptr || !mTimerMap.insert(lTimerId, lInfo))
-    {
-        TimerSignalValue::release(lInfo.mpSignalValue);
-        return -1;
-    }
-    updateNextUserTimerIdValue();
-    return lTimerId;
-}
-
-/// Takes a timer, whose kernel timer is gone, out of the table that has it and tells its event.
-void MsgDrivenThread::removeTimerLocked(TimerMap& nMap, int nTimerId)
-{
-    auto* const lpPair = nMap.find(nTimerId);
-    TimerSignalValue::release(lpPair->mValue.mpSignalValue);
-    SmartPointer<Event> const lpEvent = lpPair->mValue.mpRunningEvent;
-    nMap.erase(nTimerId);
-    lpEvent->setOff();
-}
+using internal::TimerFate;
+using internal::TimerTable;
+using internal::TimerWaiter;
 
 // ---------------------------------------------------------------------------------------------- for callers
 
+int MsgDrivenThread::remTimerIdCount() const
+{
+    SyncGuard lGuard(mpImpl->mSyncObject);
+    TimerTable::TimerMap const& lTimers = mpImpl->mTimers.map();
+    return static_cast<int>(lTimers.maxSize() - lTimers.size());
+}
+
 int MsgDrivenThread::registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    if (!isInService())
-    {
-        return -1;
-    }
-    SyncGuard lGuard(mQueueSyncObject);
-    return insertTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
+    return isInService() ? mpImpl->registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning) : -1;
 }
 
 int MsgDrivenThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
@@ -156,271 +32,222 @@ int MsgDrivenThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned in
     {
         return -1;
     }
-    if (isOwnThread())
-    {
-        return setTimerHere(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
-    }
-    SyncGuard lApiGuard(mApiSyncObject);
-    int lTimerId = -1;
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        lTimerId = insertTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
-        if (lTimerId == -1)
-        {
-            return -1;
-        }
-        if (!postTimerRequestLocked(MSG_ID_START_TIMER, lTimerId, nNoWait == 0))
-        {
-            removeTimerLocked(mTimerMap, lTimerId);
-            mNextUserTimerId = lTimerId;
-            return -1;
-        }
-    }
-    if (nNoWait == 0)
-    {
-        mpAnswers->mTimer.wait();
-    }
-    return lTimerId;
-}
-
-int MsgDrivenThread::setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
-{
-    SyncGuard lGuard(mQueueSyncObject);
-    int const lTimerId = insertTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
-    if (lTimerId == -1)
-    {
-        return -1;
-    }
-    if (executeStartTimer(lTimerId) == START_DONE)
-    {
-        return lTimerId;
-    }
-    removeTimerLocked(mTimerMap, lTimerId);
-    mNextUserTimerId = lTimerId;
-    return -1;
+    return isOwnThread() ? mpImpl->setTimerHere(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning)
+                         : mpImpl->setTimer(nIntervalMs, nNoWait, nMaxTimeoutCount, nIsFreeRunning);
 }
 
 bool MsgDrivenThread::startTimer(int nTimerId, int nNoWait)
 {
-    if (!isInService())
-    {
-        return false;
-    }
-    if (isOwnThread())
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        executeStartTimer(nTimerId);
-        return true;
-    }
-    SyncGuard lApiGuard(mApiSyncObject);
-    bool lIsAwaited = false;
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        TimerInfo const* const lpInfo = findTimer(nTimerId);
-        if (lpInfo == nullptr)
-        {
-            return false;
-        }
-        lIsAwaited = nNoWait == 0 && lpInfo->mpRunningEvent->isOff();
-        if (!postTimerRequestLocked(MSG_ID_START_TIMER, nTimerId, lIsAwaited))
-        {
-            return false;
-        }
-    }
-    if (lIsAwaited)
-    {
-        mpAnswers->mTimer.wait();
-    }
-    return true;
+    return isInService() && (isOwnThread() ? mpImpl->startTimerHere(nTimerId) : mpImpl->startTimer(nTimerId, nNoWait));
 }
 
 bool MsgDrivenThread::killTimer(int nTimerId, int nNoWait)
 {
-    if (!isRunning())
+    if (!isRunning() || !(isOwnThread() ? mpImpl->killTimerHere(nTimerId) : mpImpl->killTimer(nTimerId, nNoWait)))
     {
         return false;
     }
-    if (isOwnThread())
-    {
-        return killTimerHere(nTimerId);
-    }
-    {
-        SyncGuard lApiGuard(mApiSyncObject);
-        if (!postKillTimer(nTimerId, nNoWait == 0))
-        {
-            return false;
-        }
-    }
     onEraseTimer(nTimerId);
-    return true;
-}
-
-bool MsgDrivenThread::killTimerHere(int nTimerId)
-{
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        if (!eraseTimerByTimerInfo(findTimer(nTimerId)))
-        {
-            return false;
-        }
-        removeTimerLocked(mTimerMap, nTimerId);
-    }
-    onEraseTimer(nTimerId);
-    return true;
-}
-
-/// Takes the timer out of mTimerMap, so that no time-out finds it any more, and has the message thread delete it.
-bool MsgDrivenThread::postKillTimer(int nTimerId, bool nIsToWait)
-{
-    bool lIsAwaited = false;
-    {
-        SyncGuard lGuard(mQueueSyncObject);
-        TimerInfo* const lpInfo = findTimer(nTimerId);
-        if (mHasLoopEnded || lpInfo == nullptr)
-        {
-            return false;
-        }
-        bool const lIsHandedOver = mTimerStopEntryMap.insert(nTimerId, *lpInfo);
-        lIsAwaited = nIsToWait && lpInfo->mpRunningEvent->isOn();
-        if (!postTimerRequestLocked(MSG_ID_STOP_TIMER, nTimerId, lIsAwaited))
-        {
-            mTimerStopEntryMap.erase(nTimerId);
-            return false;
-        }
-        if (lIsHandedOver)
-        {
-            mTimerMap.erase(nTimerId);
-        }
-        else
-        {
-            // No room to hand it over: the kernel allows it here too. The record posted still tells when the message
-            // thread has seen the last of it.
-            eraseTimerByTimerInfo(lpInfo);
-            removeTimerLocked(mTimerMap, nTimerId);
-        }
-    }
-    if (lIsAwaited)
-    {
-        mpAnswers->mTimer.wait();
-    }
-    return true;
-}
-
-/// With mApiSyncObject held as well, so that one caller waits at a time.
-bool MsgDrivenThread::postTimerRequestLocked(int nMsgId, int nTimerId, bool nIsAwaited)
-{
-    if (!postThreadCtlMsg(nMsgId, nTimerId))
-    {
-        return false;
-    }
-    if (nIsAwaited)
-    {
-        mAwaitedTimer.mMsgId = nMsgId;
-        mAwaitedTimer.mParam = nTimerId;
-        mpAnswers->mTimer.expect();
-    }
     return true;
 }
 
 void MsgDrivenThread::onEraseTimer(int) {}
 
-// ---------------------------------------------------------------------------------------------- kernel timers
-
-void MsgDrivenThread::logKernelTimer(KernelTimerResult nResult, TimerInfo const& nInfo, void* npTimerId)
+/// Makes a timer that rests. Result: its id, -1 if the table is full or the loop has ended.
+int MsgDrivenThread::Impl::addTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    int const lError = errno;
-    unsigned int const lTimerId = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(npTimerId));
-    switch (nResult)
+    if (hasEndedLocked())
     {
-    case KernelTimerResult::DONE:
-        break;
-    case KernelTimerResult::CREATE_FAILED:
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) timer_create SysTimerId:0x%08x errno:%d\n", getName().c_str(),
-               lTimerId, lError);
-        break;
-    case KernelTimerResult::SETTIME_FAILED:
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) timer_settime SysTimerId:0x%08x errno:%d\n", getName().c_str(),
-               lTimerId, lError);
-        break;
-    case KernelTimerResult::DELETE_FAILED:
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread(%s) timer_delete SysTimerNum:0x%08x errno:%d", getName().c_str(),
-               static_cast<unsigned int>(nInfo.mSysTimerNumber), lError);
-        break;
+        return -1;
     }
+    return mTimers.add(nullptr, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning,
+                       [this](int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS // under the lock
+                       { return mTimerStopEntryMap.find(nTimerId) != nullptr; });
 }
 
-bool MsgDrivenThread::startTimerByTimerInfo(TimerInfo* npInfo)
+int MsgDrivenThread::Impl::registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    // Where the constructor failed to install the handler: without it the signal would end the process.
-    if (!installSignalHandler())
-    {
-        return false;
-    }
-    void* lpTimerId = nullptr;
-    KernelTimerResult const lResult = internal::startKernelTimer(
-        *npInfo, gTimerSignal.number(), getNextSysTimerNumber(), mpPipe->writeFd(), &lpTimerId);
-    logKernelTimer(lResult, *npInfo, lpTimerId);
-    return lResult == KernelTimerResult::DONE;
+    SyncGuard lGuard(mSyncObject);
+    return addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
 }
 
-/// Deletes the kernel timer, where one runs, and its waiting time-outs.
-bool MsgDrivenThread::eraseTimerByTimerInfo(TimerInfo* npInfo)
+int MsgDrivenThread::Impl::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount,
+                                    int nIsFreeRunning)
 {
-    if (npInfo == nullptr)
+    int lTimerId = -1;
+    std::optional<TimerWaiter> lWaiter;
     {
-        return false;
+        SyncGuard lGuard(mSyncObject);
+        lTimerId = addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
+        if (lTimerId == -1)
+        {
+            return -1;
+        }
+        if (nNoWait == 0)
+        {
+            lWaiter.emplace(lTimerId, TimerFate::RUNS);
+        }
+        if (!postTimerRequestLocked({MSG_ID_START_TIMER, lTimerId}, lWaiter))
+        {
+            mTimers.withdraw(lTimerId);
+            return -1;
+        }
     }
-    if (npInfo->mSysTimerNumber == -1)
+    if (lWaiter)
     {
-        return true;
+        lWaiter->wait();
     }
-    KernelTimerResult const lResult = internal::deleteKernelTimer(*npInfo);
-    if (lResult != KernelTimerResult::DONE)
+    return lTimerId;
+}
+
+int MsgDrivenThread::Impl::setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+{
+    SyncGuard lGuard(mSyncObject);
+    int const lTimerId = addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
+    if (lTimerId != -1 && executeStartTimerLocked(lTimerId) != START_DONE)
     {
-        logKernelTimer(lResult, *npInfo, nullptr);
-        return false;
+        mTimers.withdraw(lTimerId);
+        return -1;
     }
-    SyncGuard lGuard(mQueueSyncObject);
-    eraseTimeoutRecordsLocked(toUserTimerId(npInfo->mSysTimerNumber));
-    npInfo->mSysTimerId = nullptr;
-    npInfo->mPendingTimeoutCount = 0;
-    npInfo->mSysTimerNumber = -1;
+    return lTimerId;
+}
+
+bool MsgDrivenThread::Impl::startTimer(int nTimerId, int nNoWait)
+{
+    std::optional<TimerWaiter> lWaiter;
+    {
+        SyncGuard lGuard(mSyncObject);
+        TimerInfo const* const lpInfo = mTimers.find(nTimerId);
+        if (lpInfo == nullptr)
+        {
+            return false;
+        }
+        if (nNoWait == 0 && lpInfo->mpRunningEvent->isOff())
+        {
+            lWaiter.emplace(nTimerId, TimerFate::RUNS);
+        }
+        if (!postTimerRequestLocked({MSG_ID_START_TIMER, nTimerId}, lWaiter))
+        {
+            return false;
+        }
+    }
+    if (lWaiter)
+    {
+        lWaiter->wait();
+    }
     return true;
 }
 
-/// The waiting time-outs of one timer; all others keep their order.
-void MsgDrivenThread::eraseTimeoutRecordsLocked(int nTimerId)
+bool MsgDrivenThread::Impl::startTimerHere(int nTimerId)
 {
-    for (unsigned int lIndex = mCtlQueue.size(); lIndex-- > 0;)
+    SyncGuard lGuard(mSyncObject);
+    executeStartTimerLocked(nTimerId);
+    return true;
+}
+
+bool MsgDrivenThread::Impl::killTimer(int nTimerId, int nNoWait)
+{
+    std::optional<TimerWaiter> lWaiter;
     {
-        ThreadCtlMsg const* const lpRecord = mCtlQueue.at(lIndex);
-        if (lpRecord->mMsgId == MSG_ID_TIMEOUT && lpRecord->mParam == nTimerId)
+        SyncGuard lGuard(mSyncObject);
+        TimerInfo const* const lpInfo = mTimers.find(nTimerId);
+        if (hasEndedLocked() || lpInfo == nullptr)
         {
-            mCtlQueue.erase(lIndex, 1);
+            return false;
+        }
+        if (nNoWait == 0 && lpInfo->mpRunningEvent->isOn())
+        {
+            lWaiter.emplace(nTimerId, TimerFate::GOES);
+        }
+        if (!handOverToKillLocked(nTimerId, lWaiter))
+        {
+            return false;
         }
     }
+    if (lWaiter)
+    {
+        lWaiter->wait();
+    }
+    return true;
+}
+
+/// Takes the timer out of mTimers, so that no time-out finds it any more, and has the message thread delete it.
+bool MsgDrivenThread::Impl::handOverToKillLocked(int nTimerId, std::optional<TimerWaiter>& nWaiter)
+{
+    TimerInfo& lInfo = *mTimers.find(nTimerId);
+    bool const lIsHandedOver = mTimerStopEntryMap.insert(nTimerId, lInfo);
+    if (!postTimerRequestLocked({MSG_ID_STOP_TIMER, nTimerId}, nWaiter))
+    {
+        mTimerStopEntryMap.erase(nTimerId);
+        return false;
+    }
+    if (!lIsHandedOver)
+    {
+        // No room to hand it over: the kernel allows it here too. The record posted still tells when the message thread
+        // has seen the last of it.
+        stopTimerLocked(nTimerId, lInfo);
+        lInfo.mpRunningEvent->setOff();
+    }
+    mTimers.map().erase(nTimerId);
+    return true;
+}
+
+bool MsgDrivenThread::Impl::killTimerHere(int nTimerId)
+{
+    SyncGuard lGuard(mSyncObject);
+    TimerInfo* const lpInfo = mTimers.find(nTimerId);
+    if (lpInfo == nullptr || !stopTimerLocked(nTimerId, *lpInfo))
+    {
+        return false;
+    }
+    removeTimerLocked(mTimers.map(), nTimerId);
+    return true;
+}
+
+/// Written with the lock held, so that a timer's entry and its request come, or go, at once.
+bool MsgDrivenThread::Impl::postTimerRequestLocked(CtlRecord const& nRecord, std::optional<TimerWaiter>& nWaiter)
+{
+    Wake lWake;
+    if (!appendLocked(nRecord, &lWake) || !wake(nRecord, lWake, [] {}))
+    {
+        return false;
+    }
+    if (nWaiter)
+    {
+        mWaiters.enlistRequest(*nWaiter,
+                               countRequestsLocked(nRecord.mParam, {MSG_ID_START_TIMER, MSG_ID_STOP_TIMER}) - 1);
+    }
+    return true;
+}
+
+/// Takes a timer, whose kernel timer is gone, out of the table that has it and tells its event.
+void MsgDrivenThread::Impl::removeTimerLocked(TimerTable::TimerMap& nMap, int nTimerId)
+{
+    SmartPointer<Event> const lpEvent = nMap.find(nTimerId)->mValue.mpRunningEvent;
+    nMap.erase(nTimerId);
+    lpEvent->setOff();
 }
 
 // ---------------------------------------------------------------------------------------------- on the message thread
 
-int MsgDrivenThread::dispatchTimerRequest(ThreadCtlMsg const& nHead)
+int MsgDrivenThread::Impl::dispatchTimerRequest(CtlRecord const& nWork)
 {
-    bool const lIsStart = nHead.mMsgId == MSG_ID_START_TIMER;
-    int const lResult =
-        lIsStart ? (executeStartTimer(nHead.mParam) == START_FAILED ? -1 : 0) : executeStopTimer(nHead.mParam);
-    SyncGuard lGuard(mQueueSyncObject);
-    if (mAwaitedTimer.mMsgId == nHead.mMsgId && mAwaitedTimer.mParam == nHead.mParam)
+    SyncGuard lGuard(mSyncObject);
+    bool const lIsStart = nWork.mMsgId == MSG_ID_START_TIMER;
+    int const lResult = lIsStart ? (executeStartTimerLocked(nWork.mParam) == START_FAILED ? -1 : 0)
+                                 : executeStopTimerLocked(nWork.mParam);
+    CtlRecord const* const lpHead = mCtlQueue.head();
+    if (lpHead != nullptr && *lpHead == nWork) // unless a subclass has erased it meanwhile
     {
-        mAwaitedTimer = ThreadCtlMsg();
-        mpAnswers->mTimer.give();
+        mCtlQueue.pop();
     }
+    mWaiters.onServed(nWork.mParam, lIsStart ? TimerFate::RUNS : TimerFate::GOES);
     return lResult;
 }
 
-int MsgDrivenThread::executeStartTimer(int nTimerId)
+int MsgDrivenThread::Impl::executeStartTimerLocked(int nTimerId)
 {
-    SyncGuard lGuard(mQueueSyncObject);
-    TimerInfo* const lpInfo = findTimer(nTimerId);
+    TimerInfo* const lpInfo = mTimers.find(nTimerId);
     if (lpInfo == nullptr)
     {
         return START_UNKNOWN;
@@ -430,7 +257,7 @@ int MsgDrivenThread::executeStartTimer(int nTimerId)
         return START_WAS_RUNNING;
     }
     lpInfo->mTimeoutCount = 0;
-    if (!startTimerByTimerInfo(lpInfo))
+    if (!mTimers.arm(*lpInfo))
     {
         return START_FAILED;
     }
@@ -438,38 +265,20 @@ int MsgDrivenThread::executeStartTimer(int nTimerId)
     return START_DONE;
 }
 
-int MsgDrivenThread::executeStopTimer(int nTimerId)
+int MsgDrivenThread::Impl::executeStopTimerLocked(int nTimerId)
 {
-    SyncGuard lGuard(mQueueSyncObject);
-    TimerInfo* const lpInfo = findTimerStopEntry(nTimerId);
-    if (lpInfo == nullptr)
+    auto* const lpPair = mTimerStopEntryMap.find(nTimerId);
+    if (lpPair == nullptr)
     {
         return 0;
     }
-    int const lResult = eraseTimerByTimerInfo(lpInfo) ? 0 : -1;
-    eraseTimeoutRecordsLocked(nTimerId); // the timer has left the table by which the step above finds them
+    int const lResult = mTimers.disarm(lpPair->mValue) ? 0 : -1;
+    eraseTimeoutsLocked(nTimerId);
     removeTimerLocked(mTimerStopEntryMap, nTimerId);
     return lResult;
 }
 
-/// A signal of the timer has come over the pipe: queues a time-out, unless enough of them wait.
-void MsgDrivenThread::executeTimeoutSignal(int nTimerId)
-{
-    logHandlerError();
-    SyncGuard lGuard(mQueueSyncObject);
-    TimerInfo* const lpInfo = findTimer(nTimerId);
-    if (lpInfo == nullptr || !internal::mayQueueTimeout(*lpInfo))
-    {
-        return;
-    }
-    ++lpInfo->mPendingTimeoutCount;
-    if (!postThreadCtlMsg(MSG_ID_TIMEOUT, nTimerId))
-    {
-        --lpInfo->mPendingTimeoutCount; // lost, but not the ones after it
-    }
-}
-
-int MsgDrivenThread::executeTimeout(int nTimerId)
+int MsgDrivenThread::Impl::executeTimeout(int nTimerId)
 {
     TimerMsg lMsg;
     lMsg.mTimerId = nTimerId;
@@ -477,31 +286,27 @@ int MsgDrivenThread::executeTimeout(int nTimerId)
     {
         return -1;
     }
-    callListener(mOutputRawMsg);
-    switch (TimeoutPostHandling(nTimerId))
+    callListener();
+    TimeoutResult const lResult = timeoutPostHandling(nTimerId);
+    if (lResult == TIMEOUT_ENDED)
     {
-    case TIMEOUT_REARM_FAILED:
-        return -1;
-    case TIMEOUT_ENDED:
-        onEraseTimer(nTimerId);
-        return 0;
-    default:
-        return 0;
+        mThread.onEraseTimer(nTimerId);
     }
+    return lResult == TIMEOUT_REARM_FAILED ? -1 : 0;
 }
 
-MsgDrivenThread::TimeoutResult MsgDrivenThread::TimeoutPostHandling(int nTimerId)
+MsgDrivenThread::Impl::TimeoutResult MsgDrivenThread::Impl::timeoutPostHandling(int nTimerId)
 {
-    SyncGuard lGuard(mQueueSyncObject);
-    TimerInfo* const lpInfo = findTimer(nTimerId);
+    SyncGuard lGuard(mSyncObject);
+    TimerInfo* const lpInfo = mTimers.find(nTimerId);
     if (lpInfo == nullptr)
     {
         return TIMEOUT_UNKNOWN;
     }
-    if (internal::countTimeout(*lpInfo))
+    if (TimerTable::countTimeout(*lpInfo))
     {
-        eraseTimerByTimerInfo(lpInfo);
-        removeTimerLocked(mTimerMap, nTimerId);
+        stopTimerLocked(nTimerId, *lpInfo);
+        removeTimerLocked(mTimers.map(), nTimerId);
         return TIMEOUT_ENDED;
     }
     if (lpInfo->mIsFreeRunning != 0)
@@ -509,8 +314,8 @@ MsgDrivenThread::TimeoutResult MsgDrivenThread::TimeoutPostHandling(int nTimerId
         return TIMEOUT_GOES_ON;
     }
     // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
-    eraseTimerByTimerInfo(lpInfo);
-    if (startTimerByTimerInfo(lpInfo))
+    stopTimerLocked(nTimerId, *lpInfo);
+    if (mTimers.arm(*lpInfo))
     {
         return TIMEOUT_GOES_ON;
     }
@@ -518,51 +323,37 @@ MsgDrivenThread::TimeoutResult MsgDrivenThread::TimeoutPostHandling(int nTimerId
     return TIMEOUT_REARM_FAILED;
 }
 
-/// From here on no signal of a timer writes to the pipe.
-void MsgDrivenThread::disarmTimersLocked()
-{
-    for (TimerMap* const lpMap : {&mTimerMap, &mTimerStopEntryMap})
-    {
-        for (unsigned int lIndex = 0; lIndex < lpMap->size(); ++lIndex)
-        {
-            lpMap->at(lIndex)->mValue.mpSignalValue->disarm();
-        }
-    }
-}
-
 /// After the loop: every timer goes, in descending order of id.
-void MsgDrivenThread::eraseAllTimer()
+void MsgDrivenThread::Impl::eraseAllTimer()
 {
     for (;;)
     {
         int lTimerId = -1;
         {
-            SyncGuard lGuard(mQueueSyncObject);
-            auto* const lpLast = mTimerMap.at(mTimerMap.size() - 1);
+            SyncGuard lGuard(mSyncObject);
+            auto* const lpLast = mTimers.map().at(mTimers.map().size() - 1);
             if (lpLast == nullptr)
             {
                 break;
             }
             lTimerId = lpLast->mKey;
-            eraseTimerByTimerInfo(&lpLast->mValue);
-            removeTimerLocked(mTimerMap, lTimerId);
+            stopTimerLocked(lTimerId, lpLast->mValue);
+            removeTimerLocked(mTimers.map(), lTimerId);
         }
-        onEraseTimer(lTimerId);
+        mThread.onEraseTimer(lTimerId);
     }
-    SyncGuard lGuard(mQueueSyncObject);
+    SyncGuard lGuard(mSyncObject);
     while (auto* const lpLast = mTimerStopEntryMap.at(mTimerStopEntryMap.size() - 1))
     {
-        eraseTimerByTimerInfo(&lpLast->mValue);
+        mTimers.disarm(lpLast->mValue);
         removeTimerLocked(mTimerStopEntryMap, lpLast->mKey);
     }
-    for (unsigned int lIndex = mCtlQueue.size(); lIndex-- > 0;)
-    {
-        int const lMsgId = mCtlQueue.at(lIndex)->mMsgId;
-        if (lMsgId == MSG_ID_START_TIMER || lMsgId == MSG_ID_STOP_TIMER || lMsgId == MSG_ID_TIMEOUT)
+    mCtlQueue.eraseIf(
+        [](CtlRecord const& nRecord)
         {
-            mCtlQueue.erase(lIndex, 1);
-        }
-    }
+            return nRecord.mMsgId == MSG_ID_START_TIMER || nRecord.mMsgId == MSG_ID_STOP_TIMER ||
+                   nRecord.mMsgId == MSG_ID_TIMEOUT;
+        });
 }
 
 } // namespace utl

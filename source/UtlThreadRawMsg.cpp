@@ -18,8 +18,13 @@ static_assert(sizeof(int) == ID_SIZE && WIDE_SIZE == 4 && sizeof(bool) == 1, "th
 } // namespace
 
 ThreadRawMsg::ThreadRawMsg(unsigned int nMaxSize)
-    : mpBuffer(new unsigned char[std::max(nMaxSize, ID_SIZE)]),
-      mMaxSize(std::max(nMaxSize, ID_SIZE)),
+    : ThreadRawMsg(new unsigned char[std::max(nMaxSize, ID_SIZE)], std::max(nMaxSize, ID_SIZE))
+{
+}
+
+ThreadRawMsg::ThreadRawMsg(unsigned char* npBuffer, unsigned int nSize)
+    : mpBuffer(npBuffer),
+      mMaxSize(nSize),
       mInputPos(0),
       mOutputPos(0),
       mResult(0)

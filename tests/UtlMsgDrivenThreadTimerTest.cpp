@@ -2,8 +2,6 @@
 #include "UtlMsgDrivenThread.h"
 #include "UtlThreadManager.h"
 
-#include "internal/UtlKernelTimer.h"
-#include "internal/UtlRecordPipe.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
@@ -18,7 +16,6 @@ namespace
 using namespace utl;
 using namespace utl::test;
 using internal::SystemCalls;
-using internal::TimerSignalSlot;
 using Peer = MsgDrivenThreadTestPeer;
 using TestThread = Started;
 using Ids = std::vector<int>;
@@ -166,42 +163,9 @@ TEST(MsgDrivenThreadTimer, SystemNumbersWrapAndJumpAfterACollision)
     for (Row const& lRow : ROWS)
     {
         EXPECT_EQ(lRow.mNext,
-                  internal::nextSysTimerNumber(lRow.mLast, [&](int nNumber) { return nNumber == lRow.mUsed; }))
+                  internal::TimerTable::numberAfter(lRow.mLast, [&](int nNumber) { return nNumber == lRow.mUsed; }))
             << lRow.mLast;
     }
-}
-
-// ---------------------------------------------------------------------------------------------- late signals
-
-// A signal may come when its timer has been armed anew, or is gone; and the pipe may be full, which loses it.
-TEST(TimerSignalSlot, OnlyTheArmedTokenWritesAndNeverWaits)
-{
-    internal::RecordPipe lPipe;
-    ASSERT_TRUE(lPipe.open());
-    TimerSignalSlot* const lpSlot = TimerSignalSlot::allocate();
-    ASSERT_NE(nullptr, lpSlot);
-    int const lOld = lpSlot->arm(7, lPipe.writeFd());
-    int const lNew = lpSlot->arm(8, lPipe.writeFd());
-    errno = 77;
-    for (int lToken : {lOld, lNew, -1}) // -1 never was
-    {
-        EXPECT_EQ(0, TimerSignalSlot::onSignal(lToken));
-    }
-    TimerSignalSlot::release(lpSlot);
-    EXPECT_EQ(0, TimerSignalSlot::onSignal(lNew)); // gone since
-    internal::PipeRecord lRecord{};
-    unsigned int lRead = 0;
-    EXPECT_TRUE(lPipe.read(&lRecord, &lRead) && lRecord.mParam == 8);
-    EXPECT_EQ(sizeof(lRecord), lRead); // one record in all
-
-    TimerSignalSlot* const lpNext = TimerSignalSlot::allocate();
-    int const lToken = lpNext->arm(7, lPipe.writeFd());
-    for (int lCount = 0; lCount < 10000; ++lCount)
-    {
-        ASSERT_EQ(0, TimerSignalSlot::onSignal(lToken));
-    }
-    EXPECT_EQ(77, errno);
-    TimerSignalSlot::release(lpNext);
 }
 
 } // namespace

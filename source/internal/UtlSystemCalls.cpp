@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/file.h>
-#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -37,11 +36,6 @@ int controlFile(int nFd, int nCommand, int nArgument)
     return ::fcntl(nFd, nCommand, nArgument);
 }
 
-int controlDevice(int nFd, unsigned long nRequest, int* npArgument)
-{
-    return ::ioctl(nFd, nRequest, npArgument);
-}
-
 // The log passes finished lines as formats on purpose, after making every conversion in them defined.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
@@ -65,16 +59,16 @@ SystemCalls gSystem{
     ::sem_wait,       setPriority,      ::clock_gettime,
     ::nanosleep,      getTimeOfDay,     ::time,
     ::gmtime_r,       ::localtime_r,    ::ctime_r,
-    ::pipe2,          controlFile,      controlDevice,
-    ::timer_create,   ::timer_settime,  ::timer_delete,
-    ::sigaction,      openFile,         ::close,
-    ::read,           ::write,          ::lseek,
-    ::ftruncate,      ::fsync,          ::flock,
-    ::stat,           ::fstat,          ::chmod,
-    ::mkdir,          ::rmdir,          ::unlink,
-    ::rename,         ::opendir,        ::readdir,
-    ::closedir,       ::fnmatch,        ::vsnprintf,
-    writeSyslog,      writeConsole,
+    ::pipe2,          controlFile,      ::dup3,
+    ::ppoll,          ::timer_create,   ::timer_settime,
+    ::timer_delete,   ::sigaction,      openFile,
+    ::close,          ::read,           ::write,
+    ::lseek,          ::ftruncate,      ::fsync,
+    ::flock,          ::stat,           ::fstat,
+    ::chmod,          ::mkdir,          ::rmdir,
+    ::unlink,         ::rename,         ::opendir,
+    ::readdir,        ::closedir,       ::fnmatch,
+    ::vsnprintf,      writeSyslog,      writeConsole,
 };
 
 } // namespace utl::internal

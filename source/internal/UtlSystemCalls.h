@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include <dirent.h>
+#include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
@@ -64,7 +65,8 @@ struct SystemCalls
     // Pipes, timers and signals
     SystemCall<int(int*, int)> mPipe2;
     SystemCall<int(int, int, int)> mFcntl; // with a number as the argument
-    SystemCall<int(int, unsigned long, int*)> mIoctl;
+    SystemCall<int(int, int, int)> mDup3;
+    SystemCall<int(pollfd*, nfds_t, timespec const*, sigset_t const*)> mPpoll;
     SystemCall<int(clockid_t, sigevent*, timer_t*)> mTimerCreate;
     SystemCall<int(timer_t, int, itimerspec const*, itimerspec*)> mTimerSettime;
     SystemCall<int(timer_t)> mTimerDelete;

@@ -2,8 +2,10 @@
 #ifndef UTL_TEST_MSG_THREAD_H
 #define UTL_TEST_MSG_THREAD_H
 
-#include "UtlMsgDrivenThread.h"
+#include "internal/UtlMsgDrivenThreadImpl.h"
 #include "support/Gate.h"
+
+#include <cstring>
 
 #include <functional>
 #include <map>
@@ -18,40 +20,40 @@ namespace utl
 class MsgDrivenThreadTestPeer
 {
 public:
+    using Impl = MsgDrivenThread::Impl;
+
     static bool postCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.postThreadCtlMsg(nMsgId, -1); }
     static bool eraseCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.eraseMsgFromCtlQueue(nMsgId); }
-    static bool earse(MsgDrivenThread& nThread, unsigned int nCtl, unsigned int nPos, unsigned int nSize)
-    {
-        return nThread.earseMsgQueue(nCtl, nPos, nSize);
-    }
 
-    /// On the message thread: as if a signal of the timer had come over the pipe.
-    static void expire(MsgDrivenThread& nThread, int nTimerId) { nThread.executeTimeoutSignal(nTimerId); }
+    /// On the message thread: as if a signal of the timer had come and been noted.
+    static void expire(MsgDrivenThread& nThread, int nTimerId) { expireOf(*nThread.mpImpl, nTimerId); }
 
-    static void setNextTimerId(MsgDrivenThread& nThread, int nTimerId)
+    template <class Loop>
+    static void expireOf(Loop& nLoop, int nTimerId)
     {
-        SyncGuard lGuard(nThread.mQueueSyncObject);
-        nThread.mNextUserTimerId = nTimerId;
+        SyncGuard lGuard(nLoop.mSyncObject);
+        nLoop.mTimers.notes().add({nLoop.mTimers.find(nTimerId)->mSysTimerNumber, 0});
+        nLoop.takeNotesLocked();
     }
 
     /// The messages that a loop left in the queues, in order: id and number; -1 where queue and data do not agree.
     static std::vector<std::pair<int, int>> left(MsgDrivenThread& nThread)
     {
-        SyncGuard lGuard(nThread.mQueueSyncObject);
+        Impl& lImpl = *nThread.mpImpl;
+        SyncGuard lGuard(lImpl.mSyncObject);
         std::vector<std::pair<int, int>> lLeft;
-        unsigned int lDataPos = 0;
-        for (unsigned int lIndex = 0; lIndex < nThread.mCtlQueue.size(); ++lIndex)
+        unsigned int lSlot = 0;
+        for (unsigned int lIndex = 0; lIndex < lImpl.mCtlQueue.size(); ++lIndex)
         {
-            int const lMsgId = nThread.mCtlQueue.at(lIndex)->mMsgId;
+            int const lMsgId = lImpl.mCtlQueue.at(lIndex).mMsgId;
             if (lMsgId == MSG_ID_SYNC || lMsgId >= MSG_ID_FIRST_USER)
             {
-                int lSlot[2] = {-1, -1}; // id and number
-                nThread.mDataQueue.copyOut(lDataPos, reinterpret_cast<unsigned char*>(lSlot), sizeof(lSlot));
-                lDataPos += nThread.slotSize();
-                lLeft.emplace_back(lMsgId == MSG_ID_SYNC || lMsgId == lSlot[0] ? lSlot[0] : -1, lSlot[1]);
+                int lImage[2] = {-1, -1}; // id and number
+                std::memcpy(lImage, lImpl.mQueues.slots().at(lSlot++), sizeof(lImage));
+                lLeft.emplace_back(lMsgId == MSG_ID_SYNC || lMsgId == lImage[0] ? lImage[0] : -1, lImage[1]);
             }
         }
-        if (lDataPos != nThread.mDataQueue.size())
+        if (lSlot != lImpl.mQueues.slots().size())
         {
             lLeft.emplace_back(-1, -1);
         }
@@ -60,8 +62,8 @@ public:
 
     static unsigned int ctlCount(MsgDrivenThread& nThread)
     {
-        SyncGuard lGuard(nThread.mQueueSyncObject);
-        return nThread.mCtlQueue.size();
+        SyncGuard lGuard(nThread.mpImpl->mSyncObject);
+        return nThread.mpImpl->mCtlQueue.size();
     }
 };
 

@@ -1,0 +1,45 @@
+/// The inside of a shared timer. Layer: internal, timer.
+#ifndef UTL_SHARED_TIMER_IMPL_H
+#define UTL_SHARED_TIMER_IMPL_H
+
+#include "UtlSharedTimer.h"
+#include "internal/UtlQuietLoop.h"
+
+namespace utl
+{
+
+/// Its loop, with the timers' requests. mSyncObject is what the documents call the data lock.
+class SharedTimer::Impl : public internal::QuietLoop
+{
+public:
+    Impl(SharedTimer& nTimer, unsigned int nMaxTimers);
+
+    int addTimer(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
+                 int nIsFreeRunning);
+    bool request(internal::TimerFate nFate, int nTimerId, int nNoWait);
+    int await(internal::TimerFate nFate, int nTimerId);
+
+    /// The end of all timers, and of whoever waits for one.
+    void eraseAllTimer();
+
+    Event mLoopEvent{0, 0}; // on once the thread is in its loop
+
+private:
+    bool takeLocked(internal::CtlRecord* npWork) override UTL_REQUIRES(mSyncObject);
+    int dispatch(internal::CtlRecord const& nWork) override;
+    int executeTimeout(int nTimerId);
+    int sysTimerNumberOf(int nTimerId);
+    bool executeHereLocked(internal::TimerFate nFate, int nTimerId) UTL_REQUIRES(mSyncObject);
+    int updateOnStartLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    int updateOnStopLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    int updateOnTimeoutLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    void finishUpdateLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    bool stopIfRunningLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
+    void removeTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+
+    SharedTimer& mTimer;
+};
+
+} // namespace utl
+
+#endif

@@ -117,7 +117,7 @@ public:
     /// Result: false where the thread does not run or is to stop (in silence), where the message does not fit and where
     ///         a queue is full (logged; of a burst of full data queues the first at level 1, the rest at level 4).
     bool postMsg(Msg const& nMsg);
-    bool postMsg(int nMsgId);
+    bool postMsg(int nMsgId) { return postMsg(SimpleMsg(nMsgId)); }
 
     /// As postMsg, without a look at the thread's state: what no loop reads stays in the queues.
     bool sendMsgAsync(Msg const& nMsg);
@@ -130,11 +130,11 @@ public:
     /// Caution: where the control queue is full or the pipe fails, the message stays in the data queue, and the next
     /// synchronous message is delivered in its place; keep fewer than 256 timer operations and requests waiting.
     bool sendMsgSync(Msg const& nMsg);
-    bool sendMsgSync(int nMsgId);
+    bool sendMsgSync(int nMsgId) { return sendMsgSync(SimpleMsg(nMsgId)); }
 
     /// As sendMsgSync, but ahead of all that is queued and never refused by a full data queue.
     bool sendMsgInterrupt(Msg const& nMsg);
-    bool sendMsgInterrupt(int nMsgId);
+    bool sendMsgInterrupt(int nMsgId) { return sendMsgInterrupt(SimpleMsg(nMsgId)); }
 
     /// A message of that id, or a time-out (MSG_ID_TIMER), waits in the queue; MSG_ID_ANY matches all.
     /// Blocking: from another thread until the message thread has looked, between two dispatches.
@@ -225,6 +225,9 @@ private:
     friend class MsgDrivenThreadTestPeer;
 
     class Impl;
+
+    bool findInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
+
     std::unique_ptr<Impl> const mpImpl;
 };
 

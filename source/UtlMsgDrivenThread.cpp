@@ -138,42 +138,29 @@ MsgDrivenThread::Impl::CtlRecord const* MsgDrivenThread::Impl::headLocked()
     return lpHead != nullptr && lpHead->mMsgId != MSG_ID_OUT_OF_BAND ? lpHead : nullptr;
 }
 
-/// A timer's request stays in the queue until it has been served, as those who wait for others count on.
+/// A head without a slot is tried once, which the log is told, and again when one of its id comes. A timer's request
+/// stays in the queue until it has been served, as those who wait for others count on.
 bool MsgDrivenThread::Impl::takeLocked(CtlRecord* npWork)
 {
     CtlRecord const* const lpHead = headLocked();
-    if (lpHead == nullptr)
+    internal::CtlClass const lClass = lpHead != nullptr ? internal::classOf(lpHead->mMsgId) : internal::CtlClass::NEVER;
+    if (lClass == internal::CtlClass::NEVER)
     {
         return false;
     }
     *npWork = *lpHead;
-    switch (internal::classOf(npWork->mMsgId))
+    int const lMsgId = npWork->mMsgId;
+    if (lClass == internal::CtlClass::MSG || lMsgId == MSG_ID_SYNC)
     {
-    case internal::CtlClass::NEVER:
-        return false;
-    case internal::CtlClass::MSG:
-        return takeMsgLocked(npWork->mMsgId);
-    case internal::CtlClass::CONTROL:
-        break;
+        mHasTaken = lMsgId == MSG_ID_SYNC ? mQueues.takeSync(mOutputRawMsg) : mQueues.takePosted(lMsgId, mOutputRawMsg);
+        if (!mHasTaken)
+        {
+            mCtlQueue.holdHead();
+        }
     }
-    if (npWork->mMsgId == MSG_ID_SYNC)
-    {
-        return takeMsgLocked(MSG_ID_SYNC);
-    }
-    if (npWork->mMsgId == MSG_ID_TIMEOUT || npWork->mMsgId == MSG_ID_STOP_THREAD)
+    else if (lMsgId == MSG_ID_TIMEOUT || lMsgId == MSG_ID_STOP_THREAD)
     {
         mCtlQueue.pop();
-    }
-    return true;
-}
-
-/// A head without a slot is tried once, which the log is told, and again when one of its id comes. Result: true.
-bool MsgDrivenThread::Impl::takeMsgLocked(int nMsgId)
-{
-    mHasTaken = nMsgId == MSG_ID_SYNC ? mQueues.takeSync(mOutputRawMsg) : mQueues.takePosted(nMsgId, mOutputRawMsg);
-    if (!mHasTaken)
-    {
-        mCtlQueue.holdHead();
     }
     return true;
 }
@@ -202,7 +189,10 @@ int MsgDrivenThread::Impl::dispatchMsg()
     {
         callListener();
     }
-    mQueues.endOverflow();
+    if (mIsDataQueueOverflowed.load(std::memory_order_relaxed)) // seldom; a store would cost each message
+    {
+        mIsDataQueueOverflowed = false; // the next overflow is an error again
+    }
     return mHasTaken ? 0 : -1;
 }
 

@@ -1,6 +1,7 @@
 // Sending to a message thread, and looking into its queues.
 #include "UtlMsgDrivenThread.h"
 
+#include "UtlApplog.h"
 #include "internal/UtlMsgDrivenThreadImpl.h"
 
 namespace utl
@@ -13,34 +14,65 @@ bool MsgDrivenThread::postMsg(Msg const& nMsg)
     return isInService() && sendMsgAsync(nMsg);
 }
 
-bool MsgDrivenThread::postMsg(int nMsgId)
-{
-    return postMsg(SimpleMsg(nMsgId));
-}
-
 bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
 {
-    return mpImpl->sendAsync(nMsg);
+    Impl& lImpl = *mpImpl;
+    Impl::CtlRecord const lRecord{nMsg.mMsgId, -1};
+    Impl::Wake lWake;
+    {
+        SyncGuard lGuard(lImpl.mSyncObject);
+        if (!lImpl.storeLocked(nMsg))
+        {
+            return false;
+        }
+        if (!lImpl.appendLocked(lRecord, &lWake))
+        {
+            lImpl.mQueues.takeBack();
+            return false;
+        }
+    }
+    // Without the lock: the message thread is woken by this and needs it at once.
+    return lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { lImpl.mQueues.takeBack(); });
 }
 
+/// If the control queue is full or the write fails, the slot stays; the dispatch throws it away when it meets it.
 bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
 {
-    return isInService() && !isOwnThread() && mpImpl->sendSync(nMsg);
-}
-
-bool MsgDrivenThread::sendMsgSync(int nMsgId)
-{
-    return sendMsgSync(SimpleMsg(nMsgId));
+    if (!isInService() || isOwnThread())
+    {
+        return false;
+    }
+    Impl& lImpl = *mpImpl;
+    Impl::CtlRecord const lRecord{MSG_ID_SYNC, -1};
+    Impl::Wake lWake;
+    SyncGuard lOneGuard(lImpl.mSync.mSyncObject);
+    lImpl.mSync.mResult = false;
+    {
+        SyncGuard lGuard(lImpl.mSyncObject);
+        if (lImpl.hasEndedLocked() || !lImpl.storeLocked(nMsg) || !lImpl.appendLocked(lRecord, &lWake))
+        {
+            return false;
+        }
+        lImpl.mSync.mAnswer.expect();
+    }
+    if (!lImpl.wake(lRecord, lWake, [] {}))
+    {
+        lImpl.mSync.mAnswer.withdraw();
+        return false;
+    }
+    lImpl.mSync.mAnswer.wait();
+    return lImpl.mSync.mResult;
 }
 
 bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
 {
-    return isInService() && !isOwnThread() && mpImpl->sendInterrupt(nMsg);
-}
-
-bool MsgDrivenThread::sendMsgInterrupt(int nMsgId)
-{
-    return sendMsgInterrupt(SimpleMsg(nMsgId));
+    if (!isInService() || isOwnThread())
+    {
+        return false;
+    }
+    SyncGuard lOneGuard(mpImpl->mInterrupt.mSyncObject);
+    mpImpl->mInterrupt.mResult = false;
+    return mpImpl->ask(Impl::REQUEST_INTERRUPT, mpImpl->mInterrupt, &nMsg) && mpImpl->mInterrupt.mResult;
 }
 
 bool MsgDrivenThread::postThreadCtlMsg(int nMsgId, int nParam)
@@ -60,65 +92,24 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
     return npJudgement != nullptr && mpImpl->mQueues.eraseInterrupt(*npJudgement);
 }
 
-bool MsgDrivenThread::Impl::sendAsync(Msg const& nMsg)
+/// Writes a message to the next slot. Of a burst of overflows the first is an error, the others are details.
+bool MsgDrivenThread::Impl::storeLocked(Msg const& nMsg)
 {
-    CtlRecord const lRecord{nMsg.mMsgId, -1};
-    Wake lWake;
-    {
-        SyncGuard lGuard(mSyncObject);
-        if (!mQueues.write(nMsg) || !mQueues.keep(nMsg.mMsgId))
-        {
-            return false;
-        }
-        if (!appendLocked(lRecord, &lWake))
-        {
-            mQueues.takeBack();
-            return false;
-        }
-    }
-    // Without the lock: the message thread is woken by this and needs it at once.
-    return wake(lRecord, lWake, [this]() UTL_NO_THREAD_SAFETY_ANALYSIS { mQueues.takeBack(); }); // under the lock
-}
-
-/// If the control queue is full or the write fails, the slot stays; the dispatch throws it away when it meets it.
-bool MsgDrivenThread::Impl::sendSync(Msg const& nMsg)
-{
-    SyncGuard lOneGuard(mSync.mSyncObject);
-    mSync.mResult = false;
-    CtlRecord const lRecord{MSG_ID_SYNC, -1};
-    Wake lWake;
-    {
-        SyncGuard lGuard(mSyncObject);
-        if (hasEndedLocked() || !mQueues.write(nMsg) || !mQueues.keep(nMsg.mMsgId) || !appendLocked(lRecord, &lWake))
-        {
-            return false;
-        }
-        mSync.mAnswer.expect();
-    }
-    if (!wake(lRecord, lWake, [] {}))
-    {
-        mSync.mAnswer.withdraw();
-        return false;
-    }
-    mSync.mAnswer.wait();
-    return mSync.mResult;
-}
-
-bool MsgDrivenThread::Impl::sendInterrupt(Msg const& nMsg)
-{
-    SyncGuard lOneGuard(mInterrupt.mSyncObject);
-    mInterrupt.mResult = false;
-    if (!postRequest(REQUEST_INTERRUPT, mInterrupt, &nMsg))
+    if (!mQueues.write(nMsg))
     {
         return false;
     }
-    mInterrupt.mAnswer.wait();
-    return mInterrupt.mResult;
+    bool const lIsStored = mQueues.keep(nMsg.mMsgId, mIsDataQueueOverflowed ? LOG_LEVEL_DETAIL : LOG_LEVEL_ERROR);
+    if (!lIsStored)
+    {
+        mIsDataQueueOverflowed = true;
+    }
+    return lIsStored;
 }
 
-/// Announces a request to the loop; npInterrupt is the message of an interrupt, otherwise null.
+/// Announces a request to the loop and waits for the answer; npInterrupt is the message of an interrupt, otherwise null.
 /// Result: false, with nothing pending, if the loop has ended, the message does not fit, or the loop cannot be woken.
-bool MsgDrivenThread::Impl::postRequest(Request nRequest, OneRequest& nOne, Msg const* npInterrupt)
+bool MsgDrivenThread::Impl::ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt)
 {
     CtlRecord const lRecord{MSG_ID_OUT_OF_BAND, -1};
     Wake lWake;
@@ -137,12 +128,13 @@ bool MsgDrivenThread::Impl::postRequest(Request nRequest, OneRequest& nOne, Msg 
         nOne.mAnswer.expect();
         mPendingRequests |= nRequest;
     }
-    if (wake(lRecord, lWake, [&] { takeRequest(nRequest); }))
+    if (!wake(lRecord, lWake, [&] { takeRequest(nRequest); }))
     {
-        return true;
+        nOne.mAnswer.withdraw();
+        return false;
     }
-    nOne.mAnswer.withdraw();
-    return false;
+    nOne.mAnswer.wait();
+    return true;
 }
 
 // ---------------------------------------------------------------------------------------------- finding and erasing
@@ -187,60 +179,58 @@ int MsgDrivenThread::getFirstMsgId()
 
 bool MsgDrivenThread::hasMsgInternal(MsgJudgementInterface* npJudgement)
 {
-    return isRunning() && npJudgement != nullptr && mpImpl->find(*npJudgement, nullptr);
+    return findInternal(npJudgement, nullptr);
 }
 
 bool MsgDrivenThread::peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg)
 {
-    return npRawMsg != nullptr && isRunning() && npJudgement != nullptr && mpImpl->find(*npJudgement, npRawMsg);
+    return npRawMsg != nullptr && findInternal(npJudgement, npRawMsg);
+}
+
+bool MsgDrivenThread::findInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg)
+{
+    if (!isRunning() || npJudgement == nullptr)
+    {
+        return false;
+    }
+    if (isOwnThread())
+    {
+        return mpImpl->executeFindMsg(*npJudgement, npRawMsg);
+    }
+    // The copy gets its memory here, and not on the message thread with the queues locked.
+    ThreadRawMsg lFound(npRawMsg != nullptr ? mpImpl->msgSize() : 0);
+    SyncGuard lOneGuard(mpImpl->mFind.mSyncObject);
+    mpImpl->mpFindJudgement = npJudgement;
+    mpImpl->mpPeekRawMsg = npRawMsg != nullptr ? &lFound : nullptr;
+    mpImpl->mFind.mResult = false;
+    bool const lIsFound = mpImpl->ask(Impl::REQUEST_FIND, mpImpl->mFind, nullptr) && mpImpl->mFind.mResult;
+    if (lIsFound && npRawMsg != nullptr)
+    {
+        *npRawMsg = lFound;
+    }
+    return lIsFound;
 }
 
 bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
 {
-    return isRunning() && npJudgement != nullptr && mpImpl->erase(*npJudgement);
-}
-
-bool MsgDrivenThread::Impl::find(MsgJudgementInterface& nJudgement, ThreadRawMsg* npRawMsg)
-{
-    if (mThread.isOwnThread())
-    {
-        return executeFindMsg(nJudgement, npRawMsg);
-    }
-    // The copy gets its memory here, and not on the message thread with the queues locked.
-    ThreadRawMsg lFound(npRawMsg != nullptr ? mOutputRawMsg.maxSize() : 0);
-    SyncGuard lOneGuard(mFind.mSyncObject);
-    mpFindJudgement = &nJudgement;
-    mpPeekRawMsg = npRawMsg != nullptr ? &lFound : nullptr;
-    mFind.mResult = false;
-    if (!postRequest(REQUEST_FIND, mFind, nullptr))
+    if (!isRunning() || npJudgement == nullptr)
     {
         return false;
     }
-    mFind.mAnswer.wait();
-    if (mFind.mResult && npRawMsg != nullptr)
+    if (isOwnThread())
     {
-        *npRawMsg = lFound;
+        return mpImpl->executeEraseMsg(*npJudgement);
     }
-    return mFind.mResult;
-}
-
-bool MsgDrivenThread::Impl::erase(MsgJudgementInterface& nJudgement)
-{
-    if (mThread.isOwnThread())
-    {
-        return executeEraseMsg(nJudgement);
-    }
-    SyncGuard lOneGuard(mErase.mSyncObject);
-    mpEraseJudgement = &nJudgement;
+    SyncGuard lOneGuard(mpImpl->mErase.mSyncObject);
+    mpImpl->mpEraseJudgement = npJudgement;
     // If the thread ends first, no queue will run the message any more: erased.
-    mErase.mResult = true;
-    if (postRequest(REQUEST_ERASE, mErase, nullptr))
+    mpImpl->mErase.mResult = true;
+    if (mpImpl->ask(Impl::REQUEST_ERASE, mpImpl->mErase, nullptr))
     {
-        mErase.mAnswer.wait();
-        return mErase.mResult;
+        return mpImpl->mErase.mResult;
     }
-    SyncGuard lGuard(mSyncObject);
-    return hasEndedLocked();
+    SyncGuard lGuard(mpImpl->mSyncObject);
+    return mpImpl->hasEndedLocked();
 }
 
 bool MsgDrivenThread::Impl::executeFindMsg(MsgJudgementInterface& nJudgement, ThreadRawMsg* npRawMsg)
@@ -267,18 +257,6 @@ bool MsgDrivenThread::Impl::executeEraseMsg(MsgJudgementInterface& nJudgement)
         }
         mThread.onEraseTimer(lEndedTimerId);
     }
-}
-
-/// The erased message's sender is released; his result stays false.
-void MsgDrivenThread::Impl::onSyncErased()
-{
-    mSync.mAnswer.give();
-}
-
-/// An erased time-out still counts as one that fired.
-bool MsgDrivenThread::Impl::onTimeoutErased(int nTimerId)
-{
-    return timeoutPostHandling(nTimerId) == TIMEOUT_ENDED;
 }
 
 } // namespace utl

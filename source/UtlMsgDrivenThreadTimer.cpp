@@ -3,8 +3,6 @@
 
 #include "internal/UtlMsgDrivenThreadImpl.h"
 
-#include <optional>
-
 namespace utl
 {
 
@@ -21,162 +19,128 @@ int MsgDrivenThread::remTimerIdCount() const
     return static_cast<int>(lTimers.maxSize() - lTimers.size());
 }
 
+void MsgDrivenThread::onEraseTimer(int) {}
+
 int MsgDrivenThread::registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    return isInService() ? mpImpl->registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning) : -1;
+    SyncGuard lGuard(mpImpl->mSyncObject);
+    return isInService() ? mpImpl->addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning) : -1;
 }
 
 int MsgDrivenThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    if (!isInService())
+    bool const lIsHere = isOwnThread();
+    bool const lIsToWait = nNoWait == 0 && !lIsHere;
+    TimerWaiter lWaiter(TimerFate::RUNS);
+    int lTimerId = -1;
     {
-        return -1;
+        SyncGuard lGuard(mpImpl->mSyncObject);
+        lTimerId = registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
+        if (lTimerId == -1)
+        {
+            return -1;
+        }
+        bool const lIsDone =
+            lIsHere ? mpImpl->executeStartTimerLocked(lTimerId) == Impl::START_DONE
+                    : mpImpl->postTimerRequestLocked({MSG_ID_START_TIMER, lTimerId}, lIsToWait ? &lWaiter : nullptr);
+        if (!lIsDone)
+        {
+            mpImpl->mTimers.withdraw(lTimerId);
+            return -1;
+        }
     }
-    return isOwnThread() ? mpImpl->setTimerHere(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning)
-                         : mpImpl->setTimer(nIntervalMs, nNoWait, nMaxTimeoutCount, nIsFreeRunning);
+    if (lIsToWait)
+    {
+        lWaiter.wait();
+    }
+    return lTimerId;
 }
 
 bool MsgDrivenThread::startTimer(int nTimerId, int nNoWait)
 {
-    return isInService() && (isOwnThread() ? mpImpl->startTimerHere(nTimerId) : mpImpl->startTimer(nTimerId, nNoWait));
+    if (!isInService())
+    {
+        return false;
+    }
+    bool lIsToWait = false;
+    TimerWaiter lWaiter(TimerFate::RUNS);
+    {
+        SyncGuard lGuard(mpImpl->mSyncObject);
+        if (isOwnThread())
+        {
+            mpImpl->executeStartTimerLocked(nTimerId);
+            return true;
+        }
+        TimerInfo const* const lpInfo = mpImpl->mTimers.find(nTimerId);
+        if (lpInfo == nullptr)
+        {
+            return false;
+        }
+        lIsToWait = nNoWait == 0 && lpInfo->mpRunningEvent->isOff();
+        if (!mpImpl->postTimerRequestLocked({MSG_ID_START_TIMER, nTimerId}, lIsToWait ? &lWaiter : nullptr))
+        {
+            return false;
+        }
+    }
+    if (lIsToWait)
+    {
+        lWaiter.wait();
+    }
+    return true;
 }
 
 bool MsgDrivenThread::killTimer(int nTimerId, int nNoWait)
 {
-    if (!isRunning() || !(isOwnThread() ? mpImpl->killTimerHere(nTimerId) : mpImpl->killTimer(nTimerId, nNoWait)))
+    if (!isRunning())
     {
         return false;
+    }
+    bool lIsToWait = false;
+    TimerWaiter lWaiter(TimerFate::GOES);
+    {
+        SyncGuard lGuard(mpImpl->mSyncObject);
+        TimerInfo* const lpInfo = mpImpl->mTimers.find(nTimerId);
+        if (lpInfo == nullptr)
+        {
+            return false;
+        }
+        lIsToWait = nNoWait == 0 && !isOwnThread() && lpInfo->mpRunningEvent->isOn();
+        if (!mpImpl->killTimerLocked(nTimerId, *lpInfo, lIsToWait ? &lWaiter : nullptr))
+        {
+            return false;
+        }
+    }
+    if (lIsToWait)
+    {
+        lWaiter.wait();
     }
     onEraseTimer(nTimerId);
     return true;
 }
 
-void MsgDrivenThread::onEraseTimer(int) {}
-
 /// Makes a timer that rests. Result: its id, -1 if the table is full or the loop has ended.
 int MsgDrivenThread::Impl::addTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    if (hasEndedLocked())
-    {
-        return -1;
-    }
-    return mTimers.add(nullptr, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning,
-                       [this](int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS // under the lock
-                       { return mTimerStopEntryMap.find(nTimerId) != nullptr; });
+    auto const lIsReserved = [this](int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS
+    { return mTimerStopEntryMap.find(nTimerId) != nullptr; };
+    return hasEndedLocked() ? -1 : mTimers.add(nullptr, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning, lIsReserved);
 }
 
-int MsgDrivenThread::Impl::registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+/// On the message thread at once. From another one takes the timer out of mTimers, so that no time-out finds it any more,
+/// and has the message thread delete it.
+bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, TimerWaiter* npWaiter)
 {
-    SyncGuard lGuard(mSyncObject);
-    return addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
-}
-
-int MsgDrivenThread::Impl::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount,
-                                    int nIsFreeRunning)
-{
-    int lTimerId = -1;
-    std::optional<TimerWaiter> lWaiter;
+    if (mThread.isOwnThread())
     {
-        SyncGuard lGuard(mSyncObject);
-        lTimerId = addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
-        if (lTimerId == -1)
+        if (stopTimerLocked(nTimerId, nInfo))
         {
-            return -1;
+            removeTimerLocked(mTimers.map(), nTimerId);
+            return true;
         }
-        if (nNoWait == 0)
-        {
-            lWaiter.emplace(lTimerId, TimerFate::RUNS);
-        }
-        if (!postTimerRequestLocked({MSG_ID_START_TIMER, lTimerId}, lWaiter))
-        {
-            mTimers.withdraw(lTimerId);
-            return -1;
-        }
+        return false;
     }
-    if (lWaiter)
-    {
-        lWaiter->wait();
-    }
-    return lTimerId;
-}
-
-int MsgDrivenThread::Impl::setTimerHere(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
-{
-    SyncGuard lGuard(mSyncObject);
-    int const lTimerId = addTimerLocked(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning);
-    if (lTimerId != -1 && executeStartTimerLocked(lTimerId) != START_DONE)
-    {
-        mTimers.withdraw(lTimerId);
-        return -1;
-    }
-    return lTimerId;
-}
-
-bool MsgDrivenThread::Impl::startTimer(int nTimerId, int nNoWait)
-{
-    std::optional<TimerWaiter> lWaiter;
-    {
-        SyncGuard lGuard(mSyncObject);
-        TimerInfo const* const lpInfo = mTimers.find(nTimerId);
-        if (lpInfo == nullptr)
-        {
-            return false;
-        }
-        if (nNoWait == 0 && lpInfo->mpRunningEvent->isOff())
-        {
-            lWaiter.emplace(nTimerId, TimerFate::RUNS);
-        }
-        if (!postTimerRequestLocked({MSG_ID_START_TIMER, nTimerId}, lWaiter))
-        {
-            return false;
-        }
-    }
-    if (lWaiter)
-    {
-        lWaiter->wait();
-    }
-    return true;
-}
-
-bool MsgDrivenThread::Impl::startTimerHere(int nTimerId)
-{
-    SyncGuard lGuard(mSyncObject);
-    executeStartTimerLocked(nTimerId);
-    return true;
-}
-
-bool MsgDrivenThread::Impl::killTimer(int nTimerId, int nNoWait)
-{
-    std::optional<TimerWaiter> lWaiter;
-    {
-        SyncGuard lGuard(mSyncObject);
-        TimerInfo const* const lpInfo = mTimers.find(nTimerId);
-        if (hasEndedLocked() || lpInfo == nullptr)
-        {
-            return false;
-        }
-        if (nNoWait == 0 && lpInfo->mpRunningEvent->isOn())
-        {
-            lWaiter.emplace(nTimerId, TimerFate::GOES);
-        }
-        if (!handOverToKillLocked(nTimerId, lWaiter))
-        {
-            return false;
-        }
-    }
-    if (lWaiter)
-    {
-        lWaiter->wait();
-    }
-    return true;
-}
-
-/// Takes the timer out of mTimers, so that no time-out finds it any more, and has the message thread delete it.
-bool MsgDrivenThread::Impl::handOverToKillLocked(int nTimerId, std::optional<TimerWaiter>& nWaiter)
-{
-    TimerInfo& lInfo = *mTimers.find(nTimerId);
-    bool const lIsHandedOver = mTimerStopEntryMap.insert(nTimerId, lInfo);
-    if (!postTimerRequestLocked({MSG_ID_STOP_TIMER, nTimerId}, nWaiter))
+    bool const lIsHandedOver = !hasEndedLocked() && mTimerStopEntryMap.insert(nTimerId, nInfo);
+    if (hasEndedLocked() || !postTimerRequestLocked({MSG_ID_STOP_TIMER, nTimerId}, npWaiter))
     {
         mTimerStopEntryMap.erase(nTimerId);
         return false;
@@ -185,37 +149,24 @@ bool MsgDrivenThread::Impl::handOverToKillLocked(int nTimerId, std::optional<Tim
     {
         // No room to hand it over: the kernel allows it here too. The record posted still tells when the message thread
         // has seen the last of it.
-        stopTimerLocked(nTimerId, lInfo);
-        lInfo.mpRunningEvent->setOff();
+        stopTimerLocked(nTimerId, nInfo);
+        nInfo.mpRunningEvent->setOff();
     }
     mTimers.map().erase(nTimerId);
     return true;
 }
 
-bool MsgDrivenThread::Impl::killTimerHere(int nTimerId)
-{
-    SyncGuard lGuard(mSyncObject);
-    TimerInfo* const lpInfo = mTimers.find(nTimerId);
-    if (lpInfo == nullptr || !stopTimerLocked(nTimerId, *lpInfo))
-    {
-        return false;
-    }
-    removeTimerLocked(mTimers.map(), nTimerId);
-    return true;
-}
-
 /// Written with the lock held, so that a timer's entry and its request come, or go, at once.
-bool MsgDrivenThread::Impl::postTimerRequestLocked(CtlRecord const& nRecord, std::optional<TimerWaiter>& nWaiter)
+bool MsgDrivenThread::Impl::postTimerRequestLocked(CtlRecord const& nRecord, TimerWaiter* npWaiter)
 {
     Wake lWake;
     if (!appendLocked(nRecord, &lWake) || !wake(nRecord, lWake, [] {}))
     {
         return false;
     }
-    if (nWaiter)
+    if (npWaiter != nullptr)
     {
-        mWaiters.enlistRequest(*nWaiter,
-                               countRequestsLocked(nRecord.mParam, {MSG_ID_START_TIMER, MSG_ID_STOP_TIMER}) - 1);
+        enlistLocked(*npWaiter, nRecord.mParam, {MSG_ID_START_TIMER, MSG_ID_STOP_TIMER});
     }
     return true;
 }
@@ -256,13 +207,7 @@ int MsgDrivenThread::Impl::executeStartTimerLocked(int nTimerId)
     {
         return START_WAS_RUNNING;
     }
-    lpInfo->mTimeoutCount = 0;
-    if (!mTimers.arm(*lpInfo))
-    {
-        return START_FAILED;
-    }
-    lpInfo->mpRunningEvent->setOn();
-    return START_DONE;
+    return startTimerLocked(*lpInfo) ? START_DONE : START_FAILED;
 }
 
 int MsgDrivenThread::Impl::executeStopTimerLocked(int nTimerId)
@@ -287,7 +232,11 @@ int MsgDrivenThread::Impl::executeTimeout(int nTimerId)
         return -1;
     }
     callListener();
-    TimeoutResult const lResult = timeoutPostHandling(nTimerId);
+    TimeoutResult lResult = TIMEOUT_GOES_ON;
+    {
+        SyncGuard lGuard(mSyncObject);
+        lResult = timeoutPostHandlingLocked(nTimerId);
+    }
     if (lResult == TIMEOUT_ENDED)
     {
         mThread.onEraseTimer(nTimerId);
@@ -295,32 +244,29 @@ int MsgDrivenThread::Impl::executeTimeout(int nTimerId)
     return lResult == TIMEOUT_REARM_FAILED ? -1 : 0;
 }
 
-MsgDrivenThread::Impl::TimeoutResult MsgDrivenThread::Impl::timeoutPostHandling(int nTimerId)
+/// An erased time-out still counts as one that fired.
+bool MsgDrivenThread::Impl::onTimeoutErased(int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS // within a walk, under the lock
 {
-    SyncGuard lGuard(mSyncObject);
+    return timeoutPostHandlingLocked(nTimerId) == TIMEOUT_ENDED;
+}
+
+MsgDrivenThread::Impl::TimeoutResult MsgDrivenThread::Impl::timeoutPostHandlingLocked(int nTimerId)
+{
     TimerInfo* const lpInfo = mTimers.find(nTimerId);
     if (lpInfo == nullptr)
     {
-        return TIMEOUT_UNKNOWN;
+        return TIMEOUT_GOES_ON; // the listener has killed it
     }
-    if (TimerTable::countTimeout(*lpInfo))
+    TimeoutResult const lResult = finishTimeoutLocked(nTimerId, *lpInfo);
+    if (lResult == TIMEOUT_ENDED)
     {
-        stopTimerLocked(nTimerId, *lpInfo);
         removeTimerLocked(mTimers.map(), nTimerId);
-        return TIMEOUT_ENDED;
     }
-    if (lpInfo->mIsFreeRunning != 0)
+    if (lResult == TIMEOUT_REARM_FAILED)
     {
-        return TIMEOUT_GOES_ON;
+        lpInfo->mpRunningEvent->setOff(); // it rests, and can be started again
     }
-    // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
-    stopTimerLocked(nTimerId, *lpInfo);
-    if (mTimers.arm(*lpInfo))
-    {
-        return TIMEOUT_GOES_ON;
-    }
-    lpInfo->mpRunningEvent->setOff(); // it rests, and can be started again
-    return TIMEOUT_REARM_FAILED;
+    return lResult;
 }
 
 /// After the loop: every timer goes, in descending order of id.

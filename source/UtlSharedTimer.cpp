@@ -267,7 +267,7 @@ int SharedTimer::Impl::addTimer(TimerListener* npListener, unsigned int nInterva
 /// request in the queue.
 bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
 {
-    TimerWaiter lWaiter(nTimerId, nFate);
+    TimerWaiter lWaiter(nFate);
     bool const lIsToWait = nNoWait == 0 && !mTimer.isOwnThread() && mTimer.hasDone(STAGE_STARTED);
     CtlRecord const lRecord{requestFor(nFate), nTimerId};
     Wake lWake;
@@ -302,8 +302,7 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
         }
         if (lIsToWait) // for the request of one's own, or for that of somebody who has asked for the same
         {
-            mWaiters.enlistRequest(
-                lWaiter, countRequestsLocked(nTimerId, {TIMER_CTL_START, TIMER_CTL_STOP, TIMER_CTL_ERASE}) - 1);
+            enlistLocked(lWaiter, nTimerId, {TIMER_CTL_START, TIMER_CTL_STOP, TIMER_CTL_ERASE});
         }
     }
     if (!wake(lRecord, lWake,
@@ -320,7 +319,7 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
 
 int SharedTimer::Impl::await(TimerFate nFate, int nTimerId)
 {
-    TimerWaiter lWaiter(nTimerId, nFate);
+    TimerWaiter lWaiter(nFate);
     {
         SyncGuard lGuard(mSyncObject);
         TimerInfo const* const lpInfo = mTimers.find(nTimerId);
@@ -336,7 +335,7 @@ int SharedTimer::Impl::await(TimerFate nFate, int nTimerId)
         {
             return -1;
         }
-        mWaiters.enlist(lWaiter);
+        mWaiters.enlist(lWaiter, nTimerId);
     }
     lWaiter.wait();
     return 0;
@@ -362,39 +361,51 @@ bool SharedTimer::Impl::takeLocked(CtlRecord* npWork)
 
 int SharedTimer::Impl::dispatch(CtlRecord const& nWork)
 {
-    int const lTimerId = nWork.mParam;
     if (nWork.mMsgId == TIMER_CTL_STOP_THREAD) // the loop looks at the stop request after every dispatch
     {
         return 0;
     }
     if (nWork.mMsgId == TIMER_CTL_TIMEOUT)
     {
-        return executeTimeout(lTimerId);
+        return executeTimeout(nWork.mParam);
     }
     SyncGuard lGuard(mSyncObject);
     mCtlQueue.pop();
-    int lResult = 0;
-    switch (nWork.mMsgId)
+    TimerFate const lFate = nWork.mMsgId == TIMER_CTL_START  ? TimerFate::RUNS
+                            : nWork.mMsgId == TIMER_CTL_STOP ? TimerFate::RESTS
+                                                             : TimerFate::GOES;
+    int const lResult = executeLocked(lFate, nWork.mParam);
+    mWaiters.onServed(nWork.mParam, lFate);
+    if (lFate == TimerFate::GOES)
     {
-    case TIMER_CTL_START:
-        lResult = updateOnStartLocked(lTimerId);
-        finishUpdateLocked(lTimerId);
-        mWaiters.onServed(lTimerId, TimerFate::RUNS);
-        break;
-    case TIMER_CTL_STOP:
-        lResult = updateOnStopLocked(lTimerId);
-        finishUpdateLocked(lTimerId);
-        mWaiters.onServed(lTimerId, TimerFate::RESTS);
-        break;
-    default:
-        lResult = updateOnStopLocked(lTimerId);
-        removeTimerLocked(lTimerId);
-        break;
+        removeTimerLocked(nWork.mParam); // also if the kernel refuses
     }
     return lResult;
 }
 
-/// Result: false if the kernel refuses; then a timer that is to go stays.
+/// Starts a timer, or stops it. Result: 0, also for an unknown id; -1 if the kernel refuses.
+int SharedTimer::Impl::executeLocked(TimerFate nFate, int nTimerId)
+{
+    TimerInfo* const lpInfo = mTimers.find(nTimerId);
+    if (lpInfo == nullptr)
+    {
+        return 0;
+    }
+    lpInfo->mHasNewInterval = false;
+    bool const lIsStopped = lpInfo->mpRunningEvent->isOff() || stopTimerLocked(nTimerId, *lpInfo);
+    if (nFate == TimerFate::RUNS) // also of one that runs: two starts were queued before the first was served
+    {
+        return startTimerLocked(*lpInfo) ? 0 : -1;
+    }
+    if (lIsStopped)
+    {
+        lpInfo->mpRunningEvent->setOff();
+    }
+    return lIsStopped ? 0 : -1;
+}
+
+/// For a caller on the timer thread who would wait. Result: false if the kernel refuses; then a timer that is to go
+/// stays.
 bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
 {
     bool const lRuns = mTimers.find(nTimerId)->mpRunningEvent->isOn();
@@ -402,8 +413,8 @@ bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
     {
         return true;
     }
-    bool const lIsDone = (nFate == TimerFate::RUNS ? updateOnStartLocked(nTimerId) : updateOnStopLocked(nTimerId)) == 0;
-    finishUpdateLocked(nTimerId);
+    bool const lIsDone = executeLocked(nFate, nTimerId) == 0;
+    mWaiters.onReached(nTimerId, nFate);
     if (nFate == TimerFate::GOES && lIsDone)
     {
         removeTimerLocked(nTimerId);
@@ -416,13 +427,22 @@ int SharedTimer::Impl::executeTimeout(int nTimerId)
     int const lNumber = sysTimerNumberOf(nTimerId);
     mTimer.onTime(nTimerId);
     SyncGuard lGuard(mSyncObject);
-    int lResult = 0;
-    if (lNumber == sysTimerNumberOf(nTimerId)) // otherwise the listener has stopped it, or started it anew
+    TimerInfo* const lpInfo = mTimers.find(nTimerId);
+    if (lpInfo == nullptr)
     {
-        lResult = updateOnTimeoutLocked(nTimerId);
+        return 0;
     }
-    finishUpdateLocked(nTimerId);
-    return lResult;
+    TimeoutResult lResult = TIMEOUT_GOES_ON;
+    if (lpInfo->mSysTimerNumber == lNumber) // otherwise the listener has stopped it, or started it anew
+    {
+        lResult = finishTimeoutLocked(nTimerId, *lpInfo);
+    }
+    lpInfo->mHasNewInterval = false;
+    if (lResult == TIMEOUT_ENDED)
+    {
+        mWaiters.onReached(nTimerId, TimerFate::RESTS);
+    }
+    return lResult == TIMEOUT_REARM_FAILED ? -1 : 0;
 }
 
 /// The number of the start under way; -1 for a timer that does not run, and for none.
@@ -445,76 +465,6 @@ void SharedTimer::onTime(int nTimerId)
     {
         lpListener->onTime(nTimerId);
     }
-}
-
-int SharedTimer::Impl::updateOnStartLocked(int nTimerId)
-{
-    TimerInfo* const lpInfo = mTimers.find(nTimerId);
-    if (lpInfo == nullptr)
-    {
-        return 0;
-    }
-    lpInfo->mTimeoutCount = 0;
-    stopIfRunningLocked(nTimerId, *lpInfo); // two starts were queued before the first was served
-    if (!mTimers.arm(*lpInfo))
-    {
-        return -1;
-    }
-    lpInfo->mpRunningEvent->setOn();
-    return 0;
-}
-
-int SharedTimer::Impl::updateOnStopLocked(int nTimerId)
-{
-    TimerInfo* const lpInfo = mTimers.find(nTimerId);
-    if (lpInfo == nullptr)
-    {
-        return 0;
-    }
-    if (!stopIfRunningLocked(nTimerId, *lpInfo))
-    {
-        return -1;
-    }
-    lpInfo->mpRunningEvent->setOff();
-    return 0;
-}
-
-int SharedTimer::Impl::updateOnTimeoutLocked(int nTimerId)
-{
-    TimerInfo* const lpInfo = mTimers.find(nTimerId);
-    if (lpInfo == nullptr)
-    {
-        return 0;
-    }
-    if (TimerTable::countTimeout(*lpInfo))
-    {
-        stopIfRunningLocked(nTimerId, *lpInfo);
-        lpInfo->mpRunningEvent->setOff();
-        mWaiters.onRests(nTimerId);
-        return 0;
-    }
-    if (lpInfo->mIsFreeRunning != 0 && !lpInfo->mHasNewInterval)
-    {
-        return 0;
-    }
-    // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
-    stopIfRunningLocked(nTimerId, *lpInfo);
-    return mTimers.arm(*lpInfo) ? 0 : -1;
-}
-
-void SharedTimer::Impl::finishUpdateLocked(int nTimerId)
-{
-    TimerInfo* const lpInfo = mTimers.find(nTimerId);
-    if (lpInfo != nullptr)
-    {
-        lpInfo->mHasNewInterval = false;
-    }
-}
-
-/// Result: false if the kernel refuses.
-bool SharedTimer::Impl::stopIfRunningLocked(int nTimerId, TimerInfo& nInfo)
-{
-    return nInfo.mpRunningEvent->isOff() || stopTimerLocked(nTimerId, nInfo);
 }
 
 void SharedTimer::Impl::removeTimerLocked(int nTimerId)
@@ -540,7 +490,7 @@ void SharedTimer::Impl::eraseAllTimer()
     TimerTable::TimerMap& lTimers = mTimers.map();
     for (unsigned int lIndex = 0; lIndex < lTimers.size(); ++lIndex)
     {
-        updateOnStopLocked(lTimers.at(lIndex)->mKey);
+        executeLocked(TimerFate::RESTS, lTimers.at(lIndex)->mKey);
     }
     while (lTimers.size() > 0)
     {

@@ -103,16 +103,15 @@ bool MsgQueues::write(Msg const& nMsg)
     return false;
 }
 
-bool MsgQueues::keep(int nMsgId)
+bool MsgQueues::keep(int nMsgId, int nLogLevel)
 {
     if (!mSlots.isFull())
     {
         mSlots.keepNext();
         return true;
     }
-    applog(UTL_LOG_TYPE, mIsOverflowed ? 4 : 1, "MsgDrivenThread(%s) Overflow MsgDataQueue  MaxCount:%d MsgId:0x%08x",
-           mpName, static_cast<int>(mMaxCount), static_cast<unsigned int>(nMsgId));
-    mIsOverflowed = true;
+    applog(UTL_LOG_TYPE, nLogLevel, "MsgDrivenThread(%s) Overflow MsgDataQueue  MaxCount:%d MsgId:0x%08x", mpName,
+           static_cast<int>(mMaxCount), static_cast<unsigned int>(nMsgId));
     return false;
 }
 
@@ -183,13 +182,6 @@ bool MsgQueues::eraseInterrupt(Judgement& nJudgement)
 
 // ---------------------------------------------------------------------------------------------- finding
 
-bool MsgQueues::writeTimeout(int nTimerId)
-{
-    TimerMsg lMsg;
-    lMsg.mTimerId = nTimerId;
-    return lMsg.storeTo(&mFindRawMsg);
-}
-
 bool MsgQueues::find(Judgement& nJudgement, ThreadRawMsg* npTarget)
 {
     unsigned int lSlot = 0;
@@ -212,12 +204,7 @@ bool MsgQueues::passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement
 {
     if (nRecord.mMsgId == MSG_ID_TIMEOUT)
     {
-        if (writeTimeout(nRecord.mParam))
-        {
-            return nJudgement.judge(mFindRawMsg);
-        }
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeFindMsg(): Can't store message. Line=%d", __LINE__);
-        return false;
+        return writeTimeout(nRecord.mParam, "executeFindMsg") && nJudgement.judge(mFindRawMsg);
     }
     if (!hasMsgData(nRecord.mMsgId))
     {
@@ -331,68 +318,64 @@ MsgQueues::Erased MsgQueues::erase(Judgement& nJudgement, Erasure& nErasure, int
 }
 
 /// Takes a run of control records out, and a run of slots. The name is what callers of old know it by.
-bool MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount)
+void MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount)
 {
     mCtlQueue.erase(nCtlIndex, nCtlCount);
     mSlots.erase(nSlot, nSlotCount);
-    return nCtlCount != 0;
 }
 
+/// This walk does not repair queues that do not fit together, as the dispatch does: it fails.
 MsgQueues::Step MsgQueues::judge(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement)
 {
-    if (nRecord.mMsgId == MSG_ID_TIMEOUT)
+    bool const lIsTimeout = nRecord.mMsgId == MSG_ID_TIMEOUT;
+    if (!lIsTimeout && !hasMsgData(nRecord.mMsgId))
     {
-        return judgeTimeout(nRecord, nJudgement);
+        return Step::STAYS;
     }
-    if (nRecord.mMsgId == MSG_ID_SYNC)
+    if (lIsTimeout ? !writeTimeout(nRecord.mParam, "executeEraseMsg") : !readSlot(nRecord, nSlot))
     {
-        return judgeSync(nSlot, nJudgement);
-    }
-    return hasMsgData(nRecord.mMsgId) ? judgePosted(nRecord, nSlot, nJudgement) : Step::STAYS;
-}
-
-MsgQueues::Step MsgQueues::judgeTimeout(CtlRecord const& nRecord, Judgement& nJudgement)
-{
-    if (!writeTimeout(nRecord.mParam))
-    {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Can't store message. Line=%d", __LINE__);
         return Step::FAILED;
     }
-    return judgeSlot(nJudgement);
+    return nJudgement.judge(mFindRawMsg) ? Step::GOES : Step::STAYS;
 }
 
-MsgQueues::Step MsgQueues::judgeSync(unsigned int nSlot, Judgement& nJudgement)
+/// Copies the slot of a record to mFindRawMsg. Result: false if it is not there, or is another's (logged).
+bool MsgQueues::readSlot(CtlRecord const& nRecord, unsigned int nSlot)
 {
+    bool const lIsSync = nRecord.mMsgId == MSG_ID_SYNC; // its slot has an id of its own
     if (nSlot >= mSlots.size())
     {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line=%d", __LINE__);
-        return Step::FAILED;
-    }
-    std::memcpy(mFindRawMsg.buffer(), mSlots.at(nSlot), slotSize());
-    return judgeSlot(nJudgement);
-}
-
-/// This walk does not repair queues that do not fit together, as the dispatch does.
-MsgQueues::Step MsgQueues::judgePosted(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement)
-{
-    if (nSlot >= mSlots.size())
-    {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line=%d MsgId=%d", __LINE__,
-               nRecord.mMsgId);
-        return Step::FAILED;
+        applog(UTL_LOG_TYPE, 1,
+               lIsSync ? "MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line=%d"
+                       : "MsgDrivenThread::executeEraseMsg(): Peek Data Queue fail. Line=%d MsgId=%d",
+               __LINE__, nRecord.mMsgId);
+        return false;
     }
     std::memcpy(mFindRawMsg.buffer(), mSlots.at(nSlot), slotSize());
     int lMsgId = MSG_ID_NONE;
     mFindRawMsg.getMsgId(&lMsgId);
-    if (lMsgId != nRecord.mMsgId)
+    if (lIsSync || lMsgId == nRecord.mMsgId)
     {
-        applog(UTL_LOG_TYPE, 1,
-               "MsgDrivenThread::executeEraseMsg(): Data Queue is different from Ctl Queue . Line=%d MsgId(Ctl)=%d "
-               "MsgId(Data)=%d ",
-               __LINE__, nRecord.mMsgId, lMsgId);
-        return Step::FAILED;
+        return true;
     }
-    return judgeSlot(nJudgement);
+    applog(UTL_LOG_TYPE, 1,
+           "MsgDrivenThread::executeEraseMsg(): Data Queue is different from Ctl Queue . Line=%d MsgId(Ctl)=%d "
+           "MsgId(Data)=%d ",
+           __LINE__, nRecord.mMsgId, lMsgId);
+    return false;
+}
+
+/// Writes the message of a time-out to mFindRawMsg. Result: false if it does not fit (logged).
+bool MsgQueues::writeTimeout(int nTimerId, char const* npFunction)
+{
+    TimerMsg lMsg;
+    lMsg.mTimerId = nTimerId;
+    if (lMsg.storeTo(&mFindRawMsg))
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::%s(): Can't store message. Line=%d", npFunction, __LINE__);
+    return false;
 }
 
 } // namespace utl::internal

@@ -5,7 +5,6 @@
 #include "UtlMsgDrivenThread.h"
 #include "internal/UtlCtlQueue.h"
 
-#include <atomic>
 #include <memory>
 
 namespace utl::internal
@@ -103,9 +102,8 @@ public:
     /// Writes a message where the next slot is. Result: false if it does not fit (logged).
     bool write(Msg const& nMsg);
 
-    /// What was written stays, as the newest slot. Result: false when the queue is full (logged; of a burst the first at
-    /// level 1).
-    bool keep(int nMsgId);
+    /// What was written stays, as the newest slot. Result: false when the queue is full, which is logged.
+    bool keep(int nMsgId, int nLogLevel);
     void takeBack() { mSlots.dropNewest(); }
 
     /// What was written is the interrupt.
@@ -129,15 +127,6 @@ public:
     /// onTimeoutErased(). *npTimerId: the timer that has ended.
     Erased erase(Judgement& nJudgement, Erasure& nErasure, int* npTimerId);
 
-    /// A message has gone out: the next overflow is an error again. Without the lock.
-    void endOverflow()
-    {
-        if (mIsOverflowed.load(std::memory_order_relaxed)) // seldom; a store would cost each message
-        {
-            mIsOverflowed = false;
-        }
-    }
-
     SlotRing const& slots() const { return mSlots; }
 
 private:
@@ -151,13 +140,10 @@ private:
 
     void copyOldest(ThreadRawMsg& nTarget);
     bool passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement& nJudgement);
-    bool writeTimeout(int nTimerId);
-    bool earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount);
+    void earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount);
     Step judge(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement);
-    Step judgeTimeout(CtlRecord const& nRecord, Judgement& nJudgement);
-    Step judgeSync(unsigned int nSlot, Judgement& nJudgement);
-    Step judgePosted(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement);
-    Step judgeSlot(Judgement& nJudgement) { return nJudgement.judge(mFindRawMsg) ? Step::GOES : Step::STAYS; }
+    bool readSlot(CtlRecord const& nRecord, unsigned int nSlot);
+    bool writeTimeout(int nTimerId, char const* npFunction);
 
     CtlQueue& mCtlQueue;
     char const* const mpName;
@@ -167,7 +153,6 @@ private:
     ThreadRawMsg mFindRawMsg;
     std::unique_ptr<unsigned char[]> const mpInterrupt; // one slot
     bool mHasInterrupt = false;
-    std::atomic<bool> mIsOverflowed{false}; // an overflow was reported since the last message went out
 };
 
 } // namespace utl::internal

@@ -324,7 +324,17 @@ void QuietLoop::report(unsigned int nLine)
 
 // ---------------------------------------------------------------------------------------------- timers
 
-/// Deletes the kernel timer and the time-outs that wait. Result: false if the kernel refuses.
+bool QuietLoop::startTimerLocked(TimerInfo& nInfo)
+{
+    nInfo.mTimeoutCount = 0;
+    if (!mTimers.arm(nInfo))
+    {
+        return false;
+    }
+    nInfo.mpRunningEvent->setOn();
+    return true;
+}
+
 bool QuietLoop::stopTimerLocked(int nTimerId, TimerInfo& nInfo)
 {
     bool const lHasRun = nInfo.mSysTimerNumber != -1;
@@ -339,26 +349,39 @@ bool QuietLoop::stopTimerLocked(int nTimerId, TimerInfo& nInfo)
     return true;
 }
 
-/// The time-outs of one timer that wait; all other records keep their order.
+QuietLoop::TimeoutResult QuietLoop::finishTimeoutLocked(int nTimerId, TimerInfo& nInfo)
+{
+    if (TimerTable::countTimeout(nInfo))
+    {
+        stopTimerLocked(nTimerId, nInfo);
+        nInfo.mpRunningEvent->setOff();
+        return TIMEOUT_ENDED;
+    }
+    if (nInfo.mIsFreeRunning != 0 && !nInfo.mHasNewInterval)
+    {
+        return TIMEOUT_GOES_ON;
+    }
+    // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
+    stopTimerLocked(nTimerId, nInfo);
+    return mTimers.arm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
+}
+
 void QuietLoop::eraseTimeoutsLocked(int nTimerId)
 {
     CtlRecord const lTimeout{mKind.mTimeoutId, nTimerId};
     mCtlQueue.eraseIf([&](CtlRecord const& nRecord) { return nRecord == lTimeout; });
 }
 
-/// The records of these ids that are queued for a timer.
-unsigned int QuietLoop::countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const
+void QuietLoop::enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds)
 {
     unsigned int lCount = 0;
     for (unsigned int lIndex = 0; lIndex < mCtlQueue.size(); ++lIndex)
     {
         CtlRecord const& lRecord = mCtlQueue.at(lIndex);
-        if (lRecord.mParam == nTimerId)
-        {
-            lCount += static_cast<unsigned int>(std::count(nMsgIds.begin(), nMsgIds.end(), lRecord.mMsgId));
-        }
+        bool const lIsRequest = std::count(nMsgIds.begin(), nMsgIds.end(), lRecord.mMsgId) != 0;
+        lCount += lIsRequest && lRecord.mParam == nTimerId ? 1 : 0;
     }
-    return lCount;
+    mWaiters.enlistRequest(nWaiter, nTimerId, lCount - 1);
 }
 
 } // namespace utl::internal

@@ -109,10 +109,25 @@ public:
     /// For who destroys the loop: until nobody is about to write any more.
     void waitForWriters() const;
 
-    // Timers
+    /// Arms a timer that rests. Result: false if the kernel refuses.
+    bool startTimerLocked(TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
+
+    /// Deletes a timer's kernel timer and its time-outs that wait. Result: false if the kernel refuses.
     bool stopTimerLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
+
+    /// A time-out has been handled: counts it, and ends the timer, arms it anew or lets it run.
+    enum TimeoutResult
+    {
+        TIMEOUT_REARM_FAILED,
+        TIMEOUT_GOES_ON,
+        TIMEOUT_ENDED // it rests
+    };
+    TimeoutResult finishTimeoutLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
+
+    /// Lists one who waits for the newest of the requests with these ids that are queued for a timer.
+    void enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds)
+        UTL_REQUIRES(mSyncObject);
     void eraseTimeoutsLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
-    unsigned int countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const UTL_REQUIRES(mSyncObject);
 
     mutable SyncObject mSyncObject; // the innermost
     CtlQueue mCtlQueue UTL_GUARDED_BY(mSyncObject);

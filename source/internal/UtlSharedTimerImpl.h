@@ -29,12 +29,8 @@ private:
     int dispatch(internal::CtlRecord const& nWork) override;
     int executeTimeout(int nTimerId);
     int sysTimerNumberOf(int nTimerId);
+    int executeLocked(internal::TimerFate nFate, int nTimerId) UTL_REQUIRES(mSyncObject);
     bool executeHereLocked(internal::TimerFate nFate, int nTimerId) UTL_REQUIRES(mSyncObject);
-    int updateOnStartLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
-    int updateOnStopLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
-    int updateOnTimeoutLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
-    void finishUpdateLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
-    bool stopIfRunningLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
     void removeTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
     SharedTimer& mTimer;

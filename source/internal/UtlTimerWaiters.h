@@ -20,18 +20,17 @@ enum class TimerFate
 /// before he has looked, and goes neither way when a timer goes.
 struct TimerWaiter
 {
-    TimerWaiter(int nTimerId, TimerFate nFate)
-        : mTimerId(nTimerId),
-          mFate(nFate)
+    explicit TimerWaiter(TimerFate nFate)
+        : mFate(nFate)
     {
     }
 
     void wait() { waitUntilOn(mEvent, 0); }
 
-    int const mTimerId;
     TimerFate const mFate;
-    bool mIsRequest = false;    // he has queued a request, and waits until just that one has been served
-    unsigned int mAhead = 0;    // the requests for this timer that are queued ahead of his
+    int mTimerId = -1;
+    bool mIsRequest = false; // he waits until one request has been served, and not only for its like
+    unsigned int mAhead = 0; // the requests for this timer that are queued ahead of that one
     Event mEvent{0, 0};
     TimerWaiter* mpNext = nullptr;
 };
@@ -41,16 +40,16 @@ struct TimerWaiter
 class TimerWaiters
 {
 public:
-    /// Somebody who has queued a request, behind nAhead requests for the same timer.
-    void enlistRequest(TimerWaiter& nWaiter, unsigned int nAhead)
+    void enlistRequest(TimerWaiter& nWaiter, int nTimerId, unsigned int nAhead)
     {
         nWaiter.mIsRequest = true;
         nWaiter.mAhead = nAhead;
-        enlist(nWaiter);
+        enlist(nWaiter, nTimerId);
     }
 
-    void enlist(TimerWaiter& nWaiter)
+    void enlist(TimerWaiter& nWaiter, int nTimerId)
     {
+        nWaiter.mTimerId = nTimerId;
         nWaiter.mpNext = mpFirst;
         mpFirst = &nWaiter;
     }
@@ -74,11 +73,11 @@ public:
             });
     }
 
-    /// A timer has come to rest by itself.
-    void onRests(int nTimerId)
+    /// A timer runs or rests by something else than a request.
+    void onReached(int nTimerId, TimerFate nFate)
     {
         releaseIf([&](TimerWaiter& nWaiter)
-                  { return nWaiter.mTimerId == nTimerId && !nWaiter.mIsRequest && nWaiter.mFate == TimerFate::RESTS; });
+                  { return nWaiter.mTimerId == nTimerId && !nWaiter.mIsRequest && nWaiter.mFate == nFate; });
     }
 
     /// A timer has gone, and nobody can wait for it any more.

@@ -1,10 +1,20 @@
 #!/bin/sh
-# Installs what is missing, builds the optimised library and the demo, and runs it:  scripts/demo.sh [ARGUMENT]...
+# Installs what is missing, builds the optimised library and the demo, and runs it:  scripts/demo.sh [OPTION]... [FILE]
 # All arguments go to the program; without one it works on its own sample. Gives the program's exit code.
+# UTL_JOBS=N sets how many jobs compile at once (default: the number of processors).
 set -eu
 
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 lBuild=$lRoot/build/demo
+
+case ${1:-} in
+-h | --help)
+    sed -n '2,4s/^# //p' "$0"
+    echo
+    sed 's/^R"(//; /^)"$/d' "$lRoot/examples/demo/usage.txt"
+    exit 0
+    ;;
+esac
 
 failed() {
     echo "demo: FAILED at step '$1'"
@@ -16,9 +26,8 @@ failed() {
 echo "demo: building the library and the program in build/demo"
 cmake -S "$lRoot" -B "$lBuild" -G Ninja -DCMAKE_BUILD_TYPE=Release -DUTL_BUILD_EXAMPLES=ON \
     --log-level=WARNING </dev/null >/dev/null || failed configure
-cmake --build "$lBuild" --target utlDemo --parallel </dev/null || failed build
-lProgram=$(find "$lBuild/examples" -name utlDemo -type f -perm -u+x | head -n 1)
-[ -n "$lProgram" ] || failed build
+cmake --build "$lBuild" --target utlDemo --parallel "${UTL_JOBS:-$(nproc)}" </dev/null || failed build
+lProgram=$lBuild/examples/demo/utlDemo
 
 # An interrupt is the program's to answer: it stops its threads, then this script gives the verdict.
 trap : INT

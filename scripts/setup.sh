@@ -1,9 +1,30 @@
 #!/bin/sh
-# Installs what the builds of the named presets need (dev, release, asan, tsan, clang, armhf, fuzz) or of demo, package,
-# coverage or reference, with apt-get and only what is missing:  scripts/setup.sh [PRESET]...   (default: dev)
+# Installs what the named builds and scripts need, with apt-get and only what is missing:  scripts/setup.sh [NAME]...
+#   builds:   dev (default)  release  asan  tsan  clang  armhf  fuzz
+#   scripts:  demo  proof  package  coverage  reference  fresh
 set -eu
 
 say() { echo "setup: $*"; }
+
+case ${1:-} in -h | --help) sed -n '2,4s/^# //p' "$0" && exit 0 ;; esac
+[ $# -gt 0 ] || set -- dev
+
+if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+    say "no apt-get here; going on as if all that $* needs were installed"
+    exit 0
+fi
+
+lRoot=
+[ "$(id -u)" -eq 0 ] || lRoot=sudo
+lLog=$(mktemp)
+trap 'rm -f "$lLog"' EXIT
+
+# asRoot COMMAND...: silent unless it fails.
+asRoot() {
+    [ -z "$lRoot" ] || command -v sudo >/dev/null || { say "$lNeed: do it as root, or install sudo" >&2; exit 1; }
+    # shellcheck disable=SC2086 # nothing or a word
+    $lRoot "$@" >"$lLog" 2>&1 </dev/null || { cat "$lLog" >&2; say "$1 failed, see above" >&2; exit 1; }
+}
 
 # A package counts as missing unless it is installed completely.
 missing() {
@@ -13,38 +34,49 @@ missing() {
     done
 }
 
-[ $# -gt 0 ] || set -- dev
+# version COMPILER: the number that the release's package without a number stands for.
+version() { apt-cache depends "$1" 2>/dev/null | sed -n "s/^ *Depends: $1-\([0-9][0-9]*\)\$/\1/p" | head -n 1; }
+
+# Packages that are named with a compiler's version are known once apt-get has its lists.
+lHasLists=no
+known() {
+    [ $lHasLists = no ] && [ -z "$(version "$1")" ] || return 0
+    lNeed="the lists of packages are missing"
+    asRoot apt-get update -qq
+    lHasLists=yes
+}
+
 lWanted="cmake ninja-build g++"
-for lPreset in "$@"; do
-    case $lPreset in
+for lName in "$@"; do
+    case $lName in
     demo) ;;
     reference) lWanted="$lWanted doxygen" ;;
     dev | asan | tsan) lWanted="$lWanted pkg-config libgtest-dev" ;;
     release) lWanted="$lWanted pkg-config libgtest-dev libbenchmark-dev" ;;
-    clang) lWanted="$lWanted pkg-config libgtest-dev clang libclang-rt-14-dev" ;;
-    fuzz) lWanted="$lWanted clang libclang-rt-14-dev" ;;
-    proof) lWanted="$lWanted strace util-linux" ;;
+    clang | fuzz)
+        known clang
+        lWanted="$lWanted clang libclang-rt-$(version clang)-dev"
+        [ "$lName" = fuzz ] || lWanted="$lWanted pkg-config libgtest-dev"
+        ;;
     # The versioned compiler: the package without a version and the multilib packages exclude each other.
-    armhf)
-        lWanted="$lWanted pkg-config g++-12-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static googletest"
+    armhf | package)
+        known g++
+        lWanted="$lWanted g++-$(version g++)-arm-linux-gnueabihf libc6-dev-armhf-cross qemu-user-static"
+        if [ "$lName" = armhf ]; then
+            lWanted="$lWanted pkg-config googletest"
+        else
+            lWanted="$lWanted dpkg-dev lintian debootstrap"
+        fi
         ;;
     coverage) lWanted="$lWanted libgtest-dev gcovr" ;;
-    package)
-        lWanted="$lWanted dpkg-dev lintian debootstrap g++-12-arm-linux-gnueabihf"
-        lWanted="$lWanted libc6-dev-armhf-cross qemu-user-static"
-        ;;
+    proof) lWanted="$lWanted strace util-linux" ;;
+    fresh) lWanted="$lWanted debootstrap git util-linux" ;;
     *)
-        say "no preset '$lPreset'; there are dev, release, asan, tsan, clang, armhf, fuzz, demo, package, coverage and" \
-            "reference" >&2
+        say "nothing is known of '$lName'; see scripts/setup.sh --help" >&2
         exit 2
         ;;
     esac
 done
-
-if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-    say "no apt-get here; going on as if all this were installed: $lWanted"
-    exit 0
-fi
 
 # shellcheck disable=SC2086 # lists of words
 lMissing=$(missing $lWanted)
@@ -52,21 +84,9 @@ if [ -z "$lMissing" ]; then
     say "everything for $* is installed"
     exit 0
 fi
-
-lRoot=
-if [ "$(id -u)" -ne 0 ]; then
-    command -v sudo >/dev/null || { say "missing: $lMissing- install it as root, or install sudo" >&2; exit 1; }
-    lRoot="sudo"
-fi
 say "installing $lMissing"
-lLog=$(mktemp)
-trap 'rm -f "$lLog"' EXIT
+lNeed="missing: $lMissing"
+[ $lHasLists = yes ] || asRoot apt-get update -qq
 # shellcheck disable=SC2086
-if ! { $lRoot apt-get update -qq &&
-    $lRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $lMissing; } \
-    >"$lLog" 2>&1 </dev/null; then
-    cat "$lLog" >&2
-    say "apt-get failed, see above" >&2
-    exit 1
-fi
+asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $lMissing
 say "done"

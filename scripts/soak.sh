@@ -28,7 +28,7 @@ failed() {
     exit 1
 }
 
-"$lRoot/scripts/demo.sh" --help >/dev/null || failed "see scripts/demo.sh --help" # builds it
+"$lRoot/scripts/demo.sh" >/dev/null || failed "see scripts/demo.sh" # builds it
 lProgram=$lRoot/build/demo/examples/demo/utlDemo
 
 rm -rf "$lFolder"

@@ -4,6 +4,7 @@
 # UTL_JOBS=N sets how many jobs compile and test at once (default: the number of processors).
 set -eu
 
+case ${1:-} in -h | --help) sed -n '2,4s/^# //p' "$0" && exit 0 ;; esac
 lPreset=${1:-dev}
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
@@ -28,6 +29,10 @@ step() { lStep=$1; echo "== $lPreset: $1"; }
 
 scripts/setup.sh "$lPreset"
 lJobs=${UTL_JOBS:-$(nproc)}
+if [ ! -r /proc/self/status ]; then
+    echo "no /proc here, from which the tests read descriptors, threads and their states: mount -t proc proc /proc"
+    exit 1
+fi
 
 # The race checks cannot place their memory where the kernel scatters mappings too widely.
 lRunner=

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <getopt.h>
+
 namespace demo
 {
 
@@ -58,44 +60,54 @@ bool parseText(char const* npText, char const** npOut)
 
 } // namespace
 
-bool Options::parse(int nCount, char const* const* npArguments)
+bool Options::parse(int nCount, char* const* npArguments)
 {
-    char const* lpPath = nullptr;
+    constexpr option OPTIONS[] = {
+        {"encoding", required_argument, nullptr, 'e'},
+        {"word", required_argument, nullptr, 'w'},
+        {"log", required_argument, nullptr, 'l'},
+        {"for", required_argument, nullptr, 'f'},
+        {"stall", no_argument, nullptr, 's'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
+    };
+    opterr = 0; // the caller shows what there is
     int lTextType = -1;
-    for (int lIndex = 1; lIndex < nCount; ++lIndex)
+    bool lIsGood = true;
+    for (int lOption; (lOption = getopt_long(nCount, npArguments, "h", OPTIONS, nullptr)) != -1;)
     {
-        char const* const lpArgument = npArguments[lIndex];
-        char const* const lpValue = lIndex + 1 < nCount ? npArguments[lIndex + 1] : "";
-        auto const lIs = [lpArgument](char const* npName) { return std::strcmp(lpArgument, npName) == 0; };
-        if (lIs("--help") || lIs("-h"))
+        switch (lOption)
         {
-            mIsHelpWanted = true;
-        }
-        else if (lIs("--stall"))
-        {
+        case 'e':
+            lIsGood &= parseEncoding(optarg, &lTextType);
+            break;
+        case 'w':
+            lIsGood &= parseText(optarg, &mpWord);
+            break;
+        case 'l':
+            lIsGood &= parseText(optarg, &mpLogPath);
+            break;
+        case 'f':
+            lIsGood &= parseSeconds(optarg, &mRepeatMs);
+            break;
+        case 's':
             mIsStallWanted = true;
-        }
-        else if ((lIs("--word") && parseText(lpValue, &mpWord)) || (lIs("--log") && parseText(lpValue, &mpLogPath)) ||
-                 (lIs("--encoding") && parseEncoding(lpValue, &lTextType)) ||
-                 (lIs("--for") && parseSeconds(lpValue, &mRepeatMs)))
-        {
-            ++lIndex;
-        }
-        else if ((lpArgument[0] == '-' && lpArgument[1] != '\0') || lpPath != nullptr)
-        {
-            return false;
-        }
-        else
-        {
-            lpPath = lpArgument;
+            break;
+        case 'h':
+            mIsHelpWanted = true;
+            break;
+        default:
+            lIsGood = false;
+            break;
         }
     }
-    if (lpPath != nullptr)
+    if (optind < nCount)
     {
-        mpPath = lpPath;
+        mpPath = npArguments[optind];
         mTextType = lTextType != -1 ? lTextType : utl::FILE_TEXT_UTF8;
+        return lIsGood && optind + 1 == nCount;
     }
-    return lpPath != nullptr || lTextType == -1 || lTextType == mTextType;
+    return lIsGood && (lTextType == -1 || lTextType == mTextType);
 }
 
 char const* Options::inputName() const
@@ -110,27 +122,10 @@ char const* Options::encodingName() const
 
 void Options::printUsage(FILE* npFile)
 {
-    std::fprintf(
-        npFile,
-        "usage: utlDemo [OPTION]... [FILE]\n"
-        "Counts a Japanese text with message-driven threads. FILE is a path, or - for standard input; without\n"
-        "it the program takes its own sample, which is in Shift-JIS.\n"
-        "  --encoding NAME  of FILE: sjis, utf-8 (default), utf-16be, utf-16le\n"
-        "  --word TEXT      counts the lines that hold TEXT\n"
-        "  --log FILE       appends to FILE what the program logs; a full one is put aside as FILE.old\n"
-        "  --stall          makes a thread hang for %u ms, which the watchdog reports\n"
-        "  --for SECONDS    reads FILE again and again for so long, and reports the last time; with --stall\n"
-        "                   the thread hangs in the first pass of every %u\n"
-        "  --help, -h       shows this\n"
-        "Counts are those of the text as UTF-8.\n"
-        "Exit codes:\n"
-        "  0    all was read; malformed lines of UTF-8 are counted, and told of\n"
-        "  1    a file could not be opened or read, is locked by another process, or holds a line that is\n"
-        "       too long or, in another encoding than UTF-8, malformed; what came before is reported\n"
-        "  2    wrong arguments\n"
-        "  3    the threads did not do as they should\n"
-        "  130, 143   interrupted; what was read is reported\n",
-        WorkerListener::STALL_MS, STALL_PASSES);
+    static_assert(WorkerListener::STALL_MS == 2000 && STALL_PASSES == 100, "as usage.txt says");
+    std::fputs(
+#include "usage.txt"
+        , npFile);
 }
 
 } // namespace demo

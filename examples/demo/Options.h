@@ -22,12 +22,13 @@ struct Options
     bool mIsHelpWanted = false;
 
     /// Result: false for arguments that make no sense.
-    bool parse(int nCount, char const* const* npArguments);
+    bool parse(int nCount, char* const* npArguments);
 
     /// For messages.
     char const* inputName() const;
     char const* encodingName() const;
 
+    /// Writes usage.txt, which scripts/demo.sh shows too.
     static void printUsage(FILE* npFile);
 };
 

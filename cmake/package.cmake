@@ -1,6 +1,6 @@
 # Debian packages, by `cpack` from a build that was configured with the prefix /usr; scripts/package.sh does it all.
 # libutl1 is what a device carries; libutl-dev what a developer adds: headers, CMake package, pkg-config file.
-set(UTL_RUNTIME_PACKAGE libutl${PROJECT_VERSION_MAJOR})
+set(UTL_RUNTIME_PACKAGE libutl${UTL_SOVERSION})
 
 # What a Debian package has to carry: who may copy it, and what changed. Compressed without a time stamp in it.
 find_program(UTL_GZIP gzip REQUIRED)
@@ -17,7 +17,7 @@ install(FILES ${UTL_DOCUMENTS} DESTINATION share/doc/libutl-dev COMPONENT develo
 
 # Which package another package needs for this library, and that the loader's cache has to be made anew.
 file(WRITE ${UTL_DEBIAN_DIR}/shlibs
-     "libutl ${PROJECT_VERSION_MAJOR} ${UTL_RUNTIME_PACKAGE} (>= ${PROJECT_VERSION})\n")
+     "libutl ${UTL_SOVERSION} ${UTL_RUNTIME_PACKAGE} (>= ${PROJECT_VERSION})\n")
 file(WRITE ${UTL_DEBIAN_DIR}/triggers "activate-noawait ldconfig\n")
 
 set(UTL_DESCRIPTION

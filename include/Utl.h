@@ -37,6 +37,7 @@
 #include "UtlTimepiece.h"
 #include "UtlTimer.h"
 #include "UtlTimerInfo.h"
+#include "UtlVersion.h"
 
 /// The library. Only the log, jk_mbtowc() and jk_wctomb() stand outside.
 namespace utl

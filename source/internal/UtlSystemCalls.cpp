@@ -17,7 +17,7 @@ namespace
 
 int setPriority(int nWhich, id_t nWho, int nNice)
 {
-    return ::setpriority(static_cast<__priority_which_t>(nWhich), nWho, nNice);
+    return ::setpriority(static_cast<decltype(PRIO_PROCESS)>(nWhich), nWho, nNice);
 }
 
 int getTimeOfDay(timeval* npTime)

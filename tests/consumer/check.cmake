@@ -1,6 +1,7 @@
 # Installs the library, moves the installed tree away, and builds and runs the consumer against it: once through
-# find_package, once through pkg-config.
-#   cmake -D LINKAGE=shared|static -D SOURCE_DIR=.. -D BINARY_DIR=.. -D WORK_DIR=.. -D GENERATOR=.. -D CXX=..
+# find_package, once through pkg-config. With the linkage "parent" the library is a folder of a larger project, which is
+# installed and run.
+#   cmake -D LINKAGE=shared|static|parent -D SOURCE_DIR=.. -D BINARY_DIR=.. -D WORK_DIR=.. -D GENERATOR=.. -D CXX=..
 #         -D PKG_CONFIG=.. -D LIBDIR=.. [-D TOOLCHAIN=..] [-D EMULATOR=..] [-D CXX_FLAGS=..] -P check.cmake
 cmake_minimum_required(VERSION 3.18)
 
@@ -15,6 +16,22 @@ endfunction()
 set(lToolchain -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
 if(TOOLCHAIN)
     set(lToolchain -G ${GENERATOR} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
+endif()
+
+if(LINKAGE STREQUAL "parent")
+    file(REMOVE_RECURSE ${WORK_DIR}/installed ${WORK_DIR}/moved)
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/consumer/parent -B ${WORK_DIR}/build ${lToolchain}
+        -DCMAKE_BUILD_TYPE=Debug -DUTL_FOLDER=${SOURCE_DIR})
+    run(${CMAKE_COMMAND} --build ${WORK_DIR}/build --parallel 2)
+    run(${CMAKE_COMMAND} --install ${WORK_DIR}/build --prefix ${WORK_DIR}/installed)
+    file(RENAME ${WORK_DIR}/installed ${WORK_DIR}/moved)
+    file(RENAME ${WORK_DIR}/build ${WORK_DIR}/hidden) # what was installed is enough
+    execute_process(COMMAND ${WORK_DIR}/moved/bin/consumer RESULT_VARIABLE lResult)
+    file(RENAME ${WORK_DIR}/hidden ${WORK_DIR}/build)
+    if(NOT lResult EQUAL 0)
+        message(FATAL_ERROR "the installed program of the larger project gave ${lResult}")
+    endif()
+    return()
 endif()
 
 # The tree of the other linkage is built here; a second run finds it up to date.

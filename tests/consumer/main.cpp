@@ -34,6 +34,11 @@ Restless* gpRestless = nullptr;
 
 int main()
 {
+    if (utl::version() != UTL_VERSION)
+    {
+        std::printf("the headers are of another version than the library\n");
+        return 1;
+    }
     rawlog(utl::UTL_LOG_TYPE, utl::LOG_LEVEL_INFO, "a line\n");
     if (gBinaryLines != 1)
     {

@@ -1,0 +1,11 @@
+#include "UtlVersion.h"
+
+namespace utl
+{
+
+unsigned int version()
+{
+    return UTL_VERSION;
+}
+
+} // namespace utl

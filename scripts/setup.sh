@@ -1,12 +1,13 @@
 #!/bin/sh
 # Installs what the named builds and scripts need, with apt-get and only what is missing:  scripts/setup.sh [NAME]...
 #   builds:   dev (default)  release  asan  tsan  clang  armhf  fuzz
-#   scripts:  demo  proof  package  coverage  reference  fresh
+#   scripts:  demo  proof  package  coverage  reference  fresh  board
+#   other processors:  arm64  armel  i386  powerpc  ppc64el  riscv64  s390x
 set -eu
 
 say() { echo "setup: $*"; }
 
-case ${1:-} in -h | --help) sed -n '2,4s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,5s/^# //p' "$0" && exit 0 ;; esac
 [ $# -gt 0 ] || set -- dev
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
@@ -65,12 +66,24 @@ for lName in "$@"; do
         if [ "$lName" = armhf ]; then
             lWanted="$lWanted pkg-config googletest"
         else
-            lWanted="$lWanted dpkg-dev lintian debootstrap"
+                lWanted="$lWanted debhelper dpkg-dev lintian reprotest debootstrap"
         fi
+        ;;
+    arm64 | armel | i386 | powerpc | ppc64el | riscv64 | s390x)
+        known g++
+        case $lName in
+        arm64) lTriplet=aarch64-linux-gnu ;;
+        armel) lTriplet=arm-linux-gnueabi ;;
+        i386) lTriplet=i686-linux-gnu ;;
+        ppc64el) lTriplet=powerpc64le-linux-gnu ;;
+        *) lTriplet=$lName-linux-gnu ;;
+        esac
+        lWanted="$lWanted g++-$(version g++)-$lTriplet libc6-dev-$lName-cross qemu-user-static pkg-config googletest"
         ;;
     coverage) lWanted="$lWanted libgtest-dev gcovr" ;;
     proof) lWanted="$lWanted strace util-linux" ;;
     fresh) lWanted="$lWanted debootstrap git util-linux" ;;
+    board) lWanted="$lWanted qemu-system-arm cpio" ;;
     *)
         say "nothing is known of '$lName'; see scripts/setup.sh --help" >&2
         exit 2

@@ -2,7 +2,7 @@
 # Lets the demo work again and again in one process, and looks whether anything grows:  scripts/soak.sh [MINUTES]
 # (default: 10). Each pass starts threads and timers, opens, locks and reads a file, and logs to one; now and then a
 # thread hangs until the watchdog reports it. About once a second its memory, descriptors, threads and timers go to
-# build/soak/soak.csv, and at the end as lines to build/soak/soak.svg.
+# build/soak/soak.csv; scripts/plots.sh soak draws them over time.
 #
 # The rule: after a warm-up of a sixth of the samples, the median of the last third of the rest may be above that of its
 # first third by nothing where things are counted; by 16 kB of its own memory in use (RssAnon); by 256 kB where pages of
@@ -10,14 +10,19 @@
 # asked for (VmData), because the C library makes one stack more where an ending thread has not given back its own yet, and
 # keeps it. Medians because a sample may fall between two passes. Gives 0 if no line rises, the demo ends well and the log
 # has kept its bounds.
+#
+# UTL_SOAK_PROGRAM, UTL_SOAK_TEXT and UTL_SOAK_FOLDER stand for the demo, for a text in Shift-JIS and for build/soak on a
+# machine that has only those.
 set -eu
 
 lMinutes=${1:-10}
+case $lMinutes in -h | --help) sed -n '2,16s/^#$//; 2,16s/^# //p' "$0" && exit 0 ;; esac
 case $lMinutes in '' | *[!0-9]* | 0*) echo "usage: scripts/soak.sh [MINUTES]" >&2 && exit 2 ;; esac
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
-lFolder=$lRoot/build/soak
+lFolder=${UTL_SOAK_FOLDER:-$lRoot/build/soak}
+lText=${UTL_SOAK_TEXT:-$lRoot/examples/demo/data/sample.sjis.txt}
+lProgram=${UTL_SOAK_PROGRAM:-}
 lCsv=$lFolder/soak.csv
-lSvg=$lFolder/soak.svg
 lPid=
 trap '[ -z "$lPid" ] || kill "$lPid" 2>/dev/null' EXIT
 trap 'exit 130' INT
@@ -28,29 +33,30 @@ failed() {
     exit 1
 }
 
-"$lRoot/scripts/demo.sh" >/dev/null || failed "see scripts/demo.sh" # builds it
-lProgram=$lRoot/build/demo/examples/demo/utlDemo
-
+if [ -z "$lProgram" ]; then
+    "$lRoot/scripts/demo.sh" >/dev/null || failed "see scripts/demo.sh" # builds it
+    lProgram=$lRoot/build/demo/examples/demo/utlDemo
+fi
 rm -rf "$lFolder"
 mkdir -p "$lFolder"
-for _ in $(seq 50); do cat "$lRoot/examples/demo/data/sample.sjis.txt"; done >"$lFolder/text"
+for _ in $(seq 50); do cat "$lText"; done >"$lFolder/text"
 
 # sample: one row of the CSV; empty once the process has gone. A kernel may come without the list of timers.
 sample() {
     set -- /proc/"$lPid"/fd/*
     lTimers=$(grep -c '^ID:' "/proc/$lPid/timers" 2>/dev/null) || lTimers=${lTimers:-0}
-    awk -v number="$lSample" -v descriptors=$# -v timers="$lTimers" '
+    awk -v seconds=$(($(date +%s) - lStart)) -v descriptors=$# -v timers="$lTimers" '
         /^VmRSS:/ { rss = $2 }
         /^RssAnon:/ { anon = $2 }
         /^VmData:/ { data = $2 }
         /^Threads:/ { threads = $2 }
-        END { if (rss != "") print number "," rss "," anon + 0 "," data "," descriptors "," threads "," timers }' \
+        END { if (rss != "") print seconds "," rss "," anon + 0 "," data "," descriptors "," threads "," timers }' \
         "/proc/$lPid/status" 2>/dev/null || :
 }
 
-# judge: a verdict for each column of the CSV, and its line in the SVG. Fails if one rises.
+# judge: a verdict for each column of the CSV. Fails if one rises.
 judge() {
-    awk -F , -v svg="$lSvg" -v minutes="$lMinutes" '
+    awk -F , '
         function sort(from, to,    i, j, value) { # of row[]
             for (i = from + 1; i <= to; i++) {
                 value = row[i]
@@ -64,26 +70,12 @@ judge() {
             return row[int((from + to) / 2)]
         }
         BEGIN { allowed["RSS kB"] = 256; allowed["RssAnon kB"] = 16; allowed["VmData kB"] = 8256 }
-        function x(i) { return 10 + 640 * (i - 1) / (count - 1) }
-        function y(value) { return top + 70 - 60 * value / (high > 0 ? high : 1) }
-        # Points between two of the same height would only make the file larger.
-        function line(column,    i, points) {
-            for (i = 1; i <= count; i++)
-                if (i == 1 || i == count || values[column, i] != values[column, i - 1] ||
-                    values[column, i] != values[column, i + 1])
-                    points = points sprintf("%.1f,%.1f ", x(i), y(values[column, i]))
-            printf "<polyline points=\"%s\" fill=\"none\" stroke=\"%s\"/>\n", points, isFlat ? "#06c" : "#c00" >svg
-        }
         NR == 1 { for (i = 2; i <= NF; i++) name[i] = $i; columns = NF; next }
         { count++; for (i = 2; i <= NF; i++) values[i, count] = $i + 0 }
         END {
             if (count < 30) { print "soak: only " count " samples"; exit 1 }
             warm = int(count / 6)
             third = int((count - warm) / 3)
-            printf "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 840 %d\" font-family=\"sans-serif\" " \
-                "font-size=\"12\">\n<rect width=\"840\" height=\"%d\" fill=\"#fff\"/>\n" \
-                "<rect x=\"10\" width=\"%.1f\" height=\"%d\" fill=\"#eee\"/>\n", \
-                90 * columns - 60, 90 * columns - 60, x(warm + 1) - 10, 90 * columns - 90 >svg
             for (c = 2; c <= columns; c++) {
                 before = median(c, warm + 1, warm + third)
                 after = median(c, count - third + 1, count)
@@ -93,16 +85,7 @@ judge() {
                 risen += !isFlat
                 printf "  %-12s first third %8d  last third %8d  highest %8d  %s\n", name[c], before, after, high, \
                     isFlat ? "flat" : "RISES"
-                top = 90 * (c - 2) + 10
-                printf "<path d=\"M10 %.1fH650\" stroke=\"#888\"/>\n<text x=\"660\" y=\"%d\">%s</text>\n" \
-                    "<text x=\"660\" y=\"%d\">first third %d, last %d</text>\n" \
-                    "<text x=\"660\" y=\"%d\">highest %d</text>\n", \
-                    top + 70, top + 22, name[c], top + 40, before, after, top + 58, high >svg
-                line(c)
             }
-            printf "<text x=\"10\" y=\"%d\">%d samples in %d min; grey: warm-up; " \
-                "each line begins at 0</text>\n</svg>\n", \
-                90 * columns - 70, count, minutes >svg
             exit risen > 0
         }' "$lCsv"
 }
@@ -113,12 +96,11 @@ tail -n 40 <"$lFolder/out" >"$lFolder/report" & # of all that it says the end wi
 "$lProgram" --encoding sjis --word 水 --stall --log "$lFolder/log" --for $((lMinutes * 60)) "$lFolder/text" \
     >"$lFolder/out" 2>&1 &
 lPid=$!
-lSample=0
-echo "sample,RSS kB,RssAnon kB,VmData kB,descriptors,threads,timers" >"$lCsv"
+lStart=$(date +%s)
+echo "seconds,RSS kB,RssAnon kB,VmData kB,descriptors,threads,timers" >"$lCsv"
 sleep 1
 while lRow=$(sample) && [ -n "$lRow" ]; do
     echo "$lRow" >>"$lCsv"
-    lSample=$((lSample + 1))
     sleep 1
 done
 lResult=0
@@ -127,5 +109,5 @@ lPid=
 grep -e ' passes ' -e '^utlDemo' "$lFolder/report" || :
 [ "$lResult" -eq 0 ] || failed "the demo ended with $lResult, see $lFolder/report"
 [ "$(cat "$lFolder"/log* | wc -c)" -le 135000 ] || failed "the log grows"
-judge || failed "see $lSvg"
-echo "soak: PASSED, $lSvg"
+judge || failed "see $lCsv"
+echo "soak: PASSED, $lCsv"

@@ -2,7 +2,7 @@
 # find_package, once through pkg-config. With the linkage "parent" the library is a folder of a larger project, which is
 # installed and run.
 #   cmake -D LINKAGE=shared|static|parent -D SOURCE_DIR=.. -D BINARY_DIR=.. -D WORK_DIR=.. -D GENERATOR=.. -D CXX=..
-#         -D PKG_CONFIG=.. -D LIBDIR=.. [-D TOOLCHAIN=..] [-D EMULATOR=..] [-D CXX_FLAGS=..] -P check.cmake
+#         -D PKG_CONFIG=.. -D LIBDIR=.. [-D TOOLCHAIN=..] [-D TRIPLET=..] [-D EMULATOR=..] [-D CXX_FLAGS=..] -P check.cmake
 cmake_minimum_required(VERSION 3.18)
 
 function(run)
@@ -15,7 +15,7 @@ endfunction()
 
 set(lToolchain -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
 if(TOOLCHAIN)
-    set(lToolchain -G ${GENERATOR} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
+    set(lToolchain -G ${GENERATOR} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DUTL_TRIPLET=${TRIPLET})
 endif()
 
 if(LINKAGE STREQUAL "parent")

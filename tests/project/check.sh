@@ -36,6 +36,16 @@ links() {
         done
 }
 
+# versions SOURCE_DIR: packages have the version of the headers.
+versions() {
+    lVersion=$(sed -n 's/^#define UTL_VERSION_[MP][A-Z]* \([0-9]*\) .*/\1/p' "$1/include/UtlVersion.h" | paste -s -d .)
+    [ -e "$1/packaging/yocto/utl_$lVersion.bb" ] || echo "packaging/yocto has no recipe of $lVersion"
+    for lPlace in "debian/changelog:utl ($lVersion)" "packaging/buildroot/utl.mk:UTL_VERSION = $lVersion" \
+        "packaging/conan/conanfile.py:version = \"$lVersion\""; do
+        grep -qF "${lPlace#*:}" "$1/${lPlace%%:*}" || echo "${lPlace%%:*} lacks: ${lPlace#*:}"
+    done
+}
+
 # safety SOURCE_DIR: each public class, and each function outside classes, answers "Threads:", "Signals:", "Forks:" and
 # "Blocking:", or all with "Safety:", in its comment or, for functions, in one about the file. A struct is a plain record.
 safety() {

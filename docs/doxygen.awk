@@ -18,13 +18,27 @@ function groupEnd(nFirst,    lIndent, lLine, lCount) {
     return lCount > 1 ? lLine : 0
 }
 
-# Text stays text: no commands, HTML, links, emphasis. "Result: ..." and "npDst, nDstSize: ..." are items of a list.
-function prose(nText, nIsFirst) {
+# Text stays text: no commands, HTML, links, emphasis. "npDst, nDstSize: ..." are parameters, but in a comment for several
+# functions, which need not all have them; "Result: ..." is the result, "Caution: ..." a warning, "Threads: ..." and the
+# like are headings.
+function prose(nText, nIsFirst, nIsGroup,    lLabel) {
     gsub(/[\\%<>&#*]/, "\\\\&", nText)
     gsub(/>::/, ">\\::", nText)
-    if (match(nText, /^([A-Z][a-z]+|Time-outs|n[A-Z][A-Za-z]*|np[A-Z][A-Za-z]*|convert[A-Za-z.]+)(, n[A-Za-z]+)*: /))
-        nText = (nIsFirst ? "" : "- ") "**" substr(nText, 1, RLENGTH - 2) "**:" substr(nText, RLENGTH)
-    return nText
+    if (nIsFirst || !match(nText, /^(np?[A-Z][A-Za-z0-9]*(, np?[A-Z][A-Za-z0-9]*)*|[A-Z][a-z]+|Time-outs|convert[A-Za-z.]+): +/))
+        return nText
+    lLabel = substr(nText, 1, RLENGTH)
+    nText = substr(nText, RLENGTH + 1)
+    sub(/: +$/, "", lLabel)
+    if (lLabel == "Result")
+        return "@return " nText
+    if (lLabel == "Caution")
+        return "@warning " nText
+    if (lLabel !~ /^np?[A-Z]/ || nIsGroup) {
+        gsub(/,/, "\\,", lLabel)
+        return "@label{" lLabel "} " nText
+    }
+    gsub(/ /, "", lLabel)
+    return "@param " lLabel " " nText
 }
 
 END {
@@ -40,6 +54,8 @@ END {
             lPrefix = lPrefix "/** @{ */ "
             lEnd = lNext
         }
+        if (lIsFirst)
+            lIsGroup = lPrefix ~ /@{/
         if (i == 1)
             sub(/^\/\/\/ /, "/// @file " lFile " ", mLines[i])
         else if (mLines[i] ~ /^ *[^ \/].*= default;$/)
@@ -48,7 +64,7 @@ END {
             sub(/= delete;.*/, "= delete; ///< Deleted.", mLines[i])
         if (match(mLines[i], /\/\/\/<? /))
             mLines[i] = substr(mLines[i], 1, RSTART + RLENGTH - 1) \
-                prose(substr(mLines[i], RSTART + RLENGTH), lIsFirst || !lIsComment)
+                prose(substr(mLines[i], RSTART + RLENGTH), lIsFirst || !lIsComment, lIsGroup)
         print lPrefix mLines[i]
     }
 }

@@ -90,6 +90,8 @@ public:
     ~MsgDrivenSharedThread() override;
 
     /// As MsgDrivenThread::start with this object as the listener. An object starts once.
+    /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
+    ///               and to npWatchdogListener, which is not owned; with null the table of all threads is logged.
     int start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener, int nWaitStart,
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
 

@@ -101,6 +101,8 @@ public:
     ~MsgDrivenThread() override;
 
     /// Starts the thread with its listener; the other arguments are those of Thread::start.
+    /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
+    ///               and to npWatchdogListener, which is not owned; with null the table of all threads is logged.
     /// Result: that of Thread::start; -1 on the message thread itself, for a null, and whenever a listener was set
     ///         before: an object starts once, also where that failed.
     int start(ThreadMsgListener* npListener, int nUseWatchdog, unsigned int nAliveTimeMs,

@@ -45,7 +45,9 @@ public:
 
     /// Starts the timer thread at normal priority and returns when it is up.
     ///
-    /// nUseWatchdog, nAliveTimeMs, npWatchdogListener: as for ThreadManager::entry. The idle wait is not watched.
+    /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
+    ///               and to npWatchdogListener, which is not owned; with null the table of all threads is logged.
+    ///               The idle wait is not watched.
     /// nMaxTimers: timers at most. npName: copied.
     /// A pipe, a handler or a thread that cannot be had is logged, and construction goes on.
     SharedTimer(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener,

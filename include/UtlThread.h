@@ -65,7 +65,9 @@ public:
 
     /// Starts the thread.
     ///
-    /// nUseWatchdog, nAliveTimeMs, npListener, nPriority: as for ThreadManager::entry.
+    /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
+    ///               and to npListener, which is not owned; with null the table of all threads is logged.
+    /// nPriority:    as for ThreadManager::entry.
     /// nWaitStart:   at exactly 1 this returns after preExecute, or after nWaitStartMs (0: without limit).
     /// nReserved:    ignored.
     /// Result:   0; -1 where it was started before, however that ended, and where the registry refuses (it may then be

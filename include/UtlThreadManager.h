@@ -73,8 +73,9 @@ public:
     /// Starts a thread and registers it.
     ///
     /// npFunction, npName: not null. npArgument: handed to the function.
-    /// nUseWatchdog: at exactly 1 the thread is entered into the watchdog's table with nAliveTimeMs and npListener;
-    ///               whether that works is not looked at.
+    /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
+    ///               and to npListener, which is not owned; with null the table of all threads is logged.
+    ///               Whether the watchdog's table has room is not looked at.
     /// nReserved:    ignored.
     /// Caution: an invalid nPriority is not refused: the thread runs at nice 19. Check it first.
     /// Caution: entries of ended threads stay until unregister(); with a registry full of them every entry() fails in

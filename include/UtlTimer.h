@@ -33,7 +33,7 @@ public:
           char const* npName);
 
     /// npListener: whom to call; not owned, null for nobody.
-    /// nUseWatchdog: at exactly 1 the watchdog reports the timer thread once it has been silent for nAliveTimeMs, to the log
+    /// nUseWatchdog: at exactly 1 the watchdog reports the timer thread once it is silent for nAliveTimeMs, to the log
     ///               and to npWatchdogListener, which is not owned; with null the table of all threads is logged.
     Timer(TimerListener* npListener, unsigned int nIntervalMs, int nUseWatchdog, unsigned int nAliveTimeMs,
           WatchdogTimerListener* npWatchdogListener, unsigned int nMaxTimeoutCount, int nIsFreeRunning,

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs what the named builds and scripts need, with apt-get and only what is missing:  scripts/setup.sh [NAME]...
 #   builds:   dev (default)  release  asan  tsan  clang  armhf  fuzz
-#   scripts:  demo  proof  package  coverage  reference  fresh  board
+#   scripts:  demo  proof  package  coverage  reference  fresh  board  plots
 #   other processors:  arm64  armel  i386  powerpc  ppc64el  riscv64  s390x
 set -eu
 
@@ -83,6 +83,7 @@ for lName in "$@"; do
     coverage) lWanted="$lWanted libgtest-dev gcovr" ;;
     proof) lWanted="$lWanted strace util-linux" ;;
     fresh) lWanted="$lWanted debootstrap git util-linux" ;;
+    plots) lWanted="$lWanted gnuplot-nox graphviz" ;;
     board) lWanted="$lWanted qemu-system-arm cpio" ;;
     *)
         say "nothing is known of '$lName'; see scripts/setup.sh --help" >&2

@@ -26,7 +26,7 @@ T* newBlock(unsigned int nCount)
         return nullptr;
     }
     bool const lFits = std::uint64_t(nCount) * sizeof(T) <= UINT32_MAX;
-    return new T[lFits ? nCount : SIZE_MAX];
+    return new T[lFits ? nCount : PTRDIFF_MAX];
 }
 
 /// Assigns nCount elements from the first to the last; the target may overlap the source from below.

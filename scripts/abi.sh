@@ -61,10 +61,10 @@ else
     cat <<END
 abi: FAILED: the binary interface for $2 is not the stored one (see above).
  - Not meant? Take the change back: programs on devices in the field were linked with the stored interface.
- - Only additions, and meant? Raise the second number of the version in CMakeLists.txt, say it in CHANGELOG.md, then
+ - Only additions, and meant? Raise the second number of the version in include/UtlVersion.h, say it in CHANGELOG.md, then
    scripts/abi.sh --store $*
- - Removed or changed, and meant? Programs have to be built anew: raise the first number, and with it the SONAME and the
-   name of the runtime package; then store it likewise.
+ - Removed or changed, and meant? Programs have to be built anew: raise UTL_SOVERSION in CMakeLists.txt, the number in
+   cmake/utl.map and the name of the runtime package in debian/; then store it likewise.
 END
     exit 1
 fi

@@ -140,9 +140,6 @@ soak() {
 set terminal svg size 860,760 dynamic font "sans-serif,11" background "#ffffff"
 set output "docs/soak.svg"
 set multiplot layout 6,1 margins 0.13,0.97,0.07,0.97 spacing 0,0.025
-set yrange [0:*]
-set ytics 2
-set autoscale x
 set xrange [0:*]
 set format x ""
 set grid lc rgb "#dddddd"
@@ -152,10 +149,11 @@ do for [i = 0:5] {
         set format x "%g"
         set xlabel "minutes ($(cat "$lScratch/count") samples)"
     }
+    set yrange [*:*]
     stats "$lScratch/soak" index i using 2 every ::1 nooutput
     set yrange [0:STATS_max * 1.2]
     set ytics 0, STATS_max, STATS_max
-    set ylabel word("RSS\\\\_kB RssAnon\\\\_kB VmData\\\\_kB descriptors threads timers", i + 1) offset -2,0
+    set ylabel word("'RSS, kB' 'RssAnon, kB' 'VmData, kB' descriptors threads timers", i + 1) offset -2,0
     plot "$lScratch/soak" index i using 1:2 every ::1 with lines lc rgb "#0060c0"
 }
 END

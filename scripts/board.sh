@@ -85,7 +85,7 @@ fetched
 initramfs
 say "booting"
 lStart=$(date +%s)
-timeout $((1800 + lMinutes * 90)) qemu-system-arm -M virt -cpu cortex-a15 -smp 1 -m 256 -nographic -no-reboot \
+timeout $((1800 + lMinutes * 90)) qemu-system-arm -M virt -cpu cortex-a15 -smp 1 -m 256 -nic none -nographic -no-reboot \
     -kernel "$lFolder/vmlinuz" -initrd "$lFolder/initramfs.gz" \
     -append "console=ttyAMA0 quiet panic=-1 utl_minutes=$lMinutes utl_sample=$lRoot/examples/demo/data/sample.sjis.txt" \
     </dev/null >"$lFolder/console.log" 2>&1 || failed "the emulator, see $lFolder/console.log"

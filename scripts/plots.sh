@@ -42,21 +42,26 @@ house() {
     say "docs/house.svg"
 }
 
-# rows PROGRAM...: "group side nanoseconds" of each benchmark, the median of its repetitions, for one item where the
-# benchmark counts items.
+# rows PROGRAM...: "group side nanoseconds" of each benchmark, the median of its repetitions, for one message or item where
+# the benchmark counts them.
 rows() {
     for lProgram in "$@"; do
-        awk -F , '
-            /^"/ {
-                gsub(/"/, "", $1)
-                sub(/\/(real_time|manual_time|iterations:[0-9]+)/, "", $1)
-                if (!sub(/_median.*/, "", $1)) next
-                lUnit = $5 == "ms" ? 1e6 : $5 == "us" ? 1e3 : 1
-                lSide = $1
+        awk '
+            function told() { if (lKind == "median") print lGroup "\t" lSide "\t" (lEach != "" ? lEach : lTime * lUnit) }
+            { lValue = $0; gsub(/^[^:]*: "?|"?,?$/, "", lValue) }
+            /"name":/ { lKind = lEach = "" }
+            /"run_name":/ {
+                sub(/\/(real_time|manual_time|iterations:).*/, "", lValue)
+                lSide = lGroup = lValue
                 sub(/.*\//, "", lSide)
-                sub(/\/[^\/]*$/, "", $1)
-                print $1 "\t" lSide "\t" ($7 != "" ? 1e9 / $7 : $3 * lUnit)
-            }' "build/bench/$lProgram.csv"
+                sub(/\/[^\/]*$/, "", lGroup)
+            }
+            /"aggregate_name":/ { lKind = lValue }
+            /"real_time":/ { lTime = lValue }
+            /"time_unit":/ { lUnit = lValue == "ms" ? 1e6 : lValue == "us" ? 1e3 : 1 }
+            /"items_per_second":/ { lEach = 1e9 / lValue }
+            /"per_message":/ { lEach = 1e9 * lValue }
+            /^    }/ { told() }' "build/bench/$lProgram.json"
     done
 }
 
@@ -103,7 +108,7 @@ bench() {
     for lProgram in $lMessages $lCharacters; do
         nice cmake --build --preset release --target "$lProgram" >/dev/null
         say "running $lProgram"
-        "build/release/bench/$lProgram" --benchmark_out="build/bench/$lProgram.csv" --benchmark_out_format=csv \
+        "build/release/bench/$lProgram" --benchmark_out="build/bench/$lProgram.json" \
             >"build/bench/$lProgram.txt"
     done
     # shellcheck disable=SC2086 # words

@@ -7,6 +7,8 @@
 # Not abidw and abidiff: what they store has 11,000 lines and more of the compiler's own types, which nobody reads in a
 # change and which differ between compilers, and it leaves out the values of constants. This is 2,400 lines of text.
 set -eu
+
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 export LC_ALL=C
 
 lStore=no

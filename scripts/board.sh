@@ -6,7 +6,7 @@
 # What the board said is in build/board/console.log. Nothing for ARM is installed on this machine but the compiler.
 set -eu
 
-case ${1:-} in -h | --help) sed -n '2,6s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 lMinutes=${1:-1}
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"

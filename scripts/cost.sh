@@ -4,6 +4,8 @@
 # bytes, sizes of the library's file and sections within 3 %, which another compiler may bring.
 set -eu
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
+
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lBuild=build/armhf

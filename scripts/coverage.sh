@@ -3,6 +3,8 @@
 # Prints a table of files and what was not run; the pages are in build/coverage/report.
 set -eu
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
+
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lBuild=build/coverage

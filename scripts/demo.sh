@@ -9,7 +9,7 @@ lBuild=$lRoot/build/demo
 
 case ${1:-} in
 -h | --help)
-    sed -n '2,4s/^# //p' "$0"
+    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
     echo
     sed 's/^R"(//; /^)"$/d' "$lRoot/examples/demo/usage.txt"
     exit 0

@@ -5,7 +5,7 @@
 # network. UTL_PRESETS names the presets to test, "dev" by default; UTL_JOBS is handed on.
 set -eu
 
-case ${1:-} in -h | --help) sed -n '2,5s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lFolder=$lRoot/build/fresh

@@ -5,6 +5,8 @@
 # in build/fuzz/corpus and are where the next run begins.
 set -eu
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
+
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lSeconds=${1:-60}

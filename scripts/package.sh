@@ -8,7 +8,7 @@
 # The packages are left in build/packages. What they are made of is in debian/.
 set -eu
 
-case ${1:-} in -h | --help) sed -n '2,8s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lPackages=$lRoot/build/packages

@@ -6,7 +6,7 @@
 #   soak   docs/soak.svg: build/soak/soak.csv of the last scripts/soak.sh over time
 set -eu
 
-case ${1:-} in -h | --help) sed -n '2,6s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lScratch=$(mktemp -d)

@@ -6,6 +6,8 @@
 # MINUTES, 60 by default, scales the counts; a busy machine takes longer. Needs root for time namespaces.
 set -eu
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
+
 lMinutes=${1:-60}
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"

@@ -4,6 +4,8 @@
 # and nothing is installed.
 set -eu
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
+
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 if [ $# -eq 0 ]; then
     "$lRoot/scripts/setup.sh" reference

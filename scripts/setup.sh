@@ -7,7 +7,7 @@ set -eu
 
 say() { echo "setup: $*"; }
 
-case ${1:-} in -h | --help) sed -n '2,5s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 [ $# -gt 0 ] || set -- dev
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then

@@ -16,7 +16,7 @@
 set -eu
 
 lMinutes=${1:-10}
-case $lMinutes in -h | --help) sed -n '2,16s/^#$//; 2,16s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 case $lMinutes in '' | *[!0-9]* | 0*) echo "usage: scripts/soak.sh [MINUTES]" >&2 && exit 2 ;; esac
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 lFolder=${UTL_SOAK_FOLDER:-$lRoot/build/soak}

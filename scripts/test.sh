@@ -4,7 +4,7 @@
 # UTL_JOBS=N sets how many jobs compile and test at once (default: the number of processors).
 set -eu
 
-case ${1:-} in -h | --help) sed -n '2,4s/^# //p' "$0" && exit 0 ;; esac
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
 lPreset=${1:-dev}
 lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"

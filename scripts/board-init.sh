@@ -29,7 +29,9 @@ echo "board: $(uname -srm), $(grep -c ^processor /proc/cpuinfo) processor, $(awk
 lPrograms=0
 for lProgram in /tests/*; do
     lPrograms=$((lPrograms + 1))
-    for lTest in $($lProgram --gtest_list_tests | awk '/^[^ ]/ { s = $1 } /^ / { print s $1 }'); do
+    lTests=$($lProgram --gtest_list_tests | awk '/^[^ ]/ { s = $1 } /^ / { print s $1 }')
+    [ -n "$lTests" ] || lFailed=$((lFailed + 1))
+    for lTest in $lTests; do
         ran "$lTest" "$lProgram" --gtest_filter="$lTest"
     done
 done

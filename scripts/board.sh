@@ -52,7 +52,7 @@ initramfs() {
     rm -rf "$lTree"
     mkdir -p "$lTree/bin" "$lTree/lib" "$lTree/tests" "$lTree/proof" "$lTree/proc" "$lTree/sys" "$lTree/dev" \
         "$lTree/tmp" "$lTree/etc" "$lTree/demo/scripts" "$lTree/demo/build"
-    lBusybox=$(find "$lFolder/unpacked" -name busybox -type f | head -n 1)
+    lBusybox=$(find "$lFolder/unpacked" -name busybox -type f -perm -u+x | head -n 1)
     cp "$lBusybox" "$lTree/bin/busybox"
     for lName in sh awk cat cut date grep head ls mkdir mkfifo mount poweroff ps rm sed seq sleep sort tail timeout tr \
         uname wc; do
@@ -62,7 +62,9 @@ initramfs() {
     for lName in libc.so.6 libm.so.6 libgcc_s.so.1 libstdc++.so.6 libpthread.so.0 librt.so.1; do
         cp -L "/usr/$lTriplet/lib/$lName" "$lTree/lib"
     done
-    carried "$lBuild/libutl.so.1" lib
+    for lLibrary in "$lBuild"/libutl.so.1 "$lBuild"/lib/lib*.so.*.*; do
+        [ ! -e "$lLibrary" ] || carried "$lLibrary" lib
+    done
     for lProgram in "$lBuild"/tests/Utl*Test; do carried "$lProgram" tests; done
     for lName in UtlCornerProof UtlClockProof UtlRaceProof; do carried "$lBuild/proof/$lName" proof; done
     carried "$lBuild/examples/demo/utlDemo" bin

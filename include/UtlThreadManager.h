@@ -46,8 +46,8 @@ public:
     static constexpr unsigned int DEFAULT_ENTRY_MAX = 128;
 
     /// The registry, created on first use with DEFAULT_ENTRY_MAX entries; the first call also starts the watchdog.
-    /// Where it is the first for several threads at once, one starts the watchdog and the others go on; what
-    /// they enter into its table waits until it runs.
+    /// If it is the first call of several threads at once, one starts the watchdog and the others go on. What they enter
+    /// into its table waits until it runs, except from a sink of the log: there it is refused as before the start.
     static ThreadManager* get();
 
     /// The registry, or null where nothing has created it yet. Creates nothing and starts no watchdog.
@@ -80,7 +80,9 @@ public:
     /// Caution: an invalid nPriority is not refused: the thread runs at nice 19. Check it first.
     /// Caution: entries of ended threads stay until unregister(); with a registry full of them every entry() fails in
     /// silence.
-    /// Blocking: until the new thread has set its priority and told its id; the function may run before this returns.
+    /// Blocking: until the new thread has set its priority and told its id. The function may run before this returns; with
+    /// nUseWatchdog 1 it begins when the watchdog has been told of the thread, or could not be.
+    /// Kernel:   top, ps, gdb and core files show the thread by npName, cut to whole characters within 15 bytes.
     /// Result:   the thread's id; 0 for a null, for a full registry (both in silence), when no thread can be made, and
     ///           when the id is registered already (both logged; in the last case the thread runs on, unregistered).
     /// A thread that cannot set its nice value logs that and runs at the priority that it has.
@@ -88,8 +90,9 @@ public:
               WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
               unsigned int nReserved);
 
-    /// Registers the calling thread, which the library did not start, or gives it a new name. Such a thread has no
-    /// stop signal and never counts as active.
+    /// Registers the calling thread, which the library did not start, or gives it a new name, also for the kernel as
+    /// entry() does, but not to the first thread: its name is that of the process. Such a thread has no stop signal and
+    /// never counts as active.
     /// Result: its id; 0 for a null name, for a thread that entry() started (both in silence), for a full registry
     /// (logged).
     /// Caution: an ended thread of the same kernel id that is still registered counts as started: 0. Take ended threads
@@ -199,7 +202,8 @@ private:
     static void awaitWatchdog();
     static void* startThread(void* npRecord);
 
-    bool startLocked(StartRecord& nRecord, char const* npName) UTL_REQUIRES(mEntrySyncObject);
+    int enterNew(StartRecord& nRecord, ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent);
+    bool startLocked(StartRecord& nRecord) UTL_REQUIRES(mEntrySyncObject);
     int entryLocked(int nId, ThreadEntry const& nEntry) UTL_REQUIRES(mEntrySyncObject);
 
     /// As entry(). *npEndEvent: the event that goes on when the function has returned, wherever a thread was made, also

@@ -10,7 +10,6 @@
 #include "UtlThreadMsgListener.h"
 
 #include <atomic>
-#include <memory>
 
 namespace utl
 {
@@ -103,7 +102,7 @@ class UTL_API ThreadWatchdog : public ThreadMsgListener
 public:
     /// nEntryMax: threads that can be registered; no more can be added.
     explicit ThreadWatchdog(unsigned int nEntryMax);
-    /// After shutdown(), or waiting as it does.
+    /// Ends the thread as shutdown() does, then gives up the table: a pass that is under way finds it whole to its end.
     ~ThreadWatchdog() override;
     ThreadWatchdog(ThreadWatchdog const&) = delete;
     ThreadWatchdog& operator=(ThreadWatchdog const&) = delete;
@@ -158,8 +157,8 @@ private:
     void executeWatchdogTimeout(int nId);
     WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);
 
-    std::unique_ptr<MsgDrivenThread> const mpThread;
-    std::atomic<int> mTimerId{-1}; // the beat
+    MsgDrivenThread* mpThread = nullptr; // owned, constant between constructor and destructor
+    std::atomic<int> mTimerId{-1};       // the beat
     std::atomic<bool> mIsInitialized{false};
     bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped
     SyncObject mSyncObject;

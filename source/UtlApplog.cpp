@@ -71,6 +71,22 @@ LogState& logState()
 // Made while the library is loaded, so that the first line does not allocate.
 [[maybe_unused]] LogState& gLoadedState = logState();
 
+// The model spares a call into the loader; the library is never large enough to run out of room.
+thread_local bool tIsInSink __attribute__((tls_model("initial-exec"))) = false;
+
+/// Marks the calling thread as being inside a sink. A sink may log, and so come to a sink again.
+class InSink
+{
+public:
+    InSink() { tIsInSink = true; }
+    ~InSink() { tIsInSink = mWasInSink; }
+    InSink(InSink const&) = delete;
+    InSink& operator=(InSink const&) = delete;
+
+private:
+    bool const mWasInSink = tIsInSink;
+};
+
 int limitedLevel(int nLevel)
 {
     return nLevel < LOG_LEVEL_NONE || nLevel > LOG_LEVEL_DEBUG ? LOG_LEVEL_DEBUG : nLevel;
@@ -240,12 +256,18 @@ void LogLine::writeToBinaryLog() const
 
 } // namespace
 
+bool isInLogSink()
+{
+    return tIsInSink;
+}
+
 void writeLog(int nType, int nLevel, LogFileSink* npFile, char const* npFormat, va_list nArguments)
 {
     int const lErrno = errno;
     LogTypeData lType;
     if (passesFilter(nType, nLevel, &lType) && npFormat != nullptr)
     {
+        InSink const lInSink;
         LogLine(nLevel, npFile, lErrno).writeTimed(lType.mPrefix, npFormat, nArguments);
     }
     errno = lErrno;
@@ -256,6 +278,7 @@ void writeRawLog(int nType, int nLevel, LogFileSink* npFile, char const* npForma
     int const lErrno = errno;
     if (passesFilter(nType, nLevel, nullptr) && npFormat != nullptr)
     {
+        InSink const lInSink;
         LogLine(nLevel, npFile, lErrno).writeRaw(npFormat, nArguments);
     }
     errno = lErrno;

@@ -6,6 +6,7 @@
 #include "internal/UtlEventWait.h"
 #include "internal/UtlHeapPort.h"
 #include "internal/UtlImmortal.h"
+#include "internal/UtlLogFileSink.h"
 #include "internal/UtlMakeSmart.h"
 #include "internal/UtlSystemCalls.h"
 #include "internal/UtlWatchdogPort.h"
@@ -51,13 +52,26 @@ char const* priorityLabel(ThreadPriority const& nPriority)
     return lValue >= ThreadPriority::TIME_CRITICAL && lValue <= ThreadPriority::IDLE ? LABELS[lValue] : "INVALID";
 }
 
-/// A name as the tables print it: at most 31 bytes, whole characters.
+/// A name cut to whole characters within a size, the terminator included.
+template <unsigned int SIZE>
 struct CutName
 {
-    explicit CutName(char const* npName) { copyStrBase<char>(mText, sizeof(mText), npName, ~0U, 1); }
+    explicit CutName(char const* npName) { copyStrBase<char>(mText, SIZE, npName, ~0U, 1); }
 
-    char mText[32] = {};
+    char mText[SIZE] = {};
 };
+
+constexpr unsigned int TABLE_NAME_SIZE = 32;
+constexpr unsigned int KERNEL_NAME_SIZE = 16; // the kernel's own limit
+
+/// For top, ps, gdb and core files. What fails leaves the thread with the name that it has.
+void nameCaller(char const* npName)
+{
+    if (*npName != '\0')
+    {
+        ::pthread_setname_np(::pthread_self(), CutName<KERNEL_NAME_SIZE>(npName).mText);
+    }
+}
 
 } // namespace
 
@@ -74,6 +88,8 @@ struct ThreadManager::StartRecord
     void* mpArgument;
     int mOsPriority;
     SmartPointer<Event> mpStopEvent;
+    SmartPointer<Event> mpToldEvent; // the watchdog has been told of the thread, or could not be; null: it need not be
+    char const* mpName;
     int mThreadId;
     pthread_t mHandle;
 };
@@ -165,9 +181,10 @@ void ThreadManager::initializeWatchdog()
 }
 
 /// Another thread's first get() may be at starting the watchdog. Not with the registry lock, which the start takes.
+/// A sink of the log that comes here may be on the starting thread, or may be what that thread waits for.
 void ThreadManager::awaitWatchdog()
 {
-    while (mHasInitializedWatchdog && mWatchdogStarters != 0)
+    while (mHasInitializedWatchdog && mWatchdogStarters != 0 && !internal::isInLogSink())
     {
         internal::pauseBriefly();
     }
@@ -244,36 +261,48 @@ int ThreadManager::entryWithEvent(void (*npFunction)(void*), void* npArgument, i
     {
         return 0;
     }
-    int lId = 0;
+    StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), {}, {}, npName, 0, 0};
+    if (nUseWatchdog == 1)
     {
-        SyncGuard lGuard(mEntrySyncObject);
-        if (mThreadEntries.size() >= mThreadEntries.maxSize())
-        {
-            return 0;
-        }
-        // All memory is taken before there is a thread: none runs that nobody knows because there was none left.
-        auto lpHandle = std::make_unique<unsigned long>(0);
-        ThreadEntry lEntry(npName, nPriority);
-        lEntry.mpStopEvent = internal::makeSmart<Event>(0, 0);
-        lEntry.mpThreadHandle.set(lpHandle.get());
-        StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), lEntry.mpStopEvent, 0, 0};
-        if (!startLocked(lRecord, npName))
-        {
-            return 0; // the handle is still 0, and so still ours to free
-        }
-        *lpHandle.release() = lRecord.mHandle;
-        *npEndEvent = lRecord.mpStopEvent;
-        lId = entryLocked(lRecord.mThreadId, lEntry);
+        lRecord.mpToldEvent = internal::makeSmart<Event>(0, 0);
     }
+    int const lId = enterNew(lRecord, nPriority, npEndEvent);
     if (lId != 0)
     {
         announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
     }
+    if (nUseWatchdog == 1)
+    {
+        lRecord.mpToldEvent->setOn();
+    }
     return lId;
 }
 
+/// Starts the thread of a record and registers it. Result: its id; 0 for none, and for one that could not be registered.
+int ThreadManager::enterNew(StartRecord& nRecord, ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent)
+{
+    SyncGuard lGuard(mEntrySyncObject);
+    if (mThreadEntries.size() >= mThreadEntries.maxSize())
+    {
+        return 0;
+    }
+    // All memory is taken before there is a thread: none runs that nobody knows because there was none left.
+    auto lpHandle = std::make_unique<unsigned long>(0);
+    ThreadEntry lEntry(nRecord.mpName, nPriority);
+    lEntry.mpStopEvent = internal::makeSmart<Event>(0, 0);
+    lEntry.mpThreadHandle.set(lpHandle.get());
+    nRecord.mpStopEvent = lEntry.mpStopEvent;
+    if (!startLocked(nRecord))
+    {
+        return 0; // the handle is still 0, and so still ours to free
+    }
+    *lpHandle.release() = nRecord.mHandle;
+    *npEndEvent = nRecord.mpStopEvent;
+    return entryLocked(nRecord.mThreadId, lEntry);
+}
+
 /// Starts the thread of a record and waits until it has told its id. Result: false when no thread could be made.
-bool ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
+bool ThreadManager::startLocked(StartRecord& nRecord)
 {
     mStartedEvent.setOff();
     int const lError = blockingCall(
@@ -281,7 +310,8 @@ bool ThreadManager::startLocked(StartRecord& nRecord, char const* npName)
         [&] { return gSystem.mPthreadCreate(&nRecord.mHandle, nullptr, &ThreadManager::startThread, &nRecord); });
     if (lError != 0)
     {
-        applog(UTL_LOG_TYPE, 1, "Thread Start Failed  Ret:%d, PriOs:%d, Name:%s", lError, nRecord.mOsPriority, npName);
+        applog(UTL_LOG_TYPE, 1, "Thread Start Failed  Ret:%d, PriOs:%d, Name:%s", lError, nRecord.mOsPriority,
+               nRecord.mpName);
         return false;
     }
     internal::waitUntilOn(mStartedEvent, 0); // the record must not go before the thread has done with it
@@ -314,9 +344,11 @@ void* ThreadManager::startThread(void* npRecord)
     void (*const lpFunction)(void*) = lRecord.mpFunction;
     void* const lpArgument = lRecord.mpArgument;
     int const lOsPriority = lRecord.mOsPriority;
-    // A share of its own, so that the end can be told whatever has become of the entry and the registry by then.
+    // Shares of its own, so that the end can be told whatever has become of the entry and the registry by then.
     SmartPointer<Event> const lpStopEvent = lRecord.mpStopEvent;
+    SmartPointer<Event> const lpToldEvent = lRecord.mpToldEvent;
 
+    nameCaller(lRecord.mpName);
     int const lResult = blockingCall(lpManager, FILE_NAME, "startThread", 1279,
                                      [&] { return gSystem.mSetpriority(PRIO_PROCESS, 0, lOsPriority); });
     if (lResult == -1)
@@ -325,6 +357,10 @@ void* ThreadManager::startThread(void* npRecord)
     }
     lRecord.mThreadId = getCallerId();
     lpManager->mStartedEvent.setOn(); // the record is entry()'s again
+    if (lpToldEvent.get() != nullptr)
+    {
+        internal::waitUntilOn(*lpToldEvent, 0); // the function may start the watch with its first line
+    }
 
     lpFunction(lpArgument);
     lpStopEvent->setOn();
@@ -357,6 +393,10 @@ int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, Watc
         {
             applog(UTL_LOG_TYPE, 3, "Thread Register           ID:%d, Name:%s", lId, npName);
         }
+    }
+    if (lId != ::getpid()) // the first thread's name is that of the process
+    {
+        nameCaller(npName);
     }
     announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
     return lId;
@@ -595,7 +635,7 @@ void ThreadManager::printRowLocked(int nLevel, unsigned int nIndex)
     bool const lIsActive = lpPair->mValue.isActive();
     ThreadPriority const lPriority = lIsActive ? lpPair->mValue.mPriority : ThreadPriority(ThreadPriority::INVALID);
     applog(UTL_LOG_TYPE, nLevel, "%10d, %-32s, %-12s, %10d, %-16s, ", lpPair->mKey,
-           CutName(lpPair->mValue.name()).mText, lIsActive ? "ACTIVE" : "UNKNOWN", lPriority.OsValue(),
+           CutName<TABLE_NAME_SIZE>(lpPair->mValue.name()).mText, lIsActive ? "ACTIVE" : "UNKNOWN", lPriority.OsValue(),
            priorityLabel(lPriority));
 }
 

@@ -88,12 +88,15 @@ public:
 // ---------------------------------------------------------------------------------------------- life
 
 ThreadWatchdog::ThreadWatchdog(unsigned int nEntryMax)
-    : mpThread(new MsgDrivenThread(MAX_MSG_SIZE, MAX_MSG_COUNT, "Watchdog Thread", nEntryMax)),
-      mWatchdogInfos(nEntryMax)
+    : mWatchdogInfos(nEntryMax)
 {
+    mpThread = new MsgDrivenThread(MAX_MSG_SIZE, MAX_MSG_COUNT, "Watchdog Thread", nEntryMax);
 }
 
-ThreadWatchdog::~ThreadWatchdog() = default;
+ThreadWatchdog::~ThreadWatchdog()
+{
+    delete mpThread; // first: a pass that is under way needs the table and the lock to its end
+}
 
 bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
 {

@@ -6,6 +6,8 @@
 #include "support/Resources.h"
 
 #include <cstdarg>
+#include <fstream>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -25,6 +27,18 @@ using internal::SystemCalls;
 
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 
+std::function<void()> gOnBinaryLog = [] {};
+
+} // namespace
+
+extern "C" void BinaryLogWrite(int, char const*, unsigned int)
+{
+    gOnBinaryLog();
+}
+
+namespace
+{
+
 UTL_PRINTF(1, 2) std::string line(char const* npFormat, ...)
 {
     char lLine[256];
@@ -39,6 +53,30 @@ int enter(void (*npFunction)(void*), void* npArgument, char const* npName = "wor
           ThreadPriority const& nPriority = NORMAL)
 {
     return ThreadManager::get()->entry(npFunction, npArgument, 0, 0, nullptr, npName, nPriority, 0);
+}
+
+std::string kernelName(int nId)
+{
+    std::string lName;
+    std::getline(std::ifstream("/proc/self/task/" + std::to_string(nId) + "/comm") >> std::ws, lName);
+    return lName;
+}
+
+/// A thread that waits in the kernel, and did so a moment ago.
+bool isAsleep(int nId)
+{
+    int lCount = 0;
+    for (; lCount < 3; ++lCount)
+    {
+        std::string lStat;
+        std::getline(std::ifstream("/proc/self/task/" + std::to_string(nId) + "/stat"), lStat);
+        if (lStat.find(") S ") == std::string::npos)
+        {
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return lCount == 3;
 }
 
 /// A thread that stays in its function until the scope ends.
@@ -206,6 +244,94 @@ TEST(ThreadManager, TablesNameEveryThread)
     ThreadManager::NameMap lAll(2);
     EXPECT_TRUE(lManager.getNames(&lAll));
     EXPECT_STREQ(lpName, lAll.find(lThread.mId)->mValue.c_str());
+}
+
+// The platform's log may come back into the registry on the thread that is just starting the watchdog.
+TEST(ThreadManager, FirstGetEndsWhateverASinkOfTheLogAsksFor)
+{
+    LogCapture lLog;
+    unsigned int lAsked = 0;
+    ASSERT_TRUE(ThreadManager::initializeEntryMax(8));
+    ThreadManager& lManager = *ThreadManager::getIfCreated();
+    lManager.enableRegistrationLog();
+    gOnBinaryLog = [&]
+    {
+        if (++lAsked == 1) // entering logs, too
+        {
+            EXPECT_NE(0, lManager.entryCaller(1, 10, nullptr, "sink"));
+            EXPECT_FALSE(lManager.entryWatchdog(10, nullptr, 0));
+            EXPECT_FALSE(lManager.setWatchdogWatchInterval(10));
+        }
+    };
+    EXPECT_EQ(&lManager, ThreadManager::get());
+    EXPECT_EQ(2U, lAsked);
+    gOnBinaryLog = [] {};
+}
+
+// The same on a thread that holds the registry's lock meanwhile.
+TEST(ThreadManager, FirstGetPassesAThreadThatLogsUnderTheLockOfTheRegistry)
+{
+    LogCapture lLog;
+    ASSERT_TRUE(ThreadManager::initializeEntryMax(8));
+    ThreadManager& lManager = *ThreadManager::getIfCreated();
+    lManager.enableRegistrationLog();
+    std::thread lGetter;
+    gOnBinaryLog = [&]
+    {
+        if (lGetter.joinable())
+        {
+            return;
+        }
+        std::atomic<int> lGetterId{0};
+        lGetter = std::thread(
+            [&]
+            {
+                lGetterId = ThreadManager::getCallerId();
+                ThreadManager::get();
+            });
+        EXPECT_TRUE(waitUntil([&] { return lGetterId != 0 && isAsleep(lGetterId); })); // for the lock that we hold
+        EXPECT_FALSE(lManager.setWatchdogWatchInterval(10));
+    };
+    lManager.entryCaller(0, 0, nullptr, "logs");
+    lGetter.join();
+    EXPECT_TRUE(lManager.setWatchdogWatchInterval(10));
+    gOnBinaryLog = [] {};
+}
+
+TEST(ThreadManager, WatchCanBeStartedByTheFirstLineOfAThread)
+{
+    QuietLog const lQuiet;
+    ThreadManager& lManager = *ThreadManager::get();
+    for (int lRound = 0; lRound < 200; ++lRound)
+    {
+        bool lIsWatched = false;
+        auto const lStartWatch = [](void* npWatched)
+        { *static_cast<bool*>(npWatched) = ThreadManager::get()->startWatchdog(0); };
+        int const lId = lManager.entry(lStartWatch, &lIsWatched, 1, 600000, nullptr, "watched", NORMAL, 0);
+        ASSERT_EQ(0, lManager.waitToStop(lId, longMs()));
+        ASSERT_TRUE(lIsWatched) << lRound;
+        lManager.unregisterWatchdog(lId);
+        lManager.unregister(lId);
+    }
+}
+
+TEST(ThreadManager, KernelKnowsThreadsByTheirNames)
+{
+    std::string const lProcess = kernelName(getpid());
+    std::string const CUT = "fourteen bytes\xE3\x81\x82"; // and a character of three
+    Parked const lThread(CUT.c_str());
+    Parked const lNameless("");
+    EXPECT_EQ("fourteen bytes", kernelName(lThread.mId));
+    EXPECT_EQ(lProcess, kernelName(lNameless.mId));
+    auto const lEnter = [&](char const* npName)
+    {
+        int const lId = ThreadManager::get()->entryCaller(0, 0, nullptr, npName);
+        std::string const lName = kernelName(lId);
+        ThreadManager::get()->unregister(lId);
+        return lName;
+    };
+    std::thread([&] { EXPECT_EQ("entered itself", lEnter("entered itself")); }).join();
+    EXPECT_EQ(lProcess, lEnter("main"));
 }
 
 TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)

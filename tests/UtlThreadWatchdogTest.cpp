@@ -26,6 +26,8 @@ public:
         nWatchdog.findWatchdogInfo(nId)->mLastAliveTick = nTick;
     }
 
+    static bool isEnding(ThreadWatchdog& nWatchdog) { return nWatchdog.mpThread->hasRequestedStop(); }
+
     static WatchdogInfo info(ThreadWatchdog& nWatchdog, int nId)
     {
         SyncGuard lGuard(nWatchdog.mSyncObject);
@@ -199,6 +201,30 @@ TEST(ThreadWatchdog, OnePassReportsAllInAscendingOrderAndStandsChanges)
     Peer::pass(lWatchdog, 110);
     EXPECT_EQ((Ids{10, 25, 30, 40}), lListener.mIds);
     EXPECT_EQ(3U, lListener.mTableSize);
+}
+
+TEST(ThreadWatchdog, PassUnderWayEndsBeforeTheTableGoes)
+{
+    LogCapture lLog;
+    Listener lListener;
+    Gate lEntered;
+    auto lpWatchdog = std::make_unique<ThreadWatchdog>(4);
+    ThreadWatchdog& lWatchdog = *lpWatchdog;
+    lListener.mAction = [&](int nId)
+    {
+        lEntered.open();
+        EXPECT_TRUE(nId == 2 || waitUntil([&] { return Peer::isEnding(lWatchdog); }));
+    };
+    ASSERT_TRUE(lWatchdog.initialize(10));
+    for (int lId : {1, 2})
+    {
+        ASSERT_TRUE(lWatchdog.entry(lId, 1, &lListener, "both overdue in one pass"));
+    }
+    ASSERT_TRUE(lWatchdog.start(2));
+    ASSERT_TRUE(lWatchdog.start(1));
+    ASSERT_TRUE(lEntered.wait());
+    lpWatchdog.reset();
+    EXPECT_EQ(1U, lLog.count("Timeout ID:2 Name:both overdue in one pass "));
 }
 
 } // namespace

@@ -24,6 +24,10 @@ protected:
 void writeLog(int nType, int nLevel, LogFileSink* npFile, char const* npFormat, va_list nArguments) UTL_PRINTF(4, 0);
 void writeRawLog(int nType, int nLevel, LogFileSink* npFile, char const* npFormat, va_list nArguments) UTL_PRINTF(4, 0);
 
+/// Whether the calling thread is inside a sink of the log, and so perhaps inside any lock under which somebody logs:
+/// there it must wait for no other thread.
+bool isInLogSink();
+
 } // namespace utl::internal
 
 #endif

@@ -17,7 +17,7 @@ class WorkingBuffer;
 /// Locks:    mBufferLock, a recursive leaf: nothing but text work runs while it is held.
 /// Threads:  any, through WorkingBuffer.
 /// Signals:  no.
-/// Forks:    where a row is in use at the fork, all rows stay so in the child, and whoever needs one waits for ever.
+/// Forks:    usable in the child: fork() waits until no other thread has a row.
 /// Blocking: only WorkingBuffer does.
 class UTL_API StaticBuffer
 {

@@ -27,8 +27,8 @@ class WatchdogTimerListener;
 /// Threads:   any, unless said otherwise.
 /// Signals:   no, but for getCallerId() and getIfCreated().
 /// Forks:     the child has the entries, not the threads: these count as active for ever, the watchdog stands still,
-///            and destroy() waits for ever. The thread that forked has a new id, which is not registered. A fork in
-///            the midst of another thread's first get() leaves the watchdog starting: entering its table waits for ever.
+///            and destroy() waits for ever. The thread that forked has a new id, which is not registered. Entering the
+///            watchdog's table is refused if another thread's first get() was starting the watchdog.
 /// Blocking:  for the lock below, and so for a thread that starts, or for the watchdog's alone (reports and most
 ///            operations of the watchdog); the first get(), entry(), destroy(), waitToStop() and
 ///            setWatchdogWatchInterval() for a thread. getCallerId() and getIfCreated() never.
@@ -200,6 +200,7 @@ private:
     static SyncObject& instantiationSyncObject();
     void initializeWatchdog();
     static void awaitWatchdog();
+    static void beginChild();
     static void* startThread(void* npRecord);
 
     int enterNew(StartRecord& nRecord, ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent);
@@ -223,6 +224,7 @@ private:
     static std::atomic<bool> mHasInitializedWatchdog;
     static std::atomic<unsigned int> mWatchdogStarters; // threads in initializeWatchdog()
     static std::atomic<unsigned int> mVersion;
+    static int const mForkHandler;
 
     SyncObject mEntrySyncObject;
     EntryMap mThreadEntries UTL_GUARDED_BY(mEntrySyncObject);

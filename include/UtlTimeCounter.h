@@ -14,7 +14,7 @@ namespace utl
 /// Threads:  an object belongs to one thread; the static functions may be called from any.
 /// Locks:    the static functions take the table's lock; the log is written under it.
 /// Signals:  no.
-/// Forks:    what was started runs on in the child, unless the table's lock was held at the fork.
+/// Forks:    what was started runs on in the child; fork() waits until no other thread is at the table.
 /// Blocking: for that lock, and for the log where something fails.
 /// Errors:   FAILED or false, with the reason in the log as an error.
 ///

@@ -146,8 +146,8 @@ private:
 /// Result:   false for null, where the clock or the conversion fails, and for years past 65534.
 /// Threads:  any; each call into the system stands between two reports to the watchdog, which create the registry.
 /// Signals:  no.
-/// Forks:    usable, unless the watchdog's lock or the C library's for time zones was held at the fork.
-/// Blocking: for these two locks.
+/// Forks:    usable in the child, unless a thread of the parent was inside localtime_r() or its kin by itself.
+/// Blocking: for the lock of these two calls, and a watched thread's report for the watchdog's.
 /// Caution: local time is of the zone that the process looked up first; call tzset() after a change of zone.
 UTL_API bool getSystemTime(Time* npTime);
 UTL_API bool getLocalTime(Time* npTime);

@@ -3,10 +3,13 @@
 #include "UtlMap.h"
 #include "UtlString.h"
 #include "UtlSyncObject.h"
+#include "internal/UtlForkLocks.h"
 #include "internal/UtlImmortal.h"
+#include "internal/UtlLogConsole.h"
 #include "internal/UtlLogFileSink.h"
 #include "internal/UtlSystemCalls.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -54,12 +57,17 @@ struct LogState
         mTypes.insert(DEFAULT_LOG_TYPE, lType);
         std::strcpy(lType.mPrefix, "<UTIL> ");
         mTypes.insert(UTL_LOG_TYPE, lType);
+        freeInChild(FORK_LOG_TYPES, mTypeLock);
+        freeInChild(FORK_LOG_OUTPUT, mOutputLock);
     }
 
     SyncObject mTypeLock;
     LogTypeMap mTypes UTL_GUARDED_BY(mTypeLock);
-    SyncObject mOutputLock;                                // for one sink call
+    SyncObject mOutputLock; // for one sink call
+    LogConsole mOutput UTL_GUARDED_BY(mOutputLock){false};
+    LogConsole mError UTL_GUARDED_BY(mOutputLock){true};
     char mTag[TEXT_SIZE] UTL_GUARDED_BY(mOutputLock) = {}; // read by nobody
+    std::atomic<unsigned int> mSinks{LOG_SINK_SYSTEM | LOG_SINK_OUTPUT | LOG_SINK_PLATFORM};
 };
 
 LogState& logState()
@@ -155,7 +163,9 @@ public:
     void writeRaw(char const* npFormat, va_list nArguments) UTL_PRINTF(2, 0);
 
 private:
-    bool isForSystem() const { return mLevel <= LOG_LEVEL_INFO; }
+    /// The line is for a sink that gets no more than informations.
+    bool isImportantFor(unsigned int nSink) const { return mLevel <= LOG_LEVEL_INFO && isFor(nSink); }
+    bool isFor(unsigned int nSink) const { return (mSinks & nSink) != 0; }
     void append(unsigned int nMaxLength, char const* npFormat, va_list nArguments) UTL_PRINTF(3, 0);
     void writeToSyslog(char const* npText) const;
     void writeToConsole() const;
@@ -164,28 +174,9 @@ private:
     int const mLevel;
     LogFileSink* const mpFile;
     int const mErrno;
+    unsigned int const mSinks = logState().mSinks.load(std::memory_order_relaxed);
     char mText[LINE_SIZE] = {};
 };
-
-/// Puts the stamp, "Nov 15 08:55:34.123", at the start of a zeroed buffer.
-void makeStamp(char (&nStamp)[64])
-{
-    timeval lNow{};
-    gSystem.mGettimeofday(&lNow);
-    char lText[64] = {}; // "Thu Nov 15 08:55:34 2007\n"
-    if (gSystem.mCtimeR(&lNow.tv_sec, lText) == nullptr)
-    {
-        return; // a year with more than four digits
-    }
-    char* const lpYear = std::strrchr(lText, ' ');
-    char const* const lpMonth = std::strchr(lText, ' ');
-    if (lpYear != nullptr)
-    {
-        *lpYear = '\0';
-        std::snprintf(nStamp, sizeof(nStamp), "%.40s.%03u", lpMonth + 1,
-                      static_cast<unsigned int>(lNow.tv_usec / 1000));
-    }
-}
 
 void LogLine::writeTimed(char const* npPrefix, char const* npFormat, va_list nArguments)
 {
@@ -223,7 +214,7 @@ void LogLine::append(unsigned int nMaxLength, char const* npFormat, va_list nArg
 void LogLine::writeToSyslog(char const* npText) const
 {
     static constexpr int PRIORITIES[] = {LOG_ERR, LOG_ERR, LOG_WARNING, LOG_INFO};
-    if (isForSystem())
+    if (isImportantFor(LOG_SINK_SYSTEM))
     {
         SinkFormat const lFormat(npText);
         SyncGuard lGuard(logState().mOutputLock);
@@ -238,16 +229,24 @@ void LogLine::writeToConsole() const
     {
         mpFile->write(mText);
     }
+    bool const lIsUrgent = mLevel <= LOG_LEVEL_WARNING; // the process may be about to die
     SinkFormat const lFormat(mText);
-    SyncGuard lGuard(logState().mOutputLock);
-    errno = mErrno;
-    gSystem.mPrintf(lFormat.get());
+    LogState& lState = logState();
+    SyncGuard lGuard(lState.mOutputLock);
+    if (isFor(LOG_SINK_OUTPUT))
+    {
+        lState.mOutput.write(lFormat.get(), mErrno, lIsUrgent);
+    }
+    if (isFor(LOG_SINK_ERROR))
+    {
+        lState.mError.write(lFormat.get(), mErrno, lIsUrgent);
+    }
 }
 
 void LogLine::writeToBinaryLog() const
 {
     int const TEXT_KIND = 3;
-    if (BinaryLogWrite != nullptr && isForSystem() && mText[0] != '\0')
+    if (BinaryLogWrite != nullptr && isImportantFor(LOG_SINK_PLATFORM) && mText[0] != '\0')
     {
         SyncGuard lGuard(logState().mOutputLock);
         BinaryLogWrite(TEXT_KIND, mText, static_cast<unsigned int>(std::strlen(mText)));
@@ -356,4 +355,14 @@ bool setLogTag(char const* npTag)
     LogState& lState = logState();
     SyncGuard lGuard(lState.mOutputLock);
     return copyStrBase(lState.mTag, TEXT_SIZE, npTag, STR_ALL, 0) != STR_ERROR;
+}
+
+void utl::setLogSinks(unsigned int nSinks)
+{
+    logState().mSinks = nSinks;
+}
+
+unsigned int utl::getLogSinks()
+{
+    return logState().mSinks;
 }

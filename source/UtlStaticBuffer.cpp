@@ -1,5 +1,6 @@
 #include "UtlStaticBuffer.h"
 
+#include "internal/UtlForkLocks.h"
 #include "internal/UtlImmortal.h"
 
 #include <algorithm>
@@ -9,7 +10,11 @@ namespace utl
 
 StaticBuffer& StaticBuffer::get()
 {
-    static internal::Immortal<StaticBuffer> lTheBuffer;
+    struct TheBuffer : StaticBuffer
+    {
+        TheBuffer() { internal::freeInChild(internal::FORK_SCRATCH_ROWS, mBufferLock); }
+    };
+    static internal::Immortal<TheBuffer> lTheBuffer;
     return lTheBuffer.get();
 }
 

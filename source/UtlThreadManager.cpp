@@ -36,9 +36,6 @@ using internal::gSystem;
 // 0: not asked yet. The model spares a call into the loader; the library is never large enough to run out of room.
 thread_local int tCallerId __attribute__((tls_model("initial-exec"))) = 0;
 
-// The child of a fork has one thread, a new one for the kernel.
-int const FORK_HANDLER = pthread_atfork(nullptr, nullptr, [] { tCallerId = 0; });
-
 int ownIdIfZero(int nId)
 {
     return nId != 0 ? nId : ThreadManager::getCallerId();
@@ -79,6 +76,18 @@ std::atomic<ThreadManager*> ThreadManager::mpTheObject{nullptr};
 std::atomic<bool> ThreadManager::mHasInitializedWatchdog{false};
 std::atomic<unsigned int> ThreadManager::mWatchdogStarters{0};
 std::atomic<unsigned int> ThreadManager::mVersion{1};
+int const ThreadManager::mForkHandler = pthread_atfork(nullptr, nullptr, &ThreadManager::beginChild);
+
+/// The child of a fork has one thread, a new one for the kernel, which nobody has registered.
+void ThreadManager::beginChild()
+{
+    tCallerId = 0;
+    mWatchdogStarters = 0;
+    if (ThreadManager const* const lpObject = getIfCreated())
+    {
+        internal::watchdog::forgetCaller(*lpObject->mpWatchdog);
+    }
+}
 
 // What a new thread needs; lives on the stack of entry() until the thread has told its id.
 struct ThreadManager::StartRecord

@@ -19,6 +19,11 @@ namespace
 unsigned int const MAX_MSG_SIZE = 4;
 unsigned int const MAX_MSG_COUNT = 64;
 
+// Most threads are not registered, and report at every blocking call: they are told so without the lock until somebody
+// enters or leaves the table.
+thread_local ThreadWatchdog const* tpUnknownTo = nullptr;
+thread_local unsigned int tTableVersion = 0; // at that time
+
 char const* watchLabel(int nStatus)
 {
     return nStatus == WatchdogInfo::WATCHING ? "WATCHING" : "NOT_WATCHING";
@@ -268,18 +273,14 @@ bool ThreadWatchdog::executeStop(int nId)
 
 bool ThreadWatchdog::keepAlive(StatementInfo const& nStatement)
 {
-    // Most threads are not registered, and report at every blocking call: they are told so without the lock until
-    // somebody enters or leaves the table.
-    static thread_local ThreadWatchdog const* tpUnknownTo = nullptr;
-    static thread_local unsigned int tVersion = 0;
     unsigned int const lVersion = internal::watchdog::gTableVersion.load(std::memory_order_acquire);
-    if (!mIsInitialized || (tpUnknownTo == this && tVersion == lVersion))
+    if (!mIsInitialized || (tpUnknownTo == this && tTableVersion == lVersion))
     {
         return false;
     }
     bool const lIsKnown = executeKeepAlive(ThreadManager::getCallerId(), nStatement);
     tpUnknownTo = lIsKnown ? nullptr : this;
-    tVersion = lVersion;
+    tTableVersion = lVersion;
     return lIsKnown;
 }
 
@@ -462,6 +463,12 @@ bool stop(ThreadWatchdog& nWatchdog, int nId)
 bool keepAlive(ThreadWatchdog& nWatchdog, StatementInfo const& nStatement)
 {
     return nWatchdog.keepAlive(nStatement);
+}
+
+void forgetCaller(ThreadWatchdog const& nWatchdog)
+{
+    tpUnknownTo = &nWatchdog;
+    tTableVersion = gTableVersion;
 }
 
 void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel)

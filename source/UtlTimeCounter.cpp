@@ -3,6 +3,7 @@
 #include "UtlApplog.h"
 #include "UtlMap.h"
 #include "UtlSyncObject.h"
+#include "internal/UtlForkLocks.h"
 #include "internal/UtlImmortal.h"
 #include "internal/UtlSystemCalls.h"
 
@@ -20,6 +21,8 @@ using StartTicks = Map<unsigned int, unsigned int, unsigned int const&, unsigned
 
 struct CounterTable
 {
+    CounterTable() { internal::freeInChild(internal::FORK_COUNTERS, mSyncObject); }
+
     SyncObject mSyncObject;
     StartTicks mStartTicks UTL_GUARDED_BY(mSyncObject){TimeCounter::MAX_COUNTERS}; // by counter id
 };

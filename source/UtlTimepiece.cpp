@@ -4,6 +4,7 @@
 #include "UtlString.h"
 #include "internal/UtlBlockingCall.h"
 #include "internal/UtlConstInit.h"
+#include "internal/UtlForkLocks.h"
 #include "internal/UtlSystemCalls.h"
 
 #include <ctime>
@@ -245,8 +246,12 @@ bool readClock(Time* npTime, char const* npFunction, unsigned int nClockLine, un
         return false;
     }
     tm lFields{};
-    if (internal::blockingCall(FILE_NAME, npFunction, nConversionLine,
-                               [&] { return nConversion(&lSeconds, &lFields); }) == nullptr)
+    auto const lConvert = [&]
+    {
+        SyncGuard lGuard(internal::calendarLock());
+        return nConversion(&lSeconds, &lFields);
+    };
+    if (internal::blockingCall(FILE_NAME, npFunction, nConversionLine, lConvert) == nullptr)
     {
         return false;
     }

@@ -1,6 +1,9 @@
 #include "UtlApplog.h"
+#include "UtlConvertAttrib.h"
 #include "UtlFile.h"
 #include "UtlThreadManager.h"
+#include "UtlTimeCounter.h"
+#include "UtlTimepiece.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,11 +12,16 @@
 #include <string>
 #include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
+#include "support/Watchdog.h"
 
 using namespace utl;
 
@@ -51,7 +59,11 @@ protected:
         gBinary.clear();
         sSeconds = 1195116934;
     }
-    ~ApplogTest() override { setAllFilterLevel(LOG_LEVEL_DETAIL); }
+    ~ApplogTest() override
+    {
+        setAllFilterLevel(LOG_LEVEL_DETAIL);
+        setLogSinks(LOG_SINK_SYSTEM + LOG_SINK_OUTPUT + LOG_SINK_PLATFORM);
+    }
 
     static inline std::atomic<long> sSeconds{0};
     utl::test::LogCapture mConsole;
@@ -134,6 +146,21 @@ TEST_F(ApplogTest, FilterOfTheTypeDecides)
     EXPECT_EQ((Lines{"one ERR: x", "ERR: y"}), lAll());
     setFilterLevel(1, -1);
     EXPECT_EQ(LOG_LEVEL_DEBUG, getFilterLevel(1));
+}
+
+TEST_F(ApplogTest, SinksCanBeSwitched)
+{
+    utl::test::Replaced const lError{&internal::SystemCalls::mPrintError,
+                                     +[](char const* npFormat) { gBinary.push_back(std::string("2 ") + npFormat); }};
+    EXPECT_EQ(LOG_SINK_SYSTEM + LOG_SINK_OUTPUT + LOG_SINK_PLATFORM, getLogSinks());
+    for (unsigned int lSink : {0U, LOG_SINK_SYSTEM, LOG_SINK_OUTPUT, LOG_SINK_PLATFORM, LOG_SINK_ERROR})
+    {
+        setLogSinks(lSink);
+        rawlog(UTL_LOG_TYPE, LOG_LEVEL_INFO, "%u", lSink);
+    }
+    EXPECT_EQ(Lines{"6 1"}, gSyslog);
+    EXPECT_EQ(Lines{"2"}, mConsole.rawLines());
+    EXPECT_EQ((Lines{"4", "2 8"}), gBinary);
 }
 
 TEST_F(ApplogTest, TypesAreRegisteredUpToTheLimits)
@@ -235,6 +262,153 @@ TEST_F(ApplogTest, LinesOfManyThreadsStayWhole)
     utl::test::together(lWork, lWork);
     EXPECT_EQ(600, std::count(gSyslog.begin(), gSyslog.end(), "3 even " + lText) +
                        std::count(gSyslog.begin(), gSyslog.end(), "3 unusual " + lText));
+}
+
+/// A pipe in the place of one of the standard descriptors, for a child that is about to end.
+struct ConsolePipe
+{
+    explicit ConsolePipe(int nFd)
+    {
+        EXPECT_EQ(0, ::pipe2(mFds, O_NONBLOCK));
+        ::dup2(mFds[1], nFd);
+        ::setvbuf(nFd == 1 ? stdout : stderr, nullptr, nFd == 1 ? _IOFBF : _IONBF, 4096); // as for any pipe
+        ::close(mFds[1]);
+    }
+
+    std::string drain()
+    {
+        std::string lText(1U << 20, ' ');
+        ssize_t const lSize = ::read(mFds[0], &lText[0], lText.size());
+        lText.resize(lSize > 0 ? static_cast<std::size_t>(lSize) : 0);
+        return lText;
+    }
+
+    int mFds[2] = {-1, -1};
+};
+
+void exitWhere(bool nIsWell)
+{
+    ::_exit(nIsWell ? 0 : 1);
+}
+
+TEST(Applog, ErrorsAndWarningsAreOnTheirWayWhenTheCallReturns)
+{
+    for (int lLevel : {LOG_LEVEL_ERROR, LOG_LEVEL_WARNING})
+    {
+        auto const lDie = [&]
+        {
+            ConsolePipe lConsole(1);
+            rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_DETAIL, "before");
+            rawlog(DEFAULT_LOG_TYPE, lLevel, " and now");
+            exitWhere(lConsole.drain() == "before and now"); // as abort(), without a core
+        };
+        EXPECT_EXIT(lDie(), testing::ExitedWithCode(0), "") << lLevel;
+    }
+}
+
+TEST(Applog, StalledConsoleDropsLinesAndSaysHowMany)
+{
+    for (int lFd : {1, 2})
+    {
+        auto const lStall = [&]
+        {
+            utl::internal::gSystem.mPoll.exchange( // patience within reason
+                [](pollfd* npFds, nfds_t nCount, int nMs) { return ::poll(npFds, nCount, std::min(nMs, 1)); });
+            setLogSinks(lFd == 1 ? LOG_SINK_OUTPUT : LOG_SINK_ERROR);
+            ConsolePipe lConsole(lFd);
+            std::string const lFilling(4096, 'x');
+            while (::write(lFd, lFilling.data(), lFilling.size()) > 0)
+            {
+            }
+            ::fcntl(lFd, F_SETFL, 0); // from here on a write would wait
+            int const LINES = 30;     // more than the buffer of a stream takes
+            for (int lLine = 0; lLine < LINES; ++lLine)
+            {
+                applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "%0200d", lLine);
+            }
+            ::fcntl(lConsole.mFds[0], F_SETFL, O_NONBLOCK);
+            lConsole.drain();
+            applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "after");
+            std::string const lText = lConsole.drain();
+            auto const lKept = std::count(lText.begin(), lText.end(), '\n') - 2;
+            std::string const lTold =
+                "<UTIL> WRN: Console stalled, lines dropped:" + std::to_string(LINES - lKept) + "\r\n";
+            std::size_t const lAt = lText.find(lTold);
+            exitWhere(lAt != std::string::npos && lText.find("ERR: after\r\n", lAt) != std::string::npos);
+        };
+        EXPECT_EXIT(lStall(), testing::ExitedWithCode(0), "") << lFd;
+    }
+}
+
+// The stream is held by somebody else in the process who is stalled himself.
+TEST(Applog, ConsoleInOtherHandsDropsLinesToo)
+{
+    auto const lStall = []
+    {
+        utl::internal::gSystem.mNanosleep.exchange([](timespec const*, timespec*) { return 0; });
+        utl::test::Gate lIsHeld;
+        std::thread(
+            [&]
+            {
+                ::flockfile(stdout);
+                lIsHeld.open();
+                for (;;)
+                {
+                    ::pause();
+                }
+            })
+            .detach();
+        lIsHeld.wait();
+        applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "dropped");
+        ::_exit(0);
+    };
+    EXPECT_EXIT(lStall(), testing::ExitedWithCode(0), "");
+}
+
+// The threads of the parent are inside every leaf lock again and again while it forks.
+TEST_F(ApplogTest, ChildOfAForkLogsAndUsesText)
+{
+    utl::test::Watched const lWatched;
+    setLogSinks(LOG_SINK_OUTPUT);
+    File lFile("/dev/null", FILE_TEXT_UTF8);
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    utl::test::Replaced const lConsole{&internal::SystemCalls::mPrintf, +[](char const*) {}};
+    auto const lWork = [](File* npFile)
+    {
+        Time lTime;
+        char lText[] = "text \xEF\xBC\xA1 ";
+        applog(UTL_LOG_TYPE, LOG_LEVEL_DETAIL, npFile, "a line");
+        trimStrRight<char>(lText, " ");
+        compareStrNoCase<char>(lText, "TEXT A", STR_ALL);
+        getLocalTime(&lTime);
+        TimeCounter::start(1U);
+    };
+    std::atomic<bool> lIsOver{false};
+    auto const lKeepOn = [&]
+    {
+        utl::test::Watched const lAlso;
+        while (!lIsOver)
+        {
+            lWork(nullptr);
+        }
+    };
+    std::thread lThreads[] = {std::thread(lKeepOn), std::thread(lKeepOn)};
+    for (int lRound = 0; lRound < 100 && !HasFailure(); ++lRound)
+    {
+        pid_t const lChild = ::fork();
+        if (lChild == 0)
+        {
+            ::alarm(utl::test::longMs() / 1000);
+            lWork(&lFile);
+            ::_exit(0);
+        }
+        int lStatus = -1;
+        EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
+        EXPECT_EQ(0, lStatus) << lRound;
+    }
+    lIsOver = true;
+    lThreads[0].join();
+    lThreads[1].join();
 }
 
 TEST(Applog, WorksBeforeMainAndWhileTheProcessExits)

@@ -50,6 +50,11 @@ void writeConsole(char const* npFormat)
     ::printf(npFormat);
 }
 
+void writeError(char const* npFormat)
+{
+    ::fprintf(stderr, npFormat);
+}
+
 #pragma GCC diagnostic pop
 
 } // namespace
@@ -69,6 +74,7 @@ SystemCalls gSystem{
     ::unlink,         ::rename,         ::opendir,
     ::readdir,        ::closedir,       ::fnmatch,
     ::vsnprintf,      writeSyslog,      writeConsole,
+    writeError,       std::fflush,      ::poll,
 };
 
 } // namespace utl::internal

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
+#include <cstdio>
 #include <ctime>
 
 #include <dirent.h>
@@ -93,10 +94,13 @@ struct SystemCalls
     SystemCall<int(DIR*)> mClosedir;
     SystemCall<int(char const*, char const*, int)> mFnmatch;
 
-    // Text, and the log's sinks: a priority and a format, a format alone
+    // Text, and the log's sinks: a priority and a format, a format alone for either console
     SystemCall<int(char*, std::size_t, char const*, va_list)> mVsnprintf;
     SystemCall<void(int, char const*)> mSyslog;
     SystemCall<void(char const*)> mPrintf;
+    SystemCall<void(char const*)> mPrintError;
+    SystemCall<int(std::FILE*)> mFflush;
+    SystemCall<int(pollfd*, nfds_t, int)> mPoll;
 };
 
 /// Constant-initialised, never destroyed: usable before and after every static object.

@@ -32,6 +32,9 @@ bool stop(ThreadWatchdog& nWatchdog, int nId);
 bool keepAlive(ThreadWatchdog& nWatchdog, StatementInfo const& nStatement);
 void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel);
 
+/// The calling thread has a new id, which is not in the table: its reports need no lock.
+void forgetCaller(ThreadWatchdog const& nWatchdog);
+
 /// Raised whenever a thread may have entered or left the watch table, so that a loop asks for its own place in
 /// it again only then.
 extern std::atomic<unsigned int> gTableVersion;

@@ -1,0 +1,127 @@
+// The log's way to a console, which may stall.
+#include "internal/UtlForkLocks.h"
+#include "internal/UtlLogConsole.h"
+#include "internal/UtlSystemCalls.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <poll.h>
+#include <stdio_ext.h>
+
+namespace utl::internal
+{
+
+namespace
+{
+
+constexpr std::size_t TOLD_SIZE = 128; // of the line that tells how many were dropped
+
+/// Waits in short turns, so that signals cannot make it longer.
+bool isWritable(int nFd, int nPatienceMs)
+{
+    int const TURN_MS = 50;
+    pollfd lConsole{nFd, POLLOUT, 0};
+    int lReady = gSystem.mPoll(&lConsole, 1, 0);
+    for (int lWaitedMs = 0; lReady <= 0 && lWaitedMs < nPatienceMs; lWaitedMs += TURN_MS)
+    {
+        lReady = gSystem.mPoll(&lConsole, 1, TURN_MS);
+    }
+    return lReady != 0; // who cannot look, writes
+}
+
+} // namespace
+
+void makeStamp(char (&nStamp)[64])
+{
+    timeval lNow{};
+    gSystem.mGettimeofday(&lNow);
+    char lText[64] = {}; // "Thu Nov 15 08:55:34 2007\n"
+    SyncGuard lGuard(calendarLock());
+    if (gSystem.mCtimeR(&lNow.tv_sec, lText) == nullptr)
+    {
+        return; // a year with more than four digits
+    }
+    char* const lpYear = std::strrchr(lText, ' ');
+    char const* const lpMonth = std::strchr(lText, ' ');
+    if (lpYear != nullptr)
+    {
+        *lpYear = '\0';
+        std::snprintf(nStamp, sizeof(nStamp), "%.40s.%03u", lpMonth + 1,
+                      static_cast<unsigned int>(lNow.tv_usec / 1000));
+    }
+}
+
+void LogConsole::write(char const* npFormat, int nErrno, bool nIsUrgent)
+{
+    if (!tryLockStream())
+    {
+        ++mDropped;
+        return;
+    }
+    if (fitsBuffer(std::strlen(npFormat) + TOLD_SIZE) || hasRoom())
+    {
+        tellDropped();
+        print(npFormat, nErrno);
+        if (nIsUrgent && ::__fpending(stream()) != 0 && hasRoom())
+        {
+            gSystem.mFflush(stream());
+        }
+    }
+    else
+    {
+        ++mDropped;
+    }
+    ::funlockfile(stream());
+}
+
+/// Somebody else in the process may hold the stream while it stalls.
+bool LogConsole::tryLockStream()
+{
+    int const MAX_TRIES = mIsStalled ? 1 : PATIENCE_MS * 10; // a pause takes about a tenth of a millisecond
+    for (int lTry = 0; lTry < MAX_TRIES; ++lTry)
+    {
+        if (::ftrylockfile(stream()) == 0)
+        {
+            return true;
+        }
+        pauseBriefly();
+    }
+    mIsStalled = true;
+    return false;
+}
+
+/// So many bytes go into the stream's buffer without any of them being written.
+bool LogConsole::fitsBuffer(std::size_t nLength) const
+{
+    return ::__flbf(stream()) == 0 && ::__fpending(stream()) + nLength < ::__fbufsize(stream());
+}
+
+/// Room for what one write of the stream has: a page, where it is a pipe.
+bool LogConsole::hasRoom()
+{
+    int const lFd = ::fileno(stream());
+    mIsStalled = lFd >= 0 && !isWritable(lFd, mIsStalled ? 0 : PATIENCE_MS);
+    return !mIsStalled;
+}
+
+void LogConsole::print(char const* npFormat, int nErrno) const
+{
+    errno = nErrno;
+    (mIsError ? gSystem.mPrintError : gSystem.mPrintf)(npFormat);
+}
+
+void LogConsole::tellDropped()
+{
+    if (mDropped != 0)
+    {
+        char lStamp[64] = {};
+        char lLine[TOLD_SIZE];
+        makeStamp(lStamp);
+        std::snprintf(lLine, sizeof(lLine), "%s <UTIL> WRN: Console stalled, lines dropped:%u\r\n", lStamp, mDropped);
+        mDropped = 0;
+        print(lLine, 0);
+    }
+}
+
+} // namespace utl::internal

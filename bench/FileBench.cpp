@@ -1,8 +1,9 @@
 // Lines of ten megabytes of Japanese text in each encoding, beside fgets() with iconv() and plain fgets(); a key that
 // stands at the end of them, beside read() with memmem(); a copy of 100 MB beside a plain loop; a directory of 10,000
-// entries beside readdir(). Then the system calls that a line costs.
+// entries beside readdir(). Then the system calls that a line costs, read or logged.
 //
 // The files are in memory where the machine has /dev/shm: the medium is not what is measured.
+#include "UtlApplog.h"
 #include "UtlCharSet.h"
 #include "UtlFile.h"
 
@@ -361,6 +362,31 @@ void printCallsPerLine(unsigned int nIndex)
                 static_cast<double>(lCalls) / gLines[nIndex]);
 }
 
+/// A line of the log to a file and an unbuffered console, with the modes the library's and the system's.
+void printCallsPerLogLine()
+{
+    using utl::internal::SystemCalls;
+    int const lConsole = ::dup(2);
+    ::dup2(::open("/dev/null", O_WRONLY), 2);
+    utl::setLogSinks(utl::LOG_SINK_ERROR);
+    utl::File lFile((gDirectory + "/log").c_str(), utl::FILE_TEXT_UTF8);
+    check(lFile.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_WRITE), "log file");
+    for (int lModes : {utl::FILE_MODES_OPEN, utl::FILE_MODES_UMASK})
+    {
+        utl::File::setModes(lModes);
+        Counted<&SystemCalls::mStat> const lStats;
+        Counted<&SystemCalls::mChmod> const lChmods;
+        Counted<&SystemCalls::mWrite> const lWrites;
+        Counted<&SystemCalls::mPoll> const lPolls;
+        Counted<&SystemCalls::mPrintError> const lPrints;
+        applog(utl::DEFAULT_LOG_TYPE, utl::LOG_LEVEL_DETAIL, &lFile, "a line");
+        unsigned int const lFileCalls = lStats.calls() + lChmods.calls() + lWrites.calls();
+        unsigned int const lConsoleCalls = lPolls.calls() + lPrints.calls();
+        std::printf("  a log line, modes %d: %u for the file, %u for the console\n", lModes, lFileCalls, lConsoleCalls);
+    }
+    ::dup2(lConsole, 2);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -394,6 +420,7 @@ int main(int argc, char** argv)
     {
         printCallsPerLine(lIndex);
     }
+    printCallsPerLogLine();
     gFiles.clear(); // and their locks
     utl::File::erase(gDirectory.c_str(), 1);
     return lResult;

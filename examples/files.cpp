@@ -30,6 +30,8 @@ bool readBack(utl::File& nFile)
 
 int main()
 {
+    // First of all: leave the modes of what exists alone, and honour the umask.
+    utl::File::setModes(utl::FILE_MODES_UMASK);
     char lFolder[] = "/tmp/utlFilesXXXXXX";
     if (mkdtemp(lFolder) == nullptr || chdir(lFolder) != 0)
     {
@@ -37,8 +39,7 @@ int main()
     }
     bool lIsGood = true;
 
-    // With write access open() makes the file, and the directories that are missing. Then all on the way are opened to
-    // everybody, where the process may do that: so the path is a relative one.
+    // With write access open() makes the file, and the directories that are missing.
     utl::File lDiary("diary/april.txt", utl::FILE_TEXT_UTF8);
     lIsGood = lDiary.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_WRITE) && lIsGood;
     for (char const* const lpLine : LINES)

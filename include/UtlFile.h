@@ -45,6 +45,10 @@ constexpr int FILE_TEXT_UTF8 = 1;     ///< UTF-8, with or without a byte-order m
 constexpr int FILE_TEXT_UTF16_BE = 2; ///< UTF-16, high byte first.
 constexpr int FILE_TEXT_UTF16_LE = 3; ///< UTF-16, low byte first.
 
+// Whose modes directories and files get, for setModes().
+constexpr int FILE_MODES_OPEN = 0;  ///< The library's: open to everybody. The default.
+constexpr int FILE_MODES_UMASK = 1; ///< The system's: what exists is left alone, what is created follows the umask.
+
 constexpr unsigned int FILE_TEXT_CHUNK_MAX = 5120; ///< Bytes; text is read and written in pieces below it.
 
 constexpr int FILE_READ_ERROR = -1;              ///< Of read(), readText(), readLine().
@@ -69,9 +73,11 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 ///            and fails there; pass it without.
 /// Medium:    the last close of a descriptor is fsync() and close(). Destroying a File, open or not, also syncs the
 ///            directory of its path.
-/// Parents:   writing, creating, copying and erasing open the parent directory up (mode 0777) for the length of the
-///            operation and put its mode back, on failure too, where the process may do so. Two operations in one
-///            directory at a time may restore the wrong mode: the caller's lock keeps them apart.
+/// Modes:     see setModes(), which a program calls first. By default writing, creating, copying and erasing open the
+///            parent directory up (mode 0777) for the length of the operation and put its mode back, on failure too, if
+///            the process may do so.
+/// Caution:   with the default modes two operations in one directory at a time may restore the wrong mode, and a process
+///            that is killed meanwhile leaves the directory open; use FILE_MODES_UMASK, or a lock.
 /// Links:     symbolic links are followed, by recursive operations also out of the tree. A link to a directory above
 ///            itself makes those fail where paths grow too long.
 /// Results:   false, -1 or FILE_ERROR for failure, with the reason in the log (type UTL_LOG_TYPE) where the system
@@ -147,6 +153,18 @@ public:
 
     // --- The file system ---
 
+    /// Chooses how this process treats modes; best the first line of main().
+    ///
+    /// FILE_MODES_OPEN:  parents are opened up for the length of an operation, makeDirectories() opens every directory on
+    ///                   the way for good, and files are created with mode 0777, whatever the umask says.
+    /// FILE_MODES_UMASK: no mode of anything that exists is changed, except by changeParentAccessMode(), applyReadOnly(),
+    ///                   which then takes the write bits away, and liftReadOnly(), which gives the owner's back.
+    ///                   Directories are created with 0777 and files with 0666 less the umask, a copy with the
+    ///                   permissions of its source less the umask. Operations that need more rights than the process has
+    ///                   fail. write() then makes one system call where it made four.
+    /// Any other value counts as FILE_MODES_UMASK. Threads: any; operations under way may still go by the former choice.
+    static void setModes(int nModes);
+
     /// Sets the mode of the directory that holds npPath. To undo it, call again with *npOldMode and a null.
     ///
     /// npOldMode: may be null; receives the mode before, with the bits of the file's kind.
@@ -161,8 +179,8 @@ public:
 
     /// Creates a directory and those above it that are missing. Result: true too for one that is there already, which
     /// stays untouched, and for the empty path; false for a file.
-    /// Caution: when one is missing, every directory on the way gets mode 0777 where the process may do that, the root
-    /// of an absolute path included; create only below directories that may be open, or create with mkdir().
+    /// Caution: with the default modes, when one is missing, every directory on the way gets mode 0777 for good if the
+    /// process may do that, the root of an absolute path included; call setModes(FILE_MODES_UMASK) first.
     /// Caution: a missing one of FILE_PATH_MAX - 1 bytes is created and gives false; stay a byte below.
     static bool makeDirectories(char const* npPath);
 
@@ -184,7 +202,7 @@ public:
     /// Bytes of a file, or of all files below a directory. Result: -1 for failure, also of a single file.
     static long long size(char const* npPath);
 
-    /// Takes away (0555), or gives (0777), write access. nRecursive: 1 for all below a directory too, after it.
+    /// Takes away, or gives, write access, with modes as setModes() tells. nRecursive: 1 for all below a directory too, after it.
     /// Result: false at the first failure.
     static bool applyReadOnly(char const* npPath, int nRecursive);
     static bool liftReadOnly(char const* npPath, int nRecursive);
@@ -197,7 +215,7 @@ public:
     /// Result: false for a destination that exists and is no directory, and for a locked source; true for equal paths.
     static bool move(char const* npSource, char const* npDestination);
 
-    /// Copies a file with its mode, or a directory with all below it; missing directories are created.
+    /// Copies a file with its mode (see setModes()), or a directory with all below it; missing directories are created.
     ///
     /// nOverwrite: 1 writes over a file that exists; any other value refuses it.
     /// Result:     false for a source that a writer holds, and at the first failure; true for equal paths. A failed
@@ -231,8 +249,8 @@ public:
 
     // --- Open files ---
 
-    /// Opens and locks the file. With write access it is created, as makeDirectories() does its directories, all with
-    /// mode 0777, and the lock is exclusive; with read access it must exist, and the lock is shared.
+    /// Opens and locks the file. With write access it is created, as makeDirectories() does its directories, with modes as
+    /// setModes() tells, and the lock is exclusive; with read access it must exist, and the lock is shared.
     ///
     /// nOpenMode, nAccessMode: FILE_OPEN_..., FILE_ACCESS_....
     /// Result: false, and closed, for an object that is open (it stays so), a directory, a read-only file with write

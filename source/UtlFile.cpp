@@ -46,7 +46,39 @@ namespace
 
 using internal::fileSize;
 using internal::isOpenHandle;
+using internal::opensUp;
 using internal::seekFile;
+
+/// Makes the directories of a file that is to be written. Result: false where a file as it is, or is not, cannot be opened.
+bool isReadyToOpen(char const* npPath, int nOpenMode, int nAccessMode, bool& nExists)
+{
+    bool const lIsWriting = nAccessMode != FILE_ACCESS_READ;
+    char lDirectory[FILE_PATH_MAX];
+    if (lIsWriting &&
+        !(File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath) && File::makeDirectories(lDirectory)))
+    {
+        return false;
+    }
+    struct stat lStat = {};
+    nExists = UTL_FILE_CALL("open", mStat(npPath, &lStat)) == 0;
+    return lIsWriting ? !nExists || !File::isReadOnly(npPath) : nExists && nOpenMode != FILE_OPEN_TRUNCATE;
+}
+
+int openHandle(char const* npPath, int nOpenMode, int nAccessMode, bool nExists)
+{
+    static constexpr int FLAGS[] = {O_RDONLY, O_WRONLY | O_CREAT, O_RDWR | O_CREAT};
+    if (nAccessMode == FILE_ACCESS_READ)
+    {
+        return UTL_FILE_CALL("open", mOpen(npPath, O_RDONLY, 0555));
+    }
+    int const lFlags = FLAGS[nAccessMode] | (nOpenMode == FILE_OPEN_TRUNCATE ? O_TRUNC : 0);
+    int const lHandle = internal::gSystem.mOpen(npPath, lFlags, opensUp() ? 0777 : 0666);
+    if (isOpenHandle(lHandle) && !nExists && opensUp())
+    {
+        UTL_FILE_CALL("open", mChmod(npPath, 0777));
+    }
+    return lHandle;
+}
 
 } // namespace
 
@@ -98,60 +130,38 @@ File::~File()
 
 bool File::open(int nOpenMode, int nAccessMode)
 {
-    static constexpr int FLAGS[] = {O_RDONLY, O_WRONLY | O_CREAT, O_RDWR | O_CREAT};
     char const* const lpPath = mPath.c_str();
+    bool lExists = false;
     if (isDirectory(lpPath) || isOpened() || static_cast<unsigned int>(nOpenMode) > FILE_OPEN_TRUNCATE ||
-        static_cast<unsigned int>(nAccessMode) > FILE_ACCESS_READ_WRITE)
+        static_cast<unsigned int>(nAccessMode) > FILE_ACCESS_READ_WRITE ||
+        !isReadyToOpen(lpPath, nOpenMode, nAccessMode, lExists))
     {
         return false;
     }
     bool const lIsWriting = nAccessMode != FILE_ACCESS_READ;
-    char lDirectory[FILE_PATH_MAX];
-    if (lIsWriting && !(getDirectoryPath(lDirectory, FILE_PATH_MAX) && makeDirectories(lDirectory)))
-    {
-        return false;
-    }
-    struct stat lStat = {};
-    bool const lExists = UTL_FILE_CALL("open", mStat(lpPath, &lStat)) == 0;
-    if (lIsWriting ? lExists && isReadOnly(lpPath) : nOpenMode == FILE_OPEN_TRUNCATE || !lExists)
-    {
-        return false;
-    }
-
     std::optional<internal::OpenParent> lParent;
-    auto const lOpen = [&]
+    if (lIsWriting)
     {
-        if (!lIsWriting)
-        {
-            return UTL_FILE_CALL("open", mOpen(lpPath, O_RDONLY, 0555));
-        }
         lParent.emplace(lpPath);
-        int const lFlags = FLAGS[nAccessMode] | (nOpenMode == FILE_OPEN_TRUNCATE ? O_TRUNC : 0);
-        return internal::gSystem.mOpen(lpPath, lFlags, 0777);
+    }
+    auto const lRefuse = [&](int nLevel, char const* npReason)
+    {
+        lParent.reset();
+        applog(UTL_LOG_TYPE, nLevel, "%s errno[%d] Path:%s", npReason, errno, lpPath);
+        return false;
     };
-    internal::ScopedHandle lHandle(lOpen()); // closes on every way out below
-    int const lDescriptor = lHandle.get();
-    if (!isOpenHandle(lDescriptor))
+    internal::ScopedHandle lHandle(openHandle(lpPath, nOpenMode, nAccessMode, lExists)); // closes on each way out below
+    if (!isOpenHandle(lHandle.get()))
     {
-        lParent.reset();
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "open() Failed. errno[%d] Path:%s", errno, lpPath);
-        return false;
+        return lRefuse(LOG_LEVEL_ERROR, "open() Failed.");
     }
-    if (lIsWriting && !lExists)
+    if (UTL_FILE_CALL("open", mFlock(lHandle.get(), (lIsWriting ? LOCK_EX : LOCK_SH) | LOCK_NB)) != 0)
     {
-        UTL_FILE_CALL("open", mChmod(lpPath, 0777));
+        return lRefuse(LOG_LEVEL_DEBUG, "Other process is opening.");
     }
-    if (UTL_FILE_CALL("open", mFlock(lDescriptor, (lIsWriting ? LOCK_EX : LOCK_SH) | LOCK_NB)) != 0)
+    if (nOpenMode == FILE_OPEN_END && seekFile(lHandle.get(), 0, SEEK_END) == -1)
     {
-        lParent.reset();
-        applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "Other process is opening. errno[%d] Path:%s", errno, lpPath);
-        return false;
-    }
-    if (nOpenMode == FILE_OPEN_END && seekFile(lDescriptor, 0, SEEK_END) == -1)
-    {
-        lParent.reset();
-        applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, "seekFile in open Failed. errno[%d] Path:%s", errno, lpPath);
-        return false;
+        return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
     }
     lHandle.moveTo(mHandle);
     return true;

@@ -6,6 +6,7 @@
 #include "internal/UtlStringSearch.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -26,10 +27,15 @@ using internal::isOpenHandle;
 using internal::isValidPath;
 using internal::normalisedPath;
 using internal::OpenParent;
+using internal::opensUp;
 
 constexpr int MODE_OPEN = 0777;
 constexpr int MODE_READ_ONLY = 0555;
 constexpr mode_t MODE_BITS = 07777;
+constexpr mode_t PERMISSION_BITS = 0777;
+constexpr mode_t WRITE_BITS = 0222;
+
+std::atomic<int> gModes{FILE_MODES_OPEN};
 constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
 constexpr unsigned int COPY_SIZE = 16384;
 constexpr int LOOK = O_RDONLY | O_NONBLOCK; // does not wait for the other end of a FIFO
@@ -72,10 +78,52 @@ bool forEachChild(char const* npPath, F nOperation)
     return lIsDone;
 }
 
+/// Takes write access away, or gives it.
+bool setWriting(char const* npPath, bool nIsAllowed, char const* npFunction)
+{
+    mode_t lMode = nIsAllowed ? MODE_OPEN : MODE_READ_ONLY;
+    if (!opensUp())
+    {
+        struct stat lStat = {};
+        if (UTL_FILE_CALL(npFunction, mStat(npPath, &lStat)) != 0)
+        {
+            return false;
+        }
+        mode_t const lOldMode = lStat.st_mode & MODE_BITS;
+        lMode = nIsAllowed ? lOldMode | S_IWUSR : lOldMode & ~WRITE_BITS;
+    }
+    return UTL_FILE_CALL(npFunction, mChmod(npPath, lMode)) == 0;
+}
+
 bool makeParents(char const* npPath)
 {
     char lDirectory[FILE_PATH_MAX];
     return File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath) && File::makeDirectories(lDirectory);
+}
+
+/// Makes one of the directories on the way to npPath, or finds it there.
+bool makePart(char const* npPart, char const* npPath)
+{
+    OpenParent lParent(npPart);
+    if (UTL_FILE_CALL("makeDirectories", mMkdir(npPart, MODE_OPEN)) != 0)
+    {
+        lParent.restore();
+        if (errno != EEXIST)
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "CreateDirectory Failed. errno[%d] Path:%s(%s)", errno, npPath,
+                   npPart);
+            return false;
+        }
+        if (!File::isDirectory(npPart))
+        {
+            return false;
+        }
+    }
+    if (opensUp())
+    {
+        UTL_FILE_CALL("makeDirectories", mChmod(npPart, MODE_OPEN));
+    }
+    return true;
 }
 
 // --- Listing ---
@@ -84,7 +132,8 @@ bool makeParents(char const* npPath)
 struct Listing
 {
     bool prepare(char const* npPath);
-    bool accepts(dirent const& nEntry);
+    bool accepts(dirent const& nEntry) const;
+    bool collect(FileNames& nList, unsigned int nMaxCount) const;
 
     int mKind;
     char const* mpExtension;
@@ -92,20 +141,26 @@ struct Listing
     char mPattern[FILE_PATH_MAX]; // empty for none
 };
 
-/// Splits a pattern off the path. Result: false where the pattern is not just the last component.
+/// Takes a path apart into directory and pattern. Result: false for what is no path, and for a pattern that is not just
+/// the last component.
 bool Listing::prepare(char const* npPath)
 {
-    mDirectory = npPath;
+    char lPath[FILE_PATH_MAX];
+    if (replaceStr<char>(lPath, FILE_PATH_MAX, npPath, "\\", "/", 0) == STR_ERROR || !isValidPath(lPath))
+    {
+        return false;
+    }
+    mDirectory = lPath;
     mPattern[0] = 0;
-    char const* const lpWildcard = std::strpbrk(npPath, "*?[]");
-    if (lpWildcard == nullptr || File::isDirectory(npPath))
+    char const* const lpWildcard = std::strpbrk(lPath, "*?[]");
+    if (lpWildcard == nullptr || File::isDirectory(lPath))
     {
         return true;
     }
     char lDirectory[FILE_PATH_MAX];
     bool const lIsSplit = std::strchr(lpWildcard, '/') == nullptr &&
-                          File::extractFileName(mPattern, FILE_PATH_MAX, npPath, 0) &&
-                          File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath);
+                          File::extractFileName(mPattern, FILE_PATH_MAX, lPath, 0) &&
+                          File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, lPath);
     if (lIsSplit)
     {
         mDirectory = lDirectory;
@@ -113,7 +168,7 @@ bool Listing::prepare(char const* npPath)
     return lIsSplit;
 }
 
-bool Listing::accepts(dirent const& nEntry)
+bool Listing::accepts(dirent const& nEntry) const
 {
     char const* const lpName = nEntry.d_name;
     if (std::strcmp(lpName, ".") == 0 || std::strcmp(lpName, "..") == 0)
@@ -151,6 +206,80 @@ bool append(FileNames& nList, BasicString<char> const& nName, bool& nHasGrown)
     bool const lIsAppended = nList.insertAt(nList.size(), nName);
     nHasGrown = nHasGrown || nList.maxSize() != lMaxSize;
     return lIsAppended;
+}
+
+/// An open directory.
+class DirectoryStream
+{
+public:
+    explicit DirectoryStream(char const* npPath)
+        : mpStream(UTL_FILE_CALL("children", mOpendir(npPath)))
+    {
+    }
+    DirectoryStream(DirectoryStream const&) = delete;
+    DirectoryStream& operator=(DirectoryStream const&) = delete;
+    ~DirectoryStream()
+    {
+        if (mpStream != nullptr)
+        {
+            UTL_FILE_CALL("children", mClosedir(mpStream));
+        }
+    }
+
+    bool isOpen() const { return mpStream != nullptr; }
+
+    /// Result: null at the end, with errno 0, and for a failure, with its number.
+    dirent const* next()
+    {
+        return internal::blockingCall("source/UtlFile", "children", __LINE__,
+                                      [&]
+                                      {
+                                          errno = 0;
+                                          return gSystem.mReaddir(mpStream);
+                                      });
+    }
+
+private:
+    DIR* const mpStream;
+};
+
+/// Appends the entries that count. Result: false where the directory cannot be read to its end, or the list is too small.
+bool Listing::collect(FileNames& nList, unsigned int nMaxCount) const
+{
+    DirectoryStream lStream(mDirectory.c_str());
+    if (!lStream.isOpen())
+    {
+        return false;
+    }
+    unsigned int const lMaxSize = nList.maxSize();
+    bool lHasGrown = false;
+    do
+    {
+        dirent const* const lpEntry = lStream.next();
+        if (lpEntry == nullptr && errno != 0)
+        {
+            return false; // a part of a directory must not pass for the whole
+        }
+        if (lpEntry == nullptr)
+        {
+            break;
+        }
+        if (accepts(*lpEntry))
+        {
+            BasicString<char> lName(mDirectory);
+            lName += "/";
+            lName += lpEntry->d_name;
+            if (!append(nList, lName, lHasGrown))
+            {
+                return false;
+            }
+        }
+    } while (nMaxCount == 0 || nList.size() < nMaxCount);
+    if (lHasGrown)
+    {
+        nList.resizeMax(std::max(lMaxSize, nList.size()));
+    }
+    return true;
 }
 
 // --- Copying ---
@@ -222,7 +351,7 @@ bool copyFileContent(char const* npSource, char const* npDestination, int nOverw
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in copy func stat Failed. errno[%d] Path:%s", errno, npSource);
         return false;
     }
-    mode_t const lMode = lStat.st_mode & MODE_BITS;
+    mode_t const lMode = lStat.st_mode & (opensUp() ? MODE_BITS : PERMISSION_BITS);
     // Restored before the source's, which may be the same directory: the older mode comes last.
     OpenParent const lDestinationParent(npDestination);
     bool const lExists = File::exists(npDestination);
@@ -230,14 +359,14 @@ bool copyFileContent(char const* npSource, char const* npDestination, int nOverw
     {
         return false;
     }
-    if (!lExists)
+    if (!lExists && opensUp())
     {
         UTL_FILE_CALL("copy", mChmod(npDestination, MODE_OPEN));
     }
     bool const lIsCopied = copyContent(lSource.get(), lDestination.get());
     lSource.close();
     lDestination.close();
-    if (lIsCopied)
+    if (lIsCopied && opensUp())
     {
         UTL_FILE_CALL("copy", mChmod(npDestination, lMode));
     }
@@ -266,6 +395,16 @@ bool copyDirectory(char const* npSource, char const* npDestination, int nOverwri
 } // namespace
 
 // --- Questions and modes ---
+
+bool internal::opensUp()
+{
+    return gModes.load(std::memory_order_relaxed) == FILE_MODES_OPEN;
+}
+
+void File::setModes(int nModes)
+{
+    gModes = nModes;
+}
 
 bool File::changeParentAccessMode(char const* npPath, int nMode, int* npOldMode)
 {
@@ -328,7 +467,7 @@ bool File::applyReadOnly(char const* npPath, int nRecursive)
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
     Kind const lKind = kindOf(lpPath);
-    if (lKind == Kind::NONE || UTL_FILE_CALL("applyReadOnly", mChmod(lpPath, MODE_READ_ONLY)) != 0)
+    if (lKind == Kind::NONE || !setWriting(lpPath, false, "applyReadOnly"))
     {
         return false;
     }
@@ -352,7 +491,7 @@ bool File::liftReadOnly(char const* npPath, int nRecursive)
     }
     if (isReadOnly(lpPath))
     {
-        if (UTL_FILE_CALL("liftReadOnly", mChmod(lpPath, MODE_OPEN)) != 0)
+        if (!setWriting(lpPath, true, "liftReadOnly"))
         {
             return false;
         }
@@ -422,22 +561,10 @@ bool File::makeDirectories(char const* npPath)
         {
             lPart.c_str()[lEnd] = 0;
         }
-        OpenParent lParent(lPart.c_str());
-        if (UTL_FILE_CALL("makeDirectories", mMkdir(lPart.c_str(), MODE_OPEN)) != 0)
+        if (!makePart(lPart.c_str(), lPath.c_str()))
         {
-            lParent.restore();
-            if (errno != EEXIST)
-            {
-                applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "CreateDirectory Failed. errno[%d] Path:%s(%s)", errno,
-                       lPath.c_str(), lPart.c_str());
-                return false;
-            }
-            if (!isDirectory(lPart.c_str()))
-            {
-                return false;
-            }
+            return false;
         }
-        UTL_FILE_CALL("makeDirectories", mChmod(lPart.c_str(), MODE_OPEN));
     } while (lEnd != STR_ERROR);
     return true;
 }
@@ -450,63 +577,17 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
         return FILE_ERROR;
     }
     npList->copy(*npList, 0);
-    char lPath[FILE_PATH_MAX];
-    if (static_cast<unsigned int>(nKind) > FILE_CHILD_ALL ||
-        replaceStr<char>(lPath, FILE_PATH_MAX, npPath, "\\", "/", 0) == STR_ERROR || !isValidPath(lPath))
-    {
-        return FILE_ERROR;
-    }
     Listing lListing = {nKind, npExtension, {}, {}};
-    if (!lListing.prepare(lPath))
+    if (static_cast<unsigned int>(nKind) > FILE_CHILD_ALL || !lListing.prepare(npPath))
     {
         return FILE_ERROR;
     }
-    char const* const lpDirectory = lListing.mDirectory.c_str();
-    Kind const lKind = kindOf(lpDirectory);
+    Kind const lKind = kindOf(lListing.mDirectory.c_str());
     if (lKind != Kind::DIRECTORY)
     {
         return lKind == Kind::FILE && lListing.mPattern[0] == 0 ? 0 : FILE_ERROR; // a file has no children
     }
-    auto const lClose = [](DIR* npDirectory) { UTL_FILE_CALL("children", mClosedir(npDirectory)); };
-    std::unique_ptr<DIR, decltype(lClose)> const lpStream(UTL_FILE_CALL("children", mOpendir(lpDirectory)), lClose);
-    if (lpStream == nullptr)
-    {
-        return FILE_ERROR;
-    }
-    lListing.mDirectory += "/";
-    unsigned int const lMaxSize = npList->maxSize();
-    bool lHasGrown = false;
-    do
-    {
-        dirent const* const lpEntry = internal::blockingCall("source/UtlFile", "children", __LINE__,
-                                                             [&]
-                                                             {
-                                                                 errno = 0; // tells the end from a failure
-                                                                 return gSystem.mReaddir(lpStream.get());
-                                                             });
-        if (lpEntry == nullptr && errno != 0)
-        {
-            return FILE_ERROR; // a part of a directory must not pass for the whole
-        }
-        if (lpEntry == nullptr)
-        {
-            break;
-        }
-        if (lListing.accepts(*lpEntry))
-        {
-            BasicString<char> lName(lListing.mDirectory);
-            lName += lpEntry->d_name;
-            if (!append(*npList, lName, lHasGrown))
-            {
-                return FILE_ERROR;
-            }
-        }
-    } while (nMaxCount == 0 || npList->size() < nMaxCount);
-    if (lHasGrown)
-    {
-        npList->resizeMax(std::max(lMaxSize, npList->size()));
-    }
-    return npList->size();
+    return lListing.collect(*npList, nMaxCount) ? npList->size() : FILE_ERROR;
 }
 
 long long File::size(char const* npPath)

@@ -2,6 +2,7 @@
 #include "UtlMemory.h"
 
 #include "UtlFile.h"
+#include "internal/UtlFileCalls.h"
 #include "internal/UtlSystemCalls.h"
 
 #include <fcntl.h>
@@ -90,8 +91,11 @@ int Memory::openReportFile(char const* npPath)
     {
         return -1;
     }
-    File::changeParentAccessMode(npPath, 0777, nullptr);
-    return internal::gSystem.mOpen(npPath, O_WRONLY | O_CREAT | O_TRUNC, 0777);
+    if (internal::opensUp())
+    {
+        File::changeParentAccessMode(npPath, 0777, nullptr);
+    }
+    return internal::gSystem.mOpen(npPath, O_WRONLY | O_CREAT | O_TRUNC, internal::opensUp() ? 0777 : 0666);
 }
 
 void Memory::closeReportFile(int nFd)

@@ -78,6 +78,7 @@ protected:
         EXPECT_NE(nullptr, ::mkdtemp(mDirectory.data()));
         fs::current_path(mDirectory);
         ::umask(022);
+        File::setModes(FILE_MODES_OPEN);
         setAllFilterLevel(5);
         makeSample();
     }
@@ -87,6 +88,7 @@ protected:
         ::chmod("d", 0755);
         fs::current_path("/");
         fs::remove_all(mDirectory);
+        File::setModes(FILE_MODES_UMASK);
     }
 
     std::string mDirectory = fs::temp_directory_path() / "utl_file_XXXXXX";
@@ -276,6 +278,36 @@ TEST_F(FileTest, AnOrdinaryUserOpensParentsUpAndRestoresThem)
     ASSERT_EQ(0, ::chmod("d/new", 0200));
     EXPECT_EQ(-1, File::size("d"));
     EXPECT_FALSE(File::copy("d", "e/h", 0));
+}
+
+TEST_F(FileTest, ModesAreTheSystemsByChoice)
+{
+    File::setModes(FILE_MODES_UMASK);
+    ::umask(027);
+    put("d/s", "text", 01754);
+    put("d/old", "older text", 0600);
+    FailNth<&SC::mChmod> const lChmod(99, 0); // counts
+    File lFile("e/made/sub/f", FILE_TEXT_UTF8);
+    EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_EQ(4U, lFile.write("text", 4));
+    EXPECT_TRUE(File::copy("d/s", "e/copy", 0));
+    EXPECT_TRUE(File::copy("d/s", "d/old", 1));
+    EXPECT_TRUE(File::move("d/old", "e/moved"));
+    EXPECT_TRUE(File::erase("e/moved", 0));
+    EXPECT_EQ(0, lChmod.calls());
+    EXPECT_TRUE(File::applyReadOnly("d/s", 0));
+    EXPECT_TRUE(File::applyReadOnly("e/copy", 0));
+    EXPECT_TRUE(File::liftReadOnly("e/copy", 0));
+    struct
+    {
+        char const* mpName;
+        mode_t mMode;
+    } const ROWS[] = {{"d", 0751},    {"e", 0751},     {"e/made", 0750}, {"e/made/sub/f", 0640},
+                      {"d/s", 01554}, {"e/copy", 0750}};
+    for (auto const& lRow : ROWS)
+    {
+        EXPECT_EQ(lRow.mMode, modeOf(lRow.mpName)) << lRow.mpName;
+    }
 }
 
 TEST_F(FileTest, WhatIsNoPathIsRefused)

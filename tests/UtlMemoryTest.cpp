@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "UtlFile.h"
 #include "UtlThreadManager.h"
 #include "internal/UtlHeapPort.h"
 #include "support/Faults.h"
@@ -161,6 +162,7 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     std::string lDirectory = testing::TempDir() + "utlMemoryTestXXXXXX";
     ASSERT_NE(nullptr, ::mkdtemp(lDirectory.data()));
     std::filesystem::current_path(lDirectory); // the report opens the directories on its way, not that one
+    utl::File::setModes(utl::FILE_MODES_OPEN);
     char const* const lpPath = "new/deep/report";
     auto const lReport = [&](bool (*nReport)(char const*))
     {
@@ -201,6 +203,7 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status("new/deep").permissions());
     std::filesystem::current_path("/");
     std::filesystem::remove_all(lDirectory);
+    utl::File::setModes(utl::FILE_MODES_UMASK);
 }
 
 } // namespace

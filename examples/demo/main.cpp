@@ -17,6 +17,7 @@
 #include "Worker.h"
 
 #include <UtlApplog.h>
+#include <UtlFile.h>
 #include <UtlMsg.h>
 #include <UtlMsgDrivenSharedThread.h>
 #include <UtlThreadManager.h>
@@ -327,6 +328,7 @@ int main(int nCount, char** npArguments)
 {
     using namespace demo;
 
+    utl::File::setModes(utl::FILE_MODES_UMASK); // a log file changes no directory on its way, also if we are root
     Options lOptions;
     if (!lOptions.parse(nCount, npArguments))
     {

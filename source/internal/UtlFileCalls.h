@@ -25,6 +25,9 @@ inline bool isOpenHandle(int nHandle)
     return nHandle != 0 && nHandle != -1;
 }
 
+/// Whether the library opens up directories and what it creates; otherwise existing modes and the umask hold.
+bool opensUp();
+
 /// Length of an open file; -1 with a message.
 long long fileSize(int nHandle);
 
@@ -56,14 +59,15 @@ private:
     int mHandle;
 };
 
-/// The parent directory of a path, opened up until restore() or the end of the scope. errno is kept by both.
+/// The parent directory of a path, opened up until restore() or the end of the scope if the library opens up at all.
+/// errno is kept by both.
 class OpenParent
 {
 public:
     explicit OpenParent(char const* npPath)
         : mpPath(npPath),
           mOldMode(0777),
-          mIsChanged(File::changeParentAccessMode(npPath, 0777, &mOldMode))
+          mIsChanged(opensUp() && File::changeParentAccessMode(npPath, 0777, &mOldMode))
     {
     }
     OpenParent(OpenParent const&) = delete;

@@ -85,7 +85,8 @@ public:
     /// Kernel:   top, ps, gdb and core files show the thread by npName, cut to whole characters within 15 bytes.
     /// Result:   the thread's id; 0 for a null, for a full registry (both in silence), when no thread can be made, and
     ///           when the id is registered already (both logged; in the last case the thread runs on, unregistered).
-    /// A thread that cannot set its nice value logs that and runs at the priority that it has.
+    /// A thread that cannot set its nice value logs that and runs at the priority that it has; see ThreadPriority for a
+    /// process that is niced.
     int entry(void (*npFunction)(void*), void* npArgument, int nUseWatchdog, unsigned int nAliveTimeMs,
               WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
               unsigned int nReserved);

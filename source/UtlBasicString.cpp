@@ -170,9 +170,14 @@ bool BasicString<T>::isOwnText(T const* npText) const
 template <class T>
 unsigned int BasicString<T>::occurrences(T const* npPattern) const
 {
+    if (npPattern == nullptr || *npPattern == 0)
+    {
+        return npPattern != nullptr ? 1 : 0; // the empty one is found once
+    }
+    unsigned int const lLength = lengthOf(npPattern);
     unsigned int lCount = 0;
-    unsigned int lIndex = 0;
-    while (internal::findStr(mpData, npPattern, lIndex, &lIndex) != STR_ERROR)
+    unsigned int lMatch = 0;
+    for (T const* lpAt = mpData; (lMatch = internal::findFrom(lpAt, npPattern)) != STR_ERROR; lpAt += lMatch + lLength)
     {
         ++lCount;
     }

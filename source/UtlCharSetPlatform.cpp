@@ -1,6 +1,7 @@
 #include "internal/UtlCharSetPlatform.h"
 
 #include "UtlCharSet.h"
+#include "internal/UtlUtf8.h"
 
 // Weak references and not definitions: the dynamic linker then finds them in every library of the process, also behind
 // this one.
@@ -25,12 +26,7 @@ bool isSurrogate(unsigned int nCode)
     return nCode >= 0xD800 && nCode <= 0xDFFF;
 }
 
-// Bytes of a character by its lead byte, and by its code; 0 for none.
-unsigned int sizeOfLead(unsigned char nLead)
-{
-    return nLead < 0x80 ? 1 : nLead < 0xC2 ? 0 : nLead < 0xE0 ? 2 : nLead < 0xF0 ? 3 : nLead < 0xF5 ? 4 : 0;
-}
-
+// Bytes of a character by its code; 0 for none.
 unsigned int sizeOfCode(unsigned int nCode)
 {
     return nCode < 0x80         ? 1
@@ -41,24 +37,18 @@ unsigned int sizeOfCode(unsigned int nCode)
                                 : 0;
 }
 
-// The first character of nBytes bytes, at least 1. Result: its bytes; 0 for a malformed one.
-unsigned int decode(char const* npSrc, unsigned int nBytes, unsigned int& nCode)
+// The first character of a text that is not empty. Result: its bytes; 0 for a malformed one.
+unsigned int decode(unsigned char const* npChar, unsigned int& nCode)
 {
-    unsigned char const lLead = static_cast<unsigned char>(npSrc[0]);
-    unsigned int const lSize = sizeOfLead(lLead);
-    if (lSize == 0 || lSize > nBytes)
+    unsigned int const lSize = charSize(npChar);
+    if (!isSize(lSize))
     {
         return 0;
     }
-    nCode = lSize == 1 ? lLead : lLead & (0x7FU >> lSize);
+    nCode = lSize == 1 ? *npChar : *npChar & (0x7FU >> lSize);
     for (unsigned int lIndex = 1; lIndex < lSize; ++lIndex)
     {
-        unsigned char const lTail = static_cast<unsigned char>(npSrc[lIndex]);
-        if ((lTail & 0xC0) != 0x80)
-        {
-            return 0;
-        }
-        nCode = nCode << 6 | (lTail & 0x3FU);
+        nCode = nCode << 6 | tailBits(npChar[lIndex]);
     }
     return sizeOfCode(nCode) == lSize ? lSize : 0;
 }
@@ -80,7 +70,7 @@ int toWideByOurselves(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, 
     for (unsigned int lIndex = 0; lIsGood && lIndex < nSrcBytes;)
     {
         unsigned int lCode = 0;
-        unsigned int const lSize = decode(npSrc + lIndex, nSrcBytes - lIndex, lCode);
+        unsigned int const lSize = decode(bytesOf(npSrc) + lIndex, lCode);
         lIsGood = lSize != 0 && lUsed + 1 < nDstSize;
         if (lIsGood)
         {

@@ -133,7 +133,7 @@ unsigned int convertCharFromUtf8ToSjis(char* npDst, unsigned int nDstSize, char 
     }
     unsigned char const* const lpSrc = bytesOf(npSrc);
     unsigned int const lKeySize = keySize(*lpSrc);
-    setIfGiven(npConsumed, lKeySize == 0 ? 1 : lKeySize);
+    storeIfGiven(npConsumed, lKeySize == 0 ? 1 : lKeySize);
     if (lKeySize == 0)
     {
         return passByte(npDst, *lpSrc);
@@ -156,7 +156,7 @@ unsigned int convertCharFromSjisToUtf8(char* npDst, unsigned int nDstSize, char 
     }
     unsigned char const* const lpSrc = bytesOf(npSrc);
     bool const lIsDouble = isSjisLead(*lpSrc);
-    setIfGiven(npConsumed, lIsDouble ? 2 : 1);
+    storeIfGiven(npConsumed, lIsDouble ? 2 : 1);
     if (!lIsDouble && !isSjisKana(*lpSrc))
     {
         return passByte(npDst, *lpSrc);
@@ -178,7 +178,7 @@ unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char const* npSrc
     unsigned char const* const lpSrc = bytesOf(npSrc);
     bool const lIsDouble = isSjisLead(*lpSrc);
     bool const lIsInTable = lIsDouble || isSjisKana(*lpSrc);
-    setIfGiven(npConsumed, lIsDouble ? 2 : 1);
+    storeIfGiven(npConsumed, lIsDouble ? 2 : 1);
     *npDst = static_cast<unsigned short>(lIsInTable ? unitOfCode(lpSrc, lIsDouble) : *lpSrc);
     return lIsInTable ? 1 : 2;
 }

@@ -110,7 +110,7 @@ unsigned int convertCharFromUtf8ToUtf16(unsigned short* npDst, char const* npSrc
         return STR_ERROR;
     }
     *npDst = static_cast<unsigned short>(unitOfUtf8Char(bytesOf(npSrc), lSize));
-    setIfGiven(npConsumed, lSize);
+    storeIfGiven(npConsumed, lSize);
     return 1;
 }
 

@@ -13,6 +13,7 @@ namespace utl
 namespace
 {
 
+using internal::bytesOf;
 using internal::CHAR_NUMBER_COUNT;
 using internal::CHAR_NUMBER_UNKNOWN;
 using internal::FoldIndex;
@@ -50,7 +51,7 @@ public:
     bool appendRun(char const* npText, char const* npEnd)
     {
         unsigned int const lBytes = static_cast<unsigned int>(npEnd - npText);
-        if (lBytes < mFree && !internal::isContinuationByte(*npEnd))
+        if (lBytes < mFree && !internal::isTail(*bytesOf(npEnd)))
         {
             std::memcpy(mpDst + mSize - 1, npText, lBytes);
             addStored(lBytes);
@@ -246,19 +247,6 @@ IndexedRows indexedRows(PairAttrib const* npTable, bool nIsReverse)
     return IndexedRows();
 }
 
-// t_charlen() for all but empty text, with the usual characters seen at once.
-unsigned int characterBytes(char const* npStr)
-{
-    unsigned int const lLead = static_cast<unsigned char>(*npStr);
-    if (lLead < 0x80U)
-    {
-        return 1;
-    }
-    bool const lIsThree = lLead > 0xE0U && lLead < 0xF0U && internal::isContinuationByte(npStr[1]) &&
-                          internal::isContinuationByte(npStr[2]);
-    return lIsThree ? 3U : t_charlen<char>(npStr, nullptr);
-}
-
 template <class Rows>
 unsigned int foldText(FoldedText nText, char const* npSrc, Rows const nRows)
 {
@@ -267,7 +255,8 @@ unsigned int foldText(FoldedText nText, char const* npSrc, Rows const nRows)
         char const* const lpRun = npSrc;
         Match lMatch = NO_MATCH;
         unsigned int lBytes = 1;
-        while (*npSrc != 0 && !(lMatch = nRows.find(npSrc)).mIsFound && (lBytes = characterBytes(npSrc)) != STR_ERROR)
+        while (*npSrc != 0 && !(lMatch = nRows.find(npSrc)).mIsFound &&
+               internal::isSize(lBytes = internal::charSize(bytesOf(npSrc))))
         {
             npSrc += lBytes;
         }

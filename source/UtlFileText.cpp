@@ -12,6 +12,7 @@ namespace utl
 {
 
 using internal::FileWindow;
+using internal::storeIfGiven;
 
 namespace
 {
@@ -421,14 +422,6 @@ int readPiece(Reader& nReader, int nTextType, char* npDst, unsigned int nDstSize
         *npOutSize = lSize;
     }
     return lCount;
-}
-
-void storeIfGiven(unsigned int* npTarget, unsigned int nValue)
-{
-    if (npTarget != nullptr)
-    {
-        *npTarget = nValue;
-    }
 }
 
 /// UTF-8 in the byte order of a file. Result: the bytes, without terminator; nUnits receives the units with it, 0 for

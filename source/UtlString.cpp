@@ -12,6 +12,7 @@
 namespace utl
 {
 
+using internal::bytesOf;
 using internal::lengthOf;
 using internal::lengthUpTo;
 
@@ -21,60 +22,18 @@ wchar_t EMPTY_WCHAR = 0;
 namespace
 {
 
-// The byte looked at last is the first that does not belong, so a terminator ends every read in time.
-bool hasTail(char const* npStr, unsigned int nSize)
-{
-    unsigned int lIndex = 1;
-    while (lIndex < nSize && internal::isContinuationByte(npStr[lIndex]))
-    {
-        ++lIndex;
-    }
-    return lIndex == nSize;
-}
-
-bool isOverlong(char const* npStr)
-{
-    unsigned int const lLead = static_cast<unsigned char>(npStr[0]);
-    unsigned int const lSecond = static_cast<unsigned char>(npStr[1]);
-    return lLead < 0xC2U || (lLead == 0xE0U && lSecond < 0xA0U) || (lLead == 0xF0U && lSecond < 0x90U);
-}
-
-// Not for empty text.
-unsigned int charBytes(char const* npStr)
-{
-    unsigned int const lLead = static_cast<unsigned char>(*npStr);
-    if (lLead < 0x80U)
-    {
-        return 1;
-    }
-    if (lLead > 0xE0U && lLead < 0xF0U && hasTail(npStr, 3)) // nearly all Japanese text
-    {
-        return 3;
-    }
-    if (!internal::isLeadByte(*npStr))
-    {
-        return STR_ERROR;
-    }
-    unsigned int const lSize = lLead < 0xE0U ? 2U : (lLead < 0xF0U ? 3U : 4U);
-    return hasTail(npStr, lSize) && !isOverlong(npStr) ? lSize : 0U;
-}
-
-bool isBom(char const* npStr)
-{
-    return std::strncmp(npStr, "\xEF\xBB\xBF", 3) == 0;
-}
-
 // Moves a count that splits a character back to the character's start.
 unsigned int unsplit(char const* npSrc, unsigned int nCount)
 {
-    if (!internal::isContinuationByte(npSrc[nCount]))
+    unsigned char const* const lpSrc = bytesOf(npSrc);
+    if (!internal::isTail(lpSrc[nCount]))
     {
         return nCount;
     }
     while (nCount > 0)
     {
         --nCount;
-        if (internal::isLeadByte(npSrc[nCount]))
+        if (internal::isLead(lpSrc[nCount]))
         {
             return nCount;
         }
@@ -111,9 +70,9 @@ unsigned int strCharBytesBase(T const* npStr, bool* npIsBom)
     bool const lIsEmpty = npStr == nullptr || *npStr == 0;
     if (npIsBom != nullptr)
     {
-        *npIsBom = !lIsEmpty && isBom(npStr);
+        *npIsBom = !lIsEmpty && internal::isMark(bytesOf(npStr));
     }
-    return lIsEmpty ? 0U : charBytes(npStr);
+    return lIsEmpty ? 0U : internal::charSize(bytesOf(npStr));
 }
 
 template <class T>
@@ -134,21 +93,16 @@ unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsigned int 
     {
         return STR_ERROR;
     }
-    unsigned int lStart = 0;
-    while (lStart < nIndex && npStr[lStart] != 0)
+    unsigned char const* const lpBegin = bytesOf(npStr);
+    unsigned char const* const lpEnd = lpBegin + lengthUpTo(npStr, nIndex);
+    unsigned char const* const lpAt = internal::wellFormedEnd(lpBegin, lpEnd);
+    unsigned int const lStart = static_cast<unsigned int>(lpAt - lpBegin);
+    unsigned int const lSize = lpAt != lpEnd ? internal::charSize(lpAt) : 0;
+    if (lpAt != lpEnd && !internal::isSize(lSize))
     {
-        unsigned int const lSize = charBytes(npStr + lStart);
-        if (lSize == 0 || lSize == STR_ERROR)
-        {
-            return STR_ERROR;
-        }
-        if (nIndex - lStart < lSize)
-        {
-            return nMode == 1 ? lStart : lStart + lSize;
-        }
-        lStart += lSize;
+        return STR_ERROR;
     }
-    return lStart;
+    return nMode == 1 ? lStart : lStart + lSize;
 }
 
 // --- Copies ---
@@ -251,17 +205,19 @@ unsigned int truncateStr(T* npStr, unsigned int nLength)
 template <class T>
 unsigned int eraseStrSpan(T* npStr, unsigned int nIndex, unsigned int nCount)
 {
-    WorkingBuffer<T> const lText;
-    unsigned int const lSize = copyStrBase(lText.get(), lText.CAPACITY, npStr, STR_ALL, 0);
-    if (lSize == STR_ERROR || nIndex >= lSize)
+    unsigned int const lLength = npStr != nullptr ? lengthUpTo(npStr, WorkingBuffer<T>::CAPACITY) : 0;
+    if (npStr == nullptr || lLength == WorkingBuffer<T>::CAPACITY || nIndex > lLength)
     {
         return STR_ERROR;
     }
-    unsigned int const lLength = lSize - 1;
+    unsigned int const lHead = nIndex != 0 ? unsplit(npStr, nIndex) : 0;
+    if (lHead == STR_ERROR)
+    {
+        return STR_ERROR;
+    }
     unsigned int const lTail = nIndex + std::min(nCount, lLength - nIndex);
-    unsigned int const lHeadSize = nIndex == 0 ? 1U : copyGeneral(npStr, lSize, 0, lText.get(), 0, nIndex, 0);
-    return lHeadSize == STR_ERROR ? STR_ERROR
-                                  : copyGeneral(npStr, lSize, lHeadSize - 1, lText.get(), lTail, STR_ALL, 0);
+    std::memmove(npStr + lHead, npStr + lTail, lLength - lTail + 1);
+    return lHead + lLength - lTail + 1;
 }
 
 template <>
@@ -333,19 +289,18 @@ unsigned int replaceStr(T* npDst, unsigned int nDstSize, T const* npSrc, T const
     {
         return copyStrBase(npDst, nDstSize, npSrc, lengthOf(npSrc), nMode);
     }
-    unsigned int lIndex = 0;
+    unsigned int const lPatternLength = lengthOf(npPattern);
     unsigned int lSize = 1;
     for (;;)
     {
-        unsigned int lEnd = STR_ERROR;
-        unsigned int const lMatch = internal::findStr(npSrc, npPattern, lIndex, &lEnd);
+        unsigned int const lMatch = internal::findFrom(npSrc, npPattern);
         if (lMatch == STR_ERROR)
         {
-            return copyGeneral(npDst, nDstSize, lSize - 1, npSrc, lIndex, STR_ALL, nMode);
+            return copyGeneral(npDst, nDstSize, lSize - 1, npSrc, 0, STR_ALL, nMode);
         }
-        if (lMatch > lIndex)
+        if (lMatch > 0)
         {
-            lSize = copyGeneral(npDst, nDstSize, lSize - 1, npSrc, lIndex, lMatch - lIndex, nMode);
+            lSize = copyGeneral(npDst, nDstSize, lSize - 1, npSrc, 0, lMatch, nMode);
         }
         if (lSize != STR_ERROR)
         {
@@ -355,7 +310,7 @@ unsigned int replaceStr(T* npDst, unsigned int nDstSize, T const* npSrc, T const
         {
             return lSize;
         }
-        lIndex = lEnd;
+        npSrc += lMatch + lPatternLength;
     }
 }
 

@@ -9,36 +9,92 @@
 namespace utl
 {
 
+using internal::bytesOf;
 using internal::lengthOf;
+using internal::lengthUpTo;
+using internal::storeIfGiven;
 
 namespace
 {
 
-void store(unsigned int* npIndex, unsigned int nValue)
+// The characters of a set up to its end or to its first malformed one.
+class CharSet
 {
-    if (npIndex != nullptr)
+public:
+    // Null counts as empty.
+    explicit CharSet(char const* npSet)
+        : mpBegin(bytesOf(npSet != nullptr ? npSet : "")),
+          mpEnd(internal::wellFormedEnd(mpBegin, mpBegin + std::strlen(reinterpret_cast<char const*>(mpBegin))))
     {
-        *npIndex = nValue;
+        for (unsigned char const* lpAt = mpBegin; lpAt != mpEnd; lpAt += internal::charSize(lpAt))
+        {
+            mIsFirst[*lpAt] = true;
+            mIsAscii = mIsAscii && *lpAt < 0x80;
+        }
     }
+
+    // The set as the C library takes it; null where that would not do.
+    char const* asAscii() const { return mIsAscii && *mpEnd == 0 ? reinterpret_cast<char const*>(mpBegin) : nullptr; }
+
+    // Bytes of the character at npChar, 0 where the set does not have it or the text ends.
+    unsigned int sizeAt(unsigned char const* npChar) const
+    {
+        if (!mIsFirst[*npChar] || *npChar < 0x80)
+        {
+            return mIsFirst[*npChar] ? 1 : 0;
+        }
+        unsigned int lSize = 0;
+        for (unsigned char const* lpAt = mpBegin; lpAt != mpEnd; lpAt += lSize)
+        {
+            lSize = internal::charSize(lpAt);
+            if (internal::beginsWith(npChar, lpAt, lSize))
+            {
+                return lSize;
+            }
+        }
+        return 0;
+    }
+
+private:
+    unsigned char const* const mpBegin; // not owned
+    unsigned char const* const mpEnd;
+    bool mIsFirst[256] = {}; // by first byte
+    bool mIsAscii = true;
+};
+
+// Whether a text that is not empty can stand at the start of a character: it is one, or is cut off inside one.
+bool canBegin(unsigned char const* npPattern)
+{
+    if (internal::isSize(internal::charSize(npPattern)))
+    {
+        return true;
+    }
+    unsigned int lTails = 1;
+    while (internal::isTail(npPattern[lTails]))
+    {
+        ++lTails;
+    }
+    return internal::isLead(*npPattern) && npPattern[lTails] == 0 && lTails < 4;
 }
 
-// npCharacter begins with a whole character. Lead bytes tell sizes, so equal first bytes mean equal characters.
-bool isInSet(char const* npCharacter, char const* npSet)
+// The index behind which findReverseStr() does not look: the byte at nLast is the end of a character, or the one
+// before is taken.
+unsigned int reverseLimit(unsigned char const* npStr, unsigned int nLast)
 {
-    while (npSet != nullptr && *npSet != 0)
+    if (!internal::isTail(npStr[nLast + 1]))
     {
-        unsigned int const lSize = t_charlen<char>(npSet, nullptr);
-        if (lSize == STR_ERROR)
-        {
-            return false;
-        }
-        if (std::strncmp(npCharacter, npSet, lSize) == 0)
-        {
-            return true;
-        }
-        npSet += lSize;
+        return nLast + 1;
     }
-    return false;
+    while (internal::isTail(npStr[nLast]))
+    {
+        --nLast;
+    }
+    return nLast;
+}
+
+bool isWellFormed(char const* npStr, unsigned int nLength)
+{
+    return internal::wellFormedEnd(bytesOf(npStr), bytesOf(npStr) + nLength) == bytesOf(npStr) + nLength;
 }
 
 } // namespace
@@ -50,82 +106,83 @@ unsigned int t_strstr(T const* npStr, T const* npPattern)
     {
         return npStr != nullptr ? lengthOf(npStr) : 0U;
     }
-    unsigned int const lPatternLength = lengthOf(npPattern);
-    unsigned int lIndex = 0;
-    while (npStr != nullptr && npStr[lIndex] != 0)
-    {
-        unsigned int const lSize = t_charlen<T>(npStr + lIndex, nullptr);
-        if (lSize != STR_ERROR && std::strncmp(npStr + lIndex, npPattern, lPatternLength) == 0)
-        {
-            return lIndex;
-        }
-        lIndex += lSize != STR_ERROR ? lSize : 1U;
-    }
-    return STR_ERROR;
+    return npStr != nullptr ? internal::findFrom(npStr, npPattern) : STR_ERROR;
 }
 
 template <class T>
 unsigned int t_strspn(T const* npStr, T const* npSet)
 {
-    unsigned int lIndex = 0;
-    while (npStr != nullptr && npStr[lIndex] != 0)
+    if (npStr == nullptr)
     {
-        unsigned int const lSize = t_charlen<T>(npStr + lIndex, nullptr);
-        if (lSize == STR_ERROR || !isInSet(npStr + lIndex, npSet))
-        {
-            break;
-        }
-        lIndex += lSize;
+        return 0;
     }
-    return lIndex;
+    CharSet const lSet(npSet);
+    if (char const* const lpAscii = lSet.asAscii())
+    {
+        return static_cast<unsigned int>(std::strspn(npStr, lpAscii));
+    }
+    unsigned char const* lpAt = bytesOf(npStr);
+    while (unsigned int const lSize = lSet.sizeAt(lpAt))
+    {
+        lpAt += lSize;
+    }
+    return static_cast<unsigned int>(lpAt - bytesOf(npStr));
 }
 
 template <class T>
 unsigned int t_strcspn(T const* npStr, T const* npSet)
 {
-    unsigned int lIndex = 0;
-    while (npStr != nullptr && npStr[lIndex] != 0)
+    if (npStr == nullptr)
     {
-        unsigned int const lSize = t_charlen<T>(npStr + lIndex, nullptr);
-        if (lSize != STR_ERROR && isInSet(npStr + lIndex, npSet))
-        {
-            break;
-        }
-        lIndex += lSize != STR_ERROR ? lSize : 1U;
+        return 0;
     }
-    return lIndex;
+    CharSet const lSet(npSet);
+    if (char const* const lpAscii = lSet.asAscii())
+    {
+        return static_cast<unsigned int>(std::strcspn(npStr, lpAscii));
+    }
+    // A byte at a time: one inside a character is no first byte.
+    unsigned char const* lpAt = bytesOf(npStr);
+    while (*lpAt != 0 && lSet.sizeAt(lpAt) == 0)
+    {
+        ++lpAt;
+    }
+    return static_cast<unsigned int>(lpAt - bytesOf(npStr));
 }
 
 template <class T>
 unsigned int findReverseStr(T const* npStr, T const* npPattern, unsigned int nStart, unsigned int* npBefore)
 {
-    store(npBefore, STR_ERROR);
+    constexpr unsigned int MAX = WorkingBuffer<T>::CAPACITY;
+    storeIfGiven(npBefore, STR_ERROR);
     if (npStr == nullptr || npPattern == nullptr)
     {
         return STR_ERROR;
     }
-    unsigned int const lLength = lengthOf(npStr);
-    unsigned int const lLast = lLength - 1; // wraps for empty text, and so does what is reckoned from it
     if (*npPattern == 0)
     {
-        store(npBefore, lLast);
+        unsigned int const lLength = lengthOf(npStr);
+        storeIfGiven(npBefore, lLength - 1);
         return lLength;
     }
-    WorkingBuffer<T> const lStr;
-    WorkingBuffer<T> const lPattern;
-    if (reverseStrBase(lStr.get(), lStr.CAPACITY, npStr, 0) == STR_ERROR ||
-        reverseStrBase(lPattern.get(), lPattern.CAPACITY, npPattern, 0) == STR_ERROR)
+    unsigned int const lLength = lengthUpTo(npStr, MAX);
+    unsigned int const lSize = lengthUpTo(npPattern, MAX);
+    if (lLength == 0 || lLength == MAX || lSize == MAX || !isWellFormed(npStr, lLength) ||
+        !isWellFormed(npPattern, lSize))
     {
         return STR_ERROR;
     }
-    unsigned int lEnd = STR_ERROR;
-    unsigned int const lMatch = internal::findStr(lStr.get(), lPattern.get(), lLast - std::min(lLast, nStart), &lEnd);
-    if (lMatch == STR_ERROR)
+    unsigned int const lLimit = reverseLimit(bytesOf(npStr), std::min(lLength - 1, nStart));
+    for (unsigned int lFrom = lLimit; lFrom >= lSize; --lFrom)
     {
-        return STR_ERROR;
+        unsigned int const lMatch = lFrom - lSize;
+        if (npStr[lMatch] == *npPattern && std::memcmp(npStr + lMatch, npPattern, lSize) == 0)
+        {
+            storeIfGiven(npBefore, lMatch - 1);
+            return lFrom - 1;
+        }
     }
-    store(npBefore, lLast - lEnd);
-    return lLast - lMatch;
+    return STR_ERROR;
 }
 
 template <class T>
@@ -135,7 +192,7 @@ unsigned int findReverseChar(T const* npStr, T const* npCharacter, unsigned int 
     unsigned int const lSize = strCharBytesBase(npCharacter, &lIsBom);
     if (npCharacter == nullptr || lIsBom || lSize == STR_ERROR)
     {
-        store(npBefore, STR_ERROR);
+        storeIfGiven(npBefore, STR_ERROR);
         return STR_ERROR;
     }
     T lCharacter[7] = {};
@@ -152,29 +209,45 @@ template UTL_API unsigned int findReverseChar<char>(char const*, char const*, un
 namespace internal
 {
 
+unsigned int findFrom(char const* npStr, char const* npPattern)
+{
+    if (!canBegin(bytesOf(npPattern)))
+    {
+        return STR_ERROR;
+    }
+    // No byte that can begin the pattern is inside a character, so that what matches begins one, if it is well-formed.
+    char const* lpAt = std::strstr(npStr, npPattern);
+    while (lpAt != nullptr && !isSize(charSize(bytesOf(lpAt))))
+    {
+        lpAt = std::strstr(lpAt + 1, npPattern);
+    }
+    return lpAt != nullptr ? static_cast<unsigned int>(lpAt - npStr) : STR_ERROR;
+}
+
 unsigned int findStr(char const* npStr, char const* npPattern, unsigned int nStart, unsigned int* npEnd)
 {
     if (npStr != nullptr && lengthUpTo(npStr, nStart) < nStart)
     {
         return STR_ERROR;
     }
-    store(npEnd, STR_ERROR);
+    storeIfGiven(npEnd, STR_ERROR);
     if (npStr == nullptr || npPattern == nullptr)
     {
         return STR_ERROR;
     }
-    unsigned int lStart = nStart;
-    if (isContinuationByte(npStr[lStart]))
+    unsigned char const* lpFrom = bytesOf(npStr) + nStart;
+    if (isTail(*lpFrom))
     {
-        while (!isLeadByte(npStr[lStart]))
+        while (!isLead(*lpFrom))
         {
-            ++lStart;
+            ++lpFrom;
         }
-        if (npStr[lStart] == 0)
+        if (*lpFrom == 0)
         {
             return STR_ERROR;
         }
     }
+    unsigned int const lStart = static_cast<unsigned int>(lpFrom - bytesOf(npStr));
     unsigned int const lOffset = t_strstr(npStr + lStart, npPattern);
     if (lOffset == STR_ERROR)
     {
@@ -182,14 +255,14 @@ unsigned int findStr(char const* npStr, char const* npPattern, unsigned int nSta
     }
     if (*npPattern != 0)
     {
-        store(npEnd, lStart + lOffset + lengthOf(npPattern));
+        storeIfGiven(npEnd, lStart + lOffset + lengthOf(npPattern));
     }
     return lStart + lOffset;
 }
 
 unsigned int findToken(char const* npStr, char const* npDelimiters, unsigned int nStart, unsigned int* npEnd)
 {
-    store(npEnd, STR_ERROR);
+    storeIfGiven(npEnd, STR_ERROR);
     if (npStr == nullptr || lengthUpTo(npStr, nStart) < nStart)
     {
         return STR_ERROR;
@@ -199,7 +272,7 @@ unsigned int findToken(char const* npStr, char const* npDelimiters, unsigned int
     {
         return STR_ERROR;
     }
-    store(npEnd, lStart + t_strcspn(npStr + lStart, npDelimiters));
+    storeIfGiven(npEnd, lStart + t_strcspn(npStr + lStart, npDelimiters));
     return lStart;
 }
 

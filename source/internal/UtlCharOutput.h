@@ -34,7 +34,7 @@ public:
     {
         if (isLikely(nUnit >= 0x800))
         {
-            return append<3>([nUnit](Unit* npEnd) { storeUtf8(npEnd, nUnit, 3); });
+            return append<3>([nUnit](Unit* npEnd) { storeUtf8AndOneMore(npEnd, nUnit); });
         }
         return nUnit < 0x80 ? put(nUnit) : append<2>([nUnit](Unit* npEnd) { storeUtf8(npEnd, nUnit, 2); });
     }
@@ -110,19 +110,6 @@ unsigned int convertStr(Unit* npDst, unsigned int nDstSize, From const* npSrc)
     }
     return nDstSize == 0 ? Walk::run(CharOutput<Unit, false>(npDst, 0), npSrc)
                          : Walk::run(CharOutput<Unit, true>(npDst, nDstSize), npSrc);
-}
-
-inline unsigned char const* bytesOf(char const* npText)
-{
-    return reinterpret_cast<unsigned char const*>(npText);
-}
-
-inline void setIfGiven(unsigned int* npTarget, unsigned int nValue)
-{
-    if (npTarget != nullptr)
-    {
-        *npTarget = nValue;
-    }
 }
 
 } // namespace utl::internal

@@ -3,15 +3,10 @@
 #define UTL_CODE_TABLES_H
 
 #include "UtlCharSet.h"
+#include "internal/UtlUtf8.h"
 
 namespace utl::internal
 {
-
-/// Tells the compiler which way Japanese text goes; the walks are a good quarter faster for it.
-inline bool isLikely(bool nCondition)
-{
-    return __builtin_expect(nCondition, true);
-}
 
 // Two-level indexes that give what a search of the sorted tables would give, for every code. They hold the answer
 // itself and not the number of its row: one load less, and the pages of the sorted tables are never touched by a
@@ -74,59 +69,10 @@ inline void storeSjis(char* npDst, unsigned int nCode, unsigned int nSize)
     npDst[nSize - 1] = static_cast<char>(nCode);
 }
 
-// --- UTF-8 ---
-
-/// The six bits of a tail byte; above 0x3F for any other byte.
-inline unsigned int tailBits(unsigned char nByte)
-{
-    return nByte ^ 0x80U;
-}
-
-inline bool isTail(unsigned char nByte)
-{
-    return tailBits(nByte) <= 0x3F;
-}
-
-/// The character of two or three bytes that have passed all checks.
-inline unsigned int unitOfUtf8(unsigned char nLead, unsigned char nTail)
-{
-    return (nLead & 0x1FU) << 6 | tailBits(nTail);
-}
-inline unsigned int unitOfUtf8(unsigned char nLead, unsigned char nTail, unsigned char nLast)
-{
-    return (nLead & 0x0FU) << 12 | tailBits(nTail) << 6 | tailBits(nLast);
-}
-
 /// sjisOfUnit() of a character of three bytes: its bytes are the two levels of the index.
 inline unsigned int sjisOfUtf8(unsigned char nLead, unsigned char nTail, unsigned char nLast)
 {
     return UNIT_CODES[UNIT_PAGES[(nLead & 0x0FU) << 6 | tailBits(nTail)] + tailBits(nLast)];
-}
-
-/// Bytes of a UTF-16 unit in UTF-8: 1 to 3.
-inline unsigned int utf8Size(unsigned int nUnit)
-{
-    return nUnit < 0x80 ? 1 : nUnit < 0x800 ? 2 : 3;
-}
-
-/// nSize must be utf8Size(nUnit); so many bytes are stored, without a terminator.
-inline void storeUtf8(char* npDst, unsigned int nUnit, unsigned int nSize)
-{
-    if (nSize == 3)
-    {
-        npDst[0] = static_cast<char>(0xE0 | nUnit >> 12);
-        npDst[1] = static_cast<char>(0x80 | (nUnit >> 6 & 0x3F));
-        npDst[2] = static_cast<char>(0x80 | (nUnit & 0x3F));
-    }
-    else if (nSize == 2)
-    {
-        npDst[0] = static_cast<char>(0xC0 | nUnit >> 6);
-        npDst[1] = static_cast<char>(0x80 | (nUnit & 0x3F));
-    }
-    else
-    {
-        npDst[0] = static_cast<char>(nUnit);
-    }
 }
 
 } // namespace utl::internal

@@ -1,6 +1,8 @@
-/// Searches from an index that several families share, and kinds of UTF-8 bytes. Layer: string primitives.
+/// Lengths, and searches from an index, that several families share. Layer: string primitives.
 #ifndef UTL_STRING_SEARCH_H
 #define UTL_STRING_SEARCH_H
+
+#include "internal/UtlUtf8.h"
 
 #include <algorithm>
 #include <climits>
@@ -21,16 +23,8 @@ inline unsigned int lengthUpTo(char const* npStr, unsigned int nMaxBytes)
                                : static_cast<unsigned int>(::strnlen(npStr, nMaxBytes));
 }
 
-inline bool isContinuationByte(char nByte)
-{
-    return (static_cast<unsigned char>(nByte) & 0xC0U) == 0x80U;
-}
-
-/// A byte below 0x80 or of the forms 110xxxxx, 1110xxxx, 11110xxx.
-inline bool isLeadByte(char nByte)
-{
-    return !isContinuationByte(nByte) && static_cast<unsigned char>(nByte) < 0xF8U;
-}
+/// t_strstr() without its exceptions: npStr is not null, npPattern not empty.
+unsigned int findFrom(char const* npStr, char const* npPattern);
 
 /// Searches forward from a byte index, which moves to the next lead byte where it stands on a continuation byte.
 ///

@@ -1,0 +1,96 @@
+// The string primitives on 1 KB, 100 KB and 10 MB of Japanese text, beside what the C library has: the ratio to the
+// floor stays about the same where the work grows as the text does.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "UtlBasicString.h"
+#include "support/Ratios.h"
+
+namespace
+{
+
+using namespace utl;
+
+/// A text whose commas are its matches, and room for what is made of it.
+struct Work
+{
+    std::string mText;
+    std::vector<char> mDst;
+
+    explicit Work(std::size_t nSize)
+    {
+        while (mText.size() < nSize)
+        {
+            mText += "東京都のガソリンスタンド,ABC xyz,";
+        }
+        mDst.resize(mText.size() * 2);
+    }
+    unsigned int capacity() const { return static_cast<unsigned int>(mDst.size()); }
+};
+
+struct Case
+{
+    char const* mpName;
+    unsigned int (*mpOurs)(Work&);
+    std::size_t (*mpFloor)(Work&);
+};
+
+std::size_t copyBytes(Work& nWork)
+{
+    std::memcpy(nWork.mDst.data(), nWork.mText.data(), nWork.mText.size());
+    return nWork.mText.size();
+}
+
+Case const CASES[] = {
+    {"replace",
+     [](Work& nWork)
+     { return replaceStr<char>(nWork.mDst.data(), nWork.capacity(), nWork.mText.c_str(), ",", "、", 0); },
+     copyBytes},
+    {"cspnAscii", [](Work& nWork) { return t_strcspn<char>(nWork.mText.c_str(), "!\"#$%&'()*"); },
+     [](Work& nWork) { return std::strcspn(nWork.mText.c_str(), "!\"#$%&'()*"); }},
+    {"cspn", [](Work& nWork) { return t_strcspn<char>(nWork.mText.c_str(), "。「」・ー!"); },
+     [](Work& nWork) { return std::strcspn(nWork.mText.c_str(), "!\"#$%&'()*"); }},
+    {"find", [](Work& nWork) { return t_strstr<char>(nWork.mText.c_str(), "東京府"); },
+     [](Work& nWork) { return std::strstr(nWork.mText.c_str(), "東京府") == nullptr ? 0 : std::size_t(1); }},
+    {"cut",
+     [](Work& nWork)
+     { return copyStrBase<char>(nWork.mDst.data(), nWork.capacity(), nWork.mText.c_str(), STR_ALL, 1); },
+     copyBytes},
+    {"reverse", [](Work& nWork) { return t_strrev<char>(nWork.mDst.data(), nWork.capacity(), nWork.mText.c_str(), 0); },
+     copyBytes},
+};
+
+template <class Call>
+void add(std::string const& nName, Work& nWork, Call nCall)
+{
+    benchmark::RegisterBenchmark(nName.c_str(),
+                                 [&nWork, nCall](benchmark::State& nState)
+                                 {
+                                     for (auto lRound : nState)
+                                     {
+                                         benchmark::DoNotOptimize(nCall(nWork));
+                                     }
+                                 });
+}
+
+} // namespace
+
+int main(int nCount, char** npValues)
+{
+    static struct
+    {
+        char const* mpName;
+        Work mWork;
+    } sSizes[] = {{"_1k", Work(1U << 10)}, {"_100k", Work(100U << 10)}, {"_10m", Work(10U << 20)}};
+    for (auto& lSize : sSizes)
+    {
+        for (Case const& lCase : CASES)
+        {
+            std::string const lName = lCase.mpName + std::string(lSize.mpName);
+            add(lName + "/utl", lSize.mWork, lCase.mpOurs);
+            add(lName + "/floor", lSize.mWork, lCase.mpFloor);
+        }
+    }
+    return bench::runWithRatios(nCount, npValues);
+}

@@ -12,7 +12,7 @@
 #include <benchmark/benchmark.h>
 
 #include "../fuzz/reference/PlainRowScan.h"
-#include "../source/internal/UtlFoldIndex.h"
+#include "internal/UtlFoldIndex.h"
 #include "UtlConvertAttrib.h"
 #include "support/Ratios.h"
 

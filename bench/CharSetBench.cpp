@@ -18,7 +18,7 @@
 #include <unicode/ustring.h>
 #endif
 
-#include "../source/internal/UtlCodeTables.h"
+#include "internal/UtlCodeTables.h"
 
 namespace
 {

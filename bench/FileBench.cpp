@@ -353,7 +353,7 @@ private:
 void printCallsPerLine(unsigned int nIndex)
 {
     using utl::internal::SystemCalls;
-    Counted<&SystemCalls::mRead> const lReads;
+    Counted<&SystemCalls::mPread> const lReads;
     Counted<&SystemCalls::mLseek> const lSeeks;
     Counted<&SystemCalls::mFstat> const lStats;
     readByUtl(ENCODINGS[nIndex]);

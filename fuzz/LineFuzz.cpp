@@ -24,9 +24,9 @@ namespace
 
 std::atomic<std::size_t> gReadMax{SIZE_MAX}; // the watchdog's thread reads its pipe meanwhile
 
-ssize_t readSome(int nDescriptor, void* npBuffer, std::size_t nSize)
+ssize_t readSome(int nDescriptor, void* npBuffer, std::size_t nSize, off_t nPosition)
 {
-    return ::read(nDescriptor, npBuffer, std::min(nSize, gReadMax.load()));
+    return ::pread(nDescriptor, npBuffer, std::min(nSize, gReadMax.load()), nPosition);
 }
 
 /// A file in memory with a path.
@@ -34,7 +34,7 @@ int memoryFile()
 {
     static int const sFile = []
     {
-        internal::gSystem.mRead.exchange(&readSome);
+        internal::gSystem.mPread.exchange(&readSome);
         setAllFilterLevel(0);
         return ::memfd_create("text", 0);
     }();

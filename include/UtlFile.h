@@ -14,7 +14,7 @@ namespace utl
 
 namespace internal
 {
-struct FileWindow;
+class ReadAhead;
 }
 
 constexpr unsigned int FILE_PATH_MAX = 260; ///< Bytes of a path, terminator included.
@@ -378,7 +378,7 @@ private:
     BasicString<char> mPath; // changed by assignment only
     SmartHandle<DestructCloseFile> mHandle;
     int mTextType;
-    mutable std::unique_ptr<internal::FileWindow> mpWindow; // null until text is read; never shared by copies
+    std::shared_ptr<internal::ReadAhead> mpReadAhead; // null if not open; shared by copies
 };
 
 } // namespace utl

@@ -181,6 +181,7 @@ constexpr Call CALLS[] = {
     UTL_CALL("open", mOpen, FAULT_ONCE),
     UTL_CALL("close", mClose, FAULT_ACTS),
     UTL_CALL("read", mRead, FAULT_ONCE),
+    UTL_CALL("pread", mPread, FAULT_ONCE),
     UTL_CALL("write", mWrite, FAULT_ONCE),
     UTL_CALL("lseek", mLseek, FAULT_ONCE),
     UTL_CALL("ftruncate", mFtruncate, FAULT_ONCE),

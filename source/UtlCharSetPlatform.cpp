@@ -26,7 +26,12 @@ bool isSurrogate(unsigned int nCode)
     return nCode >= 0xD800 && nCode <= 0xDFFF;
 }
 
-// Bytes of a character by its code; 0 for none.
+// Bytes of a character by its lead byte, and by its code; 0 for none.
+unsigned int sizeOfLead(unsigned char nLead)
+{
+    return nLead < 0x80 ? 1 : nLead < 0xC2 ? 0 : nLead < 0xE0 ? 2 : nLead < 0xF0 ? 3 : nLead < 0xF5 ? 4 : 0;
+}
+
 unsigned int sizeOfCode(unsigned int nCode)
 {
     return nCode < 0x80         ? 1
@@ -37,18 +42,24 @@ unsigned int sizeOfCode(unsigned int nCode)
                                 : 0;
 }
 
-// The first character of a text that is not empty. Result: its bytes; 0 for a malformed one.
-unsigned int decode(unsigned char const* npChar, unsigned int& nCode)
+// The first character of nBytes bytes, at least 1, behind which nothing may be read. Result: its bytes; 0 for a malformed one.
+unsigned int decode(char const* npSrc, unsigned int nBytes, unsigned int& nCode)
 {
-    unsigned int const lSize = charSize(npChar);
-    if (!isSize(lSize))
+    unsigned char const lLead = static_cast<unsigned char>(npSrc[0]);
+    unsigned int const lSize = sizeOfLead(lLead);
+    if (lSize == 0 || lSize > nBytes)
     {
         return 0;
     }
-    nCode = lSize == 1 ? *npChar : *npChar & (0x7FU >> lSize);
+    nCode = lSize == 1 ? lLead : lLead & (0x7FU >> lSize);
     for (unsigned int lIndex = 1; lIndex < lSize; ++lIndex)
     {
-        nCode = nCode << 6 | tailBits(npChar[lIndex]);
+        unsigned char const lTail = static_cast<unsigned char>(npSrc[lIndex]);
+        if (!isTail(lTail))
+        {
+            return 0;
+        }
+        nCode = nCode << 6 | tailBits(lTail);
     }
     return sizeOfCode(nCode) == lSize ? lSize : 0;
 }
@@ -70,7 +81,7 @@ int toWideByOurselves(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, 
     for (unsigned int lIndex = 0; lIsGood && lIndex < nSrcBytes;)
     {
         unsigned int lCode = 0;
-        unsigned int const lSize = decode(bytesOf(npSrc) + lIndex, lCode);
+        unsigned int const lSize = decode(npSrc + lIndex, nSrcBytes - lIndex, lCode);
         lIsGood = lSize != 0 && lUsed + 1 < nDstSize;
         if (lIsGood)
         {

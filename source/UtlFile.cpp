@@ -2,7 +2,7 @@
 
 #include "UtlApplog.h"
 #include "internal/UtlFileCalls.h"
-#include "internal/UtlFileWindow.h"
+#include "internal/UtlReadAhead.h"
 
 #include <cerrno>
 #include <climits>
@@ -27,6 +27,53 @@ long long fileSize(int nHandle)
         return -1;
     }
     return lStat.st_size;
+}
+
+long long openFileSize(int nHandle, BasicString<char> const& nPath)
+{
+    long long const lSize = fileSize(nHandle);
+    if (lSize == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fileSize Failed. Path:%s", nPath.c_str());
+    }
+    return lSize;
+}
+
+namespace
+{
+
+// The length for a read; -1 with a message.
+long long sizeToRead(int nHandle, BasicString<char> const& nPath)
+{
+    long long const lSize = openFileSize(nHandle, nPath);
+    if (lSize == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func now size func error");
+    }
+    return lSize;
+}
+
+// The result of a read, with its messages.
+int resultOfRead(ssize_t nCount, BasicString<char> const& nPath)
+{
+    if (nCount == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ReadFile Failed. errno[%d]", errno);
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func readFile Failed. Path:%s", nPath.c_str());
+    }
+    return static_cast<int>(nCount);
+}
+
+} // namespace
+
+int readFileAt(int nHandle, BasicString<char> const& nPath, void* npBuffer, unsigned int nSize, long long nPosition)
+{
+    long long const lFileSize = sizeToRead(nHandle, nPath);
+    if (lFileSize <= nPosition)
+    {
+        return lFileSize == -1 ? FILE_READ_ERROR : FILE_READ_END;
+    }
+    return resultOfRead(gSystem.mPread(nHandle, npBuffer, nSize, nPosition), nPath);
 }
 
 long long seekFile(int nHandle, long long nOffset, int nWhence)
@@ -95,24 +142,17 @@ File::File(char const* npPath, int nTextType)
 {
 }
 
-// Copies share the position, so the descriptor must stand where the caller believes.
-File::File(File const& nOther)
-    : mPath(nOther.mPath),
-      mHandle((static_cast<void>(nOther.settle()), nOther.mHandle)),
-      mTextType(nOther.mTextType)
-{
-}
+// Copies share the position and what was read ahead of it.
+File::File(File const& nOther) = default;
 
 File& File::operator=(File const& nOther)
 {
     if (this != &nOther)
     {
-        settle();
-        nOther.settle();
         mPath = nOther.mPath;
-        mHandle = nOther.mHandle;
         mTextType = nOther.mTextType;
-        mpWindow.reset();
+        mpReadAhead = nOther.mpReadAhead; // ahead of the descriptor, which may be closed
+        mHandle = nOther.mHandle;
     }
     return *this;
 }
@@ -125,6 +165,7 @@ File::~File()
     {
         internal::ScopedHandle const lHandle(internal::gSystem.mOpen(lDirectory, O_RDONLY, 0));
     }
+    mpReadAhead.reset();
     mHandle.release();
 }
 
@@ -163,6 +204,7 @@ bool File::open(int nOpenMode, int nAccessMode)
     {
         return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
     }
+    mpReadAhead = std::make_shared<internal::ReadAhead>(lHandle.get());
     lHandle.moveTo(mHandle);
     return true;
 }
@@ -173,7 +215,7 @@ bool File::close()
     {
         return false;
     }
-    mpWindow.reset(); // nobody shares the position of a descriptor that is ahead
+    mpReadAhead.reset();
     mHandle.release();
     return true;
 }
@@ -192,16 +234,7 @@ bool File::flush()
 
 bool File::settle() const
 {
-    if (mpWindow == nullptr)
-    {
-        return true;
-    }
-    if (mpWindow->mPosition != mpWindow->end() && seekFile(mHandle.get(), mpWindow->mPosition, SEEK_SET) == -1)
-    {
-        return false;
-    }
-    mpWindow.reset();
-    return true;
+    return mpReadAhead == nullptr || mpReadAhead->settle();
 }
 
 int File::read(void* npBuffer, unsigned int nSize)
@@ -216,10 +249,9 @@ int File::read(void* npBuffer, unsigned int nSize)
         return FILE_READ_ERROR;
     }
     bool const lIsSettled = settle();
-    long long const lFileSize = size();
+    long long const lFileSize = internal::sizeToRead(mHandle.get(), mPath);
     if (lFileSize == -1)
     {
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func now size func error");
         return FILE_READ_ERROR;
     }
     long long const lPosition = lIsSettled ? seekFile(mHandle.get(), 0, SEEK_CUR) : -1;
@@ -232,13 +264,7 @@ int File::read(void* npBuffer, unsigned int nSize)
     {
         return FILE_READ_END;
     }
-    ssize_t const lCount = internal::gSystem.mRead(mHandle.get(), npBuffer, nSize);
-    if (lCount == -1)
-    {
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ReadFile Failed. errno[%d]", errno);
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "in read func readFile Failed. Path:%s", mPath.c_str());
-    }
-    return static_cast<int>(lCount);
+    return internal::resultOfRead(internal::gSystem.mRead(mHandle.get(), npBuffer, nSize), mPath);
 }
 
 unsigned int File::write(void const* npBuffer, unsigned int nSize)
@@ -286,7 +312,7 @@ long long File::position() const
     {
         return -1;
     }
-    return mpWindow != nullptr ? mpWindow->mPosition : seekFile(mHandle.get(), 0, SEEK_CUR);
+    return mpReadAhead->position();
 }
 
 long long File::size() const
@@ -295,12 +321,7 @@ long long File::size() const
     {
         return size(mPath.c_str());
     }
-    long long const lSize = fileSize(mHandle.get());
-    if (lSize == -1)
-    {
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fileSize Failed. Path:%s", mPath.c_str());
-    }
-    return lSize;
+    return internal::openFileSize(mHandle.get(), mPath);
 }
 
 long long File::availableSize() const

@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace utl;
@@ -67,6 +68,70 @@ TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
     EXPECT_EQ(lLong, lWhole.c_str());
     EXPECT_EQ(1, lFile.readText(static_cast<BasicString<char>*>(nullptr), 1, 0, &lSize));
     EXPECT_EQ(FILE_READ_END, lFile.readLine(&lText, nullptr));
+}
+
+TEST_F(FileTextTest, CopiesShareWhatIsReadAhead)
+{
+    Bytes lContent;
+    for (int lLine = 0; lLine < 100; ++lLine)
+    {
+        lContent += std::to_string(lLine) + "\n";
+    }
+    store(lContent);
+    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    File lCopy(lFile);
+    FailNth<&SC::mPread> const lFault(2, EIO); // one piece is enough
+    char lLine[64];
+    for (int lNumber = 0; lNumber < 100; ++lNumber)
+    {
+        EXPECT_LT(0, (lNumber % 2 == 0 ? lFile : lCopy).readLine(lLine, sizeof(lLine), nullptr));
+        EXPECT_EQ(std::to_string(lNumber), lLine);
+        EXPECT_EQ(lFile.position(), lCopy.position());
+        if (lNumber == 50) // the other goes on
+        {
+            lFile = File("", 0);
+            lFile = lCopy;
+        }
+    }
+    EXPECT_FALSE(lFault.fired());
+}
+
+TEST_F(FileTextTest, AChildSharesThePosition)
+{
+    store("zero\none\ntwo\nthree\nfour\n");
+    for (int const lReadBefore : {0, 1})
+    {
+        File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+        char lLine[64] = "";
+        if (lReadBefore != 0)
+        {
+            EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr));
+        }
+        for (char const* const lpExpected : {"one", "three"}) // two children, one after the other
+        {
+            if (lReadBefore == 0)
+            {
+                EXPECT_LT(0, lFile.findNextLineSize(0, nullptr, nullptr));
+            }
+            pid_t const lChild = ::fork();
+            if (lChild == 0)
+            {
+                bool const lIsRead = lFile.readLine(lLine, sizeof(lLine), nullptr) > 0;
+                ::_exit(lIsRead && std::string(lLine) == lpExpected ? 0 : 1);
+            }
+            int lStatus = -1;
+            EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
+            EXPECT_EQ(0, lStatus);
+            EXPECT_EQ(*lpExpected == 'o' ? 9 : 19, lFile.position());
+            if (lReadBefore != 0)
+            {
+                EXPECT_LT(0, lFile.readLine(lLine, sizeof(lLine), nullptr));
+                EXPECT_STREQ(*lpExpected == 'o' ? "two" : "four", lLine);
+            }
+        }
+    }
 }
 
 TEST_F(FileTextTest, WritesWhatItPromises)
@@ -130,7 +195,7 @@ TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
         File lFile(mPath.c_str(), lTextType);
         ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
         lLog.clear();
-        FailNth<&SC::mRead> lFault(1, EIO);
+        FailNth<&SC::mPread> lFault(1, EIO);
         EXPECT_EQ(-1, lFile.readLine(lLine, sizeof(lLine), nullptr));
         EXPECT_EQ(0, lFile.position());
         EXPECT_EQ(
@@ -192,7 +257,7 @@ TEST_F(FileTextTest, NothingIsLostWhereACallFails)
         lContent += Bytes(lContent.size() % 4000, 'x') + "\n\xE3\x81\x82\n";
     }
     store(lContent += "the key\n");
-    readWhileOneCallFails<&SC::mRead>(mPath, lContent);
+    readWhileOneCallFails<&SC::mPread>(mPath, lContent);
     readWhileOneCallFails<&SC::mLseek>(mPath, lContent);
     readWhileOneCallFails<&SC::mFstat>(mPath, lContent);
 
@@ -200,7 +265,7 @@ TEST_F(FileTextTest, NothingIsLostWhereACallFails)
     File lFile(mPath.c_str(), FILE_TEXT_SJIS);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     {
-        FailNth<&SC::mLseek> const lFault(4, EIO); // the seek past the end
+        FailNth<&SC::mLseek> const lFault(2, EIO); // the seek past the end
         EXPECT_TRUE(lFile.findNextLineSize(0, nullptr, nullptr) == -1 && lFault.fired());
     }
     EXPECT_EQ(0, lFile.nextEOLSize());

@@ -45,6 +45,17 @@ public:
         return append<2>([nCode](Unit* npEnd) { storeSjis(npEnd, nCode, 2); });
     }
 
+    /// What convertUsualUnits() takes while there is room for three bytes. Stores or does nothing.
+    void putUsualUnits(unsigned char const*& npUnits)
+    {
+        if (STORES && mRoom >= 3)
+        {
+            char* const lpFrom = mpEnd;
+            convertUsualUnits<IS_HOST_BIG_ENDIAN>(npUnits, nullptr, mpEnd, mpEnd + mRoom - 3);
+            mRoom -= static_cast<unsigned int>(mpEnd - lpFrom);
+        }
+    }
+
     /// Terminates. Result: units with the terminator.
     unsigned int end()
     {

@@ -31,6 +31,12 @@ bool opensUp();
 /// Length of an open file; -1 with a message.
 long long fileSize(int nHandle);
 
+/// The same for a file of that path, which the message then names too.
+long long openFileSize(int nHandle, BasicString<char> const& nPath);
+
+/// What File::read() does, with its messages, from any position and without moving the descriptor.
+int readFileAt(int nHandle, BasicString<char> const& nPath, void* npBuffer, unsigned int nSize, long long nPosition);
+
 /// lseek with the platform's origin; -1 with a message.
 long long seekFile(int nHandle, long long nOffset, int nWhence);
 

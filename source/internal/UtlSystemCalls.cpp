@@ -67,14 +67,15 @@ SystemCalls gSystem{
     ::pipe2,          controlFile,      ::dup3,
     ::ppoll,          ::timer_create,   ::timer_settime,
     ::timer_delete,   ::sigaction,      openFile,
-    ::close,          ::read,           ::write,
-    ::lseek,          ::ftruncate,      ::fsync,
-    ::flock,          ::stat,           ::fstat,
-    ::chmod,          ::mkdir,          ::rmdir,
-    ::unlink,         ::rename,         ::opendir,
-    ::readdir,        ::closedir,       ::fnmatch,
-    ::vsnprintf,      writeSyslog,      writeConsole,
-    writeError,       std::fflush,      ::poll,
+    ::close,          ::read,           ::pread,
+    ::write,          ::lseek,          ::ftruncate,
+    ::fsync,          ::flock,          ::stat,
+    ::fstat,          ::chmod,          ::mkdir,
+    ::rmdir,          ::unlink,         ::rename,
+    ::opendir,        ::readdir,        ::closedir,
+    ::fnmatch,        ::vsnprintf,      writeSyslog,
+    writeConsole,     writeError,       std::fflush,
+    ::poll,
 };
 
 } // namespace utl::internal

@@ -77,6 +77,7 @@ struct SystemCalls
     SystemCall<int(char const*, int, mode_t)> mOpen;
     SystemCall<int(int)> mClose;
     SystemCall<ssize_t(int, void*, std::size_t)> mRead;
+    SystemCall<ssize_t(int, void*, std::size_t, off_t)> mPread;
     SystemCall<ssize_t(int, void const*, std::size_t)> mWrite;
     SystemCall<off_t(int, off_t, int)> mLseek;
     SystemCall<int(int, off_t)> mFtruncate;

@@ -107,14 +107,25 @@ inline unsigned int utf8Size(unsigned int nUnit)
     return nUnit < 0x80 ? 1 : nUnit < 0x800 ? 2 : 3;
 }
 
+/// The bytes of a unit from 0x800, the first one lowest.
+inline unsigned int threeBytesOf(unsigned int nUnit)
+{
+    return 0x8080E0U | nUnit >> 12 | (nUnit << 2 & 0x3F00U) | (nUnit << 16 & 0x3F0000U);
+}
+
+/// Stores four bytes, the lowest first.
+inline void storeFour(char* npDst, unsigned int nBytes)
+{
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    nBytes = __builtin_bswap32(nBytes);
+#endif
+    std::memcpy(npDst, &nBytes, sizeof(nBytes));
+}
+
 /// Stores a unit from 0x800 in one go, with a byte behind it that the next character or the terminator replaces.
 inline void storeUtf8AndOneMore(char* npDst, unsigned int nUnit)
 {
-    unsigned int lBytes = 0x8080E0U | nUnit >> 12 | (nUnit << 2 & 0x3F00U) | (nUnit << 16 & 0x3F0000U);
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    lBytes = __builtin_bswap32(lBytes);
-#endif
-    std::memcpy(npDst, &lBytes, sizeof(lBytes));
+    storeFour(npDst, threeBytesOf(nUnit));
 }
 
 /// nSize must be utf8Size(nUnit); so many bytes are stored, without a terminator.
@@ -135,6 +146,45 @@ inline void storeUtf8(char* npDst, unsigned int nUnit, unsigned int nSize)
     {
         npDst[0] = static_cast<char>(nUnit);
     }
+}
+
+template <bool IS_BIG_ENDIAN>
+unsigned int unitAt(unsigned char const* npBytes)
+{
+    return IS_BIG_ENDIAN ? npBytes[0] * 256U + npBytes[1] : npBytes[1] * 256U + npBytes[0];
+}
+
+constexpr bool IS_HOST_BIG_ENDIAN = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+
+/// Converts UTF-16 while it is ASCII from 0x0B or needs three bytes, byte-order marks (and two units like them) aside.
+/// npAt, npText: move behind what was converted. A byte more than that may be written.
+/// npEnd:        of the source; null if a unit that stops the walk comes first.
+/// npLast:       where the last character may begin; npText beyond it stops the walk.
+template <bool IS_BIG_ENDIAN>
+inline void convertUsualUnits(unsigned char const*& npAt, unsigned char const* npEnd, char*& npText, char const* npLast)
+{
+    unsigned char const* lpAt = npAt;
+    char* lpText = npText;
+    while (lpAt != npEnd && lpText <= npLast)
+    {
+        unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(lpAt);
+        if (isLikely(lUnit >= 0x800 && (lUnit | 0x0101) != 0xFFFF))
+        {
+            storeUtf8AndOneMore(lpText, lUnit);
+            lpText += 3;
+        }
+        else if (lUnit - 0x0B < 0x75)
+        {
+            *lpText++ = static_cast<char>(lUnit);
+        }
+        else
+        {
+            break;
+        }
+        lpAt += 2;
+    }
+    npAt = lpAt;
+    npText = lpText;
 }
 
 /// Walks well-formed characters, a machine word at a time where they are ASCII or usual ones of three bytes.

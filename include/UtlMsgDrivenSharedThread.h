@@ -18,6 +18,15 @@ namespace utl
 /// or specified, for one listener, attached or not. What takes no listener below, and what MsgDrivenThread has besides,
 /// is about broadcasts.
 ///
+///     MsgDrivenSharedThread lThread(16, 8, 2, "shared", 1);   // 16 bytes of data, 8 messages, 2 listeners, one timer
+///     lThread.attachMsgListener(&lFirst);
+///     lThread.attachMsgListener(&lSecond);
+///     lThread.start(0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
+///     lThread.postMsg(TO_ALL);
+///     lThread.postMsg(&lFirst, TO_ONE);
+///     lThread.stop(1, 0);
+///     lThread.leaveManagement();
+///
 /// Order:     of a broadcast the listener attached last hears first. One detached meanwhile, by itself or by another,
 ///            is not called any more; one attached meanwhile is not called yet; all others are called once.
 /// Sizes:     the constructor's; nothing grows. Views for one listener allocate, sending does not.
@@ -111,8 +120,9 @@ public:
     void detachMsgListener(ThreadMsgListener* npListener);
 
     /// Kills the timers of a listener and erases what is queued for it: messages, time-outs, and on the message thread
-    /// an interrupt that waits; senders that wait see false. Afterwards nothing reaches it but broadcasts and what is
-    /// sent from then on, and no call of it is under way, except the caller's own.
+    /// an interrupt that waits; senders that wait see false, that of the interrupt once the listener call under way has
+    /// returned. From another thread messages that are queued may still arrive meanwhile. Afterwards nothing reaches it
+    /// but broadcasts and what is sent from then on, and no call of it is under way, except the caller's own.
     ///
     /// Result: false for null, where a timer could not be killed (it may have ended by itself meanwhile) or the queue
     ///         not be searched, and where the thread does not run.

@@ -18,25 +18,37 @@ namespace internal
 struct CtlRecord;
 } // namespace internal
 
-/// Waits for work on its own pipe and gives one message after the other to one listener. Others post to it, send and
-/// wait for the listener's return, interrupt it, set timers on it, and look into its queues and erase from them.
+/// Gives one message after the other to one listener, on a thread of its own. Others post to it, send and wait for the
+/// listener's return, interrupt it, set timers on it, and look into its queues and erase from them.
+///
+///     struct Greeter : ThreadMsgListener { void receiveMsg(int, ThreadRawMsg&) override { std::puts("hello"); } };
+///     Greeter lGreeter;
+///     MsgDrivenThread lThread(0, 8, "greeter", 1);          // messages without data, 8 at a time, one timer
+///     lThread.start(&lGreeter, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
+///     lThread.postMsg(1);                                   // returns at once
+///     lThread.sendMsgSync(1);                               // returns when receiveMsg has returned
+///     lThread.stop(1, 0);
+///     lThread.leaveManagement();
 ///
 /// Sizes:     queues, images and timer tables are made in the constructor; sending and dispatching allocate nothing,
 ///            making a timer does.
 ///            Each message takes a slot of nMaxMsgSize + 4 bytes; a full queue refuses.
 /// Order:     the control queue is the order of work. Interrupts, and requests to find or erase, are served ahead of it
-///            between two dispatches.
+///            between two dispatches. A time-out stands behind all that was queued when it was seen, at the latest
+///            after the dispatch under way.
+/// Cost:      a message wakes the thread only if it sleeps; to a thread that is awake nothing is written.
 /// Ownership: copies messages; the listener is the caller's and must outlive the thread's run.
 /// Threads:   any, unless said otherwise; the listener runs on the message thread.
-/// Signals:   no. The timers use SIGRTMIN + 2, which the message thread lets in; leave its handler alone.
-/// Caution:   the kernel may deliver that signal to any thread that does not block it; sleeping and polling calls there
-///            end with EINTR. Block it in threads whose code does not try again.
+/// Signals:   no. The timers use SIGRTMIN + 2, which comes to the message thread alone and is blocked there except
+///            while it waits: no call of a listener, or of any other thread, is interrupted by a timer. Leave its
+///            handler alone. A program that a listener executes inherits the blocked signal.
 /// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
 ///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
-/// Blocking:  posting never waits. What waits for the message thread waits for the listener call under way, and
-///            is released, with the result told there, when the thread ends.
-/// Locks:     mApiSyncObject or one of the four one-request-at-a-time locks, then mQueueSyncObject. None is held across
-///            a listener call or onEraseTimer, and only those of the first kind across a wait.
+/// Blocking:  posting never waits, nor does a timer operation with nNoWait not 0. What waits for the message thread
+///            waits for the listener call under way, and is released, with the result told there, when the thread ends.
+/// Locks:     one of the four one-request-at-a-time locks, which are held while their owner waits, then the queue's
+///            lock. None is held across a listener call or onEraseTimer, and none while a message's sender writes to
+///            the pipe.
 /// Errors:    callers see false or -1. What is a fault stands in the log; that the thread does not run or is to stop,
 ///            that an id is unknown or a timer table full, does not.
 /// Caution:   stop() releases whoever waits but does not wait for them to return; the object must not go while somebody
@@ -110,14 +122,17 @@ public:
               ThreadPriority const& nPriority, unsigned int nReserved);
 
     /// As Thread::stop; -1 on the message thread itself. The loop ends after the next dispatch; what is left in the
-    /// queues stays there. Waits behind a start or a timer operation of another thread that waits.
+    /// queues stays there. Waits behind a start of another thread that waits.
+    /// Caution: if every write to the pipe fails, the thread is woken by the pipe's end; a child of a fork that still
+    /// has the pipe keeps that from it.
     int stop(int nWait, unsigned int nTimeoutMs);
 
     /// Puts a message behind all others. Also from the listener, to its own thread.
     /// Caution: the ids 0x80000000 to 0x80000800 are the library's; posted, they are taken for its own records, or stay
     /// in the queue for good.
-    /// Result: false where the thread does not run or is to stop (in silence), where the message does not fit and where
-    ///         a queue is full (logged; of a burst of full data queues the first at level 1, the rest at level 4).
+    /// Result: false if the thread does not run or is to stop (in silence), if the message does not fit, if a queue is
+    ///         full (logged; of a burst of full data queues the first at level 1, the rest at level 4), and if the
+    ///         thread sleeps and the pipe that wakes it fails (logged). Nothing of a refused message is left behind.
     bool postMsg(Msg const& nMsg);
     bool postMsg(int nMsgId) { return postMsg(SimpleMsg(nMsgId)); }
 
@@ -175,20 +190,21 @@ public:
     /// registerTimer and startTimer in one. nNoWait 0: waits until the message thread has tried to start it.
     /// Time-outs reach the listener as TimerMsg. Result: the id, -1 as for registerTimer, and on the message thread
     /// where the start failed.
-    /// Caution: where messages are shorter than 4 bytes no TimerMsg fits: the timer runs, and the listener hears nothing.
+    /// Caution: where messages are shorter than 4 bytes no TimerMsg fits: the timer runs, and the listener hears
+    ///          nothing.
     /// Caution: a start that fails on the message thread is told by the log alone, and so is a failure to arm a timer
     /// anew after a time-out; the timer then rests, and startTimer may be tried.
     int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
 
-    /// Starts a timer that rests; a running one goes on. nNoWait as for setTimer.
+    /// Starts a timer that rests; a running one goes on, and is not waited for. nNoWait as for setTimer.
     ///
     /// Result: false for an unknown id, a full control queue, a thread that does not run or is to stop.
     /// Caution: on the message thread itself always true, also for an unknown id; and true where the start then fails,
     /// which the log tells.
     bool startTimer(int nTimerId, int nNoWait);
 
-    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. Otherwise what
-    /// was queued already may still come.
+    /// Stops and removes a timer. nNoWait 0: waits until that is done; no TimerMsg of the id follows. A timer that
+    /// rests is not waited for. With nNoWait not 0 what was queued already may still come.
     /// Caution: two time-outs of a free-running timer that wait as it is killed from another thread both come, also the
     /// one beyond its count.
     ///
@@ -206,8 +222,9 @@ protected:
     /// lock is held.
     virtual void onEraseTimer(int nTimerId);
 
-    /// Appends one control record and wakes the loop. Result: false for a full control queue or a failed write
-    /// (logged).
+    /// Appends one control record. nMsgId: one of the control ids, MSG_ID_OUT_OF_BAND to MSG_ID_STOP_THREAD but for
+    /// MSG_ID_SYNC; any other id stands for a message whose data a subclass cannot provide.
+    /// Result: false for a full control queue, and for a sleeping thread whose pipe fails (logged).
     bool postThreadCtlMsg(int nMsgId, int nParam);
 
     /// Removes the first record of that id. Result: false where there is none.

@@ -20,22 +20,35 @@ struct CtlRecord;
 
 /// Calls a TimerListener on its own thread whenever one of its timers expires, for code that has no message thread.
 ///
+///     struct Blinker : TimerListener { void onTime(int) override { toggleLamp(); } } lBlinker;
+///     SharedTimer lTimers(0, 0, nullptr, 8, "timers");          // 8 timers at most, one thread for all
+///     int const lId = lTimers.addTimer(&lBlinker, 500, 0, 1);   // every 500 ms, for ever, on its own beat
+///     lTimers.start(lId, 0);
+///     lTimers.eraseTimer(lId, 0);                               // afterwards lBlinker is not called any more
+///     lTimers.destroy();
+///
 /// Life:      the thread runs from the constructor to destroy(); the timers go with it. A timer rests until start().
 /// Ids:       from 1 on, not used again until they wrap. The same id stands for a timer all its life.
 /// Ownership: listeners are the caller's and must live until their timer is erased, with waiting, or destroy().
 /// Threads:   any; the listener runs on the timer thread, without a lock, and may call everything here.
-/// Signals:   no. The timers use SIGRTMIN + 1, which the timer thread lets in; leave its handler alone, and block it in
-///            threads whose sleeping and polling calls do not try again after EINTR.
+/// Signals:   no. The timers use SIGRTMIN + 1, which comes to the timer thread alone and is blocked there except while
+///            it waits: no call of a listener, or of any other thread, is interrupted by a timer. Leave its handler
+///            alone. A program that a listener executes inherits the blocked signal.
 /// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
 ///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
 /// Blocking:  with nNoWait 0 an operation waits until the timer thread has carried it out, and so for the listener call
-///            under way: afterwards none is under way for that timer. With any other value it only posts a request.
+///            under way: afterwards none is under way for that timer. With any other value it only posts a request, and
+///            never stands behind somebody who waits.
 ///            A waiter is released too when the kernel refused, the timer was erased or the thread ended.
-///            On the timer thread nothing waits, whatever nNoWait says.
-/// Locks:     mApiSyncObject serialises the operations of other threads, also while one waits; then mDataSyncObject.
-/// Errors:    false for an unknown id and for 256 waiting requests, in silence; false and a line in the log where the
-///            pipe fails. A kernel that refuses is told by the log alone, and the timer's running state stays; a timer that
-///            it would not delete is silent all the same.
+///            On the timer thread itself an operation with nNoWait 0 is carried out at once.
+/// Requests:  what somebody waits for counts as done for whoever starts or stops the same timer meanwhile; the newest
+///            decides. What was posted with nNoWait not 0 does not count before it has been carried out.
+/// Locks:     the data lock, which is never held while anybody waits or a listener runs.
+/// Errors:    false for an unknown id and for 256 waiting requests, in silence; false and a line in the log if the pipe
+///            fails that wakes a sleeping timer thread. A kernel that refuses is told by the log alone, and the timer's
+///            running state stays; a timer that it would not delete is silent all the same.
+/// Limits:    removing a timer from a table of many moves those with a higher id, under the data lock: about 1 ms for
+///            the first of 10,000.
 /// Caution:   time-outs that find 256 requests waiting are lost, and count as waiting all the same: such a timer may
 ///            fall silent until it is stopped and started.
 class UTL_API SharedTimer : public Thread
@@ -73,7 +86,8 @@ public:
     int addTimer(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
                  int nIsFreeRunning);
 
-    /// Stops and removes a timer.
+    /// Stops and removes a timer. From a listener with nNoWait 0, too, also the timer that calls it: once this has
+    /// returned true, that timer's listener is not called any more. False there if the kernel refuses.
     /// Caution: with nNoWait not 0 the id is not looked at: true for an unknown one too.
     bool eraseTimer(int nTimerId, int nNoWait);
 
@@ -81,12 +95,14 @@ public:
     /// Caution: after a stop posted with nNoWait not 0 the timer may still run: true at once, and it ends stopped.
     bool start(int nTimerId, int nNoWait);
 
-    /// Stops a timer that runs; true at once for one that rests. Its waiting time-outs go.
+    /// Stops a timer that runs; true at once for one that rests. Its waiting time-outs go. From a listener with nNoWait
+    /// 0 as eraseTimer(): certain when it has returned true.
     /// Caution: a start posted with nNoWait not 0 and not yet served is not seen: true at once, and the timer runs
     /// afterwards. Start with nNoWait 0, or waitToStart(), first.
     bool stop(int nTimerId, int nNoWait);
 
-    /// Stops it where it runs, then starts it. Also from its own listener, with nNoWait 0.
+    /// Stops it if it runs, then starts it. Also from its own listener, with nNoWait 0; the time-out under way then
+    /// does not count.
     /// Caution: with nNoWait not 0 a running timer ends stopped, for it still runs when the start looks.
     bool restart(int nTimerId, int nNoWait);
 

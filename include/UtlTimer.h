@@ -21,6 +21,12 @@ public:
 
 /// A SharedTimer with one timer in it. The thread runs when the constructor returns, and the timer rests until start().
 ///
+///     struct Blinker : TimerListener { void onTime(int) override { toggleLamp(); } } lBlinker;
+///     Timer lTimer(&lBlinker, 500, 0, 0, nullptr, 0, 1, "blinker");   // every 500 ms, for ever, on its own beat
+///     lTimer.start(0);
+///     lTimer.stop(0);
+///     lTimer.destroy();
+///
 /// Arguments, results, waiting and threads are those of SharedTimer; where the timer could not be made, those for an
 /// unknown id.
 /// Safety: as SharedTimer.

@@ -107,7 +107,8 @@ bool MsgDrivenThread::Impl::storeLocked(Msg const& nMsg)
     return lIsStored;
 }
 
-/// Announces a request to the loop and waits for the answer; npInterrupt is the message of an interrupt, otherwise null.
+/// Announces a request to the loop and waits for the answer; npInterrupt is the message of an interrupt, otherwise
+/// null.
 /// Result: false, with nothing pending, if the loop has ended, the message does not fit, or the loop cannot be woken.
 bool MsgDrivenThread::Impl::ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt)
 {

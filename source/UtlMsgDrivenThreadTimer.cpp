@@ -126,8 +126,8 @@ int MsgDrivenThread::Impl::addTimerLocked(unsigned int nIntervalMs, unsigned int
     return hasEndedLocked() ? -1 : mTimers.add(nullptr, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning, lIsReserved);
 }
 
-/// On the message thread at once. From another one takes the timer out of mTimers, so that no time-out finds it any more,
-/// and has the message thread delete it.
+/// On the message thread at once. From another one takes the timer out of mTimers, so that no time-out finds it any
+/// more, and has the message thread delete it.
 bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, TimerWaiter* npWaiter)
 {
     if (mThread.isOwnThread())

@@ -305,8 +305,7 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
             enlistLocked(lWaiter, nTimerId, {TIMER_CTL_START, TIMER_CTL_STOP, TIMER_CTL_ERASE});
         }
     }
-    if (!wake(lRecord, lWake,
-              [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { mWaiters.unlist(lWaiter); })) // under the lock
+    if (!wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { mWaiters.unlist(lWaiter); })) // under the lock
     {
         return false;
     }

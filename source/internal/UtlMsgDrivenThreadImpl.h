@@ -97,8 +97,8 @@ private:
     void eraseAllTimer();
 
     MsgDrivenThread& mThread;
-    ThreadRawMsg mOutputRawMsg; // the message thread's
-    bool mHasTaken = false;     // likewise: the work's message is in mOutputRawMsg
+    ThreadRawMsg mOutputRawMsg;                      // the message thread's
+    bool mHasTaken = false;                          // likewise: the work's message is in mOutputRawMsg
     std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
     std::atomic<unsigned int> mPendingRequests{0};   // bits of Request, raised under mSyncObject
     internal::TimerTable::TimerMap mTimerStopEntryMap UTL_GUARDED_BY(mSyncObject); // those that others have killed

@@ -59,8 +59,8 @@ CtlClass classOf(int nMsgId)
 SlotRing::SlotRing(unsigned int nSlotSize, unsigned int nMaxCount)
     : mSlotSize(nSlotSize),
       mMaxCount(nMaxCount),
-      mpSlots(newBlock<unsigned char>(static_cast<unsigned int>(
-          std::min<unsigned long long>(UINT_MAX, (nMaxCount + 1ULL) * nSlotSize))))
+      mpSlots(newBlock<unsigned char>(
+          static_cast<unsigned int>(std::min<unsigned long long>(UINT_MAX, (nMaxCount + 1ULL) * nSlotSize))))
 {
 }
 
@@ -318,7 +318,8 @@ MsgQueues::Erased MsgQueues::erase(Judgement& nJudgement, Erasure& nErasure, int
 }
 
 /// Takes a run of control records out, and a run of slots. The name is what callers of old know it by.
-void MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount)
+void MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot,
+                              unsigned int nSlotCount)
 {
     mCtlQueue.erase(nCtlIndex, nCtlCount);
     mSlots.erase(nSlot, nSlotCount);

@@ -65,8 +65,8 @@ CtlClass classOf(int nMsgId);
 
 /// Stores messages in slots that follow the control records, and takes, finds and erases them. No thread in it.
 ///
-/// Every record that owns a slot has it at its own place in the order. A slot without a record, an orphan, is left behind
-/// by a synchronous sender whose record was refused; the dispatch throws it away when it meets it.
+/// Every record that owns a slot has it at its own place in the order. A slot without a record, an orphan, is left
+/// behind by a synchronous sender whose record was refused; the dispatch throws it away when it meets it.
 ///
 /// Locks: none; the owner's guards it.
 class MsgQueues
@@ -123,8 +123,8 @@ public:
     /// Copies the first message that passes to *npTarget, unless null. Result: false if none does.
     bool find(Judgement& nJudgement, ThreadRawMsg* npTarget);
 
-    /// Removes all messages that pass, in one pass from head to tail; both queues are whole whenever it returns or calls
-    /// onTimeoutErased(). *npTimerId: the timer that has ended.
+    /// Removes all messages that pass, in one pass from head to tail; both queues are whole whenever it returns or
+    /// calls onTimeoutErased(). *npTimerId: the timer that has ended.
     Erased erase(Judgement& nJudgement, Erasure& nErasure, int* npTimerId);
 
     SlotRing const& slots() const { return mSlots; }

@@ -51,8 +51,8 @@ bool QuietLoop::takeNoteLocked()
     return true;
 }
 
-/// For one who has taken the note down. Result: false, with a line in the log, when the loop could not be woken; then the
-/// caller still counts as writing.
+/// For one who has taken the note down. Result: false, with a line in the log, when the loop could not be woken; then
+/// the caller still counts as writing.
 bool QuietLoop::write(CtlRecord const& nRecord)
 {
     unsigned int lWritten = 0;

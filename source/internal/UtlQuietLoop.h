@@ -31,24 +31,24 @@ namespace utl::internal
 ///
 /// Timers' signals are let in while the loop waits and, when one is due, between two dispatches. Nowhere else.
 ///
-/// Locks: mSyncObject guards the queue, the note, the timers and what derived classes say; nothing but kernel timer calls
-///        and the write for a timer's request is done under it that could take long.
+/// Locks: mSyncObject guards the queue, the note, the timers and what derived classes say; nothing but kernel timer
+///        calls and the write for a timer's request is done under it that could take long.
 class QuietLoop
 {
 public:
     /// In what the loops of the two classes differ.
     struct Kind
     {
-        int mTimeoutId;                  ///< a time-out waits for its dispatch
-        char const* mpFile;              ///< of the reports to the watchdog, function "execute"
+        int mTimeoutId;     ///< a time-out waits for its dispatch
+        char const* mpFile; ///< of the reports to the watchdog, function "execute"
         unsigned int mLineBeforeWait;
         unsigned int mLineAfterWait;
         unsigned int mLineAfterDispatch;
-        char const* mpOverflow;          ///< (name, capacity, id); null: not told
-        char const* mpWriteFailed;       ///< (name, result, errno)
-        char const* mpReadInterrupted;   ///< the same
-        char const* mpReadFailed;        ///< the same
-        char const* mpDispatchFailed;    ///< (name, id)
+        char const* mpOverflow;        ///< (name, capacity, id); null: not told
+        char const* mpWriteFailed;     ///< (name, result, errno)
+        char const* mpReadInterrupted; ///< the same
+        char const* mpReadFailed;      ///< the same
+        char const* mpDispatchFailed;  ///< (name, id)
         TimerTable::Kind mTimers;
     };
 
@@ -125,8 +125,7 @@ public:
     TimeoutResult finishTimeoutLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
 
     /// Lists one who waits for the newest of the requests with these ids that are queued for a timer.
-    void enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds)
-        UTL_REQUIRES(mSyncObject);
+    void enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds) UTL_REQUIRES(mSyncObject);
     void eraseTimeoutsLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
     mutable SyncObject mSyncObject; // the innermost

@@ -173,7 +173,8 @@ bool TimerTable::disarm(TimerInfo& nInfo)
                  [&] { return gSystem.mTimerDelete(nInfo.mSysTimerId); }) != 0)
     {
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpDeleteFailed, mpName,
-               mKind.mTellsNumberOfDeleted ? static_cast<unsigned int>(nInfo.mSysTimerNumber) : asHex(nInfo.mSysTimerId),
+               mKind.mTellsNumberOfDeleted ? static_cast<unsigned int>(nInfo.mSysTimerNumber)
+                                           : asHex(nInfo.mSysTimerId),
                errno);
         return false;
     }

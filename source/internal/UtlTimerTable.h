@@ -18,8 +18,8 @@ namespace internal
 
 /// Registers timers, arms and disarms their kernel timers, knows when the next one is due and counts expiries.
 ///
-/// Ids:     from 1 on, not used again until they wrap. A system number stands for one start of a timer, so that a signal
-///          still on its way from an earlier start finds a number that nobody has.
+/// Ids:     from 1 on, not used again until they wrap. A system number stands for one start of a timer, so that a
+///          signal still on its way from an earlier start finds a number that nobody has.
 /// Threads: arm(), expire() and what is due are the loop's; the owner's lock guards all else.
 class TimerTable
 {
@@ -30,18 +30,18 @@ public:
     struct Kind
     {
         TimerSignal& mSignal;
-        bool mKeepsLostBeats;             ///< a time-out that finds the queue full goes on counting as waiting
-        char const* mpSigactionFailed;    ///< (errno)
-        char const* mpSigactionDone;      ///< (signal); null: not told
-        char const* mpCreateFailed;       ///< (name, handle, errno)
-        char const* mpSettimeFailed;      ///< the same
-        char const* mpDeleteFailed;       ///< (name, handle or number, errno)
-        bool mTellsNumberOfDeleted;       ///< the number
-        char const* mpReportFile;         ///< of the reports to the watchdog around kernel calls; null: none
-        unsigned int mLineOfSigaction;    ///< in "SharedTimer"
-        unsigned int mLineOfCreate;       ///< in "startTimerByTimerInfo"
-        unsigned int mLineOfSettime;      ///< the same
-        unsigned int mLineOfDelete;       ///< in "stopTimerByTimerInfo"
+        bool mKeepsLostBeats;          ///< a time-out that finds the queue full goes on counting as waiting
+        char const* mpSigactionFailed; ///< (errno)
+        char const* mpSigactionDone;   ///< (signal); null: not told
+        char const* mpCreateFailed;    ///< (name, handle, errno)
+        char const* mpSettimeFailed;   ///< the same
+        char const* mpDeleteFailed;    ///< (name, handle or number, errno)
+        bool mTellsNumberOfDeleted;    ///< the number
+        char const* mpReportFile;      ///< of the reports to the watchdog around kernel calls; null: none
+        unsigned int mLineOfSigaction; ///< in "SharedTimer"
+        unsigned int mLineOfCreate;    ///< in "startTimerByTimerInfo"
+        unsigned int mLineOfSettime;   ///< the same
+        unsigned int mLineOfDelete;    ///< in "stopTimerByTimerInfo"
     };
 
     /// npName: of the owner, in the log; must outlive us.

@@ -7,8 +7,6 @@
 #include "UtlBasicString.h"
 #include "UtlSmartPointer.h"
 
-#include <memory>
-
 namespace utl
 {
 
@@ -378,7 +376,7 @@ private:
     BasicString<char> mPath; // changed by assignment only
     SmartHandle<DestructCloseFile> mHandle;
     int mTextType;
-    std::shared_ptr<internal::ReadAhead> mpReadAhead; // null if not open; shared by copies
+    SmartPointer<internal::ReadAhead> mpReadAhead; // shared by copies; empty if not open
 };
 
 } // namespace utl

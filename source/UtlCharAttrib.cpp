@@ -5,7 +5,6 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "UtlStaticBuffer.h"
 #include "internal/UtlCharNumber.h"
 #include "tables/UtlCharRows.h"
 
@@ -293,7 +292,6 @@ bool isStrAttribBase(T const* npStr, int nAttrib)
 template <class T>
 bool isCharAttribBase(T const* npStr, int nAttrib)
 {
-    WorkingBuffer<T> const lCharacter;
     if (npStr == nullptr || *npStr == 0)
     {
         return isStrAttribBase(&EMPTY_CHAR, nAttrib);
@@ -304,8 +302,9 @@ bool isCharAttribBase(T const* npStr, int nAttrib)
     {
         return false;
     }
-    return copyStrBase(lCharacter.get(), lCharacter.CAPACITY, npStr, lSize, 0) != STR_ERROR &&
-           isStrAttribBase(lCharacter.get(), nAttrib);
+    T lCharacter[5] = {};
+    return copyStrBase(lCharacter, sizeof(lCharacter), npStr, lSize, 0) != STR_ERROR &&
+           isStrAttribBase(lCharacter, nAttrib);
 }
 
 template UTL_API char* findCodeTable<char>(char const*, CodeRow const*, unsigned int*);

@@ -1,5 +1,6 @@
 #include "UtlConvertAttrib.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "UtlStaticBuffer.h"
@@ -42,6 +43,18 @@ public:
             return appendAsCopy(npText, nBytes);
         }
         copyFew(mpDst + mSize - 1, npText, nBytes);
+        addStored(nBytes);
+        return true;
+    }
+
+    // What a chunk of text was folded to. False, with nothing done, where it does not simply fit.
+    bool appendChunk(char const* npText, unsigned int nBytes, unsigned int nNeeded)
+    {
+        if (nNeeded >= mFree)
+        {
+            return false;
+        }
+        std::memcpy(mpDst + mSize - 1, npText, nBytes);
         addStored(nBytes);
         return true;
     }
@@ -166,7 +179,8 @@ private:
 #define UTL_FOLD_LITERALS(LEFT, RIGHT) {{LEFT, RIGHT}},
 #define UTL_FOLD_INDEX(NAME)                                                                                           \
     constexpr internal::FoldLiterals NAME##_LITERALS[] = {UTL_##NAME##_ROWS(UTL_FOLD_LITERALS)};                       \
-    constexpr auto NAME##_INDEX = internal::makeFoldIndex(NAME##_LITERALS)
+    constexpr auto NAME##_INDEX = internal::makeFoldIndex(NAME##_LITERALS);                                            \
+    static_assert(internal::hasUsualKeys(NAME##_INDEX), "a key is one character or two of one size")
 
 UTL_FOLD_INDEX(LOWER_UPPER);
 UTL_FOLD_INDEX(HANKAKU_ZENKAKU);
@@ -174,6 +188,19 @@ UTL_FOLD_INDEX(NODAKUON_DAKUON);
 UTL_FOLD_INDEX(NODAKUON_HANDAKUON);
 UTL_FOLD_INDEX(ZENKATA_HIRAGANA);
 UTL_FOLD_INDEX(HANKATA_HIRAGANA);
+
+constexpr internal::CharPages CHAR_PAGES = internal::makeCharPages();
+
+// A piece of text that has been folded, somewhere else than in the destination.
+struct FoldedChunk
+{
+    static constexpr unsigned int CAPACITY = 512;
+
+    char mBytes[CAPACITY + sizeof(FoldText)]; // past the limit by a text of a row, with what stands behind it
+    unsigned int mSize;
+    unsigned int mNeeded; // room, with what a stray byte then took away
+    bool mIsLast;         // the source ends here, or is malformed
+};
 
 // The rows of one of our own tables: only those are tried, in their order, whose key begins with the character.
 class IndexedRows
@@ -183,7 +210,8 @@ public:
     IndexedRows()
         : mpRows(nullptr),
           mpFirst(nullptr),
-          mKeySide(0)
+          mKeySide(0),
+          mLeads(0)
     {
     }
 
@@ -191,44 +219,123 @@ public:
     IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse)
         : mpRows(nIndex.mRows.data()),
           mpFirst(nIndex.mFirst[nIsReverse ? 1 : 0]),
-          mKeySide(nIsReverse ? 1 : 0)
+          mKeySide(nIsReverse ? 1 : 0),
+          mLeads(nIndex.mLeads[nIsReverse ? 1 : 0])
     {
     }
 
     bool isOurs() const { return mpRows != nullptr; }
 
+    // A row with an empty key matches everywhere.
+    bool hasEmptyKey() const { return mpFirst[CHAR_NUMBER_UNKNOWN] != 0; }
+
+    // Folds from npSrc until a chunk holds nLimit bytes or the text ends, for tables without an empty key.
+    // npEnd: the terminator. Result: behind what was folded.
+    unsigned char const* fold(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
+                              unsigned int nLimit) const
+    {
+        char* lpOut = nChunk.mBytes;
+        char const* const lpLast = nChunk.mBytes + nLimit - 1;
+        unsigned int lCopied = 0; // bytes of the last character, if no row had it
+        for (; lpOut <= lpLast; lpOut += lCopied, npSrc += lCopied)
+        {
+            // A branch for each size, so that the next character does not wait for the row of this one.
+            if (internal::isLikely(npEnd - npSrc >= 3 && internal::isUsualThree(npSrc)))
+            {
+                lCopied = foldThree(npSrc, lpOut);
+                continue;
+            }
+            unsigned int const lSize = npSrc != npEnd ? internal::charSize(npSrc) : 0;
+            if (lSize == 1)
+            {
+                lCopied = foldCharacter<1>(npSrc, lpOut, mpFirst[*npSrc]);
+            }
+            else if (internal::isSize(lSize))
+            {
+                lCopied = lSize;
+                std::memcpy(lpOut, npSrc, lSize);
+            }
+            else
+            {
+                break;
+            }
+        }
+        // A stray continuation byte takes the character before it along.
+        bool const lIsStray = internal::isTail(*npSrc);
+        nChunk.mNeeded = static_cast<unsigned int>(lpOut - nChunk.mBytes);
+        nChunk.mSize = nChunk.mNeeded - (lIsStray ? lCopied : 0);
+        nChunk.mIsLast = lpOut <= lpLast || lIsStray;
+        return npSrc;
+    }
+
     Match find(char const* npStr) const
     {
         unsigned int const lNumber = internal::charNumber(npStr);
-        unsigned int lRow = mpFirst[lNumber];
-        while (lRow != 0)
+        unsigned int const lRow = find(bytesOf(npStr), mpFirst[lNumber], internal::charNumberSize(lNumber));
+        if (lRow == 0)
         {
-            FoldText const& lKey = mpRows[lRow].mTexts[mKeySide];
-            if (isMatch(npStr, lKey, lNumber))
-            {
-                FoldText const& lOther = mpRows[lRow].mTexts[1 - mKeySide];
-                return {true, lKey.mSize, lOther.mBytes, lOther.mSize};
-            }
-            lRow = lKey.mNext;
+            return NO_MATCH;
         }
-        return NO_MATCH;
+        FoldText const& lOther = mpRows[lRow].mTexts[1 - mKeySide];
+        return {true, mpRows[lRow].mTexts[mKeySide].mSize, lOther.mBytes, lOther.mSize};
     }
 
 private:
-    // The first character is known to be the key's. The first byte that differs ends the look, a terminator too.
-    static bool isMatch(char const* npStr, FoldText const& nKey, unsigned int nNumber)
+    unsigned int foldThree(unsigned char const*& npSrc, char*& npOut) const
     {
-        unsigned int lIndex = internal::charNumberSize(nNumber);
-        while (lIndex < nKey.mSize && npStr[lIndex] == nKey.mBytes[lIndex])
+        unsigned int lRow = 0;
+        if ((mLeads >> (*npSrc & 0x0FU) & 1U) != 0)
         {
-            ++lIndex;
+            unsigned int const lPage = CHAR_PAGES.of(npSrc[0], npSrc[1]);
+            lRow = mpFirst[lPage * 64 + internal::tailBits(npSrc[2])];
         }
-        return lIndex >= nKey.mSize;
+        return foldCharacter<3>(npSrc, npOut, lRow);
+    }
+
+    // From a row whose key begins with the character of SIZE bytes at npSrc, or 0. Moves both behind a row that
+    // matches. Result: 0; SIZE if no row matches, and then the character is stored, with a byte behind it.
+    template <unsigned int SIZE>
+    unsigned int foldCharacter(unsigned char const*& npSrc, char*& npOut, unsigned int nRow) const
+    {
+        while (nRow != 0)
+        {
+            FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
+            FoldText const& lOther = mpRows[nRow].mTexts[1 - mKeySide];
+            bool const lIsOne = internal::isLikely(lKey.mSize == SIZE);
+            if (lIsOne || internal::beginsWith(npSrc + SIZE, bytesOf(lKey.mBytes) + SIZE, SIZE))
+            {
+                std::memcpy(npOut, lOther.mBytes, sizeof(FoldText));
+                npOut += lOther.mSize;
+                npSrc += SIZE;
+                npSrc += lIsOne ? 0 : SIZE;
+                return 0;
+            }
+            nRow = lKey.mNext;
+        }
+        std::memcpy(npOut, npSrc, SIZE + SIZE / 3);
+        return SIZE;
+    }
+
+    // From a row whose key begins with the character of nSize bytes at npStr. Result: the row that matches, or 0.
+    unsigned int find(unsigned char const* npStr, unsigned int nRow, unsigned int nSize) const
+    {
+        while (nRow != 0)
+        {
+            FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
+            if (internal::isLikely(lKey.mSize <= nSize) ||
+                internal::beginsWith(npStr + nSize, bytesOf(lKey.mBytes) + nSize, lKey.mSize - nSize))
+            {
+                break;
+            }
+            nRow = lKey.mNext;
+        }
+        return nRow;
     }
 
     FoldRow const* const mpRows;
     unsigned char const* const mpFirst;
     unsigned int const mKeySide;
+    unsigned int const mLeads;
 };
 
 IndexedRows indexedRows(PairAttrib const* npTable, bool nIsReverse)
@@ -278,6 +385,88 @@ unsigned int foldText(FoldedText nText, char const* npSrc, Rows const nRows)
     }
 }
 
+unsigned int foldByIndex(FoldedText nText, char const* npSrc, unsigned int nLength, IndexedRows const nRows)
+{
+    char const* const lpEnd = npSrc + nLength;
+    FoldedChunk lChunk;
+    lChunk.mIsLast = nRows.hasEmptyKey();
+    while (!lChunk.mIsLast)
+    {
+        unsigned char const* const lpBehind = nRows.fold(bytesOf(npSrc), bytesOf(lpEnd), lChunk, lChunk.CAPACITY);
+        if (lpBehind == bytesOf(npSrc))
+        {
+            return nText.size();
+        }
+        if (!nText.appendChunk(lChunk.mBytes, lChunk.mSize, lChunk.mNeeded))
+        {
+            break; // as much of it as fits
+        }
+        npSrc += lpBehind - bytesOf(npSrc);
+        if (lChunk.mIsLast)
+        {
+            return nText.size();
+        }
+    }
+    return foldText(nText, npSrc, nRows);
+}
+
+unsigned int foldBytes(FoldedText nText, char const* npSrc, unsigned int nLength, PairAttrib const* npTable,
+                       bool nIsReverse)
+{
+    IndexedRows const lRows = indexedRows(npTable, nIsReverse);
+    return lRows.isOurs() ? foldByIndex(nText, npSrc, nLength, lRows)
+                          : foldText(nText, npSrc, PlainRows(npTable, nIsReverse));
+}
+
+// Longer text is refused: a scratch row would not take it.
+constexpr unsigned int LENGTH_LIMIT = WorkingBuffer<char>::CAPACITY;
+
+bool areApart(char const* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcSize)
+{
+    std::uintptr_t const lDst = reinterpret_cast<std::uintptr_t>(npDst);
+    std::uintptr_t const lSrc = reinterpret_cast<std::uintptr_t>(npSrc);
+    return npDst == nullptr || nDstSize == 0 || (lSrc - lDst >= nDstSize && lDst - lSrc >= nSrcSize);
+}
+
+// The bytes of a folded text one after the other, for tables without an empty key. Null and too long texts count as
+// empty.
+class FoldedBytes
+{
+public:
+    FoldedBytes(char const* npSrc, IndexedRows const& nRows)
+        : mRows(nRows),
+          mpSrc(bytesOf(npSrc != nullptr ? npSrc : "")),
+          mLength(npSrc != nullptr ? internal::lengthUpTo(npSrc, LENGTH_LIMIT) : 0),
+          mpEnd(mpSrc + mLength)
+    {
+        mChunk.mSize = 0;
+        mChunk.mIsLast = mLength == LENGTH_LIMIT;
+    }
+
+    unsigned int length() const { return mLength; }
+
+    // 0 at the end.
+    unsigned char next()
+    {
+        while (mIndex == mChunk.mSize && !mChunk.mIsLast)
+        {
+            mIndex = 0;
+            mpSrc = mRows.fold(mpSrc, mpEnd, mChunk, AHEAD);
+        }
+        return mIndex != mChunk.mSize ? static_cast<unsigned char>(mChunk.mBytes[mIndex++]) : 0;
+    }
+
+private:
+    static constexpr unsigned int AHEAD = 64; // texts mostly differ early
+
+    IndexedRows const mRows;
+    unsigned char const* mpSrc;
+    unsigned int const mLength;
+    unsigned char const* const mpEnd;
+    unsigned int mIndex = 0;
+    FoldedChunk mChunk;
+};
+
 } // namespace
 
 template <class T>
@@ -288,60 +477,50 @@ unsigned int convertAttrib(T* npDst, unsigned int nDstSize, T const* npSrc, Pair
     {
         return copyStrBase(npDst, nDstSize, npSrc, STR_ALL, 0);
     }
-    if (npSrc == nullptr || npTable == nullptr)
-    {
-        return STR_ERROR;
-    }
-    WorkingBuffer<T> const lSource;
-    if (copyStrBase(lSource.get(), lSource.CAPACITY, npSrc, STR_ALL, 0) == STR_ERROR)
+    unsigned int const lLength = npSrc != nullptr ? internal::lengthUpTo(npSrc, LENGTH_LIMIT) : LENGTH_LIMIT;
+    if (npTable == nullptr || lLength == LENGTH_LIMIT)
     {
         return STR_ERROR;
     }
     FoldedText const lText(npDst, nDstSize, nMode);
-    bool const lIsReverse = nReverse != 0;
-    IndexedRows const lRows = indexedRows(npTable, lIsReverse);
-    if (lRows.isOurs())
+    if (areApart(npDst, nDstSize, npSrc, lLength + 1))
     {
-        return foldText(lText, lSource.get(), lRows);
+        return foldBytes(lText, npSrc, lLength, npTable, nReverse != 0);
     }
-    return foldText(lText, lSource.get(), PlainRows(npTable, lIsReverse));
+    WorkingBuffer<T> const lSource;
+    std::memcpy(lSource.get(), npSrc, lLength + 1);
+    return foldBytes(lText, lSource.get(), lLength, npTable, nReverse != 0);
 }
 
 template <class T>
 unsigned int trimStrRight(T* npStr, T const* npSet)
 {
-    WorkingBuffer<T> const lText;
-    unsigned int const lSize = copyStrBase(lText.get(), lText.CAPACITY, npStr, STR_ALL, 0);
-    if (lSize == STR_ERROR)
-    {
-        return STR_ERROR;
-    }
-    WorkingBuffer<T> const lReversed;
-    if (reverseStrBase(lReversed.get(), lReversed.CAPACITY, lText.get(), 0) == STR_ERROR)
+    unsigned int const lLength = npStr != nullptr ? internal::lengthUpTo(npStr, LENGTH_LIMIT) : LENGTH_LIMIT;
+    if (lLength == LENGTH_LIMIT || !internal::isWellFormed(npStr, lLength))
     {
         return STR_ERROR;
     }
     bool const lIsDefault = npSet == nullptr || *npSet == 0;
-    unsigned int const lRun = t_strspn<T>(lReversed.get(), lIsDefault ? " \t\v\r\n\f\u3000" : npSet);
-    if (lRun == lSize - 1)
-    {
-        *npStr = 0;
-        return 1;
-    }
-    return copyGeneral(npStr, lSize, 0, lText.get(), 0, lSize - 1 - lRun, 0);
+    unsigned int const lRun = internal::runAtEnd(npStr, lLength, lIsDefault ? " \t\v\r\n\f\u3000" : npSet);
+    npStr[lLength - lRun] = 0;
+    return lLength - lRun + 1;
 }
 
 template <class T>
 int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCount)
 {
-    WorkingBuffer<T> const lLeft;
-    WorkingBuffer<T> const lRight;
-    // A fold that stores nothing leaves its row empty, not with what its last user left there.
-    *lLeft.get() = 0;
-    *lRight.get() = 0;
-    convertAttrib(lLeft.get(), lLeft.CAPACITY, npLeft, LOWER_UPPER_PAIR, 1, 0);
-    convertAttrib(lRight.get(), lRight.CAPACITY, npRight, LOWER_UPPER_PAIR, 1, 0);
-    return std::strncmp(lLeft.get(), lRight.get(), nCount);
+    IndexedRows const lRows(LOWER_UPPER_INDEX, true);
+    FoldedBytes lLeft(npLeft, lRows);
+    FoldedBytes lRight(npRight, lRows);
+    int lOrder = 0;
+    bool lIsEnd = false;
+    for (; nCount != 0 && lOrder == 0 && !lIsEnd; --nCount)
+    {
+        unsigned char const lByte = lLeft.next();
+        lOrder = lByte - lRight.next();
+        lIsEnd = lByte == 0;
+    }
+    return lOrder;
 }
 
 namespace
@@ -350,29 +529,37 @@ namespace
 constexpr unsigned int NO_DIGIT = 36; // not below any base
 
 // By the classes HAN_DIGIT, LOWER_HAN_... and UPPER_HAN_... of one character.
-unsigned int digitValue(char nCharacter)
+unsigned int digitValue(unsigned char nCharacter)
 {
     if (nCharacter >= '0' && nCharacter <= '9')
     {
-        return static_cast<unsigned int>(nCharacter - '0');
+        return nCharacter - '0';
     }
     if (nCharacter >= 'a' && nCharacter <= 'z')
     {
-        return static_cast<unsigned int>(nCharacter - 'a') + 10;
+        return nCharacter - 'a' + 10U;
     }
-    return nCharacter >= 'A' && nCharacter <= 'Z' ? static_cast<unsigned int>(nCharacter - 'A') + 10 : NO_DIGIT;
+    return nCharacter >= 'A' && nCharacter <= 'Z' ? nCharacter - 'A' + 10U : NO_DIGIT;
 }
 
-// Takes the base from the prefix of a text and gives what stands behind it.
-char const* skipPrefix(char const* npStr, unsigned int& nBase)
+// Takes the base from the prefix of a text that begins with nFirst. Result: the character behind the prefix.
+unsigned char skipPrefix(FoldedBytes& nText, unsigned char nFirst, unsigned int& nBase)
 {
-    if (std::strncmp(npStr, "0x", 2) == 0)
+    nBase = 10;
+    if (nFirst == '0')
     {
-        nBase = 16;
-        return npStr + 2;
+        nFirst = nText.next();
+        nBase = nFirst == 'x' ? 16 : 8;
     }
-    nBase = *npStr == '0' ? 8 : 10;
-    return npStr + (nBase == 8 ? 1 : 0);
+    return nBase == 16 ? nText.next() : nFirst;
+}
+
+// Whether a scratch row would take the folded text, which may be twice as long.
+template <class T>
+bool isShortFolded(T const* npStr, unsigned int nLength)
+{
+    return nLength < LENGTH_LIMIT / 2 ||
+           (nLength < LENGTH_LIMIT && convertAttrib<T>(nullptr, 0, npStr, HANKAKU_ZENKAKU_PAIR, 1, 0) <= LENGTH_LIMIT);
 }
 
 } // namespace
@@ -384,35 +571,35 @@ bool strToInt(V* npValue, T const* npStr, int nBase)
     {
         return false;
     }
-    WorkingBuffer<T> const lText;
-    *lText.get() = 0; // the fold stores nothing for text that begins malformed
-    if (convertAttrib(lText.get(), lText.CAPACITY, npStr, HANKAKU_ZENKAKU_PAIR, 1, 0) == STR_ERROR)
+    FoldedBytes lText(npStr, IndexedRows(HANKAKU_ZENKAKU_INDEX, true));
+    if (!isShortFolded(npStr, lText.length()))
     {
         return false;
     }
-    T const* lpDigit = lText.get() + (*lText.get() == '+' ? 1 : 0);
+    unsigned char lCharacter = lText.next();
+    lCharacter = lCharacter == '+' ? lText.next() : lCharacter;
     unsigned int lBase = static_cast<unsigned int>(nBase);
     if (lBase == 0)
     {
-        lpDigit = skipPrefix(lpDigit, lBase);
+        lCharacter = skipPrefix(lText, lCharacter, lBase);
     }
     constexpr unsigned int MAX_VALUE = 65535;
-    T const* const lpFirst = lpDigit;
+    bool lIsNumber = false; // not for a minus either
     unsigned int lValue = 0;
-    for (unsigned int lDigit = digitValue(*lpDigit); lDigit < lBase; lDigit = digitValue(*++lpDigit))
+    for (unsigned int lDigit = 0; (lDigit = digitValue(lCharacter)) < lBase; lCharacter = lText.next())
     {
+        lIsNumber = true;
         lValue = lValue * lBase + lDigit;
         if (lValue > MAX_VALUE)
         {
             return false;
         }
     }
-    if (lpDigit == lpFirst)
+    if (lIsNumber)
     {
-        return false; // a minus too
+        *npValue = static_cast<V>(lValue);
     }
-    *npValue = static_cast<V>(lValue);
-    return true;
+    return lIsNumber;
 }
 
 template UTL_API unsigned int convertAttrib<char>(char*, unsigned int, char const*, PairAttrib const*, int, int);

@@ -2,6 +2,7 @@
 
 #include "UtlApplog.h"
 #include "internal/UtlFileCalls.h"
+#include "internal/UtlMakeSmart.h"
 #include "internal/UtlReadAhead.h"
 
 #include <cerrno>
@@ -165,7 +166,7 @@ File::~File()
     {
         internal::ScopedHandle const lHandle(internal::gSystem.mOpen(lDirectory, O_RDONLY, 0));
     }
-    mpReadAhead.reset();
+    mpReadAhead.release();
     mHandle.release();
 }
 
@@ -204,8 +205,9 @@ bool File::open(int nOpenMode, int nAccessMode)
     {
         return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
     }
-    mpReadAhead = std::make_shared<internal::ReadAhead>(lHandle.get());
+    SmartPointer<internal::ReadAhead> const lpReadAhead = internal::makeSmart<internal::ReadAhead>(lHandle.get());
     lHandle.moveTo(mHandle);
+    mpReadAhead = lpReadAhead;
     return true;
 }
 
@@ -215,7 +217,7 @@ bool File::close()
     {
         return false;
     }
-    mpReadAhead.reset();
+    mpReadAhead.release();
     mHandle.release();
     return true;
 }
@@ -234,7 +236,7 @@ bool File::flush()
 
 bool File::settle() const
 {
-    return mpReadAhead == nullptr || mpReadAhead->settle();
+    return mpReadAhead.get() == nullptr || mpReadAhead->settle();
 }
 
 int File::read(void* npBuffer, unsigned int nSize)

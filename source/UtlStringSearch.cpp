@@ -92,11 +92,6 @@ unsigned int reverseLimit(unsigned char const* npStr, unsigned int nLast)
     return nLast;
 }
 
-bool isWellFormed(char const* npStr, unsigned int nLength)
-{
-    return internal::wellFormedEnd(bytesOf(npStr), bytesOf(npStr) + nLength) == bytesOf(npStr) + nLength;
-}
-
 } // namespace
 
 template <class T>
@@ -167,8 +162,8 @@ unsigned int findReverseStr(T const* npStr, T const* npPattern, unsigned int nSt
     }
     unsigned int const lLength = lengthUpTo(npStr, MAX);
     unsigned int const lSize = lengthUpTo(npPattern, MAX);
-    if (lLength == 0 || lLength == MAX || lSize == MAX || !isWellFormed(npStr, lLength) ||
-        !isWellFormed(npPattern, lSize))
+    if (lLength == 0 || lLength == MAX || lSize == MAX || !internal::isWellFormed(npStr, lLength) ||
+        !internal::isWellFormed(npPattern, lSize))
     {
         return STR_ERROR;
     }
@@ -208,6 +203,23 @@ template UTL_API unsigned int findReverseChar<char>(char const*, char const*, un
 
 namespace internal
 {
+
+unsigned int runAtEnd(char const* npStr, unsigned int nLength, char const* npSet)
+{
+    CharSet const lSet(npSet);
+    unsigned char const* const lpBegin = bytesOf(npStr);
+    unsigned char const* lpRun = lpBegin + nLength;
+    unsigned char const* lpAt = lpRun;
+    while (lpAt == lpRun && lpAt != lpBegin)
+    {
+        do
+        {
+            --lpAt;
+        } while (isTail(*lpAt));
+        lpRun = lSet.sizeAt(lpAt) != 0 ? lpAt : lpRun;
+    }
+    return static_cast<unsigned int>(lpBegin + nLength - lpRun);
+}
 
 unsigned int findFrom(char const* npStr, char const* npPattern)
 {

@@ -2,10 +2,13 @@
 
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "UtlConvertAttrib.h"
 #include "support/Gate.h"
 
 using namespace utl;
@@ -44,6 +47,30 @@ TEST(WorkingBuffer, KeepsOtherThreadsOut)
         }
     };
     utl::test::together(lWork, lWork);
+}
+
+TEST(WorkingBuffer, KeepsOutOnlyThoseWhoNeedOne)
+{
+    auto lpHeld = std::make_unique<WorkingBuffer<char>>();
+    test::Gate lIsDone;
+    std::thread lThread(
+        [&]
+        {
+            char lText[16] = "abc  ";
+            char lFolded[16];
+            unsigned short lNumber = 0;
+            compareStrNoCase("a", "A", STR_ALL);
+            strToInt(&lNumber, "1", 10);
+            isCharAttribBase("a", CHAR_ATTRIB_OTHER);
+            trimStrRight<char>(lText, nullptr);
+            eraseStrSpan(lText, 0, 1);
+            findReverseStr<char>(lText, "b", STR_ALL, nullptr);
+            convertAttrib(lFolded, sizeof(lFolded), lText, LOWER_UPPER_PAIR, 0, 0);
+            lIsDone.open();
+        });
+    EXPECT_TRUE(lIsDone.wait());
+    lpHeld.reset();
+    lThread.join();
 }
 
 } // namespace

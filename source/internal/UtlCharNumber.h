@@ -9,6 +9,7 @@ namespace utl::internal
 /// U+FF00 to U+FFC0. Tables that are indexed with the number have CHAR_NUMBER_COUNT entries.
 constexpr unsigned int CHAR_NUMBER_UNKNOWN = 11 * 64; ///< every other character, and malformed text
 constexpr unsigned int CHAR_NUMBER_COUNT = CHAR_NUMBER_UNKNOWN + 1;
+constexpr unsigned int CHAR_PAGE_COUNT = CHAR_NUMBER_UNKNOWN / 64 + 1; ///< with a page of unknown characters
 
 /// The number of the first character of a text, 0 for empty text. Reads no byte past a terminator. Also evaluated
 /// while compiling, to build the tables that it looks up.
@@ -39,6 +40,29 @@ constexpr unsigned int charNumber(char const* npStr)
     }
     unsigned int const lThird = static_cast<unsigned char>(npStr[2]);
     return (lThird & 0xC0U) == 0x80U ? lPage * 64U + (lThird & 0x3FU) : CHAR_NUMBER_UNKNOWN;
+}
+
+/// The page of a character of three bytes, by the low bits of the first two: its number is in it, by those of the last.
+struct CharPages
+{
+    unsigned char mPages[1024];
+
+    unsigned int of(unsigned char nLead, unsigned char nSecond) const
+    {
+        return mPages[(nLead & 0x0FU) << 6 | (nSecond & 0x3FU)];
+    }
+};
+
+constexpr CharPages makeCharPages()
+{
+    CharPages lPages{};
+    for (unsigned int lIndex = 0; lIndex < 1024; ++lIndex)
+    {
+        char const lText[] = {static_cast<char>(0xE0U | lIndex >> 6), static_cast<char>(0x80U | (lIndex & 0x3FU)),
+                              static_cast<char>(0x80U), 0};
+        lPages.mPages[lIndex] = static_cast<unsigned char>(charNumber(lText) / 64U);
+    }
+    return lPages;
 }
 
 /// Size in bytes of a character by its number; not for CHAR_NUMBER_UNKNOWN.

@@ -38,7 +38,8 @@ struct FoldIndex
     static_assert(N <= 255, "row numbers have one byte");
 
     std::array<FoldRow, N + 1> mRows;
-    unsigned char mFirst[2][CHAR_NUMBER_COUNT]; // first row whose key begins with the character, or is empty
+    unsigned char mFirst[2][CHAR_PAGE_COUNT * 64]; // first row whose key begins with the character, or is empty
+    unsigned short mLeads[2];                      // a bit for each lead byte, E0 to EF, that begins a key
 };
 
 constexpr FoldText makeFoldText(char const* npText)
@@ -67,6 +68,11 @@ constexpr void enterKey(FoldIndex<N>& nIndex, unsigned int nRow, unsigned int nS
     unsigned char& lFirst = nIndex.mFirst[nSide][charNumber(npKey)];
     nIndex.mRows[nRow].mTexts[nSide].mNext = lFirst;
     lFirst = lRow;
+    if (charNumberSize(charNumber(npKey)) == 3)
+    {
+        unsigned int const lLead = static_cast<unsigned char>(*npKey) & 0x0FU;
+        nIndex.mLeads[nSide] = static_cast<unsigned short>(nIndex.mLeads[nSide] | 1U << lLead);
+    }
 }
 
 template <std::size_t N>
@@ -83,6 +89,24 @@ constexpr FoldIndex<N> makeFoldIndex(FoldLiterals const (&nRows)[N])
         }
     }
     return lIndex;
+}
+
+/// Whether each text is empty, one character, or two of one size.
+template <std::size_t N>
+constexpr bool hasUsualKeys(FoldIndex<N> const& nIndex)
+{
+    for (std::size_t lRow = 1; lRow <= N; ++lRow)
+    {
+        for (FoldText const& lText : nIndex.mRows[lRow].mTexts)
+        {
+            unsigned int const lSize = lText.mSize != 0 ? charNumberSize(charNumber(lText.mBytes)) : 0;
+            if (lText.mSize != lSize && lText.mSize != 2 * lSize)
+            {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 } // namespace utl::internal

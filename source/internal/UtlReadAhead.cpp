@@ -2,8 +2,6 @@
 
 #include "internal/UtlFileCalls.h"
 
-#include <mutex>
-
 #include <pthread.h>
 #include <unistd.h>
 
@@ -15,8 +13,8 @@ std::atomic<unsigned int> gForks{0};
 namespace
 {
 
-// Not a SyncObject: the child of a fork could not unlock it.
-std::mutex gWindowsLock;
+// Not a SyncObject, which knows its thread by a number that the child of a fork does not have.
+pthread_mutex_t gWindowsLock = PTHREAD_MUTEX_INITIALIZER;
 ReadAhead* gWindows = nullptr; // the first of those that have a window
 
 int const FORK_HANDLERS = pthread_atfork(ReadAhead::beforeFork, ReadAhead::afterFork, ReadAhead::afterFork);
@@ -27,7 +25,7 @@ int const FORK_HANDLERS = pthread_atfork(ReadAhead::beforeFork, ReadAhead::after
 // them, and when they go on they see that their own is another one than what was left here.
 void ReadAhead::beforeFork()
 {
-    gWindowsLock.lock();
+    ::pthread_mutex_lock(&gWindowsLock);
     for (ReadAhead* lpAhead = gWindows; lpAhead != nullptr; lpAhead = lpAhead->mpNext)
     {
         if (!lpAhead->isShared()) // a shared one stands where it should
@@ -42,7 +40,7 @@ void ReadAhead::beforeFork()
 
 void ReadAhead::afterFork()
 {
-    gWindowsLock.unlock();
+    ::pthread_mutex_unlock(&gWindowsLock);
 }
 
 bool ReadAhead::beginSlowly()
@@ -130,7 +128,7 @@ void ReadAhead::make(long long nPosition)
     setHere(nPosition);
     mDescriptorAt = nPosition;
     mIsAdopted = isShared();
-    std::lock_guard<std::mutex> const lGuard(gWindowsLock);
+    ::pthread_mutex_lock(&gWindowsLock);
     mpNext = gWindows;
     mpPrevious = nullptr;
     if (mpNext != nullptr)
@@ -138,6 +136,7 @@ void ReadAhead::make(long long nPosition)
         mpNext->mpPrevious = this;
     }
     gWindows = this;
+    ::pthread_mutex_unlock(&gWindowsLock);
 }
 
 void ReadAhead::drop()
@@ -146,14 +145,13 @@ void ReadAhead::drop()
     {
         return;
     }
+    ::pthread_mutex_lock(&gWindowsLock);
+    (mpPrevious != nullptr ? mpPrevious->mpNext : gWindows) = mpNext;
+    if (mpNext != nullptr)
     {
-        std::lock_guard<std::mutex> const lGuard(gWindowsLock);
-        (mpPrevious != nullptr ? mpPrevious->mpNext : gWindows) = mpNext;
-        if (mpNext != nullptr)
-        {
-            mpNext->mpPrevious = mpPrevious;
-        }
+        mpNext->mpPrevious = mpPrevious;
     }
+    ::pthread_mutex_unlock(&gWindowsLock);
     mpWindow.reset();
 }
 

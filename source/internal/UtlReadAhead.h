@@ -6,6 +6,7 @@
 #include "internal/UtlUtf8.h"
 
 #include <atomic>
+#include <memory>
 
 namespace utl::internal
 {

@@ -23,6 +23,14 @@ inline unsigned int lengthUpTo(char const* npStr, unsigned int nMaxBytes)
                                : static_cast<unsigned int>(::strnlen(npStr, nMaxBytes));
 }
 
+inline bool isWellFormed(char const* npStr, unsigned int nLength)
+{
+    return wellFormedEnd(bytesOf(npStr), bytesOf(npStr) + nLength) == bytesOf(npStr) + nLength;
+}
+
+/// Bytes of the characters at the end of a well-formed text that all occur in npSet, as t_strspn() takes it.
+unsigned int runAtEnd(char const* npStr, unsigned int nLength, char const* npSet);
+
 /// t_strstr() without its exceptions: npStr is not null, npPattern not empty.
 unsigned int findFrom(char const* npStr, char const* npPattern);
 

@@ -4,6 +4,7 @@
 
 #include "UtlString.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace utl::internal
@@ -83,6 +84,16 @@ inline unsigned int charSize(unsigned char const* npChar)
     // Nearly all Japanese text.
     return isLikely(*npChar > 0xE0 && *npChar < 0xF0 && isTail(npChar[1]) && isTail(npChar[2])) ? 3
                                                                                                 : rareCharSize(npChar);
+}
+
+/// charSize() is 3 and the lead byte not E0. Four bytes must be readable.
+inline bool isUsualThree(unsigned char const* npChar)
+{
+    std::uint32_t lBytes = 0;
+    std::memcpy(&lBytes, npChar, sizeof(lBytes));
+    bool const lIsBig = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+    return (lBytes & (lIsBig ? 0xF0C0C000U : 0x00C0C0F0U)) == (lIsBig ? 0xE0808000U : 0x008080E0U) &&
+           (lBytes & (lIsBig ? 0x0F000000U : 0x0000000FU)) != 0;
 }
 
 /// Of a result of charSize(): whether there is a character.

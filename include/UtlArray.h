@@ -66,9 +66,9 @@ void assignBackward(T* npTarget, T const* npSource, unsigned int nCount)
 /// unless it was made to expand. Removed elements are not destroyed: stale copies stay behind the used ones.
 ///
 /// Results:  false leaves the array as it was. Nothing is logged.
-/// Errors:   exceptions of the allocator and of the elements pass through; the array stays usable, but where an
-///           assignment threw, elements may be doubled, and where one threw in a change of the capacity, none are left
-///           and none fit until resizeMax() to another capacity.
+/// Errors:   exceptions of the allocator and of the elements pass through. An assignment that throws leaves elements
+///           doubled. In a change of the capacity, one that throws leaves an empty array of the new capacity; a constructor
+///           or an allocator that throws leaves one without a block, see resizeMax().
 /// Threads:  no lock; the owner guards every access.
 /// Signals:  only to read what is not being changed.
 /// Forks:    the child has a copy of its own.
@@ -78,7 +78,8 @@ class Array
 {
 public:
     /// nMaxSize: elements, 0 for no block. nExpandMode: 1 lets insertAt() and copy() enlarge the array, by exactly
-    /// what they need; any other value fixes the capacity.
+    /// what they need; any other value fixes the capacity. So n appends to a full array copy n * n / 2 elements: make room
+    /// with resizeMax() first.
     explicit Array(unsigned int nMaxSize, int nExpandMode = 0)
         : mpData(internal::newBlock<T>(nMaxSize)),
           mSize(0),
@@ -110,7 +111,7 @@ public:
     /// Makes the capacity exactly nNewMax. Elements beyond it are lost without a word; an equal capacity touches
     /// nothing. Allocates twice, so not for a message path.
     ///
-    /// Caution: when the allocator fails, the contents are gone, the capacity already reads nNewMax and size() is
+    /// Caution: when the allocator fails, or the constructor of an element throws, the contents are gone, the capacity already reads nNewMax and size() is
     /// the old one, but at() gives null; resizeMax() to a different capacity makes the array whole again.
     bool resizeMax(unsigned int nNewMax)
     {

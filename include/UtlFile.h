@@ -85,8 +85,9 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 /// Signals:   no.
 /// Forks:     the child shares descriptor, position and lock: the file is free again when both have closed it. A
 ///            program that either of them executes does not get the descriptor.
-/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call; the first report
-///            of a process makes the registry of threads. open() and copy() of a FIFO wait for its other end, the
+/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call, but for the fsync()
+///            and close() at the end, which may take long and go unreported; the first report of a process makes the
+///            registry of threads. open() and copy() of a FIFO wait for its other end, the
 ///            questions and erase() do not. Paths and text take the StaticBuffer's lock for short spans, a watched
 ///            thread's report the watchdog's; no lock is held across a system call.
 class UTL_API File
@@ -253,6 +254,8 @@ public:
     /// nOpenMode, nAccessMode: FILE_OPEN_..., FILE_ACCESS_....
     /// Result: false, and closed, for an object that is open (it stays so), a directory, a read-only file with write
     ///         access, a file held by another, and where the system refuses or gives descriptor 0.
+    /// Caution: a directory whose path has a doubled separator opens for reading, and every read() then fails; check with
+    /// isDirectory() of the path without it.
     /// Caution: FILE_OPEN_TRUNCATE empties a file also when another holder's lock then makes it fail; open with
     /// FILE_OPEN_TOP and call resize(0) to be safe.
     bool open(int nOpenMode, int nAccessMode);
@@ -288,7 +291,9 @@ public:
     // Text goes in and out as UTF-8; the file has the encoding of the text type, which nobody finds out from its bytes.
     // Sizes of sources count bytes of the file, sizes of results bytes of UTF-8 with the terminator.
     //
-    // Line ends: LF with all CR directly before it; at the end of the file also CR alone. Other CR are text.
+    // Line ends: LF with all CR directly before it; at the end of the file also CR alone. Other CR are text. A stray
+    //            continuation byte of UTF-8 behind an LF does not take that away: the line ends there. Behind a CR at the
+    //            end of the file it is passed over, as one byte of line end, and the CR is given as text.
     // Reading:   a few pages are read ahead into a buffer of the object (heap, 37 KB, from the first call on; calls
     //            that move the position otherwise give it back). Bytes that somebody changes meanwhile without
     //            the lock may be seen as they were.
@@ -323,6 +328,8 @@ public:
     ///                  text, UTF-16 with a byte-order mark. A failed read leaves the position where it failed.
     /// Caution: with an odd byte at the end of a UTF-16 file every call gives an empty line and none FILE_READ_END;
     /// stop where the position does not move.
+    /// Caution: a line of more than 1706 bytes of half-width katakana in Shift-JIS fits no buffer that is allowed; read it
+    /// with readText() in pieces.
     /// Caution: an empty line stores a terminator at npDst even where nDstSize is 0; pass null to ask for the size.
     /// Caution: a Shift-JIS code without a character ends the text there, while *npOutSize counts the whole line.
     int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize);

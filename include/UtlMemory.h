@@ -118,7 +118,7 @@ public:
     void mark();
 
     /// Reports: the totals, all blocks, the blocks allocated since mark(). The file is made anew, and so are missing
-    /// directories; its directory then is open to all.
+    /// directories; with the default modes of File its directory then is open to all.
     ///
     /// nLevel: not used. npPath: null writes nothing.
     /// Result: true, also where the file cannot be written; false where nothing was marked. While the switch is off

@@ -18,7 +18,8 @@ namespace utl
 /// Threads:   create() and release() from any.
 /// Signals:   no.
 /// Forks:     the child has a pool and blocks of its own, unless the lock was held at the fork.
-/// Blocking:  both wait for the pool's lock, between two reports to the watchdog.
+/// Blocking:  both wait for the pool's lock, between two reports to the watchdog; if it is free at once, the first of them
+///            is left out.
 /// Locks:     mSyncObject, before the watchdog's.
 /// Errors:    misuse is logged as an error, with the pool's name, and changes nothing.
 /// Caution:   create() and release() report, and so use the registry; call ThreadManager::initializeEntryMax() before.

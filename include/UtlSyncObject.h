@@ -25,7 +25,8 @@ public:
 ///
 /// Threads:  any. The owner may lock again and unlocks as often as it locked.
 /// Signals:  no. A handler that interrupts the owner would pass at once, into half-changed data.
-/// Forks:    one that is held stays held in the child for ever, also by the thread that forked.
+/// Forks:    one that is held stays held in the child for ever, also by the thread that forked; the library frees some
+///           of its own (docs/locks.md).
 /// Blocking: lock() waits without limit, the others never.
 /// Errors:   failures of the platform's calls are not looked at.
 class UTL_API SyncObject : public SyncObjectBase
@@ -36,13 +37,14 @@ public:
     SyncObject(SyncObject const&) = delete;
     SyncObject& operator=(SyncObject const&) = delete;
 
-    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper.
+    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper. Tries 64 times, which takes
+    /// about a microsecond, before it sleeps.
     void lock() const override UTL_ACQUIRE();
 
     /// Result: true when the lock was free or the caller's already, one level deeper; false, at once, otherwise.
     bool tryLock() const override UTL_TRY_ACQUIRE(true);
 
-    /// Goes up one level; the last one frees the lock. Only for the owner.
+    /// Goes up one level; the last one frees the lock. A call by a thread that does not own it changes nothing.
     void unlock() const override UTL_RELEASE();
 
 private:

@@ -33,6 +33,9 @@ public:
 /// Stages:    0 started and registered, 1 preExecute has returned, 2 stop requested, 3 done (postExecute has returned,
 ///            the result is there, and the registry no longer counts the thread as active).
 /// Ownership: the command is the caller's and outlives the thread. The object must live until stage 3.
+/// Deriving:  a destructor of a subclass begins with stop(1, 0) and awaitEnd(): after it the virtual functions are no longer
+///            the subclass's, and what they use is gone.
+/// Caution:   a subclass whose destructor does not stop the thread lets it run on in a half-destroyed object.
 /// Threads:   any, unless said otherwise.
 /// Signals:   no, but for hasRequestedStop() and getId().
 /// Forks:     a running thread is not in the child, where whoever waits for its end waits for ever, the destructor too.
@@ -57,16 +60,17 @@ public:
     Thread(char const* npName, Command* npCommand);
 
     /// Stops the thread and waits for its end without limit. Does not leave the registry.
-    /// Caution: by now only Thread's own requestStop() is called, which does nothing; a subclass that needs more to
-    /// end must stop in its own destructor, or this waits for ever. Nor may a thread destroy itself.
+    /// Caution: by now only Thread's own requestStop() is called, which does nothing: a thread that needs more to end is
+    /// waited for for ever; stop it before, as the class comment tells. Nor may a thread destroy itself.
     virtual ~Thread();
     Thread(Thread const&) = delete;
     Thread& operator=(Thread const&) = delete;
 
     /// Starts the thread.
     ///
-    /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
-    ///               and to npListener, which is not owned; with null the table of all threads is logged.
+    /// nUseWatchdog: at exactly 1 the watchdog knows the thread; from startWatchdog() on, which may be the first line of
+    ///               execute(), it reports a thread that has been silent for nAliveTimeMs, to the log and to npListener,
+    ///               which is not owned; with null the table of all threads is logged.
     /// nPriority:    as for ThreadManager::entry.
     /// nWaitStart:   at exactly 1 this returns after preExecute, or after nWaitStartMs (0: without limit).
     /// nReserved:    ignored.
@@ -124,13 +128,15 @@ public:
     /// Only from the thread itself; false anywhere else. Otherwise as ThreadManager::setPriority.
     bool setPriority(ThreadPriority const& nPriority);
 
-    /// As the operations of ThreadManager, for this thread.
+    /// As ThreadManager::getPriority, for this thread.
+    bool getPriority(ThreadPriority* npPriority) const;
+
+    /// As ThreadManager's setWatchdogAliveTime, startWatchdog and stopWatchdog, for this thread.
     /// Caution: the loops of message and timer threads start the watch when they have work and stop it while they wait:
     /// there a stopWatchdog() lasts until the next work, and a startWatchdog() has an idle thread reported as hung.
     /// Caution: a thread that ended by itself stays in the watchdog's table, and is reported, until
     /// ThreadManager::unregisterWatchdog(); a later thread of the same kernel id is refused there meanwhile.
     /// Caution: before a start the id is 0, which stands for the calling thread; call the watchdog's operations later.
-    bool getPriority(ThreadPriority* npPriority) const;
     bool setWatchdogAliveTime(unsigned int nAliveTimeMs);
     bool startWatchdog();
     bool stopWatchdog();

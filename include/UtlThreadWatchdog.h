@@ -80,7 +80,8 @@ public:
     virtual ~WatchdogTimerListener() = default;
 
     /// Thread nId has been silent for its alive time. On the watchdog thread, with no lock held; it may call back into
-    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call; empty where there was no memory for it.
+    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call; empty
+    /// if there was no memory for it.
     virtual void onTime(int nId, WatchdogInfoMap const& nInfos) = 0;
 };
 
@@ -89,8 +90,11 @@ public:
 ///
 /// Caution:  a thread that falls silent just before the tick counter wraps, every 49.7 days of uptime, is not reported
 ///           for that lapse; the next report it makes puts it right.
-/// Use:      through ThreadManager, which owns the one watchdog. Before initialize() and after shutdown() every query
-///           answers false.
+/// Use:      ThreadManager owns the process's watchdog and hands nobody a pointer to it: its operations with "Watchdog"
+///           in their names are these. A ThreadWatchdog of one's own is another one, with a table and a thread of its own,
+///           that gets only the reports that are made to it. Before initialize() and after shutdown() every query answers
+///           false.
+/// Clock:    a beat on which the clock fails passes over the table; nothing is overdue then.
 /// Threads:  any; the checks run on a message thread of its own, "Watchdog Thread".
 /// Signals:  no.
 /// Forks:    the watchdog thread is not in the child: nothing is checked there, and shutdown() waits for ever.

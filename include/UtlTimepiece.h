@@ -104,7 +104,8 @@ public:
     /// Locks:   the StaticBuffer's, while a month's name is compared; waits until no other thread has a scratch row.
     /// Signals: no. Forks: as StaticBuffer.
     /// Caution: a month is not seen where text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor where
-    /// a stray continuation byte follows its small third letter directly; pass the value of one header field alone.
+    /// a stray continuation byte follows its small third letter directly, as in "06 Nov\x80 1994 08:49:37", which gives
+    /// false; pass the value of one header field alone.
     /// Result:  false for null, where a piece is missing, and for a field out of range, a second above 59 too.
     bool setHttpDate(char const* npText);
 

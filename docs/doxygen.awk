@@ -10,11 +10,11 @@ function indentOf(nLine) { match(nLine, /^ */); return RLENGTH }
 # Result: the line behind these where there are several, 0 otherwise.
 function groupEnd(nFirst,    lIndent, lLine, lCount) {
     lIndent = indentOf(mLines[nFirst])
-    for (lLine = nFirst; mLines[lLine] ~ /^ *(\/\/\/|template )/; ++lLine);
+    for (lLine = nFirst; mLines[lLine] ~ /^ *(\/\/\/|template |UTL_SHARP_EDGE)/; ++lLine);
     if (mLines[lLine] ~ /^ *(class|struct|enum|namespace) /)
         return 0
     for (; lLine <= NR && mLines[lLine] !~ /^ *(\/\/.*|#.*)?$/ && indentOf(mLines[lLine]) >= lIndent; ++lLine)
-        lCount += indentOf(mLines[lLine]) == lIndent && mLines[lLine] !~ /^ *([{}]|template )|~|override|= de|\/\/\/</
+        lCount += indentOf(mLines[lLine]) == lIndent && mLines[lLine] !~ /^ *([{}]|template |UTL_SHARP_EDGE)|~|override|= de|\/\/\/</
     return lCount > 1 ? lLine : 0
 }
 

@@ -74,8 +74,6 @@ UTL_API void openApplog();
 /// Writes a stamped line: "Nov 15 08:55:34.123 <prefix of the type>ERR: <text>\r\n", local time. The system log gets
 /// prefixes and text only. Up to the line end it has at most 253 bytes; a longer one is cut to that, its last three
 /// being "...". A null format writes nothing.
-/// Caution: the cut may fall inside a character. A caller's file of type UTF-16 then gets the line up to there, without
-/// "..." and without a line end; log long Japanese texts in pieces.
 UTL_API void applog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF(3, 4);
 
 /// Writes the text alone: no stamp, no prefixes, no line end. At most 255 bytes; a longer one is cut as above.
@@ -83,8 +81,12 @@ UTL_API void rawlog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF
 
 /// The same two, which also write to a file as text, before it goes to standard output, the same bytes but for the
 /// percent signs of the caution above.
+/// Caution: the cut of a long line may fall inside a character. A caller's file of type UTF-16 then gets the line up to there, without
+/// "..." and without a line end; log long Japanese texts in pieces.
 /// npFile: not owned, neither opened, closed nor flushed; one thread at a time uses it. Null: as without it.
+UTL_SHARP_EDGE("keep lines to a UTF-16 file below 253 bytes")
 UTL_API void applog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);
+UTL_SHARP_EDGE("keep texts to a UTF-16 file below 256 bytes")
 UTL_API void rawlog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);
 
 /// Defines a type, or redefines it, the two above included: prefix and filter.

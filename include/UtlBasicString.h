@@ -77,10 +77,12 @@ public:
     /// Result: false for nulls and for text of WorkingBuffer<T>::CAPACITY bytes or more: the text is unchanged; false
     ///         for no room and for malformed text in mode 1: it holds what was written until then.
     /// Caution: an empty replacement drops everything behind the first match, see replaceStr(); use eraseStrSpan().
+    UTL_SHARP_EDGE("with an empty replacement use eraseStrSpan()")
     bool replace(T const* npPattern, T const* npReplacement, int nMode);
 
     /// The text, never null. Writers stay within maxSize() and leave a terminator.
     /// Caution: all strings without a buffer of their own (maxSize() 1) share EMPTY_CHAR; write nothing into those.
+    UTL_SHARP_EDGE("write nothing into a string of maxSize() 1")
     T* c_str() { return mpData; }
     T const* c_str() const { return mpData; }
 

@@ -33,7 +33,9 @@ public:
 
     /// Caution: never returns; copying and assigning end in stack exhaustion. Pass a BitStream by reference, and make
     /// a second one over the same buffer with getBitStreamAddress().
+    UTL_SHARP_EDGE("pass a BitStream by reference")
     BitStream(BitStream const& nOther);
+    UTL_SHARP_EDGE("make a second one with getBitStreamAddress()")
     BitStream& operator=(BitStream const& nOther);
 
     ~BitStream();
@@ -75,6 +77,7 @@ public:
     /// boundary the bits left over in the last byte are taken one place too low, and a last byte that is full is not
     /// written at all. writeBitData() with the source's address and bit size writes exactly its bits.
     /// Caution: a source set up over existing data has bit size 0, and nothing is copied; seek it to its end first.
+    UTL_SHARP_EDGE("use writeBitData() with the address and the bit size of the source")
     void copy(BitStream const& nSource, int nPosition);
 
     /// Moves to nOffset from the start (nOrigin 0), the position (1) or the bit size (2) and raises the bit size to
@@ -85,9 +88,11 @@ public:
     /// One bit at the position, 0 or 1, and on. The error flag is not looked at.
     /// Caution: no bounds check, here and in writeCurBit(): outside the buffer this reads and writes memory of others.
     /// Use readBitToUint8() and writeBitToUint8() with 1 bit.
+    UTL_SHARP_EDGE("use readBitToUint8() with 1 bit")
     unsigned char readCurBit();
 
     /// nBit: 0 clears the bit, any other value sets it.
+    UTL_SHARP_EDGE("use writeBitToUint8() with 1 bit")
     void writeCurBit(unsigned char nBit);
 
 private:

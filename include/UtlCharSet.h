@@ -84,6 +84,7 @@ extern UTL_API Utf8ToSjis const UTF8_TO_SJIS[UTF8_TO_SJIS_COUNT];
 /// Result:  1 or 2 bytes.
 /// Caution: any other byte is stored whatever nDstSize says, 0 too; give a destination of one byte at least, or null.
 /// Caution: *npConsumed is 2 or 3 also where the terminator cuts the character off; check before stepping by it.
+UTL_SHARP_EDGE("give a destination of one byte at least, and terminated text")
 UTL_API unsigned int convertCharFromUtf8ToSjis(char* npDst, unsigned int nDstSize, char const* npSrc,
                                                unsigned int* npConsumed);
 
@@ -91,6 +92,7 @@ UTL_API unsigned int convertCharFromUtf8ToSjis(char* npDst, unsigned int nDstSiz
 ///
 /// Caution: a character without a code becomes a NUL byte inside the result, and bytes outside the lead bytes above
 ///          (four-byte characters among them) pass as they are. The result counts them all.
+UTL_SHARP_EDGE("compare the result with strlen() + 1 of the destination")
 UTL_API unsigned int convertStrFromUtf8ToSjis(char* npDst, unsigned int nDstSize, char const* npSrc);
 
 /// Looks up double-byte codes (lead byte 0x81 to 0x9F, 0xE0 to 0xEF, 0xFA to 0xFC) and half-width katakana (0xA1 to
@@ -98,6 +100,7 @@ UTL_API unsigned int convertStrFromUtf8ToSjis(char* npDst, unsigned int nDstSize
 ///
 /// Result:  1 to 3 bytes.
 /// Caution: any other byte is stored whatever nDstSize says, 0 too; give a destination of one byte at least, or null.
+UTL_SHARP_EDGE("give a destination of one byte at least")
 UTL_API unsigned int convertCharFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc,
                                                unsigned int* npConsumed);
 
@@ -107,6 +110,7 @@ UTL_API unsigned int convertCharFromSjisToUtf8(char* npDst, unsigned int nDstSiz
 ///          pass raw, so that the result may not be UTF-8; check it with t_charlen().
 /// Caution: a lead byte as the last byte takes the terminator as its trail byte and the walk goes on behind it; end
 ///          text from outside with two NUL bytes.
+UTL_SHARP_EDGE("end foreign text with two NUL bytes")
 UTL_API unsigned int convertStrFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc);
 
 // --- Shift-JIS and UTF-16 ---
@@ -123,6 +127,7 @@ UTL_API unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char cons
 ///          not null, past nDstSize and even when it is 0; only a later character or the terminator fails. Ask for
 ///          the size with a null destination first.
 /// Caution: a lead byte as the last byte, as convertStrFromSjisToUtf8().
+UTL_SHARP_EDGE("ask for the size first, and end foreign text with two NUL bytes")
 UTL_API unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc);
 
 // --- UTF-16 and UTF-8 ---
@@ -148,6 +153,7 @@ UTL_API unsigned int convertCharFromUtf8ToUtf16(unsigned short* npDst, char cons
 /// Caution: a byte that cannot lead a character stores REPLACEMENT_CHAR and steps one byte back (never before the
 ///          start), so the same bytes repeat until the capacity runs out, and the call fails; a query for the size
 ///          fails at once. Text that t_charlen() has passed never gets here.
+UTL_SHARP_EDGE("check the text with t_charlen() first")
 UTL_API unsigned int convertStrFromUtf8ToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc);
 
 // --- Wide text, through the platform's converter or our own ---

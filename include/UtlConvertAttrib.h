@@ -64,6 +64,7 @@ extern UTL_API PairAttrib const (&HANKATA_HIRAGANA_PAIR)[89];   ///< half-width 
 /// capacity, and the result is STR_ERROR (at once where no capacity bounds it: a size query). Use these tables with
 /// nReverse 1 only, which takes the marks away, or on plain half-width kana that have a voiced form.
 template <class T>
+UTL_SHARP_EDGE("store a terminator before the call, and check the text with t_charlen() first")
 UTL_API unsigned int convertAttrib(T* npDst, unsigned int nDstSize, T const* npSrc, PairAttrib const* npTable,
                                    int nReverse, int nMode);
 

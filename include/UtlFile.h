@@ -224,6 +224,7 @@ public:
     /// isOpened() for it first.
     /// Caution: a directory copied to an empty destination is spread over the root; check for it first.
     /// Caution: a directory copied to a place below itself fills that place until paths grow too long; check first.
+    UTL_SHARP_EDGE("compare size() of both behind it")
     static bool copy(char const* npSource, char const* npDestination, int nOverwrite);
 
     /// Removes a file, or a directory with all below it.
@@ -258,6 +259,7 @@ public:
     /// isDirectory() of the path without it.
     /// Caution: FILE_OPEN_TRUNCATE empties a file also when another holder's lock then makes it fail; open with
     /// FILE_OPEN_TOP and call resize(0) to be safe.
+    UTL_SHARP_EDGE("instead of FILE_OPEN_TRUNCATE open with FILE_OPEN_TOP, then resize(0)")
     bool open(int nOpenMode, int nAccessMode);
 
     /// Lets go of the descriptor; the last of its copies syncs and closes it. Result: false if not open.
@@ -332,6 +334,7 @@ public:
     /// with readText() in pieces.
     /// Caution: an empty line stores a terminator at npDst even where nDstSize is 0; pass null to ask for the size.
     /// Caution: a Shift-JIS code without a character ends the text there, while *npOutSize counts the whole line.
+    UTL_SHARP_EDGE("pass null to ask for the size")
     int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize);
 
     /// Into the string's capacity, which does not grow. Null asks for the size.
@@ -356,10 +359,12 @@ public:
     /// empty one gives FILE_ERROR; write at least two characters, or the bytes with write().
     /// Caution: with UTF-16 a character of four bytes is written as U+203B, a stray byte gives FILE_ERROR, and any other
     /// malformed character ends the text; check with getNearCharIndex(text, length, 1), which gives STR_ERROR.
+    UTL_SHARP_EDGE("write UTF-16 in texts of two characters at least, checked with t_charlen()")
     unsigned int writeText(char const* npText, unsigned int nMaxBytes, unsigned int nOffset);
 
     /// Writes a text and LF. Result: bytes written; FILE_ERROR where either was refused.
     /// Caution: ends no line of UTF-16, the line end being one character; write it together with the text.
+    UTL_SHARP_EDGE("in UTF-16 write the line end together with the text")
     unsigned int writeLine(char const* npText);
 
     /// Searches for bytes; the position goes to the key, or stays where it was.
@@ -369,6 +374,7 @@ public:
     /// nMode:     1 for the position behind the key, any other value for its first byte.
     /// Result:    that position; FILE_NOT_FOUND; -1 for failure and for a null or empty key.
     /// Caution: a byte that ends a partial match is not tried as the first of another: "aab" is missed in "aaab".
+    UTL_SHARP_EDGE("search for a key whose first byte does not repeat")
     long long seekKey(unsigned char const* npKey, unsigned int nKeySize, unsigned long long nStart,
                       unsigned long long nMaxBytes, int nMode);
     long long seekKey(char const* npKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode);

@@ -9,6 +9,14 @@
 /// (a member function counts its object as 1). FIRST is 0 for a va_list.
 #define UTL_PRINTF(FORMAT, FIRST) __attribute__((format(printf, FORMAT, FIRST)))
 
+/// Marks a function whose Caution concerns memory or what gets lost in silence. If the program defines
+/// UTL_WARN_SHARP_EDGES, each use of one is a warning (-Wdeprecated-declarations) that names the alternative.
+#if defined(UTL_WARN_SHARP_EDGES)
+#define UTL_SHARP_EDGE(ALTERNATIVE) __attribute__((deprecated("sharp edge: " ALTERNATIVE)))
+#else
+#define UTL_SHARP_EDGE(ALTERNATIVE)
+#endif
+
 // Lock annotations. Clang checks them (-Wthread-safety), other compilers see nothing.
 #if defined(__clang__)
 #define UTL_ANNOTATE(X) __attribute__((X))

@@ -77,6 +77,7 @@ public:
 
     /// Deletes it; a later get() makes a new one.
     /// Caution: pointers that get() gave are dangling afterwards, and names that were asked for with them.
+    UTL_SHARP_EDGE("keep no pointer that get() gave")
     static void destroy();
 
     virtual ~Memory() = default;
@@ -141,6 +142,7 @@ public:
 
     /// Writes a text to a descriptor. nLevel: not used. nFd: -1 writes nothing.
     /// Caution: a text of 1024 bytes or more is not written at all; keep it shorter.
+    UTL_SHARP_EDGE("keep texts below 1024 bytes")
     void printMessage(int nLevel, int nFd, char const* npFormat, ...) UTL_PRINTF(4, 5);
 
 private:

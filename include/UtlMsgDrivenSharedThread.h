@@ -117,6 +117,7 @@ public:
     /// Caution: specified messages and timers still reach it; abortMsg removes those.
     /// Caution: with a full queue it stays attached, which the log alone tells; detach on the message thread, where
     /// nothing can fail, or keep the listener until the thread has ended.
+    UTL_SHARP_EDGE("detach on the message thread")
     void detachMsgListener(ThreadMsgListener* npListener);
 
     /// Kills the timers of a listener and erases what is queued for it: messages, time-outs, and on the message thread
@@ -127,6 +128,7 @@ public:
     /// Result: false for null, where a timer could not be killed (it may have ended by itself meanwhile) or the queue
     ///         not be searched, and where the thread does not run.
     /// Caution: where it is false while the thread runs, since the control queue is full, messages may be left; repeat.
+    UTL_SHARP_EDGE("repeat it while it is false")
     bool abortMsg(ThreadMsgListener* npListener);
 
     /// Those of broadcasts.
@@ -162,6 +164,7 @@ public:
     /// registerTimer and startTimer in one.
     /// Caution: -1 because the control queue is full leaves the timer's place taken until the thread ends, and its id
     /// unknown. registerTimer and startTimer leave the id with the caller.
+    UTL_SHARP_EDGE("use registerTimer() and startTimer()")
     int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
     int setTimer(ThreadMsgListener* npListener, unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount,
                  int nIsFreeRunning);

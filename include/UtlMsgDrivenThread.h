@@ -146,6 +146,7 @@ public:
     /// Blocking: one synchronous sender at a time; the others wait for it.
     /// Caution: where the control queue is full or the pipe fails, the message stays in the data queue, and the next
     /// synchronous message is delivered in its place; keep fewer than 256 timer operations and requests waiting.
+    UTL_SHARP_EDGE("keep fewer than 256 timer operations and requests waiting")
     bool sendMsgSync(Msg const& nMsg);
     bool sendMsgSync(int nMsgId) { return sendMsgSync(SimpleMsg(nMsgId)); }
 
@@ -194,6 +195,7 @@ public:
     ///          nothing.
     /// Caution: a start that fails on the message thread is told by the log alone, and so is a failure to arm a timer
     /// anew after a time-out; the timer then rests, and startTimer may be tried.
+    UTL_SHARP_EDGE("have messages of 4 bytes or more")
     int setTimer(unsigned int nIntervalMs, int nNoWait, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
 
     /// Starts a timer that rests; a running one goes on, and is not waited for. nNoWait as for setTimer.

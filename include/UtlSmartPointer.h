@@ -75,7 +75,11 @@ class CountingPointer : public GetRefCounterInterface
 public:
     CountingPointer() = default;
     /// Holds the object, or nothing for null.
-    explicit CountingPointer(T* npObject) { set(npObject); }
+    explicit CountingPointer(T* npObject)
+        : mpObject(npObject),
+          mpRefCounter(npObject != nullptr ? internal::addReference(new RefCounter) : nullptr)
+    {
+    }
     /// Shares what the other holds.
     CountingPointer(CountingPointer const& nOther)
         : GetRefCounterInterface(nOther),
@@ -98,6 +102,7 @@ public:
     /// Holds another object, or none for null, with a counter of its own; other holders keep the old one. Setting
     /// the same object again changes nothing.
     /// Caution: an object that other holders share must come by copying a holder; set() would count it twice.
+    UTL_SHARP_EDGE("copy a holder of an object that is shared")
     void set(T* npObject)
     {
         if (npObject != mpObject)

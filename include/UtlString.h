@@ -108,6 +108,7 @@ UTL_API unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsig
 /// Caution: with nMaxBytes 0 the result is 0 and the destination stays as it was, without a terminator; store one
 /// yourself where the limit can be 0.
 template <class T>
+UTL_SHARP_EDGE("with a limit of 0 store the terminator")
 UTL_API unsigned int copyStrBase(T* npDst, unsigned int nDstSize, T const* npSrc, unsigned int nMaxBytes, int nMode);
 
 /// All or nothing, without size query: the text is cut to nMaxBytes as in copyStrBase() and must fit whole.
@@ -131,6 +132,7 @@ UTL_API unsigned int t_strncpy(T* npDst, unsigned int nDstSize, T const* npSrc, 
 /// Caution: where nMaxBytes cuts malformed text that begins with continuation bytes, the result is nDstPos - 1, with
 /// nothing stored; check such text with t_charlen() first.
 template <class T>
+UTL_SHARP_EDGE("keep nDstPos below nDstSize")
 UTL_API unsigned int copyGeneral(T* npDst, unsigned int nDstSize, unsigned int nDstPos, T const* npSrc,
                                  unsigned int nSrcPos, unsigned int nMaxBytes, int nMode);
 
@@ -200,6 +202,7 @@ UTL_API unsigned int findReverseChar(T const* npStr, T const* npCharacter, unsig
 /// Caution: in a mode other than 0 a character of several bytes that begins just below the limit is stored whole, so
 /// up to 3 bytes pass nDstSize - 1; use mode 0, or leave 3 bytes of room behind nDstSize.
 template <class T>
+UTL_SHARP_EDGE("use mode 0")
 UTL_API unsigned int t_strrev(T* npDst, unsigned int nDstSize, T const* npSrc, int nMode);
 
 /// t_strrev() with a size query and checked pointers: STR_ERROR for nulls. The same caution.
@@ -216,6 +219,7 @@ UTL_API unsigned int reverseStrBase(T* npDst, unsigned int nDstSize, T const* np
 /// eraseStrSpan() to delete every match.
 /// Caution: an empty npSrc with an empty pattern gives 0 and stores nothing.
 template <class T>
+UTL_SHARP_EDGE("ask for the size first; with an empty replacement use eraseStrSpan()")
 UTL_API unsigned int replaceStr(T* npDst, unsigned int nDstSize, T const* npSrc, T const* npPattern,
                                 T const* npReplacement, int nMode);
 

@@ -12,6 +12,7 @@
 #include "UtlThreadPriority.h"
 
 #include <atomic>
+#include <utility>
 
 namespace utl
 {
@@ -60,6 +61,7 @@ public:
     /// Shuts the watchdog down, waiting for its thread, and deletes the registry; a later get() starts all over.
     /// Caution: pointers that get() gave are dangling afterwards; stop your threads and file operations first. Called
     /// from a watchdog listener it would wait for itself.
+    UTL_SHARP_EDGE("stop threads and file operations first")
     static void destroy();
 
     /// The calling thread's kernel id. Cached for each thread, right again in the child of a fork.
@@ -119,8 +121,10 @@ public:
     /// The thread's name, or the empty text.
     /// Caution: the pointer refers into the registry and is good only as long as no entry comes or goes; copy it at
     /// once, or use getNames.
+    UTL_SHARP_EDGE("use getNames()")
     char const* findName(int nId);
-    char const* getName(int nId) { return findName(nId); }
+    UTL_SHARP_EDGE("use getNames()")
+    char const* getName(int nId);
 
     /// Adds (id, name) of every entry to *npNames in ascending order; names of ids already there are replaced.
     /// Result: false for null, and where *npNames is full: what fitted stays in it.
@@ -184,7 +188,7 @@ private:
         bool isActive() const;
         bool isControllable() const;
 
-        char const* name() const { return mpName->c_str(); } ///< Of an entry that was made with one.
+        char const* name() const { return std::as_const(*mpName).c_str(); } ///< Of an entry that was made with one.
 
         SmartPointer<BasicString<char>> mpName;
         ThreadPriority mPriority;

@@ -62,6 +62,7 @@ public:
     bool set(char const* npText) override;
     /// Caution: a wide text is measured before anything else, also when the image has failed already; it must be
     /// readable up to its terminator at any time. getResult() tells beforehand. Null fails as everywhere.
+    UTL_SHARP_EDGE("look at getResult() first")
     bool set(wchar_t const* npText) override;
     bool set(unsigned char const* npBytes, unsigned int nSize) override;
 
@@ -79,8 +80,10 @@ public:
     bool get(void** npValue) override;
     /// Caution: a text that does not fit nMaxLength, or has no terminator, gives false but no failure: getResult()
     /// and restoreFrom() know nothing of it, and the next get() starts at the same place. Look at this result.
+    UTL_SHARP_EDGE("look at the result")
     bool get(char* npBuffer, unsigned int nMaxLength) override;
     /// Caution: as for narrow text.
+    UTL_SHARP_EDGE("look at the result")
     bool get(wchar_t* npBuffer, unsigned int nMaxLength) override;
     bool get(unsigned char* npBuffer, unsigned int nSize) override;
 

@@ -491,6 +491,11 @@ char const* ThreadManager::findName(int nId)
     return lpEntry != nullptr ? lpEntry->name() : "";
 }
 
+char const* ThreadManager::getName(int nId)
+{
+    return findName(nId);
+}
+
 bool ThreadManager::getNames(NameMap* npNames)
 {
     if (npNames == nullptr)

@@ -4,6 +4,7 @@
 #include "UtlCharSet.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -127,6 +128,8 @@ void add(std::string const& nName, char const* npWhat, Text const& nText, Call n
                                          nCall(nText);
                                          benchmark::ClobberMemory();
                                      }
+                                     nState.SetItemsProcessed(nState.iterations() *
+                                                              static_cast<std::int64_t>(nText.mUtf16.size() - 1));
                                  });
 }
 

@@ -42,8 +42,8 @@ house() {
     say "docs/house.svg"
 }
 
-# rows PROGRAM...: "group side nanoseconds" of each benchmark, the median of its repetitions, for one message or item where
-# the benchmark counts them.
+# rows PROGRAM...: "group side nanoseconds" of each benchmark, the median of its repetitions, for one message, item or byte
+# where the benchmark counts them.
 rows() {
     for lProgram in "$@"; do
         awk '
@@ -55,11 +55,15 @@ rows() {
                 lSide = lGroup = lValue
                 sub(/.*\//, "", lSide)
                 sub(/\/[^\/]*$/, "", lGroup)
+                if (match(lGroup, /\.[a-z]+$/)) { # what it is compared with
+                    if (lSide != "utl") lSide = substr(lGroup, RSTART + 1)
+                    lGroup = substr(lGroup, 1, RSTART - 1)
+                }
             }
             /"aggregate_name":/ { lKind = lValue }
             /"real_time":/ { lTime = lValue }
             /"time_unit":/ { lUnit = lValue == "ms" ? 1e6 : lValue == "us" ? 1e3 : 1 }
-            /"items_per_second":/ { lEach = 1e9 / lValue }
+            /"(items|bytes)_per_second":/ { lEach = 1e9 / lValue }
             /"per_message":/ { lEach = 1e9 * lValue }
             /^    }/ { told() }' "build/bench/$lProgram.json"
     done
@@ -74,18 +78,21 @@ drawn() {
     [ -s "$lScratch/rows" ] || failed "no benchmark in $*"
     # Groups from the top down; a floor is told by what follows "floor" in its name.
     awk -F '\t' -v folder="$lScratch" '
+        FNR == NR { isOurs[$1] = isOurs[$1] || $2 == "utl"; next }
+        !isOurs[$1] { next }
         !($1 in row) { row[$1] = ++count; print count "\t" $1 >(folder "/names") }
         $2 == "utl" { print $3 "\t" row[$1] >(folder "/ours"); next }
         { sub(/^floor_?/, "", $2); print $3 "\t" row[$1] "\t" $2 >(folder "/floors") }
-        END { print count >(folder "/count") }' "$lScratch/rows"
+        END { print count >(folder "/count") }' "$lScratch/rows" "$lScratch/rows"
     lCount=$(cat "$lScratch/count")
     gnuplot <<END
-set terminal svg size 860,$((lCount * 24 + 90)) dynamic font "sans-serif,11" background "#ffffff"
+set terminal svg size 860,$((lCount * 24 + 90)) dynamic noenhanced font "sans-serif,11" background "#ffffff"
 set output "$lPicture"
 set title "$lTitle"
 set datafile separator "\t"
 set logscale x
 set grid x ytics lc rgb "#dddddd"
+set format x "%g"
 set xlabel "nanoseconds (less is better)"
 set yrange [$lCount + 0.6 : 0.4]
 set lmargin 28

@@ -8,7 +8,7 @@ mount -t tmpfs tmp /tmp
 # "name=value" of the kernel's command line.
 value() { tr ' ' '\n' </proc/cmdline | sed -n "s/^$1=//p"; }
 export UTL_TEST_PATIENCE=8
-cd /tmp
+cd /tmp || poweroff -f
 
 lPassed=0
 lFailed=0

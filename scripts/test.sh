@@ -33,9 +33,6 @@ if [ ! -r /proc/self/status ]; then
     echo "no /proc here, from which the tests read descriptors, threads and their states: mount -t proc proc /proc"
     exit 1
 fi
-if [ "$(id -u)" -ne 0 ] && [ "$(nice)" -gt 0 ]; then
-    echo "started with nice $(nice): without root no thread gets the normal priority, and tests that ask for it will fail"
-fi
 
 # The race checks cannot place their memory where the kernel scatters mappings too widely.
 lRunner=

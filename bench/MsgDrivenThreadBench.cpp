@@ -1,12 +1,15 @@
-// The road of a message against a bare pipe that carries one 8-byte record a message.
+// The road of a message against a bare pipe that carries one 8-byte record a message, unpinned and on one processor.
 #include "UtlApplog.h"
 #include "UtlMsgDrivenThread.h"
 
 #include "support/Ratios.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -17,7 +20,24 @@ namespace
 {
 
 unsigned int const BATCH = 4000;
+unsigned int const OUTSTANDING = 1000; // messages sent and not yet heard, at most
 unsigned int const BURST = 1000;
+
+/// Calls of write() by this process so far, by the kernel's account; 0 if it keeps none.
+unsigned long writeCount()
+{
+    std::ifstream lAccount("/proc/self/io");
+    std::string lName;
+    unsigned long lValue = 0;
+    while (lAccount >> lName >> lValue)
+    {
+        if (lName == "syscw:")
+        {
+            return lValue;
+        }
+    }
+    return 0;
+}
 
 /// Counts what has arrived and wakes who waits for the last.
 class Arrivals
@@ -45,6 +65,15 @@ public:
         mCondition.wait(lLock, [this] { return mIsDone; });
     }
 
+    /// Before the nIndex-th message is sent.
+    void waitForRoom(unsigned int nIndex)
+    {
+        while (nIndex > OUTSTANDING && mLeft.load(std::memory_order_relaxed) + nIndex > BATCH + OUTSTANDING)
+        {
+            sched_yield();
+        }
+    }
+
 private:
     std::atomic<unsigned int> mLeft{0};
     bool mIsDone = false;
@@ -56,8 +85,8 @@ private:
 class UtlSide : public utl::ThreadMsgListener
 {
 public:
-    UtlSide()
-        : mThread(16, BATCH * 2, "bench", 1)
+    explicit UtlSide(unsigned int nMaxMsgSize = 16, unsigned int nMaxMsgCount = BATCH * 2)
+        : mThread(nMaxMsgSize, nMaxMsgCount, "bench", 1)
     {
         mThread.start(this, 0, 0, nullptr, 1, 0, utl::ThreadPriority(utl::ThreadPriority::NORMAL), 0);
     }
@@ -100,14 +129,16 @@ public:
 
     Arrivals mArrivals;
 
-private:
     static constexpr int COUNTED = 1;
     static constexpr int HOLD = 2;
     static constexpr int OTHER = 3;
 
+private:
     std::mutex mHold;
     std::mutex mHeld;
     std::atomic<bool> mIsHeld{false};
+
+public:
     utl::MsgDrivenThread mThread;
 };
 
@@ -223,6 +254,7 @@ void produce(benchmark::State& nState)
     {
         for (unsigned int lIndex = 0; lIndex < BATCH / PRODUCERS; ++lIndex)
         {
+            lSide.mArrivals.waitForRoom(lIndex * PRODUCERS);
             lSide.send();
         }
     };
@@ -262,27 +294,40 @@ void produce(benchmark::State& nState)
         benchmark::Counter(BATCH, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-template <class Side, bool IS_PINNED>
+template <class Side>
 void roundTrip(benchmark::State& nState)
 {
-    cpu_set_t lBefore;
-    sched_getaffinity(0, sizeof(lBefore), &lBefore);
-    if (IS_PINNED)
+    Side lSide;
+    for (auto lIteration : nState)
     {
-        cpu_set_t lOne;
-        CPU_ZERO(&lOne);
-        CPU_SET(0, &lOne);
-        sched_setaffinity(0, sizeof(lOne), &lOne); // the reader inherits it
+        (void)lIteration;
+        lSide.roundTrip();
     }
+}
+
+/// A burst to a reader that is held, as the sender pays for it.
+template <class Side>
+void postHeld(benchmark::State& nState)
+{
+    Side lSide;
+    for (auto lIteration : nState)
     {
-        Side lSide;
-        for (auto lIteration : nState)
+        (void)lIteration;
+        nState.PauseTiming();
+        lSide.mArrivals.expect(BURST);
+        lSide.hold();
+        nState.ResumeTiming();
+        for (unsigned int lIndex = 0; lIndex < BURST; ++lIndex)
         {
-            (void)lIteration;
-            lSide.roundTrip();
+            lSide.send();
         }
+        nState.PauseTiming();
+        lSide.release();
+        lSide.mArrivals.wait();
+        nState.ResumeTiming();
     }
-    sched_setaffinity(0, sizeof(lBefore), &lBefore);
+    nState.counters["per_message"] =
+        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 /// From the release of the reader to the arrival of the last of a burst.
@@ -308,31 +353,193 @@ void drain(benchmark::State& nState)
         benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-using Pipe8 = PipeSide<8>;
-using Pipe4096 = PipeSide<4096>;
-
-void add(char const* npName, void (*npFunction)(benchmark::State&))
+/// What the listener itself does with a burst, to be taken off.
+void listenerAlone(benchmark::State& nState)
 {
-    benchmark::RegisterBenchmark(npName, npFunction)->UseRealTime();
+    UtlSide lSide;
+    utl::ThreadRawMsg lRawMsg(20);
+    lRawMsg.setMsgId(UtlSide::COUNTED);
+    for (auto lIteration : nState)
+    {
+        (void)lIteration;
+        lSide.mArrivals.expect(BURST + 1); // so that nobody is woken
+        for (unsigned int lIndex = 0; lIndex < BURST; ++lIndex)
+        {
+            static_cast<utl::ThreadMsgListener&>(lSide).receiveMsg(0, lRawMsg);
+        }
+    }
+    nState.counters["per_message"] =
+        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+/// One producer while a timer is armed that never expires: what the look at the clock costs.
+void floodBesideTimer(benchmark::State& nState)
+{
+    UtlSide lSide;
+    lSide.mThread.setTimer(3600000, 0, 0, 0);
+    for (auto lIteration : nState)
+    {
+        (void)lIteration;
+        lSide.mArrivals.expect(BATCH);
+        for (unsigned int lIndex = 0; lIndex < BATCH; ++lIndex)
+        {
+            lSide.mArrivals.waitForRoom(lIndex);
+            lSide.send();
+        }
+        lSide.mArrivals.wait();
+    }
+    nState.counters["per_message"] =
+        benchmark::Counter(BATCH, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+/// A post behind nState.range(0) messages that wait.
+void postBehind(benchmark::State& nState)
+{
+    unsigned int const lWaiting = static_cast<unsigned int>(nState.range(0));
+    UtlSide lSide(16, lWaiting + BURST);
+    for (auto lIteration : nState)
+    {
+        (void)lIteration;
+        nState.PauseTiming();
+        lSide.mArrivals.expect(lWaiting + BURST);
+        lSide.hold();
+        for (unsigned int lIndex = 0; lIndex < lWaiting; ++lIndex)
+        {
+            lSide.send();
+        }
+        nState.ResumeTiming();
+        for (unsigned int lIndex = 0; lIndex < BURST; ++lIndex)
+        {
+            lSide.send();
+        }
+        nState.PauseTiming();
+        lSide.release();
+        lSide.mArrivals.wait();
+        nState.ResumeTiming();
+    }
+    nState.counters["per_message"] =
+        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+/// Every second of 20,000 messages of 256 bytes is erased, as the message thread pays for it with the queue locked.
+void eraseEverySecond(benchmark::State& nState)
+{
+    static constexpr unsigned int COUNT = 20000;
+    struct Eraser : utl::ThreadMsgListener
+    {
+        void receiveMsg(int, utl::ThreadRawMsg& nRawMsg) override
+        {
+            int lMsgId = 0;
+            nRawMsg.getMsgId(&lMsgId);
+            if (lMsgId != UtlSide::HOLD)
+            {
+                return;
+            }
+            for (unsigned int lIndex = 0; lIndex < COUNT; ++lIndex)
+            {
+                mpThread->postMsg(UtlSide::COUNTED + static_cast<int>(2 * (lIndex % 2)));
+            }
+            auto const lFrom = std::chrono::steady_clock::now();
+            mpThread->eraseMsg(UtlSide::COUNTED);
+            mSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - lFrom).count();
+        }
+        utl::MsgDrivenThread* mpThread = nullptr;
+        double mSeconds = 0;
+    } lEraser;
+    utl::MsgDrivenThread lThread(256, COUNT + 2, "eraser", 0);
+    lEraser.mpThread = &lThread;
+    lThread.start(&lEraser, 0, 0, nullptr, 1, 0, utl::ThreadPriority(utl::ThreadPriority::NORMAL), 0);
+    for (auto lIteration : nState)
+    {
+        (void)lIteration;
+        lThread.sendMsgSync(UtlSide::HOLD);
+        nState.SetIterationTime(lEraser.mSeconds);
+        while (!lThread.sendMsgSync(UtlSide::OTHER))
+        {
+            sched_yield();
+        }
+    }
+    lThread.stop(1, 0);
+    lThread.leaveManagement();
+}
+
+using Pipe8 = PipeSide<8>;
+
+/// Runs a benchmark, and all threads that it makes, on one processor.
+template <void (*FUNCTION)(benchmark::State&)>
+void pinned(benchmark::State& nState)
+{
+    cpu_set_t lBefore;
+    sched_getaffinity(0, sizeof(lBefore), &lBefore);
+    cpu_set_t lOne;
+    CPU_ZERO(&lOne);
+    CPU_SET(0, &lOne);
+    sched_setaffinity(0, sizeof(lOne), &lOne);
+    FUNCTION(nState);
+    sched_setaffinity(0, sizeof(lBefore), &lBefore);
+}
+
+template <void (*FUNCTION)(benchmark::State&)>
+void add(char const* npGroup, char const* npSide)
+{
+    std::string const lGroup(npGroup);
+    benchmark::RegisterBenchmark((lGroup + "/" + npSide).c_str(), FUNCTION)->UseRealTime();
+    benchmark::RegisterBenchmark((lGroup + "OneCpu/" + npSide).c_str(), pinned<FUNCTION>)->UseRealTime();
 }
 
 void addAll()
 {
-    add("oneProducer/utl", produce<UtlSide, 1>);
-    add("oneProducer/floor8", produce<Pipe8, 1>);
-    add("oneProducer/floor4096", produce<Pipe4096, 1>);
-    add("fourProducers/utl", produce<UtlSide, 4>);
-    add("fourProducers/floor8", produce<Pipe8, 4>);
-    add("fourProducers/floor4096", produce<Pipe4096, 4>);
-    add("roundTrip/utl", roundTrip<UtlSide, false>);
-    add("roundTrip/floor8", roundTrip<Pipe8, false>);
-    add("roundTrip/floor4096", roundTrip<Pipe4096, false>);
-    add("roundTripOneCpu/utl", roundTrip<UtlSide, true>);
-    add("roundTripOneCpu/floor8", roundTrip<Pipe8, true>);
-    add("roundTripOneCpu/floor4096", roundTrip<Pipe4096, true>);
-    add("heldBurst/utl", drain<UtlSide>);
-    add("heldBurst/floor8", drain<Pipe8>);
-    add("heldBurst/floor4096", drain<Pipe4096>);
+    add<produce<UtlSide, 1>>("oneProducer", "utl");
+    add<produce<Pipe8, 1>>("oneProducer", "floor8");
+    add<produce<UtlSide, 4>>("fourProducers", "utl");
+    add<produce<Pipe8, 4>>("fourProducers", "floor8");
+    add<postHeld<UtlSide>>("postHeld", "utl");
+    add<postHeld<Pipe8>>("postHeld", "floor8");
+    add<roundTrip<UtlSide>>("roundTrip", "utl");
+    add<roundTrip<Pipe8>>("roundTrip", "floor8");
+    add<drain<UtlSide>>("heldBurst", "utl");
+    add<drain<Pipe8>>("heldBurst", "floor8");
+    add<listenerAlone>("listenerAlone", "utl");
+    add<floodBesideTimer>("floodBesideTimer", "utl");
+    benchmark::RegisterBenchmark("postBehind/utl", postBehind)->Arg(8)->Arg(64)->Arg(1000)->Arg(20000)->UseRealTime();
+    benchmark::RegisterBenchmark("eraseEverySecond/utl", eraseEverySecond)->UseManualTime();
+}
+
+/// Figures that are no ratios.
+void printMore(utl::bench::RatioReporter const& nReporter)
+{
+    for (std::string const lCpu : {"", "OneCpu"})
+    {
+        std::printf("%s\n", lCpu.empty() ? "unpinned" : "on one processor");
+        std::printf(
+            "  held burst, net of the listener   %6.1f ns a message\n",
+            (nReporter.medianOf("heldBurst" + lCpu + "/utl") - nReporter.medianOf("listenerAlone" + lCpu + "/utl")) /
+                BURST);
+        std::printf("  a flood pays an armed timer with  %6.1f ns a message\n",
+                    (nReporter.medianOf("floodBesideTimer" + lCpu + "/utl") -
+                     nReporter.medianOf("oneProducer" + lCpu + "/utl")) /
+                        BATCH);
+    }
+}
+
+/// Writes to the pipe during a flood by one producer.
+void printWrites()
+{
+    UtlSide lSide;
+    unsigned long const lBefore = writeCount();
+    unsigned int const ROUNDS = 50;
+    for (unsigned int lRound = 0; lRound < ROUNDS; ++lRound)
+    {
+        lSide.mArrivals.expect(BATCH);
+        for (unsigned int lIndex = 0; lIndex < BATCH; ++lIndex)
+        {
+            lSide.mArrivals.waitForRoom(lIndex);
+            lSide.send();
+        }
+        lSide.mArrivals.wait();
+    }
+    std::printf("writes a message, one producer      %8.4f\n",
+                static_cast<double>(writeCount() - lBefore) / (static_cast<double>(ROUNDS) * BATCH));
 }
 
 } // namespace
@@ -341,5 +548,7 @@ int main(int nCount, char** npValues)
 {
     setAllFilterLevel(1);
     addAll();
-    return utl::bench::runWithRatios(nCount, npValues);
+    int const lResult = utl::bench::runWithRatios(nCount, npValues, printMore);
+    printWrites();
+    return lResult;
 }

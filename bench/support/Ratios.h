@@ -48,6 +48,13 @@ public:
         }
     }
 
+    /// The median of one benchmark, in nanoseconds; 0 if it did not run.
+    double medianOf(std::string const& nName) const
+    {
+        auto const lFound = mTimes.find(nName);
+        return lFound != mTimes.end() ? median(lFound->second) : 0;
+    }
+
 private:
     static double median(std::vector<double> nTimes)
     {
@@ -73,7 +80,8 @@ private:
 };
 
 /// The main function of a benchmark program: nine interleaved repetitions unless the arguments say otherwise.
-inline int runWithRatios(int nCount, char** npValues)
+/// npMore: prints what the ratios do not tell; may be null.
+inline int runWithRatios(int nCount, char** npValues, void (*npMore)(RatioReporter const&) = nullptr)
 {
     std::vector<std::string> lDefaults{npValues[0], "--benchmark_repetitions=9",
                                        "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.1",
@@ -89,6 +97,10 @@ inline int runWithRatios(int nCount, char** npValues)
     RatioReporter lReporter;
     benchmark::RunSpecifiedBenchmarks(&lReporter);
     lReporter.printRatios();
+    if (npMore != nullptr)
+    {
+        npMore(lReporter);
+    }
     return 0;
 }
 

@@ -103,16 +103,10 @@ bool MsgQueues::write(Msg const& nMsg)
     return false;
 }
 
-bool MsgQueues::keep(int nMsgId, int nLogLevel)
+void MsgQueues::tellOverflow(int nMsgId, int nLogLevel) const
 {
-    if (!mSlots.isFull())
-    {
-        mSlots.keepNext();
-        return true;
-    }
     applog(UTL_LOG_TYPE, nLogLevel, "MsgDrivenThread(%s) Overflow MsgDataQueue  MaxCount:%d MsgId:0x%08x", mpName,
            static_cast<int>(mMaxCount), static_cast<unsigned int>(nMsgId));
-    return false;
 }
 
 void MsgQueues::keepAsInterrupt()

@@ -103,7 +103,12 @@ public:
     bool write(Msg const& nMsg);
 
     /// What was written stays, as the newest slot. Result: false when the queue is full, which is logged.
-    bool keep(int nMsgId, int nLogLevel);
+    bool keep(int nMsgId, int nLogLevel)
+    {
+        bool const lHasRoom = !mSlots.isFull();
+        lHasRoom ? mSlots.keepNext() : tellOverflow(nMsgId, nLogLevel);
+        return lHasRoom;
+    }
     void takeBack() { mSlots.dropNewest(); }
 
     /// What was written is the interrupt.
@@ -138,6 +143,7 @@ private:
     };
     class Compaction;
 
+    void tellOverflow(int nMsgId, int nLogLevel) const;
     void copyOldest(ThreadRawMsg& nTarget);
     bool passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement& nJudgement);
     void earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount);

@@ -22,30 +22,20 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
 
 // ---------------------------------------------------------------------------------------------- for senders
 
-bool QuietLoop::appendLocked(CtlRecord const& nRecord, Wake* npWake)
+/// The queue is full. Result: false.
+bool QuietLoop::refuse(CtlRecord const& nRecord) const
 {
-    if (!mCtlQueue.append(nRecord))
+    if (mKind.mpOverflow != nullptr)
     {
-        if (mKind.mpOverflow != nullptr)
-        {
-            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpOverflow, name(), static_cast<int>(mCtlQueue.maxSize()),
-                   static_cast<unsigned int>(nRecord.mMsgId));
-        }
-        return false;
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpOverflow, name(), static_cast<int>(mCtlQueue.maxSize()),
+               static_cast<unsigned int>(nRecord.mMsgId));
     }
-    npWake->mIsMine = takeNoteLocked();
-    npWake->mGeneration = mGeneration;
-    npWake->mNumber = mCtlQueue.lastNumber();
-    return true;
+    return false;
 }
 
-/// Result: the note was up: the caller is to write.
+/// The note is up and comes down: the caller is to write. Result: true.
 bool QuietLoop::takeNoteLocked()
 {
-    if (!mIsAsleep)
-    {
-        return false;
-    }
     mIsAsleep = false;
     mWriters.fetch_add(1, std::memory_order_relaxed);
     return true;
@@ -135,7 +125,7 @@ void QuietLoop::postStop(int nMsgId)
         SyncGuard lGuard(mSyncObject);
         if (!appendLocked(lRecord, &lWake))
         {
-            lWake.mIsMine = takeNoteLocked();
+            lWake.mIsMine = mIsAsleep && takeNoteLocked();
             lWake.mGeneration = mGeneration;
             lWake.mNumber = mCtlQueue.lastNumber() - 1; // there is nothing to take back
         }

@@ -70,7 +70,17 @@ public:
     };
 
     /// Appends a record. Result: false for a full queue.
-    bool appendLocked(CtlRecord const& nRecord, Wake* npWake) UTL_REQUIRES(mSyncObject);
+    bool appendLocked(CtlRecord const& nRecord, Wake* npWake) UTL_REQUIRES(mSyncObject)
+    {
+        if (!mCtlQueue.append(nRecord))
+        {
+            return refuse(nRecord);
+        }
+        npWake->mIsMine = mIsAsleep && takeNoteLocked();
+        npWake->mGeneration = mGeneration;
+        npWake->mNumber = mCtlQueue.lastNumber();
+        return true;
+    }
 
     /// Wakes the loop if that is the sender's to do. If it cannot be woken, and his record is still the newest, that is
     /// taken back, and nTakeBack takes back under the lock what belongs to it.
@@ -173,6 +183,7 @@ private:
     long long nextDueNs() const UTL_NO_THREAD_SAFETY_ANALYSIS { return mTimers.nextDueNs(); }
     ExpiryNotes& notes() UTL_NO_THREAD_SAFETY_ANALYSIS { return mTimers.notes(); }
 
+    bool refuse(CtlRecord const& nRecord) const UTL_REQUIRES(mSyncObject);
     bool write(CtlRecord const& nRecord);
     void stopWriting();
     bool takeNoteLocked() UTL_REQUIRES(mSyncObject);

@@ -139,11 +139,14 @@ public:
     /// The operations of MsgDrivenThread for one listener; false for null. The synchronous ones take their turn.
     /// Caution: a listener that goes while its message is queued is called all the same; see abortMsg.
     bool postMsg(ThreadMsgListener* npListener, Msg const& nMsg);
-    bool postMsg(ThreadMsgListener* npListener, int nMsgId);
+    bool postMsg(ThreadMsgListener* npListener, int nMsgId) { return postMsg(npListener, SimpleMsg(nMsgId)); }
     bool sendMsgSync(ThreadMsgListener* npListener, Msg const& nMsg);
-    bool sendMsgSync(ThreadMsgListener* npListener, int nMsgId);
+    bool sendMsgSync(ThreadMsgListener* npListener, int nMsgId) { return sendMsgSync(npListener, SimpleMsg(nMsgId)); }
     bool sendMsgInterrupt(ThreadMsgListener* npListener, Msg const& nMsg);
-    bool sendMsgInterrupt(ThreadMsgListener* npListener, int nMsgId);
+    bool sendMsgInterrupt(ThreadMsgListener* npListener, int nMsgId)
+    {
+        return sendMsgInterrupt(npListener, SimpleMsg(nMsgId));
+    }
 
     /// The views of MsgDrivenThread. Without a listener they see broadcasts and time-outs for all, otherwise what is
     /// for that listener, as it will see it. Nothing for null.
@@ -197,10 +200,12 @@ private:
 
     bool isOnMessageThread() const;
     bool mayChangeListLocked(char const* npFunction) UTL_REQUIRES(mListenerSyncObject);
-    bool sendListenerLocked(int nMsgId, ThreadMsgListener* npListener, char const* npFunction)
-        UTL_REQUIRES(mListenerSyncObject);
+    bool changeList(int nMsgId, ThreadMsgListener* npListener, char const* npFunction);
+    bool executeChange(int nMsgId, ThreadMsgListener* npListener);
     bool addMsgListener(ThreadMsgListener* npListener);
-    void eraseMsgListener(ThreadMsgListener* npListener);
+    bool eraseMsgListener(ThreadMsgListener* npListener);
+    template <class Judge, class Do>
+    bool withJudge(Judge nJudge, Do nDo);
     int takeTimerOf(ThreadMsgListener* npListener);
     int enterTimer(int nTimerId, ThreadMsgListener* npListener);
     int startEntered(int nTimerId, int nNoWait);
@@ -208,8 +213,7 @@ private:
 
     void route(int nMsgId, int nThreadId, ThreadRawMsg& nRawMsg);
     void forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg);
-    void onAttachMsgListener(ThreadRawMsg& nRawMsg);
-    void onDetachMsgListener(ThreadRawMsg& nRawMsg);
+    void onChangeList(int nMsgId, ThreadRawMsg& nRawMsg);
     void onSpecifiedMsgListener(int nThreadId, ThreadRawMsg& nRawMsg);
     void onTimer(int nThreadId, ThreadRawMsg& nRawMsg);
 

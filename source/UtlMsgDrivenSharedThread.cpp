@@ -23,6 +23,13 @@ unsigned int saturatedSum(unsigned int nSize, unsigned int nMore)
     return nSize < UINT_MAX - nMore ? nSize + nMore : UINT_MAX;
 }
 
+int idOf(ThreadRawMsg& nRawMsg)
+{
+    int lMsgId = MSG_ID_NONE;
+    nRawMsg.getMsgId(&lMsgId);
+    return lMsgId;
+}
+
 /// A SyncGuard whose waiting stands between two reports to the watchdog.
 class UTL_SCOPED_CAPABILITY ReportedGuard
 {
@@ -90,8 +97,7 @@ public:
 
     bool operator()(ThreadRawMsg& nRawMsg)
     {
-        int lMsgId = MSG_ID_NONE;
-        nRawMsg.getMsgId(&lMsgId);
+        int const lMsgId = idOf(nRawMsg);
         if (lMsgId >= MSG_ID_ATTACH_LISTENER && lMsgId <= MSG_ID_SPECIFIED_LISTENER)
         {
             return false;
@@ -117,8 +123,7 @@ public:
 
     bool operator()(ThreadRawMsg& nRawMsg)
     {
-        int lMsgId = MSG_ID_NONE;
-        nRawMsg.getMsgId(&lMsgId);
+        int const lMsgId = idOf(nRawMsg);
         mIsTimerMsg = lMsgId == MSG_ID_TIMER;
         return mIsTimerMsg ? mThread.isTimeoutFor(mpListener, nRawMsg) && mJudge(nRawMsg)
                            : lMsgId == MSG_ID_SPECIFIED_LISTENER && passesEnvelope(nRawMsg);
@@ -209,33 +214,40 @@ int MsgDrivenSharedThread::stop(int nWait, unsigned int nTimeoutMs)
 
 bool MsgDrivenSharedThread::attachMsgListener(ThreadMsgListener* npListener)
 {
-    if (isOnMessageThread())
-    {
-        return addMsgListener(npListener);
-    }
-    ReportedGuard lGuard(mListenerSyncObject, "attachMsgListener", __LINE__);
-    if (mayChangeListLocked("attachMsgListener"))
-    {
-        return addMsgListener(npListener);
-    }
-    mAttachResult = false;
-    return sendListenerLocked(MSG_ID_ATTACH_LISTENER, npListener, "attachMsgListener") && mAttachResult;
+    return changeList(MSG_ID_ATTACH_LISTENER, npListener, "attachMsgListener");
 }
 
 void MsgDrivenSharedThread::detachMsgListener(ThreadMsgListener* npListener)
 {
+    changeList(MSG_ID_DETACH_LISTENER, npListener, "detachMsgListener");
+}
+
+/// At once where nobody walks the list, or by the message thread. Result: that of addMsgListener() or eraseMsgListener().
+bool MsgDrivenSharedThread::changeList(int nMsgId, ThreadMsgListener* npListener, char const* npFunction)
+{
     if (isOnMessageThread())
     {
-        eraseMsgListener(npListener);
-        return;
+        return executeChange(nMsgId, npListener);
     }
-    ReportedGuard lGuard(mListenerSyncObject, "detachMsgListener", __LINE__);
-    if (mayChangeListLocked("detachMsgListener"))
+    ReportedGuard lGuard(mListenerSyncObject, npFunction, __LINE__);
+    if (mayChangeListLocked(npFunction))
     {
-        eraseMsgListener(npListener);
-        return;
+        return executeChange(nMsgId, npListener);
     }
-    sendListenerLocked(MSG_ID_DETACH_LISTENER, npListener, "detachMsgListener");
+    MsgListenerMsg lMsg(nMsgId);
+    lMsg.mpListener = npListener;
+    mAttachResult = false;
+    if (!blockingCall(FILE_NAME, npFunction, __LINE__, [&] { return MsgDrivenThread::sendMsgSync(lMsg); }))
+    {
+        applog(UTL_LOG_TYPE, 1, "MsgDrivenSharedThread::%s(): Can't send thread", npFunction);
+        return false;
+    }
+    return mAttachResult;
+}
+
+bool MsgDrivenSharedThread::executeChange(int nMsgId, ThreadMsgListener* npListener)
+{
+    return nMsgId == MSG_ID_ATTACH_LISTENER ? addMsgListener(npListener) : eraseMsgListener(npListener);
 }
 
 /// Result: no loop walks the list, not yet or, having waited for its end, not any more. Otherwise it is the message
@@ -258,18 +270,6 @@ bool MsgDrivenSharedThread::mayChangeListLocked(char const* npFunction)
     return true;
 }
 
-bool MsgDrivenSharedThread::sendListenerLocked(int nMsgId, ThreadMsgListener* npListener, char const* npFunction)
-{
-    MsgListenerMsg lMsg(nMsgId);
-    lMsg.mpListener = npListener;
-    if (!blockingCall(FILE_NAME, npFunction, __LINE__, [&] { return MsgDrivenThread::sendMsgSync(lMsg); }))
-    {
-        applog(UTL_LOG_TYPE, 1, "MsgDrivenSharedThread::%s(): Can't send thread", npFunction);
-        return false;
-    }
-    return true;
-}
-
 bool MsgDrivenSharedThread::addMsgListener(ThreadMsgListener* npListener)
 {
     if (npListener == nullptr)
@@ -286,7 +286,7 @@ bool MsgDrivenSharedThread::addMsgListener(ThreadMsgListener* npListener)
     return mMsgListeners.insertAt(mMsgListeners.size(), npListener);
 }
 
-void MsgDrivenSharedThread::eraseMsgListener(ThreadMsgListener* npListener)
+bool MsgDrivenSharedThread::eraseMsgListener(ThreadMsgListener* npListener)
 {
     for (unsigned int lIndex = 0; lIndex < mMsgListeners.size(); ++lIndex)
     {
@@ -297,9 +297,10 @@ void MsgDrivenSharedThread::eraseMsgListener(ThreadMsgListener* npListener)
             {
                 --mForwardIndex; // whom it is calling has moved up
             }
-            return;
+            return true;
         }
     }
+    return false;
 }
 
 bool MsgDrivenSharedThread::abortMsg(ThreadMsgListener* npListener)
@@ -356,21 +357,11 @@ bool MsgDrivenSharedThread::postMsg(ThreadMsgListener* npListener, Msg const& nM
                          [this](Msg const& nEnvelope) { return MsgDrivenThread::postMsg(nEnvelope); });
 }
 
-bool MsgDrivenSharedThread::postMsg(ThreadMsgListener* npListener, int nMsgId)
-{
-    return postMsg(npListener, SimpleMsg(nMsgId));
-}
-
 bool MsgDrivenSharedThread::sendMsgSync(ThreadMsgListener* npListener, Msg const& nMsg)
 {
     return npListener != nullptr && !isOnMessageThread() &&
            sendSpecified(mSendSyncMsg, npListener, nMsg,
                          [this](Msg const& nEnvelope) { return MsgDrivenThread::sendMsgSync(nEnvelope); });
-}
-
-bool MsgDrivenSharedThread::sendMsgSync(ThreadMsgListener* npListener, int nMsgId)
-{
-    return sendMsgSync(npListener, SimpleMsg(nMsgId));
 }
 
 bool MsgDrivenSharedThread::sendMsgInterrupt(ThreadMsgListener* npListener, Msg const& nMsg)
@@ -380,46 +371,41 @@ bool MsgDrivenSharedThread::sendMsgInterrupt(ThreadMsgListener* npListener, Msg 
                          [this](Msg const& nEnvelope) { return MsgDrivenThread::sendMsgInterrupt(nEnvelope); });
 }
 
-bool MsgDrivenSharedThread::sendMsgInterrupt(ThreadMsgListener* npListener, int nMsgId)
-{
-    return sendMsgInterrupt(npListener, SimpleMsg(nMsgId));
-}
-
 // ---------------------------------------------------------------------------------------------- views
+
+/// Does something with the judgement of one of the judges.
+template <class Judge, class Do>
+bool MsgDrivenSharedThread::withJudge(Judge nJudge, Do nDo)
+{
+    MsgJudgement<Judge> lJudgement(&nJudge);
+    return nDo(&lJudgement);
+}
 
 bool MsgDrivenSharedThread::hasMsg(int nMsgId)
 {
-    JudgeMsgBroadcast lJudge(*this, nMsgId);
-    MsgJudgement<JudgeMsgBroadcast> lJudgement(&lJudge);
-    return hasMsgInternal(&lJudgement);
+    return withJudge(JudgeMsgBroadcast(*this, nMsgId), [&](auto* npBy) { return hasMsgInternal(npBy); });
 }
 
 bool MsgDrivenSharedThread::hasMsg(ThreadMsgListener* npListener, int nMsgId)
 {
-    JudgeMsgSpecifiedListener lJudge(*this, npListener, nMsgId);
-    MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
-    return npListener != nullptr && hasMsgInternal(&lJudgement);
+    return npListener != nullptr && withJudge(JudgeMsgSpecifiedListener(*this, npListener, nMsgId),
+                                              [&](auto* npBy) { return hasMsgInternal(npBy); });
 }
 
 bool MsgDrivenSharedThread::eraseMsg(int nMsgId)
 {
-    JudgeMsgBroadcast lJudge(*this, nMsgId);
-    MsgJudgement<JudgeMsgBroadcast> lJudgement(&lJudge);
-    return eraseMsgInternal(&lJudgement);
+    return withJudge(JudgeMsgBroadcast(*this, nMsgId), [&](auto* npBy) { return eraseMsgInternal(npBy); });
 }
 
 bool MsgDrivenSharedThread::eraseMsg(ThreadMsgListener* npListener, int nMsgId)
 {
-    JudgeMsgSpecifiedListener lJudge(*this, npListener, nMsgId);
-    MsgJudgement<JudgeMsgSpecifiedListener> lJudgement(&lJudge);
-    return npListener != nullptr && eraseMsgInternal(&lJudgement);
+    return npListener != nullptr && withJudge(JudgeMsgSpecifiedListener(*this, npListener, nMsgId),
+                                              [&](auto* npBy) { return eraseMsgInternal(npBy); });
 }
 
 bool MsgDrivenSharedThread::peekMsg(int nMsgId, ThreadRawMsg* npRawMsg)
 {
-    JudgeMsgBroadcast lJudge(*this, nMsgId);
-    MsgJudgement<JudgeMsgBroadcast> lJudgement(&lJudge);
-    return peekMsgInternal(&lJudgement, npRawMsg);
+    return withJudge(JudgeMsgBroadcast(*this, nMsgId), [&](auto* npBy) { return peekMsgInternal(npBy, npRawMsg); });
 }
 
 bool MsgDrivenSharedThread::peekMsg(ThreadMsgListener* npListener, int nMsgId, ThreadRawMsg* npRawMsg)
@@ -449,23 +435,13 @@ bool MsgDrivenSharedThread::peekMsg(ThreadMsgListener* npListener, int nMsgId, T
 int MsgDrivenSharedThread::getFirstMsgId()
 {
     ThreadRawMsg lRawMsg(sizeof(int));
-    int lMsgId = MSG_ID_NONE;
-    if (peekMsg(MSG_ID_ANY, &lRawMsg))
-    {
-        lRawMsg.getMsgId(&lMsgId);
-    }
-    return lMsgId;
+    return peekMsg(MSG_ID_ANY, &lRawMsg) ? idOf(lRawMsg) : MSG_ID_NONE;
 }
 
 int MsgDrivenSharedThread::getFirstMsgId(ThreadMsgListener* npListener)
 {
     ThreadRawMsg lRawMsg(sizeof(int));
-    int lMsgId = MSG_ID_NONE;
-    if (peekMsg(npListener, MSG_ID_ANY, &lRawMsg))
-    {
-        lRawMsg.getMsgId(&lMsgId);
-    }
-    return lMsgId;
+    return peekMsg(npListener, MSG_ID_ANY, &lRawMsg) ? idOf(lRawMsg) : MSG_ID_NONE;
 }
 
 // ---------------------------------------------------------------------------------------------- timers
@@ -478,11 +454,9 @@ int MsgDrivenSharedThread::registerTimer(unsigned int nIntervalMs, unsigned int 
 int MsgDrivenSharedThread::registerTimer(ThreadMsgListener* npListener, unsigned int nIntervalMs,
                                          unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
-    if (npListener == nullptr)
-    {
-        return -1;
-    }
-    return enterTimer(MsgDrivenThread::registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning), npListener);
+    return npListener != nullptr
+               ? enterTimer(MsgDrivenThread::registerTimer(nIntervalMs, nMaxTimeoutCount, nIsFreeRunning), npListener)
+               : -1;
 }
 
 /// Enters whose a registered timer is. Result: the id; -1 for -1 and for a full table, the timer being gone then.
@@ -557,9 +531,8 @@ void MsgDrivenSharedThread::route(int nMsgId, int nThreadId, ThreadRawMsg& nRawM
     case MSG_ID_TIMER:
         return onTimer(nThreadId, nRawMsg);
     case MSG_ID_ATTACH_LISTENER:
-        return onAttachMsgListener(nRawMsg);
     case MSG_ID_DETACH_LISTENER:
-        return onDetachMsgListener(nRawMsg);
+        return onChangeList(nMsgId, nRawMsg);
     case MSG_ID_SPECIFIED_LISTENER:
         return onSpecifiedMsgListener(nThreadId, nRawMsg);
     default:
@@ -583,18 +556,11 @@ void MsgDrivenSharedThread::forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg)
     mForwardIndex = lOuterIndex;
 }
 
-void MsgDrivenSharedThread::onAttachMsgListener(ThreadRawMsg& nRawMsg)
+void MsgDrivenSharedThread::onChangeList(int nMsgId, ThreadRawMsg& nRawMsg)
 {
     MsgListenerMsg lMsg(MSG_ID_NONE);
     lMsg.restoreFrom(nRawMsg);
-    mAttachResult = addMsgListener(lMsg.mpListener);
-}
-
-void MsgDrivenSharedThread::onDetachMsgListener(ThreadRawMsg& nRawMsg)
-{
-    MsgListenerMsg lMsg(MSG_ID_NONE);
-    lMsg.restoreFrom(nRawMsg);
-    eraseMsgListener(lMsg.mpListener);
+    mAttachResult = executeChange(nMsgId, lMsg.mpListener);
 }
 
 void MsgDrivenSharedThread::onSpecifiedMsgListener(int nThreadId, ThreadRawMsg& nRawMsg)

@@ -76,6 +76,8 @@ public:
     /// Forks:  as StaticBuffer. Blocking: until no other thread has a scratch row.
     /// Result: false for nulls and for text of WorkingBuffer<T>::CAPACITY bytes or more: the text is unchanged; false
     ///         for no room and for malformed text in mode 1: it holds what was written until then.
+    /// Capacity: in expand mode 1 it has grown before any failure is found. An empty npPattern is counted as one
+    ///         match, so that the capacity grows by the length of npReplacement although nothing is replaced.
     /// Caution: an empty replacement drops everything behind the first match, see replaceStr(); use eraseStrSpan().
     UTL_SHARP_EDGE("with an empty replacement use eraseStrSpan()")
     bool replace(T const* npPattern, T const* npReplacement, int nMode);

@@ -12,10 +12,10 @@
 /// Tables:   constant-initialised, so that the constructors of static objects may use them, read-only from then on, and
 ///           never destroyed: a thread that still runs while the process exits finds them whole. The order of rows
 ///           counts: the first row that matches wins. They are references to arrays, to be used like the arrays.
-/// Threads:  any, without a lock, except isCharAttribBase().
-/// Signals:  yes, with the same exception.
-/// Forks:    nothing to heed, with the same exception: see StaticBuffer.
-/// Blocking: never, with the same exception: until no other thread has a scratch row.
+/// Threads:  any, without a lock.
+/// Signals:  yes.
+/// Forks:    nothing to heed.
+/// Blocking: never.
 /// Blocks:   a class is a set of texts, its blocks: mostly one character, but also a number with its sign, or a voiced
 ///           kana with the small kana behind it.
 
@@ -134,7 +134,7 @@ template <class T>
 UTL_API bool isStrAttribBase(T const* npStr, int nAttrib);
 
 /// Whether the first character, taken alone, is such a block; false for a byte-order mark and a malformed character.
-/// Null and empty text are so with CHAR_ATTRIB_NUL. Uses one scratch row and its lock.
+/// Null and empty text are so with CHAR_ATTRIB_NUL.
 /// Caution: a character right before a stray continuation byte counts as empty text; check with t_charlen() first.
 template <class T>
 UTL_API bool isCharAttribBase(T const* npStr, int nAttrib);

@@ -44,6 +44,9 @@ namespace utl
 ///            of 0 asks for the size: the text is walked, nothing is stored, and a destination may be null.
 /// convertChar...: the first character, without a terminator. Result: units stored. npConsumed may be null; it
 ///            receives the units taken from the source. A capacity of 0 asks for the size.
+/// Capacity:  nothing behind it is touched by a call that fails.
+/// Caution:   Shift-JIS from outside ends in two NUL bytes: a lead byte as the last byte takes one as its trail byte, and
+///            the convertStr functions from Shift-JIS then go on behind it.
 /// Ownership: nothing is owned or kept; source and destination must not overlap.
 /// Threads:   any; no state, no lock, no heap, no log.
 /// Signals:   yes, but for wide text where the process brings its own converter.
@@ -108,9 +111,6 @@ UTL_API unsigned int convertCharFromSjisToUtf8(char* npDst, unsigned int nDstSiz
 ///
 /// Caution: a code without a row becomes a NUL byte inside the result, and 0x80, 0xA0, 0xF0 to 0xF9 and 0xFD to 0xFF
 ///          pass raw, so that the result may not be UTF-8; check it with t_charlen().
-/// Caution: a lead byte as the last byte takes the terminator as its trail byte and the walk goes on behind it; end
-///          text from outside with two NUL bytes.
-UTL_SHARP_EDGE("end foreign text with two NUL bytes")
 UTL_API unsigned int convertStrFromSjisToUtf8(char* npDst, unsigned int nDstSize, char const* npSrc);
 
 // --- Shift-JIS and UTF-16 ---
@@ -123,11 +123,9 @@ UTL_API unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char cons
 
 /// The same for a text; a double-byte code without a row becomes REPLACEMENT_CHAR.
 ///
-/// Caution: ASCII and the other bytes outside the table classes are stored, with a 0 unit behind, whenever npDst is
-///          not null, past nDstSize and even when it is 0; only a later character or the terminator fails. Ask for
-///          the size with a null destination first.
-/// Caution: a lead byte as the last byte, as convertStrFromSjisToUtf8().
-UTL_SHARP_EDGE("ask for the size first, and end foreign text with two NUL bytes")
+/// Caution: with an nDstSize of 0 and a destination, ASCII and the other bytes outside the table classes are stored all
+///          the same, with a 0 unit behind; ask for the size with a null destination.
+UTL_SHARP_EDGE("ask for the size with a null destination")
 UTL_API unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc);
 
 // --- UTF-16 and UTF-8 ---

@@ -9,12 +9,12 @@
 ///
 /// Text:     UTF-8 in char, terminated, not owned; T is char. Sizes count bytes. No log, no heap.
 /// Results:  STR_ERROR or false for failure; capacities, size queries and modes are those of UtlString.h.
-/// Locks:    all functions work in scratch rows, so they hold the StaticBuffer's lock while they run, and texts of
-///           WorkingBuffer<char>::CAPACITY bytes or more fail.
+/// Limits:   texts of WorkingBuffer<char>::CAPACITY bytes or more fail.
+/// Locks:    none, except convertAttrib() if source and destination overlap: it uses one scratch row and its lock.
 /// Threads:  any.
-/// Signals:  no.
-/// Forks:    as StaticBuffer.
-/// Blocking: until no other thread has a scratch row.
+/// Signals:  yes, with the same exception.
+/// Forks:    nothing to heed, with the same exception: see StaticBuffer.
+/// Blocking: never, with the same exception: until no other thread has a scratch row.
 
 namespace utl
 {
@@ -52,7 +52,7 @@ extern UTL_API PairAttrib const (&HANKATA_HIRAGANA_PAIR)[89];   ///< half-width 
 
 /// Replaces, at each position of a text, the first row of a pair table that matches there.
 ///
-/// npDst:    may be npSrc.
+/// npDst:    may be npSrc, or overlap it.
 /// nReverse: 0 replaces left texts by right texts, any other value right by left.
 /// Result:   the size in use with the terminator; STR_ERROR for a null source or table, no room, too long a text.
 ///           npDst then may hold a part, terminated. What no row matches is copied as it is.
@@ -90,7 +90,7 @@ UTL_API int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCo
 /// npValue: written where the result is true.
 /// nBase:   2 to 36; 0 lets the text choose: 16 after "0x", 8 after another leading 0, else 10.
 /// Result:  true if a number was read; what follows it is not looked at. False for nulls, other bases, a minus, no
-///          digit, and a value above 65535.
+///          digit, a value above 65535, and a text of too many bytes, before or after it is made half-width.
 /// Caution: with base 0 the text "0" is no number, since the leading 0 is the prefix; give a base. With base 16 a
 /// prefix "0x" is not skipped: the number is 0.
 /// Caution: a digit right before a stray continuation byte is lost: "12\x80" is 1; check with t_charlen() first.

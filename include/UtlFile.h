@@ -296,9 +296,10 @@ public:
     // Line ends: LF with all CR directly before it; at the end of the file also CR alone. Other CR are text. A stray
     //            continuation byte of UTF-8 behind an LF does not take that away: the line ends there. Behind a CR at the
     //            end of the file it is passed over, as one byte of line end, and the CR is given as text.
-    // Reading:   a few pages are read ahead into a buffer of the object (heap, 37 KB, from the first call on; calls
-    //            that move the position otherwise give it back). Bytes that somebody changes meanwhile without
-    //            the lock may be seen as they were.
+    // Reading:   a few pages are read ahead into a buffer of the descriptor, for all copies (heap, 37 KB, from the first
+    //            call on; calls that move the position otherwise give it back). Bytes that somebody changes meanwhile
+    //            without the lock may be seen as they were. After a fork each call asks the descriptor for the position
+    //            first and moves it last: two system calls.
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
     bool setTextType(int nTextType); ///< FILE_TEXT_...; false for another value, with nothing changed.
@@ -321,7 +322,8 @@ public:
     /// Reads a line without its line end.
     ///
     /// npDst, nDstSize: at least the source bytes plus one terminator (two for UTF-16) and the bytes of the result;
-    ///                  three times the source bytes, plus two, are enough for any line. Below FILE_TEXT_CHUNK_MAX.
+    ///                  three times the source bytes, plus two, are enough for any line. Below FILE_TEXT_CHUNK_MAX,
+    ///                  so that no buffer takes more than 1,706 source bytes of half-width katakana in Shift-JIS.
     ///                  0 asks for the size: nothing moves.
     /// npOutSize:       may be null; receives the size of the result, 1 for an empty line; untouched on failure.
     /// Result:          0 also for an empty line. Failure with the position left on the line: FILE_TEXT_CHUNK_MAX

@@ -14,14 +14,17 @@
 /// Capacity: in bytes, terminator included. 0 with a usable source asks for the size: nothing is written, and the
 ///           size that is needed, terminator included, is given. A destination then may be null.
 /// Modes:    1 cuts to fit, at a character boundary; any other value means all or nothing.
-/// Caution:  in malformed text a stray continuation byte takes the character before it along: cutting "abc\x80" to 3 bytes
-///           gives "ab", and erasing at index 3 erases the "c". Check with t_charlen() what comes from outside.
+/// Caution:  in malformed text a stray continuation byte takes the character before it along: copying 3 bytes of
+///           "abc\x80" gives "ab", and erasing at index 3 erases the "c"; but truncateStr() to 3 bytes gives "abc". Check
+///           with getNearCharIndex(text, length, 1), which gives STR_ERROR, what comes from outside.
 /// Overlap:  source and destination must not overlap unless said otherwise.
-/// Threads:  any. Functions said to use scratch rows take the StaticBuffer's lock while they run and fail on text
-///           of WorkingBuffer<char>::CAPACITY bytes or more; the others touch their arguments only.
-/// Signals:  yes, but for those with scratch rows and formatStr().
-/// Forks:    nothing to heed, but for those with scratch rows: see StaticBuffer.
-/// Blocking: never, but for those with scratch rows: until no other thread has one.
+/// Time:     in proportion to the texts, except findReverseStr() and findReverseChar(): at worst in proportion to the
+///           product of both.
+/// Limits:   functions said to be limited fail on text of WorkingBuffer<char>::CAPACITY bytes or more.
+/// Threads:  any; no locks, and nothing but the arguments is touched.
+/// Signals:  yes, but for formatStr().
+/// Forks:    nothing to heed.
+/// Blocking: never.
 
 namespace utl
 {
@@ -142,7 +145,7 @@ template <class T>
 UTL_API unsigned int truncateStr(T* npStr, unsigned int nLength);
 
 /// Removes nCount bytes at nIndex in place; past the end is cut there. An index inside a character counts as the
-/// character's start for what stays in front. Uses one scratch row.
+/// character's start for what stays in front. Limited.
 /// Caution: where nIndex + nCount falls inside a character, the rest of its bytes stays behind as malformed text; take
 /// both ends from getNearCharIndex().
 /// Result: the new size with the terminator; STR_ERROR for null, too long a text, nIndex past the end, and a stop at a
@@ -176,7 +179,7 @@ UTL_API unsigned int t_strspn(T const* npStr, T const* npSet);
 template <class T>
 UTL_API unsigned int t_strcspn(T const* npStr, T const* npSet);
 
-/// Searches backwards from the byte at nStart (STR_ALL, or past the end: from the last byte). Uses two scratch rows.
+/// Searches backwards from the byte at nStart (STR_ALL, or past the end: from the last byte). Both texts are limited.
 ///
 /// npBefore: may be null; receives the index of the byte ahead of the match, STR_ERROR where there is none. Pass it
 ///           as nStart to find the next one.
@@ -185,9 +188,9 @@ UTL_API unsigned int t_strcspn(T const* npStr, T const* npSet);
 template <class T>
 UTL_API unsigned int findReverseStr(T const* npStr, T const* npPattern, unsigned int nStart, unsigned int* npBefore);
 
-/// findReverseStr() for the first character of npCharacter. Uses two scratch rows.
-/// Result: STR_ERROR also for a byte-order mark and a byte that cannot lead a character; one with a broken tail
-///         counts as an empty pattern.
+/// findReverseStr() for the first character of npCharacter.
+/// Result: STR_ERROR also for null, for a byte-order mark and for a byte that cannot lead a character; empty text and a
+///         character with a broken tail count as an empty pattern, which gives the length of npStr.
 template <class T>
 UTL_API unsigned int findReverseChar(T const* npStr, T const* npCharacter, unsigned int nStart, unsigned int* npBefore);
 

@@ -183,7 +183,7 @@ unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char const* npSrc
     return lIsInTable ? 1 : 2;
 }
 
-// Not through an output: the third class knows no capacity.
+// Not through an output: with a capacity of 0 the third class is stored all the same.
 unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc)
 {
     if (npSrc == nullptr || (npDst == nullptr && nDstSize != 0))
@@ -194,16 +194,16 @@ unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstS
     unsigned int lUsed = 0;
     for (; *lpSrc != 0; ++lUsed)
     {
+        if (nDstSize != 0 && nDstSize < lUsed + 2)
+        {
+            return STR_ERROR; // the terminator would have no room either
+        }
         bool const lIsDouble = isSjisLead(*lpSrc);
         if (lIsDouble || isSjisKana(*lpSrc))
         {
+            unsigned int const lUnit = unitOfCode(lpSrc, lIsDouble);
             if (nDstSize != 0)
             {
-                if (nDstSize < lUsed + 2)
-                {
-                    return STR_ERROR;
-                }
-                unsigned int const lUnit = unitOfCode(lpSrc, lIsDouble);
                 npDst[lUsed] = lUnit == 0 ? REPLACEMENT_CHAR : static_cast<unsigned short>(lUnit);
             }
         }
@@ -216,10 +216,6 @@ unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstS
     }
     if (nDstSize != 0)
     {
-        if (nDstSize < lUsed + 1)
-        {
-            return STR_ERROR;
-        }
         npDst[lUsed] = 0;
     }
     return lUsed + 1;

@@ -62,7 +62,7 @@ struct Utf8ToUtf16Walk
             }
             else
             {
-                unsigned int const lSize = strCharBytesBase(reinterpret_cast<char const*>(npSrc), nullptr);
+                unsigned int const lSize = charSize(npSrc);
                 bool const lIsStray = lSize == STR_ERROR;
                 if (lSize == 0)
                 {

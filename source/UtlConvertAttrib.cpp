@@ -240,7 +240,7 @@ public:
         for (; lpOut <= lpLast; lpOut += lCopied, npSrc += lCopied)
         {
             // A branch for each size, so that the next character does not wait for the row of this one.
-            if (internal::isLikely(npEnd - npSrc >= 3 && internal::isUsualThree(npSrc)))
+            if (internal::isLikely(npEnd - npSrc >= 3 && internal::isUsualThree(internal::fourBytesAt(npSrc))))
             {
                 lCopied = foldThree(npSrc, lpOut);
                 continue;

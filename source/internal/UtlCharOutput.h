@@ -4,6 +4,8 @@
 
 #include "internal/UtlCodeTables.h"
 
+#include <cstddef>
+
 namespace utl::internal
 {
 
@@ -14,11 +16,11 @@ class CharOutput
 public:
     static constexpr bool IS_STORING = STORES;
 
-    /// The capacity is at least 1 with STORES, and 0 without.
+    /// The capacity is at least 1 with STORES.
     CharOutput(Unit* npDst, unsigned int nCapacity)
-        : mpEnd(npDst),
-          mCapacity(nCapacity),
-          mRoom(nCapacity - 1)
+        : mpBegin(npDst),
+          mpEnd(npDst),
+          mpLast(STORES ? npDst + (nCapacity - 1) : nullptr)
     {
     }
 
@@ -48,11 +50,9 @@ public:
     /// What convertUsualUnits() takes while there is room for three bytes. Stores or does nothing.
     void putUsualUnits(unsigned char const*& npUnits)
     {
-        if (STORES && mRoom >= 3)
+        if (STORES && room() >= 3)
         {
-            char* const lpFrom = mpEnd;
-            convertUsualUnits<IS_HOST_BIG_ENDIAN>(npUnits, nullptr, mpEnd, mpEnd + mRoom - 3);
-            mRoom -= static_cast<unsigned int>(mpEnd - lpFrom);
+            convertUsualUnits<IS_HOST_BIG_ENDIAN>(npUnits, nullptr, mpEnd, mpLast - 3);
         }
     }
 
@@ -62,31 +62,36 @@ public:
         if (STORES)
         {
             *mpEnd = 0;
+            mCount = static_cast<unsigned int>(mpEnd - mpBegin);
         }
-        return mCapacity - mRoom;
+        return mCount + 1;
     }
 
 private:
+    std::size_t room() const { return static_cast<std::size_t>(mpLast - mpEnd); }
+
     // The count is a constant, so that the next character does not wait for the size of this one.
     template <unsigned int COUNT, class Store>
     bool append(Store nStore)
     {
-        if (STORES)
+        if (!STORES)
         {
-            if (mRoom < COUNT)
-            {
-                return false;
-            }
-            nStore(mpEnd);
-            mpEnd += COUNT;
+            mCount += COUNT;
+            return true;
         }
-        mRoom -= COUNT;
+        if (room() < COUNT)
+        {
+            return false;
+        }
+        nStore(mpEnd);
+        mpEnd += COUNT;
         return true;
     }
 
+    Unit* const mpBegin;
     Unit* mpEnd;
-    unsigned int mCapacity;
-    unsigned int mRoom; // without the terminator; counts down past 0 where nothing is stored
+    Unit* const mpLast;      // where the terminator may stand at most
+    unsigned int mCount = 0; // of units, if nothing is stored
 };
 
 /// The end of a character conversion into nSize bytes: nothing for a capacity of 0, or all of them, or failure.

@@ -86,14 +86,18 @@ inline unsigned int charSize(unsigned char const* npChar)
                                                                                                 : rareCharSize(npChar);
 }
 
-/// charSize() is 3 and the lead byte not E0. Four bytes must be readable.
-inline bool isUsualThree(unsigned char const* npChar)
+/// The first four bytes, the first one lowest.
+inline std::uint32_t fourBytesAt(unsigned char const* npBytes)
 {
     std::uint32_t lBytes = 0;
-    std::memcpy(&lBytes, npChar, sizeof(lBytes));
-    bool const lIsBig = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
-    return (lBytes & (lIsBig ? 0xF0C0C000U : 0x00C0C0F0U)) == (lIsBig ? 0xE0808000U : 0x008080E0U) &&
-           (lBytes & (lIsBig ? 0x0F000000U : 0x0000000FU)) != 0;
+    std::memcpy(&lBytes, npBytes, sizeof(lBytes));
+    return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap32(lBytes) : lBytes;
+}
+
+/// Of fourBytesAt(): charSize() is 3 and the lead byte not E0.
+inline bool isUsualThree(std::uint32_t nBytes)
+{
+    return (nBytes & 0xC0C0F0U) == 0x8080E0U && (nBytes & 0x0FU) != 0;
 }
 
 /// Of a result of charSize(): whether there is a character.

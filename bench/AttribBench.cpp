@@ -12,8 +12,8 @@
 #include <benchmark/benchmark.h>
 
 #include "../fuzz/reference/PlainRowScan.h"
-#include "internal/UtlFoldIndex.h"
 #include "UtlConvertAttrib.h"
+#include "internal/UtlFoldIndex.h"
 #include "support/Ratios.h"
 
 #ifdef UTL_BENCH_ICU

@@ -146,7 +146,6 @@ public:
     /// Blocking: one synchronous sender at a time; the others wait for it.
     /// Caution: where the control queue is full or the pipe fails, the message stays in the data queue, and the next
     /// synchronous message is delivered in its place; keep fewer than 256 timer operations and requests waiting.
-    UTL_SHARP_EDGE("keep fewer than 256 timer operations and requests waiting")
     bool sendMsgSync(Msg const& nMsg);
     bool sendMsgSync(int nMsgId) { return sendMsgSync(SimpleMsg(nMsgId)); }
 

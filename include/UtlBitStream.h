@@ -48,8 +48,10 @@ public:
     void clear(bool nZeroFill);
 
     unsigned char* getBitStreamAddress() const { return mpBuffer; } ///< The buffer.
+
     /// The bit size in bytes, rounded up.
     unsigned int getBitStreamSize() const { return mBitSize / 8 + (mBitSize % 8 != 0 ? 1U : 0U); }
+
     unsigned int getBitStreamBitSize() const { return mBitSize; } ///< The bit size.
     unsigned int getBitPosition() const { return mBitPosition; }  ///< The current position.
 

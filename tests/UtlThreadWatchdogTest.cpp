@@ -1,5 +1,6 @@
 #include "UtlThreadWatchdog.h"
 
+#include "UtlThreadManager.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
@@ -27,6 +28,7 @@ public:
     }
 
     static bool isEnding(ThreadWatchdog& nWatchdog) { return nWatchdog.mpThread->hasRequestedStop(); }
+    static int threadId(ThreadWatchdog const& nWatchdog) { return nWatchdog.mpThread->getId(); }
 
     static WatchdogInfo info(ThreadWatchdog& nWatchdog, int nId)
     {
@@ -223,7 +225,9 @@ TEST(ThreadWatchdog, PassUnderWayEndsBeforeTheTableGoes)
     ASSERT_TRUE(lWatchdog.start(2));
     ASSERT_TRUE(lWatchdog.start(1));
     ASSERT_TRUE(lEntered.wait());
+    int const lThreadId = Peer::threadId(lWatchdog);
     lpWatchdog.reset();
+    EXPECT_TRUE(ThreadManager::get()->unregister(lThreadId)); // which shutdown() would have done
     EXPECT_EQ(1U, lLog.count("Timeout ID:2 Name:both overdue in one pass "));
 }
 

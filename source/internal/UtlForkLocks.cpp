@@ -32,7 +32,7 @@ void takeAll() UTL_NO_THREAD_SAFETY_ANALYSIS
     }
 }
 
-void giveBackInParent() UTL_NO_THREAD_SAFETY_ANALYSIS
+void giveBack() UTL_NO_THREAD_SAFETY_ANALYSIS
 {
     for (int lRank = FORK_RANKS - 1; lRank >= 0; --lRank)
     {
@@ -44,12 +44,13 @@ void giveBackInParent() UTL_NO_THREAD_SAFETY_ANALYSIS
     }
 }
 
-/// To the lock the child's thread is another one than that which took it: it must be made anew.
+/// To the lock the child's thread is another one than that which took it: giving it back is refused, which only the race
+/// checks believe to work, and it must be made anew.
 void makeAnewInChild()
 {
+    giveBack();
     for (int lRank = 0; lRank < FORK_RANKS; ++lRank)
     {
-        tIsTaken[lRank] = false;
         if (SyncObject* const lpLock = gLocks[lRank])
         {
             new (lpLock) SyncObject;
@@ -57,7 +58,7 @@ void makeAnewInChild()
     }
 }
 
-[[maybe_unused]] int const FORK_HANDLER = pthread_atfork(takeAll, giveBackInParent, makeAnewInChild);
+[[maybe_unused]] int const FORK_HANDLER = pthread_atfork(takeAll, giveBack, makeAnewInChild);
 
 } // namespace
 

@@ -413,10 +413,10 @@ bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
         return true;
     }
     bool const lIsDone = executeLocked(nFate, nTimerId) == 0;
-    mWaiters.onReached(nTimerId, nFate);
-    if (nFate == TimerFate::GOES && lIsDone)
+    if (lIsDone)
     {
-        removeTimerLocked(nTimerId);
+        mWaiters.onReached(nTimerId, nFate);
+        nFate == TimerFate::GOES ? removeTimerLocked(nTimerId) : void();
     }
     return lIsDone;
 }

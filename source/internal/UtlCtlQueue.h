@@ -34,7 +34,11 @@ public:
     unsigned int size() const { return mRecords.size(); }
     unsigned int maxSize() const { return mRecords.maxSize(); }
     CtlRecord const& at(unsigned int nIndex) const { return *mRecords.at(nIndex); }
-    void put(unsigned int nIndex, CtlRecord const& nRecord) { *mRecords.at(nIndex) = nRecord; }
+    void put(unsigned int nIndex, CtlRecord const& nRecord)
+    {
+        *mRecords.at(nIndex) = nRecord;
+        mIsHeadHeld = mIsHeadHeld && nIndex != 0;
+    }
 
     /// The number of the newest append. It also changes whenever a record is erased.
     unsigned int lastNumber() const { return mLastNumber; }

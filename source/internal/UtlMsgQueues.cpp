@@ -178,6 +178,7 @@ bool MsgQueues::eraseInterrupt(Judgement& nJudgement)
 
 bool MsgQueues::find(Judgement& nJudgement, ThreadRawMsg* npTarget)
 {
+    closeWalk();
     unsigned int lSlot = 0;
     for (unsigned int lIndex = 0; lIndex < mCtlQueue.size(); ++lIndex)
     {
@@ -224,10 +225,17 @@ class MsgQueues::Compaction
 public:
     explicit Compaction(MsgQueues& nQueues)
         : mQueues(nQueues),
-          mLeft(nQueues.mCtlQueue.size())
+          mpOuter(nQueues.mpWalk)
     {
+        nQueues.closeWalk();
+        nQueues.mpWalk = this;
+        mLeft = nQueues.mCtlQueue.size();
     }
-    ~Compaction() { close(); }
+    ~Compaction()
+    {
+        close();
+        mQueues.mpWalk = mpOuter;
+    }
     Compaction(Compaction const&) = delete;
     Compaction& operator=(Compaction const&) = delete;
 
@@ -236,12 +244,18 @@ public:
     CtlRecord const& record() const { return mQueues.mCtlQueue.at(mRead); }
     unsigned int slot() const { return mReadSlot; }
 
-    void keep()
+    /// The record that was judged has gone: the judgement has erased it, or others.
+    bool isGone(CtlRecord const& nRecord) const
     {
-        bool const lHasSlot = hasMsgData(record().mMsgId);
+        return isAtEnd() || (hasMsgData(nRecord.mMsgId) && mReadSlot >= mQueues.mSlots.size());
+    }
+
+    void keep(CtlRecord const& nRecord)
+    {
+        bool const lHasSlot = hasMsgData(nRecord.mMsgId);
         if (mRead != mWrite)
         {
-            mQueues.mCtlQueue.put(mWrite, record());
+            mQueues.mCtlQueue.put(mWrite, nRecord);
         }
         if (lHasSlot && mReadSlot != mWriteSlot)
         {
@@ -252,7 +266,7 @@ public:
         pass(lHasSlot);
     }
 
-    void remove() { pass(hasMsgData(record().mMsgId)); }
+    void remove(CtlRecord const& nRecord) { pass(hasMsgData(nRecord.mMsgId)); }
 
     void close()
     {
@@ -270,7 +284,8 @@ private:
     }
 
     MsgQueues& mQueues;
-    unsigned int mLeft;
+    Compaction* const mpOuter; // whose judgement walks as well
+    unsigned int mLeft = 0;
     unsigned int mRead = 0;
     unsigned int mWrite = 0;
     unsigned int mReadSlot = 0;
@@ -290,10 +305,15 @@ MsgQueues::Erased MsgQueues::erase(Judgement& nJudgement, Erasure& nErasure, int
         }
         if (lStep == Step::STAYS)
         {
-            lWalk.keep();
+            lWalk.keep(lRecord);
             continue;
         }
-        lWalk.remove();
+        if (lWalk.isGone(lRecord))
+        {
+            tellGone(lRecord.mMsgId);
+            return Erased::FAILED;
+        }
+        lWalk.remove(lRecord);
         if (lRecord.mMsgId == MSG_ID_SYNC)
         {
             nErasure.onSyncErased();
@@ -309,6 +329,23 @@ MsgQueues::Erased MsgQueues::erase(Judgement& nJudgement, Erasure& nErasure, int
         }
     }
     return Erased::ALL;
+}
+
+/// A judgement that walks itself finds the queues whole.
+void MsgQueues::closeWalk()
+{
+    if (mpWalk != nullptr)
+    {
+        mpWalk->close();
+    }
+}
+
+void MsgQueues::tellGone(int nMsgId) const
+{
+    char const* const lpWhat = nMsgId == MSG_ID_TIMEOUT ? "Erase Ctl Queue"
+                               : nMsgId == MSG_ID_SYNC  ? "Erase Queue"
+                                                        : "erase Data Queue";
+    applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): %s fail. Line=%d", lpWhat, __LINE__);
 }
 
 /// Takes a run of control records out, and a run of slots. The name is what callers of old know it by.

@@ -146,6 +146,8 @@ private:
     void tellOverflow(int nMsgId, int nLogLevel) const;
     void copyOldest(ThreadRawMsg& nTarget);
     bool passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement& nJudgement);
+    void closeWalk();
+    void tellGone(int nMsgId) const;
     void earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot, unsigned int nSlotCount);
     Step judge(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement);
     bool readSlot(CtlRecord const& nRecord, unsigned int nSlot);
@@ -159,6 +161,7 @@ private:
     ThreadRawMsg mFindRawMsg;
     std::unique_ptr<unsigned char[]> const mpInterrupt; // one slot
     bool mHasInterrupt = false;
+    Compaction* mpWalk = nullptr; // under way
 };
 
 } // namespace utl::internal

@@ -247,7 +247,7 @@ int QuietLoop::sleep(unsigned int* npRead)
             return errno != EINTR ? errno : 0;
         }
     }
-    return mPipe.read(npRead) || mIsHungUp ? 0 : errno;
+    return mPipe.read(npRead) || (mIsHungUp && *npRead == 0) ? 0 : errno;
 }
 
 /// Of a busy loop: if a timer is due, what waits is let in. The kernel lets in one signal a call.

@@ -5,7 +5,11 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
+#include <climits>
+#include <memory>
+
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -163,15 +167,12 @@ TEST(MsgDrivenThread, FloodOfALongQueueArrivesInOrder)
     }
 }
 
-// Each system call on the road fails: the documented line and result, and where there is a next call, it works.
+// Each system call on the road fails: the documented line and result, and if there is a next call, it works.
 TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
 {
     ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's timer is not to meet the faults
     LogCapture lLog;
-    failing<&SystemCalls::mPipe2>(EMFILE, [] { MsgDrivenThread(4, 4, "poor", 0); });
-    EXPECT_EQ(Lines{"<UTIL> ERR: MsgDrivenThread(poor) pipe errno:24"}, lLog.lines());
     TestThread lThread;
-    ASSERT_TRUE(lThread.fence());
     std::function<bool()> const SENDS[] = {
         [&] { return lThread.postMsg(A); },           [&] { return lThread.sendMsgSync(A); },
         [&] { return lThread.sendMsgInterrupt(A); },  [&] { return lThread.hasMsg(MSG_ID_ANY); },
@@ -180,17 +181,23 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     for (auto const& lSend : SENDS)
     {
         SCOPED_TRACE(&lSend - SENDS);
+        ASSERT_TRUE(Peer::sleeps(lThread));
         lLog.clear();
         EXPECT_FALSE(failing<&SystemCalls::mWrite>(EIO, lSend));
         EXPECT_EQ(0U, Peer::ctlCount(lThread));
         EXPECT_EQ(lExpected, lLog.lines());
         lLog.clear();
-        EXPECT_TRUE(lThread.postMsg(B) && lThread.fence());
+        EXPECT_TRUE(lThread.postMsg(B)); // the note is up again
+        EXPECT_TRUE(lThread.fence());
         EXPECT_EQ(&lSend == &SENDS[1] ? 1U : 0U, lLog.count("Erased Data")); // its slot stays until then
     }
     EXPECT_EQ(Ids(6, B), lThread.ids());
     lLog.clear();
-    EXPECT_TRUE(failing<&SystemCalls::mRead>(EINTR, [&] { return lThread.fence() && lThread.fence(); }));
+    {
+        FailNth<&SystemCalls::mRead> lFault(1, EINTR);
+        EXPECT_TRUE(lThread.fence());
+        EXPECT_TRUE(waitUntil([&] { return !lLog.lines().empty(); }));
+    }
     EXPECT_EQ(Lines{"<UTIL> INF: MsgDrivenThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
               lLog.lines());
     FailNth<&SystemCalls::mRead> lFault(0, EIO);
@@ -198,39 +205,269 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
     EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread(under test) Error. read Ret:4294967295 errno:5 !!Break msg loop!!"));
     unsigned int lResult = 0;
-    EXPECT_TRUE(!lThread.sendMsgSync(A) && lThread.getResult(&lResult) && lResult == ~0U);
+    EXPECT_TRUE(lThread.getResult(&lResult));
+    EXPECT_EQ(~0U, lResult);
+    EXPECT_FALSE(lThread.sendMsgSync(A));
+}
+
+TEST(MsgDrivenThread, WithoutAPipeItEndsAtOnce)
+{
+    LogCapture lLog;
+    FailNth<&SystemCalls::mPipe2> lFault(1, EMFILE);
+    MsgDrivenThread lThread(4, 4, "poor", 0);
+    Recorder lRecorder;
+    EXPECT_FALSE(lThread.sendMsgAsync(SimpleMsg(A)));
+    EXPECT_TRUE(lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0) == 0);
+    EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
+    unsigned int lResult = 0;
+    EXPECT_TRUE(lThread.getResult(&lResult));
+    EXPECT_EQ(~0U, lResult);
+    EXPECT_EQ(0U, lRecorder.count(A));
+    EXPECT_EQ(1U, lLog.count("<UTIL> ERR: MsgDrivenThread(poor) pipe errno:24"));
+    lThread.leaveManagement();
+}
+
+// A record that cannot be written, and a second sender behind it who relies on the first: one more write, and if that
+// fails as well, the next sender wakes the loop for all.
+TEST(MsgDrivenThread, SenderBehindAFailedWriteIsHeard)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    QuietLog const lQuiet;
+    TestThread lThread;
+    for (int lFailures : {1, 2})
+    {
+        ASSERT_TRUE(Peer::sleeps(lThread));
+        FailingWrites const lWrites(lFailures, [&] { EXPECT_TRUE(lThread.postMsg(B)); });
+        EXPECT_TRUE(lThread.postMsg(A));
+        EXPECT_TRUE(lFailures == 1 || Peer::ctlCount(lThread) == 2U);
+        EXPECT_TRUE(lThread.postMsg(C));
+        EXPECT_TRUE(lThread.fence());
+    }
+    EXPECT_EQ((Ids{A, B, C, A, B, C}), lThread.ids());
+}
+
+// A write that reports an error, though the loop has woken meanwhile and has served the record.
+TEST(MsgDrivenThread, FailedWriteOfAServedRecordIsNoFailure)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    static TestThread* spThread;
+    QuietLog const lQuiet;
+    TestThread lThread;
+    spThread = &lThread;
+    std::function<bool()> const SENDS[] = {[&] { return lThread.postMsg(A); }, [&] { return lThread.sendMsgSync(A); },
+                                           [&] { return lThread.sendMsgInterrupt(A); }};
+    for (auto const& lSend : SENDS)
+    {
+        ASSERT_TRUE(Peer::sleeps(lThread));
+        Replaced const lWrite(
+            &SystemCalls::mWrite,
+            +[](int nFd, void const* npBytes, std::size_t nSize) -> ssize_t
+            {
+                std::size_t const lHeard = spThread->ids().size();
+                EXPECT_EQ(static_cast<ssize_t>(nSize), ::write(nFd, npBytes, nSize));
+                EXPECT_TRUE(waitUntil([&] { return spThread->ids().size() > lHeard; }));
+                errno = EIO;
+                return -1;
+            });
+        EXPECT_TRUE(lSend());
+    }
+    EXPECT_EQ((Ids{A, A, A}), lThread.ids());
+}
+
+TEST(MsgDrivenThread, NothingIsWrittenToAnAwakeLoop)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    TestThread lThread;
+    ASSERT_TRUE(lThread.hold());
+    FailNth<&SystemCalls::mWrite> const lFault(0, EIO);
+    for (int lCount = 0; lCount < 8; ++lCount)
+    {
+        EXPECT_TRUE(lThread.postMsg(A));
+    }
+    ASSERT_TRUE(lThread.elsewhere(9, [&] { EXPECT_TRUE(lThread.sendMsgInterrupt(B)); }));
+    lThread.release();
+    EXPECT_EQ(0, lFault.calls());
+    EXPECT_TRUE(waitUntil([&] { return lThread.ids().size() == 9; }));
+}
+
+// ---------------------------------------------------------------------------------------------- the end
+
+TEST(MsgDrivenThread, StopComesThrough)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    struct Row
+    {
+        char const* mpWhat;
+        std::function<void(TestThread&)> mDo;
+        int mFailures; // of writes
+    } const ROWS[] = {
+        {"full queue",
+         [](TestThread& nThread)
+         {
+             while (Peer::postCtl(nThread, D))
+             {
+             }
+         },
+         0},
+        {"full queue, no write",
+         [](TestThread& nThread)
+         {
+             while (Peer::postCtl(nThread, D))
+             {
+             }
+         },
+         INT_MAX},
+        {"a write that fails", [](TestThread&) {}, 1},
+        {"no write", [](TestThread&) {}, INT_MAX},
+    };
+    QuietLog const lQuiet;
+    for (Row const& lRow : ROWS)
+    {
+        SCOPED_TRACE(lRow.mpWhat);
+        TestThread lThread;
+        lRow.mDo(lThread); // records without slots: the first is held
+        ASSERT_TRUE(Peer::sleeps(lThread));
+        FailingWrites const lWrites(lRow.mFailures, [] {});
+        EXPECT_EQ(0, lThread.stop(1, longMs()));
+        unsigned int lResult = 1;
+        EXPECT_TRUE(lThread.getResult(&lResult));
+        EXPECT_EQ(0U, lResult);
+    }
+    // The stop relies on a sender whose writes all fail.
+    TestThread lThread;
+    ASSERT_TRUE(Peer::sleeps(lThread));
+    FailingWrites const lWrites(INT_MAX, [&] { EXPECT_EQ(0, lThread.stop(0, 0)); });
+    EXPECT_TRUE(lThread.postMsg(A));
+    EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
+}
+
+TEST(MsgDrivenThread, ChildThatHoldsThePipeDelaysNoStop)
+{
+    TestThread lThread;
+    ASSERT_TRUE(Peer::sleeps(lThread));
+    pid_t const lChild = ::fork();
+    if (lChild == 0)
+    {
+        ::pause();
+        ::_exit(0);
+    }
+    ASSERT_NE(-1, lChild);
+    EXPECT_EQ(0, lThread.stop(1, longMs()));
+    EXPECT_EQ(0, ::kill(lChild, SIGKILL));
+    EXPECT_EQ(lChild, ::waitpid(lChild, nullptr, 0));
+}
+
+// The loop has served the record, and ends, while its sender is still in write(): the pipe is not closed under him.
+TEST(MsgDrivenThread, PipeStaysUntilNobodyWrites)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    static Gate* spEndWaits;
+    static std::atomic<int> sWrites;
+    static std::atomic<bool> sHasWritten;
+    Gate lEndWaits;
+    spEndWaits = &lEndWaits;
+    sWrites = 0;
+    auto lpThread = std::make_unique<TestThread>();
+    ASSERT_TRUE(Peer::sleeps(*lpThread));
+    Replaced const lNanosleep(
+        &SystemCalls::mNanosleep,
+        +[](timespec const*, timespec*)
+        {
+            spEndWaits->open();
+            std::this_thread::yield();
+            return 0;
+        });
+    Replaced const lWrite(
+        &SystemCalls::mWrite,
+        +[](int nFd, void const* npBytes, std::size_t nSize) -> ssize_t
+        {
+            bool const lIsFirst = ++sWrites == 1;
+            ssize_t const lWritten = ::write(nFd, npBytes, nSize);
+            sHasWritten = !lIsFirst || spEndWaits->wait();
+            return lWritten;
+        });
+    std::thread lSender([&] { lpThread->sendMsgAsync(SimpleMsg(A)); });
+    EXPECT_TRUE(waitUntil([&] { return lpThread->mRecorder.count(A) == 1; }));
+    lpThread.reset();
+    EXPECT_TRUE(sHasWritten);
+    lSender.join();
+}
+
+// ---------------------------------------------------------------------------------------------- odd records
+
+// A record without a slot is told, stays at the head, and is tried again with its like; nothing passes it.
+TEST(MsgDrivenThread, HeadThatCannotBeDispatchedIsTriedAgainWithItsLike)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    LogCapture lLog;
+    TestThread lThread;
+    ASSERT_TRUE(Peer::sleeps(lThread));
+    FailNth<&SystemCalls::mRead> const lReads(-1, 0); // counts
+    EXPECT_TRUE(Peer::postCtl(lThread, A));
+    EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 1; }));
+    EXPECT_TRUE(Peer::sleeps(lThread));
+    EXPECT_TRUE(lThread.postMsg(B));
+    EXPECT_TRUE(waitUntil([&] { return lReads.calls() == 2; }));
+    EXPECT_TRUE(Peer::sleeps(lThread));
+    EXPECT_EQ(Ids{}, lThread.ids());
+    EXPECT_EQ(Lines{"<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x00000001 !!!!!!!!"}, lLog.lines());
+    lLog.clear();
+    EXPECT_TRUE(lThread.postMsg(A)); // whose slot it takes, that of B being in the way
+    EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; }));
+    EXPECT_EQ(Ids{A}, lThread.ids());
+    EXPECT_EQ(1U, lLog.count("MismatchedMsg... DataQueueMsgId:0x00000002 CtlMsgId:0x00000001 Erased Data"));
+    EXPECT_EQ(1U, lLog.count("Error. MsgId:0x00000002")); // the next head
+    EXPECT_TRUE(Peer::sleeps(lThread));
+    EXPECT_LE(lReads.calls(), 4);
+}
+
+TEST(MsgDrivenThread, PostedSignalIdIsNeverDispatched)
+{
+    LogCapture lLog;
+    TestThread lThread;
+    EXPECT_TRUE(lThread.postMsg(MSG_ID_TIMEOUT_SIGNAL));
+    EXPECT_TRUE(lThread.postMsg(B));
+    EXPECT_TRUE(lThread.postMsg(MSG_ID_TIMEOUT_SIGNAL));
+    EXPECT_FALSE(lThread.hasMsg(C)); // is served meanwhile
+    EXPECT_TRUE(Peer::sleeps(lThread));
+    EXPECT_EQ(Ids{}, lThread.ids());
+    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_TRUE(Peer::eraseCtl(lThread, MSG_ID_TIMEOUT_SIGNAL));
+    EXPECT_FALSE(Peer::eraseCtl(lThread, C));
+    EXPECT_FALSE(lThread.hasMsg(C)); // wakes it
+    EXPECT_TRUE(waitUntil([&] { return lThread.ids() == Ids{B}; }));
+    EXPECT_EQ(1U, lLog.count("Erased Data"));
+}
+
+TEST(MsgDrivenThread, WatchBeginsWhileTheThreadIsAwake)
+{
+    ThreadManager& lManager = *ThreadManager::get();
+    TestThread lThread;
+    lThread.mRecorder.on(A, [&](int) { EXPECT_TRUE(lManager.isWatchingWatchdog(0)); });
+    ASSERT_TRUE(lThread.hold());
+    EXPECT_TRUE(lManager.entryWatchdog(1000000, nullptr, lThread.getId()));
+    EXPECT_FALSE(lManager.isWatchingWatchdog(lThread.getId()));
+    EXPECT_TRUE(lThread.postMsg(A));
+    lThread.release();
+    EXPECT_TRUE(lThread.fence());
+    EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lThread.getId()); })); // it waits
+}
+
+TEST(MsgDrivenThread, NobodyStandsBehindAnothersWait)
+{
+    TestThread lThread;
+    ASSERT_TRUE(lThread.hold());
+    ASSERT_TRUE(lThread.elsewhere(1, [&] { EXPECT_EQ(1, lThread.setTimer(1000000, 0, 0, 0)); }));
+    EXPECT_TRUE(lThread.postMsg(A));
+    EXPECT_EQ(2, lThread.registerTimer(1000000, 0, 0));
+    EXPECT_TRUE(lThread.startTimer(2, 1));
+    EXPECT_EQ(3, lThread.setTimer(1000000, 1, 0, 0));
+    EXPECT_TRUE(lThread.killTimer(3, 1));
+    EXPECT_EQ(0, lThread.stop(0, 0));
+    lThread.release();
 }
 
 // ---------------------------------------------------------------------------------------------- finding and erasing
-
-// B comes while A is written, and its record, owed to A's sender, cannot be written: it is at the head without a record.
-TEST(MsgDrivenThread, LostRecordHoldsNobodyUp)
-{
-    static TestThread* spThread;
-    static std::atomic<bool> sHasLost;
-    TestThread lThread;
-    spThread = &lThread;
-    for (bool const lStops : {false, true})
-    {
-        sHasLost = false;
-        Replaced lWrite(
-            &SystemCalls::mWrite,
-            +[](int nFd, void const* npRecord, size_t nSize) -> ssize_t
-            {
-                int const lMsgId = *static_cast<int const*>(npRecord);
-                if (lMsgId == B && !sHasLost.exchange(true))
-                {
-                    errno = ENOMEM;
-                    return -1;
-                }
-                EXPECT_TRUE(lMsgId != A || spThread->postMsg(B));
-                return ::write(nFd, npRecord, nSize);
-            });
-        EXPECT_TRUE(lThread.postMsg(A));
-        EXPECT_TRUE(lStops || (lThread.postMsg(C) && lThread.fence() && lThread.ids() == Ids({A, B, C})));
-    }
-    EXPECT_EQ(0, lThread.stop(1, longMs()));
-}
 
 TEST(MsgDrivenThread, FindsPeeksAndErasesInTheMiddle)
 {

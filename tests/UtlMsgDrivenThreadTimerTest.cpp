@@ -6,7 +6,7 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
-#include <climits>
+#include <ctime>
 
 #include <gtest/gtest.h>
 
@@ -53,10 +53,6 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
 
 TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 {
-    if (KEEPS_SIGNALS_BACK)
-    {
-        GTEST_SKIP();
-    }
     SignalsBlocked const lBlocked; // by the threads that are made here, too
     TestThread lThread;
     EXPECT_TRUE(lThread.setTimer(1, 0, 0, 0) == 1 &&
@@ -153,19 +149,60 @@ TEST(MsgDrivenThreadTimer, AllThatAreKilledOrLeftAreErasedOnce)
     EXPECT_TRUE(lThread.setTimer(1, 0, 0, 0) == -1 && !lThread.killTimer(6, 0));
 }
 
-TEST(MsgDrivenThreadTimer, SystemNumbersWrapAndJumpAfterACollision)
+// Signals come to the thread that owns the timer, and to that only while it waits.
+TEST(MsgDrivenThreadTimer, InterruptsNobody)
 {
-    struct Row
+    TestThread lThread;
+    timespec const lTime{0, 30000000};
+    lThread.mRecorder.on(1, [&](int) { EXPECT_EQ(0, ::nanosleep(&lTime, nullptr)); });
+    EXPECT_EQ(1, lThread.setTimer(5, 0, 0, 1));
+    EXPECT_EQ(0, ::nanosleep(&lTime, nullptr));
+    EXPECT_TRUE(lThread.sendMsgSync(1));
+    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 2; }));
+}
+
+// Behind all that is queued when they are seen, in the order of their signals.
+TEST(MsgDrivenThreadTimer, TimeoutsStandBehindWhatIsQueued)
+{
+    TestThread lThread;
+    auto const lUse = [&](int)
     {
-        int mLast, mUsed, mNext;
-    } const ROWS[] = {{1, -1, 2},      {INT_MAX, -1, 1},      {INT_MAX - 1, INT_MAX, INT_MAX},
-                      {4, 5, INT_MAX}, {INT_MAX, 1, INT_MAX}, {INT_MAX - 2, -1, INT_MAX - 1}};
-    for (Row const& lRow : ROWS)
-    {
-        EXPECT_EQ(lRow.mNext,
-                  internal::TimerTable::numberAfter(lRow.mLast, [&](int nNumber) { return nNumber == lRow.mUsed; }))
-            << lRow.mLast;
-    }
+        EXPECT_EQ(1, lThread.setTimer(3, 0, 1, 0));
+        EXPECT_EQ(2, lThread.setTimer(1, 0, 1, 0));
+        long long const lEndUs = monotonicUs() + 4000;
+        EXPECT_TRUE(lThread.postMsg(NumberMsg(2)));
+        EXPECT_TRUE(waitUntil([&] { return monotonicUs() > lEndUs; }));
+        EXPECT_TRUE(lThread.postMsg(NumberMsg(3)));
+    };
+    lThread.mRecorder.on(1, lUse);
+    ASSERT_TRUE(lThread.sendMsgSync(NumberMsg(1)));
+    ASSERT_TRUE(waitUntil([&] { return lThread.erased().size() == 2; }));
+    std::vector<std::pair<int, int>> const lExpected{
+        {1, 0}, {2, 0}, {3, 0}, {MSG_ID_TIMER, 2}, {Started::ERASED, 2}, {MSG_ID_TIMER, 1}, {Started::ERASED, 1}};
+    EXPECT_EQ(lExpected, lThread.mRecorder.received());
+}
+
+TEST(MsgDrivenThreadTimer, LoopThatNeverSleepsHearsItsTimers)
+{
+    TestThread lThread;
+    lThread.mRecorder.on(1, [&](int) { EXPECT_TRUE(lThread.erased().size() == 1 || lThread.postMsg(1)); });
+    EXPECT_EQ(1, lThread.setTimer(1, 0, 3, 0));
+    EXPECT_TRUE(lThread.postMsg(1));
+    EXPECT_TRUE(waitUntil([&] { return lThread.erased().size() == 1; }));
+    EXPECT_EQ(Ids({1, 1, 1}), lThread.mRecorder.numbers(MSG_ID_TIMER));
+    EXPECT_TRUE(lThread.fence());
+}
+
+// Messages of no data: a time-out, which has four bytes, is told and counts for nothing.
+TEST(MsgDrivenThreadTimer, TimeoutThatDoesNotFitIsTold)
+{
+    LogCapture lLog;
+    TestThread lThread(4, 0, 1);
+    EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
+    EXPECT_TRUE(waitUntil(
+        [&] { return lLog.count("!!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x80000008 !!!!!!!!") == 1; }));
+    EXPECT_TRUE(lThread.fence());
+    EXPECT_EQ(0U, lThread.mRecorder.count(MSG_ID_TIMER));
 }
 
 } // namespace

@@ -2,10 +2,11 @@
 #include "UtlTimer.h"
 
 #include "UtlThreadManager.h"
-#include "support/Faults.h"
 #include "internal/UtlSharedTimerImpl.h"
+#include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
+#include "support/Resources.h"
 
 #include <functional>
 
@@ -24,6 +25,8 @@ public:
     {
         MsgDrivenThreadTestPeer::expireOf(*nTimer.mpImpl, nTimerId);
     }
+
+    static bool sleeps(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::sleepsOf(*nTimer.mpImpl); }
 
     static unsigned int queued(SharedTimer& nTimer)
     {
@@ -128,38 +131,56 @@ TEST(SharedTimer, KernelFailuresAreTold)
 
 TEST(SharedTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 {
-    if (KEEPS_SIGNALS_BACK)
-    {
-        GTEST_SKIP();
-    }
     SignalsBlocked const lBlocked; // by the threads that are made here, too
     TestTimer lTimer;
     EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(nullptr, 1, 2)));
 }
 
-// Two starts, of which the second is owed to the first one's sender and cannot be written: the next one brings it along.
-TEST(SharedTimer, LostRecordIsMadeUpFor)
+// A second request behind one that cannot be written relies on it: one more write, and if that fails as well, the next
+// sender wakes the loop for all. A request alone is taken back, its waiter with it, and no other one.
+TEST(SharedTimer, RequestBehindAFailedWriteIsServed)
 {
     ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet this
-    static TestTimer* spTimer;
-    static std::atomic<int> sWrites;
-    TestTimer lTimer;
-    spTimer = &lTimer;
-    sWrites = 0;
-    for (int lId = 1; lId <= 3; ++lId)
+    QuietLog const lQuiet;
+    for (int lFailures : {1, 2})
     {
-        ASSERT_EQ(lId, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
-    }
-    Replaced lWrite(
-        &SystemCalls::mWrite,
-        +[](int nFd, void const* npRecord, size_t nSize) -> ssize_t
+        TestTimer lTimer;
+        for (int lId : {1, 2, 3})
         {
-            int const lWrites = ++sWrites;
-            EXPECT_TRUE(lWrites != 1 || spTimer->start(2, 1));
-            errno = ENOMEM;
-            return lWrites == 2 ? -1 : ::write(nFd, npRecord, nSize);
-        });
-    EXPECT_TRUE(lTimer.start(1, 1) && lTimer.start(3, 0) && lTimer.isRunning(2));
+            ASSERT_EQ(lId, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
+        }
+        ASSERT_TRUE(Peer::sleeps(lTimer));
+        FailingWrites const lWrites(lFailures, [&] { EXPECT_TRUE(lTimer.start(2, 1)); });
+        EXPECT_TRUE(lTimer.start(1, 1));
+        EXPECT_TRUE(lTimer.start(3, 0));
+        EXPECT_TRUE(lTimer.isRunning(1));
+        EXPECT_TRUE(lTimer.isRunning(2));
+    }
+    TestTimer lTimer;
+    int const lId = lTimer.run(nullptr, LONG_MS);
+    std::thread lOther([&] { EXPECT_EQ(0, lTimer.waitToStop(lId)); });
+    ASSERT_TRUE(Peer::sleeps(lTimer));
+    {
+        FailingWrites const lWrites(1, [] {});
+        EXPECT_FALSE(lTimer.stop(lId, 0));
+    }
+    EXPECT_TRUE(lTimer.isRunning(lId));
+    EXPECT_TRUE(lTimer.stop(lId, 0));
+    lOther.join();
+}
+
+TEST(SharedTimer, StopComesThrough)
+{
+    ThreadManager::get()->setWatchdogWatchInterval(0);
+    QuietLog const lQuiet;
+    for (int lFailures : {1, INT_MAX})
+    {
+        TestTimer lTimer;
+        ASSERT_TRUE(Peer::sleeps(lTimer));
+        FailingWrites const lWrites(lFailures, [] {});
+        lTimer.destroy();
+        EXPECT_FALSE(static_cast<Thread&>(lTimer).isRunning());
+    }
 }
 
 TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
@@ -223,7 +244,7 @@ TEST(SharedTimer, ListenerMayCallEverything)
     EXPECT_EQ(0, lTimer.waitToStop(lId));
     EXPECT_EQ(1U, lProbe.mCalls);
     ASSERT_TRUE(lTimer.start(lId, 0) && waitUntil([&] { return lTimer.getInterval(lId) == 0xFFFFFFFFU; }));
-    EXPECT_EQ(4U, lProbe.mCalls);
+    EXPECT_TRUE(waitUntil([&] { return lProbe.mCalls == 4; })); // it was gone before its listener had returned
     EXPECT_TRUE(lTimer.isRunning(lOther));
 }
 
@@ -251,6 +272,117 @@ TEST(SharedTimer, TimeoutsDoNotPileUpAndGoWithAStop)
     {
         EXPECT_EQ(lIndex, lProbes[lIndex].mCalls);
     }
+}
+
+// On the timer thread a stop and an erasure are done when they return: a time-out that waits calls nobody, and whoever
+// waits is released. If the kernel refuses, nothing has changed.
+TEST(SharedTimer, ListenerCancelsOthersForCertain)
+{
+    struct Row
+    {
+        bool (SharedTimer::*mpCancel)(int, int);
+        bool mIsRefused;
+    } const ROWS[] = {{&SharedTimer::stop, false},
+                      {&SharedTimer::eraseTimer, false},
+                      {&SharedTimer::stop, true},
+                      {&SharedTimer::eraseTimer, true}};
+    for (Row const& lRow : ROWS)
+    {
+        SCOPED_TRACE(&lRow - ROWS);
+        QuietLog const lQuiet;
+        Probe lCancels;
+        Probe lCancelled;
+        TestTimer lTimer;
+        int const lId = lTimer.run(&lCancelled, LONG_MS, 0, 1);
+        std::atomic<int> lWaiterId{0};
+        std::thread lWaiter(
+            [&]
+            {
+                lWaiterId = ThreadManager::getCallerId();
+                EXPECT_EQ(0, lTimer.waitToStop(lId));
+            });
+        EXPECT_TRUE(waitUntil([&] { return lWaiterId != 0 && isAsleep(lWaiterId); }));
+        lCancels.mAction = [&](int)
+        {
+            Peer::expire(lTimer, lId);
+            FailNth<&SystemCalls::mTimerDelete> const lFault(lRow.mIsRefused ? 0 : -1, EINVAL);
+            EXPECT_EQ(!lRow.mIsRefused, (lTimer.*lRow.mpCancel)(lId, 0));
+            EXPECT_EQ(lRow.mIsRefused, lTimer.isRunning(lId));
+        };
+        EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lCancels, 1, 1)));
+        EXPECT_TRUE(lTimer.fence());
+        EXPECT_EQ(lRow.mIsRefused ? 1U : 0U, lCancelled.mCalls);
+        lTimer.stop(lId, 0); // if it could not be before
+        lWaiter.join();
+    }
+}
+
+// A time-out that stands behind the end of its timer calls nobody, not even if the kernel does not let go of the timer.
+TEST(SharedTimer, TimeoutBehindTheEndOfItsTimerCallsNobody)
+{
+    QuietLog const lQuiet;
+    Probe lGoes;
+    Probe lErases;
+    TestTimer lTimer;
+    int const lId = lTimer.run(&lGoes, LONG_MS, 0, 1);
+    lErases.mAction = [&](int nTimerId)
+    {
+        EXPECT_TRUE(lTimer.eraseTimer(lId, 1));
+        Peer::expire(lTimer, lId);
+        EXPECT_TRUE(lTimer.stop(nTimerId, 0));
+    };
+    FailNth<&SystemCalls::mTimerDelete> const lFault(2, EINVAL, FAULT_ACTS);
+    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lErases, 1)));
+    EXPECT_TRUE(lTimer.fence());
+    EXPECT_TRUE(lFault.fired());
+    EXPECT_EQ(0xFFFFFFFFU, lTimer.getInterval(lId));
+    EXPECT_EQ(0U, lGoes.mCalls);
+}
+
+TEST(SharedTimer, ListenerMayEndTheThread)
+{
+    Probe lEnds;
+    TestTimer lTimer;
+    lEnds.mAction = [&](int)
+    {
+        lTimer.destroy();
+        EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+    };
+    int const lId = lTimer.run(&lEnds, 1, 0, 1);
+    EXPECT_EQ(0, static_cast<Thread&>(lTimer).waitTo(Thread::STAGE_DONE, 0));
+    EXPECT_FALSE(lTimer.isRunning(lId));
+    EXPECT_EQ(1U, lEnds.mCalls);
+}
+
+// While a listener holds the thread up: what does not wait is not held up by those who do, and a request that somebody
+// waits for counts as done.
+TEST(SharedTimer, NobodyStandsBehindAnothersWait)
+{
+    Gate lEntered;
+    Gate lRelease;
+    Probe lHolder;
+    lHolder.mAction = [&](int) { lEntered.open(), lRelease.wait(); };
+    TestTimer lTimer;
+    int const lFirst = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    int const lSecond = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    ASSERT_NE(-1, lTimer.run(&lHolder, 1, 1));
+    ASSERT_TRUE(lEntered.wait());
+    std::thread lStarts([&] { EXPECT_TRUE(lTimer.start(lFirst, 0)); });
+    EXPECT_TRUE(waitUntil([&] { return Peer::queued(lTimer) == 1; }));
+    EXPECT_NE(-1, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
+    EXPECT_TRUE(lTimer.start(lFirst, 1)); // is asked for
+    EXPECT_EQ(1U, Peer::queued(lTimer));
+    EXPECT_TRUE(lTimer.start(lSecond, 1));
+    EXPECT_EQ(2U, Peer::queued(lTimer));
+    EXPECT_TRUE(lTimer.stop(lSecond, 1)); // it rests: nobody waits for its start
+    EXPECT_EQ(2U, Peer::queued(lTimer));
+    EXPECT_TRUE(lTimer.stop(lFirst, 1));
+    EXPECT_EQ(3U, Peer::queued(lTimer));
+    lRelease.open();
+    lStarts.join();
+    EXPECT_TRUE(lTimer.fence());
+    EXPECT_FALSE(lTimer.isRunning(lFirst));
+    EXPECT_TRUE(lTimer.isRunning(lSecond));
 }
 
 TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
@@ -310,15 +442,20 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
     TestTimer lTimer;
     int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     lLog.clear();
+    ASSERT_TRUE(Peer::sleeps(lTimer));
     failing<&SystemCalls::mWrite>(EIO, [&] { EXPECT_FALSE(lTimer.start(lId, 0)); });
     ASSERT_TRUE(lTimer.fence());
     EXPECT_FALSE(lTimer.isRunning(lId)); // taken back, and not served in the place of another
-    failing<&SystemCalls::mRead>(EINTR, [&] { EXPECT_TRUE(lTimer.fence()); });
-    EXPECT_TRUE(waitUntil([&] { return lTimer.fence() && lLog.lines().size() == 2; }));
+    {
+        FailNth<&SystemCalls::mRead> lFault(1, EINTR);
+        EXPECT_TRUE(lTimer.fence());
+        EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; }));
+    }
     EXPECT_EQ((Lines{"<UTIL> ERR: " + FAILED + "write Ret:4294967295 errno:5",
                      "<UTIL> INF: " + FAILED + "read Ret:4294967295 errno:4=EINTR Retry read"}),
               lLog.lines());
     ASSERT_TRUE(lTimer.start(lId, 0));
+    ASSERT_TRUE(Peer::sleeps(lTimer));
     FailNth<&SystemCalls::mRead> lFault(0, EIO);
     lTimer.eraseTimer(99, 1); // wakes the loop, which reads again
     lTimer.waitToStop(lId);   // the thread ends: nobody is left waiting

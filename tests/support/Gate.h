@@ -88,13 +88,6 @@ bool waitUntil(Condition nCondition)
     return true;
 }
 
-/// The race checks keep a signal back until its thread leaves read(), which it may never do.
-#ifdef __SANITIZE_THREAD__
-inline constexpr bool KEEPS_SIGNALS_BACK = true;
-#else
-inline constexpr bool KEEPS_SIGNALS_BACK = false;
-#endif
-
 /// While one lives, the calling thread, and those that are made here, block all signals.
 class SignalsBlocked
 {

@@ -36,6 +36,20 @@ public:
         nLoop.takeNotesLocked();
     }
 
+    /// Afterwards the loop waits, its note up: the next record is written to its pipe.
+    static bool sleeps(MsgDrivenThread& nThread) { return sleepsOf(*nThread.mpImpl); }
+
+    template <class Loop>
+    static bool sleepsOf(Loop& nLoop)
+    {
+        return test::waitUntil(
+            [&]
+            {
+                SyncGuard lGuard(nLoop.mSyncObject);
+                return nLoop.mIsAsleep;
+            });
+    }
+
     /// The messages that a loop left in the queues, in order: id and number; -1 where queue and data do not agree.
     static std::vector<std::pair<int, int>> left(MsgDrivenThread& nThread)
     {

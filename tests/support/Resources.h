@@ -3,7 +3,9 @@
 #define UTL_TEST_RESOURCES_H
 
 #include <filesystem>
+#include <fstream>
 #include <iterator>
+#include <string>
 
 namespace utl::test
 {
@@ -22,6 +24,16 @@ inline unsigned int openFdCount()
 inline unsigned int threadCount()
 {
     return entryCount("/proc/self/task");
+}
+
+/// The thread waits in the kernel: for a lock or an event, if it can be for nothing else.
+inline bool isAsleep(int nThreadId)
+{
+    std::ifstream lFile("/proc/self/task/" + std::to_string(nThreadId) + "/stat");
+    std::string lText;
+    std::getline(lFile, lText);
+    std::size_t const lAt = lText.rfind(") ");
+    return lAt != std::string::npos && lText[lAt + 2] == 'S';
 }
 
 } // namespace utl::test

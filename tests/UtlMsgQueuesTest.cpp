@@ -1,0 +1,355 @@
+// The queues of a message thread, without the thread.
+#include "internal/UtlMsgQueues.h"
+#include "support/LogCapture.h"
+#include "support/MsgThread.h"
+
+#include <functional>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace utl;
+using namespace utl::test;
+using internal::CtlQueue;
+using internal::CtlRecord;
+using internal::MsgQueues;
+using Ids = std::vector<int>;
+
+int const TIMEOUT = MSG_ID_TIMEOUT;
+
+/// Queues of a few messages of one number each; a judgement that notes what it sees; an end of timers.
+struct Queues : MsgDrivenThread::MsgJudgementInterface, MsgQueues::Erasure
+{
+    explicit Queues(unsigned int nSlotSize = 8, unsigned int nMaxCount = 4)
+        : mCtl(nMaxCount + 8),
+          mMsgs(mCtl, nSlotSize, nMaxCount, "queues"),
+          mTarget(nSlotSize)
+    {
+    }
+
+    void slot(Msg const& nMsg)
+    {
+        EXPECT_TRUE(mMsgs.write(nMsg));
+        EXPECT_TRUE(mMsgs.keep(nMsg.mMsgId));
+    }
+    void slot(int nMsgId, int nNumber = 0) { slot(NumberMsg(nMsgId, nNumber)); }
+    void record(int nMsgId, int nParam = -1) { EXPECT_TRUE(mCtl.append({nMsgId, nParam})); }
+    void post(int nMsgId, int nNumber = 0) { slot(nMsgId, nNumber), record(nMsgId); }
+
+    /// The number of the message of the record at the head; -1 if no slot fits.
+    int take()
+    {
+        int const lMsgId = mCtl.at(0).mMsgId;
+        NumberMsg lMsg(0);
+        bool const lIsTaken = lMsgId == MSG_ID_SYNC ? mMsgs.takeSync(mTarget) : mMsgs.takePosted(lMsgId, mTarget);
+        return lIsTaken && lMsg.restoreFrom(mTarget) ? lMsg.mNumber : -1;
+    }
+
+    /// Erases what nPasses says yes to.
+    MsgQueues::Erased erase(std::function<bool(int nMsgId)> nPasses)
+    {
+        mSeen.clear();
+        mPasses = std::move(nPasses);
+        return mMsgs.erase(*this, *this, &mEndedTimerId);
+    }
+    MsgQueues::Erased eraseAll()
+    {
+        return erase([](int) { return true; });
+    }
+
+    bool judge(ThreadRawMsg& nRawMsg) override
+    {
+        int lMsgId = 0;
+        nRawMsg.getMsgId(&lMsgId);
+        mSeen.push_back(lMsgId);
+        return mPasses(lMsgId);
+    }
+    void onSyncErased() override { ++mSyncErased; }
+    bool onTimeoutErased(int nTimerId) override { return mOnTimeout(nTimerId); }
+
+    CtlQueue mCtl;
+    MsgQueues mMsgs;
+    ThreadRawMsg mTarget;
+    Ids mSeen; // ids, in the order of the judgement's calls
+    std::function<bool(int)> mPasses = [](int) { return false; };
+    std::function<bool(int)> mOnTimeout = [](int) { return false; };
+    int mSyncErased = 0;
+    int mEndedTimerId = -1;
+};
+
+// ---------------------------------------------------------------------------------------------- control records
+
+TEST(CtlQueue, HeldHeadIsTriedAgainWhenItsLikeComes)
+{
+    struct Row
+    {
+        std::function<void(CtlQueue&)> mDo;
+        int mHead; // 0: held still
+    } const ROWS[] = {
+        {[](CtlQueue& nQueue) {
+             nQueue.append({2, 0});
+         },
+         0},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({1, 0});
+         },
+         1},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({1, 0}), nQueue.takeBack(nQueue.lastNumber());
+         },
+         0},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({2, 0}), nQueue.takeBack(nQueue.lastNumber());
+         },
+         0},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({2, 0}), nQueue.erase(0, 1);
+         },
+         2},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({2, 0}), nQueue.eraseFirst(2);
+         },
+         0},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({2, 0}), nQueue.put(0, {2, 0}), nQueue.erase(1, 1);
+         },
+         2},
+        {[](CtlQueue& nQueue) {
+             nQueue.append({2, 0}), nQueue.pop();
+         },
+         2},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        CtlQueue lQueue(4);
+        lQueue.append({1, 0});
+        lQueue.holdHead();
+        lRow.mDo(lQueue);
+        EXPECT_EQ(lRow.mHead, lQueue.head() != nullptr ? lQueue.head()->mMsgId : 0) << &lRow - ROWS;
+    }
+}
+
+// A sender knows his record by its number: an equal one of another sender is not taken for it.
+TEST(CtlQueue, OnlyTheNewestRecordIsTakenBack)
+{
+    CtlQueue lQueue(4);
+    lQueue.append({1, 0});
+    unsigned int const lFirst = lQueue.lastNumber();
+    lQueue.append({1, 0});
+    EXPECT_FALSE(lQueue.takeBack(lFirst));
+    unsigned int const lSecond = lQueue.lastNumber();
+    lQueue.erase(1, 1);
+    EXPECT_FALSE(lQueue.takeBack(lSecond)); // gone, and the first is not his
+    EXPECT_EQ(1U, lQueue.size());
+}
+
+// ---------------------------------------------------------------------------------------------- messages
+
+// What an id means: to the dispatch, and whether a walk counts a slot for it.
+TEST(MsgQueues, ReservedIdsOwnSlotsOrNot)
+{
+    using internal::CtlClass;
+    struct Row
+    {
+        int mMsgId;
+        CtlClass mDispatch;
+        bool mHasSlotInWalks;
+    } const ROWS[] = {
+        {MSG_ID_NONE, CtlClass::MSG, false},
+        {MSG_ID_ANY, CtlClass::MSG, false},
+        {MSG_ID_TIMER, CtlClass::MSG, true},
+        {MSG_ID_TIMER + 1, CtlClass::MSG, true},
+        {MSG_ID_OUT_OF_BAND, CtlClass::CONTROL, false},
+        {MSG_ID_START_TIMER, CtlClass::CONTROL, false},
+        {MSG_ID_STOP_THREAD, CtlClass::CONTROL, false},
+        {MSG_ID_STOP_THREAD + 1, CtlClass::MSG, true},
+        {MSG_ID_TIMEOUT_SIGNAL, CtlClass::NEVER, false},
+        {MSG_ID_FIRST_USER - 1, CtlClass::MSG, true},
+        {MSG_ID_FIRST_USER, CtlClass::MSG, true},
+        {-1, CtlClass::MSG, true},
+        {0, CtlClass::MSG, true},
+        {INT_MAX, CtlClass::MSG, true},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        SCOPED_TRACE(lRow.mMsgId);
+        EXPECT_EQ(lRow.mDispatch, internal::classOf(lRow.mMsgId));
+        QuietLog const lQuiet;
+        Queues lQueues;
+        lQueues.post(lRow.mMsgId), lQueues.post(20);
+        // If the walk leaves a slot out, what it takes for the second message is the first.
+        EXPECT_EQ(lRow.mHasSlotInWalks ? MsgQueues::Erased::ALL : MsgQueues::Erased::FAILED, lQueues.eraseAll());
+        EXPECT_EQ(lRow.mHasSlotInWalks ? Ids({lRow.mMsgId, 20}) : Ids(), lQueues.mSeen);
+    }
+}
+
+// The slots go round many times, with what is erased in the middle and taken back at the end.
+TEST(MsgQueues, RingOfSlotsWraps)
+{
+    Queues lQueues;
+    int lPosted = 0;
+    int lTaken = 0;
+    for (int lRound = 0; lRound < 20; ++lRound)
+    {
+        while (lQueues.mMsgs.slots().size() < 4)
+        {
+            ++lPosted;
+            lQueues.post(lPosted % 4 == 2 ? 2 : 1, lPosted);
+        }
+        QuietLog const lQuiet;
+        ASSERT_TRUE(lQueues.mMsgs.write(NumberMsg(3))); // the place behind the last one
+        ASSERT_FALSE(lQueues.mMsgs.keep(3));
+        ASSERT_EQ(MsgQueues::Erased::ALL, lQueues.erase([](int nMsgId) { return nMsgId == 2; }));
+        for (int lLeft = 0; lLeft < 1 + lRound % 3; ++lLeft)
+        {
+            ++lTaken;
+            lTaken += lTaken % 4 == 2 ? 1 : 0;
+            ASSERT_EQ(lTaken, lQueues.take());
+        }
+        lQueues.slot(3);
+        lQueues.mMsgs.takeBack();
+    }
+}
+
+TEST(MsgQueues, OrphansGoWhenTheDispatchMeetsThem)
+{
+    LogCapture lLog;
+    Queues lQueues;
+    lQueues.slot(9), lQueues.slot(9), lQueues.post(1, 11);
+    EXPECT_EQ(11, lQueues.take());
+    EXPECT_EQ(2U, lLog.count("!!!!!!!! MsgDrivenThread(queues) MismatchedMsg... DataQueueMsgId:0x00000009 "
+                             "CtlMsgId:0x00000001 Erased Data !!!!!!!!"));
+    lQueues.slot(9, 99), lQueues.slot(1, 12), lQueues.record(MSG_ID_SYNC);
+    EXPECT_EQ(99, lQueues.take()); // a synchronous one compares no ids
+    lQueues.record(1), lQueues.record(1);
+    EXPECT_EQ(12, lQueues.take());
+    EXPECT_EQ(-1, lQueues.take()); // a record without a slot stays
+    EXPECT_EQ(1U, lQueues.mCtl.size());
+}
+
+TEST(MsgQueues, ErasureJudgesEachOnceAndKeepsTheOrder)
+{
+    Queues lQueues;
+    lQueues.post(1, 11), lQueues.record(MSG_ID_START_TIMER, 5), lQueues.post(2, 12), lQueues.record(TIMEOUT, 7);
+    lQueues.slot(2, 13), lQueues.record(MSG_ID_SYNC), lQueues.record(MSG_ID_STOP_THREAD), lQueues.post(3, 14);
+    EXPECT_EQ(MsgQueues::Erased::ALL, lQueues.erase([](int nMsgId) { return nMsgId == 2; }));
+    EXPECT_EQ((Ids{1, 2, MSG_ID_TIMER, 2, 3}), lQueues.mSeen);
+    EXPECT_EQ(1, lQueues.mSyncErased);
+    Ids lLeft;
+    for (unsigned int lIndex = 0; lIndex < lQueues.mCtl.size(); ++lIndex)
+    {
+        lLeft.push_back(lQueues.mCtl.at(lIndex).mMsgId);
+    }
+    EXPECT_EQ((Ids{1, MSG_ID_START_TIMER, TIMEOUT, MSG_ID_STOP_THREAD, 3}), lLeft);
+    EXPECT_EQ(7, lQueues.mCtl.at(2).mParam);
+    EXPECT_EQ(11, lQueues.take());
+    lQueues.mCtl.erase(0, 3);
+    EXPECT_EQ(14, lQueues.take());
+}
+
+// What was removed stays removed, and the rest is whole: at every failure, and when a timer is told that it has ended.
+TEST(MsgQueues, QueuesAreWholeWhereverAnErasureStops)
+{
+    std::string const FAILED = "ERR: MsgDrivenThread::executeEraseMsg(): ";
+    struct Row
+    {
+        std::function<void(Queues&)> mFill; // behind 1, which goes, and 2, which stays
+        std::string mLine;                  // or none
+    } const ROWS[] = {
+        {[](Queues& nQueues) { nQueues.record(4); }, FAILED + "Peek Data Queue fail. Line="},
+        {[](Queues& nQueues) { nQueues.record(MSG_ID_SYNC); }, FAILED + "Peek Data Queue fail. Line="},
+        {[](Queues& nQueues) { nQueues.slot(9), nQueues.record(4); },
+         FAILED + "Data Queue is different from Ctl Queue . Line="},
+        {[](Queues& nQueues) { nQueues.record(TIMEOUT, 7); }, ""},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        SCOPED_TRACE(lRow.mLine);
+        LogCapture lLog;
+        Queues lQueues;
+        lQueues.post(1, 11), lQueues.post(2, 12), lRow.mFill(lQueues);
+        lQueues.mOnTimeout = [&](int nTimerId)
+        {
+            EXPECT_EQ(7, nTimerId);
+            EXPECT_EQ(1U, lQueues.mCtl.size());
+            return true;
+        };
+        EXPECT_EQ(lRow.mLine.empty() ? MsgQueues::Erased::TIMER_ENDED : MsgQueues::Erased::FAILED,
+                  lQueues.erase([](int nMsgId) { return nMsgId != 2; }));
+        EXPECT_EQ(lRow.mLine.empty() ? 7 : -1, lQueues.mEndedTimerId);
+        EXPECT_EQ(lRow.mLine.empty() ? 0U : 1U, lLog.count(lRow.mLine));
+        EXPECT_EQ(12, lQueues.take());
+    }
+}
+
+// A judgement erases all there is at its first message: told if it passes that, and nothing is touched that is not there.
+TEST(MsgQueues, JudgementMayEraseWhatIsWalked)
+{
+    struct Row
+    {
+        int mMsgId; // the second of three records, the first having gone
+        bool mPasses;
+        std::string mLine;
+    } const ROWS[] = {
+        {TIMEOUT, true, "Erase Ctl Queue fail. Line="},
+        {MSG_ID_SYNC, true, "Erase Queue fail. Line="},
+        {2, true, "erase Data Queue fail. Line="},
+        {2, false, ""},
+        {MSG_ID_SYNC, false, ""},
+        {TIMEOUT, false, ""},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        SCOPED_TRACE(lRow.mLine + std::to_string(lRow.mMsgId));
+        LogCapture lLog;
+        Queues lQueues;
+        lQueues.post(1);
+        lRow.mMsgId != TIMEOUT ? lQueues.slot(2) : void();
+        lQueues.record(lRow.mMsgId), lQueues.post(3);
+        auto lYes = [](ThreadRawMsg&) { return true; };
+        MsgDrivenThread::MsgJudgement<decltype(lYes)> lAll(&lYes);
+        int lCalls = 0;
+        auto const lErased = lQueues.erase(
+            [&](int)
+            {
+                if (++lCalls == 2)
+                {
+                    EXPECT_EQ(MsgQueues::Erased::ALL, lQueues.mMsgs.erase(lAll, lQueues, &lQueues.mEndedTimerId));
+                }
+                return lCalls != 2 || lRow.mPasses;
+            });
+        EXPECT_EQ(lRow.mPasses ? MsgQueues::Erased::FAILED : MsgQueues::Erased::ALL, lErased);
+        EXPECT_EQ(lRow.mPasses ? 1U : 0U, lLog.count("ERR: MsgDrivenThread::executeEraseMsg(): " + lRow.mLine));
+        EXPECT_EQ(lRow.mMsgId == MSG_ID_SYNC ? 1 : 0, lQueues.mSyncErased);
+        EXPECT_EQ(0U, lQueues.mCtl.size());
+        EXPECT_EQ(0U, lQueues.mMsgs.slots().size());
+        lQueues.post(5, 55);
+        EXPECT_EQ(55, lQueues.take());
+    }
+}
+
+// A find goes on where slots run out, or where a time-out, which has four bytes of data, cannot be shown.
+TEST(MsgQueues, FindGoesOnWhereThereIsNothingToShow)
+{
+    LogCapture lLog;
+    Queues lTiny(4);
+    lTiny.record(TIMEOUT, 7), lTiny.slot(SimpleMsg(1)), lTiny.record(1);
+    EXPECT_FALSE(lTiny.mMsgs.find(lTiny, nullptr));
+    EXPECT_EQ(Ids{1}, lTiny.mSeen);
+    EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread::executeFindMsg(): Can't store message. Line="));
+    EXPECT_EQ(MsgQueues::Erased::FAILED, lTiny.eraseAll());
+    EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread::executeEraseMsg(): Can't store message. Line="));
+    Queues lQueues;
+    lQueues.record(1), lQueues.record(MSG_ID_SYNC), lQueues.record(TIMEOUT, 7);
+    lQueues.mPasses = [](int) { return true; };
+    ThreadRawMsg lFound(4);
+    EXPECT_TRUE(lQueues.mMsgs.find(lQueues, &lFound));
+    TimerMsg lMsg;
+    EXPECT_TRUE(lMsg.restoreFrom(lFound));
+    EXPECT_EQ(7, lMsg.mTimerId);
+    EXPECT_EQ(2U, lLog.count("ERR: MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line="));
+}
+
+} // namespace

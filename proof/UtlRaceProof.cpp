@@ -26,6 +26,7 @@
 #include <vector>
 
 #include <sched.h>
+#include <unistd.h>
 
 namespace
 {
@@ -165,6 +166,22 @@ int setShortTime(timer_t nTimer, int nFlags, itimerspec const* npTime, itimerspe
 
 // ---------------------------------------------------------------------------------------------- messages and timers
 
+std::atomic<bool> gFailsWrites{false};
+
+/// Every third wake-up by a sender or a stop of a race fails.
+ssize_t writeOrFail(int nFd, void const* npRecord, std::size_t nSize)
+{
+    static std::atomic<unsigned int> sWrites{0};
+    int const lMsgId = *static_cast<int const*>(npRecord);
+    bool const lIsOfRace = lMsgId > 0 || lMsgId == MSG_ID_OUT_OF_BAND || lMsgId == MSG_ID_STOP_THREAD;
+    if (gFailsWrites && lIsOfRace && ++sWrites % 3 == 0)
+    {
+        errno = EIO;
+        return -1;
+    }
+    return ::write(nFd, npRecord, nSize);
+}
+
 /// What became of the messages of all rounds.
 struct Totals
 {
@@ -172,7 +189,7 @@ struct Totals
 } gTotals;
 
 /// A message thread that keeps an account of each message and timer. The parts of a round are letters:
-///   p posts, s sends synchronously, m both, i interrupts, e erases selections, f looks for messages, t makes and kills
+///   p posts, d posts so slowly that the thread sleeps between, s sends synchronously, m posts and sends, i interrupts, e erases selections, f looks for messages, t makes and kills
 ///   timers, ! stops; without a stop all that was accepted is waited for.
 class Subject : public MsgDrivenThread, private ThreadMsgListener
 {
@@ -201,6 +218,7 @@ public:
             lParts.push_back([this, lIndex] { part(lIndex); });
         }
         gCrew->together(std::move(lParts));
+        gFailsWrites = false;
         if (!hasRequestedStop())
         {
             while (!sendMsgSync(FENCE)) // refused by a full queue
@@ -285,7 +303,11 @@ private:
         {
             NumberMsg const lMsg(static_cast<int>(nIndex) + 1, static_cast<int>(lSent.size()));
             char const lKind = mpParts[nIndex] != 'm' ? mpParts[nIndex] : nRandom.below(32) == 0 ? 's' : 'p';
-            if (lKind != 'p')
+            if (lKind == 'd')
+            {
+                nRandom.pause();
+            }
+            if (lKind == 's' || lKind == 'i')
             {
                 bool const lIsReceived = lKind == 's' ? sendMsgSync(lMsg) : sendMsgInterrupt(lMsg);
                 lSent.push_back(lIsReceived ? RECEIVED : NOT_RECEIVED);
@@ -481,6 +503,16 @@ template <char const* PARTS, unsigned int COUNT>
 void raceMessages()
 {
     Subject(PARTS, COUNT, 8).run();
+}
+
+/// What a sender is told is what becomes of his message, also when he cannot wake the thread.
+template <char const* PARTS, unsigned int COUNT>
+void raceFailingWrites()
+{
+    test::Replaced const lWrite(&SystemCalls::mWrite, &writeOrFail);
+    Subject lSubject(PARTS, COUNT, 8);
+    gFailsWrites = true;
+    lSubject.run();
 }
 
 // ---------------------------------------------------------------------------------------------- shared message thread
@@ -688,6 +720,56 @@ void raceTimerCancel()
     PROVE(lTimer.start(lFence, 0) && lTimer.eraseTimer(lFence, 0));
     Array<int, int const&> lIds(1);
     PROVE(lTimer.getTimerIdSet(&lIds) && lIds.size() == 0);
+}
+
+/// Several threads and its own listener start and stop one timer, waiting or not. Afterwards it obeys again.
+void raceTimerToggle()
+{
+    struct Toggles : TimerListener
+    {
+        void onTime(int nTimerId) override
+        {
+            ++mCalls;
+            unsigned int const lAct = mIsOver ? 9 : Random(mCalls).below(4);
+            if (lAct == 0)
+            {
+                PROVE(mpTimer->stop(nTimerId, 0));
+                PROVE(!mpTimer->isRunning(nTimerId));
+            }
+            else if (lAct == 1)
+            {
+                PROVE(mpTimer->restart(nTimerId, 0));
+                PROVE(mpTimer->isRunning(nTimerId));
+            }
+        }
+        SharedTimer* mpTimer = nullptr;
+        std::atomic<bool> mIsOver{false};
+        std::atomic<unsigned int> mCalls{0};
+    } lListener;
+    SharedTimer lTimer(0, 0, nullptr, 2, "timer");
+    lListener.mpTimer = &lTimer;
+    int const lId = lTimer.addTimer(&lListener, 1, 0, static_cast<int>(gRound % 2));
+    auto const lUse = [&](unsigned int nSalt)
+    {
+        Random lRandom(nSalt);
+        for (int lTurn = 0; lTurn < 8; ++lTurn)
+        {
+            int const lNoWait = static_cast<int>(lRandom.below(2));
+            PROVE(lRandom.below(2) == 0 ? lTimer.start(lId, lNoWait) : lTimer.stop(lId, lNoWait));
+            lRandom.pause();
+        }
+    };
+    gCrew->together({[&] { lUse(1); }, [&] { lUse(2); }, [&] { lUse(3); }});
+    lListener.mIsOver = true;
+    int const lFence = lTimer.addTimer(nullptr, 0, 0, 0);
+    PROVE(lTimer.start(lFence, 0) && lTimer.eraseTimer(lFence, 0));
+    PROVE(lTimer.start(lId, 0));
+    PROVE(lTimer.isRunning(lId));
+    PROVE(lTimer.stop(lId, 0));
+    PROVE(!lTimer.isRunning(lId));
+    unsigned int const lCalls = lListener.mCalls;
+    Random(4).pause();
+    PROVE_EQ(lCalls, lListener.mCalls);
 }
 
 /// Waiting for a timer, starting it and letting it ring, against the end of its thread.
@@ -927,6 +1009,9 @@ constexpr char INTERRUPT_STOP[] = "ii!";
 constexpr char TIMER_STOP[] = "tt!";
 constexpr char ERASE_STOP[] = "pse!";
 constexpr char ALL_STOP[] = "psieft!";
+constexpr char SLOW[] = "ddd";
+constexpr char SLOW_STOP[] = "ddi!";
+constexpr char SLOW_INTERRUPT[] = "ddi";
 constexpr char SEND_SYNC[] = "mmm";
 constexpr char INTERRUPT[] = "pii";
 constexpr char ERASE[] = "pmee";
@@ -941,6 +1026,9 @@ Race const RACES[] = {
     {"stop-timer", &raceMessages<TIMER_STOP, 4>, 1},
     {"stop-erase", &raceMessages<ERASE_STOP, 30>, 1},
     {"stop-all", &raceMessages<ALL_STOP, 20>, 1},
+    {"send-sleep", &raceMessages<SLOW, 20>, 40},
+    {"write-fails", &raceFailingWrites<SLOW_INTERRUPT, 20>, 40},
+    {"write-fails-stop", &raceFailingWrites<SLOW_STOP, 30>, 1},
     {"sync-sync", &raceMessages<SEND_SYNC, 20>, 20},
     {"interrupt-dispatch", &raceMessages<INTERRUPT, 20>, 40},
     {"erase-dispatch", &raceMessages<ERASE, 20>, 40},
@@ -950,6 +1038,7 @@ Race const RACES[] = {
     {"listener-detach", &raceListeners, 6},
     {"shared-stop", &raceSharedStop, 1},
     {"shared-timer-cancel", &raceTimerCancel, 14},
+    {"shared-timer-toggle", &raceTimerToggle, 24},
     {"shared-timer-end", &raceTimerEnd, 1},
     {"thread-start-stop", &raceThreadStart, 1},
     {"registry-walk", &raceRegistry, 6},

@@ -432,4 +432,14 @@ TEST(Applog, WorksBeforeMainAndWhileTheProcessExits)
     EXPECT_EXIT(lExitWhileLogging(), testing::ExitedWithCode(0), "");
 }
 
+TEST_F(ApplogTest, StampThatCannotBeMadeIsLeftOut)
+{
+    utl::test::LogCapture const lLog;
+    utl::test::Replaced const lConversion(
+        &utl::internal::SystemCalls::mCtimeR,
+        +[](time_t const*, char* npText) { return std::strcpy(npText, "nothing\n"); });
+    applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "a line");
+    EXPECT_EQ(Lines{" ERR: a line\r\n"}, lLog.rawLines());
+}
+
 } // namespace

@@ -517,3 +517,36 @@ TEST_F(FileTest, TheLastCopyAndTheDirectorySync)
     EXPECT_FALSE(File::copy("d/s", "e/short", 0));
     EXPECT_EQ(0751U, modeOf("e"));
 }
+
+TEST_F(FileTest, ArgumentsThatAreNoneAndTheFileItself)
+{
+    File lFile("d/s", 0);
+    char lName[4] = {};
+    char lByte = 0;
+    Text lShort(3, 0);
+    EXPECT_FALSE(File::extractFileName(nullptr, 16, "a/b", 0));
+    EXPECT_FALSE(File::extractExtension(nullptr, 16, "b.c"));
+    EXPECT_FALSE(lFile.getPath(static_cast<char*>(nullptr), 16));
+    EXPECT_FALSE(lFile.getPath(lName, 3));
+    EXPECT_FALSE(lFile.getPath(static_cast<Text*>(nullptr)));
+    EXPECT_FALSE(lFile.getFileName(static_cast<Text*>(nullptr), 0));
+    EXPECT_TRUE(File::move("d/s", "d/s"));
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    File& lSame = lFile;
+    lFile = lSame;
+    EXPECT_TRUE(lFile.isOpened());
+    int const lResults[] = {lFile.read(nullptr, 4), lFile.read(&lByte, 0), lFile.read(&lByte, 0x80000000U)};
+    for (int const& lResult : lResults)
+    {
+        EXPECT_EQ(FILE_READ_ERROR, lResult) << &lResult - lResults;
+    }
+    EXPECT_EQ(FILE_ERROR, lFile.write(nullptr, 4));
+    EXPECT_EQ(FILE_ERROR, lFile.write("text", 0));
+    EXPECT_EQ(SAMPLE_SIZE, static_cast<int>(lFile.size()));
+    FileNames lNames(0, 1);
+    EXPECT_EQ(FILE_ERROR, File::children("d/s/*", &lNames, FILE_CHILD_ALL, nullptr, 0));
+    EXPECT_EQ(0U, File::children("d/s", &lNames, FILE_CHILD_ALL, nullptr, 0));
+    EXPECT_EQ(FILE_ERROR, File::children(std::string(300, 'a').c_str(), &lNames, FILE_CHILD_ALL, nullptr, 0));
+    FailNth<&SC::mFnmatch> const lFault(0, EINVAL);
+    EXPECT_EQ(0U, File::children("d/*", &lNames, FILE_CHILD_ALL, nullptr, 0)); // no name that could be judged
+}

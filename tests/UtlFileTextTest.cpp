@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iterator>
 
 #include <gtest/gtest.h>
@@ -321,6 +322,109 @@ TEST_F(FileTextTest, TheLogWritesToACallersFile)
     EXPECT_EQ(std::string::npos, stored().find("console"));
     EXPECT_EQ(2U, lLog.count("console"));
     EXPECT_EQ(4U, lLog.lines().size());
+}
+
+TEST_F(FileTextTest, ArgumentsThatAreNone)
+{
+    char lText[8] = "before";
+    unsigned int lSize = 7;
+    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    EXPECT_EQ(FILE_ERROR, lFile.writeLine("not open"));
+    EXPECT_EQ(FILE_READ_ERROR, lFile.readText(lText, 8, 4, 0, nullptr));
+    store("\nfirst\n\n");
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    EXPECT_EQ(FILE_ERROR, lFile.writeLine(nullptr));
+    EXPECT_EQ(FILE_READ_ERROR, lFile.readLine(static_cast<char*>(nullptr), 4, &lSize));
+    EXPECT_EQ(FILE_READ_ERROR, lFile.readText(static_cast<char*>(nullptr), 4, 4, 0, &lSize));
+    EXPECT_EQ(-1, lFile.seekKey(static_cast<unsigned char const*>(nullptr), 3, 0, 100, 0));
+    EXPECT_EQ(-1, lFile.seekKey(static_cast<char const*>(nullptr), 0, 100, 0));
+    EXPECT_EQ(0, lFile.position());
+    // Without a place for the text its size is told, and the position stays.
+    EXPECT_EQ(0, lFile.readLine(static_cast<char*>(nullptr), 0, &lSize));
+    EXPECT_EQ(1U, lSize);
+    EXPECT_EQ(1, lFile.seek(1, FILE_SEEK_BEGIN));
+    EXPECT_EQ(5, lFile.readLine(static_cast<BasicString<char>*>(nullptr), &lSize));
+    EXPECT_EQ(6U, lSize);
+    EXPECT_EQ(5, lFile.readText(static_cast<BasicString<char>*>(nullptr), 5, 0, &lSize));
+    EXPECT_STREQ("before", lText);
+    EXPECT_TRUE(lFile.close());
+    File lOther(mPath.c_str(), 99); // a type that is none
+    ASSERT_TRUE(lOther.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    EXPECT_EQ(FILE_READ_ERROR, lOther.readText(lText, 8, 4, 0, nullptr));
+    EXPECT_EQ(FILE_READ_ERROR, lOther.readLine(lText, 8, nullptr));
+    EXPECT_EQ(-1, lOther.findNextLineSize(0, nullptr, nullptr));
+    EXPECT_EQ(FILE_ERROR, lOther.writeText("text", 4, 0));
+    EXPECT_EQ(8U, stored().size());
+}
+
+/// Each reading call at a line that is longer than what is read ahead, with each call of one kind failing in turn: the
+/// documented error or the right answer, and the next try without a fault gives that.
+template <class Fault>
+void readingFails(File& nFile, std::string const& nLine)
+{
+    auto const lText = [&](unsigned int nSize, unsigned int nCount, bool nIsLine)
+    {
+        std::string lRead(nSize, 0);
+        int const lResult = nIsLine ? nFile.readLine(lRead.data(), nSize, nullptr)
+                                    : nFile.readText(lRead.data(), nSize, nCount, 0, nullptr);
+        return lResult > 0 && nLine.compare(0, nCount, lRead.c_str()) != 0 ? -9 : lResult;
+    };
+    std::function<long long()> const CALLS[] = {
+        [&] { return nFile.findNextLineSize(0, nullptr, nullptr); },
+        [&] { return nFile.seekKey("key", 0, ~0ULL, 0); },
+        [&] { return nFile.seekKey("key", 0, 4000, 0); },
+        [&] { return lText(5000, 4999, true); },
+        [&] { return lText(64, 50, false); },
+        [&] // read ahead, and then past that
+        {
+            char lBytes[4] = {};
+            bool const lHasRead = lText(64, 50, false) == 50;
+            int const lResult = nFile.read(lBytes, 4);
+            return lHasRead && lResult > 0 && nLine.compare(50, 4, lBytes, 4) != 0 ? -9 : lResult;
+        },
+        [&] { return lText(64, 50, false) == 50 && nFile.resize(nLine.size() + 5) ? 1 : -1; }, // as it is
+    };
+    for (auto const& lCall : CALLS)
+    {
+        ASSERT_EQ(0, nFile.seek(0, FILE_SEEK_BEGIN));
+        long long const lExpected = lCall();
+        bool lHasFired = true;
+        for (int lTry = 2; lHasFired; ++lTry)
+        {
+            SCOPED_TRACE(lTry + 1000 * (&lCall - CALLS));
+            ASSERT_EQ(0, nFile.seek(0, FILE_SEEK_BEGIN));
+            Fault const lFault(lTry / 2, EIO, lTry % 2 == 0 ? FAULT_ONCE : FAULT_FOR_EVER);
+            long long const lResult = lCall();
+            lHasFired = lFault.fired();
+            if (!lHasFired || (lResult != -1 && lResult != FILE_READ_END))
+            {
+                ASSERT_EQ(lExpected, lResult);
+            }
+        }
+    }
+}
+
+TEST_F(FileTextTest, LongLinesWhereEachCallFails)
+{
+    QuietLog const lQuiet;
+    for (std::size_t lLength : {4500U, 50000U}) // one that is kept whole while it is walked, and one that is not
+    {
+        std::string const lLine = std::string(lLength, 'x') + "key";
+        store(lLine + "\nnext");
+        File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+        readingFails<FailNth<&SC::mLseek>>(lFile, lLine);
+        readingFails<FailNth<&SC::mRead>>(lFile, lLine);
+        readingFails<FailNth<&SC::mFstat>>(lFile, lLine);
+        EXPECT_EQ(lLength + 8, stored().size());
+    }
+    // Cut by another while it is read: it was longer an instant ago.
+    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    Replaced const lRead(
+        &SC::mRead, +[](int, void*, std::size_t) -> ssize_t { return 0; });
+    char lText[64];
+    EXPECT_EQ(FILE_READ_END, lFile.readText(lText, sizeof(lText), 50, 0, nullptr));
 }
 
 } // namespace

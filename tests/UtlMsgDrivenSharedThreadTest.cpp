@@ -61,6 +61,7 @@ public:
         };
         return postMsg(&mHolder, 0) && mEntered.wait();
     }
+    using MsgDrivenSharedThread::receiveMsg;
     bool fence() { return sendMsgSync(&mHolder, 0); }
     bool postCtl(int nMsgId, int nParam) { return postThreadCtlMsg(nMsgId, nParam); }
 
@@ -320,6 +321,75 @@ TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIsWhileItWorks)
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lRoom.getId()); }));
     EXPECT_TRUE(lManager.isRegisteredWatchdog(lRoom.getId()) && lRoom.stop(1, 0) == 0);
     EXPECT_FALSE(lManager.isRegisteredWatchdog(lRoom.getId()));
+}
+
+// The table of listeners is fuller than the one of timers while a timer is on its way out.
+TEST(MsgDrivenSharedThread, TimerMadeWhileAnotherLeavesIsNotLost)
+{
+    class Refilling : public MsgDrivenSharedThread
+    {
+    public:
+        Refilling()
+            : MsgDrivenSharedThread(4, 4, 1, "refilling", 1)
+        {
+            EXPECT_EQ(0, start(0, 0, nullptr, 1, 0, NORMAL, 0));
+        }
+        ~Refilling() override { stop(1, 0); }
+        int mTimerId = 0;
+
+    private:
+        void onEraseTimer(int nTimerId) override
+        {
+            if (mTimerId == 0)
+            {
+                mTimerId = -2;
+                mTimerId = registerTimer(1000000, 0, 0);
+            }
+            MsgDrivenSharedThread::onEraseTimer(nTimerId);
+        }
+    } lThread;
+    int const lTimerId = lThread.setTimer(1000000, 0, 0, 0);
+    EXPECT_TRUE(lThread.killTimer(lTimerId, 0));
+    EXPECT_EQ(-1, lThread.mTimerId);
+    EXPECT_EQ(1, lThread.remTimerIdCount()); // none that nobody knows
+    EXPECT_LT(0, lThread.setTimer(1000000, 0, 0, 0));
+}
+
+TEST(MsgDrivenSharedThread, EnvelopesAndImagesForNobody)
+{
+    class Envelope : public Msg
+    {
+    public:
+        Envelope()
+            : Msg(MSG_ID_SPECIFIED_LISTENER)
+        {
+        }
+
+    protected:
+        void storeDataTo(MsgDataBroker* npBroker) const override { npBroker->set(static_cast<void*>(nullptr)); }
+        void restoreDataFrom(MsgDataBroker&) override {}
+    };
+    class Nameless : public ThreadRawMsg
+    {
+    public:
+        Nameless()
+            : ThreadRawMsg(8)
+        {
+        }
+        bool getMsgId(int*) override { return false; }
+    } lNameless;
+    LogCapture lLog;
+    Room lRoom;
+    lRoom.attach("a");
+    EXPECT_TRUE(lRoom.MsgDrivenThread::postMsg(Envelope()));
+    EXPECT_TRUE(lRoom.fence());
+    lRoom.receiveMsg(lRoom.getId(), lNameless);
+    EXPECT_EQ(1U, lLog.count("Unknown MsgId Received (shared)"));
+    EXPECT_FALSE(lRoom.peekMsg(nullptr, 20, nullptr));
+    EXPECT_FALSE(lRoom.hasMsg(nullptr, 20));
+    EXPECT_FALSE(lRoom.eraseMsg(nullptr, 20));
+    EXPECT_FALSE(lRoom.abortMsg(nullptr));
+    EXPECT_EQ("", lRoom.heard());
 }
 
 } // namespace

@@ -201,4 +201,28 @@ TEST(RawMemory, NullPointersDoNothing)
     EXPECT_FALSE(compareMemory(nullptr, lBytes, 0));
 }
 
+TEST(String, NullsAndPlacesThatAreTooSmallAreErrors)
+{
+    char lText[4] = "xyz";
+    char const* lpNone = nullptr;
+    unsigned int lBefore = 7;
+    unsigned int lEnd = 7;
+    unsigned int const lResults[] = {
+        formatStr<char>(nullptr, 4, "%d", 1),
+        formatStr<char>(lText, 4, lpNone, 1),
+        replaceStr<char>(lText, 4, nullptr, "a", "b", 0),
+        replaceStr<char>(lText, 2, "too long a", "a", "b", 0), // what is before the match
+        findReverseChar<char>("abc", nullptr, STR_ALL, &lBefore),
+        t_strstr<char>(nullptr, "a"),
+        internal::findToken(nullptr, "/", 0, &lEnd),
+        lBefore,
+        lEnd,
+    };
+    for (unsigned int const& lResult : lResults)
+    {
+        EXPECT_EQ(STR_ERROR, lResult) << &lResult - lResults;
+    }
+    EXPECT_EQ(0U, t_strstr<char>(nullptr, ""));
+}
+
 } // namespace

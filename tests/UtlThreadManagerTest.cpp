@@ -1,5 +1,6 @@
 #include "UtlThreadManager.h"
 
+#include "UtlThread.h"
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
@@ -348,6 +349,57 @@ TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)
     int lStatus = -1;
     ASSERT_EQ(lChild, waitpid(lChild, &lStatus, 0));
     EXPECT_EQ(0, lStatus);
+}
+
+/// Stands for both threads.
+struct Worker
+{
+    static void* run(void*)
+    {
+        EXPECT_NE(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "first"));
+        sId = ThreadManager::getCallerId();
+        sIsEntered.open();
+        EXPECT_TRUE(sIsGiven.wait());
+        return spStart(spArgument);
+    }
+    static inline int sId = 0;
+    static inline pthread_t sThread{};
+    static inline Gate sIsEntered;
+    static inline Gate sIsGiven;
+    static inline void* (*spStart)(void*) = nullptr;
+    static inline void* spArgument = nullptr;
+};
+
+// The kernel gives a thread an id that is in the registry still, of one that entered itself and ended without a word: the
+// start fails, and the thread runs on, known to its owner alone.
+TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
+{
+    struct Run : Command
+    {
+        unsigned int execute() override { return ++mRuns; }
+        std::atomic<unsigned int> mRuns{0};
+    } lRun;
+    ASSERT_EQ(0, ::pthread_create(&Worker::sThread, nullptr, &Worker::run, nullptr));
+    ASSERT_TRUE(Worker::sIsEntered.wait());
+    LogCapture const lLog;
+    {
+        Thread lThread("runner", &lRun);
+        Replaced const lCreate(
+            &SystemCalls::mPthreadCreate,
+            +[](pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)
+            {
+                *npThread = Worker::sThread;
+                Worker::spStart = npStart;
+                Worker::spArgument = npArgument;
+                Worker::sIsGiven.open();
+                return 0;
+            });
+        EXPECT_EQ(-1, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
+        EXPECT_EQ(1U, lLog.count("entry() Error Thread Register           ID:" + std::to_string(Worker::sId)));
+        EXPECT_STREQ("first", ThreadManager::get()->getName(Worker::sId));
+    }
+    EXPECT_EQ(1U, lRun.mRuns);
+    EXPECT_TRUE(ThreadManager::get()->unregister(Worker::sId));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
+#include "support/Resources.h"
 
 #include <gtest/gtest.h>
 
@@ -144,6 +145,41 @@ TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
         });
     Thread::sleep(100001);
     EXPECT_EQ(3, sCalls);
+}
+
+// The registry goes before the thread ends: its owner waits for it all the same, and does not start it twice.
+TEST(Thread, OutlivesTheRegistry)
+{
+    struct Run : Command
+    {
+        unsigned int execute() override
+        {
+            mEnd.wait();
+            mHasEnded = true;
+            return 0;
+        }
+        Gate mEnd;
+        std::atomic<bool> mHasEnded{false};
+    } lRun;
+    int const lId = ThreadManager::getCallerId();
+    std::thread lOpener;
+    {
+        Thread lThread("runner", &lRun);
+        EXPECT_EQ(0, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
+        ThreadManager::destroy();
+        ThreadPriority lPriority(ThreadPriority::NORMAL);
+        EXPECT_FALSE(lThread.isRunning());
+        EXPECT_FALSE(lThread.getPriority(&lPriority));
+        EXPECT_EQ(-1, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
+        lOpener = std::thread(
+            [&]
+            {
+                EXPECT_TRUE(waitUntil([&] { return isAsleep(lId); })); // in the destructor
+                lRun.mEnd.open();
+            });
+    }
+    EXPECT_TRUE(lRun.mHasEnded);
+    lOpener.join();
 }
 
 } // namespace

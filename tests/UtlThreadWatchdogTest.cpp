@@ -1,6 +1,8 @@
 #include "UtlThreadWatchdog.h"
 
 #include "UtlThreadManager.h"
+#include "UtlTimeCounter.h"
+#include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
@@ -229,6 +231,70 @@ TEST(ThreadWatchdog, PassUnderWayEndsBeforeTheTableGoes)
     lpWatchdog.reset();
     EXPECT_TRUE(ThreadManager::get()->unregister(lThreadId)); // which shutdown() would have done
     EXPECT_EQ(1U, lLog.count("Timeout ID:2 Name:both overdue in one pass "));
+}
+
+TEST(WatchdogInfo, EachFieldCounts)
+{
+    Listener lListener;
+    std::function<void(WatchdogInfo&)> const CHANGES[] = {
+        [](WatchdogInfo& nInfo) { ++nInfo.mId; },
+        [](WatchdogInfo& nInfo) { ++nInfo.mAliveTime; },
+        [&](WatchdogInfo& nInfo) { nInfo.mpListener = &lListener; },
+        [](WatchdogInfo& nInfo) { nInfo.mLastAliveTick = 5; },
+        [](WatchdogInfo& nInfo) { nInfo.mWatchStatus = WatchdogInfo::NOT_WATCHING; },
+        [](WatchdogInfo& nInfo) { nInfo.mAliveStatus = WatchdogInfo::ALIVE; },
+        [](WatchdogInfo& nInfo) { ++nInfo.mTimeoutCount; },
+        [](WatchdogInfo& nInfo) { nInfo.mLastAliveInfo = HERE; },
+        [](WatchdogInfo& nInfo) { nInfo.mName = "other"; },
+    };
+    WatchdogInfo const lInfo(7, 100, nullptr, "name", WatchdogInfo::WATCHING);
+    EXPECT_EQ(WatchdogInfo(7, 100, nullptr, "name", WatchdogInfo::WATCHING), lInfo);
+    for (auto const& lChange : CHANGES)
+    {
+        WatchdogInfo lOther(lInfo);
+        lChange(lOther);
+        EXPECT_NE(lOther, lInfo) << &lChange - CHANGES;
+    }
+}
+
+// Messages that are no beat, and a sink of the log that reports while a report is logged.
+TEST(ThreadWatchdog, OtherMessagesAreNoBeatAndAReportMayComeFromInsideOne)
+{
+    QuietLog const lQuiet;
+    Listener lListener;
+    static Still* spWatchdog;
+    static unsigned int sLines;
+    Still lWatchdog;
+    spWatchdog = &lWatchdog;
+    sLines = 0;
+    int const lId = ThreadManager::getCallerId();
+    lWatchdog.watch(lId, 1, &lListener, TimeCounter::getTickTime() - 10);
+    ThreadRawMsg lRawMsg(8);
+    TimerMsg lTimerMsg;
+    lTimerMsg.mTimerId = 9999;
+    ThreadRawMsg lShort(4);
+    EXPECT_TRUE(lShort.setMsgId(MSG_ID_TIMER));
+    lWatchdog.receiveMsg(0, lShort);
+    SimpleMsg const lOther(20);
+    for (Msg const* lpMsg : {static_cast<Msg const*>(&lTimerMsg), static_cast<Msg const*>(&lOther)})
+    {
+        EXPECT_TRUE(lpMsg->storeTo(&lRawMsg));
+        lWatchdog.receiveMsg(0, lRawMsg);
+    }
+    EXPECT_EQ(Ids{}, lListener.mIds);
+    Peer::pass(lWatchdog, TimeCounter::getTickTime());
+    EXPECT_EQ(Ids{lId}, lListener.mIds);
+    setAllFilterLevel(LOG_LEVEL_INFO);
+    Replaced const lSink(
+        &internal::SystemCalls::mPrintf,
+        +[](char const*)
+        {
+            ++sLines;
+            EXPECT_TRUE(spWatchdog->keepAlive(StatementInfo("proof", "sink", 2, 0)));
+        });
+    EXPECT_TRUE(lWatchdog.keepAlive(HERE)); // it is back
+    EXPECT_EQ(1U, sLines);
+    EXPECT_EQ(HERE, Peer::info(lWatchdog, lId).mLastAliveInfo);
 }
 
 } // namespace

@@ -285,4 +285,22 @@ TEST_F(TimepieceClockTest, ReportsAroundItsCallsAndFailsWithThem)
     EXPECT_FALSE(utl::getSystemTime(nullptr) || utl::getLocalTime(nullptr));
 }
 
+TEST_F(TimepieceClockTest, MonthThatIsNoneChangesNothing)
+{
+    utl::test::Replaced<tm*(time_t const*, tm*)> const lConversion(&SystemCalls::mGmtimeR,
+                                                                   [](time_t const*, tm* npFields)
+                                                                   {
+                                                                       *npFields = tm();
+                                                                       npFields->tm_year = 124;
+                                                                       npFields->tm_mon = 12;
+                                                                       npFields->tm_mday = 1;
+                                                                       return npFields;
+                                                                   });
+    Time lTime = make({1, 2, 3});
+    EXPECT_FALSE(utl::getSystemTime(&lTime));
+    EXPECT_EQ(make({1, 2, 3}), lTime);
+    EXPECT_EQ(Time::FAILED, lTime.getElapsedDays(Time()));
+    EXPECT_EQ(Time::FAILED, lTime.getElapsedSeconds(Time()));
+}
+
 } // namespace

@@ -205,4 +205,19 @@ TEST(MsgDrivenThreadTimer, TimeoutThatDoesNotFitIsTold)
     EXPECT_EQ(0U, lThread.mRecorder.count(MSG_ID_TIMER));
 }
 
+TEST(MsgDrivenThreadTimer, TimerThatAListenerCannotStartTakesNoPlace)
+{
+    TestThread lThread(8, 16, 1);
+    auto const lUse = [&](int)
+    {
+        QuietLog const lQuiet;
+        EXPECT_EQ(-1, failing<&SystemCalls::mTimerCreate>(EAGAIN, [&] { return lThread.setTimer(1000000, 0, 0, 0); }));
+        EXPECT_EQ(1, lThread.remTimerIdCount());
+        EXPECT_EQ(1, lThread.setTimer(1000000, 0, 0, 0)); // the id was not used up
+        EXPECT_EQ(-1, lThread.setTimer(1000000, 0, 0, 0));
+    };
+    lThread.mRecorder.on(1, lUse);
+    EXPECT_TRUE(lThread.sendMsgSync(1));
+}
+
 } // namespace

@@ -352,4 +352,23 @@ TEST(MsgQueues, FindGoesOnWhereThereIsNothingToShow)
     EXPECT_EQ(2U, lLog.count("ERR: MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line="));
 }
 
+TEST(MsgQueues, InterruptStaysUntilItIsTakenOrPasses)
+{
+    Queues lQueues;
+    for (bool const lPasses : {false, true})
+    {
+        lQueues.mPasses = [&](int) { return lPasses; };
+        EXPECT_TRUE(lQueues.mMsgs.write(NumberMsg(1, 11)));
+        lQueues.mMsgs.keepAsInterrupt();
+        lQueues.post(2); // in the place where it was written
+        EXPECT_EQ(lPasses, lQueues.mMsgs.eraseInterrupt(lQueues));
+        EXPECT_EQ(!lPasses, lQueues.mMsgs.takeInterrupt(lQueues.mTarget));
+        EXPECT_FALSE(lQueues.mMsgs.eraseInterrupt(lQueues)); // none is left
+    }
+    EXPECT_EQ((Ids{1, 1}), lQueues.mSeen);
+    NumberMsg lMsg(0);
+    EXPECT_TRUE(lMsg.restoreFrom(lQueues.mTarget));
+    EXPECT_EQ(11, lMsg.mNumber);
+}
+
 } // namespace

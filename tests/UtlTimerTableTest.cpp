@@ -4,9 +4,13 @@
 #include "internal/UtlSystemCalls.h"
 #include "internal/UtlTimerWaiters.h"
 #include "support/Faults.h"
+#include "support/Gate.h"
 #include "support/LogCapture.h"
+#include "support/Resources.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace
 {
@@ -248,6 +252,35 @@ TEST(TimerWaiters, TellWhatTheTimerWillDo)
     EXPECT_FALSE(lWaiters.willRun(1, true));
     lWaiters.unlist(lStops);
     EXPECT_TRUE(lWaiters.willRun(1, false));
+}
+
+// Two threads install a handler: the second waits for the first, and leaves it at that.
+TEST(TimerSignal, IsInstalledOnce)
+{
+    static TimerSignal sSignal(7);
+    static std::thread sSecond;
+    static std::atomic<int> sSecondId;
+    static std::atomic<int> sSecondResult;
+    static std::atomic<int> sInstalled;
+    sSecondId = sInstalled = 0;
+    Replaced const lSigaction(
+        &SystemCalls::mSigaction,
+        +[](int, struct sigaction const*, struct sigaction*)
+        {
+            ++sInstalled;
+            sSecond = std::thread(
+                []
+                {
+                    sSecondId = static_cast<int>(::syscall(SYS_gettid));
+                    sSecondResult = sSignal.install();
+                });
+            EXPECT_TRUE(waitUntil([] { return sSecondId != 0 && isAsleep(sSecondId); }));
+            return 0;
+        });
+    EXPECT_EQ(1, sSignal.install());
+    sSecond.join();
+    EXPECT_EQ(0, sSecondResult);
+    EXPECT_EQ(1, sInstalled);
 }
 
 } // namespace

@@ -32,7 +32,7 @@ struct Queues : MsgDrivenThread::MsgJudgementInterface, MsgQueues::Erasure
     void slot(Msg const& nMsg)
     {
         EXPECT_TRUE(mMsgs.write(nMsg));
-        EXPECT_TRUE(mMsgs.keep(nMsg.mMsgId));
+        EXPECT_TRUE(mMsgs.keep(nMsg.mMsgId, 1));
     }
     void slot(int nMsgId, int nNumber = 0) { slot(NumberMsg(nMsgId, nNumber)); }
     void record(int nMsgId, int nParam = -1) { EXPECT_TRUE(mCtl.append({nMsgId, nParam})); }
@@ -200,7 +200,7 @@ TEST(MsgQueues, RingOfSlotsWraps)
         }
         QuietLog const lQuiet;
         ASSERT_TRUE(lQueues.mMsgs.write(NumberMsg(3))); // the place behind the last one
-        ASSERT_FALSE(lQueues.mMsgs.keep(3));
+        ASSERT_FALSE(lQueues.mMsgs.keep(3, 1));
         ASSERT_EQ(MsgQueues::Erased::ALL, lQueues.erase([](int nMsgId) { return nMsgId == 2; }));
         for (int lLeft = 0; lLeft < 1 + lRound % 3; ++lLeft)
         {

@@ -208,24 +208,21 @@ TEST(TimerWaiters, AreReleasedByWhatTheyWaitFor)
         {[](TimerWaiters& nWaiters) { nWaiters.onServed(1, TimerFate::RUNS), nWaiters.onServed(1, TimerFate::RUNS); },
          "xxx.."},
         {[](TimerWaiters& nWaiters) { nWaiters.onServed(2, TimerFate::RUNS); }, "....x"},
-        {[](TimerWaiters& nWaiters) { nWaiters.onChanged(1, TimerFate::RUNS); }, "..x.."},
-        {[](TimerWaiters& nWaiters) { nWaiters.onChanged(1, TimerFate::RESTS); }, "...x."},
+        {[](TimerWaiters& nWaiters) { nWaiters.onReached(1, TimerFate::RUNS); }, "..x.."},
+        {[](TimerWaiters& nWaiters) { nWaiters.onReached(1, TimerFate::RESTS); }, "...x."},
         {[](TimerWaiters& nWaiters) { nWaiters.onGone(1); }, "xxxx."},
         {[](TimerWaiters& nWaiters) { nWaiters.releaseAll(); }, "xxxxx"},
     };
     for (Row const& lRow : ROWS)
     {
         TimerWaiters lWaiters;
-        TimerWaiter lAll[] = {{1, TimerFate::RUNS},
-                              {1, TimerFate::RUNS},
-                              {1, TimerFate::RUNS},
-                              {1, TimerFate::RESTS},
-                              {2, TimerFate::RUNS}};
-        lWaiters.enlistRequest(lAll[0], 0);
-        lWaiters.enlistRequest(lAll[1], 1);
-        lWaiters.enlist(lAll[2]);
-        lWaiters.enlist(lAll[3]);
-        lWaiters.enlistRequest(lAll[4], 0);
+        TimerWaiter lAll[] = {TimerWaiter(TimerFate::RUNS), TimerWaiter(TimerFate::RUNS), TimerWaiter(TimerFate::RUNS),
+                              TimerWaiter(TimerFate::RESTS), TimerWaiter(TimerFate::RUNS)};
+        lWaiters.enlistRequest(lAll[0], 1, 0);
+        lWaiters.enlistRequest(lAll[1], 1, 1);
+        lWaiters.enlist(lAll[2], 1);
+        lWaiters.enlist(lAll[3], 1);
+        lWaiters.enlistRequest(lAll[4], 2, 0);
         lRow.mpDo(lWaiters);
         std::string lReleased;
         for (TimerWaiter& lWaiter : lAll)
@@ -240,15 +237,15 @@ TEST(TimerWaiters, AreReleasedByWhatTheyWaitFor)
 TEST(TimerWaiters, TellWhatTheTimerWillDo)
 {
     TimerWaiters lWaiters;
-    TimerWaiter lRests(1, TimerFate::RESTS);
-    TimerWaiter lStarts(1, TimerFate::RUNS);
-    TimerWaiter lStops(1, TimerFate::RESTS);
-    lWaiters.enlist(lRests); // has asked for nothing
+    TimerWaiter lRests(TimerFate::RESTS);
+    TimerWaiter lStarts(TimerFate::RUNS);
+    TimerWaiter lStops(TimerFate::RESTS);
+    lWaiters.enlist(lRests, 1); // has asked for nothing
     EXPECT_TRUE(lWaiters.willRun(1, true));
-    lWaiters.enlistRequest(lStarts, 0);
+    lWaiters.enlistRequest(lStarts, 1, 0);
     EXPECT_TRUE(lWaiters.willRun(1, false));
     EXPECT_FALSE(lWaiters.willRun(2, false));
-    lWaiters.enlistRequest(lStops, 1);
+    lWaiters.enlistRequest(lStops, 1, 1);
     EXPECT_FALSE(lWaiters.willRun(1, true));
     lWaiters.unlist(lStops);
     EXPECT_TRUE(lWaiters.willRun(1, false));

@@ -334,7 +334,11 @@ TEST(MsgDrivenSharedThread, TimerMadeWhileAnotherLeavesIsNotLost)
         {
             EXPECT_EQ(0, start(0, 0, nullptr, 1, 0, NORMAL, 0));
         }
-        ~Refilling() override { stop(1, 0); }
+        ~Refilling() override
+        {
+            stop(1, 0);
+            leaveManagement();
+        }
         int mTimerId = 0;
 
     private:

@@ -24,18 +24,22 @@ struct Utf16ToUtf8Walk
     template <class Output>
     static unsigned int run(Output nOutput, unsigned short const* npSrc)
     {
-        unsigned char const* lpAt = reinterpret_cast<unsigned char const*>(npSrc);
         bool lHasRoom = true;
         while (lHasRoom)
         {
-            nOutput.putUsualUnits(lpAt);
-            unsigned int const lUnit = unitAt<IS_HOST_BIG_ENDIAN>(lpAt);
-            if (lUnit == 0)
+            unsigned int const lUnit = *npSrc++;
+            if (isLikely(lUnit >= 0x800))
+            {
+                lHasRoom = lUnit != MARK && lUnit != SWAPPED_MARK && nOutput.putUtf8(lUnit);
+            }
+            else if (lUnit != 0)
+            {
+                lHasRoom = nOutput.putUtf8(lUnit);
+            }
+            else
             {
                 return nOutput.end();
             }
-            lHasRoom = lUnit != MARK && lUnit != SWAPPED_MARK && nOutput.putUtf8(lUnit);
-            lpAt += 2;
         }
         return STR_ERROR;
     }

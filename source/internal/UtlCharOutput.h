@@ -47,15 +47,6 @@ public:
         return append<2>([nCode](Unit* npEnd) { storeSjis(npEnd, nCode, 2); });
     }
 
-    /// What convertUsualUnits() takes while there is room for three bytes. Stores or does nothing.
-    void putUsualUnits(unsigned char const*& npUnits)
-    {
-        if (STORES && room() >= 3)
-        {
-            convertUsualUnits<IS_HOST_BIG_ENDIAN>(npUnits, nullptr, mpEnd, mpLast - 3);
-        }
-    }
-
     /// Terminates. Result: units with the terminator.
     unsigned int end()
     {

@@ -169,11 +169,9 @@ unsigned int unitAt(unsigned char const* npBytes)
     return IS_BIG_ENDIAN ? npBytes[0] * 256U + npBytes[1] : npBytes[1] * 256U + npBytes[0];
 }
 
-constexpr bool IS_HOST_BIG_ENDIAN = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
-
 /// Converts UTF-16 while it is ASCII from 0x0B or needs three bytes, byte-order marks (and two units like them) aside.
 /// npAt, npText: move behind what was converted. A byte more than that may be written.
-/// npEnd:        of the source; null if a unit that stops the walk comes first.
+/// npEnd:        of the source.
 /// npLast:       where the last character may begin; npText beyond it stops the walk.
 template <bool IS_BIG_ENDIAN>
 inline void convertUsualUnits(unsigned char const*& npAt, unsigned char const* npEnd, char*& npText, char const* npLast)

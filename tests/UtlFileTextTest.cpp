@@ -414,7 +414,7 @@ TEST_F(FileTextTest, LongLinesWhereEachCallFails)
         File lFile(mPath.c_str(), FILE_TEXT_UTF8);
         ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
         readingFails<FailNth<&SC::mLseek>>(lFile, lLine);
-        readingFails<FailNth<&SC::mRead>>(lFile, lLine);
+        readingFails<FailNth<&SC::mPread>>(lFile, lLine);
         readingFails<FailNth<&SC::mFstat>>(lFile, lLine);
         EXPECT_EQ(lLength + 8, stored().size());
     }
@@ -422,7 +422,7 @@ TEST_F(FileTextTest, LongLinesWhereEachCallFails)
     File lFile(mPath.c_str(), FILE_TEXT_UTF8);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     Replaced const lRead(
-        &SC::mRead, +[](int, void*, std::size_t) -> ssize_t { return 0; });
+        &SC::mPread, +[](int, void*, std::size_t, off_t) -> ssize_t { return 0; });
     char lText[64];
     EXPECT_EQ(FILE_READ_END, lFile.readText(lText, sizeof(lText), 50, 0, nullptr));
 }

@@ -220,4 +220,30 @@ TEST(MsgDrivenThreadTimer, TimerThatAListenerCannotStartTakesNoPlace)
     EXPECT_TRUE(lThread.sendMsgSync(1));
 }
 
+// No call is interrupted ahead of the loop either, and the time-out is not lost.
+TEST(MsgDrivenThreadTimer, TimerMayBeSetBeforeTheLoopBegins)
+{
+    struct Early : MsgDrivenThread
+    {
+        using MsgDrivenThread::MsgDrivenThread;
+        void preExecute() override
+        {
+            while (setTimer(5, 0, 1, 0) == -1) // start() is still entering the thread
+            {
+                std::this_thread::yield();
+            }
+            timespec const lLongerThanTheTimer{0, 30000000};
+            mResult = ::nanosleep(&lLongerThanTheTimer, nullptr);
+        }
+        std::atomic<int> mResult{-2};
+    };
+    Recorder lRecorder;
+    Early lThread(8, 4, "early", 1);
+    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
+    EXPECT_EQ(0, lThread.mResult);
+    EXPECT_TRUE(waitUntil([&] { return lRecorder.count(MSG_ID_TIMER) == 1; }));
+    EXPECT_EQ(0, lThread.stop(1, 0));
+    EXPECT_TRUE(lThread.leaveManagement());
+}
+
 } // namespace

@@ -316,6 +316,7 @@ void QuietLoop::report(unsigned int nLine)
 
 bool QuietLoop::startTimerLocked(TimerInfo& nInfo)
 {
+    mKind.mTimers.mSignal.keepBack(&mTimers.notes()); // the thread may not be in its loop yet
     nInfo.mTimeoutCount = 0;
     if (!mTimers.arm(nInfo))
     {

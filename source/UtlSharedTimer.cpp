@@ -282,23 +282,10 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
         {
             return executeHereLocked(nFate, nTimerId);
         }
-        if (nFate == TimerFate::GOES && lpInfo->mpRunningEvent->isOff() && lpInfo->mSysTimerNumber == -1)
+        Need const lNeed = needLocked(nFate, nTimerId, *lpInfo, lIsToWait);
+        if (lNeed == NEED_NOTHING || (lNeed == NEED_RECORD && !appendLocked(lRecord, &lWake)))
         {
-            removeTimerLocked(nTimerId);
-            return true;
-        }
-        // A timer that is to go and still runs was started again after its stop, or the kernel would not delete it: its
-        // listener may be under way.
-        bool const lRuns = lpInfo->mpRunningEvent->isOn();
-        bool const lWillRun = mWaiters.willRun(nTimerId, lRuns);
-        bool const lIsAskedFor = nFate != TimerFate::GOES && lWillRun == (nFate == TimerFate::RUNS);
-        if (lIsAskedFor && (lRuns == lWillRun || !lIsToWait))
-        {
-            return true;
-        }
-        if (!lIsAskedFor && !appendLocked(lRecord, &lWake))
-        {
-            return false;
+            return lNeed == NEED_NOTHING;
         }
         if (lIsToWait) // for the request of one's own, or for that of somebody who has asked for the same
         {
@@ -314,6 +301,36 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
         lWaiter.wait();
     }
     return true;
+}
+
+/// A timer that is to go and rests goes at once.
+SharedTimer::Impl::Need SharedTimer::Impl::needLocked(TimerFate nFate, int nTimerId, TimerInfo const& nInfo,
+                                                      bool nIsToWait)
+{
+    bool const lRuns = nInfo.mpRunningEvent->isOn();
+    // The listener under way has stopped its own timer. Who waits is promised that it has returned.
+    bool const lIsToOutlast = nIsToWait && nFate != TimerFate::RUNS && !lRuns && mTimerUnderWay == nTimerId;
+    if (lIsToOutlast)
+    {
+        return NEED_RECORD;
+    }
+    if (nFate == TimerFate::GOES)
+    {
+        // If it still runs it was started again after its stop, or the kernel would not delete it: its listener may be
+        // under way.
+        if (lRuns || nInfo.mSysTimerNumber != -1)
+        {
+            return NEED_RECORD;
+        }
+        removeTimerLocked(nTimerId);
+        return NEED_NOTHING;
+    }
+    bool const lWillRun = mWaiters.willRun(nTimerId, lRuns);
+    if (lWillRun != (nFate == TimerFate::RUNS))
+    {
+        return NEED_RECORD;
+    }
+    return lRuns == lWillRun || !nIsToWait ? NEED_NOTHING : NEED_WAIT;
 }
 
 int SharedTimer::Impl::await(TimerFate nFate, int nTimerId)
@@ -423,9 +440,10 @@ bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
 
 int SharedTimer::Impl::executeTimeout(int nTimerId)
 {
-    int const lNumber = sysTimerNumberOf(nTimerId);
+    int const lNumber = beginTimeout(nTimerId);
     mTimer.onTime(nTimerId);
     SyncGuard lGuard(mSyncObject);
+    mTimerUnderWay = -1;
     TimerInfo* const lpInfo = mTimers.find(nTimerId);
     if (lpInfo == nullptr)
     {
@@ -444,10 +462,12 @@ int SharedTimer::Impl::executeTimeout(int nTimerId)
     return lResult == TIMEOUT_REARM_FAILED ? -1 : 0;
 }
 
-/// The number of the start under way; -1 for a timer that does not run, and for none.
-int SharedTimer::Impl::sysTimerNumberOf(int nTimerId)
+/// The listener is about to be called. Result: the number of the start under way; -1 for a timer that does not run, and
+/// for none.
+int SharedTimer::Impl::beginTimeout(int nTimerId)
 {
     SyncGuard lGuard(mSyncObject);
+    mTimerUnderWay = nTimerId;
     TimerInfo const* const lpInfo = mTimers.find(nTimerId);
     return lpInfo != nullptr ? lpInfo->mSysTimerNumber : -1;
 }

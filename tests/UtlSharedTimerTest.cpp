@@ -507,4 +507,35 @@ TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
     EXPECT_TRUE(lOwn.mCalls == 4 && lProbe.mCalls == 4);
 }
 
+// Who stops or erases with waiting outlasts the listener under way, also if that has stopped its timer itself.
+TEST(SharedTimer, WaitingOutlastsAListenerThatHasStoppedItsOwnTimer)
+{
+    for (bool const lIsErased : {false, true})
+    {
+        Gate lStopped, lRelease;
+        std::atomic<bool> lHasReturned{false};
+        Probe lProbe;
+        TestTimer lTimer;
+        lProbe.mAction = [&](int nTimerId)
+        {
+            EXPECT_TRUE(lTimer.stop(nTimerId, 0));
+            lStopped.open();
+            lRelease.wait();
+        };
+        int const lId = lTimer.run(&lProbe, 1);
+        ASSERT_TRUE(lStopped.wait());
+        std::thread lOwner(
+            [&]
+            {
+                EXPECT_TRUE(lIsErased ? lTimer.eraseTimer(lId, 0) : lTimer.stop(lId, 0));
+                lHasReturned = true;
+            });
+        EXPECT_TRUE(waitUntil([&] { return lHasReturned || Peer::queued(lTimer) == 1; }));
+        EXPECT_FALSE(lHasReturned);
+        lRelease.open();
+        lOwner.join();
+        EXPECT_EQ(lIsErased ? ~0U : 1U, lTimer.getInterval(lId));
+    }
+}
+
 } // namespace

@@ -25,15 +25,26 @@ public:
     Event mLoopEvent{0, 0}; // on once the thread is in its loop
 
 private:
+    /// What is still to be done for a request.
+    enum Need
+    {
+        NEED_NOTHING,
+        NEED_WAIT, // somebody who waits has asked for the same
+        NEED_RECORD
+    };
+
+    Need needLocked(internal::TimerFate nFate, int nTimerId, TimerInfo const& nInfo, bool nIsToWait)
+        UTL_REQUIRES(mSyncObject);
     bool takeLocked(internal::CtlRecord* npWork) override UTL_REQUIRES(mSyncObject);
     int dispatch(internal::CtlRecord const& nWork) override;
     int executeTimeout(int nTimerId);
-    int sysTimerNumberOf(int nTimerId);
+    int beginTimeout(int nTimerId);
     int executeLocked(internal::TimerFate nFate, int nTimerId) UTL_REQUIRES(mSyncObject);
     bool executeHereLocked(internal::TimerFate nFate, int nTimerId) UTL_REQUIRES(mSyncObject);
     void removeTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
     SharedTimer& mTimer;
+    int mTimerUnderWay UTL_GUARDED_BY(mSyncObject) = -1; // whose listener is being called
 };
 
 } // namespace utl

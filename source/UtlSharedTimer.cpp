@@ -32,6 +32,8 @@ int const TIMER_CTL_ERASE = static_cast<int>(0x80000006U);       // a timer is t
 int const TIMER_CTL_TIMEOUT = static_cast<int>(0x80000007U);     // a timer has expired
 int const TIMER_CTL_STOP_THREAD = static_cast<int>(0x80000008U); // look at the stop request
 
+std::initializer_list<int> const REQUESTS = {TIMER_CTL_START, TIMER_CTL_STOP, TIMER_CTL_ERASE};
+
 internal::TimerSignal gTimerSignal(1);
 
 internal::QuietLoop::Kind const KIND = {
@@ -289,10 +291,13 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
         }
         if (lIsToWait) // for the request of one's own, or for that of somebody who has asked for the same
         {
-            enlistLocked(lWaiter, nTimerId, {TIMER_CTL_START, TIMER_CTL_STOP, TIMER_CTL_ERASE});
+            enlistLocked(lWaiter, nTimerId, REQUESTS);
         }
     }
-    if (!wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { mWaiters.unlist(lWaiter); })) // under the lock
+    // Those who wait for the same request are refused with us.
+    auto const lTakeBack = [&]() UTL_NO_THREAD_SAFETY_ANALYSIS // under the lock
+    { mWaiters.onTakenBack(nTimerId, countRequestsLocked(nTimerId, REQUESTS)); };
+    if (!wake(lRecord, lWake, lTakeBack))
     {
         return false;
     }
@@ -300,7 +305,7 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
     {
         lWaiter.wait();
     }
-    return true;
+    return !lWaiter.mIsRefused;
 }
 
 /// A timer that is to go and rests goes at once.

@@ -27,6 +27,11 @@ public:
     }
 
     static bool sleeps(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::sleepsOf(*nTimer.mpImpl); }
+    static unsigned int waiters(SharedTimer& nTimer)
+    {
+        SyncGuard lGuard(nTimer.mpImpl->mSyncObject);
+        return nTimer.mpImpl->mWaiters.size();
+    }
 
     static unsigned int queued(SharedTimer& nTimer)
     {
@@ -536,6 +541,31 @@ TEST(SharedTimer, WaitingOutlastsAListenerThatHasStoppedItsOwnTimer)
         lOwner.join();
         EXPECT_EQ(lIsErased ? ~0U : 1U, lTimer.getInterval(lId));
     }
+}
+
+// Two wait for one start, whose sender cannot wake the loop: both are refused, and nobody is left waiting.
+TEST(SharedTimer, WhoWaitsForARequestThatIsTakenBackIsRefused)
+{
+    static TestTimer* spTimer;
+    static std::thread sOther;
+    TestTimer lTimer;
+    spTimer = &lTimer;
+    int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    {
+        Replaced lWrite(
+            &SystemCalls::mWrite,
+            +[](int, void const*, size_t) -> ssize_t
+            {
+                sOther = std::thread([] { EXPECT_FALSE(spTimer->start(1, 0)); });
+                EXPECT_TRUE(waitUntil([] { return Peer::waiters(*spTimer) == 2; }));
+                errno = EIO;
+                return -1;
+            });
+        EXPECT_FALSE(lTimer.start(lId, 0));
+    }
+    EXPECT_TRUE(waitUntil([] { return Peer::waiters(*spTimer) == 0; }));
+    lTimer.destroy(); // releases whoever was left
+    sOther.join();
 }
 
 } // namespace

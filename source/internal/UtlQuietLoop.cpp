@@ -365,6 +365,11 @@ void QuietLoop::eraseTimeoutsLocked(int nTimerId)
 
 void QuietLoop::enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds)
 {
+    mWaiters.enlistRequest(nWaiter, nTimerId, countRequestsLocked(nTimerId, nMsgIds) - 1);
+}
+
+unsigned int QuietLoop::countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const
+{
     unsigned int lCount = 0;
     for (unsigned int lIndex = 0; lIndex < mCtlQueue.size(); ++lIndex)
     {
@@ -372,7 +377,7 @@ void QuietLoop::enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initialize
         bool const lIsRequest = std::count(nMsgIds.begin(), nMsgIds.end(), lRecord.mMsgId) != 0;
         lCount += lIsRequest && lRecord.mParam == nTimerId ? 1 : 0;
     }
-    mWaiters.enlistRequest(nWaiter, nTimerId, lCount - 1);
+    return lCount;
 }
 
 } // namespace utl::internal

@@ -136,6 +136,7 @@ public:
 
     /// Lists one who waits for the newest of the requests with these ids that are queued for a timer.
     void enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds) UTL_REQUIRES(mSyncObject);
+    unsigned int countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const UTL_REQUIRES(mSyncObject);
     void eraseTimeoutsLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
     mutable SyncObject mSyncObject; // the innermost

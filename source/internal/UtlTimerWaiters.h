@@ -31,6 +31,7 @@ struct TimerWaiter
     int mTimerId = -1;
     bool mIsRequest = false; // he waits until one request has been served, and not only for its like
     unsigned int mAhead = 0; // the requests for this timer that are queued ahead of that one
+    bool mIsRefused = false; // that one was taken back; written before the event
     Event mEvent{0, 0};
     TimerWaiter* mpNext = nullptr;
 };
@@ -54,9 +55,16 @@ public:
         mpFirst = &nWaiter;
     }
 
-    void unlist(TimerWaiter const& nWaiter)
+    /// The newest request for a timer was taken back, and nAhead others remain. Releases all who wait for it.
+    void onTakenBack(int nTimerId, unsigned int nAhead)
     {
-        releaseIf([&](TimerWaiter& nOther) { return &nOther == &nWaiter; });
+        releaseIf(
+            [&](TimerWaiter& nWaiter)
+            {
+                bool const lIsIts = nWaiter.mTimerId == nTimerId && nWaiter.mIsRequest && nWaiter.mAhead >= nAhead;
+                nWaiter.mIsRefused = nWaiter.mIsRefused || lIsIts;
+                return lIsIts;
+            });
     }
 
     /// A request has been served, with or without success. Releases him whose it was, and all who wait for its like.
@@ -89,6 +97,16 @@ public:
     void releaseAll()
     {
         releaseIf([](TimerWaiter&) { return true; });
+    }
+
+    unsigned int size() const
+    {
+        unsigned int lCount = 0;
+        for (TimerWaiter const* lpWaiter = mpFirst; lpWaiter != nullptr; lpWaiter = lpWaiter->mpNext)
+        {
+            ++lCount;
+        }
+        return lCount;
     }
 
     /// What the newest request that somebody waits for will make of the timer; nIsRunning tells what it does without.

@@ -79,12 +79,14 @@ int MsgDrivenThread::start(ThreadMsgListener* npListener, int nUseWatchdog, unsi
     {
         return -1;
     }
-    SyncGuard lGuard(mpImpl->mApiSyncObject);
-    if (npListener == nullptr || mpImpl->mpMsgListener != nullptr)
     {
-        return -1;
+        SyncGuard lGuard(mpImpl->mSyncObject);
+        if (npListener == nullptr || mpImpl->mpMsgListener != nullptr)
+        {
+            return -1;
+        }
+        mpImpl->mpMsgListener = npListener;
     }
-    mpImpl->mpMsgListener = npListener;
     try
     {
         return Thread::start(nUseWatchdog, nAliveTimeMs, npWatchdogListener, nWaitStart, nWaitStartMs, nPriority,

@@ -19,20 +19,23 @@ bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
     Impl& lImpl = *mpImpl;
     Impl::CtlRecord const lRecord{nMsg.mMsgId, -1};
     Impl::Wake lWake;
+    unsigned int lSlot = 0;
     {
         SyncGuard lGuard(lImpl.mSyncObject);
+        lSlot = lImpl.mQueues.slots().size();
         if (!lImpl.storeLocked(nMsg))
         {
             return false;
         }
         if (!lImpl.appendLocked(lRecord, &lWake))
         {
-            lImpl.mQueues.takeBack();
+            lImpl.mQueues.takeBack(lSlot);
             return false;
         }
     }
-    // Without the lock: the message thread is woken by this and needs it at once.
-    return lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { lImpl.mQueues.takeBack(); });
+    // Without the lock: the message thread is woken by this and needs it at once. The slot to take back need not be the
+    // newest: a synchronous message whose record found no room has left one behind it.
+    return lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { lImpl.mQueues.takeBack(lSlot); });
 }
 
 /// If the control queue is full or the write fails, the slot stays; the dispatch throws it away when it meets it.

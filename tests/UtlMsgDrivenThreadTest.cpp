@@ -493,4 +493,34 @@ TEST(MsgDrivenThread, FindsPeeksAndErasesInTheMiddle)
     EXPECT_EQ(Ids{30}, lThread.mRecorder.numbers(C));
 }
 
+// What is taken back is the message itself, although a refused synchronous one has left its slot behind it meanwhile.
+TEST(MsgDrivenThread, TakesBackItsOwnSlot)
+{
+    static TestThread* spThread;
+    TestThread lThread(4);
+    spThread = &lThread;
+    ASSERT_TRUE(lThread.hold());
+    ASSERT_TRUE(Peer::postCtl(lThread, MSG_ID_TIMEOUT_SIGNAL)); // never dispatched: the loop sleeps behind it
+    while (Peer::ctlCount(lThread) < 259)
+    {
+        ASSERT_TRUE(Peer::postCtl(lThread, MSG_ID_STOP_THREAD));
+    }
+    lThread.release();
+    ASSERT_TRUE(waitUntil([&] { return Peer::isAsleep(lThread); }));
+    {
+        Replaced lWrite(
+            &SystemCalls::mWrite,
+            +[](int, void const*, size_t) -> ssize_t
+            {
+                EXPECT_FALSE(spThread->sendMsgSync(NumberMsg(B, 2)));
+                errno = EIO;
+                return -1;
+            });
+        EXPECT_FALSE(lThread.postMsg(NumberMsg(A, 1)));
+    }
+    ASSERT_TRUE(Peer::eraseCtl(lThread, MSG_ID_TIMEOUT_SIGNAL));
+    EXPECT_TRUE(lThread.postMsg(NumberMsg(A, 3)) && lThread.fence());
+    EXPECT_EQ(std::vector<int>{3}, lThread.mRecorder.numbers(A));
+}
+
 } // namespace

@@ -61,7 +61,6 @@ public:
         START_WAS_RUNNING = 3
     };
 
-    SyncObject mApiSyncObject;                  // one start at a time
     ThreadMsgListener* mpMsgListener = nullptr; // constant once the thread runs
     internal::MsgQueues mQueues UTL_GUARDED_BY(mSyncObject);
     OneRequest mSync;

@@ -86,8 +86,7 @@ MsgQueues::MsgQueues(CtlQueue& nCtlQueue, unsigned int nSlotSize, unsigned int n
       mMaxCount(nMaxCount),
       mSlots(nSlotSize, nMaxCount),
       mInput(nSlotSize),
-      mFindRawMsg(nSlotSize),
-      mpInterrupt(new unsigned char[nSlotSize])
+      mFindRawMsg(nSlotSize)
 {
 }
 
@@ -111,7 +110,7 @@ void MsgQueues::tellOverflow(int nMsgId, int nLogLevel) const
 
 void MsgQueues::keepAsInterrupt()
 {
-    std::memcpy(mpInterrupt.get(), mSlots.next(), slotSize());
+    std::memcpy(mSlots.aside(), mSlots.next(), slotSize());
     mHasInterrupt = true;
 }
 
@@ -158,7 +157,7 @@ bool MsgQueues::takeInterrupt(ThreadRawMsg& nTarget)
     {
         return false;
     }
-    std::memcpy(nTarget.buffer(), mpInterrupt.get(), slotSize());
+    std::memcpy(nTarget.buffer(), mSlots.aside(), slotSize());
     mHasInterrupt = false;
     return true;
 }
@@ -169,7 +168,7 @@ bool MsgQueues::eraseInterrupt(Judgement& nJudgement)
     {
         return false;
     }
-    std::memcpy(mFindRawMsg.buffer(), mpInterrupt.get(), slotSize());
+    std::memcpy(mFindRawMsg.buffer(), mSlots.aside(), slotSize());
     mHasInterrupt = !nJudgement.judge(mFindRawMsg);
     return !mHasInterrupt;
 }

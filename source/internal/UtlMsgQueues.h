@@ -24,7 +24,7 @@ public:
 };
 
 /// Blocks of one size in a circle, the oldest first. There is one more than may be filled: the next message is written
-/// there before it is known whether it stays.
+/// there before it is known whether it stays. And there is one aside.
 class SlotRing
 {
 public:
@@ -34,8 +34,8 @@ public:
     bool isFull() const { return mCount == mMaxCount; }
     unsigned char* at(unsigned int nIndex) const { return mpSlots.get() + place(nIndex) * mSlotSize; }
     unsigned char* next() const { return at(mCount); }
+    unsigned char* aside() const { return mpSlots.get() + (std::size_t(mMaxCount) + 1) * mSlotSize; }
     void keepNext() { ++mCount; }
-    void dropNewest() { --mCount; }
     void dropOldest() { mHead = place(1), --mCount; }
     void erase(unsigned int nIndex, unsigned int nCount);
     void copy(unsigned int nFrom, unsigned int nTo);
@@ -109,7 +109,9 @@ public:
         lHasRoom ? mSlots.keepNext() : tellOverflow(nMsgId, nLogLevel);
         return lHasRoom;
     }
-    void takeBack() { mSlots.dropNewest(); }
+
+    /// Takes a slot out again. nSlot: how many stood before it.
+    void takeBack(unsigned int nSlot) { mSlots.erase(nSlot, 1); }
 
     /// What was written is the interrupt.
     void keepAsInterrupt();
@@ -159,8 +161,7 @@ private:
     SlotRing mSlots;
     SlotImage mInput;
     ThreadRawMsg mFindRawMsg;
-    std::unique_ptr<unsigned char[]> const mpInterrupt; // one slot
-    bool mHasInterrupt = false;
+    bool mHasInterrupt = false; // in the slot aside
     Compaction* mpWalk = nullptr; // under way
 };
 

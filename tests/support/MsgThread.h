@@ -74,6 +74,12 @@ public:
         return lLeft;
     }
 
+    static bool isAsleep(MsgDrivenThread& nThread)
+    {
+        SyncGuard lGuard(nThread.mpImpl->mSyncObject);
+        return nThread.mpImpl->mIsAsleep;
+    }
+
     static unsigned int ctlCount(MsgDrivenThread& nThread)
     {
         SyncGuard lGuard(nThread.mpImpl->mSyncObject);

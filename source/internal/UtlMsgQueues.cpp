@@ -4,7 +4,7 @@
 #include "UtlApplog.h"
 
 #include <algorithm>
-#include <climits>
+#include <cstdint>
 #include <cstring>
 
 namespace utl::internal
@@ -59,8 +59,8 @@ CtlClass classOf(int nMsgId)
 SlotRing::SlotRing(unsigned int nSlotSize, unsigned int nMaxCount)
     : mSlotSize(nSlotSize),
       mMaxCount(nMaxCount),
-      mpSlots(newBlock<unsigned char>(
-          static_cast<unsigned int>(std::min<unsigned long long>(UINT_MAX, (nMaxCount + 1ULL) * nSlotSize))))
+      mpSlots(new unsigned char[static_cast<std::size_t>(
+          std::min<unsigned long long>(SIZE_MAX, (nMaxCount + 1ULL) * nSlotSize))]) // too many: no such block is had
 {
 }
 

@@ -523,4 +523,20 @@ TEST(MsgDrivenThread, TakesBackItsOwnSlot)
     EXPECT_EQ(std::vector<int>{3}, lThread.mRecorder.numbers(A));
 }
 
+// An erasure that moves a record to the place of a held head lets go of the head.
+TEST(MsgDrivenThread, HeadThatMovedUpIsNotHeld)
+{
+    internal::CtlQueue lQueue(4);
+    for (int lMsgId : {A, B})
+    {
+        ASSERT_TRUE(lQueue.append({lMsgId, -1}));
+    }
+    lQueue.holdHead();
+    EXPECT_EQ(nullptr, lQueue.head());
+    lQueue.put(0, {B, -1});
+    lQueue.erase(1, 1);
+    ASSERT_NE(nullptr, lQueue.head());
+    EXPECT_EQ(B, lQueue.head()->mMsgId);
+}
+
 } // namespace

@@ -209,7 +209,7 @@ TEST(MsgQueues, RingOfSlotsWraps)
             ASSERT_EQ(lTaken, lQueues.take());
         }
         lQueues.slot(3);
-        lQueues.mMsgs.takeBack();
+        lQueues.mMsgs.takeBack(lQueues.mMsgs.slots().size() - 1);
     }
 }
 

@@ -247,7 +247,9 @@ TEST(TimerWaiters, TellWhatTheTimerWillDo)
     EXPECT_FALSE(lWaiters.willRun(2, false));
     lWaiters.enlistRequest(lStops, 1, 1);
     EXPECT_FALSE(lWaiters.willRun(1, true));
-    lWaiters.unlist(lStops);
+    lWaiters.onTakenBack(1, 1);
+    EXPECT_TRUE(lStops.mIsRefused);
+    EXPECT_FALSE(lStarts.mIsRefused);
     EXPECT_TRUE(lWaiters.willRun(1, false));
 }
 

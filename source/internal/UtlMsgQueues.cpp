@@ -60,7 +60,7 @@ SlotRing::SlotRing(unsigned int nSlotSize, unsigned int nMaxCount)
     : mSlotSize(nSlotSize),
       mMaxCount(nMaxCount),
       mpSlots(new unsigned char[static_cast<std::size_t>(
-          std::min<unsigned long long>(SIZE_MAX, (nMaxCount + 1ULL) * nSlotSize))]) // too many: no such block is had
+          std::min<unsigned long long>(SIZE_MAX, (nMaxCount + 2ULL) * nSlotSize))]) // too many: no such block is had
 {
 }
 

@@ -121,6 +121,11 @@ public:
               WatchdogTimerListener* npWatchdogListener, int nWaitStart, unsigned int nWaitStartMs,
               ThreadPriority const& nPriority, unsigned int nReserved);
 
+    /// As start(), with more to ask for, and told why not. Waits for nothing.
+    /// Result: that of Thread::tryStart; REFUSED on the message thread itself and for a null, NO_PIPE if the constructor
+    ///         got none, STARTED_ONCE if a listener was set before.
+    Start tryStart(ThreadMsgListener* npListener, ThreadOptions const& nOptions);
+
     /// As Thread::stop; -1 on the message thread itself. The loop ends after the next dispatch; what is left in the
     /// queues stays there. Waits behind a start of another thread that waits.
     /// Caution: if every write to the pipe fails, the thread is woken by the pipe's end; a child of a fork that still
@@ -135,6 +140,9 @@ public:
     ///         thread sleeps and the pipe that wakes it fails (logged). Nothing of a refused message is left behind.
     bool postMsg(Msg const& nMsg);
     bool postMsg(int nMsgId) { return postMsg(SimpleMsg(nMsgId)); }
+
+    /// As postMsg, and told why not: a refusal that is part of the day's work leaves no line in the log.
+    Post tryPost(Msg const& nMsg);
 
     /// As postMsg, without a look at the thread's state: what no loop reads stays in the queues.
     bool sendMsgAsync(Msg const& nMsg);

@@ -5,9 +5,11 @@
 #include "UtlBasicString.h"
 #include "UtlEvent.h"
 #include "UtlMacros.h"
+#include "UtlOutcome.h"
 #include "UtlSmartPointer.h"
 #include "UtlStatementInfo.h"
 #include "UtlSyncObject.h"
+#include "UtlThreadOptions.h"
 #include "UtlThreadPriority.h"
 
 #include <atomic>
@@ -82,6 +84,10 @@ public:
     /// Blocking: a stop() from elsewhere waits until this returns.
     int start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
+
+    /// As start(), with more to ask for, and told why not. Waits for no stage; waitTo() does.
+    /// Caution: after ID_TAKEN the thread runs on outside the registry, as start() tells.
+    Start tryStart(ThreadOptions const& nOptions);
 
     /// Asks the thread to end: out of the watchdog, stage 2, requestStop().
     /// Caution: a thread that waits for its own end waits for ever; pass nWait 0 there. And not from preExecute() while
@@ -164,6 +170,7 @@ protected:
 
 private:
     static void startImpl(void* npThread);
+    Start startLocked(ThreadOptions const& nOptions) UTL_REQUIRES(mSyncObject);
 
     /// The registry's entry under our id is ours. The kernel may have given the id to another thread since.
     bool isInRegistry() const;

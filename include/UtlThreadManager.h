@@ -6,9 +6,11 @@
 #include "UtlEvent.h"
 #include "UtlMacros.h"
 #include "UtlMap.h"
+#include "UtlOutcome.h"
 #include "UtlSmartPointer.h"
 #include "UtlStatementInfo.h"
 #include "UtlSyncObject.h"
+#include "UtlThreadOptions.h"
 #include "UtlThreadPriority.h"
 
 #include <atomic>
@@ -199,6 +201,7 @@ private:
     using EntryMap = Map<int, ThreadEntry, int const&, ThreadEntry const&, CompareLessPairKey<int, ThreadEntry>>;
 
     struct StartRecord;
+    class StartAttributes;
 
     explicit ThreadManager(unsigned int nEntryMax);
 
@@ -208,15 +211,14 @@ private:
     static void beginChild();
     static void* startThread(void* npRecord);
 
-    int enterNew(StartRecord& nRecord, ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent);
-    bool startLocked(StartRecord& nRecord) UTL_REQUIRES(mEntrySyncObject);
+    Start enterNew(StartRecord& nRecord, ThreadOptions const& nOptions, int* npId, SmartPointer<Event>* npEndEvent);
+    Start startLocked(StartRecord& nRecord, ThreadOptions const& nOptions) UTL_REQUIRES(mEntrySyncObject);
     int entryLocked(int nId, ThreadEntry const& nEntry) UTL_REQUIRES(mEntrySyncObject);
 
-    /// As entry(). *npEndEvent: the event that goes on when the function has returned, wherever a thread was made, also
-    /// where it could not be registered.
-    int entryWithEvent(void (*npFunction)(void*), void* npArgument, int nUseWatchdog, unsigned int nAliveTimeMs,
-                       WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
-                       SmartPointer<Event>* npEndEvent);
+    /// As entry(). *npId: the id, or 0. *npEndEvent: the event that goes on when the function has returned, wherever a
+    /// thread was made, also where it could not be registered.
+    Start entryWithEvent(void (*npFunction)(void*), void* npArgument, char const* npName, ThreadOptions const& nOptions,
+                         int* npId, SmartPointer<Event>* npEndEvent);
     ThreadEntry* findLocked(int nId) UTL_REQUIRES(mEntrySyncObject);
     void printRowLocked(int nLevel, unsigned int nIndex) UTL_REQUIRES(mEntrySyncObject);
     void announce(int nId, int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,

@@ -99,6 +99,32 @@ int MsgDrivenThread::start(ThreadMsgListener* npListener, int nUseWatchdog, unsi
     }
 }
 
+Start MsgDrivenThread::tryStart(ThreadMsgListener* npListener, ThreadOptions const& nOptions)
+{
+    if (isOwnThread() || npListener == nullptr)
+    {
+        return Start::REFUSED;
+    }
+    {
+        SyncGuard lGuard(mpImpl->mSyncObject);
+        if (mpImpl->mpMsgListener != nullptr)
+        {
+            return Start::STARTED_ONCE;
+        }
+        if (mpImpl->mPipe.readFd() == -1)
+        {
+            return Start::NO_PIPE;
+        }
+        mpImpl->mpMsgListener = npListener;
+    }
+    Start const lStart = Thread::tryStart(nOptions);
+    if (lStart == Start::NO_MEMORY)
+    {
+        mpImpl->mpMsgListener = nullptr; // no thread was made: it may be tried again
+    }
+    return lStart;
+}
+
 int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)
 {
     return isOwnThread() ? -1 : Thread::stop(nWait, nTimeoutMs);

@@ -14,6 +14,35 @@ bool MsgDrivenThread::postMsg(Msg const& nMsg)
     return isInService() && sendMsgAsync(nMsg);
 }
 
+Post MsgDrivenThread::tryPost(Msg const& nMsg)
+{
+    if (!isInService())
+    {
+        return hasDone(STAGE_STARTED) ? Post::STOPPED : Post::NOT_STARTED;
+    }
+    Impl& lImpl = *mpImpl;
+    Impl::CtlRecord const lRecord{nMsg.mMsgId, -1};
+    Impl::Wake lWake;
+    unsigned int lSlot = 0;
+    {
+        SyncGuard lGuard(lImpl.mSyncObject);
+        lSlot = lImpl.mQueues.slots().size();
+        if (!lImpl.mQueues.flatten(nMsg))
+        {
+            return Post::TOO_LARGE;
+        }
+        if (lImpl.mQueues.slots().isFull() || lImpl.mCtlQueue.size() == lImpl.mCtlQueue.maxSize())
+        {
+            return Post::FULL;
+        }
+        lImpl.mQueues.keepFlattened();
+        lImpl.appendLocked(lRecord, &lWake);
+    }
+    bool const lIsPosted =
+        lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { lImpl.mQueues.takeBack(lSlot); });
+    return lIsPosted ? Post::DONE : Post::UNREACHABLE;
+}
+
 bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
 {
     Impl& lImpl = *mpImpl;

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <new>
 
 namespace utl
 {
@@ -46,25 +47,53 @@ void Thread::awaitEnd()
 int Thread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
                   unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int)
 {
+    ThreadOptions lOptions;
+    lOptions.mUseWatchdog = nUseWatchdog == 1;
+    lOptions.mAliveTimeMs = nAliveTimeMs;
+    lOptions.mpWatchdogListener = npListener;
+    lOptions.mPriority = nPriority;
     SyncGuard lGuard(mSyncObject);
+    if (startLocked(lOptions) != Start::DONE)
+    {
+        return -1;
+    }
+    return nWaitStart == 1 ? waitTo(STAGE_PREPARED, nWaitStartMs) : 0;
+}
+
+Start Thread::tryStart(ThreadOptions const& nOptions)
+{
+    SyncGuard lGuard(mSyncObject);
+    try
+    {
+        return startLocked(nOptions);
+    }
+    catch (std::bad_alloc const&)
+    {
+        return Start::NO_MEMORY;
+    }
+}
+
+Start Thread::startLocked(ThreadOptions const& nOptions)
+{
     bool const lIsAstray = mpEndEvent.get() != nullptr && mpEndEvent->isOff();
     if (hasDone(STAGE_STARTED) || lIsAstray)
     {
-        return -1;
+        return Start::STARTED_ONCE;
     }
     // What a run outside the registry may have left behind.
     mIsDone = false;
     mStageEvents[STAGE_PREPARED].setOff();
     mStageEvents[STAGE_DONE].setOff();
-    mId = ThreadManager::get()->entryWithEvent(&Thread::startImpl, this, nUseWatchdog, nAliveTimeMs, npListener,
-                                               mName.c_str(), nPriority, &mpEndEvent);
-    if (mId == 0)
+    int lId = 0;
+    Start const lStart =
+        ThreadManager::get()->entryWithEvent(&Thread::startImpl, this, mName.c_str(), nOptions, &lId, &mpEndEvent);
+    mId = lId;
+    if (lStart == Start::DONE)
     {
-        return -1;
+        mRegistryVersion.store(ThreadManager::version(), std::memory_order_release);
+        mStageEvents[STAGE_STARTED].setOn();
     }
-    mRegistryVersion.store(ThreadManager::version(), std::memory_order_release);
-    mStageEvents[STAGE_STARTED].setOn();
-    return nWaitStart == 1 ? waitTo(STAGE_PREPARED, nWaitStartMs) : 0;
+    return lStart;
 }
 
 void Thread::startImpl(void* npThread)

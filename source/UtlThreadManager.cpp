@@ -257,75 +257,158 @@ int ThreadManager::entry(void (*npFunction)(void*), void* npArgument, int nUseWa
                          WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
                          unsigned int)
 {
-    SmartPointer<Event> lpEndEvent;
-    return entryWithEvent(npFunction, npArgument, nUseWatchdog, nAliveTimeMs, npListener, npName, nPriority,
-                          &lpEndEvent);
-}
-
-int ThreadManager::entryWithEvent(void (*npFunction)(void*), void* npArgument, int nUseWatchdog,
-                                  unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName,
-                                  ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent)
-{
     if (npFunction == nullptr || npName == nullptr)
     {
         return 0;
     }
-    StartRecord lRecord{this, npFunction, npArgument, nPriority.OsValue(), {}, {}, npName, 0, 0};
-    if (nUseWatchdog == 1)
-    {
-        lRecord.mpToldEvent = internal::makeSmart<Event>(0, 0);
-    }
-    int const lId = enterNew(lRecord, nPriority, npEndEvent);
-    if (lId != 0)
-    {
-        announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
-    }
-    if (nUseWatchdog == 1)
-    {
-        lRecord.mpToldEvent->setOn();
-    }
+    ThreadOptions lOptions;
+    lOptions.mUseWatchdog = nUseWatchdog == 1;
+    lOptions.mAliveTimeMs = nAliveTimeMs;
+    lOptions.mpWatchdogListener = npListener;
+    lOptions.mPriority = nPriority;
+    int lId = 0;
+    SmartPointer<Event> lpEndEvent;
+    (void)entryWithEvent(npFunction, npArgument, npName, lOptions, &lId, &lpEndEvent);
     return lId;
 }
 
-/// Starts the thread of a record and registers it. Result: its id; 0 for none, and for one that could not be registered.
-int ThreadManager::enterNew(StartRecord& nRecord, ThreadPriority const& nPriority, SmartPointer<Event>* npEndEvent)
+Start ThreadManager::entryWithEvent(void (*npFunction)(void*), void* npArgument, char const* npName,
+                                    ThreadOptions const& nOptions, int* npId, SmartPointer<Event>* npEndEvent)
+{
+    *npId = 0;
+    StartRecord lRecord{this, npFunction, npArgument, nOptions.mPriority.OsValue(), {}, {}, npName, 0, 0};
+    if (nOptions.mUseWatchdog)
+    {
+        lRecord.mpToldEvent = internal::makeSmart<Event>(0, 0);
+    }
+    Start const lStart = enterNew(lRecord, nOptions, npId, npEndEvent);
+    if (*npId != 0)
+    {
+        announce(*npId, nOptions.mUseWatchdog ? 1 : 0, nOptions.mAliveTimeMs, nOptions.mpWatchdogListener, npName);
+    }
+    if (nOptions.mUseWatchdog)
+    {
+        lRecord.mpToldEvent->setOn();
+    }
+    return lStart;
+}
+
+/// Starts the thread of a record and registers it. *npId: its id; 0 for none, and for one that could not be registered.
+Start ThreadManager::enterNew(StartRecord& nRecord, ThreadOptions const& nOptions, int* npId,
+                              SmartPointer<Event>* npEndEvent)
 {
     SyncGuard lGuard(mEntrySyncObject);
     if (mThreadEntries.size() >= mThreadEntries.maxSize())
     {
-        return 0;
+        return Start::REGISTRY_FULL;
     }
     // All memory is taken before there is a thread: none runs that nobody knows because there was none left.
     auto lpHandle = std::make_unique<unsigned long>(0);
-    ThreadEntry lEntry(nRecord.mpName, nPriority);
+    ThreadEntry lEntry(nRecord.mpName, nOptions.mPriority);
     lEntry.mpStopEvent = internal::makeSmart<Event>(0, 0);
     lEntry.mpThreadHandle.set(lpHandle.get());
     nRecord.mpStopEvent = lEntry.mpStopEvent;
-    if (!startLocked(nRecord))
+    Start const lStart = startLocked(nRecord, nOptions);
+    if (lStart != Start::DONE)
     {
-        return 0; // the handle is still 0, and so still ours to free
+        return lStart; // the handle is still 0, and so still ours to free
     }
     *lpHandle.release() = nRecord.mHandle;
     *npEndEvent = nRecord.mpStopEvent;
-    return entryLocked(nRecord.mThreadId, lEntry);
+    *npId = entryLocked(nRecord.mThreadId, lEntry);
+    return *npId != 0 ? Start::DONE : Start::ID_TAKEN;
 }
 
-/// Starts the thread of a record and waits until it has told its id. Result: false when no thread could be made.
-bool ThreadManager::startLocked(StartRecord& nRecord)
+/// What the system is to be told before it makes a thread: nothing, unless the options ask for it.
+class ThreadManager::StartAttributes
 {
+public:
+    explicit StartAttributes(ThreadOptions const& nOptions)
+        : mIsAsked(nOptions.mStackSize != 0 || nOptions.mPolicy != SCHED_OTHER || nOptions.mPolicyPriority != 0 ||
+                   nOptions.mProcessors != 0)
+    {
+        if (mIsAsked)
+        {
+            ::pthread_attr_init(&mAttributes);
+            keep(nOptions.mStackSize != 0 ? ::pthread_attr_setstacksize(&mAttributes, nOptions.mStackSize) : 0);
+            setPolicy(nOptions);
+            setProcessors(nOptions.mProcessors);
+        }
+    }
+    ~StartAttributes()
+    {
+        if (mIsAsked)
+        {
+            ::pthread_attr_destroy(&mAttributes);
+        }
+    }
+    StartAttributes(StartAttributes const&) = delete;
+    StartAttributes& operator=(StartAttributes const&) = delete;
+
+    pthread_attr_t const* get() const { return mIsAsked ? &mAttributes : nullptr; }
+    int error() const { return mError; } ///< Of the first that was refused, or 0.
+
+private:
+    void keep(int nError) { mError = mError != 0 ? mError : nError; }
+
+    void setPolicy(ThreadOptions const& nOptions)
+    {
+        if (nOptions.mPolicy != SCHED_OTHER || nOptions.mPolicyPriority != 0)
+        {
+            sched_param lParam{};
+            lParam.sched_priority = nOptions.mPolicyPriority;
+            keep(::pthread_attr_setinheritsched(&mAttributes, PTHREAD_EXPLICIT_SCHED));
+            keep(::pthread_attr_setschedpolicy(&mAttributes, nOptions.mPolicy));
+            keep(::pthread_attr_setschedparam(&mAttributes, &lParam));
+        }
+    }
+
+    void setProcessors(unsigned long long nProcessors)
+    {
+        if (nProcessors == 0)
+        {
+            return;
+        }
+        cpu_set_t lSet;
+        CPU_ZERO(&lSet);
+        for (unsigned int lNumber = 0; lNumber < 64; ++lNumber)
+        {
+            if ((nProcessors >> lNumber & 1U) != 0)
+            {
+                CPU_SET(lNumber, &lSet);
+            }
+        }
+        keep(::pthread_attr_setaffinity_np(&mAttributes, sizeof(lSet), &lSet));
+    }
+
+    bool const mIsAsked;
+    pthread_attr_t mAttributes; // only if asked
+    int mError = 0;
+};
+
+/// Starts the thread of a record and waits until it has told its id. Result: why no thread could be made.
+Start ThreadManager::startLocked(StartRecord& nRecord, ThreadOptions const& nOptions)
+{
+    StartAttributes const lAttributes(nOptions);
     mStartedEvent.setOff();
-    int const lError = blockingCall(
-        this, FILE_NAME, "entry", 490,
-        [&] { return gSystem.mPthreadCreate(&nRecord.mHandle, nullptr, &ThreadManager::startThread, &nRecord); });
+    int lError = lAttributes.error();
+    if (lError == 0)
+    {
+        lError = blockingCall(this, FILE_NAME, "entry", 490,
+                              [&] {
+                                  return gSystem.mPthreadCreate(&nRecord.mHandle, lAttributes.get(),
+                                                                &ThreadManager::startThread, &nRecord);
+                              });
+    }
     if (lError != 0)
     {
         applog(UTL_LOG_TYPE, 1, "Thread Start Failed  Ret:%d, PriOs:%d, Name:%s", lError, nRecord.mOsPriority,
                nRecord.mpName);
-        return false;
+        return lError == EPERM ? Start::NOT_PERMITTED : lError == EINVAL ? Start::BAD_OPTION : Start::NO_THREAD;
     }
     internal::waitUntilOn(mStartedEvent, 0); // the record must not go before the thread has done with it
     mStartedEvent.setOff();
-    return true;
+    return Start::DONE;
 }
 
 /// Registers a thread. Result: its id; 0 where it is there already: then the thread runs on without.

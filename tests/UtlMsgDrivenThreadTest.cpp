@@ -94,6 +94,40 @@ TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
     EXPECT_EQ(Lines{"<UTIL> ERR: " + FULL}, lLog.lines());
 }
 
+TEST(MsgDrivenThread, ToldPostIsRefusedInSilence)
+{
+    LogCapture lLog;
+    TestThread lThread(2, 3); // one byte short of a number
+    ASSERT_TRUE(lThread.hold());
+    EXPECT_EQ(Post::TOO_LARGE, lThread.tryPost(NumberMsg(A, 1)));
+    EXPECT_EQ(Post::DONE, lThread.tryPost(SimpleMsg(A)));
+    EXPECT_EQ(Post::DONE, lThread.tryPost(SimpleMsg(B)));
+    EXPECT_EQ(Post::FULL, lThread.tryPost(SimpleMsg(C)));
+    EXPECT_EQ(Lines(), lLog.lines());
+    lThread.release();
+    ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(B) == 1; }));
+    EXPECT_EQ((Ids{A, B}), lThread.ids());
+    lThread.stop(1, 0);
+    EXPECT_EQ(Post::STOPPED, lThread.tryPost(SimpleMsg(A)));
+    EXPECT_EQ(Post::NOT_STARTED, MsgDrivenThread(4, 4, "idle", 0).tryPost(SimpleMsg(A)));
+}
+
+TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
+{
+    LogCapture lLog;
+    Recorder lRecorder;
+    ThreadOptions const lOptions;
+    auto const lMake = [] { return std::make_unique<MsgDrivenThread>(4U, 4U, "piped", 0U); };
+    auto const lpNoPipe = failing<&SystemCalls::mPipe2>(EMFILE, lMake);
+    EXPECT_EQ(Start::NO_PIPE, lpNoPipe->tryStart(&lRecorder, lOptions));
+    auto const lpThread = lMake();
+    EXPECT_EQ(Start::REFUSED, lpThread->tryStart(nullptr, lOptions));
+    ASSERT_EQ(Start::DONE, lpThread->tryStart(&lRecorder, lOptions));
+    EXPECT_EQ(Start::STARTED_ONCE, lpThread->tryStart(&lRecorder, lOptions));
+    EXPECT_EQ(0, lpThread->stop(1, 0));
+    EXPECT_TRUE(lpThread->leaveManagement());
+}
+
 // 256 control records fit beside a data queue of no use to them; then everything is refused, and nothing is lost.
 TEST(MsgDrivenThread, FullControlQueueRefusesAndASyncLeavesAnOrphan)
 {

@@ -63,6 +63,82 @@ std::string shown(HeldThread const& nThread)
     return lText + (nThread.isRunning() ? "runs " : "") + (nThread.hasRequestedStop() ? "asked" : "");
 }
 
+/// What its own thread is given.
+class Measuring : public Thread
+{
+public:
+    Measuring()
+        : Thread("measuring", nullptr)
+    {
+    }
+    ~Measuring() override
+    {
+        stop(1, 0);
+        leaveManagement();
+    }
+
+    std::size_t mStackSize = 0;
+    cpu_set_t mProcessors{};
+
+protected:
+    unsigned int execute() override
+    {
+        pthread_attr_t lAttributes;
+        ::pthread_getattr_np(::pthread_self(), &lAttributes);
+        ::pthread_attr_getstacksize(&lAttributes, &mStackSize);
+        ::pthread_attr_destroy(&lAttributes);
+        ::sched_getaffinity(0, sizeof(mProcessors), &mProcessors);
+        return 0;
+    }
+};
+
+TEST(Thread, StartsWithTheStackAndProcessorsAskedFor)
+{
+    cpu_set_t lOurs;
+    ASSERT_EQ(0, ::sched_getaffinity(0, sizeof(lOurs), &lOurs));
+    unsigned int lProcessor = 0;
+    while (!CPU_ISSET(lProcessor, &lOurs))
+    {
+        ++lProcessor;
+    }
+    Measuring lThread;
+    ThreadOptions lOptions;
+    lOptions.mStackSize = 1U << 20;
+    lOptions.mProcessors = 1ULL << lProcessor;
+    ASSERT_EQ(Start::DONE, lThread.tryStart(lOptions));
+    ASSERT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
+    EXPECT_EQ(1U << 20, lThread.mStackSize);
+    EXPECT_EQ(1, CPU_COUNT(&lThread.mProcessors));
+    EXPECT_TRUE(CPU_ISSET(lProcessor, &lThread.mProcessors));
+}
+
+TEST(Thread, TellsWhyItDoesNotStart)
+{
+    ThreadManager::get();
+    LogCapture lLog;
+    ThreadOptions lNoStack;
+    lNoStack.mStackSize = 1;
+    ThreadOptions lNoPolicy;
+    lNoPolicy.mPolicy = SCHED_FIFO;
+    lNoPolicy.mPolicyPriority = 1000;
+    Measuring lThread;
+    EXPECT_EQ(Start::BAD_OPTION, lThread.tryStart(lNoStack));
+    EXPECT_EQ(Start::BAD_OPTION, lThread.tryStart(lNoPolicy));
+    struct
+    {
+        int mError;
+        Start mStart;
+    } const CASES[] = {{EPERM, Start::NOT_PERMITTED}, {EINVAL, Start::BAD_OPTION}, {EAGAIN, Start::NO_THREAD}};
+    for (auto const& lCase : CASES)
+    {
+        EXPECT_EQ(lCase.mStart, failing<&SystemCalls::mPthreadCreate>(lCase.mError, [&]
+                                                                      { return lThread.tryStart(ThreadOptions()); }))
+            << lCase.mError;
+    }
+    EXPECT_EQ(Start::DONE, lThread.tryStart(ThreadOptions()));
+    EXPECT_EQ(Start::STARTED_ONCE, lThread.tryStart(ThreadOptions()));
+}
+
 TEST(Thread, PassesItsStagesOnce)
 {
     HeldThread lThread;

@@ -90,10 +90,15 @@ MsgQueues::MsgQueues(CtlQueue& nCtlQueue, unsigned int nSlotSize, unsigned int n
 {
 }
 
-bool MsgQueues::write(Msg const& nMsg)
+bool MsgQueues::flatten(Msg const& nMsg)
 {
     mInput.moveTo(mSlots.next());
-    if (nMsg.storeTo(&mInput))
+    return nMsg.storeTo(&mInput);
+}
+
+bool MsgQueues::write(Msg const& nMsg)
+{
+    if (flatten(nMsg))
     {
         return true;
     }

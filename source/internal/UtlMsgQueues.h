@@ -99,7 +99,8 @@ public:
 
     unsigned int slotSize() const { return mFindRawMsg.maxSize(); }
 
-    /// Writes a message where the next slot is. Result: false if it does not fit (logged).
+    /// Writes a message where the next slot is. Result: false if it does not fit; write() logs that.
+    bool flatten(Msg const& nMsg);
     bool write(Msg const& nMsg);
 
     /// What was written stays, as the newest slot. Result: false when the queue is full, which is logged.
@@ -109,6 +110,7 @@ public:
         lHasRoom ? mSlots.keepNext() : tellOverflow(nMsgId, nLogLevel);
         return lHasRoom;
     }
+    void keepFlattened() { mSlots.keepNext(); } ///< The same where the caller has seen that there is room.
 
     /// Takes a slot out again. nSlot: how many stood before it.
     void takeBack(unsigned int nSlot) { mSlots.erase(nSlot, 1); }

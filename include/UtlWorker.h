@@ -1,0 +1,1264 @@
+/// A worker in today's C++: typed messages, closures, calls that answer, timers. Layer: face, on top of the message thread.
+///
+/// Compiled by its user and not part of the library's binary interface, so not in Utl.h.
+#ifndef UTL_WORKER_H
+#define UTL_WORKER_H
+
+#include "UtlApplog.h"
+#include "UtlBasicString.h"
+#include "UtlEvent.h"
+#include "UtlMacros.h"
+#include "UtlMsgDrivenThread.h"
+#include "UtlOutcome.h"
+#include "UtlSyncObject.h"
+#include "UtlThreadManager.h"
+#include "UtlThreadOptions.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+namespace utl
+{
+
+/// The version of this header. What two shared libraries compiled from different versions never has the same name.
+inline namespace worker_1_0
+{
+
+/// What became of a call.
+enum class [[nodiscard]] Call{
+    DONE,        ///< it has run
+    FULL,        ///< no room now; it does not run
+    STOPPED,     ///< the worker has ended, was asked to end, or ended before it came to the call; it does not run
+    NOT_STARTED, ///< the worker does not run yet
+    TIMED_OUT,   ///< it had not begun when its time was over, and does not run any more
+    CYCLE        ///< the worker waits, perhaps through others, for the very thread that calls
+};
+
+/// A few words for a person, never null.
+/// Safety: any thread; also in a signal handler and after a fork; never blocks.
+inline char const* text(Call nCall)
+{
+    switch (nCall)
+    {
+    case Call::DONE:
+        return "done";
+    case Call::FULL:
+        return "the queue is full";
+    case Call::STOPPED:
+        return "the worker has stopped";
+    case Call::NOT_STARTED:
+        return "the worker was not started";
+    case Call::TIMED_OUT:
+        return "it did not begin in time";
+    case Call::CYCLE:
+        return "the worker waits for the caller";
+    }
+    return "unknown";
+}
+
+namespace worker_internal
+{
+
+constexpr unsigned int CLOSURE_SIZE = 6 * sizeof(void*); // bytes of a closure that is posted
+constexpr unsigned int TOO_LONG_MS = 0x80000000U;        // a duration that no timer takes
+
+/// Milliseconds, rounded up, at least 1.
+template <class Rep, class Period>
+unsigned int toMs(std::chrono::duration<Rep, Period> nDuration)
+{
+    double const lMs = std::chrono::duration<double, std::milli>(nDuration).count();
+    if (!(lMs <= 2147483647.0))
+    {
+        return TOO_LONG_MS;
+    }
+    unsigned int const lWhole = lMs > 0 ? static_cast<unsigned int>(lMs) : 0;
+    return lWhole == 0 || static_cast<double>(lWhole) < lMs ? lWhole + 1 : lWhole;
+}
+
+/// Something to run on the worker, with the bytes of a message or with null.
+class WorkerHandler
+{
+public:
+    WorkerHandler() = default;
+    virtual ~WorkerHandler() = default;
+    WorkerHandler(WorkerHandler const&) = delete;
+    WorkerHandler& operator=(WorkerHandler const&) = delete;
+    virtual void handle(unsigned char const* npBytes) noexcept = 0;
+};
+
+/// An aligned copy of something trivially copyable.
+template <class T>
+class WorkerCopy
+{
+public:
+    explicit WorkerCopy(unsigned char const* npBytes) { std::memcpy(mBytes, npBytes, sizeof(T)); }
+    T& get() { return *std::launder(reinterpret_cast<T*>(mBytes)); }
+
+private:
+    alignas(T) unsigned char mBytes[sizeof(T)];
+};
+
+template <class T, class F>
+class WorkerMsgHandler final : public WorkerHandler
+{
+public:
+    explicit WorkerMsgHandler(F nFunction)
+        : mFunction(std::move(nFunction))
+    {
+    }
+    void handle(unsigned char const* npBytes) noexcept override
+    {
+        WorkerCopy<T> lCopy(npBytes);
+        mFunction(static_cast<T const&>(lCopy.get()));
+    }
+
+private:
+    F mFunction;
+};
+
+template <class F>
+class WorkerTimerHandler final : public WorkerHandler
+{
+public:
+    explicit WorkerTimerHandler(F nFunction)
+        : mFunction(std::move(nFunction))
+    {
+    }
+    void handle(unsigned char const*) noexcept override { mFunction(); }
+
+private:
+    F mFunction;
+};
+
+/// A closure as it lies in a slot.
+template <class F>
+struct WorkerClosure
+{
+    void (*mpRun)(unsigned char const*); // is given the bytes of the second
+    unsigned char mBytes[sizeof(F)];
+
+    static void run(unsigned char const* npBytes) noexcept { WorkerCopy<F>(npBytes).get()(); }
+};
+
+/// Bytes under an id.
+class WorkerMsg final : public Msg
+{
+public:
+    WorkerMsg(unsigned int nIndex, void const* npBytes, unsigned int nSize)
+        : Msg(static_cast<int>(static_cast<unsigned int>(MSG_ID_WORKER_FIRST) + nIndex)),
+          mpBytes(static_cast<unsigned char const*>(npBytes)),
+          mSize(nSize)
+    {
+    }
+    WorkerMsg(WorkerMsg const&) = delete;
+    WorkerMsg& operator=(WorkerMsg const&) = delete;
+    void storeDataTo(MsgDataBroker* npBroker) const override { npBroker->set(mpBytes, mSize); }
+    void restoreDataFrom(MsgDataBroker&) override {}
+
+private:
+    unsigned char const* const mpBytes;
+    unsigned int const mSize;
+};
+
+/// A thread that waits in a call, and the thread that it waits for.
+struct WaitEdge
+{
+    int mFrom;
+    int mTo;
+    WaitEdge* mpNext = nullptr;
+};
+
+/// All of them in the process, so that a ring is found before it closes.
+class WaitLedger
+{
+public:
+    /// Result: false, with nothing entered, if it would close a ring.
+    bool enter(WaitEdge& nEdge)
+    {
+        SyncGuard lGuard(mSyncObject);
+        for (WaitEdge const* lpNext = findLocked(nEdge.mTo); lpNext != nullptr; lpNext = findLocked(lpNext->mTo))
+        {
+            if (lpNext->mTo == nEdge.mFrom)
+            {
+                return false;
+            }
+        }
+        nEdge.mpNext = mpFirst;
+        mpFirst = &nEdge;
+        return true;
+    }
+
+    void leave(WaitEdge const& nEdge)
+    {
+        SyncGuard lGuard(mSyncObject);
+        WaitEdge** lppEdge = &mpFirst;
+        while (*lppEdge != &nEdge)
+        {
+            lppEdge = &(*lppEdge)->mpNext;
+        }
+        *lppEdge = nEdge.mpNext;
+    }
+
+private:
+    WaitEdge const* findLocked(int nFrom) const UTL_REQUIRES(mSyncObject)
+    {
+        WaitEdge const* lpEdge = mpFirst;
+        while (lpEdge != nullptr && lpEdge->mFrom != nFrom)
+        {
+            lpEdge = lpEdge->mpNext;
+        }
+        return lpEdge;
+    }
+
+    SyncObject mSyncObject; // a leaf
+    WaitEdge* mpFirst UTL_GUARDED_BY(mSyncObject) = nullptr;
+};
+
+/// One for all shared libraries of the process, also those that hide their symbols. Never destroyed.
+UTL_API inline WaitLedger& waitLedger()
+{
+    static WaitLedger* const lpLedger = new WaitLedger;
+    return *lpLedger;
+}
+
+/// A call on its caller's stack.
+struct CallRecord
+{
+    void (*mpRun)(void*);
+    void* mpContext;
+    unsigned int mNumber = 0;
+    CallRecord* mpNext = nullptr;
+    Call mOutcome = Call::STOPPED; // written before the next
+    Event mOverEvent{0, 0};
+};
+
+/// The message thread of a worker.
+class WorkerThread final : public MsgDrivenThread
+{
+public:
+    WorkerThread(unsigned int nMsgSize, unsigned int nMsgCount, char const* npName, unsigned int nTimerCount,
+                 WorkerHandler& nAtEnd)
+        : MsgDrivenThread(nMsgSize, nMsgCount, npName, nTimerCount),
+          mAtEnd(nAtEnd)
+    {
+    }
+    ~WorkerThread() override { join(); }
+    WorkerThread(WorkerThread const&) = delete;
+    WorkerThread& operator=(WorkerThread const&) = delete;
+
+    using MsgDrivenThread::isOwnThread;
+
+    /// From the thread itself too: its loop ends after this dispatch.
+    void ask() { Thread::stop(0, 0); }
+
+    /// Waits for the end, if it runs at all; it must have been asked, or is asked here.
+    void join()
+    {
+        stop(1, 0);
+        awaitEnd();
+        leaveManagement();
+    }
+
+protected:
+    void postExecute() override { mAtEnd.handle(nullptr); }
+
+private:
+    WorkerHandler& mAtEnd;
+};
+
+/// What a worker and its handles share. It lives as long as one of them does; the thread ends with the worker.
+///
+/// Locks: mSyncObject, never held across a call to the message thread or to a handler.
+class WorkerState final : private ThreadMsgListener, private WorkerHandler
+{
+public:
+    WorkerState(char const* npName, unsigned int nMsgCount, unsigned int nTimerCount, ThreadOptions const& nOptions)
+        : mName(npName, 0, 0),
+          mOptions(nOptions),
+          mMsgCount(nMsgCount),
+          mTimerCount(nTimerCount),
+          mTimers(nTimerCount + 1U) // one more: a timer that fires once may set the next
+    {
+    }
+    ~WorkerState() override = default;
+    WorkerState(WorkerState const&) = delete;
+    WorkerState& operator=(WorkerState const&) = delete;
+
+    // ------------------------------------------------------------------------------------------ before the start
+
+    /// Result: the index of its messages, 0 if it comes too late.
+    unsigned int addHandler(std::unique_ptr<WorkerHandler> npHandler, unsigned int nSize)
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (!isOpenLocked("an inbox") || mHandlers.size() >= INBOX_MAX)
+        {
+            return 0;
+        }
+        mMsgSize = nSize > mMsgSize ? nSize : mMsgSize;
+        mHandlers.push_back(std::move(npHandler));
+        return static_cast<unsigned int>(mHandlers.size()) - 1 + INDEX_FIRST_INBOX;
+    }
+
+    void setOther(ThreadMsgListener* npListener)
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (isOpenLocked("a listener"))
+        {
+            mpOther = npListener;
+        }
+    }
+
+    Start start()
+    {
+        {
+            SyncGuard lGuard(mSyncObject);
+            if (mPhase != Phase::OPEN)
+            {
+                return Start::STARTED_ONCE;
+            }
+            mPhase = Phase::STARTING;
+        }
+        Start const lStart = startThread();
+        {
+            SyncGuard lGuard(mSyncObject);
+            mPhase = lStart == Start::DONE ? Phase::STARTED : Phase::OPEN;
+        }
+        if (lStart == Start::DONE)
+        {
+            for (unsigned int lIndex = 0; lIndex < mTimers.size(); ++lIndex)
+            {
+                if (!armIfDue(lIndex))
+                {
+                    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "Worker(%s) a timer cannot be started", mName.c_str());
+                }
+            }
+        }
+        return lStart;
+    }
+
+    // ------------------------------------------------------------------------------------------ posting
+
+    WorkerThread* thread() const { return mpThread.load(std::memory_order_acquire); }
+
+    Post post(unsigned int nIndex, void const* npBytes, unsigned int nSize)
+    {
+        WorkerThread* const lpThread = thread();
+        if (lpThread == nullptr)
+        {
+            return Post::NOT_STARTED;
+        }
+        return mIsClosed.load(std::memory_order_relaxed) ? Post::STOPPED
+                                                         : lpThread->tryPost(WorkerMsg(nIndex, npBytes, nSize));
+    }
+
+    Call call(unsigned int nLimitMs, void (*npRun)(void*), void* npContext)
+    {
+        WorkerThread* const lpThread = thread();
+        if (lpThread == nullptr)
+        {
+            return Call::NOT_STARTED;
+        }
+        if (hasForked())
+        {
+            return Call::STOPPED;
+        }
+        if (isHere())
+        {
+            npRun(npContext);
+            return Call::DONE;
+        }
+        WaitEdge lEdge{ThreadManager::getCallerId(), lpThread->getId()};
+        if (!waitLedger().enter(lEdge))
+        {
+            return Call::CYCLE;
+        }
+        CallRecord lRecord{npRun, npContext};
+        Call const lOutcome = callRecord(lRecord, nLimitMs);
+        waitLedger().leave(lEdge);
+        return lOutcome;
+    }
+
+    // ------------------------------------------------------------------------------------------ timers
+
+    /// Result: the timer's serial number; 0 if there is no room, or the worker has ended.
+    unsigned int addTimer(unsigned int nMs, bool nIsOneShot, std::unique_ptr<WorkerHandler> npHandler,
+                          unsigned int* npIndex)
+    {
+        unsigned int lSerial = 0;
+        bool lIsToArm = false;
+        {
+            SyncGuard lGuard(mSyncObject);
+            TimerSlot* const lpSlot = nMs != TOO_LONG_MS ? freeSlotLocked(npIndex) : nullptr;
+            if (lpSlot == nullptr)
+            {
+                return 0;
+            }
+            mLastSerial = mLastSerial == ~0U ? 1 : mLastSerial + 1;
+            lpSlot->mSerial = lSerial = mLastSerial;
+            lpSlot->mMs = nMs;
+            lpSlot->mIsOneShot = nIsOneShot;
+            lpSlot->mIsToArm = true;
+            lpSlot->mpHandler = std::move(npHandler);
+            lIsToArm = mPhase == Phase::STARTED;
+        }
+        return !lIsToArm || armIfDue(*npIndex) ? lSerial : 0;
+    }
+
+    /// Once this has returned, the timer's closure does not run any more, unless this is called by it.
+    void cancel(unsigned int nIndex, unsigned int nSerial)
+    {
+        std::unique_ptr<WorkerHandler> lpHandler;
+        Event lIdleEvent(0, 0);
+        bool lIsToWait = false;
+        int lTimerId = -1;
+        {
+            SyncGuard lGuard(mSyncObject);
+            TimerSlot& lSlot = mTimers[nIndex];
+            if (lSlot.mSerial != nSerial || lSlot.mIsCancelled || hasForked())
+            {
+                return;
+            }
+            lTimerId = lSlot.mTimerId;
+            lSlot.mIsCancelled = true;
+            lIsToWait = lSlot.mIsRunning && !isHere();
+            lSlot.mpIdleEvent = lIsToWait ? &lIdleEvent : nullptr;
+            lpHandler = lSlot.mIsRunning ? nullptr : std::move(lSlot.mpHandler);
+        }
+        // Refused only where the queue is full of requests or the loop has ended: the next time-out frees the slot.
+        if (lTimerId == -1 || thread()->killTimer(lTimerId, 1))
+        {
+            freeIfCancelled(nIndex, nSerial);
+        }
+        while (lIsToWait && !lIdleEvent.isOn())
+        {
+            lIdleEvent.waitToOn(0);
+        }
+    }
+
+    // ------------------------------------------------------------------------------------------ the end
+
+    bool hasForked() const { return mProcessId != 0 && mProcessId != ::getpid(); }
+
+    /// The thread's id may be another's after its end.
+    bool isHere() const { return thread() != nullptr && !mHasEnded && thread()->isOwnThread(); }
+
+    void stop()
+    {
+        if (thread() == nullptr || hasForked())
+        {
+            return;
+        }
+        if (isHere())
+        {
+            thread()->ask();
+            return;
+        }
+        thread()->join();
+    }
+
+    void finish()
+    {
+        if (thread() == nullptr || hasForked())
+        {
+            return;
+        }
+        mIsClosed = true;
+        mIsToFinish = true;
+        postFinish();
+        if (!isHere())
+        {
+            thread()->waitTo(Thread::STAGE_DONE, 0);
+            thread()->join();
+        }
+    }
+
+    /// For the worker's destructor: the thread has ended, and nothing refers to the application any more.
+    void end()
+    {
+        if (isHere())
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "Worker(%s) destroyed by its own handler", mName.c_str());
+            std::abort();
+        }
+        stop();
+        std::vector<std::unique_ptr<WorkerHandler>> lHandlers; // theirs may be the last handles of us
+        {
+            SyncGuard lGuard(mSyncObject);
+            mPhase = Phase::ENDED;
+            lHandlers.swap(mHandlers);
+            for (TimerSlot& lSlot : mTimers)
+            {
+                lHandlers.push_back(std::move(lSlot.mpHandler));
+                lSlot.mIsCancelled = true;
+            }
+        }
+    }
+
+    static constexpr unsigned int INDEX_CLOSURE = 0;
+
+private:
+    static constexpr unsigned int INDEX_CALL = 1;
+    static constexpr unsigned int INDEX_FINISH = 2;
+    static constexpr unsigned int INDEX_FIRST_INBOX = 3;
+    static constexpr unsigned int INBOX_MAX = static_cast<unsigned int>(MSG_ID_WORKER_LAST) -
+                                              static_cast<unsigned int>(MSG_ID_WORKER_FIRST) + 1 - INDEX_FIRST_INBOX;
+
+    enum class Phase
+    {
+        OPEN, // inboxes may come
+        STARTING,
+        STARTED,
+        ENDED
+    };
+
+    /// Free without a serial number. A timer that fires once gives its id up before it runs.
+    struct TimerSlot
+    {
+        unsigned int mSerial = 0;
+        unsigned int mMs = 0;
+        int mTimerId = -1;
+        bool mIsOneShot = false;
+        bool mIsToArm = false;     // the thread below does not know it yet
+        bool mIsRunning = false;   // its handler is being called, and stays until it has returned
+        bool mIsCancelled = false; // kept until the thread below lets go of it, or the handler has returned
+        Event* mpIdleEvent = nullptr;
+        std::unique_ptr<WorkerHandler> mpHandler;
+    };
+
+    bool isOpenLocked(char const* npWhat) UTL_REQUIRES(mSyncObject)
+    {
+        if (mPhase != Phase::OPEN)
+        {
+            applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "Worker(%s) %s after the start", mName.c_str(), npWhat);
+        }
+        return mPhase == Phase::OPEN;
+    }
+
+    Start startThread()
+    {
+        std::unique_ptr<WorkerThread> lpThread = makeThread();
+        if (lpThread == nullptr)
+        {
+            return Start::NO_MEMORY;
+        }
+        mProcessId = ::getpid();
+        Start const lStart = lpThread->tryStart(this, mOptions);
+        if (lStart == Start::DONE)
+        {
+            mpOwnedThread = std::move(lpThread);
+            mpThread.store(mpOwnedThread.get(), std::memory_order_release);
+            return lStart;
+        }
+        lpThread.reset(); // one that runs outside the registry ends here
+        mHasEnded = false;
+        mProcessId = 0;
+        return lStart;
+    }
+
+    std::unique_ptr<WorkerThread> makeThread()
+    {
+#if defined(__cpp_exceptions)
+        try
+        {
+#endif
+            return std::make_unique<WorkerThread>(mMsgSize, mMsgCount, mName.c_str(), mTimerCount,
+                                                  static_cast<WorkerHandler&>(*this));
+#if defined(__cpp_exceptions)
+        }
+        catch (std::bad_alloc const&)
+        {
+            return nullptr;
+        }
+#endif
+    }
+
+    // ------------------------------------------------------------------------------------------ on the thread
+
+    void receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg) override
+    {
+        int lMsgId = 0;
+        nRawMsg.getMsgId(&lMsgId);
+        unsigned char const* const lpBytes = nRawMsg.buffer() + sizeof(lMsgId);
+        unsigned int const lIndex = static_cast<unsigned int>(lMsgId) - static_cast<unsigned int>(MSG_ID_WORKER_FIRST);
+        if (lIndex - INDEX_FIRST_INBOX < mHandlers.size())
+        {
+            mHandlers[lIndex - INDEX_FIRST_INBOX]->handle(lpBytes);
+        }
+        else if (!receiveOwn(lIndex, lMsgId, lpBytes) && mpOther != nullptr)
+        {
+            mpOther->receiveMsg(nThreadId, nRawMsg);
+        }
+        if (mIsToFinish.load(std::memory_order_relaxed))
+        {
+            postFinish(); // now there is room
+        }
+    }
+
+    /// Result: false if it is not for us.
+    bool receiveOwn(unsigned int nIndex, int nMsgId, unsigned char const* npBytes)
+    {
+        switch (nIndex)
+        {
+        case INDEX_CLOSURE:
+            WorkerCopy<void (*)(unsigned char const*)>(npBytes).get()(npBytes + sizeof(void (*)(unsigned char const*)));
+            return true;
+        case INDEX_CALL:
+            runCall(WorkerCopy<unsigned int>(npBytes).get());
+            return true;
+        case INDEX_FINISH:
+            thread()->ask();
+            return true;
+        default:
+            return nMsgId == MSG_ID_TIMER && runTimer(WorkerCopy<int>(npBytes).get());
+        }
+    }
+
+    /// At the end of the thread: nobody waits any more, and nobody begins to.
+    void handle(unsigned char const*) noexcept override
+    {
+        CallRecord* lpRecord = nullptr;
+        {
+            SyncGuard lGuard(mSyncObject);
+            mHasEnded = true;
+            lpRecord = std::exchange(mpCalls, nullptr);
+        }
+        while (lpRecord != nullptr)
+        {
+            CallRecord* const lpNext = lpRecord->mpNext; // the record goes with its event
+            lpRecord->mOverEvent.setOn();
+            lpRecord = lpNext;
+        }
+    }
+
+    void postFinish()
+    {
+        char const lNothing = 0;
+        if (thread()->tryPost(WorkerMsg(INDEX_FINISH, &lNothing, 1)) != Post::FULL)
+        {
+            mIsToFinish = false;
+        }
+    }
+
+    // ------------------------------------------------------------------------------------------ calls
+
+    /// The number and not the address is posted: a call that was given up may have left its message behind.
+    Call callRecord(CallRecord& nRecord, unsigned int nLimitMs)
+    {
+        {
+            SyncGuard lGuard(mSyncObject);
+            if (mHasEnded)
+            {
+                return Call::STOPPED;
+            }
+            nRecord.mNumber = ++mLastCall;
+            nRecord.mpNext = mpCalls;
+            mpCalls = &nRecord;
+        }
+        Post const lPost = post(INDEX_CALL, &nRecord.mNumber, sizeof(nRecord.mNumber));
+        if (lPost != Post::DONE && takeCall(nRecord.mNumber) != nullptr)
+        {
+            return lPost == Post::FULL ? Call::FULL : Call::STOPPED;
+        }
+        unsigned int const lLimitMs = nLimitMs < TOO_LONG_MS ? nLimitMs : TOO_LONG_MS - 1;
+        if (nRecord.mOverEvent.waitToOn(lLimitMs) != 0 && takeCall(nRecord.mNumber) != nullptr)
+        {
+            return Call::TIMED_OUT;
+        }
+        while (!nRecord.mOverEvent.isOn())
+        {
+            nRecord.mOverEvent.waitToOn(0); // it has begun, and refers to our caller's stack
+        }
+        return nRecord.mOutcome;
+    }
+
+    /// Result: the call, which nobody else takes; null if it was given up, has begun, or was released by the end.
+    CallRecord* takeCall(unsigned int nNumber)
+    {
+        SyncGuard lGuard(mSyncObject);
+        CallRecord** lppRecord = &mpCalls;
+        while (*lppRecord != nullptr && (*lppRecord)->mNumber != nNumber)
+        {
+            lppRecord = &(*lppRecord)->mpNext;
+        }
+        CallRecord* const lpRecord = *lppRecord;
+        if (lpRecord != nullptr)
+        {
+            *lppRecord = lpRecord->mpNext;
+        }
+        return lpRecord;
+    }
+
+    void runCall(unsigned int nNumber) noexcept
+    {
+        CallRecord* const lpRecord = takeCall(nNumber);
+        if (lpRecord != nullptr)
+        {
+            lpRecord->mpRun(lpRecord->mpContext);
+            lpRecord->mOutcome = Call::DONE;
+            lpRecord->mOverEvent.setOn();
+        }
+    }
+
+    // ------------------------------------------------------------------------------------------ timers
+
+    TimerSlot* freeSlotLocked(unsigned int* npIndex) UTL_REQUIRES(mSyncObject)
+    {
+        TimerSlot* lpFree = nullptr;
+        unsigned int lCount = 0;
+        for (TimerSlot& lSlot : mTimers)
+        {
+            lCount += lSlot.mSerial != 0 && !(lSlot.mIsRunning && lSlot.mIsOneShot) ? 1U : 0U;
+            if (lSlot.mSerial == 0 && lpFree == nullptr)
+            {
+                lpFree = &lSlot;
+                *npIndex = static_cast<unsigned int>(&lSlot - mTimers.data());
+            }
+        }
+        return lCount < mTimerCount && mPhase != Phase::ENDED ? lpFree : nullptr;
+    }
+
+    /// Makes the thread below know a timer. The id is known here before the timer runs.
+    /// Result: false if it cannot be had, or was cancelled meanwhile; then the slot is free again.
+    bool armIfDue(unsigned int nIndex)
+    {
+        unsigned int lSerial = 0;
+        unsigned int lMs = 0;
+        bool lIsOneShot = false;
+        {
+            SyncGuard lGuard(mSyncObject);
+            TimerSlot& lSlot = mTimers[nIndex];
+            if (lSlot.mSerial == 0 || !std::exchange(lSlot.mIsToArm, false))
+            {
+                return true;
+            }
+            lSerial = lSlot.mSerial;
+            lMs = lSlot.mMs;
+            lIsOneShot = lSlot.mIsOneShot;
+        }
+        int const lTimerId = thread()->registerTimer(lMs, lIsOneShot ? 1 : 0, 1);
+        bool lIsWanted = false;
+        {
+            SyncGuard lGuard(mSyncObject);
+            TimerSlot& lSlot = mTimers[nIndex];
+            lIsWanted = lSlot.mSerial == lSerial && !lSlot.mIsCancelled;
+            lSlot.mTimerId = lIsWanted ? lTimerId : lSlot.mTimerId;
+        }
+        if (lIsWanted && lTimerId != -1 && thread()->startTimer(lTimerId, 1))
+        {
+            return true;
+        }
+        if (!lIsWanted && lTimerId != -1)
+        {
+            thread()->killTimer(lTimerId, 1);
+        }
+        cancel(nIndex, lSerial);
+        return false;
+    }
+
+    /// Frees the slot of a timer that the thread below does not know any more, unless its handler runs.
+    void freeIfCancelled(unsigned int nIndex, unsigned int nSerial)
+    {
+        SyncGuard lGuard(mSyncObject);
+        TimerSlot& lSlot = mTimers[nIndex];
+        if (lSlot.mSerial == nSerial && !lSlot.mIsRunning)
+        {
+            lSlot = TimerSlot();
+        }
+        else if (lSlot.mSerial == nSerial)
+        {
+            lSlot.mTimerId = -1;
+        }
+    }
+
+    /// Result: false if the timer is not one of ours.
+    bool runTimer(int nTimerId) noexcept
+    {
+        TimerSlot* lpSlot = nullptr;
+        WorkerHandler* lpHandler = nullptr;
+        bool lIsToKill = false;
+        {
+            SyncGuard lGuard(mSyncObject);
+            lpSlot = findTimerLocked(nTimerId);
+            if (lpSlot == nullptr)
+            {
+                return false;
+            }
+            lIsToKill = lpSlot->mIsOneShot || lpSlot->mIsCancelled;
+            lpSlot->mTimerId = lIsToKill ? -1 : nTimerId;
+            lpSlot->mIsRunning = true;
+            lpHandler = lpSlot->mIsCancelled ? nullptr : lpSlot->mpHandler.get();
+        }
+        if (lIsToKill)
+        {
+            thread()->killTimer(nTimerId, 1);
+        }
+        if (lpHandler != nullptr)
+        {
+            lpHandler->handle(nullptr);
+        }
+        afterTimer(*lpSlot);
+        return true;
+    }
+
+    TimerSlot* findTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject)
+    {
+        for (TimerSlot& lSlot : mTimers)
+        {
+            if (lSlot.mTimerId == nTimerId)
+            {
+                return &lSlot;
+            }
+        }
+        return nullptr;
+    }
+
+    void afterTimer(TimerSlot& nSlot)
+    {
+        std::unique_ptr<WorkerHandler> lpHandler;
+        Event* lpIdleEvent = nullptr;
+        {
+            SyncGuard lGuard(mSyncObject);
+            nSlot.mIsRunning = false;
+            lpIdleEvent = nSlot.mpIdleEvent;
+            nSlot.mpIdleEvent = nullptr;
+            if (nSlot.mIsOneShot || nSlot.mIsCancelled)
+            {
+                lpHandler = std::move(nSlot.mpHandler);
+                nSlot.mIsCancelled = true;
+                if (nSlot.mTimerId == -1)
+                {
+                    nSlot = TimerSlot();
+                }
+            }
+        }
+        lpHandler.reset();
+        if (lpIdleEvent != nullptr)
+        {
+            lpIdleEvent->setOn();
+        }
+    }
+
+    BasicString<char> const mName;
+    ThreadOptions const mOptions;
+    unsigned int const mMsgCount;
+    unsigned int const mTimerCount;
+    SyncObject mSyncObject;
+    Phase mPhase UTL_GUARDED_BY(mSyncObject) = Phase::OPEN;
+    std::vector<std::unique_ptr<WorkerHandler>> mHandlers;                         // constant while the thread runs
+    ThreadMsgListener* mpOther = nullptr;                                          // likewise
+    unsigned int mMsgSize = sizeof(void (*)(unsigned char const*)) + CLOSURE_SIZE; // likewise, bytes
+    std::atomic<pid_t> mProcessId{0};                                              // likewise; 0: never started
+    std::unique_ptr<WorkerThread> mpOwnedThread;                                   // likewise
+    std::atomic<WorkerThread*> mpThread{nullptr};                                  // the same, once it runs
+    std::atomic<bool> mIsClosed{false};                                            // nothing is posted any more
+    std::atomic<bool> mIsToFinish{false};                                          // the last message finds no room yet
+    std::atomic<bool> mHasEnded{false};                                            // written under mSyncObject
+    CallRecord* mpCalls UTL_GUARDED_BY(mSyncObject) = nullptr;                     // those that wait to begin
+    unsigned int mLastCall UTL_GUARDED_BY(mSyncObject) = 0;
+    unsigned int mLastSerial UTL_GUARDED_BY(mSyncObject) = 0;
+    std::vector<TimerSlot> mTimers; // its length is constant; what is in it is under mSyncObject
+};
+
+} // namespace worker_internal
+
+/// What a call gave: a value, or why there is none.
+///
+///     if (utl::Answer<double> lMean = lMeans.call(100ms, [&] { return lSum / lCount; })) { use(*lMean); }
+///
+/// Safety: a value: one thread at a time; never blocks.
+template <class R>
+class [[nodiscard]] Answer
+{
+public:
+    explicit operator bool() const { return mValue.has_value(); } ///< There is a value.
+    Call outcome() const { return mOutcome; }                     ///< DONE, or why there is none.
+    R& operator*() { return *mValue; }                            ///< Only if there is one; so with the next ones.
+    R const& operator*() const { return *mValue; }
+    R* operator->() { return &*mValue; }
+    R const* operator->() const { return &*mValue; }
+
+private:
+    friend class Worker;
+
+    template <class F>
+    void take(F& nFunction)
+    {
+        mValue.emplace(nFunction());
+    }
+
+    std::optional<R> mValue;
+    Call mOutcome = Call::NOT_STARTED;
+};
+
+/// The answer to a call that gives nothing: whether it has run.
+/// Safety: a value: one thread at a time; never blocks.
+template <>
+class [[nodiscard]] Answer<void>
+{
+public:
+    explicit operator bool() const { return mOutcome == Call::DONE; } ///< It has run.
+    Call outcome() const { return mOutcome; }                         ///< DONE, or why it has not.
+
+private:
+    friend class Worker;
+
+    template <class F>
+    void take(F& nFunction)
+    {
+        nFunction();
+    }
+
+    Call mOutcome = Call::NOT_STARTED;
+};
+
+/// A posting end for messages of one type. Copies post to the same worker, and may outlive it.
+///
+/// Safety: any thread, each its own copy or a constant one; not in a signal handler; after a fork the child must not post;
+/// never blocks but for the lock of the worker's queue.
+template <class T>
+class Inbox
+{
+public:
+    /// Of no worker: nothing can be posted.
+    Inbox() = default;
+
+    /// Puts a copy of the message behind all others. Result: DONE, FULL, STOPPED, NOT_STARTED, UNREACHABLE.
+    Post post(T const& nMsg) const
+    {
+        return mpState != nullptr ? mpState->post(mIndex, &nMsg, sizeof(T)) : Post::NOT_STARTED;
+    }
+
+private:
+    friend class Worker;
+
+    std::shared_ptr<worker_internal::WorkerState> mpState;
+    unsigned int mIndex = 0;
+};
+
+/// A timer, which the end of this object cancels: once that has returned, the closure does not run any more. On the
+/// worker's own thread at once, the running closure included, which goes on to its end; from elsewhere after a closure
+/// under way has returned. May outlive its worker.
+///
+/// Safety: one thread at a time; not in a signal handler; in the child of a fork it does nothing; blocks as told.
+/// Caution: from elsewhere it must not be cancelled with a lock held that the closure takes.
+class [[nodiscard]] WorkerTimer
+{
+public:
+    /// No timer.
+    WorkerTimer() = default;
+    ~WorkerTimer() { cancel(); }
+    WorkerTimer(WorkerTimer&& nOther) noexcept { swap(nOther); }
+    WorkerTimer& operator=(WorkerTimer&& nOther) noexcept
+    {
+        WorkerTimer lOther(std::move(nOther));
+        swap(lOther);
+        return *this;
+    }
+    WorkerTimer(WorkerTimer const&) = delete;
+    WorkerTimer& operator=(WorkerTimer const&) = delete;
+
+    /// There is a timer; also one that has fired for the last time.
+    explicit operator bool() const { return mpState != nullptr; }
+
+    /// As the end of this object, now.
+    void cancel()
+    {
+        if (std::shared_ptr<worker_internal::WorkerState> const lpState = std::exchange(mpState, nullptr))
+        {
+            lpState->cancel(mIndex, mSerial);
+        }
+    }
+
+    /// Leaves it to the worker, with which it ends.
+    void keep() { mpState.reset(); }
+
+private:
+    friend class Worker;
+
+    void swap(WorkerTimer& nOther) noexcept
+    {
+        std::swap(mpState, nOther.mpState);
+        std::swap(mIndex, nOther.mIndex);
+        std::swap(mSerial, nOther.mSerial);
+    }
+
+    std::shared_ptr<worker_internal::WorkerState> mpState;
+    unsigned int mIndex = 0;
+    unsigned int mSerial = 0;
+};
+
+/// How a worker is made. All but the name may be left out.
+/// Safety: a value: one thread at a time; never blocks.
+class WorkerOptions
+{
+public:
+    /// npName: copied; in the log and in the tables of threads.
+    explicit WorkerOptions(char const* npName)
+        : mName(npName, 0, 0)
+    {
+    }
+
+    /// Messages, closures and calls that can wait; 64 if not told.
+    WorkerOptions& messages(unsigned int nCount)
+    {
+        mMsgCount = nCount;
+        return *this;
+    }
+
+    /// Timers at a time; none if not told.
+    WorkerOptions& timers(unsigned int nCount)
+    {
+        mTimerCount = nCount;
+        return *this;
+    }
+
+    /// A handler that runs longer is a hang: the log tells, and npListener if it is given; not owned.
+    template <class Rep, class Period>
+    WorkerOptions& watchdog(std::chrono::duration<Rep, Period> nAlive, WatchdogTimerListener* npListener = nullptr)
+    {
+        mThread.mUseWatchdog = true;
+        mThread.mAliveTimeMs = worker_internal::toMs(nAlive);
+        mThread.mpWatchdogListener = npListener;
+        return *this;
+    }
+
+    /// The nice value.
+    WorkerOptions& priority(ThreadPriority const& nPriority)
+    {
+        mThread.mPriority = nPriority;
+        return *this;
+    }
+
+    /// Bytes.
+    WorkerOptions& stackSize(std::size_t nBytes)
+    {
+        mThread.mStackSize = nBytes;
+        return *this;
+    }
+
+    /// SCHED_FIFO or SCHED_RR, with 1 to 99.
+    WorkerOptions& realTime(int nPolicy, int nPolicyPriority)
+    {
+        mThread.mPolicy = nPolicy;
+        mThread.mPolicyPriority = nPolicyPriority;
+        return *this;
+    }
+
+    /// Bit n: may run on processor n.
+    WorkerOptions& processors(unsigned long long nMask)
+    {
+        mThread.mProcessors = nMask;
+        return *this;
+    }
+
+private:
+    friend class Worker;
+
+    BasicString<char> mName;
+    unsigned int mMsgCount = 64;
+    unsigned int mTimerCount = 0;
+    ThreadOptions mThread;
+};
+
+/// A thread that runs handlers one after the other, so that what only they use needs no lock.
+///
+///     double lSum = 0;                                      // declared before the worker that uses it
+///     utl::Worker lWorker(utl::WorkerOptions("sums").messages(64));
+///     utl::Inbox<double> lNumbers = lWorker.inbox<double>([&](double nNumber) { lSum += nNumber; });
+///     if (lWorker.start() != utl::Start::DONE) { return 1; }
+///     if (lNumbers.post(0.5) == utl::Post::FULL) { std::puts("behind"); }
+///     lWorker.finish();                                     // after what is queued
+///
+/// Sizes:     all is allocated before and by start(), and by each timer; posting and dispatching allocate nothing.
+/// Order:     messages, closures and calls of one thread run in the order of their posts; a time-out runs behind what was
+///            queued when it was noticed.
+/// Ownership: copies messages and posted closures, keeps handlers until its destructor. What they refer to must be
+///            declared before the worker. Handlers must not throw.
+/// Threads:   inbox(), onOther(), moving and destroying: one thread, as with any object. The others: any.
+/// Signals:   no.
+/// Forks:     the worker is not in the child. There its destructor, stop(), finish() and the end of a timer do nothing and
+///            call() gives STOPPED; nothing may be posted.
+/// Blocking:  call(), finish(), stop() and the destructor, as told. Posting only for the lock of the queue.
+/// Locks:     none is held while a handler runs.
+/// Errors:    told by values; what is registered too late is logged.
+/// Moved-from: nothing can be posted, started or called; all else does nothing.
+class Worker
+{
+public:
+    explicit Worker(WorkerOptions const& nOptions)
+        : mpState(std::make_shared<worker_internal::WorkerState>(nOptions.mName.c_str(), nOptions.mMsgCount,
+                                                                 nOptions.mTimerCount, nOptions.mThread))
+    {
+    }
+
+    /// Stops it and waits for the handler under way; drops what waits, and releases whoever waits for a call.
+    /// Caution: destroyed by its own handler, it would wait for itself: a line in the log, and the process aborts.
+    ~Worker() { end(); }
+    Worker(Worker&& nOther) noexcept = default;
+    Worker& operator=(Worker&& nOther) noexcept
+    {
+        if (this != &nOther)
+        {
+            end();
+            mpState = std::move(nOther.mpState);
+        }
+        return *this;
+    }
+    Worker(Worker const&) = delete;
+    Worker& operator=(Worker const&) = delete;
+
+    /// A posting end, before the start. nHandler: called as nHandler(T const&) with an aligned copy.
+    /// Result: an end of no worker, and a line in the log, if it comes after the start.
+    template <class T, class F>
+    [[nodiscard]] Inbox<T> inbox(F nHandler)
+    {
+        static_assert(std::is_trivially_copyable_v<T>, "a message is copied byte by byte");
+        static_assert(std::is_trivially_destructible_v<T>, "nobody destroys a message");
+        Inbox<T> lInbox;
+        if (mpState != nullptr)
+        {
+            lInbox.mIndex = mpState->addHandler(
+                std::make_unique<worker_internal::WorkerMsgHandler<T, F>>(std::move(nHandler)), sizeof(T));
+            lInbox.mpState = lInbox.mIndex != 0 ? mpState : nullptr;
+        }
+        return lInbox;
+    }
+
+    /// Who receives what is sent to thread() under other ids, time-outs of its own timers included; before the start. Not
+    /// owned. A time-out of a timer that was cancelled an instant ago may come to it, too.
+    void onOther(ThreadMsgListener& nListener)
+    {
+        if (mpState != nullptr)
+        {
+            mpState->setOther(&nListener);
+        }
+    }
+
+    /// Result: DONE, or why not; after a failure it may be tried again. STARTED_ONCE also for a moved-from worker.
+    Start start() { return mpState != nullptr ? mpState->start() : Start::STARTED_ONCE; }
+
+    /// Runs a small closure behind all that waits.
+    ///
+    /// nFunction: called without arguments. It is copied byte by byte, so what it captures must be references, pointers
+    ///            and plain values, together at most six pointers long.
+    /// Result: as Inbox::post().
+    template <class F>
+    Post post(F const& nFunction) const
+    {
+        static_assert(std::is_trivially_copyable_v<F>,
+                      "a closure is copied byte by byte: capture references or values");
+        static_assert(std::is_trivially_destructible_v<F>, "nobody destroys a closure");
+        static_assert(sizeof(F) <= worker_internal::CLOSURE_SIZE, "the closure captures too much");
+        if (mpState == nullptr)
+        {
+            return Post::NOT_STARTED;
+        }
+        worker_internal::WorkerClosure<F> lClosure{&worker_internal::WorkerClosure<F>::run, {}};
+        std::memcpy(lClosure.mBytes, static_cast<void const*>(&nFunction), sizeof(F));
+        return mpState->post(worker_internal::WorkerState::INDEX_CLOSURE, &lClosure, sizeof(lClosure));
+    }
+
+    /// Runs a closure behind all that waits and gives its result. On the worker itself it runs at once. Any number of
+    /// threads may call at a time.
+    ///
+    /// nLimit:   the longest wait until it begins. What has begun is waited for.
+    /// nFunction: called without arguments; its result must not be a reference.
+    template <class Rep, class Period, class F>
+    Answer<std::invoke_result_t<F&>> call(std::chrono::duration<Rep, Period> nLimit, F&& nFunction) const
+    {
+        using R = std::invoke_result_t<F&>;
+        static_assert(!std::is_reference_v<R>, "an answer is a value");
+        Answer<R> lAnswer;
+        if (std::shared_ptr<worker_internal::WorkerState> const lpState = mpState) // the worker may end meanwhile
+        {
+            auto lRun = [&]() noexcept { lAnswer.take(nFunction); };
+            lAnswer.mOutcome = lpState->call(
+                worker_internal::toMs(nLimit), [](void* npRun) { (*static_cast<decltype(lRun)*>(npRun))(); }, &lRun);
+        }
+        return lAnswer;
+    }
+
+    /// Runs a closure again and again, or once. Before the start too: then the time counts from there.
+    ///
+    /// nPeriod, nDelay: rounded up to a millisecond, never 0; at most 24 days.
+    /// Result: the timer; none if there is no room for one more, the time is too long, or the worker has ended.
+    template <class Rep, class Period, class F>
+    WorkerTimer every(std::chrono::duration<Rep, Period> nPeriod, F nFunction)
+    {
+        return addTimer(worker_internal::toMs(nPeriod), false, std::move(nFunction));
+    }
+    template <class Rep, class Period, class F>
+    WorkerTimer after(std::chrono::duration<Rep, Period> nDelay, F nFunction)
+    {
+        return addTimer(worker_internal::toMs(nDelay), true, std::move(nFunction));
+    }
+
+    /// Ends it after the handler under way: from elsewhere waits for that, from a handler asks and goes on. What waits is
+    /// dropped.
+    void stop()
+    {
+        if (mpState != nullptr)
+        {
+            mpState->stop();
+        }
+    }
+
+    /// Ends it behind what is queued; from now on posts give STOPPED. From elsewhere waits for that, from a handler goes on.
+    void finish()
+    {
+        if (mpState != nullptr)
+        {
+            mpState->finish();
+        }
+    }
+
+    /// The message thread below, for what the worker does not offer; null before the start. It goes with the worker.
+    /// Caution: its timers come out of the worker's number.
+    MsgDrivenThread* thread() const { return mpState != nullptr ? mpState->thread() : nullptr; }
+
+private:
+    template <class F>
+    WorkerTimer addTimer(unsigned int nMs, bool nIsOneShot, F nFunction)
+    {
+        WorkerTimer lTimer;
+        if (mpState != nullptr)
+        {
+            lTimer.mSerial = mpState->addTimer(
+                nMs, nIsOneShot, std::make_unique<worker_internal::WorkerTimerHandler<F>>(std::move(nFunction)),
+                &lTimer.mIndex);
+            lTimer.mpState = lTimer.mSerial != 0 ? mpState : nullptr;
+        }
+        return lTimer;
+    }
+
+    void end()
+    {
+        if (mpState != nullptr && mpState->hasForked())
+        {
+            // Nothing of it may be destroyed in the child: the share is given away for good.
+            static_cast<void>(new std::shared_ptr<worker_internal::WorkerState>(std::move(mpState)));
+        }
+        else if (mpState != nullptr)
+        {
+            mpState->end();
+        }
+    }
+
+    std::shared_ptr<worker_internal::WorkerState> mpState;
+};
+
+} // namespace worker_1_0
+
+} // namespace utl
+
+#endif

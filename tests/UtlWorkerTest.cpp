@@ -1,0 +1,434 @@
+#include "UtlWorker.h"
+
+#include "support/Faults.h"
+#include "support/Gate.h"
+#include "support/LogCapture.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace
+{
+
+using namespace utl;
+using namespace utl::test;
+using namespace std::chrono_literals;
+using internal::SystemCalls;
+using Ints = std::vector<int>;
+
+std::chrono::milliseconds longTime()
+{
+    return std::chrono::milliseconds(longMs());
+}
+
+/// A worker that a test can hold inside a closure.
+struct Held
+{
+    explicit Held(unsigned int nMessages = 16, unsigned int nTimers = 0)
+        : mWorker(WorkerOptions("held").messages(nMessages).timers(nTimers))
+    {
+    }
+    ~Held() { mRelease.open(); }
+
+    bool hold()
+    {
+        return mWorker.post(
+                   [this]
+                   {
+                       mEntered.open();
+                       mRelease.wait();
+                   }) == Post::DONE &&
+               mEntered.wait();
+    }
+
+    Gate mEntered;
+    Gate mRelease;
+    Worker mWorker;
+};
+
+struct alignas(32) Wide
+{
+    int mNumber;
+};
+
+TEST(Worker, RunsMessagesClosuresAndCallsInOrderAsAlignedCopies)
+{
+    Ints lSeen;
+    Held lHeld;
+    Inbox<Wide> const lWides = lHeld.mWorker.inbox<Wide>(
+        [&](Wide const& nWide)
+        {
+            EXPECT_EQ(0U, reinterpret_cast<std::uintptr_t>(&nWide) % alignof(Wide));
+            lSeen.push_back(nWide.mNumber);
+        });
+    Inbox<char> const lChars = lHeld.mWorker.inbox<char>([&](char nChar) { lSeen.push_back(nChar); });
+    ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
+    ASSERT_TRUE(lHeld.hold());
+    EXPECT_EQ(Post::DONE, lWides.post({1}));
+    struct
+    {
+        void* mpWords[4];
+        void operator()() { mpSeen->push_back(static_cast<int>(reinterpret_cast<std::uintptr_t>(mpWords[3]))); }
+        Ints* mpSeen;
+        void* mpLast;
+    } lLargest{{nullptr, nullptr, nullptr, reinterpret_cast<void*>(2)}, &lSeen, nullptr};
+    EXPECT_EQ(Post::DONE, lHeld.mWorker.post(lLargest));
+    EXPECT_EQ(Post::DONE, lChars.post(3));
+    lHeld.mRelease.open();
+    Answer<Ints> lAnswer = lHeld.mWorker.call(longTime(), [&] { return lSeen; });
+    ASSERT_TRUE(lAnswer);
+    EXPECT_EQ((Ints{1, 2, 3}), *lAnswer);
+}
+
+TEST(Worker, TellsWhyItRefuses)
+{
+    LogCapture lLog;
+    int lRun = 0;
+    Worker lWorker(WorkerOptions("refusing").messages(2));
+    Inbox<int> const lInbox = lWorker.inbox<int>([&](int) { ++lRun; });
+    EXPECT_EQ(Post::NOT_STARTED, lInbox.post(1));
+    EXPECT_EQ(Call::NOT_STARTED, lWorker.call(1s, [] {}).outcome());
+    ASSERT_EQ(Start::DONE, lWorker.start());
+    EXPECT_EQ(Start::STARTED_ONCE, lWorker.start());
+    EXPECT_EQ(Post::NOT_STARTED, lWorker.inbox<int>([](int) {}).post(1));
+    EXPECT_EQ(Lines{"<UTIL> ERR: Worker(refusing) an inbox after the start"}, lLog.lines());
+
+    Gate lEntered;
+    Gate lRelease;
+    ASSERT_EQ(Post::DONE, lWorker.post([&] { lEntered.open(), lRelease.wait(); }));
+    ASSERT_TRUE(lEntered.wait());
+    lLog.clear();
+    EXPECT_EQ(Post::DONE, lInbox.post(1));
+    EXPECT_EQ(Post::DONE, lInbox.post(2));
+    EXPECT_EQ(Post::FULL, lInbox.post(3));
+    EXPECT_EQ(Call::FULL, lWorker.call(1s, [] {}).outcome());
+    EXPECT_EQ(Lines(), lLog.lines());
+    Worker lMoved(std::move(lWorker));
+    EXPECT_EQ(Post::NOT_STARTED, lWorker.post([] {})); // NOLINT: moved-from is defined
+    EXPECT_EQ(Start::STARTED_ONCE, lWorker.start());
+    lRelease.open();
+    lMoved.finish();
+    EXPECT_EQ(2, lRun);
+    lMoved = Worker(WorkerOptions("another"));
+    EXPECT_EQ(Post::STOPPED, lInbox.post(4)); // outlives its worker
+}
+
+TEST(Worker, StartsAfterAFailure)
+{
+    LogCapture lLog;
+    ThreadManager::get();
+    Worker lWorker(WorkerOptions("unlucky").timers(1));
+    Gate lRang;
+    WorkerTimer const lTimer = lWorker.after(1ms, [&] { lRang.open(); });
+    auto const lStart = [&] { return lWorker.start(); };
+    EXPECT_EQ(Start::NO_PIPE, failing<&SystemCalls::mPipe2>(EMFILE, lStart));
+    EXPECT_EQ(Start::NO_THREAD, failing<&SystemCalls::mPthreadCreate>(EAGAIN, lStart));
+    EXPECT_EQ(Start::DONE, lStart());
+    EXPECT_TRUE(lRang.wait());
+    Worker lNoStack(WorkerOptions("no stack").stackSize(1));
+    EXPECT_EQ(Start::BAD_OPTION, lNoStack.start());
+}
+
+TEST(Worker, LeavesTheRegistryHoweverItEnds)
+{
+    for (int lRound = 0; lRound < 300; ++lRound) // more than it has entries
+    {
+        Worker lWorker(WorkerOptions("short-lived"));
+        ASSERT_EQ(Start::DONE, lWorker.start()) << lRound;
+        switch (lRound % 3)
+        {
+        case 0:
+            lWorker.stop();
+            break;
+        case 1:
+            lWorker.finish();
+            break;
+        default:
+            ASSERT_EQ(Post::DONE, lWorker.post([lpWorker = &lWorker] { lpWorker->stop(); }));
+        }
+    }
+}
+
+TEST(Worker, FinishesBehindWhatIsQueuedAlsoIfTheQueueIsFull)
+{
+    for (bool const lIsFromHandler : {false, true})
+    {
+        int lRun = 0;
+        Held lHeld(3);
+        ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
+        ASSERT_TRUE(lHeld.hold());
+        for (int lIndex = 0; lIndex < 3; ++lIndex)
+        {
+            ASSERT_EQ(Post::DONE, lHeld.mWorker.post(
+                                      [&]
+                                      {
+                                          ++lRun;
+                                          if (lIsFromHandler && lRun == 1)
+                                          {
+                                              EXPECT_EQ(Post::DONE, lHeld.mWorker.post([&] { ++lRun; }));
+                                              lHeld.mWorker.finish();
+                                              EXPECT_EQ(Post::STOPPED, lHeld.mWorker.post([] {}));
+                                          }
+                                      }));
+        }
+        std::thread lFinisher([&] { lIsFromHandler ? lHeld.mRelease.open() : lHeld.mWorker.finish(); });
+        lHeld.mRelease.open();
+        lFinisher.join();
+        lHeld.mWorker.thread()->waitTo(Thread::STAGE_DONE, longMs());
+        EXPECT_EQ(lIsFromHandler ? 4 : 3, lRun);
+    }
+}
+
+TEST(Worker, CallsEndInTimeAndNeverRunAfterwards)
+{
+    std::atomic<int> lRun{0};
+    Held lHeld;
+    ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
+    ASSERT_TRUE(lHeld.hold());
+    EXPECT_EQ(Call::TIMED_OUT, lHeld.mWorker.call(0s, [&] { ++lRun; }).outcome());
+    lHeld.mRelease.open();
+    EXPECT_TRUE(lHeld.mWorker.call(longTime(), [&] { EXPECT_EQ(0, lRun.load()); }));
+
+    // What has begun is waited for, and on the worker itself a call runs at once.
+    Gate lBegun;
+    Gate lGoOn;
+    std::thread lOpener([&] { lBegun.wait(), lGoOn.open(); });
+    Answer<int> const lAnswer = lHeld.mWorker.call(1ms,
+                                                   [&]
+                                                   {
+                                                       lBegun.open();
+                                                       lGoOn.wait();
+                                                       return *lHeld.mWorker.call(0s, [] { return 7; });
+                                                   });
+    lBegun.open(); // in case it did not begin in time
+    lOpener.join();
+    EXPECT_TRUE(lAnswer ? *lAnswer == 7 : lAnswer.outcome() == Call::TIMED_OUT);
+}
+
+TEST(Worker, ItsEndReleasesCallersAndDropsWhatWaits)
+{
+    std::vector<std::thread> lCallers;
+    std::atomic<int> lReleased{0};
+    int lRun = 0;
+    {
+        Held lHeld;
+        ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
+        ASSERT_TRUE(lHeld.hold());
+        for (int lIndex = 0; lIndex < 3; ++lIndex)
+        {
+            lCallers.emplace_back(
+                [&]
+                { lReleased += lHeld.mWorker.call(longTime(), [&] { ++lRun; }).outcome() == Call::STOPPED ? 1 : 0; });
+        }
+        // Not before all of them wait; the destructor asks while the handler still runs.
+        ASSERT_EQ(Post::DONE, lHeld.mWorker.post([&] { ++lRun; }));
+        while (!lHeld.mWorker.thread()->hasRequestedStop())
+        {
+            std::thread lStopper([&] { lHeld.mWorker.thread()->stop(0, 0); });
+            lStopper.join();
+        }
+        lHeld.mRelease.open();
+        for (std::thread& lCaller : lCallers)
+        {
+            lCaller.join();
+        }
+    }
+    EXPECT_EQ(3, lReleased.load());
+    EXPECT_EQ(0, lRun);
+}
+
+TEST(Worker, RefusesARingOfCalls)
+{
+    Worker lWorkers[3] = {Worker(WorkerOptions("a")), Worker(WorkerOptions("b")), Worker(WorkerOptions("c"))};
+    for (Worker& lWorker : lWorkers)
+    {
+        ASSERT_EQ(Start::DONE, lWorker.start());
+    }
+    Call lOutcome = Call::DONE;
+    auto const lLast = [&] { lOutcome = lWorkers[0].call(longTime(), [] {}).outcome(); };
+    auto const lSecond = [&] { EXPECT_TRUE(lWorkers[2].call(longTime(), lLast)); };
+    auto const lFirst = [&] { EXPECT_TRUE(lWorkers[1].call(longTime(), lSecond)); };
+    EXPECT_TRUE(lWorkers[0].call(longTime(), lFirst));
+    EXPECT_EQ(Call::CYCLE, lOutcome);
+    EXPECT_TRUE(lWorkers[1].call(longTime(), lLast)); // no ring, and the one before has left no trace
+    EXPECT_EQ(Call::DONE, lOutcome);
+}
+
+TEST(Worker, TimersRepeatFireOnceAndMakeRoomForTheNext)
+{
+    std::atomic<int> lBeats{0};
+    Gate lFourth;
+    Gate lSecond;
+    WorkerTimer lNext;
+    Worker lWorker(WorkerOptions("beats").timers(2));
+    WorkerTimer const lBeat = lWorker.every(0s,
+                                            [&]
+                                            {
+                                                if (++lBeats == 4)
+                                                {
+                                                    lFourth.open();
+                                                }
+                                            });
+    WorkerTimer const lOnce = lWorker.after(100us, [&] { lNext = lWorker.after(1ms, [&] { lSecond.open(); }); });
+    EXPECT_TRUE(lBeat);
+    EXPECT_TRUE(lOnce);
+    EXPECT_FALSE(lWorker.after(1ms, [] {}));
+    EXPECT_FALSE(Worker(WorkerOptions("far").timers(1)).after(24h * 30, [] {}));
+    ASSERT_EQ(Start::DONE, lWorker.start());
+    EXPECT_TRUE(lFourth.wait());
+    EXPECT_TRUE(lSecond.wait());
+    lWorker.stop();
+    EXPECT_FALSE(lWorker.every(1ms, [] {}));
+}
+
+TEST(Worker, ACancelledTimerDoesNotRunAnyMore)
+{
+    auto lpWorker = std::make_unique<Worker>(WorkerOptions("cancelled").timers(2));
+    ASSERT_EQ(Start::DONE, lpWorker->start());
+    // By its own closure.
+    int lRun = 0;
+    Gate lRang;
+    WorkerTimer lOwn;
+    ASSERT_TRUE(lpWorker->call(longTime(),
+                               [&]
+                               {
+                                   lOwn = lpWorker->every(1ms,
+                                                          [&]
+                                                          {
+                                                              ++lRun;
+                                                              lOwn.cancel();
+                                                              lRang.open();
+                                                          });
+                               }));
+    ASSERT_TRUE(lRang.wait());
+    // From elsewhere, while it runs: what it uses may go as soon as the cancel has returned.
+    for (int lRound = 0; lRound < 50; ++lRound)
+    {
+        auto lpAlive = std::make_unique<std::atomic<int>>(0);
+        Gate lEntered;
+        WorkerTimer lTimer = lpWorker->every(1ms,
+                                             [&lEntered, lpCount = lpAlive.get()]
+                                             {
+                                                 lEntered.open();
+                                                 ++*lpCount;
+                                             });
+        ASSERT_TRUE(lTimer) << lRound; // each has given its place back
+        ASSERT_TRUE(lEntered.wait());
+        lTimer.cancel();
+        lpAlive.reset();
+    }
+    EXPECT_TRUE(lpWorker->call(longTime(), [&] { EXPECT_EQ(1, lRun); }));
+    WorkerTimer const lOutlives = lpWorker->every(1ms, [] {});
+    lpWorker->every(1ms, [] {}).keep();
+    lpWorker.reset();
+}
+
+TEST(Worker, LeavesOtherIdsToTheOtherListener)
+{
+    struct Other : ThreadMsgListener
+    {
+        void receiveMsg(int, ThreadRawMsg& nRawMsg) override
+        {
+            int lMsgId = 0;
+            nRawMsg.getMsgId(&lMsgId);
+            mIds.push_back(lMsgId);
+        }
+        Ints mIds;
+    } lOther;
+    Worker lWorker(WorkerOptions("both").timers(1));
+    Inbox<int> const lInbox = lWorker.inbox<int>([&](int nNumber) { lOther.mIds.push_back(nNumber); });
+    lWorker.onOther(lOther);
+    ASSERT_EQ(Start::DONE, lWorker.start());
+    EXPECT_TRUE(lWorker.thread()->sendMsgSync(5));
+    EXPECT_EQ(Post::DONE, lInbox.post(6));
+    EXPECT_NE(-1, lWorker.thread()->setTimer(1, 0, 1, 0));
+    lWorker.thread()->sendMsgSync(7);
+    ASSERT_TRUE(waitUntil([&] { return lWorker.thread()->remTimerIdCount() == 1; }));
+    lWorker.finish();
+    EXPECT_EQ(1, std::count(lOther.mIds.begin(), lOther.mIds.end(), MSG_ID_TIMER));
+    EXPECT_EQ((Ints{5, 6, 7}),
+              (lOther.mIds.erase(std::find(lOther.mIds.begin(), lOther.mIds.end(), MSG_ID_TIMER)), lOther.mIds));
+}
+
+TEST(Worker, IsLeftAloneInAChild)
+{
+    auto lpWorker = std::make_unique<Worker>(WorkerOptions("parent's").timers(1));
+    WorkerTimer lTimer = lpWorker->every(1h, [] {});
+    ASSERT_EQ(Start::DONE, lpWorker->start());
+    pid_t const lChild = ::fork();
+    if (lChild == 0)
+    {
+        ::alarm(10);
+        bool const lIsRefused = lpWorker->call(1h, [] {}).outcome() == Call::STOPPED;
+        lTimer.cancel();
+        lpWorker->stop();
+        lpWorker->finish();
+        lpWorker.reset();
+        ::_exit(lIsRefused ? 0 : 1);
+    }
+    int lStatus = -1;
+    ASSERT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
+    EXPECT_EQ(0, lStatus);
+    EXPECT_TRUE(lpWorker->call(longTime(), [] {}));
+}
+
+TEST(WorkerDeathTest, DestroyedByItsOwnHandlerItAborts)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            auto* lpWorker = new Worker(WorkerOptions("suicidal"));
+            (void)lpWorker->start();
+            (void)lpWorker->post([lpWorker] { delete lpWorker; });
+            Gate().wait();
+        },
+        "");
+}
+
+// Posts, calls, timers, cancels and stops of several threads at once; what is accepted by a worker that finishes has run.
+TEST(Worker, StressOfEverythingAtOnce)
+{
+    for (int lRound = 0; lRound < 20; ++lRound)
+    {
+        std::atomic<int> lAccepted{0};
+        int lRun = 0;
+        Worker lWorker(WorkerOptions("stressed").messages(8).timers(4));
+        Inbox<int> const lInbox = lWorker.inbox<int>([&](int) { ++lRun; });
+        ASSERT_EQ(Start::DONE, lWorker.start());
+        auto const lPost = [&]
+        {
+            for (int lIndex = 0; lIndex < 300; ++lIndex)
+            {
+                lAccepted += lInbox.post(lIndex) == Post::DONE ? 1 : 0;
+            }
+        };
+        auto const lCall = [&]
+        {
+            for (int lIndex = 0; lIndex < 100; ++lIndex)
+            {
+                lAccepted += lWorker.call(1ms, [&] { ++lRun; }) ? 1 : 0;
+            }
+        };
+        auto const lTime = [&]
+        {
+            for (int lIndex = 0; lIndex < 50; ++lIndex)
+            {
+                int lOwn = 0; // goes with the timer
+                WorkerTimer const lTimer = lWorker.every(1ms, [&] { ++lOwn; });
+                (void)lWorker.call(1s, [&] { ++lOwn; });
+            }
+        };
+        together(lPost, lPost, lCall, lCall, lTime, lTime);
+        if (lRound % 2 == 0)
+        {
+            lWorker.finish();
+            EXPECT_EQ(lAccepted.load(), lRun) << lRound;
+        }
+        else
+        {
+            together(lPost, lCall, lTime, [&] { lWorker.stop(); });
+        }
+    }
+}
+
+} // namespace

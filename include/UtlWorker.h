@@ -421,10 +421,14 @@ public:
         Event lIdleEvent(0, 0);
         bool lIsToWait = false;
         int lTimerId = -1;
+        if (hasForked()) // the lock may be held for ever
+        {
+            return;
+        }
         {
             SyncGuard lGuard(mSyncObject);
             TimerSlot& lSlot = mTimers[nIndex];
-            if (lSlot.mSerial != nSerial || lSlot.mIsCancelled || hasForked())
+            if (lSlot.mSerial != nSerial || lSlot.mIsCancelled)
             {
                 return;
             }
@@ -1095,6 +1099,7 @@ private:
 class Worker
 {
 public:
+    /// Starts nothing.
     explicit Worker(WorkerOptions const& nOptions)
         : mpState(std::make_shared<worker_internal::WorkerState>(nOptions.mName.c_str(), nOptions.mMsgCount,
                                                                  nOptions.mTimerCount, nOptions.mThread))
@@ -1105,6 +1110,7 @@ public:
     /// Caution: destroyed by its own handler, it would wait for itself: a line in the log, and the process aborts.
     ~Worker() { end(); }
     Worker(Worker&& nOther) noexcept = default;
+    /// As the destructor, first.
     Worker& operator=(Worker&& nOther) noexcept
     {
         if (this != &nOther)

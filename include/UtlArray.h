@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace utl
 {
@@ -29,9 +30,10 @@ T* newBlock(unsigned int nCount)
     return new T[lFits ? nCount : PTRDIFF_MAX];
 }
 
-/// Assigns nCount elements from the first to the last; the target may overlap the source from below.
-template <class T>
-void assignForward(T* npTarget, T const* npSource, unsigned int nCount)
+/// Assigns nCount elements from the first to the last; the target may overlap the source from below. Elements that
+/// cannot be copied are moved.
+template <class T, class S>
+void assignForward(T* npTarget, S* npSource, unsigned int nCount)
 {
     if constexpr (std::is_trivially_copyable_v<T>)
     {
@@ -40,23 +42,31 @@ void assignForward(T* npTarget, T const* npSource, unsigned int nCount)
             std::memmove(static_cast<void*>(npTarget), npSource, std::size_t(nCount) * sizeof(T));
         }
     }
-    else
+    else if constexpr (std::is_copy_assignable_v<T>)
     {
         std::copy(npSource, npSource + nCount, npTarget);
+    }
+    else
+    {
+        std::move(npSource, npSource + nCount, npTarget);
     }
 }
 
 /// The same from the last to the first; the target may overlap the source from above.
-template <class T>
-void assignBackward(T* npTarget, T const* npSource, unsigned int nCount)
+template <class T, class S>
+void assignBackward(T* npTarget, S* npSource, unsigned int nCount)
 {
     if constexpr (std::is_trivially_copyable_v<T>)
     {
         assignForward(npTarget, npSource, nCount);
     }
-    else
+    else if constexpr (std::is_copy_assignable_v<T>)
     {
         std::copy_backward(npSource, npSource + nCount, npTarget + nCount);
+    }
+    else
+    {
+        std::move_backward(npSource, npSource + nCount, npTarget + nCount);
     }
 }
 
@@ -105,6 +115,12 @@ public:
     T* at(unsigned int nIndex) { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }
     T const* at(unsigned int nIndex) const { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }
 
+    /// For a loop over the used elements, which must not insert or remove.
+    T* begin() { return mpData; }
+    T* end() { return mpData != nullptr ? mpData + mSize : nullptr; }
+    T const* begin() const { return mpData; }
+    T const* end() const { return mpData != nullptr ? mpData + mSize : nullptr; }
+
     /// The block, used elements first; null when the capacity is 0.
     T const* data() const { return mpData; }
 
@@ -129,7 +145,7 @@ public:
         }
         mSize = 0;
         unsigned int const lCount = std::min(lKept.mSize, nNewMax);
-        internal::assignForward(mpData, lKept.mpData, lCount);
+        internal::assignForward(mpData, static_cast<T const*>(lKept.mpData), lCount);
         mSize = lCount;
         return true;
     }
@@ -155,6 +171,20 @@ public:
         internal::assignBackward(mpData + nIndex + 1, mpData + nIndex, mSize - nIndex);
         mpData[nIndex] = lValue;
         mSize = lNewSize;
+        return true;
+    }
+
+    /// The same for elements that cannot be copied, in a fixed array; the value is moved in if it finds room.
+    template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
+    bool insertAt(unsigned int nIndex, T&& nValue)
+    {
+        if (nIndex > mSize || mSize >= mMaxSize)
+        {
+            return false;
+        }
+        internal::assignBackward(mpData + nIndex + 1, mpData + nIndex, mSize - nIndex);
+        mpData[nIndex] = std::move(nValue);
+        ++mSize;
         return true;
     }
 
@@ -205,7 +235,7 @@ public:
         {
             return false;
         }
-        internal::assignForward(mpData, nSource.mpData, lCount);
+        internal::assignForward(mpData, static_cast<T const*>(nSource.mpData), lCount);
         mSize = lCount;
         return true;
     }

@@ -5,6 +5,7 @@
 #include "UtlString.h"
 
 #include <memory>
+#include <string_view>
 
 namespace utl
 {
@@ -88,6 +89,9 @@ public:
     T* c_str() { return mpData; }
     T const* c_str() const { return mpData; }
 
+    /// The text without its terminator; good until the next change.
+    std::basic_string_view<T> view() const { return mpData; }
+
     /// The capacity in bytes, terminator included.
     unsigned int maxSize() const { return mMaxSize; }
 
@@ -104,10 +108,46 @@ private:
 
 extern template class UTL_API BasicString<char>;
 
+/// Compares texts byte by byte, bytes as unsigned numbers; capacities do not count. A char const* must not be null.
+/// Safety: as BasicString.
+inline bool operator==(BasicString<char> const& nLeft, BasicString<char> const& nRight)
+{
+    return nLeft.view() == nRight.view();
+}
+inline bool operator==(BasicString<char> const& nLeft, std::string_view nRight)
+{
+    return nLeft.view() == nRight;
+}
+inline bool operator==(std::string_view nLeft, BasicString<char> const& nRight)
+{
+    return nLeft == nRight.view();
+}
+inline bool operator!=(BasicString<char> const& nLeft, BasicString<char> const& nRight)
+{
+    return !(nLeft == nRight);
+}
+inline bool operator!=(BasicString<char> const& nLeft, std::string_view nRight)
+{
+    return !(nLeft == nRight);
+}
+inline bool operator!=(std::string_view nLeft, BasicString<char> const& nRight)
+{
+    return !(nLeft == nRight);
+}
+inline bool operator<(BasicString<char> const& nLeft, BasicString<char> const& nRight)
+{
+    return nLeft.view() < nRight.view();
+}
+
 } // namespace utl
 
 /// A new string of expand mode 0 and just the capacity it needs: npLeft, null meaning empty, then nRight.
 /// Safety: as BasicString.
 UTL_API utl::BasicString<char> operator+(char const* npLeft, utl::BasicString<char> const& nRight);
+
+namespace utl
+{
+using ::operator+; // for the look-up by argument, from any namespace
+} // namespace utl
 
 #endif

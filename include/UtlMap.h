@@ -86,6 +86,13 @@ public:
     Element* at(unsigned int nIndex) { return mArray.at(nIndex); }
     Element const* at(unsigned int nIndex) const { return mArray.at(nIndex); }
 
+    /// For a loop over the pairs in ascending order, which must not insert or erase.
+    /// Caution: as at(): change mValue alone.
+    Element* begin() { return mArray.begin(); }
+    Element* end() { return mArray.end(); }
+    Element const* begin() const { return mArray.begin(); }
+    Element const* end() const { return mArray.end(); }
+
     /// Adds a pair, or overwrites the one that has the key.
     /// Result: false when the key is new and the map full.
     bool insert(KA nKey, VA nValue)

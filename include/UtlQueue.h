@@ -5,9 +5,54 @@
 #include "UtlArray.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace utl
 {
+
+namespace internal
+{
+
+/// Walks through a ring from the oldest element.
+template <class Ring, class T>
+class RingIterator
+{
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::remove_const_t<T>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = T*;
+    using reference = T&;
+
+    RingIterator() = default;
+    RingIterator(Ring& nRing, unsigned int nIndex)
+        : mpRing(&nRing),
+          mIndex(nIndex)
+    {
+    }
+    T& operator*() const { return *mpRing->at(mIndex); }
+    T* operator->() const { return mpRing->at(mIndex); }
+    RingIterator& operator++()
+    {
+        ++mIndex;
+        return *this;
+    }
+    RingIterator operator++(int)
+    {
+        RingIterator const lBefore = *this;
+        ++mIndex;
+        return lBefore;
+    }
+    bool operator==(RingIterator const& nOther) const { return mIndex == nOther.mIndex; }
+    bool operator!=(RingIterator const& nOther) const { return mIndex != nOther.mIndex; }
+
+private:
+    Ring* mpRing = nullptr;
+    unsigned int mIndex = 0;
+};
+
+} // namespace internal
 
 /// Owns one block of constructed elements, sized for life, and uses it in a circle. Logical index 0 is the oldest
 /// element. A full ring refuses; it neither overwrites nor grows, and nothing allocates after construction. Dropped
@@ -51,6 +96,12 @@ public:
     T* at(unsigned int nIndex) { return nIndex < mCount ? mpData + slot(nIndex) : nullptr; }
     T const* at(unsigned int nIndex) const { return nIndex < mCount ? mpData + slot(nIndex) : nullptr; }
 
+    /// For a loop from the oldest to the newest, which must not append or drop.
+    auto begin() { return internal::RingIterator<RingArray, T>(*this, 0); }
+    auto end() { return internal::RingIterator<RingArray, T>(*this, mCount); }
+    auto begin() const { return internal::RingIterator<RingArray const, T const>(*this, 0); }
+    auto end() const { return internal::RingIterator<RingArray const, T const>(*this, mCount); }
+
     /// Appends. Result: false when full.
     bool push(A nValue)
     {
@@ -59,6 +110,19 @@ public:
             return false;
         }
         mpData[slot(mCount)] = nValue;
+        ++mCount;
+        return true;
+    }
+
+    /// The same for elements that cannot be copied; the value is moved in if it finds room.
+    template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
+    bool push(T&& nValue)
+    {
+        if (mCount >= mMaxCount)
+        {
+            return false;
+        }
+        mpData[slot(mCount)] = std::move(nValue);
         ++mCount;
         return true;
     }
@@ -92,8 +156,8 @@ public:
         unsigned int const lCount = std::min(nCount, mCount - nIndex);
         unsigned int const lSlot = slot(nIndex);
         unsigned int const lRun = std::min(lCount, mMaxCount - lSlot);
-        internal::assignForward(npTarget, mpData + lSlot, lRun);
-        internal::assignForward(npTarget + lRun, mpData, lCount - lRun);
+        internal::assignForward(npTarget, static_cast<T const*>(mpData + lSlot), lRun);
+        internal::assignForward(npTarget + lRun, static_cast<T const*>(mpData), lCount - lRun);
         return lCount;
     }
 
@@ -189,7 +253,16 @@ public:
     unsigned int maxSize() const { return mRing.maxSize(); }
     T* at(unsigned int nIndex) { return mRing.at(nIndex); }
     T const* at(unsigned int nIndex) const { return mRing.at(nIndex); }
+    auto begin() { return mRing.begin(); }
+    auto end() { return mRing.end(); }
+    auto begin() const { return mRing.begin(); }
+    auto end() const { return mRing.end(); }
     bool push(T const& nValue) { return mRing.push(nValue); }
+    template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
+    bool push(T&& nValue)
+    {
+        return mRing.push(std::move(nValue));
+    }
     bool pushAll(T const* npValues, unsigned int nCount) { return mRing.pushAll(npValues, nCount); }
     unsigned int copyOut(unsigned int nIndex, T* npTarget, unsigned int nCount) const
     {

@@ -5,6 +5,8 @@
 #include "UtlMacros.h"
 #include "UtlSyncObject.h"
 
+#include <type_traits>
+
 namespace utl
 {
 
@@ -118,6 +120,14 @@ public:
     T* operator->() const { return mpObject; }                             ///< Null when empty.
     T* get() const { return mpObject; }                                    ///< Null when empty.
     RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null when empty.
+
+protected:
+    /// Shares what a holder of another type holds, seen as npObject.
+    CountingPointer(T* npObject, GetRefCounterInterface const& nOther)
+        : mpObject(npObject),
+          mpRefCounter(internal::addReference(getRefCounter(nOther)))
+    {
+    }
 
 private:
     void drop()
@@ -239,7 +249,28 @@ public:
         : CountingPointer<T, DestructPointer<T>>(npObject)
     {
     }
+    /// Shares what a holder of a derived class holds. The last holder deletes it as whatever it knows it as.
+    template <class D, class = std::enable_if_t<std::is_convertible_v<D*, T*> && !std::is_same_v<D, T>>>
+    SmartPointer(SmartPointer<D> const& nOther)
+        : CountingPointer<T, DestructPointer<T>>(nOther.get(), nOther)
+    {
+        static_assert(std::has_virtual_destructor_v<T>, "the last holder deletes it as a T");
+    }
+
+    explicit operator bool() const { return this->get() != nullptr; } ///< Holds something.
 };
+
+/// Two holders of the same object, or of none. Safety: as SmartPointer.
+template <class T, class D>
+bool operator==(SmartPointer<T> const& nLeft, SmartPointer<D> const& nRight)
+{
+    return nLeft.get() == nRight.get();
+}
+template <class T, class D>
+bool operator!=(SmartPointer<T> const& nLeft, SmartPointer<D> const& nRight)
+{
+    return nLeft.get() != nRight.get();
+}
 
 /// A shared descriptor.
 /// Safety: as Counting.

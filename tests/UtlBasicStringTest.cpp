@@ -116,4 +116,30 @@ TEST(BasicString, ThreadsShareTheEmptyTextWithoutWriting)
     utl::test::together(lWork, lWork);
 }
 
+/// A caller with an operator of its own, which must not hide the library's.
+namespace elsewhere
+{
+struct Own
+{
+};
+[[maybe_unused]] Own operator+(Own, Own)
+{
+    return {};
+}
+
+TEST(BasicString, ComparesTextsAndIsAddedFromAnyNamespace)
+{
+    utl::BasicString<char> const lShort("a", 40, 0);
+    utl::BasicString<char> const lLong("a\xC3\xA9", 0, 0);
+    EXPECT_TRUE(lShort == utl::BasicString<char>("a", 0, 1));
+    EXPECT_TRUE("a" == lShort);
+    EXPECT_TRUE(lShort != lLong);
+    EXPECT_TRUE(lLong != "a");
+    EXPECT_TRUE(lShort < lLong);
+    EXPECT_TRUE(utl::BasicString<char>("aZ", 0, 0) < lLong); // bytes are unsigned
+    EXPECT_EQ(3U, lLong.view().size());
+    EXPECT_STREQ("xa", ("x" + lShort).c_str());
+}
+} // namespace elsewhere
+
 } // namespace

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <memory>
 
 namespace
 {
@@ -74,6 +75,34 @@ TEST(Map, WithoutABlockRefusesInEveryModeAndTakesRoomFromItsArray)
         EXPECT_EQ(lMap.size(), lTwin.maxSize());
         EXPECT_NE(nullptr, lTwin.find(2));
     }
+}
+
+TEST(Map, IsWalkedInOrderAndArraysKeepWhatCannotBeCopied)
+{
+    utl::Map<int, int> lMap(3);
+    EXPECT_TRUE(lMap.insert(2, 20));
+    EXPECT_TRUE(lMap.insert(1, 10));
+    int lAll = 0;
+    for (auto& lPair : lMap)
+    {
+        lPair.mValue += lPair.mKey;
+        lAll = lAll * 100 + lPair.mValue;
+    }
+    EXPECT_EQ(1122, lAll);
+
+    utl::Array<std::unique_ptr<int>> lArray(3);
+    for (int lNumber : {1, 2, 3, 4})
+    {
+        EXPECT_EQ(lNumber < 4, lArray.insertAt(0, std::make_unique<int>(lNumber)));
+    }
+    lArray.removeAt(1);
+    EXPECT_FALSE(lArray.insertAt(3, nullptr));
+    int lLeft = 0;
+    for (std::unique_ptr<int> const& lpNumber : lArray)
+    {
+        lLeft = lLeft * 10 + *lpNumber;
+    }
+    EXPECT_EQ(31, lLeft);
 }
 
 } // namespace

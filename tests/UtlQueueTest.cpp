@@ -94,4 +94,27 @@ TEST(RingArray, IndicesCountOneTurnAndCountsNearTheNumbersEndDoNotWrap)
     EXPECT_EQ(6, lRing.physicalIndex(8));
 }
 
+TEST(Queue, IsWalkedAcrossTheWrapAndKeepsWhatCannotBeCopied)
+{
+    utl::Queue<std::unique_ptr<int>> lQueue(3);
+    auto const lPush = [&](int nNumber) { return lQueue.push(std::make_unique<int>(nNumber)); };
+    for (int lNumber = 1; lNumber <= 3; ++lNumber)
+    {
+        EXPECT_TRUE(lPush(lNumber));
+    }
+    auto lpLeft = std::make_unique<int>(4);
+    EXPECT_FALSE(lQueue.push(std::move(lpLeft)));
+    EXPECT_NE(nullptr, lpLeft); // a refused value stays with the caller
+    lQueue.pop(2);
+    EXPECT_TRUE(lPush(4));
+    EXPECT_TRUE(lPush(5));
+    lQueue.erase(1, 1);
+    std::vector<int> lSeen;
+    for (std::unique_ptr<int> const& lpNumber : lQueue)
+    {
+        lSeen.push_back(*lpNumber);
+    }
+    EXPECT_EQ((std::vector<int>{3, 5}), lSeen);
+}
+
 } // namespace

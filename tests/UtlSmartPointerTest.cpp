@@ -153,4 +153,37 @@ TEST(SmartHandle, SyncsAndClosesWhatIsADescriptor)
     EXPECT_EQ("fsync 7 close 7", gCalls);
 }
 
+struct Base
+{
+    virtual ~Base() = default;
+};
+struct Derived : Base
+{
+    explicit Derived(int& nGone)
+        : mGone(nGone)
+    {
+    }
+    ~Derived() override { ++mGone; }
+    int& mGone;
+};
+
+TEST(SmartPointer, OfADerivedClassIsSharedAsItsBase)
+{
+    for (bool const lIsBaseLast : {false, true})
+    {
+        int lGone = 0;
+        utl::SmartPointer<Derived> lDerived(new Derived(lGone));
+        utl::SmartPointer<Base> lBase;
+        EXPECT_FALSE(lBase);
+        lBase = lDerived;
+        EXPECT_TRUE(lBase);
+        EXPECT_TRUE(lBase == lDerived);
+        EXPECT_TRUE(lBase != utl::SmartPointer<Base>());
+        lIsBaseLast ? lDerived.release() : lBase.release();
+        EXPECT_EQ(0, lGone);
+        lIsBaseLast ? lBase.release() : lDerived.release();
+        EXPECT_EQ(1, lGone);
+    }
+}
+
 } // namespace

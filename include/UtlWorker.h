@@ -886,7 +886,8 @@ class [[nodiscard]] Answer
 public:
     explicit operator bool() const { return mValue.has_value(); } ///< There is a value.
     Call outcome() const { return mOutcome; }                     ///< DONE, or why there is none.
-    R& operator*() { return *mValue; }                            ///< Only if there is one; so with the next ones.
+    /// Only if there is one.
+    R& operator*() { return *mValue; }
     R const& operator*() const { return *mValue; }
     R* operator->() { return &*mValue; }
     R const* operator->() const { return &*mValue; }

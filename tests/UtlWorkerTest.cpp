@@ -3,6 +3,7 @@
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
+#include "support/MsgThread.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -220,13 +221,9 @@ TEST(Worker, ItsEndReleasesCallersAndDropsWhatWaits)
                 [&]
                 { lReleased += lHeld.mWorker.call(longTime(), [&] { ++lRun; }).outcome() == Call::STOPPED ? 1 : 0; });
         }
-        // Not before all of them wait; the destructor asks while the handler still runs.
+        ASSERT_TRUE(waitUntil([&] { return MsgDrivenThreadTestPeer::ctlCount(*lHeld.mWorker.thread()) == 3; }));
         ASSERT_EQ(Post::DONE, lHeld.mWorker.post([&] { ++lRun; }));
-        while (!lHeld.mWorker.thread()->hasRequestedStop())
-        {
-            std::thread lStopper([&] { lHeld.mWorker.thread()->stop(0, 0); });
-            lStopper.join();
-        }
+        lHeld.mWorker.thread()->stop(0, 0); // asks while the handler still runs
         lHeld.mRelease.open();
         for (std::thread& lCaller : lCallers)
         {

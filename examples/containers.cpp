@@ -17,7 +17,7 @@ void keep(utl::Queue<int>& nLast, int nReading)
     if (!nLast.push(nReading))
     {
         nLast.pop();
-        nLast.push(nReading);
+        (void)nLast.push(nReading);
     }
 }
 
@@ -40,7 +40,7 @@ int main()
         if ((lpKnown == nullptr || lpKnown->mValue < lReading.mReading) &&
             !lHighest.insert(lReading.mSensor, lReading.mReading)) // a key that is there is overwritten
         {
-            lRefused.insertAt(lRefused.size(), lReading.mSensor);
+            (void)lRefused.insertAt(lRefused.size(), lReading.mSensor);
         }
     }
     std::printf("last %d %d %d; sensor %d up to %d, sensor %d up to %d; no room for sensor %d\n", *lLast.at(0),

@@ -26,7 +26,7 @@ public:
     void put(Message* npMessage)
     {
         utl::SyncGuard lGuard(mSyncObject);
-        mQueue.push(npMessage);
+        (void)mQueue.push(npMessage);
     }
 
     Message* take()

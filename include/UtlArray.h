@@ -152,7 +152,7 @@ public:
 
     /// Inserts before nIndex, at the end for size(). The value may be an element of this array.
     /// Result: false when nIndex is above size(), or the array is full and does not expand.
-    bool insertAt(unsigned int nIndex, A nValue)
+    [[nodiscard]] bool insertAt(unsigned int nIndex, A nValue)
     {
         unsigned int const lNewSize = mSize + 1;
         if (nIndex >= lNewSize)
@@ -176,7 +176,7 @@ public:
 
     /// The same for elements that cannot be copied, in a fixed array; the value is moved in if it finds room.
     template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
-    bool insertAt(unsigned int nIndex, T&& nValue)
+    [[nodiscard]] bool insertAt(unsigned int nIndex, T&& nValue)
     {
         if (nIndex > mSize || mSize >= mMaxSize)
         {

@@ -69,7 +69,7 @@ public:
     /// Result: false for null, no room, malformed text in mode 1, a cut of malformed text that finds no character's
     ///         start: the text is unchanged, in expand mode 1 the capacity may have grown.
     /// Caution: nMaxBytes 0 gives true and keeps the old text; assign "" to empty the string.
-    bool copy(T const* npText, unsigned int nMaxBytes, int nMode);
+    [[nodiscard]] bool copy(T const* npText, unsigned int nMaxBytes, int nMode);
 
     /// Replaces every npPattern. Takes the StaticBuffer's lock and one scratch row.
     ///

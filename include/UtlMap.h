@@ -95,7 +95,7 @@ public:
 
     /// Adds a pair, or overwrites the one that has the key.
     /// Result: false when the key is new and the map full.
-    bool insert(KA nKey, VA nValue)
+    [[nodiscard]] bool insert(KA nKey, VA nValue)
     {
         unsigned int const lPosition = position(nKey);
         if (lPosition == static_cast<unsigned int>(-1))

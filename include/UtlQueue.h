@@ -103,7 +103,7 @@ public:
     auto end() const { return internal::RingIterator<RingArray const, T const>(*this, mCount); }
 
     /// Appends. Result: false when full.
-    bool push(A nValue)
+    [[nodiscard]] bool push(A nValue)
     {
         if (mCount >= mMaxCount)
         {
@@ -116,7 +116,7 @@ public:
 
     /// The same for elements that cannot be copied; the value is moved in if it finds room.
     template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
-    bool push(T&& nValue)
+    [[nodiscard]] bool push(T&& nValue)
     {
         if (mCount >= mMaxCount)
         {
@@ -128,7 +128,7 @@ public:
     }
 
     /// Appends a run as a whole. Result: false when not all of it fits, or for a null with a count.
-    bool pushAll(T const* npValues, unsigned int nCount)
+    [[nodiscard]] bool pushAll(T const* npValues, unsigned int nCount)
     {
         if (nCount > mMaxCount - mCount || (npValues == nullptr && nCount != 0))
         {
@@ -257,13 +257,13 @@ public:
     auto end() { return mRing.end(); }
     auto begin() const { return mRing.begin(); }
     auto end() const { return mRing.end(); }
-    bool push(T const& nValue) { return mRing.push(nValue); }
+    [[nodiscard]] bool push(T const& nValue) { return mRing.push(nValue); }
     template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
-    bool push(T&& nValue)
+    [[nodiscard]] bool push(T&& nValue)
     {
         return mRing.push(std::move(nValue));
     }
-    bool pushAll(T const* npValues, unsigned int nCount) { return mRing.pushAll(npValues, nCount); }
+    [[nodiscard]] bool pushAll(T const* npValues, unsigned int nCount) { return mRing.pushAll(npValues, nCount); }
     unsigned int copyOut(unsigned int nIndex, T* npTarget, unsigned int nCount) const
     {
         return mRing.copyOut(nIndex, npTarget, nCount);

@@ -54,9 +54,9 @@ struct LogState
     {
         LogTypeData lType;
         lType.mFilterLevel = LOG_LEVEL_DETAIL;
-        mTypes.insert(DEFAULT_LOG_TYPE, lType);
+        (void)mTypes.insert(DEFAULT_LOG_TYPE, lType);
         std::strcpy(lType.mPrefix, "<UTIL> ");
-        mTypes.insert(UTL_LOG_TYPE, lType);
+        (void)mTypes.insert(UTL_LOG_TYPE, lType);
         freeInChild(FORK_LOG_TYPES, mTypeLock);
         freeInChild(FORK_LOG_OUTPUT, mOutputLock);
     }

@@ -236,7 +236,7 @@ bool SharedTimer::getTimerIdSet(Array<int, int const&>* npIds)
     npIds->resizeMax(lTimers.size());
     for (unsigned int lIndex = 0; lIndex < lTimers.size(); ++lIndex)
     {
-        npIds->insertAt(lIndex, lTimers.at(lIndex)->mKey);
+        (void)npIds->insertAt(lIndex, lTimers.at(lIndex)->mKey);
     }
     return true;
 }

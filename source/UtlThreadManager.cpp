@@ -531,7 +531,7 @@ bool ThreadManager::unregister(int nId)
     // The map has moved the later entries down by assignment: the slot behind the last one still has its share in the
     // last thread's handle, and would keep that thread from being detached. Empty it.
     unsigned int const lCount = mThreadEntries.size();
-    mThreadEntries.array().insertAt(lCount, Pair<int, ThreadEntry>());
+    (void)mThreadEntries.array().insertAt(lCount, Pair<int, ThreadEntry>());
     mThreadEntries.array().removeAt(lCount);
     return true;
 }

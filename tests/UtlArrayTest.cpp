@@ -104,7 +104,7 @@ TEST(Array, StaysSafeWhereverAnAllocationFails)
         utl::Array<Probe> lArray(2, 1);
         ASSERT_TRUE(lArray.insertAt(0, lValue) && lArray.insertAt(1, lValue));
         Probe::sFailIn = lNth;
-        EXPECT_THROW(lArray.insertAt(0, lValue), std::bad_alloc);
+        EXPECT_THROW((void)lArray.insertAt(0, lValue), std::bad_alloc);
         EXPECT_EQ(2U, lArray.size());
         if (lNth == 2) // the block is gone, the counters are not
         {

@@ -270,7 +270,14 @@ public:
     }
 
 protected:
-    void postExecute() override { mAtEnd.handle(nullptr); }
+    void postExecute() override
+    {
+        if (!hasRequestedStop())
+        {
+            ThreadManager::get()->unregisterWatchdog(0); // its pipe has failed; otherwise stop() has done it
+        }
+        mAtEnd.handle(nullptr);
+    }
 
 private:
     WorkerHandler& mAtEnd;

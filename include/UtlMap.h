@@ -87,7 +87,7 @@ public:
     Element const* at(unsigned int nIndex) const { return mArray.at(nIndex); }
 
     /// For a loop over the pairs in ascending order, which must not insert or erase.
-    /// Caution: as at(): change mValue alone.
+    /// As at(): change mValue alone.
     Element* begin() { return mArray.begin(); }
     Element* end() { return mArray.end(); }
     Element const* begin() const { return mArray.begin(); }

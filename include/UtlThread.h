@@ -86,7 +86,7 @@ public:
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
 
     /// As start(), with more to ask for, and told why not. Waits for no stage; waitTo() does.
-    /// Caution: after ID_TAKEN the thread runs on outside the registry, as start() tells.
+    /// After ID_TAKEN the thread runs on outside the registry, as start() tells.
     Start tryStart(ThreadOptions const& nOptions);
 
     /// Asks the thread to end: out of the watchdog, stage 2, requestStop().

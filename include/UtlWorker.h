@@ -962,7 +962,7 @@ private:
 /// under way has returned. May outlive its worker.
 ///
 /// Safety: one thread at a time; not in a signal handler; in the child of a fork it does nothing; blocks as told.
-/// Caution: from elsewhere it must not be cancelled with a lock held that the closure takes.
+/// From elsewhere it must not be cancelled with a lock held that the closure takes.
 class [[nodiscard]] WorkerTimer
 {
 public:
@@ -1115,7 +1115,7 @@ public:
     }
 
     /// Stops it and waits for the handler under way; drops what waits, and releases whoever waits for a call.
-    /// Caution: destroyed by its own handler, it would wait for itself: a line in the log, and the process aborts.
+    /// Destroyed by its own handler, it would wait for itself: a line in the log, and the process aborts.
     ~Worker() { end(); }
     Worker(Worker&& nOther) noexcept = default;
     /// As the destructor, first.
@@ -1237,7 +1237,7 @@ public:
     }
 
     /// The message thread below, for what the worker does not offer; null before the start. It goes with the worker.
-    /// Caution: its timers come out of the worker's number.
+    /// Its timers come out of the worker's number.
     MsgDrivenThread* thread() const { return mpState != nullptr ? mpState->thread() : nullptr; }
 
 private:

@@ -22,10 +22,15 @@ bool isWritable(int nFd, int nPatienceMs)
 {
     int const TURN_MS = 50;
     pollfd lConsole{nFd, POLLOUT, 0};
-    int lReady = gSystem.mPoll(&lConsole, 1, 0);
-    for (int lWaitedMs = 0; lReady <= 0 && lWaitedMs < nPatienceMs; lWaitedMs += TURN_MS)
+    auto const lLook = [&lConsole](int nMs)
     {
-        lReady = gSystem.mPoll(&lConsole, 1, TURN_MS);
+        int const lReady = gSystem.mPoll(&lConsole, 1, nMs);
+        return lReady == -1 && errno == EINTR ? 0 : lReady; // a console that can be written to is told first
+    };
+    int lReady = lLook(0);
+    for (int lWaitedMs = 0; lReady == 0 && lWaitedMs < nPatienceMs; lWaitedMs += TURN_MS)
+    {
+        lReady = lLook(TURN_MS);
     }
     return lReady != 0; // who cannot look, writes
 }

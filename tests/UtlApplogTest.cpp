@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -313,8 +314,14 @@ TEST(Applog, StalledConsoleDropsLinesAndSaysHowMany)
     {
         auto const lStall = [&]
         {
-            utl::internal::gSystem.mPoll.exchange( // patience within reason
-                [](pollfd* npFds, nfds_t nCount, int nMs) { return ::poll(npFds, nCount, std::min(nMs, 1)); });
+            ::alarm(utl::test::longMs() / 1000);
+            utl::internal::gSystem.mPoll.exchange( // patience within reason, and a signal ends each turn
+                [](pollfd* npFds, nfds_t nCount, int nMs)
+                {
+                    int const lReady = ::poll(npFds, nCount, std::min(nMs, 1));
+                    errno = EINTR;
+                    return lReady == 0 && nMs != 0 ? -1 : lReady;
+                });
             setLogSinks(lFd == 1 ? LOG_SINK_OUTPUT : LOG_SINK_ERROR);
             ConsolePipe lConsole(lFd);
             std::string const lFilling(4096, 'x');

@@ -83,16 +83,17 @@ void LogConsole::write(char const* npFormat, int nErrno, bool nIsUrgent)
 /// Somebody else in the process may hold the stream while it stalls.
 bool LogConsole::tryLockStream()
 {
-    int const MAX_TRIES = mIsStalled ? 1 : PATIENCE_MS * 10; // a pause takes about a tenth of a millisecond
+    int const MAX_TRIES = mIsHeld ? 1 : PATIENCE_MS * 10; // a pause takes about a tenth of a millisecond
     for (int lTry = 0; lTry < MAX_TRIES; ++lTry)
     {
         if (::ftrylockfile(stream()) == 0)
         {
+            mIsHeld = false;
             return true;
         }
         pauseBriefly();
     }
-    mIsStalled = true;
+    mIsHeld = true;
     return false;
 }
 

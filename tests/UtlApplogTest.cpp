@@ -373,6 +373,58 @@ TEST(Applog, ConsoleInOtherHandsDropsLinesToo)
     EXPECT_EXIT(lStall(), testing::KilledBySignal(SIGKILL), "");
 }
 
+// A stream that was in other hands for long, and came back, is waited for again if somebody uses it for a moment.
+TEST(Applog, ConsoleThatCameBackIsWaitedFor)
+{
+    auto const lUseTwice = []
+    {
+        static utl::test::Gate sIsHeld[2];
+        static utl::test::Gate sRelease[2];
+        static utl::test::Gate sIsFree[2];
+        static utl::test::Gate sGoOn;
+        static bool sIsBrief = false;
+        ConsolePipe lConsole(1);
+        setLogSinks(LOG_SINK_OUTPUT);
+        utl::internal::gSystem.mNanosleep.exchange(
+            [](timespec const*, timespec*)
+            {
+                if (sIsBrief)
+                {
+                    sRelease[1].open();
+                    sIsFree[1].wait();
+                }
+                return 0;
+            });
+        std::thread lOther(
+            []
+            {
+                for (int lUse : {0, 1})
+                {
+                    ::flockfile(stdout);
+                    sIsHeld[lUse].open();
+                    sRelease[lUse].wait();
+                    ::funlockfile(stdout);
+                    sIsFree[lUse].open();
+                    sGoOn.wait();
+                }
+            });
+        sIsHeld[0].wait();
+        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, "dropped");
+        sRelease[0].open();
+        sIsFree[0].wait();
+        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, "after");
+        sGoOn.open();
+        sIsHeld[1].wait();
+        sIsBrief = true;
+        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, " kept");
+        lOther.join();
+        std::fflush(stdout);
+        std::string const lText = lConsole.drain();
+        exitWhere(lText.find("lines dropped:1\r\nafter kept") != std::string::npos);
+    };
+    EXPECT_EXIT(lUseTwice(), testing::ExitedWithCode(0), "");
+}
+
 // The threads of the parent are inside every leaf lock again and again while it forks.
 TEST_F(ApplogTest, ChildOfAForkLogsAndUsesText)
 {

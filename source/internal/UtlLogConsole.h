@@ -37,7 +37,8 @@ private:
     void tellDropped();
 
     bool const mIsError;
-    bool mIsStalled = false;
+    bool mIsStalled = false;   // the stream's file took nothing
+    bool mIsHeld = false;      // somebody else kept the stream
     unsigned int mDropped = 0; // lines since the stream took one
 };
 

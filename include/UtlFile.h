@@ -299,7 +299,8 @@ public:
     // Reading:   a few pages are read ahead into a buffer of the descriptor, for all copies (heap, 37 KB, from the first
     //            call on; calls that move the position otherwise give it back). Bytes that somebody changes meanwhile
     //            without the lock may be seen as they were. After a fork each call asks the descriptor for the position
-    //            first and moves it last: two system calls.
+    //            first and moves it last: two system calls. A file that is open for writing is then read anew by each
+    //            call, so that parent and child see what the other writes.
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
     bool setTextType(int nTextType); ///< FILE_TEXT_...; false for another value, with nothing changed.

@@ -205,7 +205,8 @@ bool File::open(int nOpenMode, int nAccessMode)
     {
         return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
     }
-    SmartPointer<internal::ReadAhead> const lpReadAhead = internal::makeSmart<internal::ReadAhead>(lHandle.get());
+    SmartPointer<internal::ReadAhead> const lpReadAhead =
+        internal::makeSmart<internal::ReadAhead>(lHandle.get(), lIsWriting);
     lHandle.moveTo(mHandle);
     mpReadAhead = lpReadAhead;
     return true;

@@ -135,6 +135,31 @@ TEST_F(FileTextTest, AChildSharesThePosition)
     }
 }
 
+TEST_F(FileTextTest, WhatAChildWritesIsRead)
+{
+    store("zero\none\ntwo\nthree\n");
+    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    char lLine[64] = "";
+    EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr)); // and the rest ahead
+    pid_t const lChild = ::fork();
+    if (lChild == 0)
+    {
+        bool const lIsWritten =
+            lFile.write("ONE\nTWO", 7) == 7 && lFile.resize() && lFile.seek(5, FILE_SEEK_BEGIN) == 5;
+        ::_exit(lIsWritten ? 0 : 1);
+    }
+    int lStatus = -1;
+    EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
+    EXPECT_EQ(0, lStatus);
+    for (char const* const lpExpected : {"ONE", "TWO"})
+    {
+        EXPECT_EQ(3, lFile.readLine(lLine, sizeof(lLine), nullptr));
+        EXPECT_STREQ(lpExpected, lLine);
+    }
+    EXPECT_EQ(FILE_READ_END, lFile.readLine(lLine, sizeof(lLine), nullptr));
+}
+
 TEST_F(FileTextTest, WritesWhatItPromises)
 {
     struct

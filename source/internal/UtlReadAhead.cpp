@@ -61,19 +61,15 @@ bool ReadAhead::beginSlowly()
 // The position is shared and there is a window.
 bool ReadAhead::adoptPosition()
 {
-    if (!mIsAdopted && here() != mLeftAtFork.load(std::memory_order_relaxed))
-    {
-        // This thread was reading while another forked: no other process can have moved the descriptor since.
-        mIsAdopted = moveDescriptor();
-        return mIsAdopted;
-    }
-    long long const lPosition = seekFile(mHandle, 0, SEEK_CUR);
+    // This thread may have been reading while another forked: no other process can have moved the descriptor since.
+    bool const lIsOurs = !mIsAdopted && here() != mLeftAtFork.load(std::memory_order_relaxed);
+    long long const lPosition = lIsOurs ? seekFile(mHandle, here(), SEEK_SET) : seekFile(mHandle, 0, SEEK_CUR);
     if (lPosition == -1)
     {
         return false;
     }
     mIsAdopted = true;
-    if (lPosition < mpWindow->mStart || lPosition > mpWindow->end())
+    if (mIsWritable || lPosition < mpWindow->mStart || lPosition > mpWindow->end())
     {
         restartAt(lPosition);
     }

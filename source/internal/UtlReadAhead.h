@@ -33,16 +33,18 @@ extern std::atomic<unsigned int> gForks;
 ///
 /// While there is a window the position is ours, and the descriptor stands where it stood when the window was made:
 /// bytes are read with pread(). Before a fork all such descriptors are moved to their positions. From then on parent
-/// and child share a position, which is the descriptor's: each text function asks for it first and moves it last.
+/// and child share a position, which is the descriptor's: each text function asks for it first and moves it last. What
+/// one of them writes the other must see, so that nothing is kept from call to call of a file that can be written to.
 ///
 /// Threads: those of File; a fork by any thread.
 /// Locks:   one for the list of all windows, a leaf: taken where a window is made or dropped and around a fork.
 class ReadAhead
 {
 public:
-    /// nHandle: open, and not closed before this object goes.
-    explicit ReadAhead(int nHandle)
+    /// nHandle: open, for writing too if nIsWritable, and not closed before this object goes.
+    ReadAhead(int nHandle, bool nIsWritable)
         : mHandle(nHandle),
+          mIsWritable(nIsWritable),
           mForksAtOpen(gForks.load(std::memory_order_relaxed))
     {
     }
@@ -99,6 +101,7 @@ private:
     void restartAt(long long nPosition);
 
     int const mHandle;
+    bool const mIsWritable;
     unsigned int const mForksAtOpen;
 
     // The thread that uses the file; beforeFork() reads the position and stores where it left the descriptor.

@@ -56,6 +56,8 @@ constexpr unsigned int LOG_SINK_ERROR = 8;    ///< Standard error.
 /// Signals:  no.
 /// Forks:    the child logs on, whatever threads of the parent were doing. To that end fork() waits until no other
 ///           thread is inside a sink, at most about a second.
+/// Caution: what the console's buffer holds at the fork is in both processes, and comes out again when the child logs an
+/// error or a warning, or ends by exit(); call fflush(stdout) before fork().
 /// Blocking: for a caller's file and the binary log as long as they do; for a console at most a second. The system log is
 ///           a datagram to its daemon. Locks: leaves, held for the look at the table, for the stamp and for one sink
 ///           call; none while a caller's file is written.

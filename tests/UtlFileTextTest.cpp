@@ -135,6 +135,33 @@ TEST_F(FileTextTest, AChildSharesThePosition)
     }
 }
 
+// Another thread forks while a line is read; its child goes on behind that line.
+TEST_F(FileTextTest, AForkInTheMidstOfALineSharesThePosition)
+{
+    store("zero\none\ntwo\n");
+    static int sHandle;
+    Replaced const lRead(
+        &SC::mPread,
+        +[](int nHandle, void* npBuffer, std::size_t nSize, off_t nPosition)
+        {
+            sHandle = nHandle;
+            pid_t const lChild = ::fork();
+            if (lChild == 0)
+            {
+                ::_exit(0);
+            }
+            EXPECT_EQ(lChild, ::waitpid(lChild, nullptr, 0));
+            return ::pread(nHandle, npBuffer, nSize, nPosition);
+        });
+    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    char lLine[64] = "";
+    EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr));
+    EXPECT_EQ(9, ::lseek(sHandle, 4, SEEK_CUR)); // as the child would
+    EXPECT_EQ(3, lFile.readLine(lLine, sizeof(lLine), nullptr));
+    EXPECT_STREQ("two", lLine);
+}
+
 TEST_F(FileTextTest, WhatAChildWritesIsRead)
 {
     store("zero\none\ntwo\nthree\n");

@@ -61,7 +61,7 @@ public:
     {
         if (!isLikely(!isShared()))
         {
-            moveDescriptor();
+            mIsAdopted = moveDescriptor(); // from here on others may move it
         }
     }
 
@@ -108,7 +108,7 @@ private:
     std::unique_ptr<FileWindow> mpWindow;   // null until text is read
     std::atomic<long long> mPosition{0};    // of the caller, while there is a window
     long long mDescriptorAt = 0;            // while there is a window and the position is not shared
-    bool mIsAdopted = false;                // the shared position has been asked for
+    bool mIsAdopted = false;                // the shared position has been asked for, or told
     std::atomic<long long> mLeftAtFork{-1}; // where beforeFork() moved the descriptor to
 
     // The list of windows, under its lock.

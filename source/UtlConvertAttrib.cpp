@@ -1,5 +1,6 @@
 #include "UtlConvertAttrib.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -243,6 +244,10 @@ public:
             if (internal::isLikely(npEnd - npSrc >= 3 && internal::isUsualThree(internal::fourBytesAt(npSrc))))
             {
                 lCopied = foldThree(npSrc, lpOut);
+                if (lCopied != 0)
+                {
+                    copyForeign(npSrc, npEnd, lpOut, lpLast);
+                }
                 continue;
             }
             unsigned int const lSize = npSrc != npEnd ? internal::charSize(npSrc) : 0;
@@ -281,6 +286,28 @@ public:
     }
 
 private:
+    // A run of usual characters that begin no key, behind one that no row matched: moves both so that the last one of
+    // the run takes its place.
+    void copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut, char const* npLast) const
+    {
+        unsigned char const* lpAt = npSrc + 3;
+        char* lpOut = npOut + 3;
+        unsigned char const* const lpStop = lpAt + std::min<std::ptrdiff_t>(npEnd - lpAt - 2, npLast - lpOut + 1);
+        while (lpAt < lpStop)
+        {
+            std::uint32_t const lBytes = internal::fourBytesAt(lpAt);
+            if ((lBytes & 0xC0C0F0U) != 0x8080E0U || ((mLeads | 1U) >> (lBytes & 0x0FU) & 1U) != 0)
+            {
+                break;
+            }
+            internal::storeFour(lpOut, lBytes);
+            lpAt += 3;
+            lpOut += 3;
+        }
+        npSrc = lpAt - 3;
+        npOut = lpOut - 3;
+    }
+
     unsigned int foldThree(unsigned char const*& npSrc, char*& npOut) const
     {
         unsigned int lRow = 0;

@@ -27,6 +27,7 @@ struct Utf16ToUtf8Walk
         bool lHasRoom = true;
         while (lHasRoom)
         {
+            nOutput.putUsualUnits(npSrc);
             unsigned int const lUnit = *npSrc++;
             if (isLikely(lUnit >= 0x800))
             {

@@ -41,6 +41,32 @@ public:
         return nUnit < 0x80 ? put(nUnit) : append<2>([nUnit](Unit* npEnd) { storeUtf8(npEnd, nUnit, 2); });
     }
 
+    /// Stores usual units, but 0, while there is certainly room; the rest is for putUtf8(). Does nothing if it counts.
+    void putUsualUnits(unsigned short const*& npUnits)
+    {
+        if (!STORES || room() < 3)
+        {
+            return;
+        }
+        unsigned short const* lpUnit = npUnits;
+        Unit* lpEnd = mpEnd;
+        Unit* const lpLast = mpLast - 3;
+        while (lpEnd <= lpLast)
+        {
+            unsigned int const lUnit = *lpUnit;
+            unsigned int const lSize = usualUnitSize(lUnit);
+            if (!isLikely(lSize != 0) || !isLikely(lUnit != 0))
+            {
+                break;
+            }
+            storeUsualUnit(lpEnd, lUnit, lSize);
+            lpEnd += lSize;
+            ++lpUnit;
+        }
+        npUnits = lpUnit;
+        mpEnd = lpEnd;
+    }
+
     /// The two bytes of a Shift-JIS code above 0xFF.
     bool putDouble(unsigned int nCode)
     {

@@ -175,20 +175,27 @@ template <bool IS_BIG_ENDIAN>
 UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
 {
     unsigned char const* const lpEnd = npEnd - (npEnd - npAt) % 2;
-    char const* const lpLast = npText + (lpEnd - npAt) * 2; // room for three bytes a unit
-    for (;;)
+    while (npAt != lpEnd)
     {
-        convertUsualUnits<IS_BIG_ENDIAN>(npAt, lpEnd, npText, lpLast);
-        unsigned int const lUnit = npAt != lpEnd ? unitAt<IS_BIG_ENDIAN>(npAt) : 0;
-        if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE)
+        unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(npAt);
+        unsigned int lSize = usualUnitSize(lUnit);
+        if (isLikely(lSize != 0 && lUnit > '\n'))
+        {
+            storeUsualUnit(npText, lUnit, lSize);
+        }
+        else if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE)
         {
             return {lUnit == '\n' ? npAt : nullptr, npText};
         }
-        unsigned int const lSize = utf8Size(lUnit);
-        storeUtf8(npText, lUnit, lSize);
+        else
+        {
+            lSize = utf8Size(lUnit);
+            storeUtf8(npText, lUnit, lSize);
+        }
         npText += lSize;
         npAt += 2;
     }
+    return {nullptr, npText};
 }
 
 /// Result: the text, its bytes in the file and, in nSize, those with its line end; no text for an unusual line.

@@ -169,35 +169,39 @@ unsigned int unitAt(unsigned char const* npBytes)
     return IS_BIG_ENDIAN ? npBytes[0] * 256U + npBytes[1] : npBytes[1] * 256U + npBytes[0];
 }
 
-/// Converts UTF-16 while it is ASCII from 0x0B or needs three bytes, byte-order marks (and two units like them) aside.
-/// npAt, npText: move behind what was converted. A byte more than that may be written.
-/// npEnd:        of the source.
-/// npLast:       where the last character may begin; npText beyond it stops the walk.
-template <bool IS_BIG_ENDIAN>
-inline void convertUsualUnits(unsigned char const*& npAt, unsigned char const* npEnd, char*& npText, char const* npLast)
+/// By the upper eleven bits of a UTF-16 unit: its bytes in UTF-8 if it is ASCII or needs three, and 0 for any other unit
+/// and for the 32 beside each byte-order mark.
+struct UsualUnitSizes
 {
-    unsigned char const* lpAt = npAt;
-    char* lpText = npText;
-    while (lpAt != npEnd && lpText <= npLast)
+    unsigned char mSizes[2048];
+};
+
+constexpr UsualUnitSizes makeUsualUnitSizes()
+{
+    UsualUnitSizes lSizes{};
+    for (unsigned int lIndex = 0; lIndex < 2048; ++lIndex)
     {
-        unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(lpAt);
-        if (isLikely(lUnit >= 0x800 && (lUnit | 0x0101) != 0xFFFF))
-        {
-            storeUtf8AndOneMore(lpText, lUnit);
-            lpText += 3;
-        }
-        else if (lUnit - 0x0B < 0x75)
-        {
-            *lpText++ = static_cast<char>(lUnit);
-        }
-        else
-        {
-            break;
-        }
-        lpAt += 2;
+        bool const lIsNearMark = lIndex == 0xFEFF >> 5 || lIndex == 0xFFFE >> 5;
+        lSizes.mSizes[lIndex] = lIndex < 0x80 >> 5 ? 1 : lIndex < 0x800 >> 5 || lIsNearMark ? 0 : 3;
     }
-    npAt = lpAt;
-    npText = lpText;
+    return lSizes;
+}
+
+inline constexpr UsualUnitSizes USUAL_UNIT_SIZES = makeUsualUnitSizes();
+
+/// Result: bytes of the unit in UTF-8; 0 if storeUsualUnit() is not for it.
+inline unsigned int usualUnitSize(unsigned int nUnit)
+{
+    return USUAL_UNIT_SIZES.mSizes[nUnit >> 5];
+}
+
+/// Stores four bytes, of which the first nSize are those of the unit. Without a branch: text changes between letters
+/// and kanji too often to foretell.
+inline void storeUsualUnit(char* npDst, unsigned int nUnit, unsigned int nSize)
+{
+    unsigned int const lTails = ((nUnit & 0xFFFU) * 0x10004U & 0x3F3F00U) | 0x808000U;
+    unsigned int const lIsThree = 0U - (nSize >> 1); // all bits or none
+    storeFour(npDst, lTails | nUnit >> 12 | (0xE0U & lIsThree) | (nUnit & ~lIsThree));
 }
 
 /// Walks well-formed characters, a machine word at a time where they are ASCII or usual ones of three bytes.

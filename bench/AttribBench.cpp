@@ -154,13 +154,13 @@ void runNormaliser(benchmark::State& nState, std::string const& nText, std::stri
     check(nState, lError);
 }
 
-void runCaseMap(benchmark::State& nState, std::string const& nText, std::string const&)
+void runCaseMap(benchmark::State& nState, std::string const& nText, std::string const& nId)
 {
+    auto* const lpFold = nId == "Upper" ? ucasemap_utf8ToUpper : ucasemap_utf8ToLower;
     UErrorCode lError = U_ZERO_ERROR;
     UCaseMap* const lpMap = ucasemap_open("", 0, &lError);
     std::vector<char> lDst(nText.size() * 3);
-    auto const lWork = [&]
-    { return ucasemap_utf8ToLower(lpMap, lDst.data(), sizeOf(lDst), nText.c_str(), sizeOf(nText), &lError); };
+    auto const lWork = [&] { return lpFold(lpMap, lDst.data(), sizeOf(lDst), nText.c_str(), sizeOf(nText), &lError); };
     run(nState, nText, lWork);
     ucasemap_close(lpMap);
     check(nState, lError);
@@ -192,7 +192,8 @@ FoldCase const FOLDS[] = {
     {"full_width_trans", HANKAKU_ZENKAKU_PAIR, 0, HALF_WIDTH ICU_CASE(runTransliterator, "Halfwidth-Fullwidth")},
     {"half_width", HANKAKU_ZENKAKU_PAIR, 1, MIXED ICU_CASE(runTransliterator, "Fullwidth-Halfwidth")},
     {"hiragana", ZENKATA_HIRAGANA_PAIR, 0, MIXED ICU_CASE(runTransliterator, "Katakana-Hiragana")},
-    {"lower", LOWER_UPPER_PAIR, 1, MIXED ICU_CASE(runCaseMap, "")},
+    {"lower", LOWER_UPPER_PAIR, 1, MIXED ICU_CASE(runCaseMap, "Lower")},
+    {"upper", LOWER_UPPER_PAIR, 0, MIXED ICU_CASE(runCaseMap, "Upper")},
     {"unvoiced", NODAKUON_DAKUON_PAIR, 1, MIXED ICU_CASE(nullptr, "")},
 };
 

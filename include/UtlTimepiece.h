@@ -101,8 +101,7 @@ public:
     /// 20th century and below 70 of the 21st. Other letters are passed over; a weekday or zone is not looked at. The
     /// fields below the second become 0.
     ///
-    /// Locks:   the StaticBuffer's, while a month's name is compared; waits until no other thread has a scratch row.
-    /// Signals: no. Forks: as StaticBuffer.
+    /// Signals: no.
     /// Caution: a month is not seen where text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor where
     /// a stray continuation byte follows its small third letter directly, as in "06 Nov\x80 1994 08:49:37", which gives
     /// false; pass the value of one header field alone.

@@ -243,11 +243,7 @@ public:
             // A branch for each size, so that the next character does not wait for the row of this one.
             if (internal::isLikely(npEnd - npSrc >= 3 && internal::isUsualThree(internal::fourBytesAt(npSrc))))
             {
-                lCopied = foldThree(npSrc, lpOut);
-                if (lCopied != 0)
-                {
-                    copyForeign(npSrc, npEnd, lpOut, lpLast);
-                }
+                lCopied = isForeign(*npSrc) ? copyForeign(npSrc, npEnd, lpOut, lpLast) : foldThree(npSrc, lpOut);
                 continue;
             }
             unsigned int const lSize = npSrc != npEnd ? internal::charSize(npSrc) : 0;
@@ -286,37 +282,33 @@ public:
     }
 
 private:
-    // A run of usual characters that begin no key, behind one that no row matched: moves both so that the last one of
-    // the run takes its place.
-    void copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut, char const* npLast) const
+    // Whether a usual character of three bytes begins no key, by its lead byte.
+    bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
+
+    // A run of foreign characters, of which there is one. Moves both to the last one of them, which is stored.
+    // Result: its size.
+    unsigned int copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut,
+                             char const* npLast) const
     {
-        unsigned char const* lpAt = npSrc + 3;
-        char* lpOut = npOut + 3;
-        unsigned char const* const lpStop = lpAt + std::min<std::ptrdiff_t>(npEnd - lpAt - 2, npLast - lpOut + 1);
-        while (lpAt < lpStop)
+        unsigned char const* const lpStop = npSrc + std::min<std::ptrdiff_t>(npEnd - npSrc - 2, npLast - npOut + 1);
+        unsigned char const* lpAt = npSrc;
+        char* lpOut = npOut;
+        std::uint32_t lBytes = internal::fourBytesAt(lpAt);
+        do
         {
-            std::uint32_t const lBytes = internal::fourBytesAt(lpAt);
-            if ((lBytes & 0xC0C0F0U) != 0x8080E0U || ((mLeads | 1U) >> (lBytes & 0x0FU) & 1U) != 0)
-            {
-                break;
-            }
             internal::storeFour(lpOut, lBytes);
             lpAt += 3;
             lpOut += 3;
-        }
+        } while (lpAt < lpStop && internal::isUsualThree(lBytes = internal::fourBytesAt(lpAt)) && isForeign(lBytes));
         npSrc = lpAt - 3;
         npOut = lpOut - 3;
+        return 3;
     }
 
     unsigned int foldThree(unsigned char const*& npSrc, char*& npOut) const
     {
-        unsigned int lRow = 0;
-        if ((mLeads >> (*npSrc & 0x0FU) & 1U) != 0)
-        {
-            unsigned int const lPage = CHAR_PAGES.of(npSrc[0], npSrc[1]);
-            lRow = mpFirst[lPage * 64 + internal::tailBits(npSrc[2])];
-        }
-        return foldCharacter<3>(npSrc, npOut, lRow);
+        unsigned int const lPage = CHAR_PAGES.of(npSrc[0], npSrc[1]);
+        return foldCharacter<3>(npSrc, npOut, mpFirst[lPage * 64 + internal::tailBits(npSrc[2])]);
     }
 
     // From a row whose key begins with the character of SIZE bytes at npSrc, or 0. Moves both behind a row that

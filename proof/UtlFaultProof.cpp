@@ -647,8 +647,6 @@ Outcome inChild(char const* nName, Work nWork)
     if (lChild == 0)
     {
         ::close(lFds[0]);
-        std::thread([] {})
-            .join(); // with the first thread of a child the race checker starts one of its own, which stays
         lOutcome = nWork();
         [[maybe_unused]] ssize_t const lWritten = ::write(lFds[1], &lOutcome, sizeof(lOutcome));
 #ifdef UTL_COVERAGE

@@ -372,6 +372,18 @@ void listenerAlone(benchmark::State& nState)
         benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
+/// One batch by one producer, until the last message has been heard.
+void flood(UtlSide& nSide)
+{
+    nSide.mArrivals.expect(BATCH);
+    for (unsigned int lIndex = 0; lIndex < BATCH; ++lIndex)
+    {
+        nSide.mArrivals.waitForRoom(lIndex);
+        nSide.send();
+    }
+    nSide.mArrivals.wait();
+}
+
 /// One producer while a timer is armed that never expires: what the look at the clock costs.
 void floodBesideTimer(benchmark::State& nState)
 {
@@ -380,13 +392,7 @@ void floodBesideTimer(benchmark::State& nState)
     for (auto lIteration : nState)
     {
         (void)lIteration;
-        lSide.mArrivals.expect(BATCH);
-        for (unsigned int lIndex = 0; lIndex < BATCH; ++lIndex)
-        {
-            lSide.mArrivals.waitForRoom(lIndex);
-            lSide.send();
-        }
-        lSide.mArrivals.wait();
+        flood(lSide);
     }
     nState.counters["per_message"] =
         benchmark::Counter(BATCH, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
@@ -530,13 +536,7 @@ void printWrites()
     unsigned int const ROUNDS = 50;
     for (unsigned int lRound = 0; lRound < ROUNDS; ++lRound)
     {
-        lSide.mArrivals.expect(BATCH);
-        for (unsigned int lIndex = 0; lIndex < BATCH; ++lIndex)
-        {
-            lSide.mArrivals.waitForRoom(lIndex);
-            lSide.send();
-        }
-        lSide.mArrivals.wait();
+        flood(lSide);
     }
     std::printf("writes a message, one producer      %8.4f\n",
                 static_cast<double>(writeCount() - lBefore) / (static_cast<double>(ROUNDS) * BATCH));

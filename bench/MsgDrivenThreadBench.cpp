@@ -516,15 +516,19 @@ void printMore(utl::bench::RatioReporter const& nReporter)
 {
     for (std::string const lCpu : {"", "OneCpu"})
     {
+        double const lBurst = nReporter.medianOf("heldBurst" + lCpu + "/utl");
+        double const lListener = nReporter.medianOf("listenerAlone" + lCpu + "/utl");
+        double const lFlood = nReporter.medianOf("oneProducer" + lCpu + "/utl");
+        double const lFloodBeside = nReporter.medianOf("floodBesideTimer" + lCpu + "/utl");
         std::printf("%s\n", lCpu.empty() ? "unpinned" : "on one processor");
-        std::printf(
-            "  held burst, net of the listener   %6.1f ns a message\n",
-            (nReporter.medianOf("heldBurst" + lCpu + "/utl") - nReporter.medianOf("listenerAlone" + lCpu + "/utl")) /
-                BURST);
-        std::printf("  a flood pays an armed timer with  %6.1f ns a message\n",
-                    (nReporter.medianOf("floodBesideTimer" + lCpu + "/utl") -
-                     nReporter.medianOf("oneProducer" + lCpu + "/utl")) /
-                        BATCH);
+        if (lBurst > 0 && lListener > 0) // unless a filter has left one out
+        {
+            std::printf("  held burst, net of the listener   %6.1f ns a message\n", (lBurst - lListener) / BURST);
+        }
+        if (lFlood > 0 && lFloodBeside > 0)
+        {
+            std::printf("  a flood pays an armed timer with  %6.1f ns a message\n", (lFloodBeside - lFlood) / BATCH);
+        }
     }
 }
 

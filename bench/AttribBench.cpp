@@ -11,9 +11,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include "../fuzz/reference/PlainRowScan.h"
+#include "../tests/fuzz/reference/PlainRowScan.h"
 #include "UtlConvertAttrib.h"
-#include "internal/UtlFoldIndex.h"
+#include "internal/text/UtlFoldIndex.h"
 #include "support/Ratios.h"
 
 #ifdef UTL_BENCH_ICU

@@ -19,7 +19,7 @@
 #include <unicode/ustring.h>
 #endif
 
-#include "internal/UtlCodeTables.h"
+#include "internal/text/UtlCodeTables.h"
 
 namespace
 {

@@ -23,7 +23,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
 #include "support/Ratios.h"
 
 namespace

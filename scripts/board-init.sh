@@ -36,7 +36,6 @@ for lProgram in /tests/*; do
     done
 done
 echo "board: $lPassed tests of $lPrograms programs passed, $lFailed failed"
-ran corners /proof/UtlCornerProof
 ran clocks /proof/UtlClockProof
 ran account /proof/UtlRaceProof account 100000
 grep accepted /tmp/out | sed 's/^/board: account: /'

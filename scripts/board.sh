@@ -66,7 +66,7 @@ initramfs() {
         [ ! -e "$lLibrary" ] || carried "$lLibrary" lib
     done
     for lProgram in "$lBuild"/tests/Utl*Test; do carried "$lProgram" tests; done
-    for lName in UtlCornerProof UtlClockProof UtlRaceProof; do carried "$lBuild/proof/$lName" proof; done
+    for lName in UtlClockProof UtlRaceProof; do carried "$lBuild/tests/proof/$lName" proof; done
     carried "$lBuild/examples/demo/utlDemo" bin
     mkdir -p "$lTree$lRoot/examples/demo/data" # the path of the demo's own sample is built in
     cp examples/demo/data/*.txt "$lTree$lRoot/examples/demo/data"

@@ -66,7 +66,7 @@ touches.
 |---|---:|---:|---:|---:|
 END
     # Without the allocator's caches, whose blocks count as taken.
-    qemu-arm-static -E GLIBC_TUNABLES=glibc.malloc.tcache_count=0 -L /usr/$lTool $lBuild/proof/utlCostBill
+    qemu-arm-static -E GLIBC_TUNABLES=glibc.malloc.tcache_count=0 -L /usr/$lTool $lBuild/tests/proof/utlCostBill
 } >"$lScratch/cost.md"
 
 if [ "${1:-}" != --check ]; then

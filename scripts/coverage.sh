@@ -18,13 +18,13 @@ find $lBuild -name '*.gcda' -delete
 # All but the list of what the library calls: here it calls the measurement, too.
 ctest --test-dir $lBuild --exclude-regex EveryCallIsListed --timeout 600 --parallel "${UTL_JOBS:-$(nproc)}" \
     --output-on-failure >$lBuild/tests.log || { tail -n 40 $lBuild/tests.log; exit 1; }
-$lBuild/proof/UtlFaultProof 120 | tail -n 1
+$lBuild/tests/proof/UtlFaultProof 120 | tail -n 1
 mkdir -p $lBuild/report
 # Branches that only an exception takes are not counted: each call would have one. Who reads gcov's text cannot tell them
 # where a program never came to them, so they go after the results of all programs are put together.
 gcovr --root . --exclude-unreachable-branches --filter source/ --filter include/ --exclude source/tables/ \
     --object-directory $lBuild --json $lBuild/report/all.json \
-    $lBuild/CMakeFiles/utl_objects.dir $lBuild/tests $lBuild/proof $lBuild/fuzz
+    $lBuild/CMakeFiles/utl_objects.dir $lBuild/tests
 python3 - $lBuild/report/all.json $lBuild/report/coverage.json <<'EOF'
 import json, sys
 lReport = json.load(open(sys.argv[1]))

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Builds the fuzz targets under the sanitizers and runs each for a while:  scripts/fuzz.sh [SECONDS] [TARGET]...
-#   SECONDS for each target (default 60); TARGET: names in fuzz/ without ".cpp" (default: all)
+#   SECONDS for each target (default 60); TARGET: names in tests/fuzz/ without ".cpp" (default: all)
 # What a target finds is left in build/fuzz/found; it becomes a row in a test. The inputs that reached something new stay
 # in build/fuzz/corpus and are where the next run begins.
 set -eu
@@ -11,7 +11,7 @@ lRoot=$(cd "$(dirname "$0")/.." && pwd)
 cd "$lRoot"
 lSeconds=${1:-60}
 [ $# -eq 0 ] || shift
-[ $# -gt 0 ] || set -- $(cd fuzz && ls *Fuzz.cpp | sed 's/\.cpp$//')
+[ $# -gt 0 ] || set -- $(cd tests/fuzz && ls *Fuzz.cpp | sed 's/\.cpp$//')
 
 scripts/setup.sh fuzz
 cmake --preset fuzz >/dev/null
@@ -25,11 +25,11 @@ for lTarget in "$@"; do
     mkdir -p "$lCorpus"
     # The seeds that the tree keeps come along; the same random numbers each time.
     lSeeds=
-    [ ! -d "fuzz/seeds/$lTarget" ] || lSeeds=fuzz/seeds/$lTarget
+    [ ! -d "tests/fuzz/seeds/$lTarget" ] || lSeeds=tests/fuzz/seeds/$lTarget
     lLog=build/fuzz/found/$lTarget.log
     lVerdict=passed
     # shellcheck disable=SC2086
-    build/fuzz/fuzz/"$lTarget" -seed=1 -max_total_time="$lSeconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+    build/fuzz/tests/fuzz/"$lTarget" -seed=1 -max_total_time="$lSeconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
         -artifact_prefix=build/fuzz/found/"$lTarget"- "$lCorpus" $lSeeds >"$lLog" 2>&1 ||
         { lVerdict="FAILED, see $lLog"; lFailures=$((lFailures + 1)); }
     printf '%-16s %10s %8s %9s  %s\n' "$lTarget" \

@@ -57,7 +57,7 @@ run() {
 across() {
     lBegin=$(($1 - $2))
     shift 2
-    lNow=$(build/release/proof/UtlClockProof uptime)
+    lNow=$(build/release/tests/proof/UtlClockProof uptime)
     lOffset=$(((lBegin - lNow) / 1000))
     sleep "$(printf '0.%03d' $((lBegin - lNow - lOffset * 1000)))"
     lInside="unshare -T --monotonic $lOffset --boottime $lOffset --fork"
@@ -80,12 +80,12 @@ done
 
 for lPreset in release tsan; do
     step "races, $lPreset"
-    run $lPreset proof/UtlRaceProof all $lOverlaps
+    run $lPreset tests/proof/UtlRaceProof all $lOverlaps
 done
 step "account, 32-bit ARM"
-run armhf proof/UtlRaceProof account $lMessages
+run armhf tests/proof/UtlRaceProof account $lMessages
 step "account, race checks"
-run tsan proof/UtlRaceProof account $((lMessages / 10))
+run tsan tests/proof/UtlRaceProof account $((lMessages / 10))
 
 for lPreset in release armhf; do
     for lWrap in $lWraps; do
@@ -99,22 +99,22 @@ for lPreset in release armhf; do
             done
         done
         echo "$lCount tests pass"
-        across "$lWrap" 500 "$lPreset" proof/UtlRaceProof all $((lOverlaps / 100))
-        across "$lWrap" 500 "$lPreset" proof/UtlClockProof 10
+        across "$lWrap" 500 "$lPreset" tests/proof/UtlRaceProof all $((lOverlaps / 100))
+        across "$lWrap" 500 "$lPreset" tests/proof/UtlClockProof 10
         cat "$lWork/across"
     done
 done
 
 for lPreset in release tsan armhf; do
     step "wall clock, $lPreset"
-    run $lPreset proof/UtlClockProof $((lMinutes * 5))
+    run $lPreset tests/proof/UtlClockProof $((lMinutes * 5))
 done
 step "wall clock, system calls"
 # What would move with the wall clock: a wait until a time of it, and a timer on it. A wait without a limit names the
 # wall clock too, and has no time.
 lCalls=$lWork/calls
 strace -f -qq -o "$lCalls" -e trace=futex,clock_nanosleep,timer_create,timer_settime,timerfd_create,timerfd_settime \
-    build/release/proof/UtlClockProof 2
+    build/release/tests/proof/UtlClockProof 2
 for lCall in 'futex(.*FUTEX_WAIT' 'clock_nanosleep(' 'timer_create(CLOCK_MONOTONIC' 'timer_settime('; do
     grep -q "$lCall" "$lCalls" || { echo "no $lCall was seen"; exit 1; }
 done

@@ -3,11 +3,11 @@
 #include "UtlMap.h"
 #include "UtlString.h"
 #include "UtlSyncObject.h"
-#include "internal/UtlForkLocks.h"
-#include "internal/UtlImmortal.h"
-#include "internal/UtlLogConsole.h"
-#include "internal/UtlLogFileSink.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlForkLocks.h"
+#include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlLogConsole.h"
+#include "internal/base/UtlLogFileSink.h"
+#include "internal/base/UtlSystemCalls.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,7 +1,7 @@
 // The log's way to a console, which may stall.
-#include "internal/UtlForkLocks.h"
-#include "internal/UtlLogConsole.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlForkLocks.h"
+#include "internal/base/UtlLogConsole.h"
+#include "internal/base/UtlSystemCalls.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The log's way to a file of the caller's.
 #include "UtlApplog.h"
 #include "UtlFile.h"
-#include "internal/UtlLogFileSink.h"
+#include "internal/base/UtlLogFileSink.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "UtlStaticBuffer.h"
-#include "internal/UtlStringSearch.h"
+#include "internal/text/UtlStringSearch.h"
 
 namespace utl
 {

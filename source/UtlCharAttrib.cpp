@@ -5,7 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "internal/UtlCharNumber.h"
+#include "internal/text/UtlCharNumber.h"
 #include "tables/UtlCharRows.h"
 
 namespace utl

@@ -4,7 +4,7 @@
 #include <cwchar>
 
 #include "UtlRawMemory.h"
-#include "internal/UtlCharSetPlatform.h"
+#include "internal/text/UtlCharSetPlatform.h"
 
 namespace utl
 {

@@ -1,7 +1,7 @@
-#include "internal/UtlCharSetPlatform.h"
+#include "internal/text/UtlCharSetPlatform.h"
 
 #include "UtlCharSet.h"
-#include "internal/UtlUtf8.h"
+#include "internal/text/UtlUtf8.h"
 
 // Weak references and not definitions: the dynamic linker then finds them in every library of the process, also behind
 // this one.

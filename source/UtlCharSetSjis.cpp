@@ -1,4 +1,4 @@
-#include "internal/UtlCharOutput.h"
+#include "internal/text/UtlCharOutput.h"
 
 namespace utl
 {

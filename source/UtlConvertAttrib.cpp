@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "UtlStaticBuffer.h"
-#include "internal/UtlFoldIndex.h"
-#include "internal/UtlStringSearch.h"
+#include "internal/text/UtlFoldIndex.h"
+#include "internal/text/UtlStringSearch.h"
 #include "tables/UtlPairRows.h"
 
 namespace utl

@@ -2,7 +2,7 @@
 
 #include "UtlApplog.h"
 #include "UtlTimeCounter.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
 
 #include <cerrno>
 #include <ctime>

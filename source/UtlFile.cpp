@@ -1,9 +1,9 @@
 #include "UtlFile.h"
 
 #include "UtlApplog.h"
-#include "internal/UtlFileCalls.h"
-#include "internal/UtlMakeSmart.h"
-#include "internal/UtlReadAhead.h"
+#include "internal/base/UtlMakeSmart.h"
+#include "internal/file/UtlFileCalls.h"
+#include "internal/file/UtlReadAhead.h"
 
 #include <cerrno>
 #include <climits>

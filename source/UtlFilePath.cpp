@@ -1,8 +1,8 @@
 #include "UtlFile.h"
 
 #include "UtlConvertAttrib.h"
-#include "internal/UtlFileCalls.h"
-#include "internal/UtlStringSearch.h"
+#include "internal/file/UtlFileCalls.h"
+#include "internal/text/UtlStringSearch.h"
 
 #include <cstring>
 

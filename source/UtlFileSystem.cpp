@@ -2,8 +2,8 @@
 
 #include "UtlApplog.h"
 #include "UtlConvertAttrib.h"
-#include "internal/UtlFileCalls.h"
-#include "internal/UtlStringSearch.h"
+#include "internal/file/UtlFileCalls.h"
+#include "internal/text/UtlStringSearch.h"
 
 #include <algorithm>
 #include <atomic>

@@ -2,7 +2,7 @@
 #include "UtlApplog.h"
 #include "UtlCharSet.h"
 #include "UtlFile.h"
-#include "internal/UtlTextReader.h"
+#include "internal/file/UtlTextReader.h"
 
 #include <algorithm>
 #include <cstring>

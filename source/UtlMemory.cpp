@@ -3,9 +3,9 @@
 #include "UtlMap.h"
 #include "UtlRawMemory.h"
 #include "UtlThreadManager.h"
-#include "internal/UtlHeapPort.h"
-#include "internal/UtlImmortal.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlHeapPort.h"
+#include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlSystemCalls.h"
 
 #include <cstdarg>
 #include <cstdio>

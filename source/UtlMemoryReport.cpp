@@ -2,8 +2,8 @@
 #include "UtlMemory.h"
 
 #include "UtlFile.h"
-#include "internal/UtlFileCalls.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/file/UtlFileCalls.h"
 
 #include <fcntl.h>
 

@@ -1,7 +1,7 @@
 #include "UtlMsgDrivenSharedThread.h"
 
 #include "UtlApplog.h"
-#include "internal/UtlBlockingCall.h"
+#include "internal/thread/UtlBlockingCall.h"
 
 #include <climits>
 #include <cstring>

@@ -3,7 +3,7 @@
 
 #include "UtlApplog.h"
 #include "UtlThreadManager.h"
-#include "internal/UtlMsgDrivenThreadImpl.h"
+#include "internal/message/UtlMsgDrivenThreadImpl.h"
 
 #include <cerrno>
 #include <climits>

@@ -2,7 +2,7 @@
 #include "UtlMsgDrivenThread.h"
 
 #include "UtlApplog.h"
-#include "internal/UtlMsgDrivenThreadImpl.h"
+#include "internal/message/UtlMsgDrivenThreadImpl.h"
 
 namespace utl
 {

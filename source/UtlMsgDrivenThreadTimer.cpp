@@ -1,7 +1,7 @@
 // The timers of a message thread.
 #include "UtlMsgDrivenThread.h"
 
-#include "internal/UtlMsgDrivenThreadImpl.h"
+#include "internal/message/UtlMsgDrivenThreadImpl.h"
 
 namespace utl
 {

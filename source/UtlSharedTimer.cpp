@@ -4,9 +4,9 @@
 #include "UtlApplog.h"
 #include "UtlThreadManager.h"
 #include "UtlTimer.h"
-#include "internal/UtlBlockingCall.h"
-#include "internal/UtlSharedTimerImpl.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/message/UtlSharedTimerImpl.h"
+#include "internal/thread/UtlBlockingCall.h"
 
 #include <cerrno>
 

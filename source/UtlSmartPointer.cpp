@@ -1,7 +1,7 @@
 #include "UtlSmartPointer.h"
 
 #include "UtlApplog.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
 
 namespace utl
 {

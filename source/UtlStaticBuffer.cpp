@@ -1,7 +1,7 @@
 #include "UtlStaticBuffer.h"
 
-#include "internal/UtlForkLocks.h"
-#include "internal/UtlImmortal.h"
+#include "internal/base/UtlForkLocks.h"
+#include "internal/base/UtlImmortal.h"
 
 #include <algorithm>
 

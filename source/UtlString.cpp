@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "UtlStaticBuffer.h"
-#include "internal/UtlStringSearch.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/text/UtlStringSearch.h"
 
 namespace utl
 {

@@ -1,4 +1,4 @@
-#include "internal/UtlStringSearch.h"
+#include "internal/text/UtlStringSearch.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 #include "UtlThread.h"
 
 #include "UtlThreadManager.h"
-#include "internal/UtlEventWait.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/thread/UtlEventWait.h"
 
 #include <cerrno>
 #include <ctime>

@@ -2,14 +2,14 @@
 
 #include "UtlApplog.h"
 #include "UtlString.h"
-#include "internal/UtlBlockingCall.h"
-#include "internal/UtlEventWait.h"
-#include "internal/UtlHeapPort.h"
-#include "internal/UtlImmortal.h"
-#include "internal/UtlLogFileSink.h"
-#include "internal/UtlMakeSmart.h"
-#include "internal/UtlSystemCalls.h"
-#include "internal/UtlWatchdogPort.h"
+#include "internal/base/UtlHeapPort.h"
+#include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlLogFileSink.h"
+#include "internal/base/UtlMakeSmart.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/thread/UtlBlockingCall.h"
+#include "internal/thread/UtlEventWait.h"
+#include "internal/thread/UtlWatchdogPort.h"
 
 #include <cerrno>
 #include <cstring>

@@ -5,7 +5,7 @@
 #include "UtlString.h"
 #include "UtlThreadManager.h"
 #include "UtlTimeCounter.h"
-#include "internal/UtlWatchdogPort.h"
+#include "internal/thread/UtlWatchdogPort.h"
 
 #include <cstring>
 #include <new>

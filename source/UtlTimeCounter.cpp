@@ -3,9 +3,9 @@
 #include "UtlApplog.h"
 #include "UtlMap.h"
 #include "UtlSyncObject.h"
-#include "internal/UtlForkLocks.h"
-#include "internal/UtlImmortal.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlForkLocks.h"
+#include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlSystemCalls.h"
 
 #include <cerrno>
 #include <ctime>

@@ -2,10 +2,10 @@
 
 #include "UtlConvertAttrib.h"
 #include "UtlString.h"
-#include "internal/UtlBlockingCall.h"
-#include "internal/UtlConstInit.h"
-#include "internal/UtlForkLocks.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlConstInit.h"
+#include "internal/base/UtlForkLocks.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/thread/UtlBlockingCall.h"
 
 #include <ctime>
 #include <tuple>

@@ -7,7 +7,7 @@ using namespace utl;
 namespace
 {
 
-// Operations in any order: see fuzz/BitStreamFuzz.cpp, which the tests run too.
+// Operations in any order: see tests/fuzz/BitStreamFuzz.cpp, which the tests run too.
 
 TEST(BitStream, ErrorsStickUntilClearOrANewBuffer)
 {

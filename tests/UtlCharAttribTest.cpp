@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "../fuzz/reference/PlainRowScan.h"
 #include "UtlCharSet.h"
 #include "UtlConvertAttrib.h"
+#include "fuzz/reference/PlainRowScan.h"
 
 using namespace utl;
 
@@ -66,7 +66,7 @@ int const NUL = CHAR_ATTRIB_NUL, OTHER = CHAR_ATTRIB_OTHER, ZEN_MARK = CHAR_ATTR
           HAN_SIGNED = CHAR_ATTRIB_HAN_SIGNED, DAKU_HAN_KATA = CHAR_ATTRIB_DAKU_HAN_KATA;
 
 // Each character of each class in front of what can go on with a block, for each class. Longer texts and sets of
-// classes: see fuzz/AttribFuzz.cpp, which the tests run too.
+// classes: see tests/fuzz/AttribFuzz.cpp, which the tests run too.
 TEST(CharAttrib, BlocksAreThoseOfThePlainRowScan)
 {
     for (scan::ClassTables const& lTables : scan::CLASSES)

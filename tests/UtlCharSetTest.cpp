@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "internal/UtlCharSetPlatform.h"
-#include "internal/UtlCodeTables.h"
+#include "internal/text/UtlCharSetPlatform.h"
+#include "internal/text/UtlCodeTables.h"
 
 using namespace utl;
 using namespace std::string_literals;
@@ -21,7 +21,7 @@ namespace
 template <class To, class From>
 using Convert = unsigned int (*)(To*, unsigned int, From const*);
 
-/// What a text becomes, in room for seven units. Smaller capacities and queries of the size: see fuzz/CharSetFuzz.cpp,
+/// What a text becomes, in room for seven units. Smaller capacities and queries of the size: see tests/fuzz/CharSetFuzz.cpp,
 /// which the tests run too.
 template <class To, class From>
 auto convert(Convert<To, From> npConvert, From const* npSource)

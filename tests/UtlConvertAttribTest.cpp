@@ -12,7 +12,7 @@ using namespace utl;
 namespace
 {
 
-// Folds and numbers of any text: see fuzz/AttribFuzz.cpp and fuzz/NumberFuzz.cpp, which the tests run too.
+// Folds and numbers of any text: see tests/fuzz/AttribFuzz.cpp and fuzz/NumberFuzz.cpp, which the tests run too.
 
 unsigned int const SIZE = 64;
 

@@ -98,7 +98,7 @@ protected:
 
 } // namespace
 
-// Any path and room: see fuzz/PathFuzz.cpp, which the tests run too.
+// Any path and room: see tests/fuzz/PathFuzz.cpp, which the tests run too.
 TEST_F(FileTest, PathsComeApart)
 {
     struct
@@ -158,7 +158,7 @@ bool readByte()
 
 } // namespace
 
-// What fails leaves files and modes as they are and nothing open. Each call of each use: see proof/UtlFaultProof.cpp,
+// What fails leaves files and modes as they are and nothing open. Each call of each use: see tests/proof/UtlFaultProof.cpp,
 // which the tests run too.
 TEST_F(FileTest, AFailedCallIsTold)
 {

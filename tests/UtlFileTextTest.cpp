@@ -49,7 +49,7 @@ protected:
     std::string mPath;
 };
 
-// Any calls on any bytes: see fuzz/LineFuzz.cpp, which the tests run too.
+// Any calls on any bytes: see tests/fuzz/LineFuzz.cpp, which the tests run too.
 TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
 {
     Bytes const lLong(5119, 'x');

@@ -11,7 +11,7 @@
 
 #include "UtlFile.h"
 #include "UtlThreadManager.h"
-#include "internal/UtlHeapPort.h"
+#include "internal/base/UtlHeapPort.h"
 #include "support/Faults.h"
 #include "support/Resources.h"
 

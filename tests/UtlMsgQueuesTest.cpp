@@ -1,5 +1,5 @@
 // The queues of a message thread, without the thread.
-#include "internal/UtlMsgQueues.h"
+#include "internal/message/UtlMsgQueues.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 

@@ -11,7 +11,7 @@ namespace
 
 int const ID = 0x01020304;
 
-// Stores, reads and assignments in any order and at any capacity: see fuzz/MsgFuzz.cpp, which the tests run too.
+// Stores, reads and assignments in any order and at any capacity: see tests/fuzz/MsgFuzz.cpp, which the tests run too.
 
 TEST(ThreadRawMsg, AnyByteButZeroIsTrue)
 {

@@ -2,7 +2,7 @@
 #include "UtlTimer.h"
 
 #include "UtlThreadManager.h"
-#include "internal/UtlSharedTimerImpl.h"
+#include "internal/message/UtlSharedTimerImpl.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"

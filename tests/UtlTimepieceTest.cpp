@@ -193,7 +193,7 @@ TEST(Timepiece, HttpDatesOfOldYearsAndSmallBuffers)
     EXPECT_TRUE(lTime.getHttpDate(lText, 30));
 }
 
-// Any text: see fuzz/HttpDateFuzz.cpp, which the tests run too.
+// Any text: see tests/fuzz/HttpDateFuzz.cpp, which the tests run too.
 TEST(Timepiece, WhatIsNoDateChangesNothing)
 {
     std::string const lDate = "1 Oct 2001 4:5:6 ";

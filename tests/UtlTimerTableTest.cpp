@@ -1,8 +1,8 @@
 // The timers of a loop at made-up times, without kernel and thread.
-#include "internal/UtlTimerTable.h"
+#include "internal/message/UtlTimerTable.h"
 
-#include "internal/UtlSystemCalls.h"
-#include "internal/UtlTimerWaiters.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/message/UtlTimerWaiters.h"
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"

@@ -6,7 +6,7 @@ Python's own codec "cp932", decoding direction. From it come
 
   SJIS_TO_UNICODE   every code that the page defines in RANGES;
   UTF8_TO_SJIS      its inverse: the lowest code of each character, except for HIGHEST, which take the highest;
-  the two indexes   the same answers by direct access, see source/internal/UtlCodeTables.h.
+  the two indexes   the same answers by direct access, see source/internal/text/UtlCodeTables.h.
 
 Usage: makeCodeTables.py          writes the file
        makeCodeTables.py --check  compares: exit status 1 where the file is not what would be written
@@ -86,7 +86,7 @@ def source():
     return "\n".join([
         "// Made by tools/makeCodeTables.py; do not edit. Code page 932 and the indexes in front of its tables.",
         "// clang-format off",
-        '#include "internal/UtlCodeTables.h"', "",
+        '#include "internal/text/UtlCodeTables.h"', "",
         "namespace utl", "{", "",
         array("SjisToUnicode const SJIS_TO_UNICODE[SJIS_TO_UNICODE_COUNT]",
               [f"{{0x{code:04X}, 0x{unit:04X}, 0x{key:06X}}}," for code, unit, key in rows], 4),

@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "internal/UtlConstInit.h"
+#include "internal/base/UtlConstInit.h"
 #include "tables/UtlCharRows.h"
 
 namespace utl

@@ -1,6 +1,6 @@
 // Made by tools/makeCodeTables.py; do not edit. Code page 932 and the indexes in front of its tables.
 // clang-format off
-#include "internal/UtlCodeTables.h"
+#include "internal/text/UtlCodeTables.h"
 
 namespace utl
 {

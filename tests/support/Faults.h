@@ -10,7 +10,7 @@
 
 #include <unistd.h>
 
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
 
 namespace utl::test
 {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "UtlApplog.h"
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
 
 namespace utl::test
 {

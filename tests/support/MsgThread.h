@@ -2,7 +2,7 @@
 #ifndef UTL_TEST_MSG_THREAD_H
 #define UTL_TEST_MSG_THREAD_H
 
-#include "internal/UtlMsgDrivenThreadImpl.h"
+#include "internal/message/UtlMsgDrivenThreadImpl.h"
 #include "support/Gate.h"
 
 #include <cstring>

@@ -6,7 +6,7 @@
 
 #include <sys/resource.h>
 
-#include "internal/UtlSystemCalls.h"
+#include "internal/base/UtlSystemCalls.h"
 
 namespace utl::test
 {

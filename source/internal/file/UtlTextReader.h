@@ -1,0 +1,109 @@
+/// Lines and pieces of text out of what a file has read ahead. Layer: internal, text files.
+#ifndef UTL_TEXT_READER_H
+#define UTL_TEXT_READER_H
+
+#include "internal/file/UtlReadAhead.h"
+
+#include <climits>
+
+namespace utl::internal
+{
+
+inline bool isUtf16(int nTextType)
+{
+    return nTextType == FILE_TEXT_UTF16_BE || nTextType == FILE_TEXT_UTF16_LE;
+}
+
+/// A line as far as it was walked, in bytes of the file.
+struct Line
+{
+    static constexpr unsigned int SIZE_MAX_TOLD = INT_MAX; // or more: the walk goes on, the count stands still
+
+    unsigned int mSize = 0;    // all of it
+    unsigned int mEolSize = 0; // of the line end so far
+    bool mIsEnded = false;     // the LF was found
+};
+
+/// A piece of a file as UTF-8.
+struct Piece
+{
+    char const* mpText = nullptr; // in the window, until the next call
+    unsigned int mLength = 0;     // of it, up to the first NUL
+    unsigned int mSize = 0;       // of all that was converted, with a terminator
+    unsigned int mSrcBytes = 0;   // of the file, without a line end
+};
+
+/// The use of an open file by one text function, on the caller's thread.
+class TextReader
+{
+public:
+    /// nPath: of the file, for messages. Both must outlive this object.
+    TextReader(ReadAhead& nAhead, BasicString<char> const& nPath)
+        : mAhead(nAhead),
+          mPath(nPath),
+          mIsReady(nAhead.begin())
+    {
+    }
+    TextReader(TextReader const&) = delete;
+    TextReader& operator=(TextReader const&) = delete;
+    ~TextReader()
+    {
+        if (mIsReady)
+        {
+            mAhead.end();
+        }
+    }
+
+    /// Where the caller stands; -1 if the file could not tell, and then nothing else may be called.
+    long long position() const { return mIsReady ? mAhead.here() : -1; }
+
+    /// Where the window ends.
+    long long end() const { return mAhead.window().end(); }
+
+    /// The byte of the window at a position.
+    unsigned char* at(long long nPosition) { return mAhead.window().mBytes + (nPosition - mAhead.window().mStart); }
+
+    /// False with a message if the file refuses the position; it stays, or goes to the end of the file if a walk took
+    /// it past that.
+    bool moveTo(long long nPosition);
+
+    /// Bytes from the position to the end of the file, or to that of the window if there are any: enough to tell
+    /// 0 and failure, -1, from the rest.
+    long long available();
+
+    /// Reads once behind the window and drops what is before nKeepFrom. Result: as File::read().
+    int fill(long long nKeepFrom);
+
+    /// Reads until nCount bytes follow the position or the file ends. Result: the bytes, nCount at most; -1.
+    int require(unsigned int nCount);
+
+    /// Takes a line that is usual: whole in the window, shorter than a piece may be, nothing malformed, no NUL, no
+    /// byte-order mark but one in front of UTF-8. The position moves behind it if nDstSize is enough for it.
+    /// Result: false, with nothing changed, for any other line.
+    bool takeUsualLine(int nTextType, unsigned int nDstSize, Piece& nText);
+
+    /// Measures the line at the position, which then stands behind what was walked.
+    /// Result: false for a text type that does not exist, and with a message for a read error.
+    bool measure(int nTextType, Line& nLine);
+
+    /// Takes an odd byte at the end of the file along, and a lead byte's missing trail byte.
+    bool moveBehindWalk(Line const& nLine);
+
+    /// File::readText() after its first checks.
+    int readPiece(int nTextType, char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
+                  unsigned int* npOutSize);
+
+private:
+    template <class Chars>
+    bool measureChars(Line& nLine);
+    /// Takes bytes at the position and converts them. nRoom: for them as they are. Result: as readPiece().
+    int takePiece(int nTextType, unsigned int nSrcBytes, unsigned int nRoom, Piece& nPiece);
+
+    ReadAhead& mAhead;
+    BasicString<char> const& mPath;
+    bool const mIsReady;
+};
+
+} // namespace utl::internal
+
+#endif

@@ -1,0 +1,108 @@
+/// The inside of a message thread. Layer: internal, message-driven thread.
+#ifndef UTL_MSG_DRIVEN_THREAD_IMPL_H
+#define UTL_MSG_DRIVEN_THREAD_IMPL_H
+
+#include "UtlMsgDrivenThread.h"
+#include "internal/message/UtlMsgQueues.h"
+#include "internal/message/UtlQuietLoop.h"
+#include "internal/thread/UtlAnswer.h"
+
+namespace utl
+{
+
+/// Its loop, with messages and requests. mSyncObject is what the documents call the queue's lock.
+class MsgDrivenThread::Impl : public internal::QuietLoop, private internal::MsgQueues::Erasure
+{
+public:
+    using CtlRecord = internal::CtlRecord;
+
+    /// A kind of request: one at a time, also while its caller waits.
+    struct OneRequest
+    {
+        SyncObject mSyncObject;
+        internal::Answer mAnswer;
+        std::atomic<bool> mResult{false}; // written by the message thread before it answers
+    };
+
+    /// What the loop looks for ahead of the queue, in mPendingRequests.
+    enum Request : unsigned int
+    {
+        REQUEST_INTERRUPT = 1,
+        REQUEST_ERASE = 2,
+        REQUEST_FIND = 4
+    };
+
+    Impl(MsgDrivenThread& nThread, unsigned int nMaxMsgSize, unsigned int nMaxMsgCount, unsigned int nMaxTimerCount);
+
+    // The loop
+    unsigned int execute();
+    bool executeFindMsg(MsgJudgementInterface& nJudgement, ThreadRawMsg* npRawMsg);
+    bool executeEraseMsg(MsgJudgementInterface& nJudgement);
+
+    // Sending
+    unsigned int msgSize() const { return mOutputRawMsg.maxSize(); }
+    bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
+    bool ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt);
+    using QuietLoop::hasEndedLocked;
+
+    // Timers
+    int addTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
+        UTL_REQUIRES(mSyncObject);
+    bool postTimerRequestLocked(CtlRecord const& nRecord, internal::TimerWaiter* npWaiter) UTL_REQUIRES(mSyncObject);
+    int executeStartTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    bool killTimerLocked(int nTimerId, TimerInfo& nInfo, internal::TimerWaiter* npWaiter) UTL_REQUIRES(mSyncObject);
+    void removeTimerLocked(internal::TimerTable::TimerMap& nMap, int nTimerId) UTL_REQUIRES(mSyncObject);
+
+    enum StartTimerResult
+    {
+        START_FAILED = 0,
+        START_DONE = 1,
+        START_UNKNOWN = 2,
+        START_WAS_RUNNING = 3
+    };
+
+    ThreadMsgListener* mpMsgListener = nullptr; // constant once the thread runs
+    internal::MsgQueues mQueues UTL_GUARDED_BY(mSyncObject);
+    OneRequest mSync;
+    OneRequest mInterrupt;
+    OneRequest mErase;
+    OneRequest mFind;
+    MsgJudgementInterface* mpEraseJudgement = nullptr; // under mErase's lock, read while the request is pending
+    MsgJudgementInterface* mpFindJudgement = nullptr;  // under mFind's lock, likewise
+    ThreadRawMsg* mpPeekRawMsg = nullptr;              // likewise
+
+private:
+    // The loop
+    bool takeLocked(CtlRecord* npWork) override UTL_REQUIRES(mSyncObject);
+    CtlRecord const* headLocked() UTL_REQUIRES(mSyncObject);
+    int dispatch(CtlRecord const& nWork) override;
+    int dispatchMsg();
+    int dispatchSync();
+    int dispatchTimerRequest(CtlRecord const& nWork);
+    bool hasRequests() const override { return mPendingRequests.load(std::memory_order_acquire) != 0; }
+    void serveRequests() override;
+    bool takeRequest(Request nRequest);
+    void finishRequest(OneRequest& nRequest, bool nResult);
+    bool receiveInterrupt();
+    void callListener();
+    void endLoop();
+
+    // Erasing and timers
+    void onSyncErased() override { mSync.mAnswer.give(); } // his result stays false
+    bool onTimeoutErased(int nTimerId) override;
+    int executeStopTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    int executeTimeout(int nTimerId);
+    TimeoutResult timeoutPostHandlingLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    void eraseAllTimer();
+
+    MsgDrivenThread& mThread;
+    ThreadRawMsg mOutputRawMsg;                      // the message thread's
+    bool mHasTaken = false;                          // likewise: the work's message is in mOutputRawMsg
+    std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
+    std::atomic<unsigned int> mPendingRequests{0};   // bits of Request, raised under mSyncObject
+    internal::TimerTable::TimerMap mTimerStopEntryMap UTL_GUARDED_BY(mSyncObject); // those that others have killed
+};
+
+} // namespace utl
+
+#endif

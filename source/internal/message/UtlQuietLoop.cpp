@@ -1,0 +1,383 @@
+// The loop of message threads and shared timers.
+#include "internal/message/UtlQuietLoop.h"
+
+#include "UtlApplog.h"
+#include "UtlThreadManager.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/thread/UtlWatchdogPort.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace utl::internal
+{
+
+QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecords, unsigned int nMaxTimers)
+    : mCtlQueue(nMaxRecords),
+      mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
+      mThread(nThread),
+      mKind(nKind)
+{
+}
+
+// ---------------------------------------------------------------------------------------------- for senders
+
+/// The queue is full. Result: false.
+bool QuietLoop::refuse(CtlRecord const& nRecord) const
+{
+    if (mKind.mpOverflow != nullptr)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpOverflow, name(), static_cast<int>(mCtlQueue.maxSize()),
+               static_cast<unsigned int>(nRecord.mMsgId));
+    }
+    return false;
+}
+
+/// The note is up and comes down: the caller is to write. Result: true.
+bool QuietLoop::takeNoteLocked()
+{
+    mIsAsleep = false;
+    mWriters.fetch_add(1, std::memory_order_relaxed);
+    return true;
+}
+
+/// For one who has taken the note down. Result: false, with a line in the log, when the loop could not be woken; then
+/// the caller still counts as writing.
+bool QuietLoop::write(CtlRecord const& nRecord)
+{
+    unsigned int lWritten = 0;
+    // Once more for a stop: nothing else may ever wake the loop.
+    if (mPipe.write(nRecord, &lWritten) || (mThread.hasRequestedStop() && mPipe.write(nRecord, &lWritten)))
+    {
+        stopWriting();
+        return true;
+    }
+    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpWriteFailed, name(), lWritten, errno);
+    return false;
+}
+
+/// The last look at a loop that may be gone from here on.
+void QuietLoop::stopWriting()
+{
+    mWriters.fetch_sub(1, std::memory_order_release);
+}
+
+/// After a failed write. Result: the record was the newest, and was taken back.
+bool QuietLoop::takeBackLocked(Wake const& nWake)
+{
+    if (nWake.mGeneration != mGeneration || !mCtlQueue.takeBack(nWake.mNumber))
+    {
+        return false;
+    }
+    putNoteBackLocked();
+    return true;
+}
+
+/// The loop still sleeps, and the next sender tries to wake it. If it is to stop there may be no next one.
+void QuietLoop::putNoteBackLocked()
+{
+    mIsAsleep = !mHasEnded && !mThread.hasRequestedStop();
+    if (mThread.hasRequestedStop())
+    {
+        mIsHungUp = true;
+        mPipe.hangUp();
+    }
+}
+
+/// After a failed write, if the record was not taken back: the loop has woken meanwhile and has seen it, or others have
+/// come behind it, who rely on this writer.
+void QuietLoop::wakeForOthers(CtlRecord const& nRecord, Wake const& nWake)
+{
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (nWake.mGeneration != mGeneration)
+        {
+            return;
+        }
+    }
+    unsigned int lWritten = 0;
+    bool const lIsWritten = mPipe.write(nRecord, &lWritten);
+    SyncGuard lGuard(mSyncObject);
+    if (!lIsWritten && nWake.mGeneration == mGeneration)
+    {
+        putNoteBackLocked();
+    }
+}
+
+bool QuietLoop::post(CtlRecord const& nRecord)
+{
+    Wake lWake;
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (!appendLocked(nRecord, &lWake))
+        {
+            return false;
+        }
+    }
+    return wake(nRecord, lWake, [] {});
+}
+
+void QuietLoop::postStop(int nMsgId)
+{
+    CtlRecord const lRecord{nMsgId, -1};
+    Wake lWake;
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (!appendLocked(lRecord, &lWake))
+        {
+            lWake.mIsMine = mIsAsleep && takeNoteLocked();
+            lWake.mGeneration = mGeneration;
+            lWake.mNumber = mCtlQueue.lastNumber() - 1; // there is nothing to take back
+        }
+    }
+    wake(lRecord, lWake, [] {});
+}
+
+void QuietLoop::waitForWriters() const
+{
+    while (mWriters.load(std::memory_order_acquire) != 0)
+    {
+        pauseBriefly();
+    }
+}
+
+// ---------------------------------------------------------------------------------------------- the loop
+
+bool QuietLoop::run()
+{
+    TimerSignal const& lSignal = mKind.mTimers.mSignal;
+    {
+        SyncGuard lGuard(mSyncObject);
+        lSignal.keepBack(&mTimers.notes());
+    }
+    Turn lTurn = TURN_SLEEP;
+    while (lTurn != TURN_END && (lTurn == TURN_GO_ON || wait()))
+    {
+        lTurn = turn();
+    }
+    lSignal.keepBack(nullptr);
+    return lTurn == TURN_END;
+}
+
+/// Due signals are let in once, then requests are served, then comes one dispatch: nothing starves.
+QuietLoop::Turn QuietLoop::turn()
+{
+    letSignalsIn();
+    if (hasComeUnderWatchdog())
+    {
+        mThread.startWatchdog(); // an entry begins unwatched, and the wait that would turn it on may be far away
+    }
+    if (hasRequests())
+    {
+        serveRequests();
+        report(mKind.mLineAfterDispatch);
+    }
+    CtlRecord lWork;
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (!takeLocked(&lWork))
+        {
+            return withoutWorkLocked();
+        }
+    }
+    int const lResult = dispatch(lWork);
+    report(mKind.mLineAfterDispatch);
+    if (lResult != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpDispatchFailed, name(), static_cast<unsigned int>(lWork.mMsgId));
+    }
+    return mThread.hasRequestedStop() ? TURN_END : TURN_GO_ON;
+}
+
+QuietLoop::Turn QuietLoop::withoutWorkLocked()
+{
+    if (hasRequests())
+    {
+        return TURN_GO_ON; // one has come since we looked
+    }
+    if (mThread.hasRequestedStop())
+    {
+        return TURN_END;
+    }
+    mIsAsleep = true;
+    return TURN_SLEEP;
+}
+
+/// The note is up. An idle thread is not a hung thread: the watchdog looks away while we wait.
+/// Result: false if the pipe cannot be read any more.
+bool QuietLoop::wait()
+{
+    hasComeUnderWatchdog();
+    bool const lIsWatched = mIsUnderWatchdog;
+    if (lIsWatched)
+    {
+        report(mKind.mLineBeforeWait);
+        mThread.stopWatchdog();
+    }
+    unsigned int lRead = 0;
+    int const lError = sleep(&lRead);
+    if (lIsWatched)
+    {
+        mThread.startWatchdog();
+        report(mKind.mLineAfterWait);
+    }
+    {
+        SyncGuard lGuard(mSyncObject);
+        ++mGeneration;
+        mIsAsleep = false;
+        takeNotesLocked();
+    }
+    if (lError != 0)
+    {
+        bool const lIsInterrupted = lError == EINTR;
+        applog(UTL_LOG_TYPE, lIsInterrupted ? LOG_LEVEL_INFO : LOG_LEVEL_ERROR,
+               lIsInterrupted ? mKind.mpReadInterrupted : mKind.mpReadFailed, name(), lRead, lError);
+    }
+    return lError == 0 || lError == EINTR;
+}
+
+/// Until there is something to read, or a timer's signal. Result: 0, or the error of a read that gave *npRead.
+int QuietLoop::sleep(unsigned int* npRead)
+{
+    if (nextDueNs() != TimerInfo::NEVER)
+    {
+        *npRead = ~0U;
+        if (mKind.mTimers.mSignal.waitOpen(mPipe.readFd()) == -1)
+        {
+            return errno != EINTR ? errno : 0;
+        }
+    }
+    return mPipe.read(npRead) || (mIsHungUp && *npRead == 0) ? 0 : errno;
+}
+
+/// Of a busy loop: if a timer is due, what waits is let in. The kernel lets in one signal a call.
+void QuietLoop::letSignalsIn()
+{
+    if (nextDueNs() == TimerInfo::NEVER || monotonicNs() < nextDueNs())
+    {
+        return;
+    }
+    ExpiryNotes const& lNotes = notes();
+    unsigned int lCount = 0;
+    do
+    {
+        lCount = lNotes.count();
+        mKind.mTimers.mSignal.letIn();
+    } while (lNotes.count() != lCount);
+    SyncGuard lGuard(mSyncObject);
+    takeNotesLocked();
+}
+
+/// Queues the time-outs that signals have told of, behind all that is queued.
+void QuietLoop::takeNotesLocked()
+{
+    if (nextDueNs() == TimerInfo::NEVER)
+    {
+        return;
+    }
+    long long const lNowNs = monotonicNs();
+    ExpiryNotes& lNotes = mTimers.notes();
+    for (unsigned int lIndex = 0; lIndex < lNotes.count(); ++lIndex)
+    {
+        TimerTable::Expiry lExpiry = mTimers.expire(lNotes.at(lIndex), lNowNs);
+        Wake lWake; // of nobody: the loop is awake
+        while (lExpiry.mCount != 0 && appendLocked({mKind.mTimeoutId, lExpiry.mTimerId}, &lWake))
+        {
+            --lExpiry.mCount;
+        }
+        mTimers.onLost(lExpiry);
+    }
+    lNotes.clear();
+    mTimers.findNextDue();
+}
+
+/// Result: the thread may be in the watchdog's table since now.
+bool QuietLoop::hasComeUnderWatchdog()
+{
+    unsigned int const lVersion = watchdog::gTableVersion.load(std::memory_order_acquire);
+    if (lVersion == mWatchdogTableVersion)
+    {
+        return false;
+    }
+    mIsUnderWatchdog = ThreadManager::get()->isRegisteredWatchdog(0);
+    mWatchdogTableVersion = lVersion;
+    return mIsUnderWatchdog;
+}
+
+void QuietLoop::report(unsigned int nLine)
+{
+    if (mIsUnderWatchdog)
+    {
+        ThreadManager::get()->keepAliveWatchdog(StatementInfo(mKind.mpFile, "execute", nLine, 0));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------- timers
+
+bool QuietLoop::startTimerLocked(TimerInfo& nInfo)
+{
+    mKind.mTimers.mSignal.keepBack(&mTimers.notes()); // the thread may not be in its loop yet
+    nInfo.mTimeoutCount = 0;
+    if (!mTimers.arm(nInfo))
+    {
+        return false;
+    }
+    nInfo.mpRunningEvent->setOn();
+    return true;
+}
+
+bool QuietLoop::stopTimerLocked(int nTimerId, TimerInfo& nInfo)
+{
+    bool const lHasRun = nInfo.mSysTimerNumber != -1;
+    if (!mTimers.disarm(nInfo))
+    {
+        return false;
+    }
+    if (lHasRun)
+    {
+        eraseTimeoutsLocked(nTimerId);
+    }
+    return true;
+}
+
+QuietLoop::TimeoutResult QuietLoop::finishTimeoutLocked(int nTimerId, TimerInfo& nInfo)
+{
+    if (TimerTable::countTimeout(nInfo))
+    {
+        stopTimerLocked(nTimerId, nInfo);
+        nInfo.mpRunningEvent->setOff();
+        return TIMEOUT_ENDED;
+    }
+    if (nInfo.mIsFreeRunning != 0 && !nInfo.mHasNewInterval)
+    {
+        return TIMEOUT_GOES_ON;
+    }
+    // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
+    stopTimerLocked(nTimerId, nInfo);
+    return mTimers.arm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
+}
+
+void QuietLoop::eraseTimeoutsLocked(int nTimerId)
+{
+    CtlRecord const lTimeout{mKind.mTimeoutId, nTimerId};
+    mCtlQueue.eraseIf([&](CtlRecord const& nRecord) { return nRecord == lTimeout; });
+}
+
+void QuietLoop::enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds)
+{
+    mWaiters.enlistRequest(nWaiter, nTimerId, countRequestsLocked(nTimerId, nMsgIds) - 1);
+}
+
+unsigned int QuietLoop::countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const
+{
+    unsigned int lCount = 0;
+    for (unsigned int lIndex = 0; lIndex < mCtlQueue.size(); ++lIndex)
+    {
+        CtlRecord const& lRecord = mCtlQueue.at(lIndex);
+        bool const lIsRequest = std::count(nMsgIds.begin(), nMsgIds.end(), lRecord.mMsgId) != 0;
+        lCount += lIsRequest && lRecord.mParam == nTimerId ? 1 : 0;
+    }
+    return lCount;
+}
+
+} // namespace utl::internal

@@ -1,0 +1,238 @@
+// The timers of one loop.
+#include "internal/message/UtlTimerTable.h"
+
+#include "UtlApplog.h"
+#include "internal/base/UtlMakeSmart.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "internal/thread/UtlBlockingCall.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+
+#include <time.h>
+
+#ifndef sigev_notify_thread_id
+#define sigev_notify_thread_id _sigev_un._tid // older C libraries have the member without the name
+#endif
+
+namespace utl::internal
+{
+
+namespace
+{
+
+/// A kernel timer's handle, as the log shows it.
+unsigned int asHex(void* npTimerId)
+{
+    return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(npTimerId));
+}
+
+long long intervalNs(TimerInfo const& nInfo)
+{
+    return nInfo.mIntervalMs * 1000000LL;
+}
+
+} // namespace
+
+TimerTable::TimerTable(Kind const& nKind, unsigned int nMaxTimers, char const* npName)
+    : mKind(nKind),
+      mpName(npName),
+      mTimers(nMaxTimers),
+      mNotes(nMaxTimers)
+{
+}
+
+/// Makes a kernel call, between two reports to the watchdog if this kind reports its calls.
+template <class Call>
+int TimerTable::reported(char const* npFunction, unsigned int nLine, Call nCall) const
+{
+    return mKind.mpReportFile != nullptr ? blockingCall(mKind.mpReportFile, npFunction, nLine, nCall) : nCall();
+}
+
+bool TimerTable::installHandler()
+{
+    if (mKind.mSignal.isInstalled())
+    {
+        return true;
+    }
+    int const lResult = reported("SharedTimer", mKind.mLineOfSigaction, [this] { return mKind.mSignal.install(); });
+    if (lResult == -1)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpSigactionFailed, errno);
+    }
+    else if (lResult == 1 && mKind.mpSigactionDone != nullptr)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_DETAIL, mKind.mpSigactionDone, mKind.mSignal.number());
+    }
+    return lResult != -1;
+}
+
+// ---------------------------------------------------------------------------------------------- the table
+
+int TimerTable::insert(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
+                       int nIsFreeRunning)
+{
+    TimerInfo lInfo;
+    lInfo.mpTimerListener = npListener;
+    lInfo.mIntervalMs = static_cast<int>(nIntervalMs);
+    lInfo.mMaxTimeoutCount = nMaxTimeoutCount;
+    lInfo.mIsFreeRunning = nIsFreeRunning;
+    lInfo.mpRunningEvent = makeSmart<Event>(0, 1);
+    return mTimers.insert(mNextUserTimerId, lInfo) ? mNextUserTimerId : -1;
+}
+
+void TimerTable::withdraw(int nTimerId)
+{
+    mTimers.erase(nTimerId);
+    mNextUserTimerId = nTimerId;
+}
+
+TimerInfo* TimerTable::find(int nTimerId)
+{
+    auto* const lpPair = mTimers.find(nTimerId);
+    return lpPair != nullptr ? &lpPair->mValue : nullptr;
+}
+
+/// The timer that goes by a system number now, or null.
+TimerTable::TimerMap::Element* TimerTable::findNumber(int nSysTimerNumber)
+{
+    for (unsigned int lIndex = 0; nSysTimerNumber != -1 && lIndex < mTimers.size(); ++lIndex)
+    {
+        auto* const lpPair = mTimers.at(lIndex);
+        if (lpPair->mValue.mSysTimerNumber == nSysTimerNumber)
+        {
+            return lpPair;
+        }
+    }
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------- kernel timers
+
+bool TimerTable::arm(TimerInfo& nInfo)
+{
+    // Without the handler, which the constructor could not install perhaps, the signal would end the process.
+    if (!installHandler())
+    {
+        return false;
+    }
+    mLastSysTimerNumber =
+        numberAfter(mLastSysTimerNumber, [this](int nNumber) { return findNumber(nNumber) != nullptr; });
+    void* lpTimerId = nullptr;
+    if (!create(mLastSysTimerNumber, &lpTimerId) || !setTime(nInfo, lpTimerId))
+    {
+        return false;
+    }
+    nInfo.mSysTimerId = lpTimerId;
+    nInfo.mSysTimerNumber = mLastSysTimerNumber;
+    nInfo.mDueNs = nInfo.mIntervalMs != 0 ? monotonicNs() + intervalNs(nInfo) : TimerInfo::NEVER;
+    mNextDueNs = std::min(mNextDueNs, nInfo.mDueNs);
+    return true;
+}
+
+bool TimerTable::create(int nNumber, void** npTimerId) const
+{
+    static_assert(sizeof(timer_t) == sizeof(void*), "timer_t is kept as a pointer");
+    sigevent lEvent = {};
+    lEvent.sigev_notify = SIGEV_THREAD_ID;
+    lEvent.sigev_signo = mKind.mSignal.number();
+    lEvent.sigev_value.sival_int = nNumber;
+    lEvent.sigev_notify_thread_id = ThreadManager::getCallerId();
+    if (reported("startTimerByTimerInfo", mKind.mLineOfCreate,
+                 [&] { return gSystem.mTimerCreate(CLOCK_MONOTONIC, &lEvent, npTimerId); }) == 0)
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpCreateFailed, mpName, asHex(*npTimerId), errno);
+    return false;
+}
+
+bool TimerTable::setTime(TimerInfo const& nInfo, void* npTimerId) const
+{
+    timespec const lInterval{nInfo.mIntervalMs / 1000, (nInfo.mIntervalMs % 1000) * 1000000L};
+    itimerspec const lPeriod{lInterval, lInterval};
+    if (reported("startTimerByTimerInfo", mKind.mLineOfSettime,
+                 [&] { return gSystem.mTimerSettime(npTimerId, 0, &lPeriod, nullptr); }) == 0)
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpSettimeFailed, mpName, asHex(npTimerId), errno);
+    gSystem.mTimerDelete(npTimerId);
+    return false;
+}
+
+bool TimerTable::disarm(TimerInfo& nInfo)
+{
+    nInfo.mDueNs = TimerInfo::NEVER;
+    if (nInfo.mSysTimerNumber == -1)
+    {
+        return true;
+    }
+    if (reported("stopTimerByTimerInfo", mKind.mLineOfDelete,
+                 [&] { return gSystem.mTimerDelete(nInfo.mSysTimerId); }) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpDeleteFailed, mpName,
+               mKind.mTellsNumberOfDeleted ? static_cast<unsigned int>(nInfo.mSysTimerNumber)
+                                           : asHex(nInfo.mSysTimerId),
+               errno);
+        return false;
+    }
+    nInfo.mSysTimerId = nullptr;
+    nInfo.mSysTimerNumber = -1;
+    nInfo.mPendingTimeoutCount = 0;
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------- expiries
+
+TimerTable::Expiry TimerTable::expire(ExpiryNotes::Note const& nNote, long long nNowNs)
+{
+    auto* const lpPair = findNumber(nNote.mSysTimerNumber);
+    if (lpPair == nullptr || lpPair->mValue.mDueNs == TimerInfo::NEVER || lpPair->mValue.mpRunningEvent->isOff())
+    {
+        return {-1, 0};
+    }
+    TimerInfo& lInfo = lpPair->mValue;
+    long long const lExpiries = 1LL + nNote.mOverrun;
+    lInfo.mDueNs += lExpiries * intervalNs(lInfo);
+    if (lInfo.mDueNs <= nNowNs) // a signal was lost: it shall not be looked for again and again
+    {
+        lInfo.mDueNs = nNowNs + intervalNs(lInfo);
+    }
+    unsigned int const lMost = lInfo.mIsFreeRunning != 0 ? 2 : 1;
+    unsigned int const lRoom = lMost - std::min(lMost, lInfo.mPendingTimeoutCount);
+    unsigned int const lCount = static_cast<unsigned int>(std::min<long long>(lExpiries, lRoom));
+    lInfo.mPendingTimeoutCount += lCount;
+    return {lpPair->mKey, lCount};
+}
+
+void TimerTable::onLost(Expiry const& nExpiry)
+{
+    TimerInfo* const lpInfo = find(nExpiry.mTimerId);
+    if (lpInfo != nullptr && !mKind.mKeepsLostBeats)
+    {
+        lpInfo->mPendingTimeoutCount -= nExpiry.mCount;
+    }
+}
+
+bool TimerTable::countTimeout(TimerInfo& nInfo)
+{
+    if (nInfo.mPendingTimeoutCount > 0)
+    {
+        --nInfo.mPendingTimeoutCount;
+    }
+    ++nInfo.mTimeoutCount;
+    return nInfo.mMaxTimeoutCount != 0 && nInfo.mTimeoutCount >= nInfo.mMaxTimeoutCount;
+}
+
+void TimerTable::findNextDue()
+{
+    mNextDueNs = TimerInfo::NEVER;
+    for (unsigned int lIndex = 0; lIndex < mTimers.size(); ++lIndex)
+    {
+        mNextDueNs = std::min(mNextDueNs, mTimers.at(lIndex)->mValue.mDueNs);
+    }
+}
+
+} // namespace utl::internal

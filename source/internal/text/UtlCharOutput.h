@@ -1,0 +1,150 @@
+/// The destination of a conversion: capacity, size query and terminator in one place. Layer: internal, text.
+#ifndef UTL_CHAR_OUTPUT_H
+#define UTL_CHAR_OUTPUT_H
+
+#include "internal/text/UtlCodeTables.h"
+
+#include <cstddef>
+
+namespace utl::internal
+{
+
+/// Units stored one after another, with room for a terminator always kept. With STORES false it only counts.
+template <class Unit, bool STORES>
+class CharOutput
+{
+public:
+    static constexpr bool IS_STORING = STORES;
+
+    /// The capacity is at least 1 with STORES.
+    CharOutput(Unit* npDst, unsigned int nCapacity)
+        : mpBegin(npDst),
+          mpEnd(npDst),
+          mpLast(STORES ? npDst + (nCapacity - 1) : nullptr)
+    {
+    }
+
+    // The three below give false, with nothing stored, where the units and a terminator do not fit.
+
+    bool put(unsigned int nUnit)
+    {
+        return append<1>([nUnit](Unit* npEnd) { *npEnd = static_cast<Unit>(nUnit); });
+    }
+
+    /// The bytes of a UTF-16 unit; one NUL byte for 0.
+    bool putUtf8(unsigned int nUnit)
+    {
+        if (isLikely(nUnit >= 0x800))
+        {
+            return append<3>([nUnit](Unit* npEnd) { storeUtf8AndOneMore(npEnd, nUnit); });
+        }
+        return nUnit < 0x80 ? put(nUnit) : append<2>([nUnit](Unit* npEnd) { storeUtf8(npEnd, nUnit, 2); });
+    }
+
+    /// Stores usual units, but 0, while there is certainly room; the rest is for putUtf8(). Does nothing if it counts.
+    void putUsualUnits(unsigned short const*& npUnits)
+    {
+        if (!STORES || room() < 3)
+        {
+            return;
+        }
+        unsigned short const* lpUnit = npUnits;
+        Unit* lpEnd = mpEnd;
+        Unit* const lpLast = mpLast - 3;
+        while (lpEnd <= lpLast)
+        {
+            unsigned int const lUnit = *lpUnit;
+            unsigned int const lSize = usualUnitSize(lUnit);
+            if (!isLikely(lSize != 0) || !isLikely(lUnit != 0))
+            {
+                break;
+            }
+            storeUsualUnit(lpEnd, lUnit, lSize);
+            lpEnd += lSize;
+            ++lpUnit;
+        }
+        npUnits = lpUnit;
+        mpEnd = lpEnd;
+    }
+
+    /// The two bytes of a Shift-JIS code above 0xFF.
+    bool putDouble(unsigned int nCode)
+    {
+        return append<2>([nCode](Unit* npEnd) { storeSjis(npEnd, nCode, 2); });
+    }
+
+    /// Terminates. Result: units with the terminator.
+    unsigned int end()
+    {
+        if (STORES)
+        {
+            *mpEnd = 0;
+            mCount = static_cast<unsigned int>(mpEnd - mpBegin);
+        }
+        return mCount + 1;
+    }
+
+private:
+    std::size_t room() const { return static_cast<std::size_t>(mpLast - mpEnd); }
+
+    // The count is a constant, so that the next character does not wait for the size of this one.
+    template <unsigned int COUNT, class Store>
+    bool append(Store nStore)
+    {
+        if (!STORES)
+        {
+            mCount += COUNT;
+            return true;
+        }
+        if (room() < COUNT)
+        {
+            return false;
+        }
+        nStore(mpEnd);
+        mpEnd += COUNT;
+        return true;
+    }
+
+    Unit* const mpBegin;
+    Unit* mpEnd;
+    Unit* const mpLast;      // where the terminator may stand at most
+    unsigned int mCount = 0; // of units, if nothing is stored
+};
+
+/// The end of a character conversion into nSize bytes: nothing for a capacity of 0, or all of them, or failure.
+template <class Store>
+unsigned int convertChar(char* npDst, unsigned int nDstSize, unsigned int nSize, Store nStore)
+{
+    if (nDstSize == 0)
+    {
+        return nSize;
+    }
+    if (npDst == nullptr || nSize > nDstSize)
+    {
+        return STR_ERROR;
+    }
+    nStore(npDst);
+    return nSize;
+}
+
+inline unsigned int convertCharToUtf8(char* npDst, unsigned int nDstSize, unsigned int nUnit)
+{
+    unsigned int const lSize = utf8Size(nUnit);
+    return convertChar(npDst, nDstSize, lSize, [=](char* npTarget) { storeUtf8(npTarget, nUnit, lSize); });
+}
+
+/// What all text conversions do with their arguments. Walk::run() is given the output and the source.
+template <class Walk, class Unit, class From>
+unsigned int convertStr(Unit* npDst, unsigned int nDstSize, From const* npSrc)
+{
+    if (npSrc == nullptr || (npDst == nullptr && nDstSize != 0))
+    {
+        return STR_ERROR;
+    }
+    return nDstSize == 0 ? Walk::run(CharOutput<Unit, false>(npDst, 0), npSrc)
+                         : Walk::run(CharOutput<Unit, true>(npDst, nDstSize), npSrc);
+}
+
+} // namespace utl::internal
+
+#endif

@@ -1,0 +1,80 @@
+/// Direct access to code page 932, one character at a time, for sources that walk text. Layer: internal, text.
+#ifndef UTL_CODE_TABLES_H
+#define UTL_CODE_TABLES_H
+
+#include "UtlCharSet.h"
+#include "internal/text/UtlUtf8.h"
+
+namespace utl::internal
+{
+
+// Two-level indexes that give what a search of the sorted tables would give, for every code. They hold the answer
+// itself and not the number of its row: one load less, and the pages of the sorted tables are never touched by a
+// conversion. Constant data, made together with those tables. Page 0 of each is empty. Declared hidden, so that a walk
+// does not look up their addresses for each character.
+#pragma GCC visibility push(hidden)
+extern std::uint16_t const SJIS_LEADS[256];   ///< By lead byte: start of its page in SJIS_UNITS, or NO_LEAD.
+extern std::uint16_t const SJIS_UNITS[8694];  ///< Pages of 189, by trail byte from 0x40: the UTF-16 unit or 0.
+extern std::uint16_t const UNIT_PAGES[1024];  ///< By the upper ten bits of a unit: start of its page in UNIT_CODES.
+extern std::uint16_t const UNIT_CODES[23168]; ///< Pages of 64, by the lower six bits: the Shift-JIS code or 0.
+#pragma GCC visibility pop
+
+constexpr unsigned int NO_LEAD = 0xFFFF;
+constexpr unsigned int INDEX_BYTES_FROM_SJIS = sizeof(SJIS_LEADS) + sizeof(SJIS_UNITS);
+constexpr unsigned int INDEX_BYTES_TO_SJIS = sizeof(UNIT_PAGES) + sizeof(UNIT_CODES);
+
+// --- Shift-JIS. Three classes of bytes: lead of a double-byte code, half-width katakana, anything else ---
+
+/// 0x81 to 0x9F, 0xE0 to 0xEF, 0xFA to 0xFC: the byte behind belongs to the character.
+inline bool isSjisLead(unsigned char nByte)
+{
+    return SJIS_LEADS[nByte] != NO_LEAD;
+}
+
+/// 0xA1 to 0xDF.
+inline bool isSjisKana(unsigned char nByte)
+{
+    return nByte >= 0xA1 && nByte <= 0xDF;
+}
+
+/// nLead must be one. Result: the UTF-16 unit, or 0 for a code without a row.
+inline unsigned int unitOfSjis(unsigned char nLead, unsigned char nTrail)
+{
+    unsigned int const lSlot = nTrail - 0x40U;
+    return lSlot < 189 ? SJIS_UNITS[SJIS_LEADS[nLead] + lSlot] : 0;
+}
+
+/// The byte must be one of the katakana, which all have a row.
+inline unsigned int unitOfSjisKana(unsigned char nByte)
+{
+    return nByte + (0xFF61U - 0xA1U);
+}
+
+/// nUnit is up to 0xFFFF. Result: the Shift-JIS code, two bytes if above 0xFF, or 0 for a character without a row.
+inline unsigned int sjisOfUnit(unsigned int nUnit)
+{
+    return UNIT_CODES[UNIT_PAGES[nUnit >> 6] + (nUnit & 63)];
+}
+
+/// Bytes of a code in Shift-JIS: 1 or 2.
+inline unsigned int sjisSize(unsigned int nCode)
+{
+    return nCode > 0xFF ? 2 : 1;
+}
+
+/// nSize must be sjisSize(nCode); so many bytes are stored, without a terminator.
+inline void storeSjis(char* npDst, unsigned int nCode, unsigned int nSize)
+{
+    npDst[0] = static_cast<char>(nSize == 2 ? nCode >> 8 : nCode);
+    npDst[nSize - 1] = static_cast<char>(nCode);
+}
+
+/// sjisOfUnit() of a character of three bytes: its bytes are the two levels of the index.
+inline unsigned int sjisOfUtf8(unsigned char nLead, unsigned char nTail, unsigned char nLast)
+{
+    return UNIT_CODES[UNIT_PAGES[(nLead & 0x0FU) << 6 | tailBits(nTail)] + tailBits(nLast)];
+}
+
+} // namespace utl::internal
+
+#endif

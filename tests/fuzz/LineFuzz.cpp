@@ -1,0 +1,144 @@
+// Arbitrary bytes as a text file: the text functions against the slow and obvious reader, after the same calls with the
+// same results, destinations and positions. Short reads, so that a few bytes are many pieces read ahead.
+//
+// The input: text type and how the file is made of bytes, bytes given by a read (0: all; more with a long run in front),
+// length of a run of 'x' in front, number of calls of four bytes, the calls, the file.
+#include "UtlApplog.h"
+#include "internal/base/UtlSystemCalls.h"
+#include "reference/PlainTextReader.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace utl;
+using namespace utl::test;
+
+namespace
+{
+
+std::atomic<std::size_t> gReadMax{SIZE_MAX}; // the watchdog's thread reads its pipe meanwhile
+
+ssize_t readSome(int nDescriptor, void* npBuffer, std::size_t nSize, off_t nPosition)
+{
+    return ::pread(nDescriptor, npBuffer, std::min(nSize, gReadMax.load()), nPosition);
+}
+
+/// A file in memory with a path.
+int memoryFile()
+{
+    static int const sFile = []
+    {
+        internal::gSystem.mPread.exchange(&readSome);
+        setAllFilterLevel(0);
+        return ::memfd_create("text", 0);
+    }();
+    return sFile;
+}
+
+/// Text of what decides about lines and characters. nIsRich: of little else than faults.
+std::string piecesOf(std::string const& nBytes, int nTextType, bool nIsRich)
+{
+    static constexpr unsigned int COUNT = 16;
+    static std::string const NUL(1, '\0');
+    static std::string const SJIS[COUNT] = {"\n",       "\r\n",     "\r",       "\r\r\n", "a",      "xyz",
+                                            "\xB1\xB2", "\x82\xA0", "\x83\\",   "\x81",   "\x81\n", "\xF5",
+                                            "\xFC\xFC", "\x80",     "\x8A\xBF", NUL};
+    static std::string const UTF8[COUNT] = {"\n", "\r\n",   "\r",       "\r\r\n",   "a",    "xyz",  "あ", "é",
+                                            "😀",  "\uFEFF", "\xE3\x81", "\xC0\xAF", "\xFF", "\x80", "漢", NUL};
+    static std::u16string const UTF16[COUNT] = {
+        u"\n",     u"\r\n",   u"\r",     u"\r\r",   u"a",      u"xyz", u"あ", u"漢",
+        u"\u0A0A", u"\u0D0D", u"\uFEFF", u"\xFFFE", u"\u0A00", u"😀",   u"é",  std::u16string(1, u'\0')};
+    std::string lText;
+    for (char lByte : nBytes)
+    {
+        unsigned int const lValue = static_cast<unsigned char>(lByte);
+        unsigned int const lPiece = nIsRich || lValue < 40 ? lValue % COUNT : 4 + lValue % 4;
+        if (nTextType <= FILE_TEXT_UTF8)
+        {
+            lText += nTextType == FILE_TEXT_UTF8 ? UTF8[lPiece] : SJIS[lPiece];
+            continue;
+        }
+        for (char16_t lUnit : UTF16[lPiece])
+        {
+            int const lFirst = nTextType == FILE_TEXT_UTF16_BE ? 8 : 0;
+            lText += static_cast<char>(lUnit >> lFirst);
+            lText += static_cast<char>(lUnit >> (8 - lFirst));
+        }
+    }
+    return lText;
+}
+
+TextCall callOf(std::uint8_t const* npBytes, std::string const& nContent)
+{
+    unsigned int const lFirst = npBytes[1];
+    unsigned int const lSecond = npBytes[2];
+    unsigned int const lThird = npBytes[3];
+    unsigned int const lSizes[] = {5119, 0, 5120, lFirst, lFirst * 25, 16000, 300, 400};
+    TextCall lCall;
+    lCall.mKind = npBytes[0] % 16 < TextCall::KINDS ? npBytes[0] % 16 : TextCall::READ_LINE;
+    lCall.mDstSize = lSizes[npBytes[0] >> 4 & 7];
+    lCall.mSrcBytes = (npBytes[0] & 0x80) != 0 ? lSecond * 21 : lSecond;
+    lCall.mOffset = lThird;
+    lCall.mKey = nContent.substr(std::min<std::size_t>(lFirst, nContent.size()), lSecond % 8);
+    lCall.mStart = (lThird & 1) != 0 ? ~1ULL : lThird == 254 ? ~0ULL : lThird;
+    lCall.mMaxBytes = (lThird & 2) != 0 ? ~0ULL : lSecond;
+    lCall.mMode = (lThird & 4) != 0 ? 1 : 0;
+    return lCall;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nSize)
+{
+    if (nSize < 4)
+    {
+        return 0;
+    }
+    int const lTextType = npData[0] % 4;
+    gReadMax = npData[1] == 0 ? SIZE_MAX : npData[1] + (npData[2] < 192 ? 0 : 1000U);
+    std::size_t const lCalls = std::min<std::size_t>(npData[3] % 32, (nSize - 4) / 8); // the rest is the file
+    std::uint8_t const* const lpCalls = npData + 4;
+    std::string lContent(npData[2] < 192 ? npData[2] : (npData[2] - 190U) * 160, 'x'); // seldom long lines
+    std::string const lBytes(lpCalls + 4 * lCalls, npData + nSize);
+    lContent += (npData[0] & 4) != 0 ? piecesOf(lBytes, lTextType, (npData[0] & 8) != 0) : lBytes;
+    int const lDescriptor = memoryFile();
+    if (::ftruncate(lDescriptor, 0) != 0 ||
+        ::pwrite(lDescriptor, lContent.data(), lContent.size(), 0) != static_cast<ssize_t>(lContent.size()))
+    {
+        std::abort();
+    }
+    std::string const lPath = "/proc/self/fd/" + std::to_string(lDescriptor);
+    File lFile(lPath.c_str(), lTextType);
+    PlainFile lPlain{lContent, 0};
+    if (!lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ))
+    {
+        std::abort();
+    }
+    File lCopy("", 0);
+    for (std::size_t lIndex = 0; lIndex < lCalls; ++lIndex)
+    {
+        if (lIndex == 2 && npData[0] >= 224) // from here on the descriptor is shared, and never ahead
+        {
+            npData[3] % 64 < 32 ? lCopy = lFile : lCopy = File(lFile);
+            if (lCopy.position() != lPlain.position())
+            {
+                std::abort();
+            }
+        }
+        TextCall const lCall = callOf(lpCalls + 4 * lIndex, lContent);
+        std::string const lExpected = outcomeOf(lCall, PlainReader(lPlain, lTextType), lPlain);
+        std::string const lOutcome = outcomeOf(lCall, RealReader{lFile}, lFile);
+        if (lOutcome != lExpected || (lCopy.isOpened() && lCopy.position() != lPlain.position()))
+        {
+            std::fprintf(stderr, "type %d, call %zu\n%s\n%s\n", lTextType, lIndex, lExpected.c_str(), lOutcome.c_str());
+            std::abort();
+        }
+    }
+    return 0;
+}

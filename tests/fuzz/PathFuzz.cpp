@@ -1,0 +1,139 @@
+// Arbitrary bytes as a path: its parts against a plain string's. Bytes that are no UTF-8 need only come to an end.
+#include "UtlFile.h"
+#include "internal/base/UtlSystemCalls.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+using namespace utl;
+
+namespace
+{
+
+/// A part; none where the function gives false.
+using Part = std::optional<std::string>;
+
+void trimRight(std::string& nText)
+{
+    nText.erase(nText.find_last_not_of('/') + 1);
+}
+
+/// The parts of a path, by the rules alone.
+struct Plain
+{
+    explicit Plain(std::string const& nPath)
+        : mPath(nPath)
+    {
+        std::replace(mPath.begin(), mPath.end(), '\\', '/');
+        mNormalised = mPath;
+        mIsValid = mPath.size() < FILE_PATH_MAX && mPath.find("//") == std::string::npos;
+        trimRight(mPath);
+        mIsValid = mIsValid && !mPath.empty();
+    }
+
+    Part fileName(bool nWithoutExtension) const
+    {
+        std::string const lName = mPath.substr(mPath.rfind('/') + 1);
+        return mIsValid ? Part(nWithoutExtension ? lName.substr(0, lName.rfind('.')) : lName) : Part();
+    }
+
+    Part directory() const
+    {
+        std::string lDirectory = mPath.substr(0, mPath.rfind('/') + 1);
+        trimRight(lDirectory);
+        return mIsValid ? Part(lDirectory) : Part();
+    }
+
+    Part extension() const
+    {
+        Part const lName = fileName(false);
+        std::size_t const lDot = lName ? lName->rfind('.') : std::string::npos;
+        return lName ? Part(lDot == std::string::npos ? "" : lName->substr(lDot + 1)) : Part();
+    }
+
+    Part volume() const
+    {
+        std::size_t const lStart = !mPath.empty() && mPath[0] == '/' ? 1 : 0;
+        return mIsValid ? Part(mPath.substr(lStart, mPath.find('/', lStart) - lStart)) : Part();
+    }
+
+    std::string mPath;
+    std::string mNormalised;
+    bool mIsValid = false;
+};
+
+bool isUtf8(std::string const& nText)
+{
+    char const* lpAt = nText.c_str();
+    unsigned int lSize = 0;
+    while (*lpAt != 0 && (lSize = t_charlen(lpAt, nullptr)) != STR_ERROR)
+    {
+        lpAt += lSize;
+    }
+    return *lpAt == 0;
+}
+
+/// Into memory of exactly nRoom bytes.
+template <class Extract>
+void check(char const* npWhat, Part const& nExpected, bool nIsUtf8, unsigned int nRoom, Extract nExtract)
+{
+    std::vector<char> lDst(std::max(1U, nRoom), '#');
+    bool const lIsStored = nExtract(lDst.data(), nRoom);
+    bool const lExpected = nExpected && nExpected->size() < nRoom;
+    if (nIsUtf8 && (lIsStored != lExpected || (lIsStored && *nExpected != lDst.data())))
+    {
+        std::fprintf(stderr, "%s with room %u: %d \"%.*s\", expected %d \"%s\"\n", npWhat, nRoom, lIsStored ? 1 : 0,
+                     static_cast<int>(lDst.size()), lDst.data(), lExpected ? 1 : 0,
+                     nExpected ? nExpected->c_str() : "");
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nSize)
+{
+    if (nSize < 1)
+    {
+        return 0;
+    }
+    // A File syncs its directory in the end, whatever that is here.
+    internal::gSystem.mOpen.exchange([](char const*, int, mode_t) { return -1; });
+    unsigned int const lRoom = npData[0] < 64 ? npData[0] : 300U;
+    std::string const lText(std::string(reinterpret_cast<char const*>(npData + 1), nSize - 1).c_str());
+    char const* const lpPath = lText.c_str();
+    Plain const lPlain(lText);
+    bool const lIsUtf8 = isUtf8(lText);
+    File const lFile(lpPath, 0);
+    check("name", lPlain.fileName(false), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return File::extractFileName(npDst, nRoom, lpPath, 0); });
+    check("name without extension", lPlain.fileName(true), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return File::extractFileName(npDst, nRoom, lpPath, 1); });
+    check("directory", lPlain.directory(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return File::extractDirectoryPath(npDst, nRoom, lpPath); });
+    check("directory of the object", lPlain.directory(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getDirectoryPath(npDst, nRoom); });
+    check("extension", lPlain.extension(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return File::extractExtension(npDst, nRoom, lpPath); });
+    check("extension of the object", lPlain.extension(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getExtension(npDst, nRoom); });
+    check("volume", lPlain.volume(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return File::extractVolumeName(npDst, nRoom, lpPath); });
+    check("volume of the object", lPlain.volume(), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getVolumeName(npDst, nRoom); });
+    check("path", lPlain.mNormalised, lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int nRoom) { return lFile.getPath(npDst, nRoom); });
+    check("name of the object", lPlain.fileName(false), lIsUtf8, lRoom,
+          [&](char* npDst, unsigned int)
+          {
+              BasicString<char> lOut(lRoom, 0);
+              return lFile.getFileName(&lOut, 0) && lRoom != 0 &&
+                     copyStrBase<char>(npDst, lRoom, lOut.c_str(), STR_ALL, 0) != STR_ERROR;
+          });
+    return 0;
+}

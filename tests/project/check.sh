@@ -90,6 +90,32 @@ safety() {
     ' "$1"/include/*.h
 }
 
+# floors SOURCE_DIR: includes go downwards only, by tests/project/floors.txt.
+floors() {
+    (cd "$1" && grep -E '^#include "(.*/)?Utl' include/*.h source/*.cpp source/internal/*/* source/tables/*.cpp) |
+        sed -E 's#^(.*/)?Utl([A-Za-z0-9]*)\.([a-z]*):.include "(.*/)?Utl([A-Za-z0-9]*)\.h"$#\2 \3 \5#' |
+        awk -v Order="$1/tests/project/floors.txt" '
+            BEGIN {
+                while ((getline lLine < Order) > 0) {
+                    if (lLine ~ /^#/) continue
+                    ++lFloor
+                    for (i = split(lLine, lNames, " "); i > 0; --i) { floors[lNames[i]] = lFloor; places[lNames[i]] = i }
+                }
+            }
+            function known(nName) { # the longest name that it begins with
+                while (nName != "" && !(nName in floors)) nName = substr(nName, 1, length(nName) - 1)
+                return nName
+            }
+            {
+                lFrom = known($1); lTo = known($NF)
+                if (NF < 3) next # Utl.h includes all
+                if (lFrom == "" || lTo == "") print "not in tests/project/floors.txt: " (lFrom == "" ? $1 : $3)
+                else if (floors[lFrom] < floors[lTo] ||
+                         $2 == "h" && lFrom != lTo && floors[lFrom] == floors[lTo] && places[lFrom] < places[lTo])
+                    print "Utl" $1 "." $2 " includes upwards: Utl" $3 ".h"
+            }'
+}
+
 # soname READELF LIBRARY NAME: the name that programs will look for.
 soname() {
     "$1" -d "$2" | grep SONAME | grep -qF "[$3]" || echo "$2 has not the SONAME $3"
@@ -124,8 +150,8 @@ calls() {
                 for (lName in known)
                     if (lName == $1 || (lName ~ /[*]$/ && index($1, substr(lName, 1, length(lName) - 1)) == 1)) next
                 print "a call that nothing is known of: " $1
-                print "  Can it fail? Then make it an entry of gSystem (source/internal/UtlSystemCalls), inject it in"
-                print "  proof/UtlFaultProof.cpp and list it as injected in " List "; otherwise list it with the reason."
+                print "  Can it fail? Then make it an entry of gSystem (source/internal/base/UtlSystemCalls), inject it in"
+                print "  tests/proof/UtlFaultProof.cpp and list it as injected in " List "; otherwise list it with the reason."
             }
             END { if (NR == 0) print "the library calls nothing: is this check right?" }'
 }

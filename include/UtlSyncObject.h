@@ -37,8 +37,8 @@ public:
     SyncObject(SyncObject const&) = delete;
     SyncObject& operator=(SyncObject const&) = delete;
 
-    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper. Tries 64 times, which takes
-    /// about a microsecond, before it sleeps.
+    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper. Tries four times, pausing
+    /// longer after each, a few microseconds together, before it sleeps.
     void lock() const override UTL_ACQUIRE();
 
     /// Result: true when the lock was free or the caller's already, one level deeper; false, at once, otherwise.

@@ -1,7 +1,28 @@
+// A recursive lock of the platform's, which tries for a moment before it sleeps.
 #include "UtlSyncObject.h"
 
 namespace utl
 {
+
+namespace
+{
+
+/// Leaves the lock alone for a while, so that its owner can do several things without losing the memory that it lies in.
+void stayAway(int nPauses)
+{
+    for (int lPause = 0; lPause < nPauses; ++lPause)
+    {
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#elif defined(__aarch64__) || (defined(__arm__) && __ARM_ARCH >= 7)
+        __asm__ __volatile__("yield");
+#else
+        __asm__ __volatile__("");
+#endif
+    }
+}
+
+} // namespace
 
 SyncObject::SyncObject()
 {
@@ -19,17 +40,18 @@ SyncObject::~SyncObject()
 
 void SyncObject::lock() const UTL_NO_THREAD_SAFETY_ANALYSIS
 {
-    // Most locks of the library are held for some ten nanoseconds: a short, bounded try is cheaper than going to
-    // sleep, and the bound is below the cost of one sleep where there is no second processor.
-    int const MAX_TRIES = 64;
-    for (int lTry = 0; lTry < MAX_TRIES; ++lTry)
+    // Most locks of the library are held for some ten nanoseconds: a few tries, further and further apart, are cheaper
+    // than going to sleep, and take less than one sleep where there is no second processor.
+    int const LAST_PAUSES = 256;
+    for (int lPauses = 64; pthread_mutex_trylock(&mMutex) != 0; lPauses *= 2)
     {
-        if (pthread_mutex_trylock(&mMutex) == 0)
+        if (lPauses > LAST_PAUSES)
         {
+            pthread_mutex_lock(&mMutex);
             return;
         }
+        stayAway(lPauses);
     }
-    pthread_mutex_lock(&mMutex);
 }
 
 bool SyncObject::tryLock() const UTL_NO_THREAD_SAFETY_ANALYSIS

@@ -1,8 +1,9 @@
 #!/bin/sh
 # The long form of the proofs:  scripts/proof.sh [MINUTES]
-#   Races by the hundred thousand at full speed and under the race checks; ten million messages on 32-bit ARM and a
-#   million under the race checks, each accounted for; every test that keeps time, and the races, across an uptime of
-#   2^31 ms, 2^32 ms and 2^31 s; waits and timers under a wall clock that steps by years.
+#   Every call fails once wherever it is used; races by the hundred thousand at full speed and by the ten thousand under
+#   the race checks; ten million messages at full speed and on 32-bit ARM, a million under the race checks, each accounted
+#   for; every test that keeps time, and the races, across an uptime of 2^31 ms, 2^32 ms and 2^31 s; waits and timers under
+#   a wall clock that steps by years.
 # MINUTES, 60 by default, scales the counts; a busy machine takes longer. Needs root for time namespaces.
 set -eu
 
@@ -34,7 +35,7 @@ trap verdict EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-step() { lStep=$*; echo "== $*"; }
+step() { lStep=$*; printf '== %4d s: %s\n' $(($(date +%s) - lStart)) "$*"; }
 
 # Runs a program of a build as its test presets do.
 lInside= # in front of its command: a namespace
@@ -73,15 +74,23 @@ for lPreset in release tsan armhf; do
     step "build $lPreset"
     cmake --preset $lPreset >/dev/null
     lTargets="UtlRaceProof UtlClockProof"
+    [ $lPreset != release ] || lTargets="$lTargets utl UtlFaultProof"
     [ $lPreset = tsan ] || lTargets="$lTargets $lTimeTests"
     # shellcheck disable=SC2086 # a list of words
     nice cmake --build --preset $lPreset --parallel "$lJobs" --target $lTargets
 done
 
-for lPreset in release tsan; do
-    step "races, $lPreset"
-    run $lPreset tests/proof/UtlRaceProof all $lOverlaps
-done
+echo "library: $(git describe --always --dirty 2>/dev/null || echo 'no version control'), $(sha256sum <build/release/libutl.so)"
+
+step "every fault"
+run release tests/proof/UtlFaultProof --table >"$lWork/faults"
+grep -E '^[0-9,]+ faults' "$lWork/faults" || tail -n 3 "$lWork/faults"
+step "races, full speed"
+run release tests/proof/UtlRaceProof all $lOverlaps
+step "races, race checks"
+run tsan tests/proof/UtlRaceProof all $((lOverlaps / 10))
+step "account, full speed"
+run release tests/proof/UtlRaceProof account $lMessages
 step "account, 32-bit ARM"
 run armhf tests/proof/UtlRaceProof account $lMessages
 step "account, race checks"

@@ -1,3 +1,4 @@
+// The log's lines: filter, stamp, levels and the road to the system log, the console and a caller's sink.
 #include "UtlApplog.h"
 
 #include "UtlMap.h"

@@ -1,3 +1,4 @@
+// The string class, on the string primitives.
 #include "UtlBasicString.h"
 
 #include <algorithm>

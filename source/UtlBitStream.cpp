@@ -1,3 +1,4 @@
+// Bits read from and written to a buffer, the most significant first.
 #include "UtlBitStream.h"
 
 #include <algorithm>

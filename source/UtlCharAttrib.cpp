@@ -1,3 +1,4 @@
+// Character classes: the tables as they are exported, and the index in front of them.
 #include "UtlCharAttrib.h"
 
 #include <array>

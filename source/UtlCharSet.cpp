@@ -1,3 +1,4 @@
+// Conversions of text: which reader and writer serve which pair of encodings.
 #include "UtlCharSet.h"
 
 #include <cstring>

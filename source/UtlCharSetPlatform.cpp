@@ -1,3 +1,4 @@
+// Wide characters: the process's own converters if it has some, else ours.
 #include "internal/text/UtlCharSetPlatform.h"
 
 #include "UtlCharSet.h"

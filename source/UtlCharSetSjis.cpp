@@ -1,3 +1,4 @@
+// Shift-JIS to the other encodings and back, by the two code tables.
 #include "internal/text/UtlCharOutput.h"
 
 namespace utl

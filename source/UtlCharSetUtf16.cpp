@@ -1,3 +1,4 @@
+// UTF-16 to UTF-8 and back.
 #include "internal/text/UtlCharOutput.h"
 
 namespace utl

@@ -1,3 +1,4 @@
+// Folds between full and half width and between cases, comparison without case, numbers in text.
 #include "UtlConvertAttrib.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// An event to wait for: a condition with a flag, on the monotonic clock.
 #include "UtlEvent.h"
 
 #include "UtlApplog.h"

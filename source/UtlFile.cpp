@@ -1,3 +1,4 @@
+// An open file: opening, reading, writing, seeking, locking, closing.
 #include "UtlFile.h"
 
 #include "UtlApplog.h"

@@ -1,3 +1,4 @@
+// Paths as text: their parts, and the calls of a file that give them.
 #include "UtlFile.h"
 
 #include "UtlConvertAttrib.h"

@@ -1,3 +1,4 @@
+// Files and directories by name: creating, copying, moving, removing, listing, modes.
 #include "UtlFile.h"
 
 #include "UtlApplog.h"

@@ -1,3 +1,4 @@
+// Heap accounting: what is allocated, by thread.
 #include "UtlMemory.h"
 
 #include "UtlMap.h"

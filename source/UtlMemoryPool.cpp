@@ -1,3 +1,4 @@
+// Fixed blocks from memory that is had once.
 #include "UtlMemoryPool.h"
 
 #include "UtlApplog.h"

@@ -1,3 +1,4 @@
+// Messages of the library's own, and how they are written into an image.
 #include "UtlMsg.h"
 
 namespace utl

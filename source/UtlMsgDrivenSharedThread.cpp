@@ -1,3 +1,4 @@
+// One message thread that several listeners share.
 #include "UtlMsgDrivenSharedThread.h"
 
 #include "UtlApplog.h"

@@ -1,3 +1,4 @@
+// The texts of outcomes.
 #include "UtlOutcome.h"
 
 namespace utl

@@ -1,3 +1,4 @@
+// Copying, moving, filling and comparing memory.
 #include "UtlRawMemory.h"
 
 #include <cstring>

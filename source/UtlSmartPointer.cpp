@@ -1,3 +1,4 @@
+// The counter behind counted holders.
 #include "UtlSmartPointer.h"
 
 #include "UtlApplog.h"

@@ -1,3 +1,4 @@
+// Where a thread was when it last reported.
 #include "UtlStatementInfo.h"
 
 #include <cstring>

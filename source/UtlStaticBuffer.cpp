@@ -1,3 +1,4 @@
+// Scratch memory for a scope.
 #include "UtlStaticBuffer.h"
 
 #include "internal/base/UtlForkLocks.h"

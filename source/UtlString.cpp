@@ -1,3 +1,4 @@
+// String primitives: sizes of characters, lengths, copies.
 #include "UtlString.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// String primitives that search: characters, sets, texts, replacing.
 #include "internal/text/UtlStringSearch.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// A thread: its start through the registry, its stages, its stop.
 #include "UtlThread.h"
 
 #include "UtlThreadManager.h"

@@ -1,3 +1,4 @@
+// The thread registry: entries, numbers, names, priorities, and the reports to the watchdog.
 #include "UtlThreadManager.h"
 
 #include "UtlApplog.h"

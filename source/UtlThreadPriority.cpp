@@ -1,3 +1,4 @@
+// Priorities, and the nice values that they stand for.
 #include "UtlThreadPriority.h"
 
 namespace utl

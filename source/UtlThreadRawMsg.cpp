@@ -1,3 +1,4 @@
+// The image of a message: values in, values out.
 #include "UtlThreadRawMsg.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The software watchdog: its table, its thread and its judgement.
 #include "UtlThreadWatchdog.h"
 
 #include "UtlApplog.h"

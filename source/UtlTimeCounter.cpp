@@ -1,3 +1,4 @@
+// Elapsed time: the tick of the monotonic clock, and counters by number.
 #include "UtlTimeCounter.h"
 
 #include "UtlApplog.h"

@@ -1,3 +1,4 @@
+// Calendar time, its texts, and the two clocks of the system.
 #include "UtlTimepiece.h"
 
 #include "UtlConvertAttrib.h"

@@ -1,3 +1,4 @@
+// One timer with a thread of its own.
 #include "UtlTimer.h"
 
 namespace utl

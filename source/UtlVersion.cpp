@@ -1,3 +1,4 @@
+// The version of the library that runs.
 #include "UtlVersion.h"
 
 namespace utl

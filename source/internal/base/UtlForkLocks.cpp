@@ -1,3 +1,4 @@
+// Locks that a child of fork finds free.
 #include "internal/base/UtlForkLocks.h"
 
 #include "internal/base/UtlImmortal.h"

@@ -1,3 +1,4 @@
+// The system calls as they are outside tests.
 #include "internal/base/UtlSystemCalls.h"
 
 #include <cstdio>

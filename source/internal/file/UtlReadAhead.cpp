@@ -1,3 +1,4 @@
+// What has been read of a file ahead of its caller.
 #include "internal/file/UtlReadAhead.h"
 
 #include "internal/file/UtlFileCalls.h"

@@ -1,3 +1,4 @@
+// UTF-8 text walked a machine word at a time.
 #include "internal/text/UtlUtf8.h"
 
 #include <cstdint>

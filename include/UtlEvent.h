@@ -39,12 +39,23 @@ public:
     /// Waits until the flag is up, not at all where it is. Result: 0, TIMED_OUT or FAILED.
     ///
     /// With a limit, a wake-up that finds the flag down again is logged as a detail and waited on for the rest.
-    /// Caution: without a limit the first wake-up ends the wait with 0, also where the flag is down again by then or
-    /// the system woke the thread for nothing; check isOn() where that matters.
+    /// Caution: without a limit the first wake-up ends the wait with 0, even if the flag is down again by then or the
+    /// system woke the thread for nothing; waitUntilOn() goes on waiting.
     /// Caution: a limit of 2147483648 or more is a negative number to the clock: TIMED_OUT or FAILED at once.
     int waitToOn(unsigned int nTimeoutMs) const;
 
-    /// The same until the flag is down. On a one-sided event FAILED at once.
+    /// The same, but without a limit a wake-up that finds the flag down is waited on, too.
+    int waitUntilOn(unsigned int nTimeoutMs) const
+    {
+        int lResult = 0;
+        do
+        {
+            lResult = waitToOn(nTimeoutMs);
+        } while (lResult == 0 && nTimeoutMs == 0 && isOff());
+        return lResult;
+    }
+
+    /// As waitToOn(), until the flag is down. On a one-sided event FAILED at once.
     int waitToOff(unsigned int nTimeoutMs) const;
 
 private:

@@ -5,7 +5,9 @@
 #include "UtlMacros.h"
 #include "UtlSyncObject.h"
 
+#include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace utl
 {
@@ -259,6 +261,16 @@ public:
 
     explicit operator bool() const { return this->get() != nullptr; } ///< Holds something.
 };
+
+/// A new object in a holder. If memory runs out, for the object or for its counter, neither is left. Safety: as SmartPointer.
+template <class T, class... A>
+SmartPointer<T> makeSmart(A&&... nArguments)
+{
+    auto lpObject = std::make_unique<T>(std::forward<A>(nArguments)...);
+    SmartPointer<T> lpHolder(lpObject.get());
+    lpObject.release();
+    return lpHolder;
+}
 
 /// Two holders of the same object, or of none. Safety: as SmartPointer.
 template <class T, class D>

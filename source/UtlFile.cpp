@@ -2,7 +2,6 @@
 #include "UtlFile.h"
 
 #include "UtlApplog.h"
-#include "internal/base/UtlMakeSmart.h"
 #include "internal/file/UtlFileCalls.h"
 #include "internal/file/UtlReadAhead.h"
 
@@ -206,8 +205,7 @@ bool File::open(int nOpenMode, int nAccessMode)
     {
         return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
     }
-    SmartPointer<internal::ReadAhead> const lpReadAhead =
-        internal::makeSmart<internal::ReadAhead>(lHandle.get(), lIsWriting);
+    SmartPointer<internal::ReadAhead> const lpReadAhead = makeSmart<internal::ReadAhead>(lHandle.get(), lIsWriting);
     lHandle.moveTo(mHandle);
     mpReadAhead = lpReadAhead;
     return true;

@@ -82,7 +82,7 @@ SharedTimer::SharedTimer(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTi
     if (hasDone(STAGE_STARTED))
     {
         // Until the thread has found its execute(): a subclass's constructor is about to change the virtual table.
-        internal::waitUntilOn(mpImpl->mLoopEvent, 0);
+        mpImpl->mLoopEvent.waitUntilOn(0);
     }
 }
 

@@ -3,7 +3,6 @@
 
 #include "UtlThreadManager.h"
 #include "internal/base/UtlSystemCalls.h"
-#include "internal/thread/UtlEventWait.h"
 
 #include <cerrno>
 #include <ctime>
@@ -41,7 +40,7 @@ void Thread::awaitEnd()
     {
         mHasRequestedStop = true;
         requestStop();
-        internal::waitUntilOn(*mpEndEvent, 0);
+        mpEndEvent->waitUntilOn(0);
     }
 }
 
@@ -144,9 +143,9 @@ int Thread::waitTo(int nStage, unsigned int nTimeoutMs)
     }
     if (lHasStarted && nStage == STAGE_DONE)
     {
-        return isInRegistry() ? internal::waitUntilOn(*mpEndEvent, nTimeoutMs) : -1;
+        return isInRegistry() ? mpEndEvent->waitUntilOn(nTimeoutMs) : -1;
     }
-    return internal::waitUntilOn(mStageEvents[nStage], nTimeoutMs);
+    return mStageEvents[nStage].waitUntilOn(nTimeoutMs);
 }
 
 bool Thread::getResult(unsigned int* npResult) const

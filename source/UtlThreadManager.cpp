@@ -6,10 +6,8 @@
 #include "internal/base/UtlHeapPort.h"
 #include "internal/base/UtlImmortal.h"
 #include "internal/base/UtlLogFileSink.h"
-#include "internal/base/UtlMakeSmart.h"
 #include "internal/base/UtlSystemCalls.h"
 #include "internal/thread/UtlBlockingCall.h"
-#include "internal/thread/UtlEventWait.h"
 #include "internal/thread/UtlWatchdogPort.h"
 
 #include <cerrno>
@@ -123,7 +121,7 @@ ThreadManager::ThreadEntry::ThreadEntry()
 }
 
 ThreadManager::ThreadEntry::ThreadEntry(char const* npName, ThreadPriority const& nPriority)
-    : mpName(internal::makeSmart<BasicString<char>>(npName, 0U, 0)),
+    : mpName(makeSmart<BasicString<char>>(npName, 0U, 0)),
       mPriority(nPriority)
 {
 }
@@ -280,7 +278,7 @@ Start ThreadManager::entryWithEvent(void (*npFunction)(void*), void* npArgument,
     StartRecord lRecord{this, npFunction, npArgument, nOptions.mPriority.OsValue(), {}, {}, npName, 0, 0};
     if (nOptions.mUseWatchdog)
     {
-        lRecord.mpToldEvent = internal::makeSmart<Event>(0, 0);
+        lRecord.mpToldEvent = makeSmart<Event>(0, 0);
     }
     Start const lStart = enterNew(lRecord, nOptions, npId, npEndEvent);
     if (*npId != 0)
@@ -306,7 +304,7 @@ Start ThreadManager::enterNew(StartRecord& nRecord, ThreadOptions const& nOption
     // All memory is taken before there is a thread: none runs that nobody knows because there was none left.
     auto lpHandle = std::make_unique<unsigned long>(0);
     ThreadEntry lEntry(nRecord.mpName, nOptions.mPriority);
-    lEntry.mpStopEvent = internal::makeSmart<Event>(0, 0);
+    lEntry.mpStopEvent = makeSmart<Event>(0, 0);
     lEntry.mpThreadHandle.set(lpHandle.get());
     nRecord.mpStopEvent = lEntry.mpStopEvent;
     Start const lStart = startLocked(nRecord, nOptions);
@@ -407,7 +405,7 @@ Start ThreadManager::startLocked(StartRecord& nRecord, ThreadOptions const& nOpt
                nRecord.mpName);
         return lError == EPERM ? Start::NOT_PERMITTED : lError == EINVAL ? Start::BAD_OPTION : Start::NO_THREAD;
     }
-    internal::waitUntilOn(mStartedEvent, 0); // the record must not go before the thread has done with it
+    mStartedEvent.waitUntilOn(0); // the record must not go before the thread has done with it
     mStartedEvent.setOff();
     return Start::DONE;
 }
@@ -452,7 +450,7 @@ void* ThreadManager::startThread(void* npRecord)
     lpManager->mStartedEvent.setOn(); // the record is entry()'s again
     if (lpToldEvent.get() != nullptr)
     {
-        internal::waitUntilOn(*lpToldEvent, 0); // the function may start the watch with its first line
+        lpToldEvent->waitUntilOn(0); // the function may start the watch with its first line
     }
 
     lpFunction(lpArgument);
@@ -652,7 +650,7 @@ int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 {
     // A share of its own: the entry may go while we wait.
     SmartPointer<Event> const lpStopEvent = stopEventOf(nId);
-    return lpStopEvent.get() != nullptr ? internal::waitUntilOn(*lpStopEvent, nTimeoutMs) : -1;
+    return lpStopEvent.get() != nullptr ? lpStopEvent->waitUntilOn(nTimeoutMs) : -1;
 }
 
 // ---------------------------------------------------------------------------------------------- the watchdog

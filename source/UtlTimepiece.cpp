@@ -3,8 +3,8 @@
 
 #include "UtlConvertAttrib.h"
 #include "UtlString.h"
-#include "internal/base/UtlConstInit.h"
 #include "internal/base/UtlForkLocks.h"
+#include "internal/base/UtlImmortal.h"
 #include "internal/base/UtlSystemCalls.h"
 #include "internal/thread/UtlBlockingCall.h"
 

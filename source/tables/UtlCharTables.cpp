@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "internal/base/UtlConstInit.h"
+#include "internal/base/UtlImmortal.h"
 #include "tables/UtlCharRows.h"
 
 namespace utl

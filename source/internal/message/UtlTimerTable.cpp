@@ -2,7 +2,6 @@
 #include "internal/message/UtlTimerTable.h"
 
 #include "UtlApplog.h"
-#include "internal/base/UtlMakeSmart.h"
 #include "internal/base/UtlSystemCalls.h"
 #include "internal/thread/UtlBlockingCall.h"
 

@@ -3,7 +3,6 @@
 #define UTL_TIMER_WAITERS_H
 
 #include "UtlEvent.h"
-#include "internal/thread/UtlEventWait.h"
 
 namespace utl::internal
 {
@@ -25,7 +24,7 @@ struct TimerWaiter
     {
     }
 
-    void wait() { waitUntilOn(mEvent, 0); }
+    void wait() { mEvent.waitUntilOn(0); }
 
     TimerFate const mFate;
     int mTimerId = -1;

@@ -441,7 +441,6 @@ TEST(MsgDrivenThread, HeadThatCannotBeDispatchedIsTriedAgainWithItsLike)
     EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 1; }));
     EXPECT_TRUE(Peer::sleeps(lThread));
     EXPECT_TRUE(lThread.postMsg(B));
-    EXPECT_TRUE(waitUntil([&] { return lReads.calls() == 2; }));
     EXPECT_TRUE(Peer::sleeps(lThread));
     EXPECT_EQ(Ids{}, lThread.ids());
     EXPECT_EQ(Lines{"<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x00000001 !!!!!!!!"}, lLog.lines());

@@ -1,11 +1,12 @@
-// Lines of ten megabytes of Japanese text in each encoding, beside fgets() with iconv() and plain fgets(); a key that
-// stands at the end of them, beside read() with memmem(); a copy of 100 MB beside a plain loop; a directory of 10,000
-// entries beside readdir(). Then the system calls that a line costs, read or logged.
+// Lines of ten megabytes of Japanese text in each encoding, beside fgets() with iconv() and plain fgets(); the loop of
+// Lines beside readLine(); a key that stands at the end of them, beside read() with memmem(); a copy of 100 MB beside a
+// plain loop; a directory of 10,000 entries beside readdir(). Then the system calls that a line costs, read or logged.
 //
 // The files are in memory where the machine has /dev/shm: the medium is not what is measured.
 #include "UtlApplog.h"
 #include "UtlCharSet.h"
 #include "UtlFile.h"
+#include "UtlLines.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -138,6 +139,18 @@ void readByUtl(Encoding const& nEncoding)
         benchmark::DoNotOptimize(lLine);
     }
     check(lFile.availableSize() == 0, "stopped before the end");
+}
+
+void readByLoop(Encoding const& nEncoding)
+{
+    utl::Lines lLines(openFile(nEncoding));
+    unsigned int lCount = 0;
+    for (utl::Line const& lLine : lLines)
+    {
+        benchmark::DoNotOptimize(lLine.mText.data());
+        ++lCount;
+    }
+    check(lCount == gLines[&nEncoding - ENCODINGS] + 1, "a wrong number of lines");
 }
 
 /// What fgets() is for UTF-16, which it cannot read: lines out of blocks. Result: false at the end of the file.
@@ -404,6 +417,8 @@ int main(int argc, char** argv)
         add("Line" + lGroup + "ToIconv/floorFgetsIconv", readByIconv, lEncoding);
         add("Line" + lGroup + "ToFgets/utl", readByUtl, lEncoding);
         add("Line" + lGroup + "ToFgets/floorFgets", readPlainly, lEncoding);
+        add("Loop" + lGroup + "ToReadLine/utl", readByLoop, lEncoding);
+        add("Loop" + lGroup + "ToReadLine/floorReadLine", readByUtl, lEncoding);
     }
     makeFilesToCopyAndList();
     ::sync();

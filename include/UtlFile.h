@@ -304,6 +304,7 @@ public:
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
     bool setTextType(int nTextType); ///< FILE_TEXT_...; false for another value, with nothing changed.
+    int textType() const { return mTextType; }
 
     /// Bytes of a line end that begins at the position, which stays: 2 for CR LF, 1 for CR or LF, 0 at the end of the
     /// file and where it is not open, -1 for anything else and a failed read. Not for UTF-16.
@@ -383,6 +384,8 @@ public:
     long long seekKey(char const* npKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode);
 
 private:
+    friend class Lines; // reads as the text functions do
+
     /// Moves the descriptor to where the caller stands and drops what was read ahead. First step of all that
     /// moves the position or writes, except the text functions.
     /// Result: false, and still ahead, where the seek failed.

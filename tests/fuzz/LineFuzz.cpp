@@ -1,10 +1,12 @@
 // Arbitrary bytes as a text file: the text functions against the slow and obvious reader, after the same calls with the
-// same results, destinations and positions. Short reads, so that a few bytes are many pieces read ahead.
+// same results, destinations and positions; then the loop over all that is left. Short reads, so that a few bytes are many
+// pieces read ahead.
 //
 // The input: text type and how the file is made of bytes, bytes given by a read (0: all; more with a long run in front),
 // length of a run of 'x' in front, number of calls of four bytes, the calls, the file.
 #include "UtlApplog.h"
 #include "internal/base/UtlSystemCalls.h"
+#include "reference/PlainLines.h"
 #include "reference/PlainTextReader.h"
 
 #include <algorithm>
@@ -139,6 +141,14 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
             std::fprintf(stderr, "type %d, call %zu\n%s\n%s\n", lTextType, lIndex, lExpected.c_str(), lOutcome.c_str());
             std::abort();
         }
+    }
+    if (npData[3] % 4 == 0)
+    {
+        lFile.seek(0, FILE_SEEK_BEGIN);
+    }
+    if (lContent.size() < 600 || npData[1] % 32 == 0) // the slow way is slow
+    {
+        compareLines(lFile, lContent, npData[3] < 128 ? 5 + npData[3] % 32 : LINE_CAPACITY);
     }
     return 0;
 }

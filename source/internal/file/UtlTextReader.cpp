@@ -3,7 +3,6 @@
 
 #include "UtlApplog.h"
 #include "internal/file/UtlFileCalls.h"
-#include "internal/text/UtlCodeTables.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,70 +13,9 @@ namespace utl::internal
 namespace
 {
 
-constexpr unsigned int LOOKAHEAD = 6;        // bytes that tell any character
 constexpr unsigned int KEPT_LINE_MAX = 8192; // a longer line cannot be read, so its start need not be kept
 
-// --- The characters of a line. Each encoding tells the size of the next one and what it means for the line end ---
-
-enum class Kind
-{
-    TEXT,    // ends a run of CR
-    NEUTRAL, // malformed bytes and marks: do not even end a run of CR
-    CR,
-    LF
-};
-
-struct Char
-{
-    unsigned int mSize;
-    Kind mKind;
-};
-
-Kind kindOf(unsigned int nUnit)
-{
-    return nUnit == '\n' ? Kind::LF : nUnit == '\r' ? Kind::CR : Kind::TEXT;
-}
-
-struct SjisChars
-{
-    static constexpr unsigned int MIN_SIZE = 1;
-
-    static Char next(unsigned char const* npChar)
-    {
-        return isSjisLead(*npChar) ? Char{2, Kind::TEXT} : Char{1, kindOf(*npChar)};
-    }
-};
-
-struct Utf8Chars
-{
-    static constexpr unsigned int MIN_SIZE = 1;
-
-    static Char next(unsigned char const* npChar)
-    {
-        if (*npChar < 0x80)
-        {
-            return {1, *npChar == 0 ? Kind::NEUTRAL : kindOf(*npChar)};
-        }
-        unsigned int const lSize = charSize(npChar);
-        return {isSize(lSize) ? lSize : 1, isSize(lSize) && !isMark(npChar) ? Kind::TEXT : Kind::NEUTRAL};
-    }
-};
-
-template <bool IS_BIG_ENDIAN>
-struct Utf16Chars
-{
-    static constexpr unsigned int MIN_SIZE = 2;
-
-    static Char next(unsigned char const* npChar)
-    {
-        unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(npChar);
-        if (isLikely(lUnit > '\r' && lUnit < 0xFEFF))
-        {
-            return {2, Kind::TEXT};
-        }
-        return {2, lUnit == 0xFEFF || lUnit == 0xFFFE ? Kind::NEUTRAL : kindOf(lUnit)};
-    }
-};
+// --- The measure of a line ---
 
 /// Walks on from npFrom while nAhead bytes are left before npEnd. Result: where the walk stopped.
 template <class Chars>
@@ -102,136 +40,6 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
     nLine.mSize = static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), Line::SIZE_MAX_TOLD));
     nLine.mEolSize = std::min(lEolSize, nLine.mSize);
     return lpAt;
-}
-
-// --- Usual lines: the end found, the text converted and checked in one pass ---
-
-/// Where a walk over a usual line stopped: at its LF, or null.
-struct UsualWalk
-{
-    unsigned char const* mpLf;
-    char* mpTextEnd; // of what was converted
-};
-
-/// Bytes of CR at the end of a text, which are as many characters.
-unsigned int trailingCrs(char const* npBegin, char const* npEnd)
-{
-    char const* lpAt = npEnd;
-    while (lpAt != npBegin && lpAt[-1] == '\r')
-    {
-        --lpAt;
-    }
-    return static_cast<unsigned int>(npEnd - lpAt);
-}
-
-UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
-{
-    while (npAt < npEnd)
-    {
-        unsigned char const lByte = *npAt;
-        if (isLikely(isSjisLead(lByte)))
-        {
-            unsigned int const lUnit = unitOfSjis(lByte, npAt[1]);
-            if (isLikely(lUnit >= 0x800))
-            {
-                storeUtf8AndOneMore(npText, lUnit);
-                npText += 3;
-            }
-            else if (lUnit != 0)
-            {
-                storeUtf8(npText, lUnit, 2);
-                npText += 2;
-            }
-            else
-            {
-                break;
-            }
-            npAt += 2;
-        }
-        else if (lByte < 0x80)
-        {
-            if (lByte == '\n' || lByte == 0)
-            {
-                return {lByte == '\n' ? npAt : nullptr, npText};
-            }
-            *npText++ = static_cast<char>(lByte);
-            ++npAt;
-        }
-        else if (isSjisKana(lByte))
-        {
-            storeUtf8AndOneMore(npText, unitOfSjisKana(lByte));
-            npText += 3;
-            ++npAt;
-        }
-        else
-        {
-            break;
-        }
-    }
-    return {nullptr, npText};
-}
-
-template <bool IS_BIG_ENDIAN>
-UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
-{
-    unsigned char const* const lpEnd = npEnd - (npEnd - npAt) % 2;
-    while (npAt != lpEnd)
-    {
-        unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(npAt);
-        unsigned int lSize = usualUnitSize(lUnit);
-        if (isLikely(lSize != 0 && lUnit > '\n'))
-        {
-            storeUsualUnit(npText, lUnit, lSize);
-        }
-        else if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE)
-        {
-            return {lUnit == '\n' ? npAt : nullptr, npText};
-        }
-        else
-        {
-            lSize = utf8Size(lUnit);
-            storeUtf8(npText, lUnit, lSize);
-        }
-        npText += lSize;
-        npAt += 2;
-    }
-    return {nullptr, npText};
-}
-
-/// Result: the text, its bytes in the file and, in nSize, those with its line end; no text for an unusual line.
-Piece usualUtf8(unsigned char const* npFrom, unsigned char const* npEnd, unsigned int& nSize)
-{
-    unsigned char const* const lpLf = wellFormedLineEnd(npFrom, npEnd);
-    if (lpLf == npEnd || *lpLf != '\n')
-    {
-        return {};
-    }
-    char const* const lpText = reinterpret_cast<char const*>(npFrom);
-    unsigned int const lWalked = static_cast<unsigned int>(lpLf - npFrom);
-    unsigned int const lSrcBytes = lWalked - trailingCrs(lpText, lpText + lWalked);
-    if (lSrcBytes >= 3 && isMark(npFrom + lSrcBytes - 3)) // does not end a run of CR
-    {
-        return {};
-    }
-    nSize = lWalked + 1;
-    unsigned int const lMark = lSrcBytes >= 3 && isMark(npFrom) ? 3 : 0;
-    return {lpText + lMark, lSrcBytes - lMark, lSrcBytes - lMark + 1, lSrcBytes};
-}
-
-template <unsigned int UNIT, class Walk>
-Piece usualConverted(unsigned char const* npFrom, unsigned char const* npEnd, char* npText, unsigned int& nSize,
-                     Walk nWalk)
-{
-    UsualWalk const lWalk = nWalk(npFrom, std::min(npEnd, npFrom + FILE_TEXT_CHUNK_MAX), npText);
-    if (lWalk.mpLf == nullptr)
-    {
-        return {};
-    }
-    unsigned int const lWalked = static_cast<unsigned int>(lWalk.mpLf - npFrom);
-    unsigned int const lCrs = trailingCrs(npText, lWalk.mpTextEnd);
-    unsigned int const lLength = static_cast<unsigned int>(lWalk.mpTextEnd - npText) - lCrs;
-    nSize = lWalked + UNIT;
-    return {npText, lLength, lLength + 1, lWalked - UNIT * lCrs};
 }
 
 // --- Pieces of text ---
@@ -362,33 +170,15 @@ int TextReader::require(unsigned int nCount)
 bool TextReader::takeUsualLine(int nTextType, unsigned int nDstSize, Piece& nText)
 {
     unsigned char const* const lpFrom = at(position());
-    unsigned char const* const lpEnd = at(end());
-    char* const lpRoom = mAhead.window().mText;
-    unsigned int lSize = 0;
-    switch (nTextType)
-    {
-    case FILE_TEXT_UTF8:
-        nText = usualUtf8(lpFrom, lpEnd, lSize);
-        break;
-    case FILE_TEXT_SJIS:
-        nText = usualConverted<1>(lpFrom, lpEnd, lpRoom, lSize, walkUsualSjis);
-        break;
-    case FILE_TEXT_UTF16_BE:
-        nText = usualConverted<2>(lpFrom, lpEnd, lpRoom, lSize, walkUsualUtf16<true>);
-        break;
-    case FILE_TEXT_UTF16_LE:
-        nText = usualConverted<2>(lpFrom, lpEnd, lpRoom, lSize, walkUsualUtf16<false>);
-        break;
-    default:
-        return false;
-    }
+    UsualLine const lLine = usualLine<false>(nTextType, lpFrom, at(end()), mAhead.window().mText);
+    nText = lLine.mText;
     unsigned int const lTerminator = isUtf16(nTextType) ? 2 : 1;
     if (nText.mpText == nullptr || nText.mSrcBytes >= FILE_TEXT_CHUNK_MAX || nDstSize < nText.mSrcBytes + lTerminator ||
         nDstSize <= nText.mLength)
     {
         return false;
     }
-    mAhead.setHere(position() + lSize);
+    mAhead.setHere(position() + (lLine.mpEnd - lpFrom));
     return true;
 }
 

@@ -3,6 +3,7 @@
 #define UTL_TEXT_READER_H
 
 #include "internal/file/UtlReadAhead.h"
+#include "internal/file/UtlTextWalk.h"
 
 #include <climits>
 
@@ -22,15 +23,6 @@ struct Line
     unsigned int mSize = 0;    // all of it
     unsigned int mEolSize = 0; // of the line end so far
     bool mIsEnded = false;     // the LF was found
-};
-
-/// A piece of a file as UTF-8.
-struct Piece
-{
-    char const* mpText = nullptr; // in the window, until the next call
-    unsigned int mLength = 0;     // of it, up to the first NUL
-    unsigned int mSize = 0;       // of all that was converted, with a terminator
-    unsigned int mSrcBytes = 0;   // of the file, without a line end
 };
 
 /// The use of an open file by one text function, on the caller's thread.
@@ -62,6 +54,9 @@ public:
 
     /// The byte of the window at a position.
     unsigned char* at(long long nPosition) { return mAhead.window().mBytes + (nPosition - mAhead.window().mStart); }
+
+    /// Room for one conversion.
+    char* room() { return mAhead.window().mText; }
 
     /// False with a message if the file refuses the position; it stays, or goes to the end of the file if a walk took
     /// it past that.

@@ -41,12 +41,37 @@ struct WordOfText
     Word mTailsDue; // tail bytes that the next word begins with
 };
 
+// What a walk stops at.
+enum class Stops
+{
+    MALFORMED,
+    MALFORMED_STRICTLY, // surrogates and what is above U+10FFFF too
+    LINE_END,           // NUL and LF too
+    LINE_END_STRICTLY   // all of these
+};
+
+constexpr bool isOfLine(Stops nStops)
+{
+    return nStops == Stops::LINE_END || nStops == Stops::LINE_END_STRICTLY;
+}
+
+constexpr bool isStrict(Stops nStops)
+{
+    return nStops == Stops::MALFORMED_STRICTLY || nStops == Stops::LINE_END_STRICTLY;
+}
+
+template <Stops STOPS>
 inline WordOfText lookAt(Word nWord, Word nTailsDue)
 {
     Word const lHigh = nWord & HIGH_BITS;
     Word const lTails = lHigh & ~(nWord << 1);
     Word const lLeads = lHigh & nWord << 1 & nWord << 2 & ~(nWord << 3);
-    Word const lOverlong = lLeads & ~(((nWord & everyByte(0x0F)) + everyByte(0x0F)) << 3);
+    Word const lNibbles = nWord & everyByte(0x0F);
+    Word lOverlong = lLeads & ~((lNibbles + everyByte(0x0F)) << 3); // E0
+    if (isStrict(STOPS))
+    {
+        lOverlong |= lLeads & ~(((lNibbles ^ everyByte(0x0D)) + everyByte(0x0F)) << 3); // ED
+    }
     Word const lDue = lLeads << 8 | lLeads << 16 | nTailsDue;
     return {(lHigh ^ lTails ^ lLeads) | lOverlong | (lDue ^ lTails), (nWord - everyByte(0x0B)) & ~nWord & HIGH_BITS,
             lLeads >> (WORD_BITS - 8) | lLeads >> (WORD_BITS - 16)};
@@ -65,20 +90,22 @@ inline unsigned int firstOf(Word nMarks)
            8;
 }
 
-template <bool IS_LINE>
-inline bool isStop(unsigned char nByte)
+template <Stops STOPS>
+inline bool isStop(unsigned char const* npChar, unsigned int nSize)
 {
-    return IS_LINE && (nByte == '\n' || nByte == 0);
+    return (isOfLine(STOPS) && (*npChar == '\n' || *npChar == 0)) ||
+           (isStrict(STOPS) && nSize >= 3 && isTooHigh(npChar[0], npChar[1]));
 }
 
 // Words of usual text. Result: the start of a character that is to be looked at by itself.
-template <bool IS_LINE>
+template <Stops STOPS>
 inline unsigned char const* walkWords(unsigned char const* npAt, unsigned char const* npEnd)
 {
+    constexpr bool IS_LINE = isOfLine(STOPS);
     Word lTailsDue = 0;
     while (static_cast<std::size_t>(npEnd - npAt) >= sizeof(Word))
     {
-        WordOfText const lLook = lookAt(wordAt(npAt), lTailsDue);
+        WordOfText const lLook = lookAt<STOPS>(wordAt(npAt), lTailsDue);
         if (!isLikely((lLook.mUnusual | (IS_LINE ? lLook.mControls : 0)) == 0))
         {
             unsigned int const lFirst = IS_LINE && lLook.mControls != 0 ? firstOf(lLook.mControls) : 0;
@@ -94,17 +121,17 @@ inline unsigned char const* walkWords(unsigned char const* npAt, unsigned char c
     return npAt - (lTailsDue == 0 ? 0 : lTailsDue < 0x100 ? 2 : 1); // back to the character that is not complete
 }
 
-template <bool IS_LINE>
+template <Stops STOPS>
 unsigned char const* walk(unsigned char const* npAt, unsigned char const* npEnd)
 {
     while (npAt < npEnd)
     {
-        npAt = walkWords<IS_LINE>(npAt, npEnd);
+        npAt = walkWords<STOPS>(npAt, npEnd);
         // A word's length by single characters, then words again.
         for (unsigned char const* const lpFrom = npAt; npAt < npEnd && npAt - lpFrom <= 8;)
         {
             unsigned int const lSize = charSize(npAt);
-            if (isStop<IS_LINE>(*npAt) || !isSize(lSize) || lSize > static_cast<std::size_t>(npEnd - npAt))
+            if (!isSize(lSize) || isStop<STOPS>(npAt, lSize) || lSize > static_cast<std::size_t>(npEnd - npAt))
             {
                 return npAt;
             }
@@ -133,12 +160,22 @@ unsigned int rareCharSize(unsigned char const* npChar)
 
 unsigned char const* wellFormedEnd(unsigned char const* npText, unsigned char const* npEnd)
 {
-    return walk<false>(npText, npEnd);
+    return walk<Stops::MALFORMED>(npText, npEnd);
+}
+
+unsigned char const* strictlyWellFormedEnd(unsigned char const* npText, unsigned char const* npEnd)
+{
+    return walk<Stops::MALFORMED_STRICTLY>(npText, npEnd);
 }
 
 unsigned char const* wellFormedLineEnd(unsigned char const* npText, unsigned char const* npEnd)
 {
-    return walk<true>(npText, npEnd);
+    return walk<Stops::LINE_END>(npText, npEnd);
+}
+
+unsigned char const* strictlyWellFormedLineEnd(unsigned char const* npText, unsigned char const* npEnd)
+{
+    return walk<Stops::LINE_END_STRICTLY>(npText, npEnd);
 }
 
 } // namespace utl::internal

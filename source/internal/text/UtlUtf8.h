@@ -70,6 +70,12 @@ inline bool isOverlong(unsigned char nLead, unsigned char nSecond)
     return nLead < 0xC2 || (nLead == 0xE0 && nSecond < 0xA0) || (nLead == 0xF0 && nSecond < 0x90);
 }
 
+/// Whether a character of three or four bytes is a surrogate or above U+10FFFF.
+inline bool isTooHigh(unsigned char nLead, unsigned char nSecond)
+{
+    return nLead > 0xF4 || (nLead == 0xED && nSecond >= 0xA0) || (nLead == 0xF4 && nSecond >= 0x90);
+}
+
 /// charSize() of what is neither ASCII nor a usual character of three bytes.
 unsigned int rareCharSize(unsigned char const* npChar);
 
@@ -94,10 +100,16 @@ inline std::uint32_t fourBytesAt(unsigned char const* npBytes)
     return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap32(lBytes) : lBytes;
 }
 
-/// Of fourBytesAt(): charSize() is 3 and the lead byte not E0.
+/// Of fourBytesAt(): a character of three bytes, with a lead byte of which every second byte is good: not E0 and ED.
 inline bool isUsualThree(std::uint32_t nBytes)
 {
-    return (nBytes & 0xC0C0F0U) == 0x8080E0U && (nBytes & 0x0FU) != 0;
+    return (nBytes & 0xC0C0F0U) == 0x8080E0U && (0xDFFEU >> (nBytes & 0x0FU) & 1U) != 0;
+}
+
+/// The character of two or three bytes, of which nBytes is fourBytesAt().
+inline unsigned int unitOfThree(std::uint32_t nBytes)
+{
+    return (nBytes & 0x0FU) << 12 | (nBytes >> 2 & 0xFC0U) | (nBytes >> 16 & 0x3FU);
 }
 
 /// Of a result of charSize(): whether there is a character.
@@ -169,8 +181,8 @@ unsigned int unitAt(unsigned char const* npBytes)
     return IS_BIG_ENDIAN ? npBytes[0] * 256U + npBytes[1] : npBytes[1] * 256U + npBytes[0];
 }
 
-/// By the upper eleven bits of a UTF-16 unit: its bytes in UTF-8 if it is ASCII or needs three, and 0 for any other unit
-/// and for the 32 beside each byte-order mark.
+/// By the upper eleven bits of a UTF-16 unit: its bytes in UTF-8 if it is ASCII or needs three, and 0 for any other unit,
+/// for surrogates and for the 32 beside each byte-order mark.
 struct UsualUnitSizes
 {
     unsigned char mSizes[2048];
@@ -182,7 +194,8 @@ constexpr UsualUnitSizes makeUsualUnitSizes()
     for (unsigned int lIndex = 0; lIndex < 2048; ++lIndex)
     {
         bool const lIsNearMark = lIndex == 0xFEFF >> 5 || lIndex == 0xFFFE >> 5;
-        lSizes.mSizes[lIndex] = lIndex < 0x80 >> 5 ? 1 : lIndex < 0x800 >> 5 || lIsNearMark ? 0 : 3;
+        bool const lIsSurrogate = lIndex >= 0xD800 >> 5 && lIndex <= 0xDFFF >> 5;
+        lSizes.mSizes[lIndex] = lIndex < 0x80 >> 5 ? 1 : lIndex < 0x800 >> 5 || lIsNearMark || lIsSurrogate ? 0 : 3;
     }
     return lSizes;
 }
@@ -209,8 +222,14 @@ inline void storeUsualUnit(char* npDst, unsigned int nUnit, unsigned int nSize)
 /// Result: npEnd, or the first character that is malformed or passes npEnd.
 unsigned char const* wellFormedEnd(unsigned char const* npText, unsigned char const* npEnd);
 
-/// The same, but stops at NUL and LF too.
+/// The same, but surrogates and what is above U+10FFFF are malformed.
+unsigned char const* strictlyWellFormedEnd(unsigned char const* npText, unsigned char const* npEnd);
+
+/// wellFormedEnd(), but stops at NUL and LF too.
 unsigned char const* wellFormedLineEnd(unsigned char const* npText, unsigned char const* npEnd);
+
+/// Both: stops at NUL, LF, surrogates and what is above U+10FFFF too.
+unsigned char const* strictlyWellFormedLineEnd(unsigned char const* npText, unsigned char const* npEnd);
 
 } // namespace utl::internal
 

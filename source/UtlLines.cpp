@@ -1,0 +1,113 @@
+// The loop over the lines of a file.
+#include "UtlLines.h"
+
+#include "internal/file/UtlFileCalls.h"
+#include "internal/file/UtlLineScan.h"
+
+#include <cerrno>
+
+namespace utl
+{
+
+namespace
+{
+
+constexpr unsigned int CAPACITY_MIN = 5; // any character and a terminator
+
+/// What the first bytes of a file tell of its encoding.
+struct Mark
+{
+    long long mSize;
+    int mTextType;
+};
+
+Mark markOf(unsigned char const (&nBytes)[3], int nCount, int nTextType)
+{
+    if (nCount == 3 && internal::isMark(nBytes))
+    {
+        return {3, FILE_TEXT_UTF8};
+    }
+    unsigned int const lUnit = nCount >= 2 ? internal::unitAt<true>(nBytes) : 0;
+    return lUnit == 0xFEFF   ? Mark{2, FILE_TEXT_UTF16_BE}
+           : lUnit == 0xFFFE ? Mark{2, FILE_TEXT_UTF16_LE}
+                             : Mark{0, nTextType};
+}
+
+} // namespace
+
+Lines::Lines(File& nFile, unsigned int nCapacity)
+    : mFile(nFile),
+      mpOwned(new char[nCapacity]),
+      mpBuffer(mpOwned.get()),
+      mCapacity(nCapacity),
+      mTextType(nFile.mTextType)
+{
+}
+
+Lines::Lines(File& nFile, char* npBuffer, unsigned int nCapacity)
+    : mFile(nFile),
+      mpBuffer(npBuffer),
+      mCapacity(nCapacity),
+      mTextType(nFile.mTextType)
+{
+}
+
+Line const* Lines::fail(int nError)
+{
+    mError = nError != 0 ? nError : EIO;
+    return nullptr;
+}
+
+/// Looks for a mark, wherever the file stands, and goes behind it.
+bool Lines::begin(internal::TextReader& nReader)
+{
+    unsigned char lBytes[3] = {};
+    int const lCount = internal::readFileAt(mFile.mpReadAhead->handle(), mFile.mPath, lBytes, sizeof(lBytes), 0);
+    Mark const lMark = markOf(lBytes, lCount, mFile.mTextType);
+    if (lCount == FILE_READ_ERROR || (nReader.position() == 0 && !nReader.moveTo(lMark.mSize)))
+    {
+        return false;
+    }
+    mTextType = lMark.mTextType;
+    mIsBegun = true;
+    return true;
+}
+
+Line const* Lines::next()
+{
+    if (mError != 0)
+    {
+        return nullptr;
+    }
+    if (!mFile.isOpened() || mpBuffer == nullptr || mCapacity < CAPACITY_MIN)
+    {
+        return fail(mFile.isOpened() ? EINVAL : EBADF);
+    }
+    internal::TextReader lReader(*mFile.mpReadAhead, mFile.mPath);
+    if (lReader.position() == -1 || (!mIsBegun && !begin(lReader)))
+    {
+        return fail(errno);
+    }
+    if (static_cast<unsigned int>(mTextType) > FILE_TEXT_UTF16_LE)
+    {
+        return fail(EINVAL);
+    }
+    internal::LinePart lPart;
+    long long const lPosition = lReader.position();
+    int const lResult = internal::LineScan(lReader, mpBuffer, mCapacity - 1, mTextCrs).take(mTextType, lPart);
+    if (lResult < 0)
+    {
+        return lResult == FILE_READ_END ? nullptr : fail(errno);
+    }
+    mpBuffer[lPart.mLength] = 0;
+    mLine = {{mpBuffer, lPart.mLength},
+             mLine.mNumber + (mLine.mGoesOn ? 0 : 1),
+             lPosition,
+             lPart.mSize,
+             lPart.mEolSize,
+             lPart.mIsMalformed,
+             lPart.mGoesOn};
+    return &mLine;
+}
+
+} // namespace utl

@@ -1,0 +1,154 @@
+#include "UtlLines.h"
+
+#include "support/Faults.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using namespace utl;
+using namespace utl::test;
+
+namespace
+{
+
+using SC = internal::SystemCalls;
+
+// What lines hold, whatever the file does: see fuzz/LineFuzz.cpp, which the tests run too.
+class LinesTest : public testing::Test
+{
+protected:
+    LinesTest() { ::mkdtemp(mPath); }
+    ~LinesTest() override
+    {
+        mFile.close();
+        ::unlink(path().c_str());
+        ::rmdir(mPath);
+    }
+
+    std::string path() const { return std::string(mPath) + "/text"; }
+
+    File& store(std::string const& nBytes, int nTextType)
+    {
+        std::ofstream(path(), std::ios::binary) << nBytes;
+        mFile = File(path().c_str(), nTextType);
+        EXPECT_TRUE(mFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+        return mFile;
+    }
+
+    char mPath[24] = "/tmp/utlLinesXXXXXX";
+    File mFile{"", 0};
+};
+
+std::string textOf(Line const* npLine)
+{
+    return npLine != nullptr ? std::string(npLine->mText) : "none";
+}
+
+TEST_F(LinesTest, WhoeverLeavesTheLoopStandsBehindTheLine)
+{
+    File& lFile = store("zero\r\none\r\r\rtwo\nthree", FILE_TEXT_UTF8);
+    for (Line const& lLine : Lines(lFile))
+    {
+        EXPECT_EQ("zero", lLine.mText);
+        break;
+    }
+    EXPECT_EQ(6, lFile.position());
+    Lines lLines(lFile, 6);
+    EXPECT_EQ("one\r\r", textOf(lLines.next())); // CR are text, and known to be
+    EXPECT_EQ(11, lFile.position());
+    char lByte = 0;
+    EXPECT_EQ(1, lFile.read(&lByte, 1));
+    EXPECT_EQ("two", textOf(lLines.next()));
+    lFile.seek(4, FILE_SEEK_BEGIN);
+    EXPECT_EQ("", textOf(lLines.next())); // those in front of an LF are not
+    lFile.seek(0, FILE_SEEK_END);
+    EXPECT_EQ(nullptr, lLines.next());
+    std::ofstream(path(), std::ios::binary | std::ios::app) << "four";
+    EXPECT_EQ("four", textOf(lLines.next()));
+    EXPECT_FALSE(lLines.hasFailed());
+}
+
+TEST_F(LinesTest, AMarkWinsOverTheTextType)
+{
+    struct
+    {
+        std::string mBytes;
+        int mTextType;
+    } const lRows[] = {
+        {"\xEF\xBB\xBF"
+         "a\nb\n",
+         FILE_TEXT_UTF8},
+        {std::string("\xFE\xFF\0a\0\n\0b\0\n", 10), FILE_TEXT_UTF16_BE},
+        {std::string("\xFF\xFE"
+                     "a\0\n\0b\0\n\0",
+                     10),
+         FILE_TEXT_UTF16_LE},
+        {"a\nb\n", FILE_TEXT_SJIS},
+    };
+    for (auto const& lRow : lRows)
+    {
+        Lines lFirst(store(lRow.mBytes, FILE_TEXT_SJIS));
+        EXPECT_EQ("a", textOf(lFirst.next())) << lRow.mTextType;
+        Lines lSecond(mFile); // begins in the midst of the file
+        EXPECT_EQ("b", textOf(lSecond.next())) << lRow.mTextType;
+        EXPECT_EQ(lRow.mTextType, lSecond.textType());
+        EXPECT_EQ(FILE_TEXT_SJIS, mFile.textType());
+    }
+}
+
+TEST_F(LinesTest, PositionsBeyondFourGigabytes)
+{
+    long long const lFar = 10LL << 30;
+    store("", FILE_TEXT_UTF8);
+    ASSERT_EQ(0, ::truncate(path().c_str(), lFar));
+    std::ofstream(path(), std::ios::binary | std::ios::app) << "ab\ncd";
+    ASSERT_EQ(lFar - 20, mFile.seek(lFar - 20, FILE_SEEK_BEGIN));
+    Lines lLines(mFile);
+    EXPECT_EQ(std::string(20, '\0') + "ab", textOf(lLines.next()));
+    Line const* const lpLast = lLines.next();
+    EXPECT_EQ("cd", textOf(lpLast));
+    EXPECT_EQ(lFar + 3, lpLast->mPosition);
+    EXPECT_EQ(lFar + 5, mFile.position());
+}
+
+TEST_F(LinesTest, FailuresAreToldAndAreForGood)
+{
+    std::string lText;
+    while (lText.size() < 40000)
+    {
+        lText += "a line of some length\n";
+    }
+    File& lFile = store(lText, FILE_TEXT_UTF8);
+    Lines lLines(lFile);
+    long long lBehind = 0;
+    {
+        FailNth<&SC::mPread> const lFault(3, EIO);
+        for (Line const& lLine : lLines)
+        {
+            lBehind = lLine.mPosition + lLine.mSize;
+        }
+    }
+    EXPECT_EQ(EIO, lLines.error());
+    EXPECT_LT(0, lBehind);
+    EXPECT_EQ(lBehind, lFile.position());
+    EXPECT_EQ(nullptr, lLines.next());
+
+    char lBuffer[4];
+    Lines lSmall(lFile, lBuffer, sizeof(lBuffer));
+    EXPECT_EQ(nullptr, lSmall.next());
+    EXPECT_EQ(EINVAL, lSmall.error());
+    Lines lTypeless(store(lText, 4));
+    EXPECT_EQ(nullptr, lTypeless.next());
+    EXPECT_EQ(EINVAL, lTypeless.error());
+    lFile.close();
+    Lines lClosed(lFile);
+    EXPECT_EQ(nullptr, lClosed.next());
+    EXPECT_EQ(EBADF, lClosed.error());
+}
+
+} // namespace

@@ -11,6 +11,7 @@
 #include "UtlConvertAttrib.h"
 #include "UtlEvent.h"
 #include "UtlFile.h"
+#include "UtlLedger.h"
 #include "UtlLines.h"
 #include "UtlMacros.h"
 #include "UtlMap.h"

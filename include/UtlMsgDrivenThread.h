@@ -2,6 +2,7 @@
 #ifndef UTL_MSG_DRIVEN_THREAD_H
 #define UTL_MSG_DRIVEN_THREAD_H
 
+#include "UtlLedger.h"
 #include "UtlMacros.h"
 #include "UtlMsg.h"
 #include "UtlThread.h"
@@ -222,6 +223,11 @@ public:
 
     /// How many more timers fit.
     int remTimerIdCount() const;
+
+    /// The books at this instant, and by which clock the calls of a listener are timed from the next one on.
+    /// Blocking: for the queue's lock. Also before the start and after the end.
+    Ledger ledger() const;
+    void setCallClock(CallClock nClock);
 
 protected:
     /// A record of the control queue: mMsgId says what to do, mParam with what.

@@ -3,6 +3,7 @@
 #define UTL_SHARED_TIMER_H
 
 #include "UtlArray.h"
+#include "UtlLedger.h"
 #include "UtlMacros.h"
 #include "UtlThread.h"
 
@@ -132,6 +133,11 @@ public:
     void setThreadWatchdogAliveTime(unsigned int nAliveTimeMs);
     void startThreadWatchdog();
     void stopThreadWatchdog();
+
+    /// The books at this instant, and by which clock the calls of a listener are timed from the next one on.
+    /// Blocking: for the data lock. Also before the start and after the end.
+    Ledger ledger() const;
+    void setCallClock(CallClock nClock);
 
     /// A timer has expired, on the timer thread: calls its listener.
     virtual void onTime(int nTimerId);

@@ -20,6 +20,8 @@ internal::TimerSignal gTimerSignal(2);
 
 internal::QuietLoop::Kind const KIND = {
     MSG_ID_TIMEOUT,
+    internal::CtlQueue::bitsOf(
+        {MSG_ID_OUT_OF_BAND, MSG_ID_START_TIMER, MSG_ID_STOP_TIMER, MSG_ID_TIMEOUT, MSG_ID_STOP_THREAD}),
     "source/UtlMsgDrivenThread",
     __LINE__,
     __LINE__,
@@ -135,6 +137,16 @@ void MsgDrivenThread::requestStop()
     mpImpl->postStop(MSG_ID_STOP_THREAD);
 }
 
+Ledger MsgDrivenThread::ledger() const
+{
+    return mpImpl->ledger();
+}
+
+void MsgDrivenThread::setCallClock(CallClock nClock)
+{
+    mpImpl->setCallClock(nClock);
+}
+
 bool MsgDrivenThread::isOwnThread() const
 {
     return getId() == ThreadManager::getCallerId();
@@ -181,16 +193,37 @@ bool MsgDrivenThread::Impl::takeLocked(CtlRecord* npWork)
     if (lClass == internal::CtlClass::MSG || lMsgId == MSG_ID_SYNC)
     {
         mHasTaken = lMsgId == MSG_ID_SYNC ? mQueues.takeSync(mOutputRawMsg) : mQueues.takePosted(lMsgId, mOutputRawMsg);
-        if (!mHasTaken)
-        {
-            mCtlQueue.holdHead();
-        }
+        mHasTaken ? mCallTimes.begin(lMsgId != MSG_ID_SYNC ? lMsgId : idInImage()) : mCtlQueue.holdHead();
     }
-    else if (lMsgId == MSG_ID_TIMEOUT || lMsgId == MSG_ID_STOP_THREAD)
+    else if (lMsgId == MSG_ID_TIMEOUT)
+    {
+        mCtlQueue.pop();
+        takeTimeoutLocked(npWork->mParam);
+    }
+    else if (lMsgId == MSG_ID_STOP_THREAD)
     {
         mCtlQueue.pop();
     }
     return true;
+}
+
+void MsgDrivenThread::Impl::takeTimeoutLocked(int nTimerId)
+{
+    TimerMsg lMsg;
+    lMsg.mTimerId = nTimerId;
+    mHasTaken = lMsg.storeTo(&mOutputRawMsg);
+    if (mHasTaken)
+    {
+        ++mCounts.mTimeouts;
+        mCallTimes.begin(MSG_ID_TIMER);
+    }
+}
+
+int MsgDrivenThread::Impl::idInImage()
+{
+    int lMsgId = MSG_ID_NONE;
+    mOutputRawMsg.getMsgId(&lMsgId);
+    return lMsgId;
 }
 
 int MsgDrivenThread::Impl::dispatch(CtlRecord const& nWork)
@@ -269,6 +302,7 @@ void MsgDrivenThread::Impl::finishRequest(OneRequest& nRequest, bool nResult)
     {
         SyncGuard lGuard(mSyncObject);
         mCtlQueue.eraseFirst(MSG_ID_OUT_OF_BAND);
+        mCallTimes.tick(callClockNs());
     }
     nRequest.mAnswer.give();
 }
@@ -282,6 +316,8 @@ bool MsgDrivenThread::Impl::receiveInterrupt()
         {
             return false;
         }
+        ++mCounts.mInterrupts;
+        mCallTimes.begin(idInImage());
     }
     callListener();
     return true;

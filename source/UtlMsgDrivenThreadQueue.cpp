@@ -11,13 +11,14 @@ namespace utl
 
 bool MsgDrivenThread::postMsg(Msg const& nMsg)
 {
-    return isInService() && sendMsgAsync(nMsg);
+    return isInService() ? sendMsgAsync(nMsg) : mpImpl->refuseStopped();
 }
 
 Post MsgDrivenThread::tryPost(Msg const& nMsg)
 {
     if (!isInService())
     {
+        mpImpl->refuseStopped();
         return hasDone(STAGE_STARTED) ? Post::STOPPED : Post::NOT_STARTED;
     }
     Impl& lImpl = *mpImpl;
@@ -29,10 +30,12 @@ Post MsgDrivenThread::tryPost(Msg const& nMsg)
         lSlot = lImpl.mQueues.slots().size();
         if (!lImpl.mQueues.flatten(nMsg))
         {
+            ++lImpl.mCounts.mRefusedTooLarge;
             return Post::TOO_LARGE;
         }
         if (lImpl.mQueues.slots().isFull() || lImpl.mCtlQueue.size() == lImpl.mCtlQueue.maxSize())
         {
+            ++lImpl.mCounts.mRefusedFull;
             return Post::FULL;
         }
         lImpl.mQueues.keepFlattened();
@@ -70,9 +73,13 @@ bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
 /// If the control queue is full or the write fails, the slot stays; the dispatch throws it away when it meets it.
 bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
 {
-    if (!isInService() || isOwnThread())
+    if (isOwnThread())
     {
         return false;
+    }
+    if (!isInService())
+    {
+        return mpImpl->refuseStopped();
     }
     Impl& lImpl = *mpImpl;
     Impl::CtlRecord const lRecord{MSG_ID_SYNC, -1};
@@ -81,13 +88,22 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     lImpl.mSync.mResult = false;
     {
         SyncGuard lGuard(lImpl.mSyncObject);
-        if (lImpl.hasEndedLocked() || !lImpl.storeLocked(nMsg) || !lImpl.appendLocked(lRecord, &lWake))
+        if (lImpl.hasEndedLocked())
         {
+            return lImpl.refuseStopped();
+        }
+        if (!lImpl.storeLocked(nMsg))
+        {
+            return false;
+        }
+        if (!lImpl.appendLocked(lRecord, &lWake))
+        {
+            ++lImpl.mCounts.mOrphaned;
             return false;
         }
         lImpl.mSync.mAnswer.expect();
     }
-    if (!lImpl.wake(lRecord, lWake, [] {}))
+    if (!lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { ++lImpl.mCounts.mOrphaned; }))
     {
         lImpl.mSync.mAnswer.withdraw();
         return false;
@@ -98,9 +114,13 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
 
 bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
 {
-    if (!isInService() || isOwnThread())
+    if (isOwnThread())
     {
         return false;
+    }
+    if (!isInService())
+    {
+        return mpImpl->refuseStopped();
     }
     SyncGuard lOneGuard(mpImpl->mInterrupt.mSyncObject);
     mpImpl->mInterrupt.mResult = false;
@@ -127,7 +147,7 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
 /// Writes a message to the next slot. Of a burst of overflows the first is an error, the others are details.
 bool MsgDrivenThread::Impl::storeLocked(Msg const& nMsg)
 {
-    if (!mQueues.write(nMsg))
+    if (!writeLocked(nMsg))
     {
         return false;
     }
@@ -135,8 +155,24 @@ bool MsgDrivenThread::Impl::storeLocked(Msg const& nMsg)
     if (!lIsStored)
     {
         mIsDataQueueOverflowed = true;
+        ++mCounts.mRefusedFull;
     }
     return lIsStored;
+}
+
+bool MsgDrivenThread::Impl::writeLocked(Msg const& nMsg)
+{
+    bool const lFits = mQueues.write(nMsg);
+    mCounts.mRefusedTooLarge += lFits ? 0 : 1;
+    return lFits;
+}
+
+/// A message came before the start, or after the request to stop. Result: false.
+bool MsgDrivenThread::Impl::refuseStopped()
+{
+    SyncGuard lGuard(mSyncObject);
+    ++mCounts.mRefusedStopped;
+    return false;
 }
 
 /// Announces a request to the loop and waits for the answer; npInterrupt is the message of an interrupt, otherwise
@@ -149,12 +185,21 @@ bool MsgDrivenThread::Impl::ask(Request nRequest, OneRequest& nOne, Msg const* n
     {
         SyncGuard lGuard(mSyncObject);
         // Request and record appear at once: the loop never sees one without the other.
-        if (hasEndedLocked() || (npInterrupt != nullptr && !mQueues.write(*npInterrupt)) ||
-            !appendLocked(lRecord, &lWake))
+        bool const lIsInterrupt = npInterrupt != nullptr;
+        if (hasEndedLocked())
+        {
+            return lIsInterrupt && refuseStopped();
+        }
+        if (lIsInterrupt && !writeLocked(*npInterrupt))
         {
             return false;
         }
-        if (npInterrupt != nullptr)
+        if (!appendLocked(lRecord, &lWake))
+        {
+            mCounts.mRefusedFull += lIsInterrupt ? 1 : 0;
+            return false;
+        }
+        if (lIsInterrupt)
         {
             mQueues.keepAsInterrupt();
         }

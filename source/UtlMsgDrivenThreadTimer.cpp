@@ -225,11 +225,9 @@ int MsgDrivenThread::Impl::executeStopTimerLocked(int nTimerId)
 
 int MsgDrivenThread::Impl::executeTimeout(int nTimerId)
 {
-    TimerMsg lMsg;
-    lMsg.mTimerId = nTimerId;
-    if (!lMsg.storeTo(&mOutputRawMsg))
+    if (!mHasTaken)
     {
-        return -1;
+        return -1; // it does not fit
     }
     callListener();
     TimeoutResult lResult = TIMEOUT_GOES_ON;

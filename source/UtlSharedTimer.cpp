@@ -38,6 +38,7 @@ internal::TimerSignal gTimerSignal(1);
 
 internal::QuietLoop::Kind const KIND = {
     TIMER_CTL_TIMEOUT,
+    internal::CtlQueue::bitsOf({TIMER_CTL_TIMEOUT, TIMER_CTL_STOP_THREAD}),
     FILE_NAME,
     632,
     651,
@@ -100,6 +101,16 @@ void SharedTimer::destroy()
 {
     Thread::stop(isOwnThread() ? 0 : 1, 0);
     leaveManagement();
+}
+
+Ledger SharedTimer::ledger() const
+{
+    return mpImpl->ledger();
+}
+
+void SharedTimer::setCallClock(CallClock nClock)
+{
+    mpImpl->setCallClock(nClock);
 }
 
 bool SharedTimer::isOwnThread() const
@@ -473,6 +484,8 @@ int SharedTimer::Impl::beginTimeout(int nTimerId)
 {
     SyncGuard lGuard(mSyncObject);
     mTimerUnderWay = nTimerId;
+    ++mCounts.mTimeouts;
+    mCallTimes.begin(nTimerId);
     TimerInfo const* const lpInfo = mTimers.find(nTimerId);
     return lpInfo != nullptr ? lpInfo->mSysTimerNumber : -1;
 }

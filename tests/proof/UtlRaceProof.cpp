@@ -185,7 +185,7 @@ ssize_t writeOrFail(int nFd, void const* npRecord, std::size_t nSize)
 /// What became of the messages of all rounds.
 struct Totals
 {
-    unsigned long long mPosted, mSync, mInterrupts, mDelivered, mErased, mLeft, mRefused, mTimeouts;
+    unsigned long long mAccepted, mDelivered, mErased, mLeft, mRefused, mTimeouts;
 } gTotals;
 
 /// A message thread that keeps an account of each message and timer. The parts of a round are letters:
@@ -318,7 +318,6 @@ private:
             }
             else
             {
-                ++mRefused;
                 ::sched_yield(); // a full queue, or the end
             }
         }
@@ -363,6 +362,7 @@ private:
         ThreadRawMsg lImage(8);
         for (unsigned int lCount = 0; lCount < mCount && isRunning(); ++lCount)
         {
+            proveBalanced(ledger());
             hasMsg(static_cast<int>(nRandom.below(4)));
             if (peekMsg(MSG_ID_ANY, &lImage))
             {
@@ -424,7 +424,9 @@ private:
     /// On the message thread, and after its end.
     void settle(NumberMsg const& nMsg, Fate nFate)
     {
-        if (nMsg.mMsgId == MSG_ID_TIMER)
+        bool const lIsTimeout = nMsg.mMsgId == MSG_ID_TIMER;
+        ++(!lIsTimeout ? mMet[nFate] : nFate == DELIVERED ? mTimeoutsHeard : mMet[NOWHERE]);
+        if (lIsTimeout)
         {
             TimerAccount& lTimer = mTimers[static_cast<unsigned int>(nMsg.mNumber)];
             PROVE(!lTimer.mIsDead);
@@ -455,28 +457,43 @@ private:
         {
             settle(NumberMsg(lMsgId, lNumber), LEFT);
         }
-        gTotals.mRefused += mRefused;
+        closeLedger();
         for (Sender const& lSender : mSenders)
         {
-            unsigned int lCounts[4] = {};
             for (unsigned int lNumber = 0; lNumber < mCount; ++lNumber)
             {
                 Fate const lFate = static_cast<Fate>(lSender.mFates[lNumber]);
                 Sent const lSent =
                     lNumber < lSender.mSent.size() ? static_cast<Sent>(lSender.mSent[lNumber]) : NOT_RECEIVED;
-                ++lCounts[lFate];
                 PROVE(lSent != POSTED || lFate != NOWHERE);
                 PROVE_EQ(lSent == RECEIVED, lSent != POSTED && lFate == DELIVERED);
                 PROVE(lFate == NOWHERE || lNumber < lSender.mSent.size());
-                gTotals.mPosted += lSent == POSTED ? 1 : 0;
-                // A sender that waited and was not heard: accepted where its message was erased or left.
-                gTotals.mSync += lSent != POSTED && lFate != NOWHERE ? 1 : 0;
             }
-            gTotals.mDelivered += lCounts[DELIVERED];
-            gTotals.mErased += lCounts[ERASED];
-            gTotals.mLeft += lCounts[LEFT];
         }
-        PROVE_EQ(gTotals.mPosted + gTotals.mSync, gTotals.mDelivered + gTotals.mErased + gTotals.mLeft);
+    }
+
+    /// The thread's own books say what was met.
+    void closeLedger()
+    {
+        Ledger const lLedger = ledger();
+        proveBalanced(lLedger);
+        PROVE_EQ(mMet[DELIVERED], lLedger.mDelivered + lLedger.mInterrupts);
+        PROVE_EQ(mMet[ERASED], lLedger.mErased);
+        PROVE_EQ(mMet[LEFT], lLedger.mWaiting);
+        PROVE_EQ(mTimeoutsHeard, lLedger.mTimeouts);
+        PROVE_EQ(lLedger.mCalls, lLedger.mDelivered + lLedger.mInterrupts + lLedger.mTimeouts);
+        PROVE(!lLedger.mIsInCall);
+        gTotals.mAccepted += lLedger.mAccepted - lLedger.mTakenBack + lLedger.mInterrupts;
+        gTotals.mDelivered += lLedger.mDelivered + lLedger.mInterrupts;
+        gTotals.mErased += lLedger.mErased;
+        gTotals.mLeft += lLedger.mWaiting;
+        gTotals.mRefused += lLedger.mRefusedFull;
+    }
+
+    static void proveBalanced(Ledger const& nLedger)
+    {
+        PROVE_EQ(nLedger.mAccepted, nLedger.mDelivered + nLedger.mErased + nLedger.mTakenBack + nLedger.mWaiting);
+        PROVE(nLedger.mWaiting <= nLedger.mMostWaiting);
     }
 
     void closeTimers()
@@ -494,7 +511,8 @@ private:
     unsigned int const mCount; // turns of each part
     std::vector<Sender> mSenders;
     std::vector<TimerAccount> mTimers; // by id
-    std::atomic<unsigned int> mRefused{0};
+    unsigned int mMet[4] = {};         // by fate; the message thread's, until its end, with the next two
+    unsigned int mTimeoutsHeard = 0;
     unsigned int mSettled = 0;
     test::Gate mIsToStop;
 };
@@ -1058,7 +1076,7 @@ double secondsSince(long long nStartUs)
 void printTotals()
 {
     std::printf("  accepted %llu = delivered %llu + erased %llu + left at stop %llu;  refused by a full queue %llu\n",
-                gTotals.mPosted + gTotals.mSync, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
+                gTotals.mAccepted, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
     std::fflush(stdout);
 }
 
@@ -1072,7 +1090,7 @@ void runRace(Race const& nRace, unsigned long long nOverlaps)
         nRace.mpRun();
     }
     std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStartUs));
-    if (gTotals.mPosted + gTotals.mSync != 0)
+    if (gTotals.mAccepted != 0)
     {
         printTotals();
     }
@@ -1091,7 +1109,7 @@ void runAccount(unsigned long long nMessages)
     gTotals = Totals();
     long long const lStartUs = test::monotonicUs();
     unsigned int const COUNT = 20000;
-    for (gRound = 0; gTotals.mPosted + gTotals.mSync < nMessages; ++gRound)
+    for (gRound = 0; gTotals.mAccepted < nMessages; ++gRound)
     {
         Subject lSubject("mmmief!", COUNT, 64);
         lSubject.mStopAfter = 1 + Random(1).below(2 * COUNT);

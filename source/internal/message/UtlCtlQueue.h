@@ -2,8 +2,11 @@
 #ifndef UTL_CTL_QUEUE_H
 #define UTL_CTL_QUEUE_H
 
+#include "UtlLedger.h"
 #include "UtlMsg.h"
 #include "UtlQueue.h"
+
+#include <initializer_list>
 
 namespace utl::internal
 {
@@ -22,12 +25,27 @@ static_assert(sizeof(CtlRecord) == 8, "the record's form on the pipe");
 ///
 /// A head that cannot be dispatched is held: it is passed over until a record of the same id is appended.
 ///
+/// Counts the messages that come and go, so that no way in or out is forgotten. Whatever is no control record is one.
+///
 /// Locks: none; the owner's guards it.
 class CtlQueue
 {
 public:
-    explicit CtlQueue(unsigned int nMaxCount)
-        : mRecords(nMaxCount)
+    /// Ids as nControlIds below takes them.
+    static constexpr unsigned int bitsOf(std::initializer_list<int> nMsgIds)
+    {
+        unsigned int lBits = 0;
+        for (int const lMsgId : nMsgIds)
+        {
+            lBits |= 1U << numberOf(lMsgId);
+        }
+        return lBits;
+    }
+
+    /// nControlIds: bit n says that the id MSG_ID_NONE + n is that of a control record.
+    explicit CtlQueue(unsigned int nMaxCount, unsigned int nControlIds = 0)
+        : mRecords(nMaxCount),
+          mControlIds(nControlIds)
     {
     }
 
@@ -50,6 +68,11 @@ public:
         {
             return false;
         }
+        if (isMsg(nRecord.mMsgId))
+        {
+            ++mAccepted;
+            mMostWaiting = ++mWaiting > mMostWaiting ? mWaiting : mMostWaiting;
+        }
         ++mLastNumber;
         mHasLastFreedHead = mIsHeadHeld && nRecord.mMsgId == at(0).mMsgId;
         mIsHeadHeld = mIsHeadHeld && !mHasLastFreedHead;
@@ -63,6 +86,7 @@ public:
         {
             return false;
         }
+        countGone(at(size() - 1).mMsgId, &mTakenBack);
         mRecords.popBack(1);
         mIsHeadHeld = mIsHeadHeld || mHasLastFreedHead;
         return true;
@@ -75,10 +99,15 @@ public:
 
     void pop()
     {
+        countGone(at(0).mMsgId, &mDelivered);
         mRecords.pop();
         mIsHeadHeld = false;
     }
 
+    /// For one who walks through the queue: a record goes whose place erase() takes out later.
+    void countErased(CtlRecord const& nRecord) { countGone(nRecord.mMsgId, &mErased); }
+
+    /// Removes records that have been counted, or that were put elsewhere.
     void erase(unsigned int nIndex, unsigned int nCount)
     {
         if (nCount != 0)
@@ -96,7 +125,7 @@ public:
         {
             if (at(lIndex).mMsgId == nMsgId)
             {
-                erase(lIndex, 1);
+                eraseOne(lIndex);
                 return true;
             }
         }
@@ -111,15 +140,57 @@ public:
         {
             if (nPasses(at(lIndex)))
             {
-                erase(lIndex, 1);
+                eraseOne(lIndex);
             }
         }
     }
 
-    void clear() { erase(0, size()); }
+    void clear()
+    {
+        eraseIf([](CtlRecord const&) { return true; });
+    }
+
+    bool isMsg(int nMsgId) const { return numberOf(nMsgId) >= 32 || (mControlIds >> numberOf(nMsgId) & 1U) == 0; }
+
+    void read(Ledger* npLedger) const
+    {
+        npLedger->mAccepted = mAccepted;
+        npLedger->mDelivered = mDelivered;
+        npLedger->mErased = mErased;
+        npLedger->mTakenBack = mTakenBack;
+        npLedger->mWaiting = mWaiting;
+        npLedger->mMostWaiting = mMostWaiting;
+    }
 
 private:
+    static constexpr unsigned int numberOf(int nMsgId)
+    {
+        return static_cast<unsigned int>(nMsgId) - static_cast<unsigned int>(MSG_ID_NONE);
+    }
+
+    void eraseOne(unsigned int nIndex)
+    {
+        countErased(at(nIndex));
+        erase(nIndex, 1);
+    }
+
+    void countGone(int nMsgId, unsigned int* npCount)
+    {
+        if (isMsg(nMsgId))
+        {
+            ++*npCount;
+            --mWaiting;
+        }
+    }
+
     Queue<CtlRecord> mRecords;
+    unsigned int const mControlIds;
+    unsigned int mAccepted = 0;
+    unsigned int mDelivered = 0;
+    unsigned int mErased = 0;
+    unsigned int mTakenBack = 0;
+    unsigned int mWaiting = 0;
+    unsigned int mMostWaiting = 0;
     unsigned int mLastNumber = 0;
     bool mIsHeadHeld = false;
     bool mHasLastFreedHead = false; // the newest append let go of the head

@@ -42,6 +42,8 @@ public:
     // Sending
     unsigned int msgSize() const { return mOutputRawMsg.maxSize(); }
     bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
+    bool writeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
+    bool refuseStopped();
     bool ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt);
     using QuietLoop::hasEndedLocked;
 
@@ -84,6 +86,8 @@ private:
     bool takeRequest(Request nRequest);
     void finishRequest(OneRequest& nRequest, bool nResult);
     bool receiveInterrupt();
+    void takeTimeoutLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
+    int idInImage();
     void callListener();
     void endLoop();
 

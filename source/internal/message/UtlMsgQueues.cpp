@@ -270,7 +270,11 @@ public:
         pass(lHasSlot);
     }
 
-    void remove(CtlRecord const& nRecord) { pass(hasMsgData(nRecord.mMsgId)); }
+    void remove(CtlRecord const& nRecord)
+    {
+        mQueues.mCtlQueue.countErased(nRecord);
+        pass(hasMsgData(nRecord.mMsgId));
+    }
 
     void close()
     {

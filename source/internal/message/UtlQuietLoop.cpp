@@ -13,7 +13,7 @@ namespace utl::internal
 {
 
 QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecords, unsigned int nMaxTimers)
-    : mCtlQueue(nMaxRecords),
+    : mCtlQueue(nMaxRecords, nKind.mControlIds),
       mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
       mThread(nThread),
       mKind(nKind)
@@ -23,8 +23,9 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
 // ---------------------------------------------------------------------------------------------- for senders
 
 /// The queue is full. Result: false.
-bool QuietLoop::refuse(CtlRecord const& nRecord) const
+bool QuietLoop::refuse(CtlRecord const& nRecord)
 {
+    mCounts.mRefusedFull += mCtlQueue.isMsg(nRecord.mMsgId) ? 1 : 0;
     if (mKind.mpOverflow != nullptr)
     {
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpOverflow, name(), static_cast<int>(mCtlQueue.maxSize()),
@@ -156,6 +157,8 @@ bool QuietLoop::run()
         lTurn = turn();
     }
     lSignal.keepBack(nullptr);
+    SyncGuard lGuard(mSyncObject);
+    mCallTimes.tick(callClockNs());
     return lTurn == TURN_END;
 }
 
@@ -169,12 +172,18 @@ QuietLoop::Turn QuietLoop::turn()
     }
     if (hasRequests())
     {
+        {
+            SyncGuard lGuard(mSyncObject);
+            mCallTimes.tick(callClockNs());
+        }
         serveRequests();
         report(mKind.mLineAfterDispatch);
     }
     CtlRecord lWork;
+    long long const lNowNs = callClockNs();
     {
         SyncGuard lGuard(mSyncObject);
+        mCallTimes.tick(lNowNs);
         if (!takeLocked(&lWork))
         {
             return withoutWorkLocked();
@@ -285,6 +294,7 @@ void QuietLoop::takeNotesLocked()
         {
             --lExpiry.mCount;
         }
+        mCounts.mTimeoutsLost += lExpiry.mLost + lExpiry.mCount;
         mTimers.onLost(lExpiry);
     }
     lNotes.clear();
@@ -310,6 +320,30 @@ void QuietLoop::report(unsigned int nLine)
     {
         ThreadManager::get()->keepAliveWatchdog(StatementInfo(mKind.mpFile, "execute", nLine, 0));
     }
+}
+
+// ---------------------------------------------------------------------------------------------- the ledger
+
+long long QuietLoop::callClockNs() const
+{
+    CallClock const lClock = mCallClock.load(std::memory_order_relaxed);
+    return lClock == CallClock::COARSE ? coarseMonotonicNs() : lClock == CallClock::PRECISE ? monotonicNs() : 0;
+}
+
+Ledger QuietLoop::ledger() const
+{
+    Ledger lLedger;
+    SyncGuard lGuard(mSyncObject);
+    mCtlQueue.read(&lLedger);
+    lLedger.mRefusedFull = mCounts.mRefusedFull;
+    lLedger.mRefusedTooLarge = mCounts.mRefusedTooLarge;
+    lLedger.mRefusedStopped = mCounts.mRefusedStopped;
+    lLedger.mOrphaned = mCounts.mOrphaned;
+    lLedger.mInterrupts = mCounts.mInterrupts;
+    lLedger.mTimeouts = mCounts.mTimeouts;
+    lLedger.mTimeoutsLost = mCounts.mTimeoutsLost;
+    mCallTimes.read(&lLedger, callClockNs());
+    return lLedger;
 }
 
 // ---------------------------------------------------------------------------------------------- timers

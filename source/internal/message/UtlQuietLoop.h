@@ -2,8 +2,10 @@
 #ifndef UTL_QUIET_LOOP_H
 #define UTL_QUIET_LOOP_H
 
+#include "UtlLedger.h"
 #include "UtlSyncObject.h"
 #include "UtlThread.h"
+#include "internal/message/UtlCallTimes.h"
 #include "internal/message/UtlCtlQueue.h"
 #include "internal/message/UtlTimerTable.h"
 #include "internal/message/UtlTimerWaiters.h"
@@ -39,8 +41,9 @@ public:
     /// In what the loops of the two classes differ.
     struct Kind
     {
-        int mTimeoutId;     ///< a time-out waits for its dispatch
-        char const* mpFile; ///< of the reports to the watchdog, function "execute"
+        int mTimeoutId;           ///< a time-out waits for its dispatch
+        unsigned int mControlIds; ///< of records that are no messages, as CtlQueue takes them
+        char const* mpFile;       ///< of the reports to the watchdog, function "execute"
         unsigned int mLineBeforeWait;
         unsigned int mLineAfterWait;
         unsigned int mLineAfterDispatch;
@@ -139,7 +142,24 @@ public:
     unsigned int countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const UTL_REQUIRES(mSyncObject);
     void eraseTimeoutsLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
+    /// The books, at one instant under the lock.
+    Ledger ledger() const;
+    void setCallClock(CallClock nClock) { mCallClock.store(nClock, std::memory_order_relaxed); }
+
+    /// What the queue cannot count.
+    struct Counts
+    {
+        unsigned int mRefusedFull = 0;
+        unsigned int mRefusedTooLarge = 0;
+        unsigned int mRefusedStopped = 0;
+        unsigned int mOrphaned = 0;
+        unsigned int mInterrupts = 0;
+        unsigned int mTimeouts = 0;
+        unsigned int mTimeoutsLost = 0;
+    };
+
     mutable SyncObject mSyncObject; // the innermost
+    Counts mCounts UTL_GUARDED_BY(mSyncObject);
     CtlQueue mCtlQueue UTL_GUARDED_BY(mSyncObject);
     TimerTable mTimers UTL_GUARDED_BY(mSyncObject);
     TimerWaiters mWaiters UTL_GUARDED_BY(mSyncObject);
@@ -159,6 +179,10 @@ protected:
     /// Nobody wakes the loop from here on, and it serves nothing any more.
     void endLocked() UTL_REQUIRES(mSyncObject) { mHasEnded = true, mIsAsleep = false; }
     bool hasEndedLocked() const UTL_REQUIRES(mSyncObject) { return mHasEnded; }
+
+    /// For the ledger: the time is taken between two calls of the listener, and before other work of the application.
+    long long callClockNs() const;
+    CallTimes mCallTimes UTL_GUARDED_BY(mSyncObject);
 
     char const* name() const { return mThread.getName().c_str(); }
 
@@ -184,7 +208,7 @@ private:
     long long nextDueNs() const UTL_NO_THREAD_SAFETY_ANALYSIS { return mTimers.nextDueNs(); }
     ExpiryNotes& notes() UTL_NO_THREAD_SAFETY_ANALYSIS { return mTimers.notes(); }
 
-    bool refuse(CtlRecord const& nRecord) const UTL_REQUIRES(mSyncObject);
+    bool refuse(CtlRecord const& nRecord) UTL_REQUIRES(mSyncObject);
     bool write(CtlRecord const& nRecord);
     void stopWriting();
     bool takeNoteLocked() UTL_REQUIRES(mSyncObject);
@@ -197,8 +221,9 @@ private:
     bool mIsAsleep UTL_GUARDED_BY(mSyncObject) = true; // the note
     unsigned int mGeneration UTL_GUARDED_BY(mSyncObject) = 0;
     bool mHasEnded UTL_GUARDED_BY(mSyncObject) = false;
-    std::atomic<unsigned int> mWriters{0};  // those who have taken the note down and not yet written
-    std::atomic<bool> mIsHungUp{false};     // nothing can be read any more
+    std::atomic<unsigned int> mWriters{0}; // those who have taken the note down and not yet written
+    std::atomic<bool> mIsHungUp{false};    // nothing can be read any more
+    std::atomic<CallClock> mCallClock{CallClock::COARSE};
     unsigned int mWatchdogTableVersion = 0; // the loop's, with the next
     bool mIsUnderWatchdog = false;
 };

@@ -97,10 +97,25 @@ int TimerSignal::poll(int nFd, bool nIsToWait) const
     return gSystem.mPpoll(&lFd, nFd != -1 ? 1 : 0, nIsToWait ? nullptr : &lAtOnce, &lMask);
 }
 
-long long monotonicNs()
+namespace
+{
+
+long long clockNs(clockid_t nClock)
 {
     timespec lNow{};
-    return gSystem.mClockGettime(CLOCK_MONOTONIC, &lNow) == 0 ? lNow.tv_sec * 1000000000LL + lNow.tv_nsec : 0;
+    return gSystem.mClockGettime(nClock, &lNow) == 0 ? lNow.tv_sec * 1000000000LL + lNow.tv_nsec : 0;
+}
+
+} // namespace
+
+long long monotonicNs()
+{
+    return clockNs(CLOCK_MONOTONIC);
+}
+
+long long coarseMonotonicNs()
+{
+    return clockNs(CLOCK_MONOTONIC_COARSE);
 }
 
 } // namespace utl::internal

@@ -74,6 +74,9 @@ private:
 /// The monotonic clock in nanoseconds; 0 if it cannot be read.
 long long monotonicNs();
 
+/// The same as of the kernel's last tick, which costs a fraction.
+long long coarseMonotonicNs();
+
 } // namespace utl::internal
 
 #endif

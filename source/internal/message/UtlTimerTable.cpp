@@ -190,7 +190,7 @@ TimerTable::Expiry TimerTable::expire(ExpiryNotes::Note const& nNote, long long 
     auto* const lpPair = findNumber(nNote.mSysTimerNumber);
     if (lpPair == nullptr || lpPair->mValue.mDueNs == TimerInfo::NEVER || lpPair->mValue.mpRunningEvent->isOff())
     {
-        return {-1, 0};
+        return {-1, 0, 0};
     }
     TimerInfo& lInfo = lpPair->mValue;
     long long const lExpiries = 1LL + nNote.mOverrun;
@@ -203,7 +203,7 @@ TimerTable::Expiry TimerTable::expire(ExpiryNotes::Note const& nNote, long long 
     unsigned int const lRoom = lMost - std::min(lMost, lInfo.mPendingTimeoutCount);
     unsigned int const lCount = static_cast<unsigned int>(std::min<long long>(lExpiries, lRoom));
     lInfo.mPendingTimeoutCount += lCount;
-    return {lpPair->mKey, lCount};
+    return {lpPair->mKey, lCount, static_cast<unsigned int>(lExpiries - lCount)};
 }
 
 void TimerTable::onLost(Expiry const& nExpiry)

@@ -86,6 +86,7 @@ public:
     {
         int mTimerId;
         unsigned int mCount;
+        unsigned int mLost = 0; // besides
     };
     Expiry expire(ExpiryNotes::Note const& nNote, long long nNowNs);
 

@@ -1,0 +1,75 @@
+/// How long the calls of a listener take. Layer: internal, message-driven thread.
+#ifndef UTL_CALL_TIMES_H
+#define UTL_CALL_TIMES_H
+
+#include "UtlLedger.h"
+#include "internal/message/UtlTimerSignal.h"
+
+namespace utl::internal
+{
+
+/// One reading of the clock between two calls: the end of one is the beginning of the next.
+///
+/// Locks: none; the owner's guards it. Only the loop changes it.
+class CallTimes
+{
+public:
+    /// It is nNowNs: the call under way, if there is one, has returned.
+    void tick(long long nNowNs)
+    {
+        if (mIsInCall)
+        {
+            end(durationNs(nNowNs));
+        }
+        mSinceNs = nNowNs;
+    }
+
+    /// A call begins, at the time of the last tick.
+    void begin(int nMsgId)
+    {
+        mCallId = nMsgId;
+        mIsInCall = true;
+    }
+
+    void read(Ledger* npLedger, long long nNowNs) const
+    {
+        npLedger->mCalls = mCalls;
+        npLedger->mCallsNs = mCallsNs;
+        npLedger->mLongestNs = mLongestNs;
+        npLedger->mLongestId = mLongestId;
+        npLedger->mIsInCall = mIsInCall;
+        npLedger->mCallId = mCallId;
+        npLedger->mCallNs = mIsInCall ? durationNs(nNowNs) : 0;
+    }
+
+private:
+    /// 0 if either time is unknown, or from another clock that is ahead.
+    unsigned long long durationNs(long long nNowNs) const
+    {
+        return mSinceNs != 0 && nNowNs > mSinceNs ? static_cast<unsigned long long>(nNowNs - mSinceNs) : 0;
+    }
+
+    void end(unsigned long long nCallNs)
+    {
+        ++mCalls;
+        mCallsNs += nCallNs;
+        if (nCallNs > mLongestNs)
+        {
+            mLongestNs = nCallNs;
+            mLongestId = mCallId;
+        }
+        mIsInCall = false;
+    }
+
+    long long mSinceNs = 0; // 0: unknown
+    unsigned long long mCallsNs = 0;
+    unsigned long long mLongestNs = 0;
+    int mLongestId = 0;
+    int mCallId = 0;
+    unsigned int mCalls = 0;
+    bool mIsInCall = false;
+};
+
+} // namespace utl::internal
+
+#endif

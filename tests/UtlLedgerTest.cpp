@@ -1,0 +1,143 @@
+// The books of message threads and shared timers.
+#include "UtlLedger.h"
+
+#include "UtlSharedTimer.h"
+#include "UtlTimer.h"
+#include "support/Faults.h"
+#include "support/LogCapture.h"
+#include "support/MsgThread.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace utl;
+using namespace utl::test;
+using internal::SystemCalls;
+using Peer = MsgDrivenThreadTestPeer;
+using Counts = std::vector<unsigned int>;
+
+/// Accepted, delivered, erased, taken back, waiting, most; refused as full, too large, stopped; orphaned.
+Counts messages(Ledger const& nLedger)
+{
+    return {nLedger.mAccepted,       nLedger.mDelivered,   nLedger.mErased,      nLedger.mTakenBack,
+            nLedger.mWaiting,        nLedger.mMostWaiting, nLedger.mRefusedFull, nLedger.mRefusedTooLarge,
+            nLedger.mRefusedStopped, nLedger.mOrphaned};
+}
+
+TEST(Ledger, EachWayInAndOutHasItsCount)
+{
+    QuietLog const lQuiet;
+    Started lThread(3, 3); // one byte short of a number
+    NumberMsg const lLarge(1);
+    lThread.mRecorder.on(2, [&](int) { lThread.eraseMsg(3); });
+    ASSERT_TRUE(Peer::sleeps(lThread));
+    failing<&SystemCalls::mWrite>(EIO, [&] { return lThread.postMsg(1); });
+    failing<&SystemCalls::mWrite>(EIO, [&] { return lThread.sendMsgSync(1); }); // leaves its slot
+    ASSERT_TRUE(lThread.hold());                                                // meets the slot
+    EXPECT_EQ((Counts{3, 1, 0, 2, 0, 1, 0, 0, 0, 1}), messages(lThread.ledger()));
+    lThread.postMsg(lLarge), lThread.sendMsgSync(lLarge), lThread.sendMsgInterrupt(lLarge);
+    EXPECT_EQ(Post::TOO_LARGE, lThread.tryPost(lLarge));
+    lThread.postMsg(2), lThread.postMsg(3);
+    while (Peer::postCtl(lThread, MSG_ID_OUT_OF_BAND))
+    {
+    }
+    lThread.postMsg(3), lThread.sendMsgSync(3), lThread.sendMsgInterrupt(3);
+    EXPECT_EQ((Counts{5, 1, 0, 2, 2, 2, 3, 4, 0, 2}), messages(lThread.ledger()));
+    EXPECT_TRUE(lThread.tryPost(SimpleMsg(3)) == Post::FULL);
+    lThread.release();
+    ASSERT_TRUE(lThread.sendMsgInterrupt(4));
+    lThread.stop(1, 0);
+    lThread.postMsg(1), lThread.sendMsgSync(1), lThread.sendMsgInterrupt(1), lThread.sendMsgAsync(SimpleMsg(1));
+    EXPECT_EQ(Post::STOPPED, lThread.tryPost(SimpleMsg(1)));
+    Ledger const lLedger = lThread.ledger();
+    EXPECT_EQ(4U, lLedger.mRefusedStopped);
+    EXPECT_EQ(1U, lLedger.mInterrupts);
+    EXPECT_EQ(1U, lLedger.mErased);
+    EXPECT_EQ(lLedger.mAccepted, lLedger.mDelivered + lLedger.mErased + lLedger.mTakenBack + lLedger.mWaiting);
+}
+
+std::atomic<long long> gNowMs{0};
+
+int playClock(clockid_t, timespec* npTime)
+{
+    npTime->tv_sec = static_cast<time_t>(gNowMs / 1000);
+    npTime->tv_nsec = static_cast<long>(gNowMs % 1000 * 1000000);
+    return 0;
+}
+
+/// A judgement that takes its time.
+struct SlowJudgement : MsgDrivenThread::MsgJudgementInterface
+{
+    bool judge(ThreadRawMsg&) override { return (gNowMs += 1000) == 0; }
+};
+
+TEST(Ledger, CallsAreTimedAndNothingBetweenThemIs)
+{
+    gNowMs = 5000;
+    Replaced const lClock(&SystemCalls::mClockGettime, &playClock);
+    Started lThread;
+    lThread.mRecorder.on(1, [](int) { gNowMs += 30; });
+    lThread.mRecorder.on(2, [](int) { gNowMs += 50; });
+    SlowJudgement lSlow;
+    ASSERT_TRUE(lThread.hold());
+    gNowMs += 7;
+    Ledger lLedger = lThread.ledger();
+    EXPECT_TRUE(lLedger.mIsInCall);
+    EXPECT_EQ(Started::HOLD, lLedger.mCallId);
+    EXPECT_EQ(7000000U, lLedger.mCallNs);
+    ASSERT_TRUE(lThread.elsewhere(1, [&] { lThread.sendMsgSync(1); }));
+    ASSERT_TRUE(lThread.elsewhere(2, [&] { lThread.sendMsgInterrupt(2); }));
+    ASSERT_TRUE(lThread.elsewhere(3, [&] { lThread.hasMsgInternal(&lSlow); }));
+    lThread.release();
+    lThread.stop(1, 0);
+    lLedger = lThread.ledger();
+    EXPECT_EQ(3U, lLedger.mCalls);
+    EXPECT_EQ(87000000U, lLedger.mCallsNs);
+    EXPECT_EQ(50000000U, lLedger.mLongestNs);
+    EXPECT_EQ(2, lLedger.mLongestId);
+    EXPECT_FALSE(lLedger.mIsInCall);
+}
+
+TEST(Ledger, CallsAreTimedByTheClockThatIsAskedFor)
+{
+    Started lThread;
+    lThread.mRecorder.on(1, [](int) { std::this_thread::sleep_for(std::chrono::microseconds(50)); });
+    lThread.setCallClock(CallClock::NONE);
+    ASSERT_TRUE(lThread.fence() && lThread.sendMsgSync(1) && lThread.fence());
+    EXPECT_EQ(0U, lThread.ledger().mCallsNs);
+    lThread.setCallClock(CallClock::PRECISE);
+    ASSERT_TRUE(lThread.sendMsgSync(1) && lThread.fence());
+    EXPECT_GE(lThread.ledger().mLongestNs, 50000U);
+}
+
+TEST(Ledger, OfASharedTimerCountsRequestsAndBeats)
+{
+    struct : TimerListener
+    {
+        void onTime(int) override { mEntered.open(), mLeave.wait(); }
+        Gate mEntered;
+        Gate mLeave;
+    } lHeld;
+    SharedTimer lTimer(0, 0, nullptr, 2, "timer");
+    int const lBeats = lTimer.addTimer(&lHeld, 1, 0, 1);
+    int const lIdle = lTimer.addTimer(nullptr, 0, 0, 0);
+    ASSERT_TRUE(lTimer.start(lBeats, 0) && lHeld.mEntered.wait());
+    EXPECT_EQ(lBeats, lTimer.ledger().mCallId);
+    unsigned int lPosted = 0;
+    while (lTimer.eraseTimer(lIdle, 1)) // until no more wait
+    {
+        ++lPosted;
+    }
+    EXPECT_EQ((Counts{lPosted + 1, 1, 0, 0, lPosted, lPosted, 1, 0, 0, 0}), messages(lTimer.ledger()));
+    lHeld.mLeave.open();
+    ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mTimeoutsLost != 0 && lTimer.ledger().mTimeouts > 1; }));
+    lTimer.eraseTimer(lBeats, 0), lTimer.destroy();
+    Ledger const lLedger = lTimer.ledger();
+    EXPECT_EQ(0U, lLedger.mWaiting);
+    EXPECT_EQ(lLedger.mAccepted, lLedger.mDelivered + lLedger.mErased);
+    EXPECT_EQ(lLedger.mTimeouts, lLedger.mCalls);
+}
+
+} // namespace

@@ -158,6 +158,12 @@ public:
     bool sendMsgSync(Msg const& nMsg);
     bool sendMsgSync(int nMsgId) { return sendMsgSync(SimpleMsg(nMsgId)); }
 
+    /// As sendMsgSync, and told why not, in silence; nothing of a refused message is left behind.
+    ///
+    /// nLimitMs: how long to wait for other senders and for the call of the listener; what has begun is waited for. 0: no
+    ///           limit. A message given up is not delivered, found or erased; it takes its room until its turn comes.
+    Send trySend(Msg const& nMsg, unsigned int nLimitMs);
+
     /// As sendMsgSync, but ahead of all that is queued and never refused by a full data queue.
     bool sendMsgInterrupt(Msg const& nMsg);
     bool sendMsgInterrupt(int nMsgId) { return sendMsgInterrupt(SimpleMsg(nMsgId)); }

@@ -1,4 +1,4 @@
-/// What became of a post and of a start, with a text for each. Layer: below everything.
+/// What became of a post, a synchronous send and a start, with a text for each. Layer: below everything.
 #ifndef UTL_OUTCOME_H
 #define UTL_OUTCOME_H
 
@@ -15,6 +15,19 @@ enum class [[nodiscard]] Post{
     NOT_STARTED, ///< the receiver does not run yet
     TOO_LARGE,   ///< longer than the receiver's messages; it never fits
     UNREACHABLE  ///< the receiver's pipe fails, which the log tells
+};
+
+/// What became of a message whose sender waits for the listener.
+enum class [[nodiscard]] Send{
+    DONE,        ///< the listener has returned
+    FULL,        ///< no room now
+    STOPPED,     ///< the receiver has ended, was asked to end, or ended before it came to the message
+    NOT_STARTED, ///< the receiver does not run yet
+    TOO_LARGE,   ///< longer than the receiver's messages; it never fits
+    UNREACHABLE, ///< the receiver's pipe fails, which the log tells
+    OWN_THREAD,  ///< the caller is the receiver, and would wait for itself
+    ERASED,      ///< somebody erased the message
+    TIMED_OUT    ///< the listener was not called in time, and is not called any more
 };
 
 /// What became of a start.
@@ -34,6 +47,7 @@ enum class [[nodiscard]] Start{
 /// A few words for a person, never null.
 /// Safety: any thread; also in a signal handler and after a fork; never blocks.
 UTL_API char const* text(Post nPost);
+UTL_API char const* text(Send nSend);
 UTL_API char const* text(Start nStart);
 
 } // namespace utl

@@ -488,6 +488,11 @@ public:
         postFinish();
         if (!isHere())
         {
+            unsigned int const RETRY_MS = 20; // a queue that was full of requests need not bring a message to retry at
+            while (mIsToFinish && thread()->waitTo(Thread::STAGE_DONE, RETRY_MS) == Event::TIMED_OUT)
+            {
+                postFinish();
+            }
             thread()->waitTo(Thread::STAGE_DONE, 0);
             thread()->join();
         }

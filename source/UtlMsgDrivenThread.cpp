@@ -166,13 +166,15 @@ unsigned int MsgDrivenThread::Impl::execute()
     return lHasStopped ? 0 : ~0U;
 }
 
-/// The record to work on: none for a request that has been served, or withdrawn, which goes here.
+/// The record to work on: none for a request that has been served, or withdrawn, or a message that its sender has given
+/// up, which go here.
 MsgDrivenThread::Impl::CtlRecord const* MsgDrivenThread::Impl::headLocked()
 {
     CtlRecord const* lpHead = mCtlQueue.head();
-    while (lpHead != nullptr && lpHead->mMsgId == MSG_ID_OUT_OF_BAND && !hasRequests())
+    while (lpHead != nullptr &&
+           ((lpHead->mMsgId == MSG_ID_OUT_OF_BAND && !hasRequests()) || mQueues.isGivenUp(*lpHead)))
     {
-        mCtlQueue.pop();
+        lpHead->mMsgId == MSG_ID_OUT_OF_BAND ? mCtlQueue.pop() : mQueues.dropGivenUp();
         lpHead = mCtlQueue.head();
     }
     return lpHead != nullptr && lpHead->mMsgId != MSG_ID_OUT_OF_BAND ? lpHead : nullptr;

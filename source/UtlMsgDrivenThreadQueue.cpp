@@ -2,7 +2,10 @@
 #include "UtlMsgDrivenThread.h"
 
 #include "UtlApplog.h"
+#include "internal/base/UtlSystemCalls.h"
 #include "internal/message/UtlMsgDrivenThreadImpl.h"
+
+#include <algorithm>
 
 namespace utl
 {
@@ -112,6 +115,36 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     return lImpl.mSync.mResult;
 }
 
+Send MsgDrivenThread::trySend(Msg const& nMsg,
+                              unsigned int nLimitMs) UTL_NO_THREAD_SAFETY_ANALYSIS // two ways to one lock
+{
+    if (isOwnThread())
+    {
+        return Send::OWN_THREAD;
+    }
+    if (!isInService())
+    {
+        mpImpl->refuseStopped();
+        return hasDone(STAGE_STARTED) ? Send::STOPPED : Send::NOT_STARTED;
+    }
+    // As lock(), but with a limit. The other sender may have to wait for a listener.
+    long long const lFromNs = internal::monotonicNs();
+    unsigned int lLeftMs = nLimitMs;
+    while (!mpImpl->mSync.mSyncObject.tryLock())
+    {
+        internal::pauseBriefly();
+        long long const lPassedMs = (internal::monotonicNs() - lFromNs) / 1000000;
+        if (nLimitMs != 0 && lPassedMs >= nLimitMs)
+        {
+            return Send::TIMED_OUT;
+        }
+        lLeftMs = nLimitMs != 0 ? nLimitMs - static_cast<unsigned int>(lPassedMs) : 0;
+    }
+    SyncGuard lOneGuard(mpImpl->mSync.mSyncObject);
+    mpImpl->mSync.mSyncObject.unlock();
+    return mpImpl->sendSync(nMsg, lLeftMs);
+}
+
 bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
 {
     if (isOwnThread())
@@ -142,6 +175,64 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
 {
     SyncGuard lGuard(mpImpl->mSyncObject);
     return npJudgement != nullptr && mpImpl->mQueues.eraseInterrupt(*npJudgement);
+}
+
+/// By the one synchronous sender.
+Send MsgDrivenThread::Impl::sendSync(Msg const& nMsg, unsigned int nLimitMs)
+{
+    Event lOver(0, 0);
+    CtlRecord const lRecord{MSG_ID_SYNC, -1};
+    Wake lWake;
+    unsigned int lSlot = 0;
+    mSync.mResult = false;
+    {
+        SyncGuard lGuard(mSyncObject);
+        lSlot = mQueues.slots().size();
+        Send const lSend = storeSyncLocked(nMsg, &lOver, &lWake);
+        if (lSend != Send::DONE)
+        {
+            return lSend;
+        }
+    }
+    if (!wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { mQueues.takeBack(lSlot), mSync.mAnswer.forget(); }))
+    {
+        return Send::UNREACHABLE;
+    }
+    if (lOver.waitUntilOn(std::min(nLimitMs, 0x7FFFFFFFU)) != 0)
+    {
+        SyncGuard lGuard(mSyncObject);
+        if (mQueues.giveUpSync())
+        {
+            mSync.mAnswer.forget();
+            return Send::TIMED_OUT;
+        }
+    }
+    lOver.waitUntilOn(0); // it has begun
+    SyncGuard lGuard(mSyncObject);
+    return mSync.mResult ? Send::DONE : hasEndedLocked() ? Send::STOPPED : Send::ERASED;
+}
+
+Send MsgDrivenThread::Impl::storeSyncLocked(Msg const& nMsg, Event* npOver, Wake* npWake)
+{
+    if (hasEndedLocked())
+    {
+        refuseStopped();
+        return Send::STOPPED;
+    }
+    if (!mQueues.flatten(nMsg))
+    {
+        ++mCounts.mRefusedTooLarge;
+        return Send::TOO_LARGE;
+    }
+    if (mQueues.slots().isFull() || mCtlQueue.size() == mCtlQueue.maxSize())
+    {
+        ++mCounts.mRefusedFull;
+        return Send::FULL;
+    }
+    mQueues.keepFlattened();
+    mSync.mAnswer.expect(npOver);
+    appendLocked({MSG_ID_SYNC, -1}, npWake);
+    return Send::DONE;
 }
 
 /// Writes a message to the next slot. Of a burst of overflows the first is an error, the others are details.

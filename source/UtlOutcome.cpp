@@ -24,6 +24,32 @@ char const* text(Post nPost)
     return "unknown";
 }
 
+char const* text(Send nSend)
+{
+    switch (nSend)
+    {
+    case Send::DONE:
+        return "received";
+    case Send::FULL:
+        return text(Post::FULL);
+    case Send::STOPPED:
+        return text(Post::STOPPED);
+    case Send::NOT_STARTED:
+        return text(Post::NOT_STARTED);
+    case Send::TOO_LARGE:
+        return text(Post::TOO_LARGE);
+    case Send::UNREACHABLE:
+        return text(Post::UNREACHABLE);
+    case Send::OWN_THREAD:
+        return "the caller would wait for itself";
+    case Send::ERASED:
+        return "the message was erased";
+    case Send::TIMED_OUT:
+        return "it was not received in time";
+    }
+    return "unknown";
+}
+
 char const* text(Start nStart)
 {
     switch (nStart)

@@ -112,6 +112,45 @@ TEST(MsgDrivenThread, ToldPostIsRefusedInSilence)
     EXPECT_EQ(Post::NOT_STARTED, MsgDrivenThread(4, 4, "idle", 0).tryPost(SimpleMsg(A)));
 }
 
+TEST(MsgDrivenThread, GivesUpASendThatDoesNotBeginInTime)
+{
+    LogCapture lLog;
+    TestThread lThread(3, 3); // one byte short of a number
+    EXPECT_EQ(Send::TOO_LARGE, lThread.trySend(NumberMsg(A, 1), 0));
+    ASSERT_TRUE(lThread.hold());
+    EXPECT_EQ(Send::TIMED_OUT, lThread.trySend(SimpleMsg(A), 1));
+    ASSERT_TRUE(lThread.elsewhere(2, [&] { EXPECT_EQ(Send::DONE, lThread.trySend(SimpleMsg(B), 0)); }));
+    EXPECT_EQ(Send::TIMED_OUT, lThread.trySend(SimpleMsg(C), 1)); // behind the other sender
+    EXPECT_TRUE(lThread.postMsg(D));
+    EXPECT_EQ(Post::FULL, lThread.tryPost(SimpleMsg(D)));
+    lThread.release();
+    EXPECT_TRUE(lThread.fence());
+    EXPECT_EQ((Ids{B, D}), lThread.ids());
+    EXPECT_EQ(1U, lThread.ledger().mErased);
+    EXPECT_EQ(Lines(), lLog.lines());
+}
+
+TEST(MsgDrivenThread, TellsWhatBecameOfASend)
+{
+    TestThread lThread;
+    lThread.mRecorder.on(A, [&](int) { EXPECT_EQ(Send::OWN_THREAD, lThread.trySend(SimpleMsg(B), 0)); });
+    EXPECT_EQ(Send::DONE, lThread.trySend(SimpleMsg(A), 10000));
+    lThread.mRecorder.on(C, [&](int) { EXPECT_TRUE(lThread.eraseMsg(D)); });
+    ASSERT_TRUE(lThread.hold());
+    EXPECT_TRUE(lThread.postMsg(C));
+    ASSERT_TRUE(lThread.elsewhere(2, [&] { EXPECT_EQ(Send::ERASED, lThread.trySend(SimpleMsg(D), 0)); }));
+    lThread.release();
+
+    TestThread lEnding;
+    ASSERT_TRUE(lEnding.hold());
+    ASSERT_TRUE(lEnding.elsewhere(1, [&] { EXPECT_EQ(Send::STOPPED, lEnding.trySend(SimpleMsg(D), 0)); }));
+    lEnding.stop(0, 0);
+    lEnding.release();
+    lEnding.stop(1, 0);
+    EXPECT_EQ(Send::STOPPED, lEnding.trySend(SimpleMsg(A), 0));
+    EXPECT_EQ(Send::NOT_STARTED, MsgDrivenThread(4, 4, "idle", 0).trySend(SimpleMsg(A), 0));
+}
+
 TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
 {
     LogCapture lLog;

@@ -44,6 +44,8 @@ public:
     bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
     bool writeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
     bool refuseStopped();
+    Send sendSync(Msg const& nMsg, unsigned int nLimitMs);
+    Send storeSyncLocked(Msg const& nMsg, Event* npOver, Wake* npWake) UTL_REQUIRES(mSyncObject);
     bool ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt);
     using QuietLoop::hasEndedLocked;
 

@@ -156,6 +156,29 @@ bool MsgQueues::takeSync(ThreadRawMsg& nTarget)
     return true;
 }
 
+bool MsgQueues::giveUpSync()
+{
+    for (unsigned int lIndex = mCtlQueue.size(); lIndex-- > 0;)
+    {
+        if (mCtlQueue.at(lIndex) == CtlRecord{MSG_ID_SYNC, -1})
+        {
+            mCtlQueue.put(lIndex, {MSG_ID_SYNC, SYNC_GIVEN_UP});
+            return true;
+        }
+    }
+    return false;
+}
+
+void MsgQueues::dropGivenUp()
+{
+    if (mSlots.size() != 0)
+    {
+        mSlots.dropOldest();
+    }
+    mCtlQueue.countErased(mCtlQueue.at(0));
+    mCtlQueue.erase(0, 1);
+}
+
 bool MsgQueues::takeInterrupt(ThreadRawMsg& nTarget)
 {
     if (!mHasInterrupt)
@@ -210,6 +233,10 @@ bool MsgQueues::passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement
         return false;
     }
     unsigned int const lSlot = (*npSlot)++;
+    if (isGivenUp(nRecord))
+    {
+        return false;
+    }
     if (lSlot >= mSlots.size())
     {
         applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line=%d MsgId=%d", __LINE__,
@@ -368,7 +395,7 @@ void MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, un
 MsgQueues::Step MsgQueues::judge(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement)
 {
     bool const lIsTimeout = nRecord.mMsgId == MSG_ID_TIMEOUT;
-    if (!lIsTimeout && !hasMsgData(nRecord.mMsgId))
+    if ((!lIsTimeout && !hasMsgData(nRecord.mMsgId)) || isGivenUp(nRecord))
     {
         return Step::STAYS;
     }

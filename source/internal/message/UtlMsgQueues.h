@@ -125,6 +125,12 @@ public:
     /// The same for MSG_ID_SYNC: the first slot, whatever it holds.
     bool takeSync(ThreadRawMsg& nTarget);
 
+    /// The sender of the synchronous message that waits waits no longer. It stays with its slot, seen by nobody, until
+    /// the dispatch comes to it and drops it. Result: false if none waits.
+    bool giveUpSync();
+    bool isGivenUp(CtlRecord const& nRecord) const { return nRecord == CtlRecord{MSG_ID_SYNC, SYNC_GIVEN_UP}; }
+    void dropGivenUp();
+
     /// Result: false if no interrupt waits.
     bool takeInterrupt(ThreadRawMsg& nTarget);
     bool eraseInterrupt(Judgement& nJudgement);
@@ -139,6 +145,8 @@ public:
     SlotRing const& slots() const { return mSlots; }
 
 private:
+    static constexpr int SYNC_GIVEN_UP = -2; // parameter of the record; -1 otherwise
+
     enum class Step
     {
         STAYS,

@@ -2,6 +2,7 @@
 #ifndef UTL_ANSWER_H
 #define UTL_ANSWER_H
 
+#include "UtlEvent.h"
 #include "internal/base/UtlSystemCalls.h"
 
 #include <atomic>
@@ -21,8 +22,12 @@ public:
     Answer(Answer const&) = delete;
     Answer& operator=(Answer const&) = delete;
 
-    /// Before the request can be seen.
-    void expect() { mIsExpected = true; }
+    /// Before the request can be seen. npEvent: who asks waits for it instead, perhaps not to the end; null: he calls wait().
+    void expect(Event* npEvent = nullptr)
+    {
+        mpEvent = npEvent;
+        mIsExpected = true;
+    }
 
     bool isExpected() const { return mIsExpected; }
 
@@ -31,7 +36,7 @@ public:
     {
         if (mIsExpected.exchange(false))
         {
-            ::sem_post(&mSemaphore);
+            mpEvent != nullptr ? mpEvent->setOn() : static_cast<void>(::sem_post(&mSemaphore));
         }
     }
 
@@ -40,6 +45,15 @@ public:
     {
         while (gSystem.mSemWait(&mSemaphore) != 0)
         {
+        }
+    }
+
+    /// For one who waits for an event, and waits no longer: nobody touches it any more. Before, the request was withdrawn.
+    void forget()
+    {
+        if (!mIsExpected.exchange(false))
+        {
+            mpEvent->waitUntilOn(0); // somebody is about to answer
         }
     }
 
@@ -52,6 +66,7 @@ public:
 
 private:
     std::atomic<bool> mIsExpected{false};
+    Event* mpEvent = nullptr; // written before the request can be seen
     sem_t mSemaphore;
 };
 

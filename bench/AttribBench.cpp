@@ -1,7 +1,7 @@
 // Classes and folds beside the plain scan of all rows, and beside what comes nearest in ICU where it is installed: the
 // normaliser and the case map on UTF-8, the transliterators on UTF-16, without the way there and back.
 //
-// One item is one character of the source text.
+// "checked" is foldText() beside convertAttrib(). One item is one character of the source text.
 
 #include <algorithm>
 #include <cstdio>
@@ -12,6 +12,7 @@
 #include <benchmark/benchmark.h>
 
 #include "../tests/fuzz/reference/PlainRowScan.h"
+#include "UtlCheckedText.h"
 #include "UtlConvertAttrib.h"
 #include "internal/text/UtlFoldIndex.h"
 #include "support/Ratios.h"
@@ -68,6 +69,12 @@ void run(benchmark::State& nState, std::string const& nText, Work nWork)
 }
 
 using FoldFunction = unsigned int (*)(char*, unsigned int, char const*, PairAttrib const*, int, int);
+void runChecked(benchmark::State& nState, std::string const& nText, Fold nFold)
+{
+    std::vector<char> lDst(nText.size() * 3);
+    run(nState, nText, [&] { return foldText(nFold, lDst.data(), lDst.size(), nText).mWritten; });
+}
+
 using SizeFunction = unsigned int (*)(char const*, int);
 
 void runFold(benchmark::State& nState, std::string const& nText, FoldFunction npFold, PairAttrib const* npTable,
@@ -173,6 +180,7 @@ struct FoldCase
     char const* mpName;
     PairAttrib const* mpTable;
     int mReverse;
+    Fold mFold;
     char const* mpLine;
 #ifdef UTL_BENCH_ICU
     void (*mpIcu)(benchmark::State&, std::string const&, std::string const&); // what comes nearest; may be null
@@ -187,14 +195,16 @@ struct FoldCase
 #endif
 
 FoldCase const FOLDS[] = {
-    {"full_width", HANKAKU_ZENKAKU_PAIR, 0, HALF_WIDTH ICU_CASE(runNormaliser, "")},
-    {"full_width_mixed", HANKAKU_ZENKAKU_PAIR, 0, MIXED ICU_CASE(runNormaliser, "")},
-    {"full_width_trans", HANKAKU_ZENKAKU_PAIR, 0, HALF_WIDTH ICU_CASE(runTransliterator, "Halfwidth-Fullwidth")},
-    {"half_width", HANKAKU_ZENKAKU_PAIR, 1, MIXED ICU_CASE(runTransliterator, "Fullwidth-Halfwidth")},
-    {"hiragana", ZENKATA_HIRAGANA_PAIR, 0, MIXED ICU_CASE(runTransliterator, "Katakana-Hiragana")},
-    {"lower", LOWER_UPPER_PAIR, 1, MIXED ICU_CASE(runCaseMap, "Lower")},
-    {"upper", LOWER_UPPER_PAIR, 0, MIXED ICU_CASE(runCaseMap, "Upper")},
-    {"unvoiced", NODAKUON_DAKUON_PAIR, 1, MIXED ICU_CASE(nullptr, "")},
+    {"full_width", HANKAKU_ZENKAKU_PAIR, 0, Fold::FULL_WIDTH, HALF_WIDTH ICU_CASE(runNormaliser, "")},
+    {"full_width_mixed", HANKAKU_ZENKAKU_PAIR, 0, Fold::FULL_WIDTH, MIXED ICU_CASE(runNormaliser, "")},
+    {"full_width_trans", HANKAKU_ZENKAKU_PAIR, 0, Fold::FULL_WIDTH,
+     HALF_WIDTH ICU_CASE(runTransliterator, "Halfwidth-Fullwidth")},
+    {"half_width", HANKAKU_ZENKAKU_PAIR, 1, Fold::HALF_WIDTH, MIXED ICU_CASE(runTransliterator, "Fullwidth-Halfwidth")},
+    {"hiragana", ZENKATA_HIRAGANA_PAIR, 0, Fold::KATAKANA_TO_HIRAGANA,
+     MIXED ICU_CASE(runTransliterator, "Katakana-Hiragana")},
+    {"lower", LOWER_UPPER_PAIR, 1, Fold::LOWER, MIXED ICU_CASE(runCaseMap, "Lower")},
+    {"upper", LOWER_UPPER_PAIR, 0, Fold::UPPER, MIXED ICU_CASE(runCaseMap, "Upper")},
+    {"unvoiced", NODAKUON_DAKUON_PAIR, 1, Fold::NOT_VOICED, MIXED ICU_CASE(nullptr, "")},
 };
 
 // A group for each floor, so that each has its ratio.
@@ -208,6 +218,9 @@ void registerAll(std::string const& nLength, bool nIsLong)
                                      lCase.mReverse);
         benchmark::RegisterBenchmark((lName + ".scan/floor").c_str(), runFold, lText, scan::convertAttrib,
                                      lCase.mpTable, lCase.mReverse);
+        benchmark::RegisterBenchmark((lName + ".checked/utl").c_str(), runChecked, lText, lCase.mFold);
+        benchmark::RegisterBenchmark((lName + ".checked/floor").c_str(), runFold, lText, convertAttrib<char>,
+                                     lCase.mpTable, lCase.mReverse);
 #ifdef UTL_BENCH_ICU
         if (lCase.mpIcu != nullptr)
         {
@@ -218,6 +231,19 @@ void registerAll(std::string const& nLength, bool nIsLong)
 #endif
     }
     std::string const lText = textOf(MIXED, nIsLong);
+    benchmark::RegisterBenchmark(("compare" + nLength + ".checked/utl").c_str(),
+                                 [lText](benchmark::State& nState)
+                                 {
+                                     std::string const lOther = lText + "b";
+                                     run(nState, lText, [&] { return compareTextNoCase(lText, lOther); });
+                                 });
+    benchmark::RegisterBenchmark(("compare" + nLength + ".checked/floor").c_str(),
+                                 [lText](benchmark::State& nState)
+                                 {
+                                     std::string const lOther = lText + "b";
+                                     run(nState, lText,
+                                         [&] { return compareStrNoCase(lText.c_str(), lOther.c_str(), STR_ALL); });
+                                 });
     benchmark::RegisterBenchmark(("classes" + nLength + ".scan/utl").c_str(), runClasses, lText, attribBlockSize<char>);
     benchmark::RegisterBenchmark(("classes" + nLength + ".scan/floor").c_str(), runClasses, lText,
                                  scan::attribBlockSize);

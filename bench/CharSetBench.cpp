@@ -1,7 +1,9 @@
 // Conversions of mixed Japanese text beside the C library's iconv, ICU where it was found, and memcpy of the source.
 // "Text" is four megabytes, "Short" a string of 32 characters. The ratios at the end are those of the fastest rounds
-// of one interleaved run, since machines run at more than one speed.
+// of one interleaved run, since machines run at more than one speed. "checked" are the functions that take text of any
+// bytes; from UTF-16 to Shift-JIS there are no others.
 #include "UtlCharSet.h"
+#include "UtlCheckedText.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -148,6 +150,40 @@ void addUtl(std::string const& nSize, Text const& nText)
         [](Text const& nFrom) { utl::convertStrFromUtf8ToUtf16(target16(), capacity() / 2, nFrom.mUtf8.c_str()); });
 }
 
+/// Text that is known to be converted whole.
+std::string_view sourceOf(Text const& nText, utl::Encoding nEncoding)
+{
+    return nEncoding == utl::Encoding::SJIS   ? std::string_view(nText.mSjis)
+           : nEncoding == utl::Encoding::UTF8 ? std::string_view(nText.mUtf8)
+                                              : utl::bytesOfUnits(nText.mUtf16.data(), nText.mUtf16.size() - 1);
+}
+
+void addChecked(std::string const& nSize, Text const& nText)
+{
+    using utl::Encoding;
+    struct
+    {
+        char const* mpName;
+        Encoding mFrom;
+        Encoding mTo;
+    } const DIRECTIONS[] = {
+        {"SjisToUtf8", Encoding::SJIS, Encoding::UTF8},       {"Utf8ToSjis", Encoding::UTF8, Encoding::SJIS},
+        {"SjisToUtf16", Encoding::SJIS, utl::ENCODING_UTF16}, {"Utf16ToUtf8", utl::ENCODING_UTF16, Encoding::UTF8},
+        {"Utf8ToUtf16", Encoding::UTF8, utl::ENCODING_UTF16}, {"Utf16ToSjis", utl::ENCODING_UTF16, Encoding::SJIS}};
+    for (auto const& lDirection : DIRECTIONS)
+    {
+        std::string_view const lSource = sourceOf(nText, lDirection.mFrom);
+        add(nSize + "/checked", lDirection.mpName, nText,
+            [=](Text const&)
+            {
+                if (!utl::convertText(lDirection.mTo, target(), capacity(), lDirection.mFrom, lSource).isWhole())
+                {
+                    std::exit(1);
+                }
+            });
+    }
+}
+
 void addIconv(std::string const& nSize, Text const& nText)
 {
     std::string const lName = nSize + "/iconv";
@@ -162,6 +198,9 @@ void addIconv(std::string const& nSize, Text const& nText)
         { lCall(nFrom.mUtf16.data(), (nFrom.mUtf16.size() - 1) * 2); });
     add(lName, "Utf8ToUtf16", nText,
         [lCall = Iconv("UTF-16LE", "UTF-8")](Text const& nFrom) { lCall(nFrom.mUtf8.data(), nFrom.mUtf8.size()); });
+    add(lName, "Utf16ToSjis", nText,
+        [lCall = Iconv("CP932", "UTF-16LE")](Text const& nFrom)
+        { lCall(nFrom.mUtf16.data(), (nFrom.mUtf16.size() - 1) * 2); });
 }
 
 #ifdef UTL_BENCH_ICU
@@ -220,6 +259,7 @@ void addIcu(std::string const&, Text const&) {}
 void addAll(std::string const& nSize, Text const& nText)
 {
     addUtl(nSize, nText);
+    addChecked(nSize, nText);
     addIconv(nSize, nText);
     addIcu(nSize, nText);
     add(nSize + "/memcpy", "Utf8", nText,
@@ -246,13 +286,18 @@ public:
 
     void print(std::string const& nSize, unsigned int nCharacters) const
     {
-        for (char const* const lpWhat : {"SjisToUtf8", "Utf8ToSjis", "SjisToUtf16", "Utf16ToUtf8", "Utf8ToUtf16"})
+        for (char const* const lpWhat :
+             {"SjisToUtf8", "Utf8ToSjis", "SjisToUtf16", "Utf16ToUtf8", "Utf8ToUtf16", "Utf16ToSjis"})
         {
             std::string const lName = lpWhat + ("/" + nSize);
             double const lOurs = timeOf(lName + "/utl");
-            std::printf("%-18s %6.2f ns a character, %4.1f times as fast as iconv, %4.1f as ICU; memcpy %3.0f times\n",
-                        lName.c_str(), lOurs / nCharacters, timeOf(lName + "/iconv") / lOurs,
-                        timeOf(lName + "/ICU") / lOurs, lOurs / timeOf("Utf8/" + nSize + "/memcpy"));
+            double const lChecked = timeOf(lName + "/checked");
+            double const lBest = lOurs != 0 ? lOurs : lChecked;
+            std::printf(
+                "%-18s %6.2f ns a character, checked %4.2f times that; %4.1f times as fast as iconv, %4.1f as ICU; "
+                "memcpy %3.0f times\n",
+                lName.c_str(), lBest / nCharacters, lChecked / lBest, timeOf(lName + "/iconv") / lBest,
+                timeOf(lName + "/ICU") / lBest, lBest / timeOf("Utf8/" + nSize + "/memcpy"));
         }
     }
 

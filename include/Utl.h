@@ -8,6 +8,7 @@
 #include "UtlBitStream.h"
 #include "UtlCharAttrib.h"
 #include "UtlCharSet.h"
+#include "UtlCheckedText.h"
 #include "UtlConvertAttrib.h"
 #include "UtlEvent.h"
 #include "UtlFile.h"

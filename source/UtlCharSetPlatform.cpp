@@ -1,7 +1,10 @@
 // Wide characters: the process's own converters if it has some, else ours.
 #include "internal/text/UtlCharSetPlatform.h"
 
+#include <cstring>
+
 #include "UtlCharSet.h"
+#include "internal/text/UtlCodec.h"
 #include "internal/text/UtlUtf8.h"
 
 // Weak references and not definitions: the dynamic linker then finds them in every library of the process, also behind
@@ -20,74 +23,18 @@ namespace utl::internal
 namespace
 {
 
-constexpr unsigned int LAST_CODE = 0x10FFFF;
-
-bool isSurrogate(unsigned int nCode)
-{
-    return nCode >= 0xD800 && nCode <= 0xDFFF;
-}
-
-// Bytes of a character by its lead byte, and by its code; 0 for none.
-unsigned int sizeOfLead(unsigned char nLead)
-{
-    return nLead < 0x80 ? 1 : nLead < 0xC2 ? 0 : nLead < 0xE0 ? 2 : nLead < 0xF0 ? 3 : nLead < 0xF5 ? 4 : 0;
-}
-
-unsigned int sizeOfCode(unsigned int nCode)
-{
-    return nCode < 0x80         ? 1
-           : nCode < 0x800      ? 2
-           : isSurrogate(nCode) ? 0
-           : nCode < 0x10000    ? 3
-           : nCode <= LAST_CODE ? 4
-                                : 0;
-}
-
-// The first character of nBytes bytes, at least 1, behind which nothing may be read. Result: its bytes; 0 for a malformed one.
-unsigned int decode(char const* npSrc, unsigned int nBytes, unsigned int& nCode)
-{
-    unsigned char const lLead = static_cast<unsigned char>(npSrc[0]);
-    unsigned int const lSize = sizeOfLead(lLead);
-    if (lSize == 0 || lSize > nBytes)
-    {
-        return 0;
-    }
-    nCode = lSize == 1 ? lLead : lLead & (0x7FU >> lSize);
-    for (unsigned int lIndex = 1; lIndex < lSize; ++lIndex)
-    {
-        unsigned char const lTail = static_cast<unsigned char>(npSrc[lIndex]);
-        if (!isTail(lTail))
-        {
-            return 0;
-        }
-        nCode = nCode << 6 | tailBits(lTail);
-    }
-    return sizeOfCode(nCode) == lSize ? lSize : 0;
-}
-
-void encode(char* npDst, unsigned int nCode, unsigned int nSize)
-{
-    for (unsigned int lIndex = nSize - 1; lIndex != 0; --lIndex)
-    {
-        npDst[lIndex] = static_cast<char>(0x80 | (nCode & 0x3F));
-        nCode >>= 6;
-    }
-    npDst[0] = static_cast<char>(nSize == 1 ? nCode : (0xF00U >> nSize & 0xFFU) | nCode);
-}
-
 int toWideByOurselves(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes)
 {
     bool lIsGood = true;
     unsigned int lUsed = 0;
     for (unsigned int lIndex = 0; lIsGood && lIndex < nSrcBytes;)
     {
-        unsigned int lCode = 0;
-        unsigned int const lSize = decode(npSrc + lIndex, nSrcBytes - lIndex, lCode);
-        lIsGood = lSize != 0 && lUsed + 1 < nDstSize;
+        DecodedChar const lChar = decodeUtf8(bytesOf(npSrc) + lIndex, nSrcBytes - lIndex);
+        lIsGood = lChar.mFault == TextStop::END && lUsed + 1 < nDstSize;
         if (lIsGood)
         {
-            npDst[lUsed++] = static_cast<wchar_t>(lCode);
-            lIndex += lSize;
+            npDst[lUsed++] = static_cast<wchar_t>(lChar.mCode);
+            lIndex += lChar.mSize;
         }
     }
     npDst[lUsed] = 0;
@@ -100,12 +47,12 @@ int toNarrowByOurselves(char* npDst, unsigned int nDstSize, wchar_t const* npSrc
     unsigned int lUsed = 0;
     for (int lIndex = 0; lIsGood && lIndex < nSrcCount; ++lIndex)
     {
-        unsigned int const lCode = static_cast<unsigned int>(npSrc[lIndex]);
-        unsigned int const lSize = sizeOfCode(lCode);
+        unsigned char lBytes[CHAR_BYTES_MAX];
+        unsigned int const lSize = encodeUtf8(static_cast<std::uint32_t>(npSrc[lIndex]), lBytes);
         lIsGood = lSize != 0 && lSize < nDstSize - lUsed;
         if (lIsGood)
         {
-            encode(npDst + lUsed, lCode, lSize);
+            std::memcpy(npDst + lUsed, lBytes, lSize);
             lUsed += lSize;
         }
     }

@@ -6,9 +6,8 @@
 #include <cstring>
 
 #include "UtlStaticBuffer.h"
-#include "internal/text/UtlFoldIndex.h"
+#include "internal/text/UtlFoldRows.h"
 #include "internal/text/UtlStringSearch.h"
-#include "tables/UtlPairRows.h"
 
 namespace utl
 {
@@ -17,11 +16,10 @@ namespace
 {
 
 using internal::bytesOf;
-using internal::CHAR_NUMBER_COUNT;
-using internal::CHAR_NUMBER_UNKNOWN;
-using internal::FoldIndex;
-using internal::FoldRow;
-using internal::FoldText;
+using internal::FoldedChunk;
+using internal::IndexedRows;
+using internal::Match;
+using internal::NO_MATCH;
 
 // --- The text that is written ---
 
@@ -138,16 +136,6 @@ private:
 
 // --- The row that matches ---
 
-struct Match
-{
-    bool mIsFound;
-    unsigned int mKeySize;
-    char const* mpOther;     // what to write in place of the key
-    unsigned int mOtherSize; // STR_ALL: null, or unchecked text
-};
-
-constexpr Match NO_MATCH = {false, 0, nullptr, 0};
-
 // The rows of any table, from the first.
 class PlainRows
 {
@@ -177,202 +165,6 @@ private:
     PairAttrib const* const mpTable;
     bool const mIsReverse;
 };
-
-#define UTL_FOLD_LITERALS(LEFT, RIGHT) {{LEFT, RIGHT}},
-#define UTL_FOLD_INDEX(NAME)                                                                                           \
-    constexpr internal::FoldLiterals NAME##_LITERALS[] = {UTL_##NAME##_ROWS(UTL_FOLD_LITERALS)};                       \
-    constexpr auto NAME##_INDEX = internal::makeFoldIndex(NAME##_LITERALS);                                            \
-    static_assert(internal::hasUsualKeys(NAME##_INDEX), "a key is one character or two of one size")
-
-UTL_FOLD_INDEX(LOWER_UPPER);
-UTL_FOLD_INDEX(HANKAKU_ZENKAKU);
-UTL_FOLD_INDEX(NODAKUON_DAKUON);
-UTL_FOLD_INDEX(NODAKUON_HANDAKUON);
-UTL_FOLD_INDEX(ZENKATA_HIRAGANA);
-UTL_FOLD_INDEX(HANKATA_HIRAGANA);
-
-constexpr internal::CharPages CHAR_PAGES = internal::makeCharPages();
-
-// A piece of text that has been folded, somewhere else than in the destination.
-struct FoldedChunk
-{
-    static constexpr unsigned int CAPACITY = 512;
-
-    char mBytes[CAPACITY + sizeof(FoldText)]; // past the limit by a text of a row, with what stands behind it
-    unsigned int mSize;
-    unsigned int mNeeded; // room, with what a stray byte then took away
-    bool mIsLast;         // the source ends here, or is malformed
-};
-
-// The rows of one of our own tables: only those are tried, in their order, whose key begins with the character.
-class IndexedRows
-{
-public:
-    // For a table that is not ours.
-    IndexedRows()
-        : mpRows(nullptr),
-          mpFirst(nullptr),
-          mKeySide(0),
-          mLeads(0)
-    {
-    }
-
-    template <std::size_t N>
-    IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse)
-        : mpRows(nIndex.mRows.data()),
-          mpFirst(nIndex.mFirst[nIsReverse ? 1 : 0]),
-          mKeySide(nIsReverse ? 1 : 0),
-          mLeads(nIndex.mLeads[nIsReverse ? 1 : 0])
-    {
-    }
-
-    bool isOurs() const { return mpRows != nullptr; }
-
-    // A row with an empty key matches everywhere.
-    bool hasEmptyKey() const { return mpFirst[CHAR_NUMBER_UNKNOWN] != 0; }
-
-    // Folds from npSrc until a chunk holds nLimit bytes or the text ends, for tables without an empty key.
-    // npEnd: the terminator. Result: behind what was folded.
-    unsigned char const* fold(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
-                              unsigned int nLimit) const
-    {
-        char* lpOut = nChunk.mBytes;
-        char const* const lpLast = nChunk.mBytes + nLimit - 1;
-        unsigned int lCopied = 0; // bytes of the last character, if no row had it
-        for (; lpOut <= lpLast; lpOut += lCopied, npSrc += lCopied)
-        {
-            // A branch for each size, so that the next character does not wait for the row of this one.
-            if (internal::isLikely(npEnd - npSrc >= 3 && internal::isUsualThree(internal::fourBytesAt(npSrc))))
-            {
-                lCopied = isForeign(*npSrc) ? copyForeign(npSrc, npEnd, lpOut, lpLast) : foldThree(npSrc, lpOut);
-                continue;
-            }
-            unsigned int const lSize = npSrc != npEnd ? internal::charSize(npSrc) : 0;
-            if (lSize == 1)
-            {
-                lCopied = foldCharacter<1>(npSrc, lpOut, mpFirst[*npSrc]);
-            }
-            else if (internal::isSize(lSize))
-            {
-                lCopied = lSize;
-                std::memcpy(lpOut, npSrc, lSize);
-            }
-            else
-            {
-                break;
-            }
-        }
-        // A stray continuation byte takes the character before it along.
-        bool const lIsStray = internal::isTail(*npSrc);
-        nChunk.mNeeded = static_cast<unsigned int>(lpOut - nChunk.mBytes);
-        nChunk.mSize = nChunk.mNeeded - (lIsStray ? lCopied : 0);
-        nChunk.mIsLast = lpOut <= lpLast || lIsStray;
-        return npSrc;
-    }
-
-    Match find(char const* npStr) const
-    {
-        unsigned int const lNumber = internal::charNumber(npStr);
-        unsigned int const lRow = find(bytesOf(npStr), mpFirst[lNumber], internal::charNumberSize(lNumber));
-        if (lRow == 0)
-        {
-            return NO_MATCH;
-        }
-        FoldText const& lOther = mpRows[lRow].mTexts[1 - mKeySide];
-        return {true, mpRows[lRow].mTexts[mKeySide].mSize, lOther.mBytes, lOther.mSize};
-    }
-
-private:
-    // Whether a usual character of three bytes begins no key, by its lead byte.
-    bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
-
-    // A run of foreign characters, of which there is one. Moves both to the last one of them, which is stored.
-    // Result: its size.
-    unsigned int copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut,
-                             char const* npLast) const
-    {
-        unsigned char const* const lpStop = npSrc + std::min<std::ptrdiff_t>(npEnd - npSrc - 2, npLast - npOut + 1);
-        unsigned char const* lpAt = npSrc;
-        char* lpOut = npOut;
-        std::uint32_t lBytes = internal::fourBytesAt(lpAt);
-        do
-        {
-            internal::storeFour(lpOut, lBytes);
-            lpAt += 3;
-            lpOut += 3;
-        } while (lpAt < lpStop && internal::isUsualThree(lBytes = internal::fourBytesAt(lpAt)) && isForeign(lBytes));
-        npSrc = lpAt - 3;
-        npOut = lpOut - 3;
-        return 3;
-    }
-
-    unsigned int foldThree(unsigned char const*& npSrc, char*& npOut) const
-    {
-        unsigned int const lPage = CHAR_PAGES.of(npSrc[0], npSrc[1]);
-        return foldCharacter<3>(npSrc, npOut, mpFirst[lPage * 64 + internal::tailBits(npSrc[2])]);
-    }
-
-    // From a row whose key begins with the character of SIZE bytes at npSrc, or 0. Moves both behind a row that
-    // matches. Result: 0; SIZE if no row matches, and then the character is stored, with a byte behind it.
-    template <unsigned int SIZE>
-    unsigned int foldCharacter(unsigned char const*& npSrc, char*& npOut, unsigned int nRow) const
-    {
-        while (nRow != 0)
-        {
-            FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
-            FoldText const& lOther = mpRows[nRow].mTexts[1 - mKeySide];
-            bool const lIsOne = internal::isLikely(lKey.mSize == SIZE);
-            if (lIsOne || internal::beginsWith(npSrc + SIZE, bytesOf(lKey.mBytes) + SIZE, SIZE))
-            {
-                std::memcpy(npOut, lOther.mBytes, sizeof(FoldText));
-                npOut += lOther.mSize;
-                npSrc += SIZE;
-                npSrc += lIsOne ? 0 : SIZE;
-                return 0;
-            }
-            nRow = lKey.mNext;
-        }
-        std::memcpy(npOut, npSrc, SIZE + SIZE / 3);
-        return SIZE;
-    }
-
-    // From a row whose key begins with the character of nSize bytes at npStr. Result: the row that matches, or 0.
-    unsigned int find(unsigned char const* npStr, unsigned int nRow, unsigned int nSize) const
-    {
-        while (nRow != 0)
-        {
-            FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
-            if (internal::isLikely(lKey.mSize <= nSize) ||
-                internal::beginsWith(npStr + nSize, bytesOf(lKey.mBytes) + nSize, lKey.mSize - nSize))
-            {
-                break;
-            }
-            nRow = lKey.mNext;
-        }
-        return nRow;
-    }
-
-    FoldRow const* const mpRows;
-    unsigned char const* const mpFirst;
-    unsigned int const mKeySide;
-    unsigned int const mLeads;
-};
-
-IndexedRows indexedRows(PairAttrib const* npTable, bool nIsReverse)
-{
-#define UTL_INDEX_OF(NAME)                                                                                             \
-    if (npTable == NAME##_PAIR)                                                                                        \
-    {                                                                                                                  \
-        return IndexedRows(NAME##_INDEX, nIsReverse);                                                                  \
-    }
-    UTL_INDEX_OF(LOWER_UPPER)
-    UTL_INDEX_OF(HANKAKU_ZENKAKU)
-    UTL_INDEX_OF(NODAKUON_DAKUON)
-    UTL_INDEX_OF(NODAKUON_HANDAKUON)
-    UTL_INDEX_OF(ZENKATA_HIRAGANA)
-    UTL_INDEX_OF(HANKATA_HIRAGANA)
-    return IndexedRows();
-}
 
 template <class Rows>
 unsigned int foldText(FoldedText nText, char const* npSrc, Rows const nRows)
@@ -433,7 +225,7 @@ unsigned int foldByIndex(FoldedText nText, char const* npSrc, unsigned int nLeng
 unsigned int foldBytes(FoldedText nText, char const* npSrc, unsigned int nLength, PairAttrib const* npTable,
                        bool nIsReverse)
 {
-    IndexedRows const lRows = indexedRows(npTable, nIsReverse);
+    IndexedRows const lRows = internal::indexedRows(npTable, nIsReverse);
     return lRows.isOurs() ? foldByIndex(nText, npSrc, nLength, lRows)
                           : foldText(nText, npSrc, PlainRows(npTable, nIsReverse));
 }
@@ -529,7 +321,7 @@ unsigned int trimStrRight(T* npStr, T const* npSet)
 template <class T>
 int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCount)
 {
-    IndexedRows const lRows(LOWER_UPPER_INDEX, true);
+    IndexedRows const lRows = internal::rowsOf(Fold::LOWER);
     FoldedBytes lLeft(npLeft, lRows);
     FoldedBytes lRight(npRight, lRows);
     int lOrder = 0;
@@ -591,7 +383,7 @@ bool strToInt(V* npValue, T const* npStr, int nBase)
     {
         return false;
     }
-    FoldedBytes lText(npStr, IndexedRows(HANKAKU_ZENKAKU_INDEX, true));
+    FoldedBytes lText(npStr, internal::rowsOf(Fold::HALF_WIDTH));
     if (!isShortFolded(npStr, lText.length()))
     {
         return false;

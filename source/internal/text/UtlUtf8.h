@@ -181,7 +181,7 @@ unsigned int unitAt(unsigned char const* npBytes)
     return IS_BIG_ENDIAN ? npBytes[0] * 256U + npBytes[1] : npBytes[1] * 256U + npBytes[0];
 }
 
-/// By the upper eleven bits of a UTF-16 unit: its bytes in UTF-8 if it is ASCII or needs three, and 0 for any other unit,
+/// By the upper eleven bits of a UTF-16 unit: its bytes in UTF-8 if it is ASCII or needs three; 0 for any other unit,
 /// for surrogates and for the 32 beside each byte-order mark.
 struct UsualUnitSizes
 {

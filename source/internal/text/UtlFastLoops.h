@@ -1,0 +1,284 @@
+/// The inner loops of the checked conversions: usual characters, far from the ends of source and destination. Whatever
+/// else comes is left to decodeChar() and encodeChar(). Layer: internal, text.
+#ifndef UTL_FAST_LOOPS_H
+#define UTL_FAST_LOOPS_H
+
+#include "internal/text/UtlCheckedWalk.h"
+#include "internal/text/UtlCodeTables.h"
+
+#include "internal/text/UtlCodec.h"
+#include <algorithm>
+
+namespace utl::internal
+{
+
+// Destinations. put() takes a unit from 0x80 that is no surrogate, putThree() the bytes of a character of three bytes, as
+// fourBytesAt() gives them. Both store up to LARGEST bytes and may overwrite WRITES. False, with nothing stored, if it has
+// no code or is not usual.
+
+struct ToUtf8
+{
+    static constexpr unsigned int WRITES = 4;
+    static constexpr unsigned int LARGEST = 3;
+
+    static void putAscii(unsigned char*& npDst, unsigned int nByte) { *npDst++ = static_cast<unsigned char>(nByte); }
+
+    static bool putThree(unsigned char*& npDst, std::uint32_t nBytes) { return put(npDst, unitOfThree(nBytes)); }
+
+    static bool put(unsigned char*& npDst, unsigned int nUnit)
+    {
+        char* const lpDst = reinterpret_cast<char*>(npDst);
+        if (isLikely(nUnit >= 0x800))
+        {
+            storeUtf8AndOneMore(lpDst, nUnit);
+            npDst += 3;
+            return true;
+        }
+        storeUtf8(lpDst, nUnit, 2);
+        npDst += 2;
+        return true;
+    }
+};
+
+template <bool IS_LIKE_ICONV>
+struct ToSjis
+{
+    static constexpr unsigned int WRITES = 2;
+    static constexpr unsigned int LARGEST = 2;
+
+    static void putAscii(unsigned char*& npDst, unsigned int nByte) { *npDst++ = static_cast<unsigned char>(nByte); }
+
+    static bool put(unsigned char*& npDst, unsigned int nUnit) { return putCode(npDst, sjisOfUnit(nUnit)); }
+
+    static bool putThree(unsigned char*& npDst, std::uint32_t nBytes)
+    {
+        return putCode(npDst,
+                       UNIT_CODES[UNIT_PAGES[(nBytes & 0x0FU) << 6 | (nBytes >> 8 & 0x3FU)] + (nBytes >> 16 & 0x3FU)]);
+    }
+
+private:
+    static bool putCode(unsigned char*& npDst, unsigned int nCode)
+    {
+        if (IS_LIKE_ICONV && isOtherInIconv(nCode))
+        {
+            return false;
+        }
+        if (isLikely(nCode > 0xFF))
+        {
+            storeUnit<true>(npDst, nCode);
+            npDst += 2;
+            return true;
+        }
+        *npDst = static_cast<unsigned char>(nCode);
+        npDst += nCode != 0 ? 1 : 0;
+        return nCode != 0;
+    }
+};
+
+template <bool IS_BIG_ENDIAN>
+struct ToUtf16
+{
+    static constexpr unsigned int WRITES = 2;
+    static constexpr unsigned int LARGEST = 2;
+
+    static void putAscii(unsigned char*& npDst, unsigned int nByte) { put(npDst, nByte); }
+
+    static bool putThree(unsigned char*& npDst, std::uint32_t nBytes) { return put(npDst, unitOfThree(nBytes)); }
+
+    static bool put(unsigned char*& npDst, unsigned int nUnit)
+    {
+        storeUnit<IS_BIG_ENDIAN>(npDst, nUnit);
+        npDst += 2;
+        return true;
+    }
+};
+
+struct ToWide
+{
+    static constexpr unsigned int WRITES = 4;
+    static constexpr unsigned int LARGEST = 4;
+
+    static void putAscii(unsigned char*& npDst, unsigned int nByte) { put(npDst, nByte); }
+
+    static bool putThree(unsigned char*& npDst, std::uint32_t nBytes) { return put(npDst, unitOfThree(nBytes)); }
+
+    static bool put(unsigned char*& npDst, unsigned int nUnit)
+    {
+        storeWide(npDst, nUnit);
+        npDst += 4;
+        return true;
+    }
+};
+
+// Sources. step() takes one usual character of SMALLEST bytes or more, out of what load() makes of READS bytes. False, with
+// nothing done, if there is none. A branch for each size, so that the next character does not wait for the size of this.
+
+struct FromUtf8
+{
+    static constexpr unsigned int READS = 4;
+    static constexpr unsigned int SMALLEST = 1;
+
+    static std::uint32_t load(unsigned char const* npSrc) { return fourBytesAt(npSrc); }
+
+    template <class To>
+    static bool step(std::uint32_t nBytes, unsigned char const*& npSrc, unsigned char*& npDst)
+    {
+        if (isLikely(isUsualThree(nBytes)))
+        {
+            if (!isLikely(To::putThree(npDst, nBytes)))
+            {
+                return false;
+            }
+            npSrc += 3;
+            return true;
+        }
+        unsigned int const lLead = nBytes & 0xFFU;
+        if (lLead < 0x80)
+        {
+            To::putAscii(npDst, lLead);
+            ++npSrc;
+            return true;
+        }
+        bool const lIsTwo = lLead >= 0xC2 && (nBytes & 0xC0E0U) == 0x80C0U;
+        if (!lIsTwo || !To::put(npDst, (nBytes & 0x1FU) << 6 | (nBytes >> 8 & 0x3FU)))
+        {
+            return false;
+        }
+        npSrc += 2;
+        return true;
+    }
+};
+
+struct FromSjis
+{
+    static constexpr unsigned int READS = 2;
+    static constexpr unsigned int SMALLEST = 1;
+
+    static std::uint32_t load(unsigned char const* npSrc) { return loadUnit<false>(npSrc); }
+
+    template <class To>
+    static bool step(std::uint32_t nBytes, unsigned char const*& npSrc, unsigned char*& npDst)
+    {
+        unsigned char const lLead = static_cast<unsigned char>(nBytes);
+        if (isLikely(isSjisLead(lLead)))
+        {
+            unsigned int const lUnit = unitOfSjis(lLead, static_cast<unsigned char>(nBytes >> 8));
+            if (!isLikely(lUnit != 0) || !To::put(npDst, lUnit))
+            {
+                return false;
+            }
+            npSrc += 2;
+            return true;
+        }
+        if (lLead < 0x80)
+        {
+            To::putAscii(npDst, lLead);
+            ++npSrc;
+            return true;
+        }
+        if (!isSjisKana(lLead) || !To::put(npDst, unitOfSjisKana(lLead)))
+        {
+            return false;
+        }
+        ++npSrc;
+        return true;
+    }
+};
+
+template <class To>
+bool putUnit(unsigned char*& npDst, unsigned int nUnit)
+{
+    if (nUnit < 0x80)
+    {
+        To::putAscii(npDst, nUnit);
+        return true;
+    }
+    return !isSurrogate(nUnit) && To::put(npDst, nUnit);
+}
+
+template <bool IS_BIG_ENDIAN>
+struct FromUtf16
+{
+    static constexpr unsigned int READS = 2;
+    static constexpr unsigned int SMALLEST = 2;
+
+    static std::uint32_t load(unsigned char const* npSrc) { return loadUnit<IS_BIG_ENDIAN>(npSrc); }
+
+    template <class To>
+    static bool step(std::uint32_t nUnit, unsigned char const*& npSrc, unsigned char*& npDst)
+    {
+        if (!putUnit<To>(npDst, nUnit))
+        {
+            return false;
+        }
+        npSrc += 2;
+        return true;
+    }
+};
+
+struct FromWide
+{
+    static constexpr unsigned int READS = 4;
+    static constexpr unsigned int SMALLEST = 4;
+
+    static std::uint32_t load(unsigned char const* npSrc) { return loadWide(npSrc); }
+
+    template <class To>
+    static bool step(std::uint32_t nCode, unsigned char const*& npSrc, unsigned char*& npDst)
+    {
+        if (nCode > 0xFFFF || !putUnit<To>(npDst, nCode))
+        {
+            return false;
+        }
+        npSrc += 4;
+        return true;
+    }
+};
+
+/// Moves over usual characters that begin before npSrcEnd, while there is room for sure. Result: whether all is usual.
+template <class From, class To>
+bool runUsual(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsigned char*& npDst,
+              unsigned char const* npDstEnd)
+{
+    constexpr unsigned int GROWTH = (To::LARGEST + From::SMALLEST - 1) / From::SMALLEST; // bytes that a byte becomes
+    while (npSrc < npSrcEnd && static_cast<std::size_t>(npDstEnd - npDst) >= To::WRITES)
+    {
+        // What begins before the stop has room, so that the loop has one end to look at.
+        std::size_t const lSafe = static_cast<std::size_t>(npDstEnd - npDst - To::WRITES) / GROWTH + 1;
+        unsigned char const* const lpStop = npSrc + std::min(static_cast<std::size_t>(npSrcEnd - npSrc), lSafe);
+        while (npSrc < lpStop)
+        {
+            if (!isLikely(From::template step<To>(From::load(npSrc), npSrc, npDst)))
+            {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+/// Moves the cursor over usual characters.
+template <class From, class To>
+void runFast(TextCursor& nCursor)
+{
+    constexpr std::ptrdiff_t READS = From::READS;
+    unsigned char const* lpSrc = nCursor.mpSrc;
+    unsigned char const* const lpEnd = nCursor.mpSrcEnd;
+    unsigned char* lpDst = nCursor.mpDst;
+    if (lpEnd - lpSrc >= READS && runUsual<From, To>(lpSrc, lpEnd - (READS - 1), lpDst, nCursor.mpDstEnd))
+    {
+        // Behind the last bytes, zeros: they complete no character.
+        bool lIsUsual = From::SMALLEST < READS && lpEnd - lpSrc < READS;
+        while (lIsUsual && lpSrc != lpEnd && nCursor.mpDstEnd - lpDst >= static_cast<std::ptrdiff_t>(To::WRITES))
+        {
+            std::uint32_t const lLast = From::load(lpEnd - READS) >> 8 * (READS - (lpEnd - lpSrc));
+            lIsUsual = From::template step<To>(lLast, lpSrc, lpDst);
+        }
+    }
+    nCursor.mpSrc = lpSrc;
+    nCursor.mpDst = lpDst;
+}
+
+} // namespace utl::internal
+
+#endif

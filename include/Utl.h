@@ -12,6 +12,7 @@
 #include "UtlConvertAttrib.h"
 #include "UtlEvent.h"
 #include "UtlFile.h"
+#include "UtlInsideView.h"
 #include "UtlLedger.h"
 #include "UtlLines.h"
 #include "UtlMacros.h"

@@ -172,6 +172,8 @@ private:
     static void startImpl(void* npThread);
     Start startLocked(ThreadOptions const& nOptions) UTL_REQUIRES(mSyncObject);
 
+    int awaitEndEvent(unsigned int nTimeoutMs) const;
+
     /// The registry's entry under our id is ours. The kernel may have given the id to another thread since.
     bool isInRegistry() const;
 

@@ -5,11 +5,15 @@
 #include "UtlThreadManager.h"
 #include "internal/message/UtlMsgDrivenThreadImpl.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 
 namespace utl
 {
+
+using internal::ThreadSlot;
 
 namespace
 {
@@ -267,10 +271,21 @@ int MsgDrivenThread::Impl::dispatchSync()
     return lResult;
 }
 
+/// For the dump: the message in mOutputRawMsg.
+void MsgDrivenThread::Impl::showWork() const
+{
+    int lWords[2] = {MSG_ID_NONE, -1}; // the id, and of a time-out the timer
+    std::memcpy(lWords, mOutputRawMsg.buffer(), std::min<std::size_t>(sizeof(lWords), mOutputRawMsg.maxSize()));
+    bool const lIsTimeout = lWords[0] == MSG_ID_TIMER;
+    internal::showWork(lIsTimeout ? ThreadSlot::WORK_TIMEOUT : ThreadSlot::WORK_MSG, lWords[lIsTimeout ? 1 : 0],
+                       internal::slotClockMs());
+}
+
 void MsgDrivenThread::Impl::callListener()
 {
     if (mpMsgListener != nullptr) // Thread::start() gives none
     {
+        showWork();
         mpMsgListener->receiveMsg(mThread.getId(), mOutputRawMsg);
     }
 }

@@ -10,6 +10,10 @@
 namespace utl
 {
 
+using internal::SlotWord;
+using internal::ThreadSlot;
+using internal::WaitShown;
+
 // ---------------------------------------------------------------------------------------------- sending
 
 bool MsgDrivenThread::postMsg(Msg const& nMsg)
@@ -87,6 +91,7 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     Impl& lImpl = *mpImpl;
     Impl::CtlRecord const lRecord{MSG_ID_SYNC, -1};
     Impl::Wake lWake;
+    WaitShown const lShown(ThreadSlot::WAIT_SYNC_MSG, static_cast<SlotWord>(getId()), nMsg.mMsgId);
     SyncGuard lOneGuard(lImpl.mSync.mSyncObject);
     lImpl.mSync.mResult = false;
     {
@@ -155,6 +160,7 @@ bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
     {
         return mpImpl->refuseStopped();
     }
+    WaitShown const lShown(ThreadSlot::WAIT_INTERRUPT, static_cast<SlotWord>(getId()), nMsg.mMsgId);
     SyncGuard lOneGuard(mpImpl->mInterrupt.mSyncObject);
     mpImpl->mInterrupt.mResult = false;
     return mpImpl->ask(Impl::REQUEST_INTERRUPT, mpImpl->mInterrupt, &nMsg) && mpImpl->mInterrupt.mResult;
@@ -368,6 +374,7 @@ bool MsgDrivenThread::findInternal(MsgJudgementInterface* npJudgement, ThreadRaw
     }
     // The copy gets its memory here, and not on the message thread with the queues locked.
     ThreadRawMsg lFound(npRawMsg != nullptr ? mpImpl->msgSize() : 0);
+    WaitShown const lShown(ThreadSlot::WAIT_REQUEST, static_cast<SlotWord>(getId()));
     SyncGuard lOneGuard(mpImpl->mFind.mSyncObject);
     mpImpl->mpFindJudgement = npJudgement;
     mpImpl->mpPeekRawMsg = npRawMsg != nullptr ? &lFound : nullptr;
@@ -390,6 +397,7 @@ bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
     {
         return mpImpl->executeEraseMsg(*npJudgement);
     }
+    WaitShown const lShown(ThreadSlot::WAIT_REQUEST, static_cast<SlotWord>(getId()));
     SyncGuard lOneGuard(mpImpl->mErase.mSyncObject);
     mpImpl->mpEraseJudgement = npJudgement;
     // If the thread ends first, no queue will run the message any more: erased.

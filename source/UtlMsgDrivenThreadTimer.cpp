@@ -51,7 +51,7 @@ int MsgDrivenThread::setTimer(unsigned int nIntervalMs, int nNoWait, unsigned in
     }
     if (lIsToWait)
     {
-        lWaiter.wait();
+        lWaiter.wait(getId());
     }
     return lTimerId;
 }
@@ -84,7 +84,7 @@ bool MsgDrivenThread::startTimer(int nTimerId, int nNoWait)
     }
     if (lIsToWait)
     {
-        lWaiter.wait();
+        lWaiter.wait(getId());
     }
     return true;
 }
@@ -112,7 +112,7 @@ bool MsgDrivenThread::killTimer(int nTimerId, int nNoWait)
     }
     if (lIsToWait)
     {
-        lWaiter.wait();
+        lWaiter.wait(getId());
     }
     onEraseTimer(nTimerId);
     return true;

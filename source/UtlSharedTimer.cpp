@@ -314,7 +314,7 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
     }
     if (lIsToWait)
     {
-        lWaiter.wait();
+        lWaiter.wait(mTimer.getId());
     }
     return !lWaiter.mIsRefused;
 }
@@ -369,7 +369,7 @@ int SharedTimer::Impl::await(TimerFate nFate, int nTimerId)
         }
         mWaiters.enlist(lWaiter, nTimerId);
     }
-    lWaiter.wait();
+    lWaiter.wait(mTimer.getId());
     return 0;
 }
 
@@ -457,6 +457,7 @@ bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
 int SharedTimer::Impl::executeTimeout(int nTimerId)
 {
     int const lNumber = beginTimeout(nTimerId);
+    internal::showWork(internal::ThreadSlot::WORK_TIMEOUT, nTimerId, internal::slotClockMs());
     mTimer.onTime(nTimerId);
     SyncGuard lGuard(mSyncObject);
     mTimerUnderWay = -1;

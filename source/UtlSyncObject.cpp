@@ -1,6 +1,8 @@
 // A recursive lock of the platform's, which tries for a moment before it sleeps.
 #include "UtlSyncObject.h"
 
+#include "internal/base/UtlThreadSlots.h"
+
 namespace utl
 {
 
@@ -47,6 +49,8 @@ void SyncObject::lock() const UTL_NO_THREAD_SAFETY_ANALYSIS
     {
         if (lPauses > LAST_PAUSES)
         {
+            internal::WaitShown const lShown(internal::ThreadSlot::WAIT_LOCK,
+                                             reinterpret_cast<internal::SlotWord>(&mMutex));
             pthread_mutex_lock(&mMutex);
             return;
         }

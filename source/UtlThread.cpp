@@ -3,6 +3,7 @@
 
 #include "UtlThreadManager.h"
 #include "internal/base/UtlSystemCalls.h"
+#include "internal/base/UtlThreadSlots.h"
 
 #include <cerrno>
 #include <ctime>
@@ -17,6 +18,14 @@ namespace
 bool isStage(int nStage)
 {
     return nStage >= Thread::STAGE_STARTED && nStage <= Thread::STAGE_DONE;
+}
+
+void showStage(internal::ThreadSlot::Stage nStage)
+{
+    if (internal::tpOwnSlot != nullptr)
+    {
+        internal::tpOwnSlot->setStage(nStage);
+    }
 }
 
 } // namespace
@@ -40,7 +49,7 @@ void Thread::awaitEnd()
     {
         mHasRequestedStop = true;
         requestStop();
-        mpEndEvent->waitUntilOn(0);
+        awaitEndEvent(0);
     }
 }
 
@@ -100,12 +109,15 @@ void Thread::startImpl(void* npThread)
 {
     Thread& lThread = *static_cast<Thread*>(npThread);
     lThread.mId = ThreadManager::getCallerId(); // start() may come to it later
+    showStage(internal::ThreadSlot::STAGE_STARTING);
     lThread.preExecute();
     lThread.mStageEvents[STAGE_PREPARED].setOn();
+    showStage(internal::ThreadSlot::STAGE_RUNNING);
     unsigned int const lResult = lThread.execute();
     lThread.postExecute();
     lThread.mResult = lResult;
     lThread.mIsDone = true;
+    showStage(internal::ThreadSlot::STAGE_DONE);
     lThread.mStageEvents[STAGE_DONE].setOn();
 }
 
@@ -121,6 +133,7 @@ int Thread::stop(int nWait, unsigned int nTimeoutMs)
     ThreadManager::get()->unregisterWatchdog(getId());
     mHasRequestedStop = true;
     mStageEvents[STAGE_STOP_REQUESTED].setOn();
+    internal::showStopRequest(getId());
     requestStop();
     return nWait == 1 ? waitTo(STAGE_DONE, nTimeoutMs) : 0;
 }
@@ -143,9 +156,15 @@ int Thread::waitTo(int nStage, unsigned int nTimeoutMs)
     }
     if (lHasStarted && nStage == STAGE_DONE)
     {
-        return isInRegistry() ? mpEndEvent->waitUntilOn(nTimeoutMs) : -1;
+        return isInRegistry() ? awaitEndEvent(nTimeoutMs) : -1;
     }
     return mStageEvents[nStage].waitUntilOn(nTimeoutMs);
+}
+
+int Thread::awaitEndEvent(unsigned int nTimeoutMs) const
+{
+    internal::WaitShown const lShown(internal::endWithin(nTimeoutMs), static_cast<internal::SlotWord>(getId()));
+    return mpEndEvent->waitUntilOn(nTimeoutMs);
 }
 
 bool Thread::getResult(unsigned int* npResult) const

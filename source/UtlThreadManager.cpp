@@ -7,6 +7,7 @@
 #include "internal/base/UtlImmortal.h"
 #include "internal/base/UtlLogFileSink.h"
 #include "internal/base/UtlSystemCalls.h"
+#include "internal/base/UtlThreadSlots.h"
 #include "internal/thread/UtlBlockingCall.h"
 #include "internal/thread/UtlWatchdogPort.h"
 
@@ -57,8 +58,14 @@ struct CutName
     char mText[SIZE] = {};
 };
 
-constexpr unsigned int TABLE_NAME_SIZE = 32;
+constexpr unsigned int TABLE_NAME_SIZE = internal::ThreadSlot::NAME_SIZE;
 constexpr unsigned int KERNEL_NAME_SIZE = 16; // the kernel's own limit
+
+/// For the dump. What waits for the caller is shown by its id.
+void showCaller(char const* npName)
+{
+    internal::enterSlot(ThreadManager::getCallerId(), CutName<TABLE_NAME_SIZE>(npName).mText);
+}
 
 /// For top, ps, gdb and core files. What fails leaves the thread with the name that it has.
 void nameCaller(char const* npName)
@@ -81,6 +88,7 @@ int const ThreadManager::mForkHandler = pthread_atfork(nullptr, nullptr, &Thread
 void ThreadManager::beginChild()
 {
     tCallerId = 0;
+    internal::clearSlots();
     mWatchdogStarters = 0;
     if (ThreadManager const* const lpObject = getIfCreated())
     {
@@ -440,6 +448,7 @@ void* ThreadManager::startThread(void* npRecord)
     SmartPointer<Event> const lpToldEvent = lRecord.mpToldEvent;
 
     nameCaller(lRecord.mpName);
+    showCaller(lRecord.mpName);
     int const lResult = blockingCall(lpManager, FILE_NAME, "startThread", 1279,
                                      [&] { return gSystem.mSetpriority(PRIO_PROCESS, 0, lOsPriority); });
     if (lResult == -1)
@@ -454,6 +463,7 @@ void* ThreadManager::startThread(void* npRecord)
     }
 
     lpFunction(lpArgument);
+    internal::leaveSlot();
     lpStopEvent->setOn();
     return nullptr;
 }
@@ -489,6 +499,7 @@ int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, Watc
     {
         nameCaller(npName);
     }
+    showCaller(npName);
     announce(lId, nUseWatchdog, nAliveTimeMs, npListener, npName);
     return lId;
 }
@@ -650,6 +661,7 @@ int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 {
     // A share of its own: the entry may go while we wait.
     SmartPointer<Event> const lpStopEvent = stopEventOf(nId);
+    internal::WaitShown const lShown(internal::endWithin(nTimeoutMs), static_cast<internal::SlotWord>(nId));
     return lpStopEvent.get() != nullptr ? lpStopEvent->waitUntilOn(nTimeoutMs) : -1;
 }
 
@@ -701,6 +713,7 @@ bool ThreadManager::setWatchdogWatchInterval(unsigned int nIntervalMs)
 
 void ThreadManager::keepAliveWatchdog(StatementInfo const& nStatement)
 {
+    internal::showReport(nStatement.file(), nStatement.function(), nStatement.line(), nStatement.sub());
     internal::watchdog::keepAlive(*mpWatchdog, nStatement);
 }
 

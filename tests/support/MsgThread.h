@@ -74,6 +74,9 @@ public:
         return lLeft;
     }
 
+    /// Releases who waits for a synchronous message, as the loop's end does.
+    static void answerSync(MsgDrivenThread& nThread) { nThread.mpImpl->mSync.mAnswer.give(); }
+
     static bool isAsleep(MsgDrivenThread& nThread)
     {
         SyncGuard lGuard(nThread.mpImpl->mSyncObject);

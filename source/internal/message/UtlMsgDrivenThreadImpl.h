@@ -91,6 +91,7 @@ private:
     void takeTimeoutLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
     int idInImage();
     void callListener();
+    void showWork() const;
     void endLoop();
 
     // Erasing and timers

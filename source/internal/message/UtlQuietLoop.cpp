@@ -151,6 +151,7 @@ bool QuietLoop::run()
         SyncGuard lGuard(mSyncObject);
         lSignal.keepBack(&mTimers.notes());
     }
+    LoopShown const lShown(mView);
     Turn lTurn = TURN_SLEEP;
     while (lTurn != TURN_END && (lTurn == TURN_GO_ON || wait()))
     {
@@ -209,6 +210,8 @@ QuietLoop::Turn QuietLoop::withoutWorkLocked()
         return TURN_END;
     }
     mIsAsleep = true;
+    mTimers.show(&mView);
+    showWork(ThreadSlot::WORK_NONE, 0, 0);
     return TURN_SLEEP;
 }
 
@@ -299,6 +302,7 @@ void QuietLoop::takeNotesLocked()
     }
     lNotes.clear();
     mTimers.findNextDue();
+    mTimers.show(&mView);
 }
 
 /// Result: the thread may be in the watchdog's table since now.

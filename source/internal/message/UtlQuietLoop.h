@@ -5,6 +5,7 @@
 #include "UtlLedger.h"
 #include "UtlSyncObject.h"
 #include "UtlThread.h"
+#include "internal/base/UtlThreadSlots.h"
 #include "internal/message/UtlCallTimes.h"
 #include "internal/message/UtlCtlQueue.h"
 #include "internal/message/UtlTimerTable.h"
@@ -224,6 +225,7 @@ private:
     std::atomic<unsigned int> mWriters{0}; // those who have taken the note down and not yet written
     std::atomic<bool> mIsHungUp{false};    // nothing can be read any more
     std::atomic<CallClock> mCallClock{CallClock::COARSE};
+    LoopView mView; // of the loop, for the dump
     unsigned int mWatchdogTableVersion = 0; // the loop's, with the next
     bool mIsUnderWatchdog = false;
 };

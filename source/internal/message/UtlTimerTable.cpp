@@ -225,6 +225,21 @@ bool TimerTable::countTimeout(TimerInfo& nInfo)
     return nInfo.mMaxTimeoutCount != 0 && nInfo.mTimeoutCount >= nInfo.mMaxTimeoutCount;
 }
 
+void TimerTable::show(LoopView* npView) const
+{
+    unsigned int lRunning = 0;
+    long long lDueNs = TimerInfo::NEVER;
+    for (unsigned int lIndex = 0; lIndex < mTimers.size(); ++lIndex)
+    {
+        TimerInfo const& lInfo = mTimers.at(lIndex)->mValue;
+        lRunning += lInfo.mDueNs != TimerInfo::NEVER ? 1 : 0;
+        lDueNs = std::min(lDueNs, lInfo.mDueNs);
+    }
+    npView->mTimers.store(mTimers.size(), std::memory_order_relaxed);
+    npView->mTimersRunning.store(lRunning, std::memory_order_relaxed);
+    npView->mNextDueMs.store(static_cast<std::uint32_t>(lDueNs / 1000000), std::memory_order_relaxed);
+}
+
 void TimerTable::findNextDue()
 {
     mNextDueNs = TimerInfo::NEVER;

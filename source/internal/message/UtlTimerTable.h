@@ -4,6 +4,7 @@
 
 #include "UtlMap.h"
 #include "UtlTimerInfo.h"
+#include "internal/base/UtlThreadSlots.h"
 #include "internal/message/UtlTimerSignal.h"
 
 #include <climits>
@@ -108,6 +109,9 @@ public:
     /// When the earliest signal is due; TimerInfo::NEVER if no timer is armed. Perhaps too early, after a disarm.
     long long nextDueNs() const { return mNextDueNs; }
     void findNextDue();
+
+    /// For the dump.
+    void show(LoopView* npView) const;
 
     TimerSignal const& signal() const { return mKind.mSignal; }
     ExpiryNotes& notes() { return mNotes; }

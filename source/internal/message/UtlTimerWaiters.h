@@ -3,6 +3,7 @@
 #define UTL_TIMER_WAITERS_H
 
 #include "UtlEvent.h"
+#include "internal/base/UtlThreadSlots.h"
 
 namespace utl::internal
 {
@@ -24,7 +25,12 @@ struct TimerWaiter
     {
     }
 
-    void wait() { mEvent.waitUntilOn(0); }
+    /// nThreadId: of the loop.
+    void wait(int nThreadId)
+    {
+        WaitShown const lShown(ThreadSlot::WAIT_REQUEST, static_cast<SlotWord>(nThreadId));
+        mEvent.waitUntilOn(0);
+    }
 
     TimerFate const mFate;
     int mTimerId = -1;

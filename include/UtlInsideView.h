@@ -1,0 +1,49 @@
+/// A look inside the running process. Layer: thread registry.
+#ifndef UTL_INSIDE_VIEW_H
+#define UTL_INSIDE_VIEW_H
+
+#include "UtlMacros.h"
+
+namespace utl
+{
+
+/// Writes to a descriptor what every thread of the process does at this moment, in lines of text:
+///
+///     utl: threads of process 4711
+///     thread 4713 "Reader": running, message 0x00000005 for 2350 ms, last report source/UtlFile read:210:1
+///     thread 4713 "Reader": timers 2, 1 runs, next due in 120 ms
+///     thread 4713 "Reader": waits for 4714 "Writer" for 2350 ms, synchronous message 0x00000007
+///     deadlock: 4713 "Reader" waits for 4714 "Writer" waits for 4713 "Reader"
+///     utl: 2 threads, 0 passed over, 0 lines dropped
+///
+/// Listed are the threads of the registry, and others that have reported to the watchdog or waited for a thread of the
+/// library. A thread that changes faster than it can be read is passed over. Each line is whole, and all that it says
+/// of a thread's message, wait or report is of one moment; two lines may be of two. A lock is shown with its owner if
+/// somebody waits for it. Times are as exact as the kernel's tick.
+///
+/// nFd:      not owned. Each line is one write().
+/// Result:   how many lines were dropped because the descriptor took none for 100 ms, or failed.
+/// Threads:  any; two dumps at once mix their lines.
+/// Signals:  yes, with any lock held by anybody. Takes no lock, allocates nothing, keeps errno.
+/// Forks:    the child shows its own threads.
+/// Blocking: for the descriptor, at most 100 ms in all.
+UTL_API unsigned int dump(int nFd);
+
+/// From now on the signal nSignal, SIGUSR1 perhaps, makes the process write a dump to nFd:
+///
+///     utl::installDumpSignal(SIGUSR1, STDERR_FILENO);   // then, from a shell: kill -USR1 PID
+///
+/// If the main thread is in an uninterruptible wait, the watchdog's thread takes the signal, at its next beat.
+/// nFd:      not owned, and stays open. The handler that the signal had is gone.
+/// Result:   false, with errno, if the system refuses.
+/// Caution:  a signal ends the sleeping calls of the application that are not made again by themselves, nanosleep() and
+/// poll() for example, with EINTR, on the thread that takes it.
+/// Threads:  any.
+/// Signals:  no.
+/// Forks:    the handler is inherited.
+/// Blocking: never.
+UTL_API bool installDumpSignal(int nSignal, int nFd);
+
+} // namespace utl
+
+#endif

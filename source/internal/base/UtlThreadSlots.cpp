@@ -1,0 +1,294 @@
+// What each thread of the process does, for whoever looks from outside.
+#include "internal/base/UtlThreadSlots.h"
+
+#include "internal/base/UtlSystemCalls.h"
+
+#include <cstring>
+#include <ctime>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace utl::internal
+{
+
+ThreadSlot gThreadSlots[SLOT_COUNT];
+__thread ThreadSlot* tpOwnSlot __attribute__((tls_model("initial-exec"))) = nullptr;
+
+namespace
+{
+
+std::atomic<std::uint32_t> gReleases{1}; // a thread that found no room looks again only when one has left
+__thread std::uint32_t tRefusedAt __attribute__((tls_model("initial-exec"))) = 0;
+
+std::uint32_t useOf(std::uint32_t nClaim)
+{
+    return nClaim & 3U;
+}
+
+std::uint32_t stageWord(std::uint32_t nClaim, ThreadSlot::Stage nStage)
+{
+    return (nClaim >> 2U) << 3U | nStage;
+}
+
+void release(ThreadSlot& nSlot)
+{
+    std::uint32_t const lClaim = nSlot.mClaim.load(std::memory_order_relaxed);
+    nSlot.mClaim.store(lClaim - useOf(lClaim) + 4U, std::memory_order_release);
+    ++gReleases;
+}
+
+/// Lets go of a slot when the system ends its thread, however that ends.
+class EndOfThread
+{
+public:
+    EndOfThread() { mHasKey = ::pthread_key_create(&mKey, &EndOfThread::onEnd) == 0; }
+    ~EndOfThread() // the library leaves the process, perhaps before the threads
+    {
+        if (mHasKey)
+        {
+            ::pthread_key_delete(mKey);
+        }
+    }
+
+    /// Result: false if the end will not be heard of.
+    bool watch(ThreadSlot* npSlot) const { return mHasKey && ::pthread_setspecific(mKey, npSlot) == 0; }
+
+    static EndOfThread const& get()
+    {
+        static EndOfThread const lTheOne;
+        return lTheOne;
+    }
+
+private:
+    static void onEnd(void* npSlot)
+    {
+        tpOwnSlot = nullptr;
+        release(*static_cast<ThreadSlot*>(npSlot));
+    }
+
+    pthread_key_t mKey{};
+    bool mHasKey = false;
+};
+
+void writeIdentity(ThreadSlot& nSlot, int nId, bool nIsRegistered, char const* npName)
+{
+    TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words lWords{};
+    lWords[0] = static_cast<SlotWord>(nId);
+    lWords[1] = nIsRegistered ? 1 : 0;
+    std::memcpy(&lWords[2], npName, ::strnlen(npName, ThreadSlot::NAME_SIZE - 1));
+    nSlot.mIdentity.write(lWords);
+}
+
+/// A free slot, filled for its new owner. Null if there is none.
+ThreadSlot* claim(int nId, bool nIsRegistered, char const* npName)
+{
+    for (ThreadSlot& lSlot : gThreadSlots)
+    {
+        std::uint32_t lClaim = lSlot.mClaim.load(std::memory_order_relaxed);
+        if (useOf(lClaim) == ThreadSlot::USE_NONE &&
+            lSlot.mClaim.compare_exchange_strong(lClaim, lClaim | ThreadSlot::USE_BEGINS, std::memory_order_acquire))
+        {
+            writeIdentity(lSlot, nId, nIsRegistered, npName);
+            lSlot.mReport.write({});
+            lSlot.mWork.write({});
+            lSlot.mWait.write({});
+            lSlot.mStage.store(stageWord(lClaim, ThreadSlot::STAGE_RUNNING), std::memory_order_relaxed);
+            lSlot.mClaim.store(lClaim | ThreadSlot::USE_THREAD, std::memory_order_release);
+            return &lSlot;
+        }
+    }
+    return nullptr;
+}
+
+ThreadSlot* claimForCaller(int nId, bool nIsRegistered, char const* npName)
+{
+    std::uint32_t const lReleases = gReleases.load(std::memory_order_relaxed);
+    if (tRefusedAt == lReleases)
+    {
+        return nullptr;
+    }
+    ThreadSlot* lpSlot = claim(nId, nIsRegistered, npName);
+    if (lpSlot != nullptr && !EndOfThread::get().watch(lpSlot))
+    {
+        release(*lpSlot);
+        lpSlot = nullptr;
+    }
+    tRefusedAt = lpSlot == nullptr ? lReleases : 0;
+    tpOwnSlot = lpSlot;
+    return lpSlot;
+}
+
+/// Nobody looks any more at what a slot pointed to. Looking takes a microsecond and waits for nothing.
+void awaitReaders(ThreadSlot& nSlot)
+{
+    while (nSlot.mReaders.fetch_or(0, std::memory_order_seq_cst) != 0) // a change: no store of ours may come after it
+    {
+        pauseBriefly();
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------- coming and going
+
+void enterSlot(int nId, char const* npName)
+{
+    if (tpOwnSlot != nullptr)
+    {
+        writeIdentity(*tpOwnSlot, nId, true, npName);
+        return;
+    }
+    claimForCaller(nId, true, npName);
+}
+
+ThreadSlot* slotOfCaller()
+{
+    return tpOwnSlot != nullptr ? tpOwnSlot : claimForCaller(static_cast<int>(::syscall(SYS_gettid)), false, "");
+}
+
+void leaveSlot()
+{
+    if (ThreadSlot* const lpSlot = tpOwnSlot)
+    {
+        tpOwnSlot = nullptr;
+        EndOfThread::get().watch(nullptr);
+        release(*lpSlot);
+    }
+}
+
+void clearSlots()
+{
+    for (ThreadSlot& lSlot : gThreadSlots)
+    {
+        if (useOf(lSlot.mClaim.load(std::memory_order_relaxed)) != ThreadSlot::USE_NONE)
+        {
+            lSlot.mpLoop.store(nullptr, std::memory_order_relaxed);
+            lSlot.mReaders.store(0, std::memory_order_relaxed);
+            release(lSlot);
+        }
+    }
+    if (tpOwnSlot != nullptr)
+    {
+        tpOwnSlot = nullptr;
+        EndOfThread::get().watch(nullptr);
+    }
+    tRefusedAt = 0;
+}
+
+// ---------------------------------------------------------------------------------------------- what is shown
+
+void ThreadSlot::setStage(Stage nStage)
+{
+    std::uint32_t const lClaim = mClaim.load(std::memory_order_relaxed);
+    std::uint32_t lStage = mStage.load(std::memory_order_relaxed);
+    // A stop may have been asked for before the thread came to run.
+    while (!(nStage < STAGE_STOPPING && lStage == stageWord(lClaim, STAGE_STOPPING)) &&
+           !mStage.compare_exchange_weak(lStage, stageWord(lClaim, nStage), std::memory_order_relaxed))
+    {
+    }
+}
+
+void showStopRequest(int nId)
+{
+    for (ThreadSlot& lSlot : gThreadSlots)
+    {
+        std::uint32_t const lClaim = lSlot.mClaim.load(std::memory_order_acquire);
+        TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words lWords;
+        if (useOf(lClaim) != ThreadSlot::USE_THREAD || !lSlot.mIdentity.read(&lWords) ||
+            lWords[0] != static_cast<SlotWord>(nId))
+        {
+            continue;
+        }
+        for (ThreadSlot::Stage const lStage : {ThreadSlot::STAGE_STARTING, ThreadSlot::STAGE_RUNNING})
+        {
+            std::uint32_t lWord = stageWord(lClaim, lStage); // of this owner, and of no later one
+            lSlot.mStage.compare_exchange_strong(lWord, stageWord(lClaim, ThreadSlot::STAGE_STOPPING),
+                                                 std::memory_order_relaxed);
+        }
+        return;
+    }
+}
+
+std::uint32_t slotClockMs()
+{
+    timespec lNow{};
+    gSystem.mClockGettime(CLOCK_MONOTONIC_COARSE, &lNow);
+    return static_cast<std::uint32_t>(lNow.tv_sec) * 1000U + static_cast<std::uint32_t>(lNow.tv_nsec / 1000000);
+}
+
+int ownerOf(pthread_mutex_t const& nMutex)
+{
+#if defined(__GLIBC__)
+    return __atomic_load_n(&nMutex.__data.__owner, __ATOMIC_RELAXED);
+#else
+    (void)nMutex;
+    return 0;
+#endif
+}
+
+/// While we look at a lock, who waits for it does not go on, and so it is there.
+bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std::uint32_t* npGeneration)
+{
+    nSlot.mReaders.fetch_add(1, std::memory_order_seq_cst);
+    bool const lIsWhole = nSlot.mWait.read(npWait, npGeneration);
+    if (lIsWhole)
+    {
+        SlotWord const lWhom = (*npWait)[1];
+        *npOwner = (*npWait)[0] == ThreadSlot::WAIT_LOCK ? ownerOf(*reinterpret_cast<pthread_mutex_t const*>(lWhom))
+                                                         : static_cast<int>(lWhom);
+    }
+    nSlot.mReaders.fetch_sub(1, std::memory_order_release);
+    return lIsWhole;
+}
+
+WaitShown::WaitShown(ThreadSlot::Wait nWait, SlotWord nWhom, int nWhat)
+    : mpSlot(slotOfCaller()),
+      mIsForLock(nWait == ThreadSlot::WAIT_LOCK)
+{
+    if (mpSlot != nullptr)
+    {
+        mpSlot->mWait.read(&mBefore);
+        mpSlot->mWait.write({nWait, nWhom, static_cast<std::uint32_t>(nWhat), slotClockMs()});
+    }
+}
+
+WaitShown::~WaitShown()
+{
+    if (mpSlot == nullptr)
+    {
+        return;
+    }
+    mpSlot->mWait.write(mBefore);
+    if (mIsForLock)
+    {
+        awaitReaders(*mpSlot); // the lock may be destroyed when it has been let go
+    }
+}
+
+LoopShown::LoopShown(LoopView const& nView)
+    : mpSlot(tpOwnSlot)
+{
+    if (mpSlot != nullptr)
+    {
+        mpSlot->mpLoop.store(&nView, std::memory_order_release);
+    }
+}
+
+LoopShown::~LoopShown()
+{
+    if (mpSlot != nullptr)
+    {
+        mpSlot->mpLoop.store(nullptr, std::memory_order_seq_cst);
+        awaitReaders(*mpSlot);
+    }
+}
+
+} // namespace utl::internal
+
+extern "C" utl::internal::SlotTable const utlThreadSlots = {"utl thread slot",
+                                                            utl::internal::SLOT_TABLE_VERSION,
+                                                            sizeof(utl::internal::SlotWord),
+                                                            sizeof(utl::internal::ThreadSlot),
+                                                            utl::internal::SLOT_COUNT,
+                                                            utl::internal::gThreadSlots};

@@ -1,0 +1,269 @@
+// The dump: what it says of threads that hang, and what it does where it cannot write.
+#include "UtlInsideView.h"
+
+#include "UtlThreadManager.h"
+#include "internal/base/UtlThreadSlots.h"
+#include "support/MsgThread.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace utl::test
+{
+
+namespace
+{
+
+using Peer = MsgDrivenThreadTestPeer;
+using internal::TwoCopies;
+
+ThreadPriority const NORMAL(ThreadPriority::NORMAL);
+
+/// A pipe whose reading end does not wait.
+struct Pipe
+{
+    Pipe() { EXPECT_EQ(0, ::pipe2(mFds, O_NONBLOCK)); }
+    ~Pipe()
+    {
+        ::close(mFds[0]);
+        ::close(mFds[1]);
+    }
+
+    std::string read() const
+    {
+        std::string lText;
+        char lBuffer[4096];
+        for (ssize_t lRead = 0; (lRead = ::read(mFds[0], lBuffer, sizeof(lBuffer))) > 0;)
+        {
+            lText.append(lBuffer, static_cast<std::size_t>(lRead));
+        }
+        return lText;
+    }
+
+    int mFds[2] = {-1, -1};
+};
+
+std::string dumped()
+{
+    Pipe const lPipe;
+    dump(lPipe.mFds[1]);
+    return lPipe.read();
+}
+
+bool waitForLine(std::string const& nPattern)
+{
+    std::string lLast;
+    bool const lIsThere = waitUntil(
+        [&]
+        {
+            lLast = dumped();
+            return std::regex_search(lLast, std::regex(nPattern));
+        });
+    EXPECT_TRUE(lIsThere) << nPattern << " is not in:\n" << lLast;
+    return lIsThere;
+}
+
+std::string idOf(Thread const& nThread)
+{
+    return std::to_string(nThread.getId());
+}
+
+/// Its main thread's, by the kernel's letters.
+char stateOf(pid_t nProcess)
+{
+    std::ifstream lFile("/proc/" + std::to_string(nProcess) + "/stat");
+    std::string lText((std::istreambuf_iterator<char>(lFile)), {});
+    std::size_t const lAt = lText.rfind(") ");
+    return lAt != std::string::npos ? lText[lAt + 2] : '?';
+}
+
+/// Two message threads, the first of which has sent to the second.
+struct Pair
+{
+    Pair()
+    {
+        mFirst.on(1, [this](int) { mSecondThread.sendMsgSync(2); });
+        EXPECT_EQ(0, mFirstThread.start(&mFirst, 0, 0, nullptr, 1, 0, NORMAL, 0));
+        EXPECT_EQ(0, mSecondThread.start(&mSecond, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    }
+
+    Recorder mFirst;
+    Recorder mSecond;
+    MsgDrivenThread mFirstThread{4, 4, "first", 1};
+    MsgDrivenThread mSecondThread{4, 4, "second \"\n", 1};
+};
+
+} // namespace
+
+TEST(InsideView, SendersInACircleAreADeadlock)
+{
+    Pair lPair;
+    std::string const lFirst = idOf(lPair.mFirstThread) + " \"first\"";
+    std::string const lSecond = idOf(lPair.mSecondThread) + " \"second \"\\?\"";
+    lPair.mSecond.on(2, [&](int) { lPair.mFirstThread.sendMsgSync(3); });
+    ASSERT_TRUE(lPair.mFirstThread.postMsg(1));
+    EXPECT_TRUE(waitForLine("thread " + lFirst + ": waits for " + lSecond +
+                            " for [0-9]+ ms, synchronous message 0x00000002\n"));
+    EXPECT_TRUE(waitForLine("thread " + lSecond + ": running, message 0x00000002 for [0-9]+ ms"));
+    EXPECT_TRUE(waitForLine("\ndeadlock: (" + lFirst + " waits for " + lSecond + " waits for " + lFirst + "|" +
+                            lSecond + " waits for " + lFirst + " waits for " + lSecond + ")\nutl: "));
+    Peer::answerSync(lPair.mFirstThread); // as its end would; the circle opens
+}
+
+TEST(InsideView, ALockIsShownWithItsOwner)
+{
+    Pair lPair;
+    SyncObject lLock;
+    std::string const lFirst = idOf(lPair.mFirstThread) + " \"first\"";
+    lPair.mSecond.on(2, [&](int) { SyncGuard const lGuard(lLock); });
+    {
+        SyncGuard const lGuard(lLock);
+        ASSERT_TRUE(lPair.mFirstThread.postMsg(1));
+        EXPECT_TRUE(
+            waitForLine("waits for " + std::to_string(::getpid()) + " \"\" for [0-9]+ ms, a lock that it holds\n"));
+        EXPECT_EQ(std::string::npos, dumped().find("deadlock"));
+    }
+    EXPECT_TRUE(lPair.mSecondThread.sendMsgSync(9)); // it goes on, and says so
+    EXPECT_EQ(std::string::npos, dumped().find("a lock"));
+}
+
+TEST(InsideView, ATimerAndAStopAreShown)
+{
+    Pair lPair;
+    Gate lGo;
+    lPair.mFirst.on(5, [&](int) { lGo.wait(); });
+    ASSERT_NE(-1, lPair.mFirstThread.setTimer(100000, 0, 0, 0));
+    EXPECT_TRUE(waitForLine("\"first\": timers 1, 1 running, next due in (9[0-9]{4}|100000) ms\n"));
+    ASSERT_TRUE(lPair.mFirstThread.postMsg(5));
+    std::thread lStopper([&] { lPair.mFirstThread.stop(1, 0); });
+    EXPECT_TRUE(waitForLine("\"first\": stopping, message 0x00000005 for [0-9]+ ms"));
+    EXPECT_TRUE(waitForLine("waits for " + idOf(lPair.mFirstThread) + " \"first\" for [0-9]+ ms, its end\n"));
+    lGo.open();
+    lStopper.join();
+    EXPECT_TRUE(waitUntil([] { return dumped().find("\"first\"") == std::string::npos; }));
+}
+
+TEST(InsideView, ADescriptorThatTakesNothingIsNotWaitedFor)
+{
+    Pipe lPipe;
+    Thread::keepAliveWatchdog(StatementInfo("a/File", "here", 7, 1)); // so that there is a line
+    char const lFill[512] = {};
+    while (::write(lPipe.mFds[1], lFill, sizeof(lFill)) > 0)
+    {
+    }
+    errno = 77;
+    EXPECT_LE(3U, dump(lPipe.mFds[1]));
+    EXPECT_EQ(77, errno);
+    lPipe.read();
+    EXPECT_EQ(0U, dump(lPipe.mFds[1]));
+    EXPECT_NE(std::string::npos, lPipe.read().find("\"\": the main thread, last report a/File here:7:1\n"));
+    ::close(lPipe.mFds[0]);
+    lPipe.mFds[0] = -1;
+    EXPECT_LE(3U, dump(lPipe.mFds[1])); // and no SIGPIPE
+    EXPECT_LE(3U, dump(-1));
+}
+
+TEST(InsideView, AChildShowsItsOwnThreads)
+{
+    Pair lPair;
+    Pipe lPipe;
+    pid_t const lChild = ::fork();
+    if (lChild == 0)
+    {
+        dump(lPipe.mFds[1]);
+        Thread::keepAliveWatchdog(StatementInfo("", "", 0, 0));
+        dump(lPipe.mFds[1]);
+        ::_exit(0);
+    }
+    ASSERT_EQ(lChild, ::waitpid(lChild, nullptr, 0));
+    std::string const lText = lPipe.read();
+    EXPECT_EQ(std::string::npos, lText.find("\"first\""));
+    EXPECT_NE(std::string::npos, lText.find("utl: 0 threads, 0 passed over"));
+    EXPECT_NE(std::string::npos, lText.find("thread " + std::to_string(lChild) + " \"\": the main thread"));
+}
+
+/// Its main thread is in vfork(), which no signal ends before its child goes: another one has to take the signal.
+TEST(InsideView, TheWatchdogTakesTheSignalOfAMainThreadThatCannot)
+{
+    Pipe lPipe;
+    pid_t const lProcess = ::fork();
+    if (lProcess == 0)
+    {
+        ThreadManager::get()->setWatchdogWatchInterval(20);
+        installDumpSignal(SIGUSR1, lPipe.mFds[1]);
+        dump(lPipe.mFds[1]);
+        if (::vfork() == 0)
+        {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            ::pause();
+            ::_exit(0);
+        }
+        ::_exit(0); // vfork() is a fork() here
+    }
+    std::string lText;
+    auto const lCount = [&](char const* npText)
+    {
+        lText += lPipe.read();
+        std::size_t lFound = 0;
+        for (std::size_t lAt = lText.find(npText); lAt != std::string::npos; lAt = lText.find(npText, lAt + 1))
+        {
+            ++lFound;
+        }
+        return lFound;
+    };
+    EXPECT_TRUE(waitUntil([&] { return lCount("utl: threads of") == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return std::strchr("DZ", stateOf(lProcess)) != nullptr; }));
+    if (stateOf(lProcess) == 'Z')
+    {
+        ::waitpid(lProcess, nullptr, 0);
+        GTEST_SKIP() << "vfork() does not wait here";
+    }
+    ::kill(lProcess, SIGUSR1);
+    EXPECT_TRUE(waitUntil([&] { return lCount("lines dropped") == 2; })) << lText;
+    EXPECT_EQ(2U, lCount("\"Watchdog Thread\": running"));
+    ::kill(lProcess, SIGKILL);
+    ::waitpid(lProcess, nullptr, 0);
+}
+
+/// One copy of the words would be torn in most reads.
+TEST(InsideView, WordsAreReadWhole)
+{
+    TwoCopies<4> lCopies;
+    std::atomic<bool> lIsToEnd{false};
+    std::thread lWriter(
+        [&]
+        {
+            for (internal::SlotWord lNumber = 0; !lIsToEnd; ++lNumber)
+            {
+                lCopies.write({lNumber, ~lNumber, lNumber * 3, ~lNumber * 5});
+            }
+        });
+    unsigned int lRead = 0;
+    unsigned int lTorn = 0;
+    for (unsigned int lTry = 0; lTry < 100000; ++lTry)
+    {
+        TwoCopies<4>::Words lWords{};
+        if (lCopies.read(&lWords))
+        {
+            ++lRead;
+            bool const lIsWhole = lWords[1] == ~lWords[0] && lWords[2] == lWords[0] * 3 && lWords[3] == ~lWords[0] * 5;
+            lTorn += lIsWhole || lWords[3] == 0 ? 0 : 1;
+        }
+    }
+    lIsToEnd = true;
+    lWriter.join();
+    EXPECT_EQ(0U, lTorn);
+    EXPECT_LT(90000U, lRead);
+}
+
+} // namespace utl::test

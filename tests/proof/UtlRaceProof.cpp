@@ -1,12 +1,15 @@
 // Races repeated by the hundred thousand; each round ends in an exact account.
 //
 //   UtlRaceProof                      each race and a short account: the quick form
-//   UtlRaceProof NAME|all [OVERLAPS]  one race, or all; the rounds of most have several overlaps
+//   UtlRaceProof NAME|all [OVERLAPS [DUMPS]]
+//                                     one race, or all; the rounds of most have several overlaps. Each goes on until
+//                                     so many dumps by signal have been read, each line of them whole
 //   UtlRaceProof account [MESSAGES]   senders, erasures and stops until so many messages were accepted
 //   UtlRaceProof list                 the names
 //
 // The end of a round is checked to the last message, timer and call. An account that is not exact ends the program with
 // 1 and the place, a hang with 3 and the name of the race.
+#include "Dumps.h"
 #include "Prove.h"
 #include "UtlEvent.h"
 #include "UtlMsgDrivenSharedThread.h"
@@ -173,7 +176,8 @@ ssize_t writeOrFail(int nFd, void const* npRecord, std::size_t nSize)
 {
     static std::atomic<unsigned int> sWrites{0};
     int const lMsgId = *static_cast<int const*>(npRecord);
-    bool const lIsOfRace = lMsgId > 0 || lMsgId == MSG_ID_OUT_OF_BAND || lMsgId == MSG_ID_STOP_THREAD;
+    bool const lIsOfRace =
+        nSize == 2 * sizeof(int) && (lMsgId > 0 || lMsgId == MSG_ID_OUT_OF_BAND || lMsgId == MSG_ID_STOP_THREAD);
     if (gFailsWrites && lIsOfRace && ++sWrites % 3 == 0)
     {
         errno = EIO;
@@ -1067,6 +1071,7 @@ Race const RACES[] = {
 
 unsigned int const QUICK_OVERLAPS = 500;
 unsigned int const QUICK_MESSAGES = 100000;
+unsigned int const QUICK_DUMPS = 20;
 
 double secondsSince(long long nStartUs)
 {
@@ -1080,16 +1085,22 @@ void printTotals()
     std::fflush(stdout);
 }
 
-void runRace(Race const& nRace, unsigned long long nOverlaps)
+void runRace(Race const& nRace, unsigned long long nOverlaps, unsigned long nDumps)
 {
     proof::gCase = nRace.mpName;
     gTotals = Totals();
     long long const lStartUs = test::monotonicUs();
-    for (gRound = 0; gRound * nRace.mOverlaps < nOverlaps; ++gRound)
+    proof::Dumps const lDumps(nDumps);
+    for (gRound = 0; gRound * nRace.mOverlaps < nOverlaps || lDumps.count() < nDumps; ++gRound)
     {
         nRace.mpRun();
     }
     std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStartUs));
+    if (nDumps != 0)
+    {
+        std::printf("  dumps %u, lines %u, threads passed over %u", lDumps.count(), lDumps.lines(),
+                    lDumps.passedOver());
+    }
     if (gTotals.mAccepted != 0)
     {
         printTotals();
@@ -1121,7 +1132,7 @@ void runAccount(unsigned long long nMessages)
 
 int usage(char const* npProgram)
 {
-    std::fprintf(stderr, "usage: %s [list | account [MESSAGES] | all [OVERLAPS] | RACE [OVERLAPS]]\n", npProgram);
+    std::fprintf(stderr, "usage: %s [list | account [MESSAGES] | all|RACE [OVERLAPS [DUMPS]]]\n", npProgram);
     return 2;
 }
 
@@ -1139,6 +1150,7 @@ int main(int nCount, char** npValues)
         }
         return 0;
     }
+    unsigned long const lDumps = nCount > 3 ? std::strtoul(npValues[3], nullptr, 10) : QUICK_DUMPS;
     test::QuietLog const lQuiet;
     test::Replaced const lTimers(&SystemCalls::mTimerSettime, &setShortTime);
     ThreadManager::get();
@@ -1150,7 +1162,7 @@ int main(int nCount, char** npValues)
     {
         if (lName.empty() || lName == "all" || lName == lRace.mpName)
         {
-            runRace(lRace, lGiven != 0 ? lGiven : QUICK_OVERLAPS);
+            runRace(lRace, lGiven != 0 ? lGiven : QUICK_OVERLAPS, lDumps);
             lIsKnown = true;
         }
     }

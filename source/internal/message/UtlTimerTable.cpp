@@ -235,6 +235,10 @@ void TimerTable::show(LoopView* npView) const
         lRunning += lInfo.mDueNs != TimerInfo::NEVER ? 1 : 0;
         lDueNs = std::min(lDueNs, lInfo.mDueNs);
     }
+    if (lRunning != 0) // what is further away than its 32 bits tell is that far
+    {
+        lDueNs = std::min(lDueNs, monotonicNs() + INT_MAX * 1000000LL);
+    }
     npView->mTimers.store(mTimers.size(), std::memory_order_relaxed);
     npView->mTimersRunning.store(lRunning, std::memory_order_relaxed);
     npView->mNextDueMs.store(static_cast<std::uint32_t>(lDueNs / 1000000), std::memory_order_relaxed);

@@ -1,0 +1,145 @@
+/// Dumps by signal on whatever thread, while something else happens; each line is checked.
+#ifndef UTL_PROOF_DUMPS_H
+#define UTL_PROOF_DUMPS_H
+
+#include "Prove.h"
+#include "UtlInsideView.h"
+#include "internal/base/UtlSystemCalls.h"
+
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace utl::proof
+{
+
+/// Sends the signal to one thread of the process after the other, until so many dumps have been read.
+class Dumps
+{
+public:
+    explicit Dumps(unsigned long nWanted)
+        : mWanted(nWanted)
+    {
+        if (nWanted != 0)
+        {
+            PROVE_EQ(0, ::pipe2(mFds, O_CLOEXEC));
+            PROVE(installDumpSignal(SIGUSR1, mFds[1]));
+            mReader = std::thread([this] { read(); });
+            mSender = std::thread([this] { send(); });
+        }
+    }
+    ~Dumps()
+    {
+        if (mReader.joinable())
+        {
+            mIsToEnd = true;
+            mSender.join();
+            ::signal(SIGUSR1, SIG_IGN); // who has not taken it yet writes nowhere
+            ::close(mFds[1]);
+            mReader.join();
+            ::close(mFds[0]);
+        }
+    }
+    Dumps(Dumps const&) = delete;
+    Dumps& operator=(Dumps const&) = delete;
+
+    unsigned int count() const { return mCount; } ///< dumps that were read to the end
+    unsigned int lines() const { return mLines; }
+    unsigned int passedOver() const { return mPassedOver; }
+
+private:
+    static std::vector<int> threads()
+    {
+        std::vector<int> lIds;
+        DIR* const lpDir = ::opendir("/proc/self/task");
+        while (dirent const* const lpEntry = lpDir != nullptr ? ::readdir(lpDir) : nullptr)
+        {
+            int const lId = std::atoi(lpEntry->d_name);
+            lIds.insert(lIds.end(), lId != 0 ? 1 : 0, lId);
+        }
+        lpDir != nullptr ? ::closedir(lpDir) : 0;
+        return lIds;
+    }
+
+    /// One at a time: the next when the last has been read, or was lost with its thread.
+    void send()
+    {
+        int const lOwnId = static_cast<int>(::syscall(SYS_gettid));
+        while (!mIsToEnd && mCount < mWanted)
+        {
+            for (int const lId : threads())
+            {
+                unsigned int const lBefore = mCount;
+                bool const lIsSent = lId != lOwnId && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
+                for (unsigned int lTry = 0; lIsSent && mCount == lBefore && lTry < 20 && !mIsToEnd; ++lTry)
+                {
+                    internal::pauseBriefly(); // the races shall have the processors
+                }
+            }
+        }
+    }
+
+    void read()
+    {
+        std::string lText;
+        char lBuffer[16384];
+        for (ssize_t lRead = 0; (lRead = ::read(mFds[0], lBuffer, sizeof(lBuffer))) > 0 || errno == EINTR;)
+        {
+            lText.append(lBuffer, lRead > 0 ? static_cast<std::size_t>(lRead) : 0);
+            std::size_t lBegin = 0;
+            for (std::size_t lEnd = 0; (lEnd = lText.find('\n', lBegin)) != std::string::npos; lBegin = lEnd + 1)
+            {
+                check(lText.substr(lBegin, lEnd - lBegin));
+            }
+            lText.erase(0, lBegin);
+            errno = 0;
+        }
+        PROVE(lText.empty());
+    }
+
+    /// Nobody waits in a circle here, nothing takes a quarter of an hour, and all names and reports are known.
+    void check(std::string const& nLine)
+    {
+        static std::regex const LINE(
+            "utl: threads of process [0-9]+"
+            "|utl: [0-9]+ threads, ([0-9]+) passed over, [0-9]+ lines dropped"
+            "|thread [0-9]+ \"[A-Za-z ]*\": (starting|running|stopping|done|the main thread|not registered)"
+            "(, (message 0x[08]0000[0-9a-f]{3}|time-out of timer [0-9]{1,5}) for [0-9]{1,6} ms)?"
+            "(, last report (source/Utl[A-Za-z]+|include/Utl[A-Za-z]+|[A-Za-z/._]*) [A-Za-z~()]*:[0-9]{1,4}:[0-2])?"
+            "|thread [0-9]+ \"[A-Za-z ]*\": timers [0-9]{1,3}, [0-9]{1,3} running"
+            "(, next (due in [0-9]{1,10}|overdue for [0-9]{1,6}) ms)?"
+            "|thread [0-9]+ \"[A-Za-z ]*\": waits for (a lock|[0-9]+ \"[A-Za-z ]*\") for [0-9]{1,6} ms"
+            "(, synchronous message 0x[0-9a-f]{8}|, interrupt 0x[0-9a-f]{8}|, a request to it|, its end"
+            "|, a lock that it holds|, its end, with a limit)?");
+        std::smatch lMatch;
+        if (!std::regex_match(nLine, lMatch, LINE))
+        {
+            std::fprintf(stderr, "a torn line: %s\n", nLine.c_str());
+            PROVE(!"all lines are whole");
+        }
+        ++mLines;
+        mCount += lMatch[1].matched ? 1 : 0;
+        mPassedOver += lMatch[1].matched ? static_cast<unsigned int>(std::stoul(lMatch[1])) : 0;
+    }
+
+    unsigned long const mWanted;
+    int mFds[2] = {-1, -1};
+    std::atomic<bool> mIsToEnd{false};
+    std::atomic<unsigned int> mCount{0};
+    std::atomic<unsigned int> mLines{0};
+    std::atomic<unsigned int> mPassedOver{0};
+    std::thread mReader;
+    std::thread mSender;
+};
+
+} // namespace utl::proof
+
+#endif

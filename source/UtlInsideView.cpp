@@ -189,9 +189,14 @@ Line& addThread(Line& nLine, Image const& nImage)
     return addThread(nLine.text("thread "), nImage.id(), nImage.mIdentity).text(": ");
 }
 
+Line& addMs(Line& nLine, std::uint32_t nSlotTime)
+{
+    return nLine.number(static_cast<std::uint32_t>(nSlotTime * (1ULL << 20U) / 1000000)).text(" ms");
+}
+
 Line& addTime(Line& nLine, SlotWord nSince)
 {
-    return nLine.text(" for ").number(internal::slotClockMs() - static_cast<std::uint32_t>(nSince)).text(" ms");
+    return addMs(nLine.text(" for "), internal::slotClock() - static_cast<std::uint32_t>(nSince));
 }
 
 // ---------------------------------------------------------------------------------------------- lines of a thread
@@ -211,7 +216,7 @@ void writeWork(Lines& nLines, Image const& nImage)
         lLine.text(lIsMsg ? ", message " : ", time-out of timer ");
         std::uint32_t const lId = static_cast<std::uint32_t>(nImage.mWork[1]);
         lIsMsg ? lLine.hex(lId) : lLine.number(lId);
-        addTime(lLine, nImage.mWork[2]);
+        nImage.mWork[2] != 0 ? void(addTime(lLine, nImage.mWork[2])) : void();
     }
     if (nImage.mReport[1] != 0)
     {
@@ -227,27 +232,86 @@ void writeWork(Lines& nLines, Image const& nImage)
     nLines.write(lLine);
 }
 
-void writeLoop(Lines& nLines, Image const& nImage, ThreadSlot& nSlot)
+using Counts = std::array<std::uint32_t, 6 + 7 + 3>; // as QueueCounts, LoopCounts and CallCounts have them
+
+/// What a loop shows, at one moment. The books are whole if they were the same twice, since they only grow.
+struct LoopImage
+{
+    internal::TwoCopies<3>::Words mTimers{};
+    Counts mCounts{};
+    bool mIsWhole = false;
+};
+
+Counts countsOf(LoopView const& nView)
+{
+    internal::QueueCounts const& lQueue = *nView.mpQueue;
+    internal::LoopCounts const& lLoop = *nView.mpLoop;
+    internal::CallCounts const& lCalls = *nView.mpCalls;
+    return {lQueue.mAccepted,      lQueue.mDelivered,   lQueue.mErased,     lQueue.mTakenBack,
+            lQueue.mWaiting,       lQueue.mMostWaiting, lLoop.mRefusedFull, lLoop.mRefusedTooLarge,
+            lLoop.mRefusedStopped, lLoop.mOrphaned,     lLoop.mInterrupts,  lLoop.mTimeouts,
+            lLoop.mTimeoutsLost,   lCalls.mCalls,       lCalls.mLongest,    lCalls.mLongestId};
+}
+
+void readBooks(LoopView const& nView, LoopImage* npLoop)
+{
+    npLoop->mCounts = countsOf(nView);
+    for (int lTry = 0; lTry < MAX_TRIES && !npLoop->mIsWhole; ++lTry)
+    {
+        internal::orderLoads();
+        Counts const lCounts = countsOf(nView);
+        npLoop->mIsWhole = lCounts == npLoop->mCounts;
+        npLoop->mCounts = lCounts;
+    }
+    Counts& lBooks = npLoop->mCounts;
+    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // what waits may be about to be counted
+}
+
+/// Result: false if the slot has no loop.
+bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
 {
     nSlot.mReaders.fetch_add(1, std::memory_order_seq_cst); // from here on the view stays
     LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
-    bool const lIsHis = lpView != nullptr && nSlot.mClaim.load(std::memory_order_acquire) == nImage.mClaim;
-    std::uint32_t const lTimers = lIsHis ? lpView->mTimers.load(std::memory_order_relaxed) : 0;
-    std::uint32_t const lRunning = lIsHis ? lpView->mTimersRunning.load(std::memory_order_relaxed) : 0;
-    std::uint32_t const lDueMs = lIsHis ? lpView->mNextDueMs.load(std::memory_order_relaxed) : 0;
+    bool const lIsRead = lpView != nullptr && lpView->mTimers.read(&npLoop->mTimers);
+    lIsRead ? readBooks(*lpView, npLoop) : void();
     nSlot.mReaders.fetch_sub(1, std::memory_order_release);
-    if (lTimers == 0)
+    return lIsRead;
+}
+
+void writeBooks(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
+{
+    static char const* const NAMES[] = {"accepted ",  ", delivered ", ", erased ",       ", taken back ",
+                                        ", waiting ", " of at most ", "; refused full ", ", too large ",
+                                        ", stopped ", "; orphaned ",  ", interrupts ",   ", time-outs ",
+                                        ", lost ",    "; calls "};
+    Line lLine;
+    addThread(lLine, nImage).text(nLoop.mIsWhole ? "" : "about ");
+    unsigned int lIndex = 0;
+    for (char const* const lpName : NAMES)
+    {
+        lLine.text(lpName).number(nLoop.mCounts[lIndex++]);
+    }
+    if (nLoop.mCounts[lIndex] != 0)
+    {
+        addMs(lLine.text(", the longest "), nLoop.mCounts[lIndex]).text(" for ").hex(nLoop.mCounts[lIndex + 1]);
+    }
+    nLines.write(lLine);
+}
+
+void writeTimers(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
+{
+    auto const lNumber = [&](unsigned int nIndex) { return static_cast<std::uint32_t>(nLoop.mTimers[nIndex]); };
+    if (lNumber(0) == 0)
     {
         return;
     }
     Line lLine;
-    addThread(lLine, nImage).text("timers ").number(lTimers).text(", ").number(lRunning).text(" running");
-    if (lRunning != 0)
+    addThread(lLine, nImage).text("timers ").number(lNumber(0)).text(", ").number(lNumber(1)).text(" running");
+    if (lNumber(1) != 0)
     {
-        int const lLeftMs = static_cast<int>(lDueMs - internal::slotClockMs());
-        lLine.text(lLeftMs >= 0 ? ", next due in " : ", next overdue for ")
-            .number(static_cast<std::uint32_t>(lLeftMs >= 0 ? lLeftMs : -lLeftMs))
-            .text(" ms");
+        int const lLeft = static_cast<int>(lNumber(2) - internal::slotClock());
+        addMs(lLine.text(lLeft >= 0 ? ", next due in " : ", next overdue for "),
+              static_cast<std::uint32_t>(lLeft >= 0 ? lLeft : -lLeft));
     }
     nLines.write(lLine);
 }
@@ -377,7 +441,13 @@ unsigned int dump(int nFd)
             continue;
         }
         writeWork(lLines, lImage);
-        writeLoop(lLines, lImage, lSlot);
+        LoopImage lLoop;
+        bool const lHasLoop = readLoop(lSlot, &lLoop) && lSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim;
+        if (lHasLoop)
+        {
+            writeBooks(lLines, lImage, lLoop);
+            writeTimers(lLines, lImage, lLoop);
+        }
         writeWait(lLines, lImage);
     }
     for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)

@@ -272,13 +272,13 @@ int MsgDrivenThread::Impl::dispatchSync()
 }
 
 /// For the dump: the message in mOutputRawMsg.
-void MsgDrivenThread::Impl::showWork() const
+void MsgDrivenThread::Impl::showWork() const UTL_NO_THREAD_SAFETY_ANALYSIS // the loop alone changes the times
 {
     int lWords[2] = {MSG_ID_NONE, -1}; // the id, and of a time-out the timer
     std::memcpy(lWords, mOutputRawMsg.buffer(), std::min<std::size_t>(sizeof(lWords), mOutputRawMsg.maxSize()));
     bool const lIsTimeout = lWords[0] == MSG_ID_TIMER;
     internal::showWork(lIsTimeout ? ThreadSlot::WORK_TIMEOUT : ThreadSlot::WORK_MSG, lWords[lIsTimeout ? 1 : 0],
-                       internal::slotClockMs());
+                       mCallTimes.since());
 }
 
 void MsgDrivenThread::Impl::callListener()

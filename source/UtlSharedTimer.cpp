@@ -457,7 +457,6 @@ bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
 int SharedTimer::Impl::executeTimeout(int nTimerId)
 {
     int const lNumber = beginTimeout(nTimerId);
-    internal::showWork(internal::ThreadSlot::WORK_TIMEOUT, nTimerId, internal::slotClockMs());
     mTimer.onTime(nTimerId);
     SyncGuard lGuard(mSyncObject);
     mTimerUnderWay = -1;
@@ -487,6 +486,7 @@ int SharedTimer::Impl::beginTimeout(int nTimerId)
     mTimerUnderWay = nTimerId;
     ++mCounts.mTimeouts;
     mCallTimes.begin(nTimerId);
+    internal::showWork(internal::ThreadSlot::WORK_TIMEOUT, nTimerId, mCallTimes.since());
     TimerInfo const* const lpInfo = mTimers.find(nTimerId);
     return lpInfo != nullptr ? lpInfo->mSysTimerNumber : -1;
 }

@@ -47,7 +47,7 @@ TEST(Ledger, EachWayInAndOutHasItsCount)
     EXPECT_EQ((Counts{5, 1, 0, 2, 2, 2, 3, 4, 0, 2}), messages(lThread.ledger()));
     EXPECT_TRUE(lThread.tryPost(SimpleMsg(3)) == Post::FULL);
     lThread.release();
-    ASSERT_TRUE(waitUntil([&] { return Peer::ctlCount(lThread) == 0; }));
+    ASSERT_TRUE(Peer::sleeps(lThread)); // there is room again
     ASSERT_TRUE(lThread.sendMsgInterrupt(4));
     lThread.stop(1, 0);
     lThread.postMsg(1), lThread.sendMsgSync(1), lThread.sendMsgInterrupt(1), lThread.sendMsgAsync(SimpleMsg(1));

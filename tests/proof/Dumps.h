@@ -53,7 +53,8 @@ public:
 
     unsigned int count() const { return mCount; } ///< dumps that were read to the end
     unsigned int lines() const { return mLines; }
-    unsigned int passedOver() const { return mPassedOver; }
+    unsigned int passedOver() const { return mPassedOver; } ///< threads
+    unsigned int about() const { return mAbout; }           ///< books that changed too fast
 
 private:
     static std::vector<int> threads()
@@ -105,18 +106,24 @@ private:
         PROVE(lText.empty());
     }
 
-    /// Nobody waits in a circle here, nothing takes a quarter of an hour, and all names and reports are known.
+    /// Nobody waits in a circle here, and all names, ids and reports are known. Times are anything: some races have a clock of
+    /// their own.
     void check(std::string const& nLine)
     {
         static std::regex const LINE(
             "utl: threads of process [0-9]+"
             "|utl: [0-9]+ threads, ([0-9]+) passed over, [0-9]+ lines dropped"
             "|thread [0-9]+ \"[A-Za-z ]*\": (starting|running|stopping|done|the main thread|not registered)"
-            "(, (message 0x[08]0000[0-9a-f]{3}|time-out of timer [0-9]{1,5}) for [0-9]{1,6} ms)?"
+            "(, (message 0x[08]0000[0-9a-f]{3}|time-out of timer [0-9]{1,5}) for [0-9]{1,10} ms)?"
             "(, last report (source/Utl[A-Za-z]+|include/Utl[A-Za-z]+|[A-Za-z/._]*) [A-Za-z~()]*:[0-9]{1,4}:[0-2])?"
+            "|thread [0-9]+ \"[A-Za-z ]*\": (about )?accepted ([0-9]+), delivered ([0-9]+), erased ([0-9]+), taken "
+            "back "
+            "([0-9]+), waiting ([0-9]+) of at most [0-9]+; refused full [0-9]+, too large [0-9]+, stopped [0-9]+; "
+            "orphaned [0-9]+, interrupts [0-9]+, time-outs [0-9]+, lost [0-9]+; calls [0-9]+"
+            "(, the longest [0-9]{1,6} ms for 0x[0-9a-f]{8})?"
             "|thread [0-9]+ \"[A-Za-z ]*\": timers [0-9]{1,3}, [0-9]{1,3} running"
-            "(, next (due in [0-9]{1,10}|overdue for [0-9]{1,6}) ms)?"
-            "|thread [0-9]+ \"[A-Za-z ]*\": waits for (a lock|[0-9]+ \"[A-Za-z ]*\") for [0-9]{1,6} ms"
+            "(, next (due in [0-9]{1,10}|overdue for [0-9]{1,10}) ms)?"
+            "|thread [0-9]+ \"[A-Za-z ]*\": waits for (a lock|[0-9]+ \"[A-Za-z ]*\") for [0-9]{1,10} ms"
             "(, synchronous message 0x[0-9a-f]{8}|, interrupt 0x[0-9a-f]{8}|, a request to it|, its end"
             "|, a lock that it holds|, its end, with a limit)?");
         std::smatch lMatch;
@@ -125,6 +132,12 @@ private:
             std::fprintf(stderr, "a torn line: %s\n", nLine.c_str());
             PROVE(!"all lines are whole");
         }
+        if (lMatch[8].matched && !lMatch[7].matched)
+        {
+            auto const lNumber = [&](int nIndex) { return std::stoul(lMatch[nIndex]); };
+            PROVE_EQ(lNumber(8), lNumber(9) + lNumber(10) + lNumber(11) + lNumber(12));
+        }
+        mAbout += lMatch[7].matched ? 1 : 0;
         ++mLines;
         mCount += lMatch[1].matched ? 1 : 0;
         mPassedOver += lMatch[1].matched ? static_cast<unsigned int>(std::stoul(lMatch[1])) : 0;
@@ -136,6 +149,7 @@ private:
     std::atomic<unsigned int> mCount{0};
     std::atomic<unsigned int> mLines{0};
     std::atomic<unsigned int> mPassedOver{0};
+    std::atomic<unsigned int> mAbout{0};
     std::thread mReader;
     std::thread mSender;
 };

@@ -210,11 +210,11 @@ void showStopRequest(int nId)
     }
 }
 
-std::uint32_t slotClockMs()
+std::uint32_t slotClock()
 {
     timespec lNow{};
     gSystem.mClockGettime(CLOCK_MONOTONIC_COARSE, &lNow);
-    return static_cast<std::uint32_t>(lNow.tv_sec) * 1000U + static_cast<std::uint32_t>(lNow.tv_nsec / 1000000);
+    return slotTime(lNow.tv_sec * 1000000000LL + lNow.tv_nsec);
 }
 
 int ownerOf(pthread_mutex_t const& nMutex)
@@ -249,7 +249,7 @@ WaitShown::WaitShown(ThreadSlot::Wait nWait, SlotWord nWhom, int nWhat)
     if (mpSlot != nullptr)
     {
         mpSlot->mWait.read(&mBefore);
-        mpSlot->mWait.write({nWait, nWhom, static_cast<std::uint32_t>(nWhat), slotClockMs()});
+        mpSlot->mWait.write({nWait, nWhom, static_cast<std::uint32_t>(nWhat), slotClock()});
     }
 }
 

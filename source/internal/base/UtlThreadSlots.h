@@ -36,6 +36,16 @@ inline void orderStores()
 #endif
 }
 
+/// Loads before it are made before loads after it.
+inline void orderLoads()
+{
+#if defined(UTL_UNDER_TSAN)
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+#else
+    std::atomic_thread_fence(std::memory_order_acquire);
+#endif
+}
+
 /// Words that belong together. One thread writes them, and anybody reads them whole, also in a signal handler that has
 /// interrupted the writer. The writer fills the copy that nobody is to read and then says that it is the newer one; a
 /// reader is disturbed only if the writer comes back to the same copy meanwhile.
@@ -82,15 +92,62 @@ private:
     std::atomic<SlotWord> mCopies[2][WORDS] = {};
 };
 
-/// What a loop shows beside its slot, for as long as it runs. Each number by itself.
+/// A count that one thread at a time changes, as it would a plain number, and that anybody reads.
+class Count
+{
+public:
+    Count() = default;
+    Count(Count const&) = delete;
+    Count& operator=(Count const& nOther) { return *this = static_cast<unsigned int>(nOther); }
+
+    operator unsigned int() const { return mValue.load(std::memory_order_relaxed); }
+    Count& operator=(unsigned int nValue) { return mValue.store(nValue, std::memory_order_relaxed), *this; }
+    Count& operator+=(unsigned int nMore) { return *this = *this + nMore; }
+    Count& operator++() { return *this += 1; }
+    Count& operator--() { return *this = *this - 1; }
+
+private:
+    std::atomic<std::uint32_t> mValue{0};
+};
+
+/// The books of a loop, changed under its lock.
+struct QueueCounts
+{
+    Count mAccepted;
+    Count mDelivered;
+    Count mErased;
+    Count mTakenBack;
+    Count mWaiting;
+    Count mMostWaiting;
+};
+
+/// What its queue cannot count.
+struct LoopCounts
+{
+    Count mRefusedFull;
+    Count mRefusedTooLarge;
+    Count mRefusedStopped;
+    Count mOrphaned;
+    Count mInterrupts;
+    Count mTimeouts;
+    Count mTimeoutsLost;
+};
+
+/// The calls of its listener.
+struct CallCounts
+{
+    Count mCalls;
+    Count mLongest; // by slotClock()
+    Count mLongestId;
+};
+
+/// What a loop shows beside its slot, for as long as it runs.
 struct LoopView
 {
-    static constexpr std::uint32_t NOT_DUE = ~0U;
-
-    std::atomic<SlotWord> mpListener{0};
-    std::atomic<std::uint32_t> mTimers{0};          // registered
-    std::atomic<std::uint32_t> mTimersRunning{0};   // of these
-    std::atomic<std::uint32_t> mNextDueMs{NOT_DUE}; // by the clock of slotClockMs()
+    TwoCopies<3> mTimers; // registered; running of these; when the next is due, by slotClock()
+    QueueCounts const* mpQueue;
+    LoopCounts const* mpLoop;
+    CallCounts const* mpCalls;
 };
 
 /// One thread. Written by the thread itself unless said otherwise. tools/gdb reads it as it lies in memory: whoever
@@ -141,7 +198,7 @@ struct alignas(64) ThreadSlot
     std::atomic<LoopView const*> mpLoop{nullptr};
     TwoCopies<2 + NAME_WORDS> mIdentity; // kernel id; 1 for a thread of the registry; the name
     TwoCopies<4> mReport;                // file, function, line, sub
-    TwoCopies<3> mWork;                  // Work; message or timer; since when
+    TwoCopies<3> mWork;                  // Work; message or timer; since when, 0 for unknown
     TwoCopies<4> mWait;                  // Wait; whom for; what; since when
 
     void setStage(Stage nStage);
@@ -186,8 +243,13 @@ void showStopRequest(int nId);
 /// In the child of a fork: none of the threads is there.
 void clearSlots();
 
-/// Milliseconds of the monotonic clock, as exact as the kernel's tick; wraps after 49.7 days.
-std::uint32_t slotClockMs();
+/// The monotonic clock in units of 2^20 nanoseconds, as exact as the kernel's tick; wraps after 52 days. The unit spares a
+/// division on the way of each message.
+std::uint32_t slotClock();
+constexpr std::uint32_t slotTime(long long nNs)
+{
+    return static_cast<std::uint32_t>(nNs >> 20U);
+}
 
 /// The thread that owns a mutex now; 0 for none, and where the platform does not tell.
 int ownerOf(pthread_mutex_t const& nMutex);
@@ -202,12 +264,12 @@ inline void showReport(char const* npFile, char const* npFunction, unsigned int 
     }
 }
 
-/// What the calling thread works on from now on, at the time of slotClockMs().
-inline void showWork(ThreadSlot::Work nWork, int nId, std::uint32_t nNowMs)
+/// What the calling thread works on, and since when by slotClock().
+inline void showWork(ThreadSlot::Work nWork, int nId, std::uint32_t nSince)
 {
     if (tpOwnSlot != nullptr)
     {
-        tpOwnSlot->mWork.write({nWork, static_cast<std::uint32_t>(nId), nNowMs});
+        tpOwnSlot->mWork.write({nWork, static_cast<std::uint32_t>(nId), nSince});
     }
 }
 

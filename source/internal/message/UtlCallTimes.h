@@ -3,6 +3,7 @@
 #define UTL_CALL_TIMES_H
 
 #include "UtlLedger.h"
+#include "internal/base/UtlThreadSlots.h"
 #include "internal/message/UtlTimerSignal.h"
 
 namespace utl::internal
@@ -33,14 +34,17 @@ public:
 
     void read(Ledger* npLedger, long long nNowNs) const
     {
-        npLedger->mCalls = mCalls;
+        npLedger->mCalls = mCounts.mCalls;
         npLedger->mCallsNs = mCallsNs;
         npLedger->mLongestNs = mLongestNs;
-        npLedger->mLongestId = mLongestId;
+        npLedger->mLongestId = static_cast<int>(static_cast<unsigned int>(mCounts.mLongestId));
         npLedger->mIsInCall = mIsInCall;
         npLedger->mCallId = mCallId;
         npLedger->mCallNs = mIsInCall ? durationNs(nNowNs) : 0;
     }
+
+    CallCounts const& counts() const { return mCounts; }
+    std::uint32_t since() const { return slotTime(mSinceNs); } ///< By slotClock(); 0 for unknown.
 
 private:
     /// 0 if either time is unknown, or from another clock that is ahead.
@@ -51,12 +55,13 @@ private:
 
     void end(unsigned long long nCallNs)
     {
-        ++mCalls;
+        ++mCounts.mCalls;
         mCallsNs += nCallNs;
         if (nCallNs > mLongestNs)
         {
             mLongestNs = nCallNs;
-            mLongestId = mCallId;
+            mCounts.mLongest = slotTime(static_cast<long long>(nCallNs));
+            mCounts.mLongestId = static_cast<unsigned int>(mCallId);
         }
         mIsInCall = false;
     }
@@ -64,9 +69,8 @@ private:
     long long mSinceNs = 0; // 0: unknown
     unsigned long long mCallsNs = 0;
     unsigned long long mLongestNs = 0;
-    int mLongestId = 0;
+    CallCounts mCounts;
     int mCallId = 0;
-    unsigned int mCalls = 0;
     bool mIsInCall = false;
 };
 

@@ -5,6 +5,7 @@
 #include "UtlLedger.h"
 #include "UtlMsg.h"
 #include "UtlQueue.h"
+#include "internal/base/UtlThreadSlots.h"
 
 #include <initializer_list>
 
@@ -70,8 +71,11 @@ public:
         }
         if (isMsg(nRecord.mMsgId))
         {
-            ++mAccepted;
-            mMostWaiting = ++mWaiting > mMostWaiting ? mWaiting : mMostWaiting;
+            ++mCounts.mAccepted;
+            if (++mCounts.mWaiting > mCounts.mMostWaiting)
+            {
+                mCounts.mMostWaiting = mCounts.mWaiting;
+            }
         }
         ++mLastNumber;
         mHasLastFreedHead = mIsHeadHeld && nRecord.mMsgId == at(0).mMsgId;
@@ -86,7 +90,7 @@ public:
         {
             return false;
         }
-        countGone(at(size() - 1).mMsgId, &mTakenBack);
+        countGone(at(size() - 1).mMsgId, &mCounts.mTakenBack);
         mRecords.popBack(1);
         mIsHeadHeld = mIsHeadHeld || mHasLastFreedHead;
         return true;
@@ -99,13 +103,13 @@ public:
 
     void pop()
     {
-        countGone(at(0).mMsgId, &mDelivered);
+        countGone(at(0).mMsgId, &mCounts.mDelivered);
         mRecords.pop();
         mIsHeadHeld = false;
     }
 
     /// For one who walks through the queue: a record goes whose place erase() takes out later.
-    void countErased(CtlRecord const& nRecord) { countGone(nRecord.mMsgId, &mErased); }
+    void countErased(CtlRecord const& nRecord) { countGone(nRecord.mMsgId, &mCounts.mErased); }
 
     /// Removes records that have been counted, or that were put elsewhere.
     void erase(unsigned int nIndex, unsigned int nCount)
@@ -152,14 +156,15 @@ public:
 
     bool isMsg(int nMsgId) const { return numberOf(nMsgId) >= 32 || (mControlIds >> numberOf(nMsgId) & 1U) == 0; }
 
+    QueueCounts const& counts() const { return mCounts; }
     void read(Ledger* npLedger) const
     {
-        npLedger->mAccepted = mAccepted;
-        npLedger->mDelivered = mDelivered;
-        npLedger->mErased = mErased;
-        npLedger->mTakenBack = mTakenBack;
-        npLedger->mWaiting = mWaiting;
-        npLedger->mMostWaiting = mMostWaiting;
+        npLedger->mAccepted = mCounts.mAccepted;
+        npLedger->mDelivered = mCounts.mDelivered;
+        npLedger->mErased = mCounts.mErased;
+        npLedger->mTakenBack = mCounts.mTakenBack;
+        npLedger->mWaiting = mCounts.mWaiting;
+        npLedger->mMostWaiting = mCounts.mMostWaiting;
     }
 
 private:
@@ -174,23 +179,18 @@ private:
         erase(nIndex, 1);
     }
 
-    void countGone(int nMsgId, unsigned int* npCount)
+    void countGone(int nMsgId, Count* npCount)
     {
         if (isMsg(nMsgId))
         {
             ++*npCount;
-            --mWaiting;
+            --mCounts.mWaiting;
         }
     }
 
     Queue<CtlRecord> mRecords;
     unsigned int const mControlIds;
-    unsigned int mAccepted = 0;
-    unsigned int mDelivered = 0;
-    unsigned int mErased = 0;
-    unsigned int mTakenBack = 0;
-    unsigned int mWaiting = 0;
-    unsigned int mMostWaiting = 0;
+    QueueCounts mCounts;
     unsigned int mLastNumber = 0;
     bool mIsHeadHeld = false;
     bool mHasLastFreedHead = false; // the newest append let go of the head

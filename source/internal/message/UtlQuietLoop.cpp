@@ -16,7 +16,8 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
     : mCtlQueue(nMaxRecords, nKind.mControlIds),
       mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
       mThread(nThread),
-      mKind(nKind)
+      mKind(nKind),
+      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts()}
 {
 }
 

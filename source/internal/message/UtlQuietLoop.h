@@ -147,20 +147,8 @@ public:
     Ledger ledger() const;
     void setCallClock(CallClock nClock) { mCallClock.store(nClock, std::memory_order_relaxed); }
 
-    /// What the queue cannot count.
-    struct Counts
-    {
-        unsigned int mRefusedFull = 0;
-        unsigned int mRefusedTooLarge = 0;
-        unsigned int mRefusedStopped = 0;
-        unsigned int mOrphaned = 0;
-        unsigned int mInterrupts = 0;
-        unsigned int mTimeouts = 0;
-        unsigned int mTimeoutsLost = 0;
-    };
-
     mutable SyncObject mSyncObject; // the innermost
-    Counts mCounts UTL_GUARDED_BY(mSyncObject);
+    LoopCounts mCounts UTL_GUARDED_BY(mSyncObject);
     CtlQueue mCtlQueue UTL_GUARDED_BY(mSyncObject);
     TimerTable mTimers UTL_GUARDED_BY(mSyncObject);
     TimerWaiters mWaiters UTL_GUARDED_BY(mSyncObject);
@@ -225,7 +213,7 @@ private:
     std::atomic<unsigned int> mWriters{0}; // those who have taken the note down and not yet written
     std::atomic<bool> mIsHungUp{false};    // nothing can be read any more
     std::atomic<CallClock> mCallClock{CallClock::COARSE};
-    LoopView mView; // of the loop, for the dump
+    LoopView mView;
     unsigned int mWatchdogTableVersion = 0; // the loop's, with the next
     bool mIsUnderWatchdog = false;
 };

@@ -237,11 +237,9 @@ void TimerTable::show(LoopView* npView) const
     }
     if (lRunning != 0) // what is further away than its 32 bits tell is that far
     {
-        lDueNs = std::min(lDueNs, monotonicNs() + INT_MAX * 1000000LL);
+        lDueNs = std::min(lDueNs, monotonicNs() + (static_cast<long long>(INT_MAX) << 20U));
     }
-    npView->mTimers.store(mTimers.size(), std::memory_order_relaxed);
-    npView->mTimersRunning.store(lRunning, std::memory_order_relaxed);
-    npView->mNextDueMs.store(static_cast<std::uint32_t>(lDueNs / 1000000), std::memory_order_relaxed);
+    npView->mTimers.write({mTimers.size(), lRunning, slotTime(lDueNs)});
 }
 
 void TimerTable::findNextDue()

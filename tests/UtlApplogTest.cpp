@@ -17,9 +17,9 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/Child.h"
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
@@ -173,8 +173,10 @@ TEST_F(ApplogTest, TypesAreRegisteredUpToTheLimits)
     {
         EXPECT_EQ(lType <= 62, registerLogType(lType, "", 1));
     }
-    EXPECT_TRUE(registerLogType(DEFAULT_LOG_TYPE, "dft ", 1) && registerLogType(2, lLongest.c_str(), 6));
-    EXPECT_FALSE(registerLogType(2, lTooLong.c_str(), 1) || registerLogType(2, nullptr, 1));
+    EXPECT_TRUE(registerLogType(DEFAULT_LOG_TYPE, "dft ", 1));
+    EXPECT_TRUE(registerLogType(2, lLongest.c_str(), 6));
+    EXPECT_FALSE(registerLogType(2, lTooLong.c_str(), 1));
+    EXPECT_FALSE(registerLogType(2, nullptr, 1));
     EXPECT_EQ(LOG_LEVEL_DEBUG, getFilterLevel(2));
     for (int lType : {1, 2, 63})
     {
@@ -182,7 +184,9 @@ TEST_F(ApplogTest, TypesAreRegisteredUpToTheLimits)
     }
     EXPECT_EQ((Lines{"ERR: x", lLongest + "ERR: x", "dft ERR: x"}), mConsole.lines());
     EXPECT_TRUE(registerLogType(DEFAULT_LOG_TYPE, "", 4));
-    EXPECT_TRUE(setLogTag(lLongest.c_str()) && !setLogTag(lTooLong.c_str()) && !setLogTag(nullptr));
+    EXPECT_TRUE(setLogTag(lLongest.c_str()));
+    EXPECT_FALSE(setLogTag(lTooLong.c_str()));
+    EXPECT_FALSE(setLogTag(nullptr));
 }
 
 TEST_F(ApplogTest, LongLinesAreCutAndMarked)
@@ -244,10 +248,17 @@ TEST_F(ApplogTest, CallersFileComesFirstAndGetsTheTextAsItStands)
             std::thread([] { rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "first"); }).join(); // no lock of the log is held
             return static_cast<ssize_t>(nSize);
         });
+    applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, &lFile, "filtered");
     applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "100%% of %d", 5);
     rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "%%%%");
     EXPECT_EQ("Nov 15 08:55:34.123 <UTIL> ERR: 100% of 5\r\n%%", sWritten);
-    EXPECT_EQ((Lines{"first", "<UTIL> ERR: 100% of 5", "first", "%"}), mConsole.lines());
+    lFile.setTextType(FILE_TEXT_SJIS); // refuses
+    for (File* const lpFile : {&lFile, static_cast<File*>(nullptr)})
+    {
+        rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, lpFile, "console");
+    }
+    EXPECT_EQ(std::string::npos, sWritten.find("console"));
+    EXPECT_EQ((Lines{"first", "<UTIL> ERR: 100% of 5", "first", "%", "console", "console"}), mConsole.lines());
 }
 
 TEST_F(ApplogTest, LinesOfManyThreadsStayWhole)
@@ -348,31 +359,6 @@ TEST(Applog, StalledConsoleDropsLinesAndSaysHowMany)
     }
 }
 
-// The stream is held by somebody else in the process who is stalled himself.
-TEST(Applog, ConsoleInOtherHandsDropsLinesToo)
-{
-    auto const lStall = []
-    {
-        utl::internal::gSystem.mNanosleep.exchange([](timespec const*, timespec*) { return 0; });
-        utl::test::Gate lIsHeld;
-        std::thread(
-            [&]
-            {
-                ::flockfile(stdout);
-                lIsHeld.open();
-                for (;;)
-                {
-                    ::pause();
-                }
-            })
-            .detach();
-        lIsHeld.wait();
-        applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "dropped");
-        ::raise(SIGKILL); // an exit might want the stream
-    };
-    EXPECT_EXIT(lStall(), testing::KilledBySignal(SIGKILL), "");
-}
-
 // A stream that was in other hands for long, and came back, is waited for again if somebody uses it for a moment.
 TEST(Applog, ConsoleThatCameBackIsWaitedFor)
 {
@@ -455,16 +441,7 @@ TEST_F(ApplogTest, ChildOfAForkLogsAndUsesText)
     std::thread lThreads[] = {std::thread(lKeepOn), std::thread(lKeepOn)};
     for (int lRound = 0; lRound < 100 && !HasFailure(); ++lRound)
     {
-        pid_t const lChild = ::fork();
-        if (lChild == 0)
-        {
-            ::alarm(utl::test::longMs() / 1000);
-            lWork(&lFile);
-            ::_exit(0);
-        }
-        int lStatus = -1;
-        EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
-        EXPECT_EQ(0, lStatus) << lRound;
+        EXPECT_TRUE(utl::test::inChild([&] { return lWork(&lFile), true; })) << lRound;
     }
     lIsOver = true;
     lThreads[0].join();

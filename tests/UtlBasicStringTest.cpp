@@ -6,7 +6,9 @@
 
 #include "UtlStaticBuffer.h"
 #include "support/Gate.h"
+#include "support/Said.h"
 
+using utl::test::said;
 using namespace utl;
 using String = BasicString<char>;
 
@@ -110,8 +112,10 @@ TEST(BasicString, ThreadsShareTheEmptyTextWithoutWriting)
     {
         String lString;
         (lString = "") += "";
-        EXPECT_TRUE(lString.copy("", STR_ALL, 0) && lString.copy("x", STR_ALL, 1) && lString.replace("a", "b", 0));
-        EXPECT_TRUE(lString.resizeMax(0) && lString.c_str() == &EMPTY_CHAR);
+        EXPECT_EQ("yyy",
+                  said({lString.copy("", STR_ALL, 0), lString.copy("x", STR_ALL, 1), lString.replace("a", "b", 0)}));
+        EXPECT_TRUE(lString.resizeMax(0));
+        EXPECT_EQ(&EMPTY_CHAR, lString.c_str());
     };
     utl::test::together(lWork, lWork);
 }

@@ -32,6 +32,7 @@ TEST(CharSetPlatform, ConverterOfTheProcessIsCalled)
         char lNarrow[8] = {};
         EXPECT_EQ(utl::convertStrFromTcharToWchar(lWide, 8, "abc"), lExpected);
         EXPECT_EQ(utl::convertStrFromWcharToTchar(lNarrow, 8, L"abc"), lExpected);
-        EXPECT_TRUE(lWide[0] == 8 * 100 + 3 && lNarrow[0] == 8 * 10 + 3);
+        EXPECT_EQ(8 * 100 + 3, lWide[0]);
+        EXPECT_EQ(8 * 10 + 3, lNarrow[0]);
     }
 }

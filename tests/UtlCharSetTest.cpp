@@ -110,10 +110,12 @@ TEST(CharSet, EveryShiftJisCodeDecodesAsTheTableSays)
         ASSERT_EQ(std::string(lBytes, lUtf8.size()), lUtf8) << lCode;
         ASSERT_EQ(convertCharFromSjisToUtf16(&lTarget, lSource.c_str(), &lConsumed[1]), lIsInTable ? 1U : 2U);
         ASSERT_EQ(lTarget, lUnit) << lCode;
-        ASSERT_TRUE(lConsumed[0] == lSource.size() && lConsumed[1] == lSource.size());
+        ASSERT_EQ(lSource.size(), lConsumed[0]);
+        ASSERT_EQ(lSource.size(), lConsumed[1]);
         ASSERT_EQ(convert(convertStrFromSjisToUtf8, lSource.c_str()), lUtf8) << lCode;
         auto const lUnits = convert(convertStrFromSjisToUtf16, lSource.c_str());
-        ASSERT_TRUE(lUnits.size() == 1 && lUnits[0] == (lUnit == 0 ? 0x203B : lUnit)) << lCode;
+        ASSERT_EQ(1, lUnits.size()) << lCode;
+        ASSERT_EQ((lUnit == 0 ? 0x203B : lUnit), lUnits[0]) << lCode;
     }
 }
 
@@ -255,7 +257,8 @@ TEST(CharSet, CharactersAgainstTheirCapacity)
         EXPECT_EQ(lUnit, 7);
     }
     EXPECT_EQ(convertCharFromUtf8ToUtf16(&lUnit, "\xEF\xBB\xBF", &lConsumed), 1U);
-    EXPECT_TRUE(lUnit == 0xFEFF && lConsumed == 3);
+    EXPECT_EQ(0xFEFF, lUnit);
+    EXPECT_EQ(3, lConsumed);
     EXPECT_EQ(convertCharFromUtf8ToUtf16(nullptr, "a", nullptr), STR_ERROR);
     EXPECT_EQ(convertCharFromSjisToUtf16(nullptr, "a", nullptr) & convertCharFromSjisToUtf16(&lUnit, nullptr, nullptr),
               STR_ERROR);
@@ -314,7 +317,8 @@ TEST(CharSet, RawDataTakesTheByteOrderAskedFor)
         for (unsigned int const lSize : {0U, 3U, 4U}) // of the destination
         {
             unsigned int const lExpected = lSize == 3 ? STR_ERROR : 4;
-            EXPECT_TRUE(lStored == Bytes(4) && lUnits == Units(4));
+            EXPECT_EQ(Bytes(4), lStored);
+            EXPECT_EQ(Units(4), lUnits);
             EXPECT_EQ(convertStrFromDcharToUint8(lStored.data(), lSize, UNITS.data(), STR_ALL, lOrder), lExpected);
             EXPECT_EQ(convertBinFromUint8ToDchar(lUnits.data(), lSize, lBytes.data(), 8, lOrder), lExpected);
         }

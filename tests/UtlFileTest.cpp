@@ -4,6 +4,7 @@
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/Resources.h"
+#include "support/Said.h"
 
 #include <cstring>
 #include <filesystem>
@@ -32,11 +33,6 @@ using Text = BasicString<char>;
 
 constexpr uid_t ORDINARY_USER = 65534;
 constexpr int SAMPLE_SIZE = 40000; // three blocks of a copy
-
-int chmodBelowRoot(char const* npPath, mode_t nMode)
-{
-    return std::strcmp(npPath, "/") == 0 ? 0 : ::chmod(npPath, nMode); // the tests may run as root
-}
 
 void put(std::string const& nPath, std::string const& nContent, mode_t nMode = 0640)
 {
@@ -121,12 +117,12 @@ TEST_F(FileTest, PathsComeApart)
     }
     File const lFile("a1\\x", 0);
     Text lFixed(2, 0);
-    EXPECT_FALSE(lFile.getVolumeName(&lFixed) || lFile.getPath(nullptr) || lFile.getPath(&lFixed));
+    EXPECT_EQ("nnn", said({lFile.getVolumeName(&lFixed), lFile.getPath(nullptr), lFile.getPath(&lFixed)}));
     Text lPath(5, 0);
     EXPECT_TRUE(lFile.getPath(&lPath));
     EXPECT_STREQ("a1/x", lPath.c_str());
     char lLeft[5] = "left";
-    EXPECT_FALSE(File::extractExtension(nullptr, 5, "d/1.5") || File::extractDirectoryPath(lLeft, 5, nullptr));
+    EXPECT_EQ("nn", said({File::extractExtension(nullptr, 5, "d/1.5"), File::extractDirectoryPath(lLeft, 5, nullptr)}));
     EXPECT_FALSE(File::extractFileName(lLeft, 5, "d/12345", 0));
     EXPECT_STREQ("left", lLeft);
 }
@@ -210,7 +206,9 @@ TEST_F(FileTest, AFailedCallIsTold)
         EXPECT_FALSE(lRow.mOperation()) << "row " << &lRow - ROWS;
         lpFault.reset();
         EXPECT_EQ(lDescriptors, openFdCount());
-        EXPECT_TRUE(contentOf("d/s").size() == SAMPLE_SIZE && modeOf("d") == 0751U && modeOf("e") == 0751U);
+        EXPECT_EQ(SAMPLE_SIZE, contentOf("d/s").size());
+        EXPECT_EQ(0751U, modeOf("d"));
+        EXPECT_EQ(0751U, modeOf("e"));
         for (char const* lpMessage : lRow.mMessages)
         {
             EXPECT_EQ(1U, mLog.count(lpMessage)) << lpMessage;
@@ -232,18 +230,19 @@ TEST_F(FileTest, AFileInUseIsLeftAlone)
                                  : lUser.open(FILE_OPEN_TOP, lIsReading ? FILE_ACCESS_READ : FILE_ACCESS_READ_WRITE));
             mLog.clear();
             bool lIsShared = !lIsReading;
-            EXPECT_TRUE(File::isOpened("d/s", &lIsShared) && lIsShared == lIsReading);
+            EXPECT_TRUE(File::isOpened("d/s", &lIsShared));
+            EXPECT_EQ(lIsReading, lIsShared);
             EXPECT_EQ(lIsReading, File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_READ));
             EXPECT_FALSE(File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
             EXPECT_EQ(lIsReading ? 1U : 2U, mLog.count("DBG: Other process is opening. errno[11] Path:d/s"));
             EXPECT_EQ(lIsReading, File::copy("d/s", "e/t", 0));
-            EXPECT_FALSE(File::move("d/s", "e/u") || File::erase("d/s", 1));
+            EXPECT_EQ("nn", said({File::move("d/s", "e/u"), File::erase("d/s", 1)}));
             EXPECT_EQ(std::string(SAMPLE_SIZE, 's'), contentOf("d/s"));
             EXPECT_FALSE(File("d/s", 0).open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE)); // emptied before it is locked
             EXPECT_EQ("", contentOf("d/s"));
 
             lIsOther ? void(::close(lOther)) : void(lUser.close());
-            EXPECT_FALSE(File::isOpened("d/s", &lIsShared) || lIsShared);
+            EXPECT_EQ("nn", said({File::isOpened("d/s", &lIsShared), lIsShared}));
             EXPECT_TRUE(File::erase("d/s", 0));
         }
     }
@@ -259,7 +258,8 @@ TEST_F(FileTest, AnOrdinaryUserOpensParentsUpAndRestoresThem)
     ASSERT_EQ(0, ::chmod("d", 0555));
     EXPECT_TRUE(File("d/new", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
     EXPECT_EQ(0777U, modeOf("d/new"));
-    EXPECT_TRUE(File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE) && modeOf("d/s") == 0640U);
+    EXPECT_TRUE(File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_EQ(0640U, modeOf("d/s"));
     EXPECT_TRUE(File::copy("d/s", "d/copy", 0)); // both parents are one
     EXPECT_EQ(0640U, modeOf("d/copy"));
     EXPECT_FALSE(File::copy("d/s", "d/copy", 0));
@@ -316,20 +316,22 @@ TEST_F(FileTest, WhatIsNoPathIsRefused)
     std::string const lLong = "e/" + std::string(100, 'a') + "/" + std::string(155, 'b');
     std::string const lLonger = lLong + "b"; // a directory has no room for its slash
     std::string const lTooLong = lLong + "bb";
-    EXPECT_TRUE(File::copy("d/s", lLonger.c_str(), 1) && File::erase(lLonger.c_str(), 1));
-    EXPECT_TRUE(File::makeDirectories(lLong.c_str()) && !File::makeDirectories(lLonger.c_str()));
+    EXPECT_EQ("yy", said({File::copy("d/s", lLonger.c_str(), 1), File::erase(lLonger.c_str(), 1)}));
+    EXPECT_EQ("yn", said({File::makeDirectories(lLong.c_str()), File::makeDirectories(lLonger.c_str())}));
     for (char const* const lpPath : {static_cast<char const*>(nullptr), "", "d//s", lTooLong.c_str()})
     {
-        EXPECT_FALSE(File::copy("d/s", lpPath, 1) || File::move("d/s", lpPath));
-        EXPECT_FALSE(File::copy(lpPath, "e/t", 1) || File::move(lpPath, "e/t") || File::erase(lpPath, 1));
-        EXPECT_FALSE(File::isDirectory(lpPath) || File::applyReadOnly(lpPath, 1) || File::liftReadOnly(lpPath, 1));
+        EXPECT_EQ("nn", said({File::copy("d/s", lpPath, 1), File::move("d/s", lpPath)}));
+        EXPECT_EQ("nnn", said({File::copy(lpPath, "e/t", 1), File::move(lpPath, "e/t"), File::erase(lpPath, 1)}));
+        EXPECT_EQ("nnn",
+                  said({File::isDirectory(lpPath), File::applyReadOnly(lpPath, 1), File::liftReadOnly(lpPath, 1)}));
         EXPECT_FALSE(File::changeParentAccessMode(lpPath, 0777, nullptr));
         EXPECT_EQ(-1, File::size(lpPath));
         EXPECT_EQ(FILE_ERROR, File::children(lpPath, &lNames, FILE_CHILD_ALL, nullptr, 0));
     }
-    EXPECT_FALSE(File::copy("d", nullptr, 1) || File::copy("d", "e//t", 1));
+    EXPECT_FALSE(File::copy("d", nullptr, 1));
+    EXPECT_FALSE(File::copy("d", "e//t", 1));
     EXPECT_TRUE(mLog.lines().empty());
-    EXPECT_FALSE(File::makeDirectories(nullptr) || File::isOpened(nullptr, nullptr) || File::exists(nullptr));
+    EXPECT_EQ("nnn", said({File::makeDirectories(nullptr), File::isOpened(nullptr, nullptr), File::exists(nullptr)}));
     EXPECT_FALSE(File::isReadOnly(nullptr));
     EXPECT_EQ(1U, mLog.count("ERR: isReadOnly func 0 == npPath false"));
     EXPECT_TRUE(File::exists("d\\\\s")); // as the system sees it
@@ -338,11 +340,13 @@ TEST_F(FileTest, WhatIsNoPathIsRefused)
 
 TEST_F(FileTest, DirectoriesAreMadeOpenAndListed)
 {
-    EXPECT_TRUE(File::makeDirectories("e") && File::makeDirectories(""));
+    EXPECT_EQ("yy", said({File::makeDirectories("e"), File::makeDirectories("")}));
     EXPECT_EQ(0751U, modeOf("e"));
-    EXPECT_FALSE(File::makeDirectories("d/s") || File::makeDirectories("d/s/x") || File::makeDirectories("l//x"));
+    EXPECT_EQ("nnn",
+              said({File::makeDirectories("d/s"), File::makeDirectories("d/s/x"), File::makeDirectories("l//x")}));
     EXPECT_TRUE(File::makeDirectories("l\\sub/"));
-    EXPECT_TRUE(modeOf("l") == 0777U && modeOf("l/sub") == 0777U);
+    EXPECT_EQ(0777U, modeOf("l"));
+    EXPECT_EQ(0777U, modeOf("l/sub"));
     for (char const* const lpName : {"l/a.txt", "l/b.TXT", "l/c", "l/表.dat"})
     {
         put(lpName, "");
@@ -411,11 +415,12 @@ TEST_F(FileTest, TreesAreCopiedSizedLockedAndErased)
 {
     File lTree("d", 0);
     File lSub("d/sub", 0);
-    EXPECT_TRUE(!lSub.exists() && lSub.makeDirectories() && lSub.exists() && lSub.isDirectory());
+    EXPECT_EQ("nyyy", said({lSub.exists(), lSub.makeDirectories(), lSub.exists(), lSub.isDirectory()}));
     put("d/sub/t", "12345");
     put("d/sub/u", "", 0464); // read-only: only the owner's bit counts
-    EXPECT_TRUE(lTree.copy("e/new/copy", 0) && lTree.copy("d", 0));
-    EXPECT_TRUE(lTree.size() == SAMPLE_SIZE + 5 && File::size("e/new/copy") == SAMPLE_SIZE + 5);
+    EXPECT_EQ("yy", said({lTree.copy("e/new/copy", 0), lTree.copy("d", 0)}));
+    EXPECT_EQ(SAMPLE_SIZE + 5, lTree.size());
+    EXPECT_EQ(SAMPLE_SIZE + 5, File::size("e/new/copy"));
     EXPECT_EQ("12345", contentOf("e/new/copy/sub/t"));
     EXPECT_EQ(0464U, modeOf("e/new/copy/sub/u"));
     EXPECT_FALSE(lTree.copy("e/new/copy", 2));
@@ -423,24 +428,29 @@ TEST_F(FileTest, TreesAreCopiedSizedLockedAndErased)
     EXPECT_EQ("12345", contentOf("e/new/copy/s"));
 
     EXPECT_FALSE(File::move("d/s", "e/new/copy/s"));
-    EXPECT_TRUE(File("d/s", 0).move("e/other/t") && !fs::exists("d/s"));
-    EXPECT_TRUE(File::makeDirectories("e/empty") && File::move("e/other", "e/empty"));
+    EXPECT_EQ("yn", said({File("d/s", 0).move("e/other/t"), fs::exists("d/s")}));
+    EXPECT_EQ("yy", said({File::makeDirectories("e/empty"), File::move("e/other", "e/empty")}));
 
-    EXPECT_TRUE(File::isReadOnly("d/sub/u") && lTree.applyReadOnly(2) && !File::isReadOnly("d/sub/t"));
-    EXPECT_TRUE(lTree.applyReadOnly(1) && lTree.isReadOnly());
-    EXPECT_TRUE(modeOf("d") == 0555U && modeOf("d/sub") == 0555U && modeOf("d/sub/t") == 0555U);
-    EXPECT_FALSE(File::erase("d", 2) || File("d/sub/t", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_EQ("yyn", said({File::isReadOnly("d/sub/u"), lTree.applyReadOnly(2), File::isReadOnly("d/sub/t")}));
+    EXPECT_EQ("yy", said({lTree.applyReadOnly(1), lTree.isReadOnly()}));
+    EXPECT_EQ(0555U, modeOf("d"));
+    EXPECT_EQ(0555U, modeOf("d/sub"));
+    EXPECT_EQ(0555U, modeOf("d/sub/t"));
+    EXPECT_EQ("nn", said({File::erase("d", 2), File("d/sub/t", 0).open(FILE_OPEN_TOP, FILE_ACCESS_WRITE)}));
     EXPECT_TRUE(fs::exists("d/sub/t"));
-    EXPECT_TRUE(lTree.liftReadOnly(1) && modeOf("d/sub/u") == 0777U && File::applyReadOnly("d/sub/u", 0));
+    EXPECT_TRUE(lTree.liftReadOnly(1));
+    EXPECT_EQ(0777U, modeOf("d/sub/u"));
+    EXPECT_TRUE(File::applyReadOnly("d/sub/u", 0));
     EXPECT_EQ(0, ::mkfifo("d/sub/fifo", 0640)); // nobody waits for its other end
-    EXPECT_TRUE(File::size("d") == 5 && mLog.count("ERR") == 0);
+    EXPECT_EQ(5, File::size("d"));
+    EXPECT_EQ(0, mLog.count("ERR"));
     {
         Replaced const lPretends(
             &SC::mChmod, +[](char const*, mode_t) { return 0; });
         EXPECT_FALSE(File::liftReadOnly("d", 1));
         EXPECT_EQ(1U, mLog.count("ERR: liftReadOnly can't change d/sub/u"));
     }
-    EXPECT_TRUE(lTree.erase(1) && !fs::exists("d"));
+    EXPECT_EQ("yn", said({lTree.erase(1), fs::exists("d")}));
 }
 
 TEST_F(FileTest, BytesPositionsAndLengths)
@@ -449,37 +459,54 @@ TEST_F(FileTest, BytesPositionsAndLengths)
     char lBuffer[8] = {};
     EXPECT_FALSE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     EXPECT_TRUE(mLog.lines().empty());
-    EXPECT_TRUE(lFile.read(lBuffer, 1) == FILE_READ_ERROR && lFile.position() == -1 && lFile.availableSize() == -1 &&
-                lFile.size() == -1 && !lFile.close());
+    EXPECT_EQ(FILE_READ_ERROR, lFile.read(lBuffer, 1));
+    EXPECT_EQ(-1, lFile.position());
+    EXPECT_EQ(-1, lFile.availableSize());
+    EXPECT_EQ(-1, lFile.size());
+    EXPECT_FALSE(lFile.close());
     ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
-    EXPECT_FALSE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE) || lFile.erase(1) || lFile.move("e/g"));
+    EXPECT_EQ("nnn", said({lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE), lFile.erase(1), lFile.move("e/g")}));
     EXPECT_EQ(10U, lFile.write("0123456789", 10));
     EXPECT_EQ(FILE_ERROR, lFile.write("", 0));
     EXPECT_EQ(1U, mLog.count("ERR: writeFile Failed. Path:e/new/f"));
     EXPECT_EQ(FILE_READ_END, lFile.read(lBuffer, 8));
-    EXPECT_TRUE(lFile.read(lBuffer, 0) == FILE_READ_ERROR && lFile.read(lBuffer, 0x80000000U) == FILE_READ_ERROR);
-    EXPECT_TRUE(lFile.seek(-3, FILE_SEEK_END) == 7 && lFile.seek(-1, FILE_SEEK_CURRENT) == 6);
-    EXPECT_TRUE(lFile.availableSize() == 4 && lFile.read(lBuffer, 8) == 4);
+    EXPECT_EQ(FILE_READ_ERROR, lFile.read(lBuffer, 0));
+    EXPECT_EQ(FILE_READ_ERROR, lFile.read(lBuffer, 0x80000000U));
+    EXPECT_EQ(7, lFile.seek(-3, FILE_SEEK_END));
+    EXPECT_EQ(6, lFile.seek(-1, FILE_SEEK_CURRENT));
+    EXPECT_EQ(4, lFile.availableSize());
+    EXPECT_EQ(4, lFile.read(lBuffer, 8));
     EXPECT_STREQ("6789", lBuffer);
-    EXPECT_TRUE(lFile.seek(0, 3) == -1 && lFile.seek(-1, FILE_SEEK_BEGIN) == -1);
-    EXPECT_TRUE(lFile.flush() && lFile.resize(8) && lFile.position() == 8);
-    EXPECT_TRUE(lFile.resize(5'000'000'000) && lFile.position() == 8 && lFile.size() == 5'000'000'000);
-    EXPECT_TRUE(lFile.seek(10, FILE_SEEK_END) == 5'000'000'010 && lFile.availableSize() == 0);
-    EXPECT_TRUE(lFile.seek(3, FILE_SEEK_BEGIN) == 3 && lFile.resize() && lFile.close());
+    EXPECT_EQ(-1, lFile.seek(0, 3));
+    EXPECT_EQ(-1, lFile.seek(-1, FILE_SEEK_BEGIN));
+    EXPECT_EQ("yy", said({lFile.flush(), lFile.resize(8)}));
+    EXPECT_EQ(8, lFile.position());
+    EXPECT_TRUE(lFile.resize(5'000'000'000));
+    EXPECT_EQ(8, lFile.position());
+    EXPECT_EQ(5'000'000'000, lFile.size());
+    EXPECT_EQ(5'000'000'010, lFile.seek(10, FILE_SEEK_END));
+    EXPECT_EQ(0, lFile.availableSize());
+    EXPECT_EQ(3, lFile.seek(3, FILE_SEEK_BEGIN));
+    EXPECT_EQ("yy", said({lFile.resize(), lFile.close()}));
     EXPECT_EQ("012", contentOf("e/new/f"));
 
     EXPECT_FALSE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ));
-    EXPECT_FALSE(lFile.open(3, FILE_ACCESS_WRITE) || lFile.open(0, 3) || lFile.open(-1, 0) || lFile.open(0, -1));
+    EXPECT_EQ("nnnn", said({lFile.open(3, FILE_ACCESS_WRITE), lFile.open(0, 3), lFile.open(-1, 0), lFile.open(0, -1)}));
     EXPECT_FALSE(File("e", 0).open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     EXPECT_EQ("012", contentOf("e/new/f"));
-    EXPECT_TRUE(lFile.open(FILE_OPEN_END, FILE_ACCESS_WRITE) && lFile.write("3", 1) == 1 && lFile.close());
-    EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE) && lFile.write("x", 1) == 1 && lFile.close());
+    EXPECT_TRUE(lFile.open(FILE_OPEN_END, FILE_ACCESS_WRITE));
+    EXPECT_EQ(1, lFile.write("3", 1));
+    EXPECT_TRUE(lFile.close());
+    EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_EQ(1, lFile.write("x", 1));
+    EXPECT_TRUE(lFile.close());
     EXPECT_EQ("x123", contentOf("e/new/f"));
-    EXPECT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE) && lFile.size() == 0);
+    EXPECT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE));
+    EXPECT_EQ(0, lFile.size());
 
     Replaced const lZero(
         &SC::mOpen, +[](char const*, int, mode_t) { return 0; }); // counts as none, and is not ours to close
-    EXPECT_FALSE(File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_READ) || File::isOpened("d/s", nullptr));
+    EXPECT_EQ("nn", said({File("d/s", 0).open(FILE_OPEN_TOP, FILE_ACCESS_READ), File::isOpened("d/s", nullptr)}));
     EXPECT_EQ(-1, File::size("d/s"));
     EXPECT_NE(-1, ::fcntl(STDIN_FILENO, F_GETFD));
 }
@@ -499,7 +526,7 @@ TEST_F(FileTest, TheLastCopyAndTheDirectorySync)
         lThird = lSecond;
         EXPECT_EQ(2U, lFirst.write("12", 2));
         EXPECT_EQ(2, lThird.position());
-        EXPECT_TRUE(lFirst.close() && lSecond.close());
+        EXPECT_EQ("yy", said({lFirst.close(), lSecond.close()}));
         EXPECT_EQ(0, sSyncs);
         File::AutoClose const lClose(lThird);
     }
@@ -513,7 +540,8 @@ TEST_F(FileTest, TheLastCopyAndTheDirectorySync)
     Replaced const lShort(
         &SC::mWrite, +[](int nFd, void const* npData, size_t) { return ::write(nFd, npData, 1); });
     File lFile("e/f", 0);
-    EXPECT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE) && lFile.write("12", 2) == 1);
+    EXPECT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_WRITE));
+    EXPECT_EQ(1, lFile.write("12", 2));
     EXPECT_FALSE(File::copy("d/s", "e/short", 0));
     EXPECT_EQ(0751U, modeOf("e"));
 }

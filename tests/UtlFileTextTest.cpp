@@ -1,16 +1,15 @@
 #include "UtlFile.h"
 
+#include "support/Child.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace utl;
@@ -45,6 +44,20 @@ protected:
         return Bytes(std::istreambuf_iterator<char>(lStream), {});
     }
 
+    File opened(int nAccess = FILE_ACCESS_READ, int nTextType = FILE_TEXT_UTF8) const
+    {
+        File lFile(mPath.c_str(), nTextType);
+        EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, nAccess));
+        return lFile;
+    }
+
+    /// The next line; "none" if there is none.
+    static std::string lineOf(File& nFile)
+    {
+        char lLine[64];
+        return nFile.readLine(lLine, sizeof(lLine), nullptr) >= 0 ? lLine : "none";
+    }
+
     std::string mDirectory;
     std::string mPath;
 };
@@ -54,8 +67,7 @@ TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
 {
     Bytes const lLong(5119, 'x');
     store("\xEF\xBB\xBF" + Bytes("a\rb\r\n") + lLong + "\n");
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    File lFile = opened();
     BasicString<char> lText(7, 0);
     EXPECT_EQ(6, lFile.readLine(&lText, nullptr));
     EXPECT_STREQ("a\rb", lText.c_str());
@@ -79,15 +91,12 @@ TEST_F(FileTextTest, CopiesShareWhatIsReadAhead)
         lContent += std::to_string(lLine) + "\n";
     }
     store(lContent);
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    File lFile = opened();
     File lCopy(lFile);
     FailNth<&SC::mPread> const lFault(2, EIO); // one piece is enough
-    char lLine[64];
     for (int lNumber = 0; lNumber < 100; ++lNumber)
     {
-        EXPECT_LT(0, (lNumber % 2 == 0 ? lFile : lCopy).readLine(lLine, sizeof(lLine), nullptr));
-        EXPECT_EQ(std::to_string(lNumber), lLine);
+        EXPECT_EQ(std::to_string(lNumber), lineOf(lNumber % 2 == 0 ? lFile : lCopy));
         EXPECT_EQ(lFile.position(), lCopy.position());
         if (lNumber == 50) // the other goes on
         {
@@ -101,36 +110,21 @@ TEST_F(FileTextTest, CopiesShareWhatIsReadAhead)
 TEST_F(FileTextTest, AChildSharesThePosition)
 {
     store("zero\none\ntwo\nthree\nfour\n");
-    for (int const lReadBefore : {0, 1})
+    for (bool const lIsLookedFor : {false, true}) // or read
     {
-        File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
-        char lLine[64] = "";
-        if (lReadBefore != 0)
+        File lFile = opened();
+        for (bool const lIsSecond : {false, true})
         {
-            EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr));
-        }
-        for (char const* const lpExpected : {"one", "three"}) // two children, one after the other
-        {
-            if (lReadBefore == 0)
+            if (lIsLookedFor)
             {
                 EXPECT_LT(0, lFile.findNextLineSize(0, nullptr, nullptr));
             }
-            pid_t const lChild = ::fork();
-            if (lChild == 0)
+            else
             {
-                bool const lIsRead = lFile.readLine(lLine, sizeof(lLine), nullptr) > 0;
-                ::_exit(lIsRead && std::string(lLine) == lpExpected ? 0 : 1);
+                EXPECT_EQ(lIsSecond ? "two" : "zero", lineOf(lFile));
             }
-            int lStatus = -1;
-            EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
-            EXPECT_EQ(0, lStatus);
-            EXPECT_EQ(*lpExpected == 'o' ? 9 : 19, lFile.position());
-            if (lReadBefore != 0)
-            {
-                EXPECT_LT(0, lFile.readLine(lLine, sizeof(lLine), nullptr));
-                EXPECT_STREQ(*lpExpected == 'o' ? "two" : "four", lLine);
-            }
+            EXPECT_TRUE(inChild([&] { return lineOf(lFile) == (lIsSecond ? "three" : "one"); }));
+            EXPECT_EQ(lIsSecond ? 19 : 9, lFile.position());
         }
     }
 }
@@ -145,46 +139,25 @@ TEST_F(FileTextTest, AForkInTheMidstOfALineSharesThePosition)
         +[](int nHandle, void* npBuffer, std::size_t nSize, off_t nPosition)
         {
             sHandle = nHandle;
-            pid_t const lChild = ::fork();
-            if (lChild == 0)
-            {
-                ::_exit(0);
-            }
-            EXPECT_EQ(lChild, ::waitpid(lChild, nullptr, 0));
+            EXPECT_TRUE(inChild([] { return true; }));
             return ::pread(nHandle, npBuffer, nSize, nPosition);
         });
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
-    char lLine[64] = "";
-    EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr));
+    File lFile = opened();
+    EXPECT_EQ("zero", lineOf(lFile));
     EXPECT_EQ(9, ::lseek(sHandle, 4, SEEK_CUR)); // as the child would
-    EXPECT_EQ(3, lFile.readLine(lLine, sizeof(lLine), nullptr));
-    EXPECT_STREQ("two", lLine);
+    EXPECT_EQ("two", lineOf(lFile));
 }
 
 TEST_F(FileTextTest, WhatAChildWritesIsRead)
 {
     store("zero\none\ntwo\nthree\n");
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
-    char lLine[64] = "";
-    EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr)); // and the rest ahead
-    pid_t const lChild = ::fork();
-    if (lChild == 0)
-    {
-        bool const lIsWritten =
-            lFile.write("ONE\nTWO", 7) == 7 && lFile.resize() && lFile.seek(5, FILE_SEEK_BEGIN) == 5;
-        ::_exit(lIsWritten ? 0 : 1);
-    }
-    int lStatus = -1;
-    EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
-    EXPECT_EQ(0, lStatus);
-    for (char const* const lpExpected : {"ONE", "TWO"})
-    {
-        EXPECT_EQ(3, lFile.readLine(lLine, sizeof(lLine), nullptr));
-        EXPECT_STREQ(lpExpected, lLine);
-    }
-    EXPECT_EQ(FILE_READ_END, lFile.readLine(lLine, sizeof(lLine), nullptr));
+    File lFile = opened(FILE_ACCESS_READ_WRITE);
+    EXPECT_EQ("zero", lineOf(lFile)); // and the rest ahead
+    EXPECT_TRUE(inChild(
+        [&] { return lFile.write("ONE\nTWO", 7) == 7 && lFile.resize() && lFile.seek(5, FILE_SEEK_BEGIN) == 5; }));
+    EXPECT_EQ("ONE", lineOf(lFile));
+    EXPECT_EQ("TWO", lineOf(lFile));
+    EXPECT_EQ("none", lineOf(lFile));
 }
 
 TEST_F(FileTextTest, WritesWhatItPromises)
@@ -225,31 +198,32 @@ TEST_F(FileTextTest, WritesWhatItPromises)
     EXPECT_EQ(Lines{"<UTIL> ERR: writeFile Failed. Path:" + mPath}, lLog.lines()); // no byte at all
     File lFile(mPath.c_str(), FILE_TEXT_UTF8);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ_WRITE));
-    EXPECT_TRUE(lFile.writeLine("abc") == 4 && lFile.writeLine("") == 1 && lFile.setTextType(FILE_TEXT_UTF16_LE));
-    EXPECT_FALSE(lFile.setTextType(4) || lFile.setTextType(-1));
+    EXPECT_EQ(4U, lFile.writeLine("abc"));
+    EXPECT_EQ(1U, lFile.writeLine(""));
+    EXPECT_TRUE(lFile.setTextType(FILE_TEXT_UTF16_LE));
+    EXPECT_FALSE(lFile.setTextType(4));
+    EXPECT_FALSE(lFile.setTextType(-1));
     EXPECT_EQ(6U, lFile.writeLine("abc")); // no line end
     EXPECT_EQ(Bytes("abc\n\na\0b\0c\0", 11), stored());
     // Reading ahead and writing agree on the position, and what was written is read.
     lFile.setTextType(FILE_TEXT_UTF8);
     lFile.seek(0, FILE_SEEK_BEGIN);
-    char lLine[64];
-    EXPECT_TRUE(lFile.readLine(lLine, sizeof(lLine), nullptr) == 3 && lFile.writeText("xy\n", 5119, 0) == 3);
-    EXPECT_TRUE(lFile.seekKey("xy", 0, ~0ULL, 0) == 4 && lFile.readLine(lLine, sizeof(lLine), nullptr) == 2);
-    EXPECT_STREQ("xy", lLine);
+    EXPECT_EQ("abc", lineOf(lFile));
+    EXPECT_EQ(3U, lFile.writeText("xy\n", 5119, 0));
+    EXPECT_EQ(4, lFile.seekKey("xy", 0, ~0ULL, 0));
+    EXPECT_EQ("xy", lineOf(lFile));
 }
 
 TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
 {
     store("line\nnext\n");
     LogCapture lLog;
-    char lLine[64];
     for (int const lTextType : {FILE_TEXT_UTF8, FILE_TEXT_UTF16_BE})
     {
-        File lFile(mPath.c_str(), lTextType);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+        File lFile = opened(FILE_ACCESS_READ, lTextType);
         lLog.clear();
         FailNth<&SC::mPread> lFault(1, EIO);
-        EXPECT_EQ(-1, lFile.readLine(lLine, sizeof(lLine), nullptr));
+        EXPECT_EQ("none", lineOf(lFile));
         EXPECT_EQ(0, lFile.position());
         EXPECT_EQ(
             (Lines{"<UTIL> ERR: ReadFile Failed. errno[5]", "<UTIL> ERR: in read func readFile Failed. Path:" + mPath,
@@ -258,68 +232,21 @@ TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
             lLog.lines());
     }
     File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    EXPECT_TRUE(lFile.readLine(lLine, sizeof(lLine), nullptr) == -1 && lFile.nextEOLSize() == 0);
+    EXPECT_EQ("none", lineOf(lFile));
+    EXPECT_EQ(0, lFile.nextEOLSize());
     EXPECT_EQ(-1, lFile.findNextLineSize(0, nullptr, nullptr));
     EXPECT_EQ(1U, lLog.count("ERR: in findNextLineSize func file is not opened"));
 }
 
-/// All lines and a key, while the n-th call of one entry fails, for each n.
-template <auto ENTRY>
-void readWhileOneCallFails(std::string const& nPath, std::string const& nContent)
-{
-    bool lFired = true;
-    for (int lNth = 1; lFired; ++lNth)
-    {
-        SCOPED_TRACE("call " + std::to_string(lNth));
-        File lFile(nPath.c_str(), FILE_TEXT_UTF8);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
-        FailNth<ENTRY> const lFault(lNth, EIO);
-        std::string lRead;
-        char lLine[5119];
-        int lResult = 0;
-        for (int lTry = 0; lResult != FILE_READ_END && lTry < 100; ++lTry)
-        {
-            long long const lStart = static_cast<long long>(lRead.size());
-            lResult = lFile.readLine(lLine, sizeof(lLine), nullptr);
-            if (lResult == FILE_READ_ERROR) // again from where it began
-            {
-                lFile.seek(lStart, FILE_SEEK_BEGIN);
-            }
-            else if (lResult != FILE_READ_END)
-            {
-                lRead += lLine + std::string("\n");
-                EXPECT_EQ(static_cast<long long>(lRead.size()), lFile.position());
-            }
-        }
-        EXPECT_TRUE(lRead == nContent);
-        long long const lKey = lFile.seekKey("the key", 0, ~0ULL, 0);
-        long long const lExpected = static_cast<long long>(nContent.find("the key"));
-        long long const lPosition = std::max(lFile.position(), lFile.position());            // one of them may fail
-        EXPECT_EQ(lKey == -1 ? static_cast<long long>(lRead.size()) : lExpected, lPosition); // there, or where it was
-        lFired = lFault.fired();
-        EXPECT_TRUE(lFired || lKey == lExpected);
-    }
-}
-
-TEST_F(FileTextTest, NothingIsLostWhereACallFails)
+TEST_F(FileTextTest, ACharacterCutOffAtTheEnd)
 {
     QuietLog const lQuiet;
-    Bytes lContent;
-    while (lContent.size() < 40000)
-    {
-        lContent += Bytes(lContent.size() % 4000, 'x') + "\n\xE3\x81\x82\n";
-    }
-    store(lContent += "the key\n");
-    readWhileOneCallFails<&SC::mPread>(mPath, lContent);
-    readWhileOneCallFails<&SC::mLseek>(mPath, lContent);
-    readWhileOneCallFails<&SC::mFstat>(mPath, lContent);
-
     store("abc\x81"); // the trail byte is missing: past the end
-    File lFile(mPath.c_str(), FILE_TEXT_SJIS);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    File lFile = opened(FILE_ACCESS_READ, FILE_TEXT_SJIS);
     {
         FailNth<&SC::mLseek> const lFault(2, EIO); // the seek past the end
-        EXPECT_TRUE(lFile.findNextLineSize(0, nullptr, nullptr) == -1 && lFault.fired());
+        EXPECT_EQ(-1, lFile.findNextLineSize(0, nullptr, nullptr));
+        EXPECT_TRUE(lFault.fired());
     }
     EXPECT_EQ(0, lFile.nextEOLSize());
     EXPECT_EQ(FILE_NOT_FOUND, lFile.seekKey("c", ~1ULL, ~0ULL, 0));
@@ -328,13 +255,11 @@ TEST_F(FileTextTest, NothingIsLostWhereACallFails)
 
 TEST_F(FileTextTest, AFailedWriteLeavesWhatWasWritten)
 {
-    char lLine[16];
     for (int const lNth : {1, 2}) // the text, its line end
     {
         store("line\nold\n");
-        File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
-        EXPECT_EQ(4, lFile.readLine(lLine, sizeof(lLine), nullptr)); // reads ahead
+        File lFile = opened(FILE_ACCESS_READ_WRITE);
+        EXPECT_EQ("line", lineOf(lFile)); // reads ahead
         LogCapture const lLog;
         {
             FailNth<&SC::mWrite> const lFault(lNth, ENOSPC);
@@ -345,35 +270,13 @@ TEST_F(FileTextTest, AFailedWriteLeavesWhatWasWritten)
         EXPECT_EQ((Lines{"<UTIL> ERR: WriteFile Failed. errno[28]", "<UTIL> ERR: writeFile Failed. Path:" + mPath}),
                   lLog.lines());
         // The object stays usable, and where the descriptor cannot be moved nothing is written.
-        EXPECT_TRUE(lFile.seek(0, FILE_SEEK_BEGIN) == 0 && lFile.readLine(lLine, sizeof(lLine), nullptr) == 4);
-        {
-            FailNth<&SC::mLseek> const lFault(1, EIO);
-            EXPECT_TRUE(lFile.writeText("x", 5119, 0) == FILE_ERROR && lFault.fired());
-        }
+        EXPECT_EQ(0, lFile.seek(0, FILE_SEEK_BEGIN));
+        EXPECT_EQ("line", lineOf(lFile));
+        EXPECT_EQ(FILE_ERROR, failing<&SC::mLseek>(EIO, [&] { return lFile.writeText("x", 5119, 0); }));
         EXPECT_EQ(lContent, stored());
         EXPECT_EQ(4U, lFile.writeText("next", 5119, 0));
         EXPECT_EQ("line\nnext", stored().substr(0, 9));
     }
-}
-
-TEST_F(FileTextTest, TheLogWritesToACallersFile)
-{
-    LogCapture lLog;
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ_WRITE));
-    setFilterLevel(UTL_LOG_TYPE, LOG_LEVEL_INFO);
-    applog(UTL_LOG_TYPE, LOG_LEVEL_DETAIL, &lFile, "no %d", 1);
-    setFilterLevel(UTL_LOG_TYPE, LOG_LEVEL_DEBUG);
-    applog(UTL_LOG_TYPE, LOG_LEVEL_DEBUG, &lFile, "yes %d", 2);
-    EXPECT_EQ(lLog.rawLines(), Lines{stored()});
-    rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "raw%s", "");
-    lFile.setTextType(FILE_TEXT_SJIS); // refuses
-    rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, &lFile, "console");
-    rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, static_cast<File*>(nullptr), "console");
-    EXPECT_NE(std::string::npos, stored().find("<UTIL> DBG: yes 2\r\nraw"));
-    EXPECT_EQ(std::string::npos, stored().find("console"));
-    EXPECT_EQ(2U, lLog.count("console"));
-    EXPECT_EQ(4U, lLog.lines().size());
 }
 
 TEST_F(FileTextTest, ArgumentsThatAreNone)
@@ -384,7 +287,7 @@ TEST_F(FileTextTest, ArgumentsThatAreNone)
     EXPECT_EQ(FILE_ERROR, lFile.writeLine("not open"));
     EXPECT_EQ(FILE_READ_ERROR, lFile.readText(lText, 8, 4, 0, nullptr));
     store("\nfirst\n\n");
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    lFile = opened(FILE_ACCESS_READ_WRITE);
     EXPECT_EQ(FILE_ERROR, lFile.writeLine(nullptr));
     EXPECT_EQ(FILE_READ_ERROR, lFile.readLine(static_cast<char*>(nullptr), 4, &lSize));
     EXPECT_EQ(FILE_READ_ERROR, lFile.readText(static_cast<char*>(nullptr), 4, 4, 0, &lSize));
@@ -400,8 +303,7 @@ TEST_F(FileTextTest, ArgumentsThatAreNone)
     EXPECT_EQ(5, lFile.readText(static_cast<BasicString<char>*>(nullptr), 5, 0, &lSize));
     EXPECT_STREQ("before", lText);
     EXPECT_TRUE(lFile.close());
-    File lOther(mPath.c_str(), 99); // a type that is none
-    ASSERT_TRUE(lOther.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+    File lOther = opened(FILE_ACCESS_READ_WRITE, 99); // a type that is none
     EXPECT_EQ(FILE_READ_ERROR, lOther.readText(lText, 8, 4, 0, nullptr));
     EXPECT_EQ(FILE_READ_ERROR, lOther.readLine(lText, 8, nullptr));
     EXPECT_EQ(-1, lOther.findNextLineSize(0, nullptr, nullptr));
@@ -463,16 +365,14 @@ TEST_F(FileTextTest, LongLinesWhereEachCallFails)
     {
         std::string const lLine = std::string(lLength, 'x') + "key";
         store(lLine + "\nnext");
-        File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-        ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE));
+        File lFile = opened(FILE_ACCESS_READ_WRITE);
         readingFails<FailNth<&SC::mLseek>>(lFile, lLine);
         readingFails<FailNth<&SC::mPread>>(lFile, lLine);
         readingFails<FailNth<&SC::mFstat>>(lFile, lLine);
         EXPECT_EQ(lLength + 8, stored().size());
     }
     // Cut by another while it is read: it was longer an instant ago.
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
-    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    File lFile = opened();
     Replaced const lRead(
         &SC::mPread, +[](int, void*, std::size_t, off_t) -> ssize_t { return 0; });
     char lText[64];

@@ -40,7 +40,8 @@ TEST(MemoryPool, EmptyPoolRefusesEverything)
     utl::test::LogCapture lLog;
     MemoryPool lNone(16, 0, "none");
     MemoryPool lNothing(0, 4, "nothing");
-    EXPECT_TRUE(lNone.create() == nullptr && lNothing.create() == nullptr);
+    EXPECT_EQ(nullptr, lNone.create());
+    EXPECT_EQ(nullptr, lNothing.create());
     lNone.release(&lNone);
     EXPECT_EQ((Lines{error("MemoryPool(): Number of memory is 0!! (none)"),
                      error("MemoryPool(): Memory size is 0!! (nothing)")}),

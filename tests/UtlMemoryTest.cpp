@@ -14,6 +14,7 @@
 #include "internal/base/UtlHeapPort.h"
 #include "support/Faults.h"
 #include "support/Resources.h"
+#include "support/Said.h"
 
 namespace utl
 {
@@ -35,6 +36,7 @@ namespace
 {
 
 using utl::Memory;
+using utl::test::said;
 using Peer = utl::MemoryTestPeer;
 
 std::string gWritten; // to descriptor 0
@@ -141,10 +143,11 @@ TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
     lInfo.mMaxBytes = 77;
     lMemory.updateManagement(0, mpBlock, 1, 0, 0);
     std::string const lPath = testing::TempDir() + "utlMemoryTestOff";
-    EXPECT_TRUE(lMemory.printUsedHeap(1, lPath.c_str()) && lMemory.printUsedHeapDetail(1, lPath.c_str()));
+    EXPECT_EQ("yy", said({lMemory.printUsedHeap(1, lPath.c_str()), lMemory.printUsedHeapDetail(1, lPath.c_str())}));
     EXPECT_TRUE(lMemory.printMarkedHeapDetail(1, lPath.c_str())); // although nothing was marked
     EXPECT_FALSE(std::ifstream(lPath).good());
-    EXPECT_TRUE(lMemory.getUsedHeapOfProcess(&lInfo) && lMemory.getUsedHeapOfProcess(nullptr) && lInfo.mMaxBytes == 77);
+    EXPECT_EQ("yy", said({lMemory.getUsedHeapOfProcess(&lInfo), lMemory.getUsedHeapOfProcess(nullptr)}));
+    EXPECT_EQ(77, lInfo.mMaxBytes);
     EXPECT_EQ(Memory::INVALID_FILE_ID, lMemory.getFileId("a"));
     lMemory.resetUsedHeap();
     EXPECT_EQ("1 1 1 1", totals());
@@ -198,7 +201,7 @@ TEST_F(MemoryTest, ReportsShowTheTables)
         lMemory.updateManagement(0, mpBlock, 100, 0, 10);
     }
     utl::test::FailNth<&utl::internal::SystemCalls::mOpen> lFault(0, EACCES);
-    EXPECT_TRUE(Peer::reportTotals(lpPath) && Peer::reportTotals(nullptr));
+    EXPECT_EQ("yy", said({Peer::reportTotals(lpPath), Peer::reportTotals(nullptr)}));
     EXPECT_EQ(lFdsBefore, utl::test::openFdCount());
     EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status("new/deep").permissions());
     std::filesystem::current_path("/");

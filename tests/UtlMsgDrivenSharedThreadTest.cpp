@@ -3,6 +3,7 @@
 #include "UtlThreadManager.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
+#include "support/Said.h"
 
 #include <climits>
 
@@ -125,8 +126,10 @@ TEST(MsgDrivenSharedThread, RoutesToAllOrToOne)
         EXPECT_TRUE(lRoom.fence());
         EXPECT_EQ(lHeard, lRoom.heard());
     }
-    EXPECT_FALSE(lRoom.postMsg(nullptr, 1) || lRoom.sendMsgSync(nullptr, 1) || lRoom.sendMsgInterrupt(nullptr, 1));
-    EXPECT_TRUE(!lRoom.abortMsg(nullptr) && lRoom.setTimer(nullptr, 1, 0, 1, 0) == -1);
+    EXPECT_EQ("nnn",
+              said({lRoom.postMsg(nullptr, 1), lRoom.sendMsgSync(nullptr, 1), lRoom.sendMsgInterrupt(nullptr, 1)}));
+    EXPECT_FALSE(lRoom.abortMsg(nullptr));
+    EXPECT_EQ(-1, lRoom.setTimer(nullptr, 1, 0, 1, 0));
     LogCapture lLog;
     EXPECT_FALSE(lRoom.postMsg(lpC, MsgDrivenSharedThread::SpecifiedMsgListenerMsg(8))); // does not fit: in silence
     EXPECT_EQ(Lines{}, lLog.lines());
@@ -203,7 +206,7 @@ TEST(MsgDrivenSharedThread, ListChangesInsideABroadcast)
             lRoom.detach(lRow.mDetached);
             lRoom.attach(lRow.mAttached);
         };
-        EXPECT_TRUE(lRoom.begin() && lRoom.sendMsgSync(1));
+        EXPECT_EQ("yy", said({lRoom.begin(), lRoom.sendMsgSync(1)}));
         EXPECT_EQ(lRow.mFirst, lRoom.heard());
         EXPECT_TRUE(lRoom.sendMsgSync(2));
         EXPECT_EQ(lRow.mSecond, lRoom.heard());
@@ -234,21 +237,28 @@ TEST(MsgDrivenSharedThread, ViewsTellBroadcastsAndListenersApart)
             }
             EXPECT_EQ(lExpected, lHas) << lName;
         }
-        EXPECT_TRUE(lRoom.getFirstMsgId() == 1 && lRoom.getFirstMsgId(lpA) == MSG_ID_TIMER);
-        EXPECT_TRUE(lRoom.getFirstMsgId(lpB) == 2 && lRoom.getFirstMsgId(lRoom.ear('c')) == MSG_ID_NONE);
+        EXPECT_EQ(1, lRoom.getFirstMsgId());
+        EXPECT_EQ(MSG_ID_TIMER, lRoom.getFirstMsgId(lpA));
+        EXPECT_EQ(2, lRoom.getFirstMsgId(lpB));
+        EXPECT_EQ(MSG_ID_NONE, lRoom.getFirstMsgId(lRoom.ear('c')));
         NumberMsg lMsg(0);
-        EXPECT_TRUE(lRoom.peekMsg(lpA, 1, &lImage) && lMsg.restoreFrom(lImage) && lMsg.mNumber == 11);
-        EXPECT_TRUE(lRoom.peekMsg(lpA, MSG_ID_TIMER, &lImage) && lMsg.restoreFrom(lImage) && lMsg.mNumber == lTimerA);
-        EXPECT_TRUE(lRoom.peekMsg(MSG_ID_TIMER, &lImage) && lMsg.restoreFrom(lImage) && lMsg.mNumber == lTimerAll);
-        EXPECT_FALSE(lRoom.peekMsg(1, nullptr) || lRoom.peekMsg(lpA, 1, nullptr) || lRoom.eraseMsg(nullptr, 1));
-        EXPECT_FALSE(lRoom.sendMsgSync(lpA, 1) || lRoom.sendMsgInterrupt(lpA, 1)); // it would wait for itself
-        EXPECT_TRUE(lRoom.stop(1, 0) == -1 && lRoom.start(0, 0, nullptr, 0, 0, NORMAL, 0) == -1);
-        EXPECT_TRUE(lRoom.eraseMsg(1) && lRoom.eraseMsg(lpB, MSG_ID_ANY));
+        EXPECT_EQ("yy", said({lRoom.peekMsg(lpA, 1, &lImage), lMsg.restoreFrom(lImage)}));
+        EXPECT_EQ(11, lMsg.mNumber);
+        EXPECT_EQ("yy", said({lRoom.peekMsg(lpA, MSG_ID_TIMER, &lImage), lMsg.restoreFrom(lImage)}));
+        EXPECT_EQ(lTimerA, lMsg.mNumber);
+        EXPECT_EQ("yy", said({lRoom.peekMsg(MSG_ID_TIMER, &lImage), lMsg.restoreFrom(lImage)}));
+        EXPECT_EQ(lTimerAll, lMsg.mNumber);
+        EXPECT_EQ("nnn", said({lRoom.peekMsg(1, nullptr), lRoom.peekMsg(lpA, 1, nullptr), lRoom.eraseMsg(nullptr, 1)}));
+        EXPECT_EQ("nn", said({lRoom.sendMsgSync(lpA, 1), lRoom.sendMsgInterrupt(lpA, 1)})); // it would wait for itself
+        EXPECT_EQ(-1, lRoom.stop(1, 0));
+        EXPECT_EQ(-1, lRoom.start(0, 0, nullptr, 0, 0, NORMAL, 0));
+        EXPECT_EQ("yy", said({lRoom.eraseMsg(1), lRoom.eraseMsg(lpB, MSG_ID_ANY)}));
     };
     lRoom.attach("d");
     ASSERT_TRUE(lRoom.hold(lLook));
-    EXPECT_TRUE(lRoom.postMsg(1) && lRoom.postCtl(MSG_ID_TIMEOUT, lTimerA) && lRoom.postMsg(lpA, NumberMsg(1, 11)) &&
-                lRoom.postMsg(lpB, 2) && lRoom.postCtl(MSG_ID_TIMEOUT, lTimerAll) && lRoom.postMsg(4));
+    EXPECT_EQ("yyyyyy",
+              said({lRoom.postMsg(1), lRoom.postCtl(MSG_ID_TIMEOUT, lTimerA), lRoom.postMsg(lpA, NumberMsg(1, 11)),
+                    lRoom.postMsg(lpB, 2), lRoom.postCtl(MSG_ID_TIMEOUT, lTimerAll), lRoom.postMsg(4)}));
     lRoom.release();
     ASSERT_TRUE(lRoom.fence());
     EXPECT_EQ("at a1 dt d4 ", lRoom.heard());
@@ -264,15 +274,19 @@ TEST(MsgDrivenSharedThread, AbortLeavesNothingBehind)
         lRoom.attach("b");
         ASSERT_TRUE(lRoom.hold([&] { EXPECT_TRUE(!lIsOwnThread || lRoom.abortMsg(lpA)); }));
         int const lResting = lRoom.registerTimer(lpA, 1, 0, 1);
-        EXPECT_TRUE(!lIsOwnThread || (lRoom.setTimer(lpA, 1, 1, 0, 0) > 0 && lRoom.setTimer(lpA, 1, 1, 0, 1) > 0));
-        EXPECT_TRUE(lRoom.postCtl(MSG_ID_TIMEOUT, lResting) && lRoom.postMsg(lpA, 1) && lRoom.postMsg(lpA, 2));
-        EXPECT_TRUE(lRoom.postMsg(lRoom.ear('b'), 3) && lRoom.postMsg(4));
+        for (int lIsFreeRunning = 0; lIsOwnThread && lIsFreeRunning < 2; ++lIsFreeRunning)
+        {
+            EXPECT_LT(0, lRoom.setTimer(lpA, 1, 1, 0, lIsFreeRunning));
+        }
+        EXPECT_EQ("yyy", said({lRoom.postCtl(MSG_ID_TIMEOUT, lResting), lRoom.postMsg(lpA, 1), lRoom.postMsg(lpA, 2)}));
+        EXPECT_EQ("yy", said({lRoom.postMsg(lRoom.ear('b'), 3), lRoom.postMsg(4)}));
         ASSERT_TRUE(lRoom.elsewhere(lIsOwnThread ? 8 : 6, [&] { EXPECT_FALSE(lRoom.sendMsgSync(lpA, 5)); }));
         auto const lInterrupt = [&] { EXPECT_FALSE(lRoom.sendMsgInterrupt(lpA, 6)); };
         auto const lAbort = [&] { EXPECT_TRUE(lRoom.abortMsg(lpA)); };
         ASSERT_TRUE(lIsOwnThread ? lRoom.elsewhere(9, lInterrupt) : lRoom.elsewhere(8, lAbort));
         lRoom.release();
-        EXPECT_TRUE(lRoom.fence() && lRoom.remTimerIdCount() == 4) << lIsOwnThread;
+        EXPECT_TRUE(lRoom.fence()) << lIsOwnThread;
+        EXPECT_EQ(4, lRoom.remTimerIdCount()) << lIsOwnThread;
         EXPECT_EQ("b3 b4 ", lRoom.heard()) << lIsOwnThread;
     }
 }
@@ -302,7 +316,7 @@ TEST(MsgDrivenSharedThread, FullQueuesRefuse)
     lRoom.release();
     ASSERT_TRUE(waitUntil([&] { return lRoom.fence(); }));
     EXPECT_EQ("a1 ", lRoom.heard());
-    EXPECT_TRUE(lRoom.killTimer(lKept, 0) && lRoom.abortMsg(lpA));
+    EXPECT_EQ("yy", said({lRoom.killTimer(lKept, 0), lRoom.abortMsg(lpA)}));
 }
 
 // An idle thread is not a hung one, and need not report.
@@ -316,10 +330,12 @@ TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIsWhileItWorks)
         EXPECT_TRUE(lManager.isWatchingWatchdog(0));
         lManager.printWatchdogInfo(1);
     };
-    ASSERT_TRUE(lRoom.fence() && lRoom.sendMsgSync(lRoom.ear('a'), 1)); // from the second wait on the watchdog looks
+    ASSERT_EQ("yy", said({lRoom.fence(),
+                          lRoom.sendMsgSync(lRoom.ear('a'), 1)})); // from the second wait on the watchdog looks
     EXPECT_EQ(1U, lLog.count("(source/UtlMsgDrivenSharedThread, receiveMsg:"));
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lRoom.getId()); }));
-    EXPECT_TRUE(lManager.isRegisteredWatchdog(lRoom.getId()) && lRoom.stop(1, 0) == 0);
+    EXPECT_TRUE(lManager.isRegisteredWatchdog(lRoom.getId()));
+    EXPECT_EQ(0, lRoom.stop(1, 0));
     EXPECT_FALSE(lManager.isRegisteredWatchdog(lRoom.getId()));
 }
 

@@ -5,6 +5,7 @@
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
+#include "support/Said.h"
 
 #include <ctime>
 
@@ -42,11 +43,15 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
     EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread(under test) timer_settime SysTimerId:0x"));
     {
         FailNth<&SystemCalls::mTimerCreate> lFault(2, EAGAIN); // armed anew it cannot be: it rests
-        EXPECT_TRUE(lThread.startTimer(1, 0) && waitUntil([&] { return lFault.fired(); }) && lThread.fence());
+        EXPECT_TRUE(lThread.startTimer(1, 0));
+        EXPECT_TRUE(waitUntil([&] { return lFault.fired(); }));
+        EXPECT_TRUE(lThread.fence());
     }
     EXPECT_EQ(Ids{1}, lThread.mRecorder.numbers(MSG_ID_TIMER));
-    EXPECT_TRUE(lThread.startTimer(1, 0) && waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
-    EXPECT_TRUE(lThread.killTimer(1, 0) && lThread.setTimer(1000000, 0, 0, 0) == 2);
+    EXPECT_TRUE(lThread.startTimer(1, 0));
+    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
+    EXPECT_TRUE(lThread.killTimer(1, 0));
+    EXPECT_EQ(2, lThread.setTimer(1000000, 0, 0, 0));
     EXPECT_TRUE(failing<&SystemCalls::mTimerDelete>(EINVAL, [&] { return lThread.killTimer(2, 0); }));
     EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread(under test) timer_delete SysTimerNum:0x"));
 }
@@ -55,8 +60,8 @@ TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 {
     SignalsBlocked const lBlocked; // by the threads that are made here, too
     TestThread lThread;
-    EXPECT_TRUE(lThread.setTimer(1, 0, 0, 0) == 1 &&
-                waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
+    EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
+    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
 }
 
 TEST(MsgDrivenThreadTimer, FullTableRefuses)
@@ -64,14 +69,16 @@ TEST(MsgDrivenThreadTimer, FullTableRefuses)
     TestThread lThread(8, 16, 2);
     EXPECT_EQ(1, lThread.registerTimer(10, 0, 0));
     EXPECT_EQ(2, lThread.setTimer(0, 0, 0, 0)); // an interval of 0 runs and never fires
-    EXPECT_TRUE(lThread.setTimer(10, 0, 0, 0) == -1 && lThread.registerTimer(10, 0, 0) == -1);
+    EXPECT_EQ(-1, lThread.setTimer(10, 0, 0, 0));
+    EXPECT_EQ(-1, lThread.registerTimer(10, 0, 0));
     EXPECT_EQ(0, lThread.remTimerIdCount());
     EXPECT_TRUE(lThread.killTimer(1, 0)); // never started: nothing to wait for
     EXPECT_EQ(3, lThread.registerTimer(10, 0, 1));
     FailNth<&SystemCalls::mTimerCreate> lFault(2, EAGAIN);
-    EXPECT_TRUE(!lThread.startTimer(99, 0) && lThread.startTimer(3, 0) && lThread.startTimer(3, 0)); // runs already
+    EXPECT_EQ("nyy",
+              said({lThread.startTimer(99, 0), lThread.startTimer(3, 0), lThread.startTimer(3, 0)})); // runs already
     EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 0; }));
-    EXPECT_TRUE(lThread.killTimer(3, 0) && lThread.fence() && !lFault.fired());
+    EXPECT_EQ("yyn", said({lThread.killTimer(3, 0), lThread.fence(), lFault.fired()}));
     EXPECT_EQ((Ids{1, 3}), lThread.erased());
     EXPECT_EQ(Ids(lThread.mRecorder.count(MSG_ID_TIMER), 3), lThread.mRecorder.numbers(MSG_ID_TIMER));
 }
@@ -83,13 +90,14 @@ TEST(MsgDrivenThreadTimer, ListenerWaitsForNothingAndMayKillTheTimerThatCallsIt)
     auto const lUse = [&](int)
     {
         EXPECT_EQ(1, lThread.setTimer(1000000, 0, 0, 0));
-        EXPECT_TRUE(lThread.startTimer(1, 0) && lThread.startTimer(77, 0));
-        EXPECT_TRUE(lThread.killTimer(1, 0) && !lThread.killTimer(1, 0));
+        EXPECT_EQ("yy", said({lThread.startTimer(1, 0), lThread.startTimer(77, 0)}));
+        EXPECT_EQ("yn", said({lThread.killTimer(1, 0), lThread.killTimer(1, 0)}));
         EXPECT_EQ(2, lThread.setTimer(1, 0, 0, 0));
     };
     lThread.mRecorder.on(1, lUse);
     lThread.mRecorder.on(MSG_ID_TIMER, [&](int nTimerId) { EXPECT_TRUE(lThread.killTimer(nTimerId, 0)); });
-    ASSERT_TRUE(lThread.sendMsgSync(1) && waitUntil([&] { return lThread.erased().size() == 2; }));
+    ASSERT_TRUE(lThread.sendMsgSync(1));
+    ASSERT_TRUE(waitUntil([&] { return lThread.erased().size() == 2; }));
     ASSERT_TRUE(lThread.fence());
     EXPECT_EQ((Ids{1, 2}), lThread.erased());
     EXPECT_EQ(Ids{2}, lThread.mRecorder.numbers(MSG_ID_TIMER));
@@ -120,7 +128,7 @@ TEST(MsgDrivenThreadTimer, SlowListenerIsNotBuried)
                 Peer::expire(lThread, 2);
             }
             EXPECT_EQ(lRow.mWaiting, Peer::ctlCount(lThread) - lBefore);
-            EXPECT_TRUE(lThread.hasMsg(MSG_ID_TIMER) && lThread.eraseMsg(MSG_ID_TIMER));
+            EXPECT_EQ("yy", said({lThread.hasMsg(MSG_ID_TIMER), lThread.eraseMsg(MSG_ID_TIMER)}));
             EXPECT_FALSE(lThread.hasMsg(MSG_ID_TIMER));
         };
         lThread.mRecorder.on(1, lExpire);
@@ -137,16 +145,20 @@ TEST(MsgDrivenThreadTimer, AllThatAreKilledOrLeftAreErasedOnce)
     ASSERT_TRUE(lThread.hold());
     for (int lId : {1, 2, 3, 4, 5})
     {
-        ASSERT_TRUE(lThread.setTimer(1, 1, 0, 0) == lId && lThread.killTimer(lId, 1));
+        ASSERT_EQ(lId, lThread.setTimer(1, 1, 0, 0));
+        ASSERT_TRUE(lThread.killTimer(lId, 1));
     }
     lThread.release();
     ASSERT_TRUE(lThread.fence());
-    EXPECT_TRUE(lThread.remTimerIdCount() == 3 && lThread.ids().empty());
-    EXPECT_TRUE(lThread.setTimer(100000, 0, 0, 0) == 6 && lThread.registerTimer(100000, 0, 0) == 7);
+    EXPECT_EQ(3, lThread.remTimerIdCount());
+    EXPECT_TRUE(lThread.ids().empty());
+    EXPECT_EQ(6, lThread.setTimer(100000, 0, 0, 0));
+    EXPECT_EQ(7, lThread.registerTimer(100000, 0, 0));
     EXPECT_EQ(8, lThread.setTimer(1, 0, 0, 1));
     EXPECT_EQ(0, lThread.stop(1, 0));
     EXPECT_EQ((Ids{1, 2, 3, 4, 5, 8, 7, 6}), lThread.erased());
-    EXPECT_TRUE(lThread.setTimer(1, 0, 0, 0) == -1 && !lThread.killTimer(6, 0));
+    EXPECT_EQ(-1, lThread.setTimer(1, 0, 0, 0));
+    EXPECT_FALSE(lThread.killTimer(6, 0));
 }
 
 // Signals come to the thread that owns the timer, and to that only while it waits.

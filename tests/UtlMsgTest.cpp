@@ -6,8 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Said.h"
+
 namespace
 {
+
+using utl::test::said;
 
 int const ID = 0x01020304;
 
@@ -20,11 +24,13 @@ TEST(ThreadRawMsg, AnyByteButZeroIsTrue)
     lRaw.beginOutput();
     bool lBool = false;
     float lFloat = 0;
-    EXPECT_TRUE(lRaw.set(true) && lRaw.set(-1.5F) && lRaw.set(false));
+    EXPECT_EQ("yyy", said({lRaw.set(true), lRaw.set(-1.5F), lRaw.set(false)}));
     EXPECT_EQ(1, lRaw.buffer()[4]);
     lRaw.buffer()[4] = 0x80;
-    EXPECT_TRUE(lRaw.get(&lBool) && lBool && lRaw.get(&lFloat) && lFloat == -1.5F && lRaw.get(&lBool) && !lBool);
-    EXPECT_FALSE(lRaw.get(&lBool) || lRaw.set(true)); // full
+    EXPECT_EQ("yyy", said({lRaw.get(&lBool), lBool, lRaw.get(&lFloat)}));
+    EXPECT_EQ(-1.5F, lFloat);
+    EXPECT_EQ("yn", said({lRaw.get(&lBool), lBool}));
+    EXPECT_EQ("nn", said({lRaw.get(&lBool), lRaw.set(true)})); // full
 }
 
 TEST(ThreadRawMsg, NullsFailAndTheFailureStaysUntilTheNextBegin)
@@ -45,11 +51,13 @@ TEST(ThreadRawMsg, NullsFailAndTheFailureStaysUntilTheNextBegin)
     {
         int lValue = 7;
         lRaw.beginInput();
-        EXPECT_TRUE(!lCall(lRaw) && lRaw.getResult() == -1);
-        EXPECT_FALSE(lCall(lRaw) || lRaw.set(1) || lRaw.get(&lValue) || lRaw.getMsgId(nullptr));
+        EXPECT_FALSE(lCall(lRaw));
+        EXPECT_EQ(-1, lRaw.getResult());
+        EXPECT_EQ("nnnn", said({lCall(lRaw), lRaw.set(1), lRaw.get(&lValue), lRaw.getMsgId(nullptr)}));
         EXPECT_TRUE(lRaw.getMsgId(&lValue));
         lRaw.beginOutput();
-        EXPECT_TRUE(lRaw.set(1) && lRaw.get(&lValue) && !lRaw.getMsgId(nullptr) && lRaw.getResult() == 0);
+        EXPECT_EQ("yyn", said({lRaw.set(1), lRaw.get(&lValue), lRaw.getMsgId(nullptr)}));
+        EXPECT_EQ(0, lRaw.getResult());
     }
 }
 
@@ -82,7 +90,7 @@ TEST(Msg, OnlyTheBrokersResultCounts)
         EXPECT_EQ("begin data end result begin data end result ", lBroker.mCalls);
     }
     utl::ThreadRawMsg lSmall(0);
-    EXPECT_TRUE(utl::SimpleMsg(ID).storeTo(&lSmall) && !utl::SimpleMsg(ID).storeTo(nullptr));
+    EXPECT_EQ("yn", said({utl::SimpleMsg(ID).storeTo(&lSmall), utl::SimpleMsg(ID).storeTo(nullptr)}));
     EXPECT_FALSE(utl::TimerMsg().storeTo(&lSmall));
 }
 

@@ -7,12 +7,14 @@
 #include <vector>
 
 #include "support/Elements.h"
+#include "support/Said.h"
 
 namespace
 {
 
 using utl::test::ContainerOf;
 using utl::test::element;
+using utl::test::said;
 TYPED_TEST_SUITE(ContainerOf, utl::test::Elements);
 
 // Any order of operations leaves what a plain queue would hold, wherever the head stands, with the head where a
@@ -80,7 +82,7 @@ TEST(RingArray, IndicesCountOneTurnAndCountsNearTheNumbersEndDoNotWrap)
     int const VALUES[6] = {};
     utl::Queue<int> lQueue(8);
     ASSERT_TRUE(lQueue.pushAll(VALUES, 3));
-    EXPECT_FALSE(lQueue.pushAll(VALUES, ALL - 1) || lQueue.pushAll(nullptr, 1) || lQueue.popBack(ALL));
+    EXPECT_EQ("nnn", said({lQueue.pushAll(VALUES, ALL - 1), lQueue.pushAll(nullptr, 1), lQueue.popBack(ALL)}));
     lQueue.erase(1, ALL);
     EXPECT_EQ(1U, lQueue.size());
     lQueue.pop(ALL);

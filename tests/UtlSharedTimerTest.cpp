@@ -7,6 +7,7 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 #include "support/Resources.h"
+#include "support/Said.h"
 
 #include <functional>
 
@@ -73,7 +74,11 @@ public:
         : SharedTimer(nUseWatchdog, 60000, nullptr, 8, "under test")
     {
     }
-    ~TestTimer() override { destroy(); }
+    ~TestTimer() override
+    {
+        release();
+        destroy();
+    }
 
     /// All that was queued before has been dispatched.
     bool fence()
@@ -82,12 +87,25 @@ public:
         return start(lId, 0) && stop(lId, 0) && eraseTimer(lId, 0);
     }
 
+    /// Keeps the timer thread in a listener until release() or the end.
+    bool hold()
+    {
+        mHolder.mAction = [this](int) { mEntered.open(), mRelease.wait(); };
+        return run(&mHolder, 1, 1) != -1 && mEntered.wait();
+    }
+    void release() { mRelease.open(); }
+
     /// Makes a timer and has it running.
     int run(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxCount = 0, int nIsFreeRunning = 0)
     {
         int const lId = addTimer(npListener, nIntervalMs, nMaxCount, nIsFreeRunning);
         return start(lId, 0) ? lId : -1;
     }
+
+private:
+    Probe mHolder;
+    Gate mEntered;
+    Gate mRelease;
 };
 
 // The first test, since the handler is installed once in a process. The kernel refuses: the documented lines, nobody
@@ -127,40 +145,18 @@ TEST(SharedTimer, KernelFailuresAreTold)
         EXPECT_EQ("<UTIL> ERR: !!!!!!!! SharedTimerThread(under test) Error. MsgId:0x8000000" + lRow.mMsgId +
                       " !!!!!!!!",
                   lLog.lines()[1]);
-        EXPECT_TRUE(!lTimer.isRunning(lRests) && lTimer.isRunning(lRuns));
+        EXPECT_EQ("ny", said({lTimer.isRunning(lRests), lTimer.isRunning(lRuns)}));
     }
     lStop();
-    EXPECT_TRUE(lTimer.setInterval(lRests, 10) && lTimer.start(lRests, 0));
-    EXPECT_TRUE(!lTimer.isRunning(lRuns) && lTimer.isRunning(lRests));
+    EXPECT_EQ("yy", said({lTimer.setInterval(lRests, 10), lTimer.start(lRests, 0)}));
+    EXPECT_EQ("ny", said({lTimer.isRunning(lRuns), lTimer.isRunning(lRests)}));
 }
 
-TEST(SharedTimer, ExpiresWhereTheApplicationBlocksAllSignals)
-{
-    SignalsBlocked const lBlocked; // by the threads that are made here, too
-    TestTimer lTimer;
-    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(nullptr, 1, 2)));
-}
-
-// A second request behind one that cannot be written relies on it: one more write, and if that fails as well, the next
-// sender wakes the loop for all. A request alone is taken back, its waiter with it, and no other one.
-TEST(SharedTimer, RequestBehindAFailedWriteIsServed)
+// What cannot be written is taken back with its own waiter, and no other one.
+TEST(SharedTimer, RefusedStopLeavesWhoWaits)
 {
     ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet this
     QuietLog const lQuiet;
-    for (int lFailures : {1, 2})
-    {
-        TestTimer lTimer;
-        for (int lId : {1, 2, 3})
-        {
-            ASSERT_EQ(lId, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
-        }
-        ASSERT_TRUE(Peer::sleeps(lTimer));
-        FailingWrites const lWrites(lFailures, [&] { EXPECT_TRUE(lTimer.start(2, 1)); });
-        EXPECT_TRUE(lTimer.start(1, 1));
-        EXPECT_TRUE(lTimer.start(3, 0));
-        EXPECT_TRUE(lTimer.isRunning(1));
-        EXPECT_TRUE(lTimer.isRunning(2));
-    }
     TestTimer lTimer;
     int const lId = lTimer.run(nullptr, LONG_MS);
     std::thread lOther([&] { EXPECT_EQ(0, lTimer.waitToStop(lId)); });
@@ -174,44 +170,38 @@ TEST(SharedTimer, RequestBehindAFailedWriteIsServed)
     lOther.join();
 }
 
-TEST(SharedTimer, StopComesThrough)
-{
-    ThreadManager::get()->setWatchdogWatchInterval(0);
-    QuietLog const lQuiet;
-    for (int lFailures : {1, INT_MAX})
-    {
-        TestTimer lTimer;
-        ASSERT_TRUE(Peer::sleeps(lTimer));
-        FailingWrites const lWrites(lFailures, [] {});
-        lTimer.destroy();
-        EXPECT_FALSE(static_cast<Thread&>(lTimer).isRunning());
-    }
-}
-
 TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
 {
     LogCapture lLog;
     SharedTimer lTimer(0, 0, nullptr, 2, "small");
     Array<int, int const&> lIds(2);
-    EXPECT_TRUE(lIds.insertAt(0, 77) && lIds.insertAt(1, 78)); // which go
+    EXPECT_EQ("yy", said({lIds.insertAt(0, 77), lIds.insertAt(1, 78)})); // which go
     lLog.clear();
-    EXPECT_TRUE(lTimer.addTimer(nullptr, 10, 0, 0) == 1 && lTimer.addTimer(nullptr, LONG_MS, 0, 0) == 2);
+    EXPECT_EQ(1, lTimer.addTimer(nullptr, 10, 0, 0));
+    EXPECT_EQ(2, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
     EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
     EXPECT_TRUE(lTimer.eraseTimer(1, 0));
     EXPECT_EQ(3, lTimer.addTimer(nullptr, 30, 0, 0));
-    EXPECT_TRUE(lTimer.getTimerIdSet(&lIds) && !lTimer.getTimerIdSet(nullptr));
-    EXPECT_TRUE(lIds.size() == 2 && *lIds.at(0) == 2 && *lIds.at(1) == 3 && lTimer.getInterval(3) == 30);
-    EXPECT_FALSE(lTimer.start(1, 0) || lTimer.stop(1, 0) || lTimer.restart(1, 0) || lTimer.setInterval(1, 1)); // gone
-    EXPECT_TRUE(lTimer.waitToStart(1) == -1 && lTimer.waitToStop(1) == -1 && !lTimer.isRunning(1));
-    EXPECT_TRUE(!lTimer.eraseTimer(1, 0) && lTimer.eraseTimer(1, 1)); // not looked at
+    EXPECT_EQ("yn", said({lTimer.getTimerIdSet(&lIds), lTimer.getTimerIdSet(nullptr)}));
+    EXPECT_EQ(2, lIds.size());
+    EXPECT_EQ(2, *lIds.at(0));
+    EXPECT_EQ(3, *lIds.at(1));
+    EXPECT_EQ(30, lTimer.getInterval(3));
+    EXPECT_EQ("nnnn",
+              said({lTimer.start(1, 0), lTimer.stop(1, 0), lTimer.restart(1, 0), lTimer.setInterval(1, 1)})); // gone
+    EXPECT_EQ(-1, lTimer.waitToStart(1));
+    EXPECT_EQ(-1, lTimer.waitToStop(1));
+    EXPECT_FALSE(lTimer.isRunning(1));
+    EXPECT_EQ("ny", said({lTimer.eraseTimer(1, 0), lTimer.eraseTimer(1, 1)})); // not looked at
     lTimer.startAll(0);
-    EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3) && lTimer.start(2, 0)); // runs already
+    EXPECT_EQ("yyy", said({lTimer.isRunning(2), lTimer.isRunning(3), lTimer.start(2, 0)})); // runs already
     lTimer.stopAll(0);
-    EXPECT_FALSE(lTimer.isRunning(2) || lTimer.isRunning(3));
+    EXPECT_EQ("nn", said({lTimer.isRunning(2), lTimer.isRunning(3)}));
     lTimer.restartAll(0);
-    EXPECT_TRUE(lTimer.isRunning(2) && lTimer.isRunning(3));
+    EXPECT_EQ("yy", said({lTimer.isRunning(2), lTimer.isRunning(3)}));
     lTimer.destroy();
-    EXPECT_TRUE(lTimer.addTimer(nullptr, 10, 0, 0) == -1 && !lTimer.isRunning(2) && !lTimer.start(2, 0));
+    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
+    EXPECT_EQ("nn", said({lTimer.isRunning(2), lTimer.start(2, 0)}));
     EXPECT_EQ(Lines{}, lLog.lines());
 }
 
@@ -231,7 +221,8 @@ TEST(SharedTimer, ListenerMayCallEverything)
             waitUntil([&] { return Peer::queued(lTimer) == 1; });
             EXPECT_TRUE(lTimer.stop(nId, 0));
             EXPECT_EQ(0, lTimer.waitToStop(nId)); // it rests at once
-            EXPECT_TRUE(lTimer.addTimer(nullptr, 1, 0, 0) != -1 && !lTimer.start(99, 0));
+            EXPECT_NE(-1, lTimer.addTimer(nullptr, 1, 0, 0));
+            EXPECT_FALSE(lTimer.start(99, 0));
             break;
         case 1:
             lTimer.restartAll(0);
@@ -248,35 +239,10 @@ TEST(SharedTimer, ListenerMayCallEverything)
     ASSERT_TRUE(lTimer.start(lOther, 0)); // holds the lock of callers meanwhile
     EXPECT_EQ(0, lTimer.waitToStop(lId));
     EXPECT_EQ(1U, lProbe.mCalls);
-    ASSERT_TRUE(lTimer.start(lId, 0) && waitUntil([&] { return lTimer.getInterval(lId) == 0xFFFFFFFFU; }));
+    ASSERT_TRUE(lTimer.start(lId, 0));
+    ASSERT_TRUE(waitUntil([&] { return lTimer.getInterval(lId) == 0xFFFFFFFFU; }));
     EXPECT_TRUE(waitUntil([&] { return lProbe.mCalls == 4; })); // it was gone before its listener had returned
     EXPECT_TRUE(lTimer.isRunning(lOther));
-}
-
-// A listener that cannot keep up loses beats: one time-out waits, or two of a free-running timer, and none of a timer
-// that is stopped.
-TEST(SharedTimer, TimeoutsDoNotPileUpAndGoWithAStop)
-{
-    Probe lProbes[3];
-    Probe lSlow;
-    TestTimer lTimer;
-    for (int lId : {1, 2, 3})
-    {
-        ASSERT_EQ(lId, lTimer.run(&lProbes[lId - 1], LONG_MS, 0, lId % 2));
-    }
-    lSlow.mAction = [&](int)
-    {
-        EXPECT_TRUE(lTimer.stop(1, 1)); // ahead of the time-outs
-        for (int lSignal = 0; lSignal < 15; ++lSignal)
-        {
-            Peer::expire(lTimer, lSignal % 3 + 1);
-        }
-    };
-    ASSERT_TRUE(lTimer.run(&lSlow, 1, 1) == 4 && lTimer.waitToStop(4) == 0 && lTimer.fence());
-    for (unsigned int lIndex : {0U, 1U, 2U})
-    {
-        EXPECT_EQ(lIndex, lProbes[lIndex].mCalls);
-    }
 }
 
 // On the timer thread a stop and an erasure are done when they return: a time-out that waits calls nobody, and whoever
@@ -363,15 +329,10 @@ TEST(SharedTimer, ListenerMayEndTheThread)
 // waits for counts as done.
 TEST(SharedTimer, NobodyStandsBehindAnothersWait)
 {
-    Gate lEntered;
-    Gate lRelease;
-    Probe lHolder;
-    lHolder.mAction = [&](int) { lEntered.open(), lRelease.wait(); };
     TestTimer lTimer;
     int const lFirst = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     int const lSecond = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
-    ASSERT_NE(-1, lTimer.run(&lHolder, 1, 1));
-    ASSERT_TRUE(lEntered.wait());
+    ASSERT_TRUE(lTimer.hold());
     std::thread lStarts([&] { EXPECT_TRUE(lTimer.start(lFirst, 0)); });
     EXPECT_TRUE(waitUntil([&] { return Peer::queued(lTimer) == 1; }));
     EXPECT_NE(-1, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
@@ -383,7 +344,7 @@ TEST(SharedTimer, NobodyStandsBehindAnothersWait)
     EXPECT_EQ(2U, Peer::queued(lTimer));
     EXPECT_TRUE(lTimer.stop(lFirst, 1));
     EXPECT_EQ(3U, Peer::queued(lTimer));
-    lRelease.open();
+    lTimer.release();
     lStarts.join();
     EXPECT_TRUE(lTimer.fence());
     EXPECT_FALSE(lTimer.isRunning(lFirst));
@@ -401,28 +362,25 @@ TEST(SharedTimer, NewIntervalIsTakenUpAfterTheNextTimeout)
         ASSERT_TRUE(waitUntil([&] { return lProbe.mCalls > 0; }));
         ASSERT_EQ(0, lTimer.waitToStop(lTimer.run(nullptr, 5, 1))); // several old intervals have passed
         EXPECT_EQ(1U, lProbe.mCalls);
-        EXPECT_TRUE(lTimer.isRunning(lId) && lTimer.getInterval(lId) == LONG_MS);
+        EXPECT_TRUE(lTimer.isRunning(lId));
+        EXPECT_EQ(LONG_MS, lTimer.getInterval(lId));
     }
 }
 
 TEST(SharedTimer, BusyThreadRestartsToStoppedAndAFullControlQueueRefusesInSilence)
 {
-    Gate lEntered;
-    Gate lRelease;
-    Probe lHolder;
-    lHolder.mAction = [&](int) { lEntered.open(), lRelease.wait(); };
     TestTimer lTimer;
     int const lRests = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     int const lRuns = lTimer.run(nullptr, LONG_MS);
-    ASSERT_TRUE(lTimer.run(&lHolder, 1, 1) != -1 && lEntered.wait());
+    ASSERT_TRUE(lTimer.hold());
     LogCapture lLog;
     EXPECT_TRUE(lTimer.restart(lRuns, 1)); // runs still, so that the start is not queued
     for (int lCount = 1; lCount < 256; ++lCount)
     {
         ASSERT_TRUE(lTimer.eraseTimer(99, 1));
     }
-    EXPECT_FALSE(lTimer.eraseTimer(lRests, 1) || lTimer.start(lRests, 0) || lTimer.stop(lRuns, 0));
-    lRelease.open();
+    EXPECT_EQ("nnn", said({lTimer.eraseTimer(lRests, 1), lTimer.start(lRests, 0), lTimer.stop(lRuns, 0)}));
+    lTimer.release();
     ASSERT_TRUE(waitUntil([&] { return lTimer.start(lRests, 1); }));
     EXPECT_EQ(0, lTimer.waitToStart(lRests));
     EXPECT_FALSE(lTimer.isRunning(lRuns));
@@ -441,7 +399,8 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
     {
         FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
         SharedTimer lTimer(0, 0, nullptr, 1, "no thread"); // which nothing may wait for
-        EXPECT_TRUE(lTimer.addTimer(nullptr, 1, 0, 0) == 1 && lTimer.start(1, 0) && !lTimer.isRunning(1));
+        EXPECT_EQ(1, lTimer.addTimer(nullptr, 1, 0, 0));
+        EXPECT_EQ("yn", said({lTimer.start(1, 0), lTimer.isRunning(1)}));
         EXPECT_EQ(-1, lTimer.waitToStart(1));
     }
     TestTimer lTimer;
@@ -467,8 +426,10 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
     EXPECT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
     EXPECT_EQ(1U, lLog.count(FAILED + "read Ret:4294967295 errno:5 !!Break msg loop!!"));
     unsigned int lResult = 0;
-    EXPECT_TRUE(lTimer.getResult(&lResult) && lResult == ~0U);
-    EXPECT_TRUE(!lTimer.isRunning(lId) && lTimer.addTimer(nullptr, 1, 0, 0) == -1);
+    EXPECT_TRUE(lTimer.getResult(&lResult));
+    EXPECT_EQ(~0U, lResult);
+    EXPECT_FALSE(lTimer.isRunning(lId));
+    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
 }
 
 TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
@@ -503,13 +464,16 @@ TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
     {
         for (int lRound = 0; lRound < 2; ++lRound)
         {
-            EXPECT_TRUE(!lpTimer->isRunning() && lpTimer->start(0) && lpTimer->getInterval() == 1);
+            EXPECT_EQ("ny", said({lpTimer->isRunning(), lpTimer->start(0)}));
+            EXPECT_EQ(1, lpTimer->getInterval());
             EXPECT_TRUE(waitUntil([&] { return !lpTimer->isRunning(); }));
         }
-        EXPECT_TRUE(lpTimer->setInterval(LONG_MS) && lpTimer->getInterval() == LONG_MS);
-        EXPECT_TRUE(lpTimer->restart(0) && lpTimer->isRunning() && lpTimer->stop(0) && !lpTimer->isRunning());
+        EXPECT_TRUE(lpTimer->setInterval(LONG_MS));
+        EXPECT_EQ(LONG_MS, lpTimer->getInterval());
+        EXPECT_EQ("yyyn", said({lpTimer->restart(0), lpTimer->isRunning(), lpTimer->stop(0), lpTimer->isRunning()}));
     }
-    EXPECT_TRUE(lOwn.mCalls == 4 && lProbe.mCalls == 4);
+    EXPECT_EQ(4, lOwn.mCalls);
+    EXPECT_EQ(4, lProbe.mCalls);
 }
 
 // Who stops or erases with waiting outlasts the listener under way, also if that has stopped its timer itself.

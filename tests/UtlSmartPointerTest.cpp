@@ -72,10 +72,12 @@ TYPED_TEST(Holders, TheLastOneDisposesOnce)
         lOther = lCopy;
         EXPECT_EQ(Things({2}), gDisposed);
         lOther.set(TypeParam::second()); // leaves the others the old thing
-        EXPECT_TRUE(this->count(lFirst) == 3 && this->count(lOther) == 1);
+        EXPECT_EQ(3, this->count(lFirst));
+        EXPECT_EQ(1, this->count(lOther));
         lOther = Holder();
         EXPECT_EQ(Things({2, 2}), gDisposed);
-        EXPECT_TRUE(lOther.actGetRefCounter() == nullptr && lOther.get() == 0);
+        EXPECT_EQ(nullptr, lOther.actGetRefCounter());
+        EXPECT_EQ(0, lOther.get());
     }
     EXPECT_EQ(1, this->count(lFirst));
     lFirst.release();
@@ -84,7 +86,8 @@ TYPED_TEST(Holders, TheLastOneDisposesOnce)
     lFirst.set(TypeParam::second());
     lFirst.set(0);
     Holder const lEmpty(lFirst);
-    EXPECT_TRUE(lEmpty.actGetRefCounter() == nullptr && gDisposed == Things({2, 2, 1, 2}));
+    EXPECT_EQ(nullptr, lEmpty.actGetRefCounter());
+    EXPECT_EQ(Things({2, 2, 1, 2}), gDisposed);
 }
 
 TYPED_TEST(Holders, ACountBelowZeroIsReportedAndNothingElse)
@@ -96,7 +99,8 @@ TYPED_TEST(Holders, ACountBelowZeroIsReportedAndNothingElse)
     lHolder.release();
     std::string const lName = TypeParam::NAME;
     EXPECT_EQ("<UTIL> ERR: lRefCount(-1) < 0 in " + lName + "::release()", lLog.lines().at(0));
-    EXPECT_TRUE(gDisposed.empty() && lHolder.actGetRefCounter() == nullptr);
+    EXPECT_TRUE(gDisposed.empty());
+    EXPECT_EQ(nullptr, lHolder.actGetRefCounter());
 }
 
 struct Node
@@ -112,9 +116,11 @@ TEST(SmartPointer, TakesOverFromAHolderInsideTheObjectThatGoes)
     lpHead->mpNext.set(new Node);
     Node* const lpSecond = lpHead->mpNext.get();
     lpHead = lpHead->mpNext;
-    EXPECT_TRUE(lpHead.get() == lpSecond && Node::sDeleted == 1);
+    EXPECT_EQ(lpSecond, lpHead.get());
+    EXPECT_EQ(1, Node::sDeleted);
     lpHead = (*lpHead).mpNext;
-    EXPECT_TRUE(lpHead.get() == nullptr && Node::sDeleted == 2);
+    EXPECT_EQ(nullptr, lpHead.get());
+    EXPECT_EQ(2, Node::sDeleted);
 }
 
 TEST(SmartPointer, ThreadsWithHoldersOfTheirOwnShareTheCount)

@@ -28,7 +28,8 @@ TEST(WorkingBuffer, NestedUsersGetThreeRowsAndThenTheLastAgain)
         std::memset(lpFirst, 'x', 3U * WorkingBuffer<char>::CAPACITY);
     }
     WorkingBuffer<char> const lAgain;
-    EXPECT_TRUE(lAgain.get() == lpFirst && *lpFirst == 'x');
+    EXPECT_EQ(lpFirst, lAgain.get());
+    EXPECT_EQ('x', *lpFirst);
 }
 
 // Two threads work in the same row by turns; without the lock they read each other's text.

@@ -5,10 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Said.h"
+
 #include "UtlRawMemory.h"
 #include "UtlStaticBuffer.h"
 #include "internal/text/UtlStringSearch.h"
 
+using utl::test::said;
 using namespace utl;
 
 namespace
@@ -52,11 +55,14 @@ TEST(String, CharacterSizesOfCutTextAndTheMark)
         bool lFlags[] = {!lIsMark, !lIsMark};
         EXPECT_EQ(strCharBytesBase<char>(lRow.mText, &lFlags[0]), lRow.mBytes) << lRow.mText;
         EXPECT_EQ(t_charlen<char>(lRow.mText, &lFlags[1]), lRow.mLength) << lRow.mText;
-        EXPECT_TRUE(lFlags[0] == lIsMark && lFlags[1] == lIsMark) << lRow.mText;
+        EXPECT_EQ(lIsMark, lFlags[0]) << lRow.mText;
+        EXPECT_EQ(lIsMark, lFlags[1]) << lRow.mText;
     }
     bool lFlag = true;
-    EXPECT_TRUE(t_charlen<char>(nullptr, &lFlag) == 0 && lFlag);
-    EXPECT_TRUE(strCharBytesBase<char>(nullptr, &lFlag) == 0 && !lFlag);
+    EXPECT_EQ(0, t_charlen<char>(nullptr, &lFlag));
+    EXPECT_TRUE(lFlag);
+    EXPECT_EQ(0, strCharBytesBase<char>(nullptr, &lFlag));
+    EXPECT_FALSE(lFlag);
     EXPECT_EQ(getNearCharIndex<char>(nullptr, 0, 1), STR_ERROR);
 }
 
@@ -111,12 +117,18 @@ TEST(String, WritersTakeTheirStepsInOrder)
 TEST(String, ErasingWorksInPlace)
 {
     char lText[] = "abcdefgh";
-    EXPECT_TRUE(eraseStrSpan(lText, 2, 2) == 7 && std::string(lText) == "abefgh");
-    EXPECT_TRUE(eraseStrSpan(lText, 0, 1) == 6 && std::string(lText) == "befgh");
-    EXPECT_TRUE(eraseStrSpan(lText, 5, 1) == 6 && eraseStrSpan(lText, 6, 1) == STR_ERROR);
-    EXPECT_TRUE(eraseStrSpan(lText, 3, STR_ALL) == 4 && std::string(lText) == "bef");
-    EXPECT_TRUE(eraseStrSpan(lText, 0, 4) == 1 && *lText == 0);
-    EXPECT_TRUE(truncateStr<char>(nullptr, 1) == STR_ERROR && eraseStrSpan<char>(nullptr, 0, 1) == STR_ERROR);
+    EXPECT_EQ(7, eraseStrSpan(lText, 2, 2));
+    EXPECT_EQ("abefgh", std::string(lText));
+    EXPECT_EQ(6, eraseStrSpan(lText, 0, 1));
+    EXPECT_EQ("befgh", std::string(lText));
+    EXPECT_EQ(6, eraseStrSpan(lText, 5, 1));
+    EXPECT_EQ(STR_ERROR, eraseStrSpan(lText, 6, 1));
+    EXPECT_EQ(4, eraseStrSpan(lText, 3, STR_ALL));
+    EXPECT_EQ("bef", std::string(lText));
+    EXPECT_EQ(1, eraseStrSpan(lText, 0, 4));
+    EXPECT_EQ(0, *lText);
+    EXPECT_EQ(STR_ERROR, truncateStr<char>(nullptr, 1));
+    EXPECT_EQ(STR_ERROR, eraseStrSpan<char>(nullptr, 0, 1));
 }
 
 TEST(String, SearchesTellTheEndOfTheMatch)
@@ -148,11 +160,14 @@ TEST(String, BackwardSearchesGiveTheLastByteOfTheMatch)
     for (char const* lpText : {"", "a\x80", static_cast<char const*>(nullptr)})
     {
         lBefore = UNTOUCHED;
-        EXPECT_TRUE(findReverseStr(lpText, "a", 0, &lBefore) == STR_ERROR && lBefore == STR_ERROR);
+        EXPECT_EQ(STR_ERROR, findReverseStr(lpText, "a", 0, &lBefore));
+        EXPECT_EQ(STR_ERROR, lBefore);
     }
     EXPECT_EQ(findReverseStr<char>("a", nullptr, 0, nullptr), STR_ERROR);
-    EXPECT_TRUE(findReverseStr("abc", "", STR_ALL, &lBefore) == 3 && lBefore == 2);
-    EXPECT_TRUE(findReverseChar("a.b.c.", ".xyz", 4, &lBefore) == 3 && lBefore == 2);
+    EXPECT_EQ(3, findReverseStr("abc", "", STR_ALL, &lBefore));
+    EXPECT_EQ(2, lBefore);
+    EXPECT_EQ(3, findReverseChar("a.b.c.", ".xyz", 4, &lBefore));
+    EXPECT_EQ(2, lBefore);
     EXPECT_EQ(findReverseChar("\xEF\xBB\xBF", "\xEF\xBB\xBF", STR_ALL, nullptr), STR_ERROR);
     EXPECT_EQ(findReverseChar("abc", "\x80", STR_ALL, nullptr), STR_ERROR);
     EXPECT_EQ(findReverseChar("abc", "\xE3\x81", STR_ALL, nullptr), 3U);
@@ -197,7 +212,7 @@ TEST(RawMemory, NullPointersDoNothing)
     zeroMemory(nullptr, 1);
     fillMemory(lBytes + 2, 3, '#');
     EXPECT_STREQ(lBytes, "aa###f");
-    EXPECT_TRUE(compareMemory(lBytes, "aab", 2) && !compareMemory(lBytes, "ab", 2));
+    EXPECT_EQ("yn", said({compareMemory(lBytes, "aab", 2), compareMemory(lBytes, "ab", 2)}));
     EXPECT_FALSE(compareMemory(nullptr, lBytes, 0));
 }
 

@@ -1,10 +1,11 @@
 #include "UtlThreadManager.h"
 
 #include "UtlThread.h"
+#include "support/Child.h"
 #include "support/Faults.h"
-#include "support/Gate.h"
 #include "support/LogCapture.h"
 #include "support/Resources.h"
+#include "support/Said.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -17,7 +18,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -64,23 +64,6 @@ std::string kernelName(int nId)
     return lName;
 }
 
-/// A thread that waits in the kernel, and did so a moment ago.
-bool isAsleep(int nId)
-{
-    int lCount = 0;
-    for (; lCount < 3; ++lCount)
-    {
-        std::string lStat;
-        std::getline(std::ifstream("/proc/self/task/" + std::to_string(nId) + "/stat"), lStat);
-        if (lStat.find(") S ") == std::string::npos)
-        {
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return lCount == 3;
-}
-
 /// A thread that stays in its function until the scope ends.
 struct Parked
 {
@@ -113,12 +96,12 @@ TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
     for (int lCount = 0; lCount < 3; ++lCount)
     {
         int const lId = lThreads[lCount]->mId;
-        EXPECT_TRUE(lManager.isThreadExist(lId) && lManager.isActive(lId) && !lManager.unregister(lId));
+        EXPECT_EQ("yyn", said({lManager.isThreadExist(lId), lManager.isActive(lId), lManager.unregister(lId)}));
         EXPECT_EQ(-2, lManager.waitToStop(lId, 1));
         EXPECT_STREQ("worker", lManager.findName(lId));
         lThreads[lCount].reset();
         EXPECT_EQ(lCount + 1, lDetach.calls());
-        EXPECT_FALSE(lManager.isThreadExist(lId) || lManager.isActive(lId) || lManager.unregister(lId));
+        EXPECT_EQ("nnn", said({lManager.isThreadExist(lId), lManager.isActive(lId), lManager.unregister(lId)}));
         EXPECT_EQ(-1, lManager.waitToStop(lId, 0));
         EXPECT_STREQ("", lManager.findName(lId));
     }
@@ -135,7 +118,8 @@ TEST(ThreadManager, RefusalsLeaveNoThread)
         unsigned int const lThreads = (ThreadManager::get(), threadCount());
         EXPECT_EQ(0, enter(lNothing, nullptr, "never"));
         EXPECT_EQ(Lines{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)}, lLog.lines());
-        EXPECT_TRUE(enter(nullptr, nullptr) == 0 && enter(lNothing, nullptr, nullptr) == 0);
+        EXPECT_EQ(0, enter(nullptr, nullptr));
+        EXPECT_EQ(0, enter(lNothing, nullptr, nullptr));
         EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, nullptr));
         EXPECT_EQ(lThreads, threadCount());
     }
@@ -195,7 +179,8 @@ TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
 {
     ThreadManager& lManager = *ThreadManager::get();
     int const lId = lManager.entryCaller(0, 0, nullptr, "first");
-    EXPECT_TRUE(lId == ThreadManager::getCallerId() && lId == lManager.entryCaller(0, 0, nullptr, "second"));
+    EXPECT_EQ(ThreadManager::getCallerId(), lId);
+    EXPECT_EQ(lManager.entryCaller(0, 0, nullptr, "second"), lId);
     EXPECT_STREQ("second", lManager.findName(lId));
     EXPECT_FALSE(lManager.isActive(lId));
     EXPECT_EQ(-1, lManager.waitToStop(lId, 0));
@@ -239,7 +224,7 @@ TEST(ThreadManager, TablesNameEveryThread)
     EXPECT_EQ(1U, lLog.count(line("WRN: %10d, %-32s, ", lMain, "main")));
 
     ThreadManager::NameMap lNames(2);
-    EXPECT_FALSE(lManager.getNames(nullptr) || lManager.getNames(&lNames)); // room for two of three
+    EXPECT_EQ("nn", said({lManager.getNames(nullptr), lManager.getNames(&lNames)})); // room for two of three
     EXPECT_EQ(2U, lNames.size());
     EXPECT_TRUE(lManager.unregister(lMain));
     lThread.mRelease.open();
@@ -341,15 +326,9 @@ TEST(ThreadManager, KernelKnowsThreadsByTheirNames)
 
 TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)
 {
-    EXPECT_EQ(static_cast<int>(syscall(SYS_gettid)), ThreadManager::getCallerId());
-    pid_t const lChild = fork();
-    if (lChild == 0)
-    {
-        _exit(ThreadManager::getCallerId() == static_cast<int>(syscall(SYS_gettid)) ? 0 : 1);
-    }
-    int lStatus = -1;
-    ASSERT_EQ(lChild, waitpid(lChild, &lStatus, 0));
-    EXPECT_EQ(0, lStatus);
+    auto const lIsRight = [] { return ThreadManager::getCallerId() == static_cast<int>(syscall(SYS_gettid)); };
+    EXPECT_TRUE(lIsRight());
+    EXPECT_TRUE(inChild(lIsRight));
 }
 
 /// Stands for both threads.

@@ -154,7 +154,8 @@ TEST(Thread, PassesItsStagesOnce)
     EXPECT_EQ(-1, lThread.stop(1, 0));
     EXPECT_EQ(-2, lThread.waitTo(1, 20));
     EXPECT_EQ("", shown(lThread));
-    EXPECT_TRUE(lThread.getId() == 0 && !lThread.getPriority(&lPriority));
+    EXPECT_EQ(0, lThread.getId());
+    EXPECT_FALSE(lThread.getPriority(&lPriority));
 
     ASSERT_EQ(0, lThread.begin(0));
     EXPECT_EQ("0 runs ", shown(lThread));
@@ -165,11 +166,14 @@ TEST(Thread, PassesItsStagesOnce)
     EXPECT_FALSE(lThread.getResult(&lResult));
     EXPECT_EQ("0 1 runs ", shown(lThread));
     EXPECT_FALSE(lThread.setPriority(lPriority)); // another's
-    EXPECT_TRUE(lThread.getPriority(&lPriority) && lPriority.value() == ThreadPriority::NORMAL);
+    EXPECT_TRUE(lThread.getPriority(&lPriority));
+    EXPECT_EQ(ThreadPriority::NORMAL, lPriority.value());
 
     EXPECT_EQ(0, lThread.stop(1, longMs()));
     EXPECT_EQ("0 1 2 3 asked", shown(lThread));
-    EXPECT_TRUE(lThread.getResult(&lResult) && lResult == 7 && !lThread.getResult(nullptr));
+    EXPECT_TRUE(lThread.getResult(&lResult));
+    EXPECT_EQ(7, lResult);
+    EXPECT_FALSE(lThread.getResult(nullptr));
     EXPECT_EQ(-1, lThread.stop(1, 0));
     EXPECT_EQ(1, lThread.mRequests);
     EXPECT_EQ(0, lThread.waitTo(3, 0));
@@ -201,7 +205,9 @@ TEST(Thread, WithoutACommandHasNoResultButAnError)
     unsigned int lResult = 0;
     ASSERT_EQ(0, lThread.start(0, 0, nullptr, 0, 0, NORMAL, 0));
     EXPECT_EQ(0, lThread.waitTo(3, longMs()));
-    EXPECT_TRUE(lThread.getResult(&lResult) && lResult == 0xFFFFFFFF && lThread.leaveManagement());
+    EXPECT_TRUE(lThread.getResult(&lResult));
+    EXPECT_EQ(0xFFFFFFFF, lResult);
+    EXPECT_TRUE(lThread.leaveManagement());
 }
 
 TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)

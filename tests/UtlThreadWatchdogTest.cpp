@@ -5,6 +5,7 @@
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
+#include "support/Said.h"
 
 #include <gtest/gtest.h>
 
@@ -92,12 +93,14 @@ TEST(ThreadWatchdog, AnswersNothingOutsideItsLife)
     ThreadWatchdog lWatchdog(4);
     for (int lRound = 0; lRound < 2; ++lRound)
     {
-        EXPECT_FALSE(lWatchdog.entry(1, 10, nullptr, "x") || lWatchdog.unregister(1) || lWatchdog.isRegistered(1) ||
-                     lWatchdog.isWatching(1) || lWatchdog.start(1) || lWatchdog.stop(1));
-        EXPECT_FALSE(lWatchdog.keepAlive(HERE) || lWatchdog.setAliveTime(1, 10) || lWatchdog.setWatchInterval(10));
+        EXPECT_EQ("nnnnnn",
+                  said({lWatchdog.entry(1, 10, nullptr, "x"), lWatchdog.unregister(1), lWatchdog.isRegistered(1),
+                        lWatchdog.isWatching(1), lWatchdog.start(1), lWatchdog.stop(1)}));
+        EXPECT_EQ("nnn",
+                  said({lWatchdog.keepAlive(HERE), lWatchdog.setAliveTime(1, 10), lWatchdog.setWatchInterval(10)}));
         lWatchdog.printWatchdogInfo(1);
         EXPECT_EQ(Lines{}, lLog.lines());
-        EXPECT_TRUE(lRound == 1 || (lWatchdog.initialize(1000) && !lWatchdog.initialize(1000)));
+        EXPECT_EQ(lRound == 0 ? "yn" : "nn", said({lWatchdog.initialize(1000), lWatchdog.initialize(1000)}));
         lWatchdog.shutdown();
     }
 }
@@ -106,11 +109,11 @@ TEST(ThreadWatchdog, RegistrationFailuresAreTold)
 {
     LogCapture lLog;
     Still lWatchdog(1);
-    EXPECT_FALSE(lWatchdog.entry(5, 0, nullptr, "x") || lWatchdog.setAliveTime(5, 0) ||
-                 lWatchdog.entry(5, 10, nullptr, nullptr));
+    EXPECT_EQ("nnn", said({lWatchdog.entry(5, 0, nullptr, "x"), lWatchdog.setAliveTime(5, 0),
+                           lWatchdog.entry(5, 10, nullptr, nullptr)}));
     EXPECT_FALSE(Peer::report(lWatchdog, 5, HERE)); // unknown
     EXPECT_TRUE(lWatchdog.entry(5, 10, nullptr, "x"));
-    EXPECT_FALSE(lWatchdog.entry(5, 10, nullptr, "x") || lWatchdog.entry(6, 10, nullptr, "y"));
+    EXPECT_EQ("nn", said({lWatchdog.entry(5, 10, nullptr, "x"), lWatchdog.entry(6, 10, nullptr, "y")}));
     EXPECT_EQ((Lines{"<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
                      "<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
                      "<UTIL> DTL: ThreadWatchdog Register ID:5, AliveTime:10, Name:x",
@@ -121,7 +124,7 @@ TEST(ThreadWatchdog, RegistrationFailuresAreTold)
     EXPECT_TRUE(Peer::report(lWatchdog, 5, HERE)); // and a report until then is not kept
     EXPECT_EQ(WatchdogInfo::UNKNOWN, Peer::info(lWatchdog, 5).mAliveStatus);
     EXPECT_TRUE(Peer::info(lWatchdog, 5).mLastAliveInfo == StatementInfo::INVALID);
-    EXPECT_TRUE(lWatchdog.unregister(5) && !lWatchdog.unregister(5));
+    EXPECT_EQ("yn", said({lWatchdog.unregister(5), lWatchdog.unregister(5)}));
 }
 
 TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
@@ -135,15 +138,17 @@ TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
     EXPECT_EQ(Ids{}, lListener.mIds);
     Peer::pass(lWatchdog, 1100);
     Peer::pass(lWatchdog, 5000); // already reported
-    EXPECT_TRUE(lListener.mIds == Ids{7} && lListener.mCount == 1);
-    EXPECT_TRUE(lWatchdog.setAliveTime(7, 50) && lWatchdog.stop(7) && lWatchdog.start(7)); // no way back
+    EXPECT_EQ(Ids{7}, lListener.mIds);
+    EXPECT_EQ(1, lListener.mCount);
+    EXPECT_EQ("yyy", said({lWatchdog.setAliveTime(7, 50), lWatchdog.stop(7), lWatchdog.start(7)})); // no way back
     EXPECT_EQ(WatchdogInfo::TIMED_OUT, Peer::info(lWatchdog, 7).mAliveStatus);
 
     EXPECT_TRUE(Peer::report(lWatchdog, 7, HERE));
     EXPECT_EQ(WatchdogInfo::ALIVE, Peer::info(lWatchdog, 7).mAliveStatus);
     Peer::setTick(lWatchdog, 7, 6000);
     Peer::pass(lWatchdog, 6050);
-    EXPECT_TRUE(lListener.mIds == (Ids{7, 7}) && lListener.mCount == 2);
+    EXPECT_EQ((Ids{7, 7}), lListener.mIds);
+    EXPECT_EQ(2, lListener.mCount);
     EXPECT_EQ((Lines{"<UTIL> DTL: ThreadWatchdog Register ID:7, AliveTime:100, Name:watched", TOLD,
                      "<UTIL> INF: ThreadWatchdog Timeout->Alive ID:7 Name:watched", TOLD}),
               lLog.lines());
@@ -198,7 +203,7 @@ TEST(ThreadWatchdog, OnePassReportsAllInAscendingOrderAndStandsChanges)
     {
         if (nId == 10)
         {
-            EXPECT_TRUE(lWatchdog.unregister(10) && lWatchdog.unregister(20)); // itself, and the next one
+            EXPECT_EQ("yy", said({lWatchdog.unregister(10), lWatchdog.unregister(20)})); // itself, and the next one
             lWatchdog.watch(25, 10, &lListener, 100);
         }
     };

@@ -9,6 +9,7 @@
 #include "support/Faults.h"
 #include "support/Gate.h"
 #include "support/LogCapture.h"
+#include "support/Said.h"
 
 namespace
 {
@@ -16,6 +17,7 @@ namespace
 using utl::TimeCounter;
 using utl::internal::SystemCalls;
 using utl::test::failing;
+using utl::test::said;
 
 std::string const CLOCK_FAILED = "[CAUTION!!!]clock_gettime() Failed. CLOCK_MONOTONIC. errno:[22]";
 
@@ -70,7 +72,7 @@ TEST_F(TimeCounterTest, NumbersAreStartedAnewAndFreed)
     sNowMs = 1;
     EXPECT_TRUE(TimeCounter::start(7));
     sNowMs = 101;
-    EXPECT_TRUE(TimeCounter::start(7) && TimeCounter::start(0xFFFFFFFFU));
+    EXPECT_EQ("yy", said({TimeCounter::start(7), TimeCounter::start(0xFFFFFFFFU)}));
     sNowMs = 121;
     EXPECT_EQ(20U, TimeCounter::watch(7));
     EXPECT_EQ(20U, TimeCounter::stop(7));

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Faults.h"
+#include "support/Said.h"
 #include "support/Watchdog.h"
 
 namespace
@@ -19,6 +20,7 @@ namespace
 using utl::Time;
 using utl::internal::SystemCalls;
 using utl::test::lastReport;
+using utl::test::said;
 
 using Fields = std::vector<int>; // year to nanosecond; what is missing at the end is 0
 
@@ -81,11 +83,22 @@ TEST(Timepiece, EarlierFieldsDecideTheOrder)
         ++lFields[lField];
         std::for_each(lFields.begin() + static_cast<int>(lField) + 1, lFields.end(), [](auto& nLater) { --nLater; });
         Time const lHigh = make(lFields);
-        EXPECT_TRUE(lLow < lHigh && lLow <= lHigh && lLow != lHigh && lLow.isPastTime(lHigh)) << lField;
-        EXPECT_FALSE(lLow > lHigh || lLow >= lHigh || lLow == lHigh || lHigh.isPastTime(lLow)) << lField;
-        EXPECT_TRUE(lHigh > lLow && lHigh >= lLow && lHigh == lHigh && lHigh <= lHigh && !(lHigh < lHigh));
+        EXPECT_GT(lHigh, lLow) << lField;
+        EXPECT_GE(lHigh, lLow) << lField;
+        EXPECT_NE(lHigh, lLow) << lField;
+        EXPECT_TRUE(lLow.isPastTime(lHigh)) << lField;
+        EXPECT_GE(lHigh, lLow) << lField;
+        EXPECT_GT(lHigh, lLow) << lField;
+        EXPECT_NE(lHigh, lLow) << lField;
+        EXPECT_FALSE(lHigh.isPastTime(lLow)) << lField;
+        EXPECT_LT(lLow, lHigh);
+        EXPECT_LE(lLow, lHigh);
+        EXPECT_EQ(lHigh, lHigh);
+        EXPECT_GE(lHigh, lHigh);
+        EXPECT_LE(lHigh, lHigh);
     }
-    EXPECT_TRUE(make({65534, 12, 31}) < Time() && Time() == Time());
+    EXPECT_GT(Time(), make({65534, 12, 31}));
+    EXPECT_EQ(Time(), Time());
 }
 
 /// Days since 1970 of the first of a month, by the C library.
@@ -134,7 +147,8 @@ TEST(Timepiece, EveryDayIsCountedFormattedAndReadBack)
             for (int lForm = 0; lIsRead && lForm < (lIsOfTwoDigits ? 3 : 2); ++lForm)
             {
                 Time lRead;
-                ASSERT_TRUE(lRead.setHttpDate(formatted(FORMS[lForm], lDate).c_str()) && lRead == lTime) << lDay;
+                ASSERT_TRUE(lRead.setHttpDate(formatted(FORMS[lForm], lDate).c_str())) << lDay;
+                ASSERT_EQ(lTime, lRead) << lDay;
             }
         }
     }
@@ -186,7 +200,8 @@ TEST(Timepiece, HttpDatesOfOldYearsAndSmallBuffers)
 
     Time const lTime = make({1994, 11, 6, 8, 49, 37});
     char lText[31] = "##############################";
-    EXPECT_FALSE(lTime.getHttpDate(nullptr, 30) || lTime.getHttpDate(lText, 0) || lText[0] != '#');
+    EXPECT_EQ("nn", said({lTime.getHttpDate(nullptr, 30), lTime.getHttpDate(lText, 0)}));
+    EXPECT_EQ('#', lText[0]);
     EXPECT_FALSE(lTime.getHttpDate(lText, 29));
     EXPECT_STREQ("Sun, 06 Nov 1994 08:49:37 GM", lText);
     EXPECT_EQ('#', lText[29]);
@@ -199,7 +214,8 @@ TEST(Timepiece, WhatIsNoDateChangesNothing)
     std::string const lDate = "1 Oct 2001 4:5:6 ";
     std::string const lFar(20000, 'x'); // too long for the comparison of names
     Time lTime = make({1, 2, 3, 4, 5, 6, 7, 8, 9});
-    EXPECT_FALSE(lTime.setHttpDate(nullptr) || lTime.setHttpDate("") || lTime.setHttpDate((lDate + lFar).c_str()));
+    EXPECT_EQ("nnn",
+              said({lTime.setHttpDate(nullptr), lTime.setHttpDate(""), lTime.setHttpDate((lDate + lFar).c_str())}));
     EXPECT_EQ(make({1, 2, 3, 4, 5, 6, 7, 8, 9}), lTime);
     EXPECT_TRUE(lTime.setHttpDate((lFar + " " + lDate).c_str()));
     EXPECT_EQ(make({2001, 10, 1, 4, 5, 6}), lTime);
@@ -282,7 +298,7 @@ TEST_F(TimepieceClockTest, ReportsAroundItsCallsAndFailsWithThem)
                                                        });
     EXPECT_TRUE(utl::getSystemTime(&lTime));
     EXPECT_EQ(59, lTime.second());
-    EXPECT_FALSE(utl::getSystemTime(nullptr) || utl::getLocalTime(nullptr));
+    EXPECT_EQ("nn", said({utl::getSystemTime(nullptr), utl::getLocalTime(nullptr)}));
 }
 
 TEST_F(TimepieceClockTest, MonthThatIsNoneChangesNothing)

@@ -1,12 +1,11 @@
 #include "UtlWorker.h"
 
+#include "support/Child.h"
 #include "support/Faults.h"
-#include "support/Gate.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 namespace
 {
@@ -372,20 +371,16 @@ TEST(Worker, IsLeftAloneInAChild)
     auto lpWorker = std::make_unique<Worker>(WorkerOptions("parent's").timers(1));
     WorkerTimer lTimer = lpWorker->every(1h, [] {});
     ASSERT_EQ(Start::DONE, lpWorker->start());
-    pid_t const lChild = ::fork();
-    if (lChild == 0)
-    {
-        ::alarm(10);
-        bool const lIsRefused = lpWorker->call(1h, [] {}).outcome() == Call::STOPPED;
-        lTimer.cancel();
-        lpWorker->stop();
-        lpWorker->finish();
-        lpWorker.reset();
-        ::_exit(lIsRefused ? 0 : 1);
-    }
-    int lStatus = -1;
-    ASSERT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
-    EXPECT_EQ(0, lStatus);
+    EXPECT_TRUE(inChild(
+        [&]
+        {
+            bool const lIsRefused = lpWorker->call(1h, [] {}).outcome() == Call::STOPPED;
+            lTimer.cancel();
+            lpWorker->stop();
+            lpWorker->finish();
+            lpWorker.reset();
+            return lIsRefused;
+        }));
     EXPECT_TRUE(lpWorker->call(longTime(), [] {}));
 }
 

@@ -7,7 +7,7 @@
 // UtlFaultProof                      a few seconds' worth, each scenario with each call first
 // UtlFaultProof all|SECONDS          all faults, or as many as the time allows
 // UtlFaultProof --table              all, and the table of docs/faults.md on standard output
-// Behind these: names of scenarios and calls, to run no others.
+// Behind these: names of scenarios, to run no others.
 
 #include "FaultScenarios.h"
 #include "Heap.h"
@@ -313,11 +313,6 @@ int detachCounted(pthread_t nThread)
     int const lError = gDetach(nThread);
     gUnjoined -= lError == 0 ? 1 : 0;
     return lError;
-}
-
-int chmodBelowRoot(char const* npPath, mode_t nMode)
-{
-    return std::strcmp(npPath, "/") == 0 ? 0 : ::chmod(npPath, nMode); // whoever runs this may be root
 }
 
 int timerCount()
@@ -736,19 +731,7 @@ private:
 
     bool isWanted(std::string const& nName) const
     {
-        return mNames.empty() || std::find(mNames.begin(), mNames.end(), nName) != mNames.end() ||
-               std::none_of(mNames.begin(), mNames.end(),
-                            [&](std::string const& nWanted) { return isSame(nName, nWanted); });
-    }
-
-    /// Both are names of scenarios, or both of calls: what is not narrowed down is all wanted.
-    static bool isSame(std::string const& nName, std::string const& nWanted)
-    {
-        auto const lIsCall = [](std::string const& nText) {
-            return std::any_of(std::begin(CALLS), std::end(CALLS),
-                               [&](Call const& nCall) { return nText == nCall.mpName; });
-        };
-        return lIsCall(nName) == lIsCall(nWanted);
+        return mNames.empty() || std::find(mNames.begin(), mNames.end(), nName) != mNames.end();
     }
 
     /// What is made once a process has faults in a process of its own only.
@@ -771,7 +754,7 @@ private:
         for (int lCall = 0; lCall < CALL_COUNT; ++lCall)
         {
             std::string const lName = CALLS[lCall].mpName;
-            if (!isWanted(lName) || (nIsFresh && lName != "sigaction" && lCall < HEAP_CALL))
+            if (nIsFresh && lName != "sigaction" && lCall < HEAP_CALL)
             {
                 continue;
             }
@@ -886,7 +869,7 @@ int main(int nCount, char** npValues)
     internal::gSystem.mSyslog.exchange([](int, char const*) {});
     internal::gSystem.mPrintf.exchange([](char const*) {});
     ::dup2(::open("/dev/null", O_RDWR), 0);
-    internal::gSystem.mChmod.exchange(chmodBelowRoot);
+    internal::gSystem.mChmod.exchange(utl::test::chmodBelowRoot);
     gCreate = internal::gSystem.mPthreadCreate.exchange(createCounted);
     gDetach = internal::gSystem.mPthreadDetach.exchange(detachCounted);
     std::signal(SIGALRM, onEnd);

@@ -4,16 +4,24 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <functional>
 #include <type_traits>
 #include <utility>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "internal/base/UtlSystemCalls.h"
 
 namespace utl::test
 {
+
+/// For a test that changes modes: whoever runs it may be root.
+inline int chmodBelowRoot(char const* npPath, mode_t nMode)
+{
+    return std::strcmp(npPath, "/") == 0 ? 0 : ::chmod(npPath, nMode);
+}
 
 /// Puts another function in the place of one entry of the table, and the old one back at the end of the scope:
 ///

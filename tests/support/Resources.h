@@ -2,10 +2,12 @@
 #ifndef UTL_TEST_RESOURCES_H
 #define UTL_TEST_RESOURCES_H
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 
 namespace utl::test
 {
@@ -26,14 +28,20 @@ inline unsigned int threadCount()
     return entryCount("/proc/self/task");
 }
 
-/// The thread waits in the kernel: for a lock or an event, if it can be for nothing else.
+/// A thread that waits in the kernel, and did so a moment ago.
 inline bool isAsleep(int nThreadId)
 {
-    std::ifstream lFile("/proc/self/task/" + std::to_string(nThreadId) + "/stat");
-    std::string lText;
-    std::getline(lFile, lText);
-    std::size_t const lAt = lText.rfind(") ");
-    return lAt != std::string::npos && lText[lAt + 2] == 'S';
+    for (int lCount = 0; lCount < 3; ++lCount)
+    {
+        std::string lText;
+        std::getline(std::ifstream("/proc/self/task/" + std::to_string(nThreadId) + "/stat"), lText);
+        if (lText.find(") S ") == std::string::npos)
+        {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 } // namespace utl::test

@@ -67,12 +67,12 @@ protected:
         setLogSinks(LOG_SINK_SYSTEM + LOG_SINK_OUTPUT + LOG_SINK_PLATFORM);
     }
 
-    static inline std::atomic<long> sSeconds{0};
+    static inline std::atomic<long long> sSeconds{0};
     utl::test::LogCapture mConsole;
     utl::test::Replaced<void(int, char const*)> mSyslog{&internal::SystemCalls::mSyslog, captureSyslog};
     utl::test::Replaced<int(timeval*)> mClock{&internal::SystemCalls::mGettimeofday, [](timeval* npTime)
                                               {
-                                                  npTime->tv_sec = sSeconds;
+                                                  npTime->tv_sec = static_cast<time_t>(sSeconds);
                                                   npTime->tv_usec = 123999;
                                                   errno = EBADF;
                                                   return 0;
@@ -114,9 +114,9 @@ TEST_F(ApplogTest, EachLevelHasItsPrefixAndItsSinks)
         EXPECT_EQ(lRow.mPriority.empty() ? Lines{} : lLines, gBinary) << lRow.mLevel;
         EXPECT_EQ(lRow.mPriority.empty() ? Lines{} : lSystem, gSyslog) << lRow.mLevel;
     }
-    sSeconds = 1194252934; // Nov 5
+    sSeconds = 0x100000000LL; // a day of one digit, and more than 32 bits
     applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", "");
-    EXPECT_EQ("Nov  5 08:55:34.123 <UTIL> ERR: \r\n", gBinary.back());
+    EXPECT_EQ("Feb  7 06:28:16.123 <UTIL> ERR: \r\n", gBinary.back());
     rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", "");
     EXPECT_EQ("3 ", gSyslog.back());
     EXPECT_EQ(1U, gBinary.size()); // nothing of an empty text

@@ -125,18 +125,4 @@ TEST(Array, StaysSafeWhereverAnAllocationFails)
     EXPECT_THROW(utl::Array<Probe>(0x10000000U), std::bad_alloc); // one byte more than 32 bits count
 }
 
-TEST(Array, ElementsOfItsOwnAndOfOthers)
-{
-    utl::Array<int> lArray(3);
-    for (unsigned int lIndex = 0; lIndex < 3; ++lIndex)
-    {
-        EXPECT_TRUE(lArray.insertAt(lIndex, static_cast<int>(lIndex)));
-    }
-    EXPECT_TRUE(lArray.setAt(0, *lArray.at(2)));
-    EXPECT_EQ(2, *lArray.at(0));
-    int const lApart[2] = {8, 9}; // no element, wherever it lies
-    EXPECT_TRUE(lArray.setAt(0, lApart[0]));
-    EXPECT_EQ(8, *lArray.at(0));
-}
-
 } // namespace

@@ -65,28 +65,6 @@ int const NUL = CHAR_ATTRIB_NUL, OTHER = CHAR_ATTRIB_OTHER, ZEN_MARK = CHAR_ATTR
           HAN_HEX = CHAR_ATTRIB_HAN_HEX, LOWER_HAN_HEX = CHAR_ATTRIB_LOWER_HAN_HEX, HAN_DIGIT = CHAR_ATTRIB_HAN_DIGIT,
           HAN_SIGNED = CHAR_ATTRIB_HAN_SIGNED, DAKU_HAN_KATA = CHAR_ATTRIB_DAKU_HAN_KATA;
 
-// Each character of each class in front of what can go on with a block, for each class. Longer texts and sets of
-// classes: see tests/fuzz/AttribFuzz.cpp, which the tests run too.
-TEST(CharAttrib, BlocksAreThoseOfThePlainRowScan)
-{
-    for (scan::ClassTables const& lTables : scan::CLASSES)
-    {
-        for (CodeRow const* lpRow = lTables.mpRows; lpRow != nullptr && lpRow->mChar != nullptr; ++lpRow)
-        {
-            for (char const* lpSecond : {"", "ﾞ", "゛", "ﾟ", "゜", "ｧ", "ァ", "ぁ", "0", "９", "h", "Ｈ", "ﾞｧｨ"})
-            {
-                std::string const lText = std::string(lpRow->mChar) + lpSecond;
-                for (unsigned int lClass = 1; lClass != 0; lClass <<= 1)
-                {
-                    int const lAttrib = static_cast<int>(lClass);
-                    ASSERT_EQ(attribBlockSize(lText.c_str(), lAttrib), scan::attribBlockSize(lText.c_str(), lAttrib))
-                        << lText << " " << lAttrib;
-                }
-            }
-        }
-    }
-}
-
 TEST(CharAttrib, BlocksWholeTextsAndSingleCharacters)
 {
     // The later class decides, although its block is shorter ("ab") and though it fails where an earlier one does not

@@ -76,17 +76,6 @@ bool isKeyLead(unsigned int nByte)
     return (nByte >= 0xC2 && nByte <= 0xD1) || (nByte >= 0xE2 && nByte <= 0xE9) || nByte == 0xEF;
 }
 
-TEST(CharSet, UnitsWithoutAPlaceForThem)
-{
-    unsigned short const UNITS[] = {'a', 'b', 0};
-    unsigned char const BYTES[] = {0, 'a', 0, 'b'};
-    EXPECT_EQ(utl::STR_ERROR, utl::convertStrFromDcharToUint8(nullptr, 8, UNITS, 2, 1));
-    EXPECT_EQ(0U, utl::convertStrFromDcharToUint8(nullptr, 8, UNITS + 2, 2, 1));
-    EXPECT_EQ(utl::STR_ERROR, utl::convertBinFromUint8ToDchar(nullptr, 8, BYTES, 4, 1));
-    EXPECT_EQ(0U, utl::convertBinFromUint8ToDchar(nullptr, 8, BYTES, 0, 1));
-    EXPECT_EQ(2U, utl::convertStrFromUtf8ToUtf16(nullptr, 0, "\U0001F600")); // one unit that stands for it, and the end
-}
-
 } // namespace
 
 TEST(CharSet, EveryShiftJisCodeDecodesAsTheTableSays)

@@ -169,6 +169,10 @@ TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
     auto const lMake = [] { return std::make_unique<MsgDrivenThread>(4U, 4U, "piped", 0U); };
     auto const lpNoPipe = failing<&SystemCalls::mPipe2>(EMFILE, lMake);
     EXPECT_EQ(Start::NO_PIPE, lpNoPipe->tryStart(&lRecorder, lOptions));
+    EXPECT_EQ(1U, lLog.count("<UTIL> ERR: MsgDrivenThread(piped) pipe errno:24"));
+    EXPECT_EQ(0, lpNoPipe->start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0)); // and ends at once
+    EXPECT_EQ(0, lpNoPipe->waitTo(Thread::STAGE_DONE, longMs()));
+    EXPECT_TRUE(lpNoPipe->leaveManagement());
     auto const lpThread = lMake();
     EXPECT_EQ(Start::REFUSED, lpThread->tryStart(nullptr, lOptions));
     ASSERT_EQ(Start::DONE, lpThread->tryStart(&lRecorder, lOptions));
@@ -260,42 +264,6 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     EXPECT_TRUE(lThread.getResult(&lResult));
     EXPECT_EQ(~0U, lResult);
     EXPECT_FALSE(lThread.sendMsgSync(A));
-}
-
-TEST(MsgDrivenThread, WithoutAPipeItEndsAtOnce)
-{
-    LogCapture lLog;
-    FailNth<&SystemCalls::mPipe2> lFault(1, EMFILE);
-    MsgDrivenThread lThread(4, 4, "poor", 0);
-    Recorder lRecorder;
-    EXPECT_FALSE(lThread.sendMsgAsync(SimpleMsg(A)));
-    EXPECT_TRUE(lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0) == 0);
-    EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
-    unsigned int lResult = 0;
-    EXPECT_TRUE(lThread.getResult(&lResult));
-    EXPECT_EQ(~0U, lResult);
-    EXPECT_EQ(0U, lRecorder.count(A));
-    EXPECT_EQ(1U, lLog.count("<UTIL> ERR: MsgDrivenThread(poor) pipe errno:24"));
-    lThread.leaveManagement();
-}
-
-// A record that cannot be written, and a second sender behind it who relies on the first: one more write, and if that
-// fails as well, the next sender wakes the loop for all.
-TEST(MsgDrivenThread, SenderBehindAFailedWriteIsHeard)
-{
-    ThreadManager::get()->setWatchdogWatchInterval(0);
-    QuietLog const lQuiet;
-    TestThread lThread;
-    for (int lFailures : {1, 2})
-    {
-        ASSERT_TRUE(Peer::sleeps(lThread));
-        FailingWrites const lWrites(lFailures, [&] { EXPECT_TRUE(lThread.postMsg(B)); });
-        EXPECT_TRUE(lThread.postMsg(A));
-        EXPECT_TRUE(lFailures == 1 || Peer::ctlCount(lThread) == 2U);
-        EXPECT_TRUE(lThread.postMsg(C));
-        EXPECT_TRUE(lThread.fence());
-    }
-    EXPECT_EQ((Ids{A, B, C, A, B, C}), lThread.ids());
 }
 
 // A write that reports an error, though the loop has woken meanwhile and has served the record.
@@ -458,24 +426,6 @@ TEST(MsgDrivenThread, HeadThatCannotBeDispatchedIsTriedAgainWithItsLike)
     EXPECT_EQ(1U, lLog.count("Error. MsgId:0x00000002")); // the next head
     EXPECT_TRUE(Peer::sleeps(lThread));
     EXPECT_LE(lReads.calls(), 4);
-}
-
-TEST(MsgDrivenThread, PostedSignalIdIsNeverDispatched)
-{
-    LogCapture lLog;
-    TestThread lThread;
-    EXPECT_TRUE(lThread.postMsg(MSG_ID_TIMEOUT_SIGNAL));
-    EXPECT_TRUE(lThread.postMsg(B));
-    EXPECT_TRUE(lThread.postMsg(MSG_ID_TIMEOUT_SIGNAL));
-    EXPECT_FALSE(lThread.hasMsg(C)); // is served meanwhile
-    EXPECT_TRUE(Peer::sleeps(lThread));
-    EXPECT_EQ(Ids{}, lThread.ids());
-    EXPECT_EQ(Lines{}, lLog.lines());
-    EXPECT_TRUE(Peer::eraseCtl(lThread, MSG_ID_TIMEOUT_SIGNAL));
-    EXPECT_FALSE(Peer::eraseCtl(lThread, C));
-    EXPECT_FALSE(lThread.hasMsg(C)); // wakes it
-    EXPECT_TRUE(waitUntil([&] { return lThread.ids() == Ids{B}; }));
-    EXPECT_EQ(1U, lLog.count("Erased Data"));
 }
 
 TEST(MsgDrivenThread, WatchBeginsWhileTheThreadIsAwake)

@@ -7,20 +7,14 @@
 #include <vector>
 
 #include "UtlConvertAttrib.h"
+#include "reference/Input.h"
 #include "reference/PlainRowScan.h"
 
 using namespace utl;
+using test::require;
 
 namespace
 {
-
-void require(bool nIsTrue)
-{
-    if (!nIsTrue)
-    {
-        std::abort();
-    }
-}
 
 // In memory of exactly its size.
 std::vector<char> copyOf(std::string const& nText)

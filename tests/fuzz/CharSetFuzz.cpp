@@ -1,6 +1,7 @@
 // Conversions of arbitrary bytes: no access outside source and destination, and the size that was asked for is the
 // size that is needed. The first byte chooses the function; ten minutes give each of the ten about one.
 #include "UtlCharSet.h"
+#include "reference/Input.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -8,17 +9,10 @@
 #include <vector>
 
 using namespace utl;
+using test::require;
 
 namespace
 {
-
-void require(bool nIsTrue)
-{
-    if (!nIsTrue)
-    {
-        std::abort();
-    }
-}
 
 /// The input as units with nTerminators zeros behind, in memory of exactly that size.
 template <class Unit>

@@ -7,19 +7,13 @@
 
 #include "UtlConvertAttrib.h"
 #include "UtlTimepiece.h"
+#include "reference/Input.h"
 
 using namespace utl;
+using test::require;
 
 namespace
 {
-
-void require(bool nIsTrue)
-{
-    if (!nIsTrue)
-    {
-        std::abort();
-    }
-}
 
 std::string const DIGITS = "0123456789";
 std::string const DELIMITERS = std::string("\0\t", 2) + " !\"#$%&'()*+,-./;<=>?@[\\]^_`{|}~";
@@ -116,19 +110,10 @@ struct SlowScan
     unsigned short mSecond = 0;
 };
 
-std::string wordsOf(std::uint8_t const* npData, std::size_t nSize)
-{
-    char const* const WORDS[] = {"jan", "Feb",  "DEC",    "may", " ",       ", ",           "-",  ":",
-                                 ":",   "0",    "1",      "6",   "31",      "99",           "70", "1994",
-                                 "08",  "8:49", "GMT",    "Sun", "\t",      "\x80",         "T",  "\n",
-                                 "ja",  "24",   "0:0:0 ", "59",  "October", "\xE3\x81\x82", "/",  "60"};
-    std::string lText;
-    for (std::size_t lIndex = 0; lIndex < nSize; ++lIndex)
-    {
-        lText += WORDS[npData[lIndex] % (sizeof(WORDS) / sizeof(WORDS[0]))];
-    }
-    return lText;
-}
+char const* const WORDS[] = {"jan", "Feb",  "DEC",    "may", " ",       ", ",           "-",  ":",
+                             ":",   "0",    "1",      "6",   "31",      "99",           "70", "1994",
+                             "08",  "8:49", "GMT",    "Sun", "\t",      "\x80",         "T",  "\n",
+                             "ja",  "24",   "0:0:0 ", "59",  "October", "\xE3\x81\x82", "/",  "60"};
 
 } // namespace
 
@@ -138,8 +123,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
     {
         return 0;
     }
-    std::string const lText = npData[0] % 2 != 0 ? wordsOf(npData + 1, nSize - 1)
-                                                 : std::string(std::string(npData + 1, npData + nSize).c_str());
+    std::string const lBytes(npData + 1, npData + nSize);
+    std::string const lText = npData[0] % 2 != 0 ? test::wordsOf(WORDS, lBytes) : std::string(lBytes.c_str());
     SlowScan const lSlow(lText);
     Time lTime;
     require(lTime.setHttpDate(lText.c_str()) == lSlow.isDate() && lTime.isValid() == lSlow.isDate());

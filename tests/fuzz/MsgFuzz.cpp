@@ -9,19 +9,13 @@
 #include <vector>
 
 #include "UtlThreadRawMsg.h"
+#include "reference/Input.h"
 
 using namespace utl;
+using test::require;
 
 namespace
 {
-
-void require(bool nIsTrue)
-{
-    if (!nIsTrue)
-    {
-        std::abort();
-    }
-}
 
 class Images
 {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "UtlConvertAttrib.h"
+#include "reference/Input.h"
 #include "reference/PlainRowScan.h"
 
 using namespace utl;
@@ -16,19 +17,10 @@ using namespace utl;
 namespace
 {
 
-std::string wordsOf(std::uint8_t const* npData, std::size_t nSize)
-{
-    char const* const WORDS[] = {"0",      "1",      "7",      "9",      "a",      "F",      "x",     "z",
-                                 "X",      "+",      "-",      " ",      "0x",     "65535",  "65536", "\uFF10",
-                                 "\uFF11", "\uFF58", "\uFF21", "\uFF0B", "\uFF0D", "\u3000", "\x80",  "\uFF9E",
-                                 "/",      ":",      "@",      "[",      "`",      "{"};
-    std::string lText;
-    for (std::size_t lIndex = 0; lIndex < nSize; ++lIndex)
-    {
-        lText += WORDS[npData[lIndex] % (sizeof(WORDS) / sizeof(WORDS[0]))];
-    }
-    return lText;
-}
+char const* const WORDS[] = {"0",      "1",      "7",      "9",      "a",      "F",      "x",     "z",
+                             "X",      "+",      "-",      " ",      "0x",     "65535",  "65536", "\uFF10",
+                             "\uFF11", "\uFF58", "\uFF21", "\uFF0B", "\uFF0D", "\u3000", "\x80",  "\uFF9E",
+                             "/",      ":",      "@",      "[",      "`",      "{"};
 
 // The digit that a byte of folded text is; 36 for none.
 unsigned int digitOf(char nByte)
@@ -76,15 +68,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
         return 0;
     }
     int const lBase = static_cast<int>(npData[0] % 40) - 2;
-    std::string const lText =
-        npData[1] % 2 != 0 ? wordsOf(npData + 2, nSize - 2) : std::string(npData + 2, npData + nSize);
+    std::string const lBytes(npData + 2, npData + nSize);
+    std::string const lText = npData[1] % 2 != 0 ? test::wordsOf(WORDS, lBytes) : lBytes;
     std::vector<char> const lExact(lText.c_str(), lText.c_str() + std::strlen(lText.c_str()) + 1);
     unsigned short lValue = 4711;
     bool const lIsNumber = strToInt(&lValue, lExact.data(), lBase);
     std::optional<unsigned int> const lExpected = parse(lExact.data(), lBase);
-    if (lIsNumber != lExpected.has_value() || lValue != lExpected.value_or(4711))
-    {
-        std::abort();
-    }
+    test::require(lIsNumber == lExpected.has_value());
+    test::require(lValue == lExpected.value_or(4711));
     return 0;
 }

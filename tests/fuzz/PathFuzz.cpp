@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -78,18 +79,26 @@ bool isUtf8(std::string const& nText)
     return *lpAt == 0;
 }
 
-/// Into memory of exactly nRoom bytes.
-template <class Extract>
-void check(char const* npWhat, Part const& nExpected, bool nIsUtf8, unsigned int nRoom, Extract nExtract)
+/// A part, and the function that stores it in so many bytes.
+struct Extract
 {
+    char const* mpWhat;
+    Part mExpected;
+    std::function<bool(char*, unsigned int)> mCall;
+};
+
+/// Into memory of exactly nRoom bytes.
+void check(Extract const& nExtract, bool nIsUtf8, unsigned int nRoom)
+{
+    Part const& lExpected = nExtract.mExpected;
     std::vector<char> lDst(std::max(1U, nRoom), '#');
-    bool const lIsStored = nExtract(lDst.data(), nRoom);
-    bool const lExpected = nExpected && nExpected->size() < nRoom;
-    if (nIsUtf8 && (lIsStored != lExpected || (lIsStored && *nExpected != lDst.data())))
+    bool const lIsStored = nExtract.mCall(lDst.data(), nRoom);
+    bool const lFits = lExpected && lExpected->size() < nRoom;
+    if (nIsUtf8 && (lIsStored != lFits || (lIsStored && *lExpected != lDst.data())))
     {
-        std::fprintf(stderr, "%s with room %u: %d \"%.*s\", expected %d \"%s\"\n", npWhat, nRoom, lIsStored ? 1 : 0,
-                     static_cast<int>(lDst.size()), lDst.data(), lExpected ? 1 : 0,
-                     nExpected ? nExpected->c_str() : "");
+        std::fprintf(stderr, "%s with room %u: %d \"%.*s\", expected \"%s\"\n", nExtract.mpWhat, nRoom,
+                     lIsStored ? 1 : 0, static_cast<int>(lDst.size()), lDst.data(),
+                     lFits ? lExpected->c_str() : "(none)");
         std::abort();
     }
 }
@@ -108,32 +117,29 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
     std::string const lText(std::string(reinterpret_cast<char const*>(npData + 1), nSize - 1).c_str());
     char const* const lpPath = lText.c_str();
     Plain const lPlain(lText);
-    bool const lIsUtf8 = isUtf8(lText);
     File const lFile(lpPath, 0);
-    check("name", lPlain.fileName(false), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return File::extractFileName(npDst, nRoom, lpPath, 0); });
-    check("name without extension", lPlain.fileName(true), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return File::extractFileName(npDst, nRoom, lpPath, 1); });
-    check("directory", lPlain.directory(), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return File::extractDirectoryPath(npDst, nRoom, lpPath); });
-    check("directory of the object", lPlain.directory(), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return lFile.getDirectoryPath(npDst, nRoom); });
-    check("extension", lPlain.extension(), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return File::extractExtension(npDst, nRoom, lpPath); });
-    check("extension of the object", lPlain.extension(), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return lFile.getExtension(npDst, nRoom); });
-    check("volume", lPlain.volume(), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return File::extractVolumeName(npDst, nRoom, lpPath); });
-    check("volume of the object", lPlain.volume(), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return lFile.getVolumeName(npDst, nRoom); });
-    check("path", lPlain.mNormalised, lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int nRoom) { return lFile.getPath(npDst, nRoom); });
-    check("name of the object", lPlain.fileName(false), lIsUtf8, lRoom,
-          [&](char* npDst, unsigned int)
-          {
-              BasicString<char> lOut(lRoom, 0);
-              return lFile.getFileName(&lOut, 0) && lRoom != 0 &&
-                     copyStrBase<char>(npDst, lRoom, lOut.c_str(), STR_ALL, 0) != STR_ERROR;
-          });
+    auto const lOwnName = [&](char* npDst, unsigned int nRoom)
+    {
+        BasicString<char> lOut(nRoom, 0);
+        return lFile.getFileName(&lOut, 0) && nRoom != 0 &&
+               copyStrBase<char>(npDst, nRoom, lOut.c_str(), STR_ALL, 0) != STR_ERROR;
+    };
+    Extract const EXTRACTS[] = {
+        {"name", lPlain.fileName(false), [&](auto... n) { return File::extractFileName(n..., lpPath, 0); }},
+        {"bare name", lPlain.fileName(true), [&](auto... n) { return File::extractFileName(n..., lpPath, 1); }},
+        {"own name", lPlain.fileName(false), lOwnName},
+        {"directory", lPlain.directory(), [&](auto... n) { return File::extractDirectoryPath(n..., lpPath); }},
+        {"own directory", lPlain.directory(), [&](auto... n) { return lFile.getDirectoryPath(n...); }},
+        {"extension", lPlain.extension(), [&](auto... n) { return File::extractExtension(n..., lpPath); }},
+        {"own extension", lPlain.extension(), [&](auto... n) { return lFile.getExtension(n...); }},
+        {"volume", lPlain.volume(), [&](auto... n) { return File::extractVolumeName(n..., lpPath); }},
+        {"own volume", lPlain.volume(), [&](auto... n) { return lFile.getVolumeName(n...); }},
+        {"path", lPlain.mNormalised, [&](auto... n) { return lFile.getPath(n...); }},
+    };
+    bool const lIsUtf8 = isUtf8(lText);
+    for (Extract const& lExtract : EXTRACTS)
+    {
+        check(lExtract, lIsUtf8, lRoom);
+    }
     return 0;
 }

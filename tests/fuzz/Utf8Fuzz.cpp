@@ -8,19 +8,13 @@
 #include <vector>
 
 #include "UtlString.h"
+#include "reference/Input.h"
 
 using namespace utl;
+using test::require;
 
 namespace
 {
-
-void require(bool nIsTrue)
-{
-    if (!nIsTrue)
-    {
-        std::abort();
-    }
-}
 
 bool isTail(char nByte)
 {
@@ -112,18 +106,9 @@ Copied copied(std::string const& nText, unsigned int nSize, unsigned int nMaxByt
     return lCount != STR_ERROR ? Copied{lCount + 1, nText.substr(0, lCount) + '\0'} : Copied{STR_ERROR, ""};
 }
 
-std::string piecesOf(std::string const& nBytes)
-{
-    char const* const PIECES[] = {
-        "a",    "\xC3\xA9", "\xE3\x81\x82", "\xF0\x9F\x98\x80", "\xEF\xBB\xBF",     "\x80",         "\xE3",
-        "\xF4", "\xFF",     "\xC1\xBF",     "\xE0\x9F\xBF",     "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "b"};
-    std::string lText;
-    for (char lByte : nBytes)
-    {
-        lText += PIECES[static_cast<unsigned char>(lByte) % (sizeof(PIECES) / sizeof(PIECES[0]))];
-    }
-    return lText;
-}
+char const* const PIECES[] = {
+    "a",    "\xC3\xA9", "\xE3\x81\x82", "\xF0\x9F\x98\x80", "\xEF\xBB\xBF",     "\x80",         "\xE3",
+    "\xF4", "\xFF",     "\xC1\xBF",     "\xE0\x9F\xBF",     "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "b"};
 
 void checkCopies(std::string const& nText, unsigned int nSize, unsigned int nMaxBytes, unsigned int nPlace, int nMode)
 {
@@ -198,7 +183,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
     auto const lPart = [&](std::size_t nFrom, std::size_t nTo)
     {
         std::string const lBytes(npData + nFrom, npData + nTo);
-        return std::string((npData[5] % 2 != 0 ? piecesOf(lBytes) : lBytes).c_str());
+        return std::string((npData[5] % 2 != 0 ? test::wordsOf(PIECES, lBytes) : lBytes).c_str());
     };
     std::string const lPattern = lPart(6, 6 + lPatternSize);
     std::string const lText = lPart(6 + lPatternSize, nSize);

@@ -1,4 +1,4 @@
-// The wall clock beyond 2038, and stepping by years, moves no wait and no timer; the tick counter may wrap meanwhile.
+// The wall clock, stepping by years also beyond 2038, moves no wait and no timer; the tick counter may wrap meanwhile.
 //
 //   UtlClockProof [ROUNDS]   all waits, so often
 //   UtlClockProof uptime     prints the monotonic clock, milliseconds
@@ -7,11 +7,9 @@
 // call by its table. That no wait is handed to the kernel with a time of the wall clock is what scripts/proof.sh sees
 // in the system calls.
 #include "Prove.h"
-#include "UtlApplog.h"
 #include "UtlThreadManager.h"
 #include "UtlThreadWatchdog.h"
 #include "UtlTimeCounter.h"
-#include "UtlTimepiece.h"
 #include "UtlTimer.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
@@ -167,36 +165,6 @@ struct Wait
     {"watchdog", &watchdog},
 };
 
-/// Dates that do not fit 32 bits, in the calendar and in the log.
-void proveDates()
-{
-    struct Row
-    {
-        long long mSeconds;
-        unsigned short mYear;
-        char const* mpStamp;
-    } const ROWS[] = {{0x7FFFFFFF, 2038, "Jan 19 03:14:07."},
-                      {0x80000000LL, 2038, "Jan 19 03:14:08."},
-                      {0x100000000LL, 2106, "Feb  7 06:28:16."},
-                      {7258118400LL, 2200, "Jan  1 00:00:00."}};
-    test::LogCapture lLog;
-    for (Row const& lRow : ROWS)
-    {
-        do
-        {
-            gWallS = 0;
-            gWallS = lRow.mSeconds - ::time(nullptr);
-            Time lTime;
-            PROVE(getSystemTime(&lTime));
-            PROVE_EQ(lRow.mYear, lTime.year());
-            lLog.clear();
-            applog(UTL_LOG_TYPE, 1, "date");
-        } while (::time(nullptr) != lRow.mSeconds); // all of that in the same second
-        PROVE_EQ(1, lLog.rawLines().size());
-        PROVE_EQ(0, lLog.rawLines()[0].find(lRow.mpStamp));
-    }
-}
-
 } // namespace
 
 int main(int nCount, char** npValues)
@@ -209,9 +177,6 @@ int main(int nCount, char** npValues)
     unsigned int const lRounds = nCount > 1 ? static_cast<unsigned int>(std::atoi(npValues[1])) : 5;
     setenv("TZ", "UTC0", 1);
     proof::endHangs();
-    proof::gCase = "dates";
-    proveDates();
-
     test::QuietLog const lQuiet;
     std::atomic<bool> lIsOver{false};
     std::thread lStepper(

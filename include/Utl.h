@@ -13,6 +13,7 @@
 #include "UtlEvent.h"
 #include "UtlFile.h"
 #include "UtlInsideView.h"
+#include "UtlFileReplacement.h"
 #include "UtlLedger.h"
 #include "UtlLines.h"
 #include "UtlMacros.h"

@@ -214,6 +214,12 @@ public:
     /// Result: false for a destination that exists and is no directory, and for a locked source; true for equal paths.
     static bool move(char const* npSource, char const* npDestination);
 
+    /// Renames a file within one file system and puts it in the place of one that exists, in one step: nobody finds a part of
+    /// it, or none. Who has the old one open keeps that. Directories are not synced: see FileReplacement, which does all.
+    /// Result: false for a source that is no file or is locked, and for a destination that is a directory or that a writer
+    ///         holds; true for equal paths.
+    static bool replace(char const* npSource, char const* npDestination);
+
     /// Copies a file with its mode (see setModes()), or a directory with all below it; missing directories are created.
     ///
     /// nOverwrite: 1 writes over a file that exists; any other value refuses it.
@@ -262,10 +268,19 @@ public:
     UTL_SHARP_EDGE("instead of FILE_OPEN_TRUNCATE open with FILE_OPEN_TOP, then resize(0)")
     bool open(int nOpenMode, int nAccessMode);
 
+    /// Makes the file, which must not exist, with exactly this mode, whatever setModes() and the umask say; then as open().
+    /// It never has more rights than that, not for a moment.
+    ///
+    /// nAccessMode: FILE_ACCESS_WRITE or FILE_ACCESS_READ_WRITE. nMode: permissions, 07777 at most.
+    /// Result:      false, with nothing made but directories, for an object that is open, a path that exists, anything else
+    ///              in the arguments, and if the system refuses.
+    bool create(int nAccessMode, int nMode);
+
     /// Lets go of the descriptor; the last of its copies syncs and closes it. Result: false if not open.
     bool close();
     bool isOpened() const; ///< This object has it open.
     bool flush();          ///< Does nothing: writing does not buffer. Result: true.
+    bool sync();           ///< What was written is on the medium. Result: false if not open, and if it is perhaps not.
 
     /// Reads at the position, which moves behind the bytes.
     /// Result: the bytes, which may be fewer than nSize; FILE_READ_END; FILE_READ_ERROR, also for a null buffer and an
@@ -303,8 +318,8 @@ public:
     //            call, so that parent and child see what the other writes.
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
-    bool setTextType(int nTextType); ///< FILE_TEXT_...; false for another value, with nothing changed.
-    int textType() const { return mTextType; }
+    bool setTextType(int nTextType);           ///< FILE_TEXT_...; false for another value, with nothing changed.
+    int textType() const { return mTextType; } ///< What was set, or given to the constructor.
 
     /// Bytes of a line end that begins at the position, which stays: 2 for CR LF, 1 for CR or LF, 0 at the end of the
     /// file and where it is not open, -1 for anything else and a failed read. Not for UTF-16.
@@ -390,6 +405,7 @@ private:
     /// moves the position or writes, except the text functions.
     /// Result: false, and still ahead, where the seek failed.
     bool settle() const;
+    bool take(SmartHandle<DestructCloseFile> const& nHandle, int nAccessMode);
 
     // All used by one thread at a time.
     BasicString<char> mPath; // changed by assignment only

@@ -112,20 +112,77 @@ bool isReadyToOpen(char const* npPath, int nOpenMode, int nAccessMode, bool& nEx
     return lIsWriting ? !nExists || !File::isReadOnly(npPath) : nExists && nOpenMode != FILE_OPEN_TRUNCATE;
 }
 
-int openHandle(char const* npPath, int nOpenMode, int nAccessMode, bool nExists)
+/// How open() and create() ask the system.
+struct Opening
+{
+    int mFlags;
+    int mMode;        // of a file that is made, less the umask
+    bool mOpensToAll; // mode 0777 for it, whatever the umask says
+
+    bool isWriting() const { return (mFlags & O_ACCMODE) != O_RDONLY; }
+};
+
+Opening openingOf(int nOpenMode, int nAccessMode, bool nExists)
 {
     static constexpr int FLAGS[] = {O_RDONLY, O_WRONLY | O_CREAT, O_RDWR | O_CREAT};
     if (nAccessMode == FILE_ACCESS_READ)
     {
-        return UTL_FILE_CALL("open", mOpen(npPath, O_RDONLY, 0555));
+        return {O_RDONLY, 0555, false};
     }
     int const lFlags = FLAGS[nAccessMode] | (nOpenMode == FILE_OPEN_TRUNCATE ? O_TRUNC : 0);
-    int const lHandle = internal::gSystem.mOpen(npPath, lFlags, opensUp() ? 0777 : 0666);
-    if (isOpenHandle(lHandle) && !nExists && opensUp())
+    return {lFlags, opensUp() ? 0777 : 0666, opensUp() && !nExists};
+}
+
+int openHandle(char const* npPath, Opening const& nOpening)
+{
+    if (!nOpening.isWriting())
+    {
+        return UTL_FILE_CALL("open", mOpen(npPath, nOpening.mFlags, static_cast<mode_t>(nOpening.mMode)));
+    }
+    int const lHandle = internal::gSystem.mOpen(npPath, nOpening.mFlags, static_cast<mode_t>(nOpening.mMode));
+    if (isOpenHandle(lHandle) && nOpening.mOpensToAll)
     {
         UTL_FILE_CALL("open", mChmod(npPath, 0777));
     }
     return lHandle;
+}
+
+/// Opens and locks a file whose path has been looked at. What it made itself it removes if it fails.
+/// Result: false with a message, and nHandle left empty.
+bool openAndLock(char const* npPath, Opening const& nOpening, bool nGoesToEnd, SmartHandle<DestructCloseFile>& nHandle)
+{
+    std::optional<internal::OpenParent> lParent;
+    if (nOpening.isWriting())
+    {
+        lParent.emplace(npPath);
+    }
+    internal::ScopedHandle lHandle(openHandle(npPath, nOpening)); // closes on each way out below
+    auto const lRefuse = [&](int nLevel, char const* npReason)
+    {
+        int const lError = errno;
+        if ((nOpening.mFlags & O_EXCL) != 0 && lHandle.get() != -1)
+        {
+            internal::gSystem.mUnlink(npPath);
+        }
+        lParent.reset();
+        errno = lError;
+        applog(UTL_LOG_TYPE, nLevel, "%s errno[%d] Path:%s", npReason, errno, npPath);
+        return false;
+    };
+    if (!isOpenHandle(lHandle.get()))
+    {
+        return lRefuse(LOG_LEVEL_ERROR, "open() Failed.");
+    }
+    if (UTL_FILE_CALL("open", mFlock(lHandle.get(), (nOpening.isWriting() ? LOCK_EX : LOCK_SH) | LOCK_NB)) != 0)
+    {
+        return lRefuse(LOG_LEVEL_DEBUG, "Other process is opening.");
+    }
+    if (nGoesToEnd && seekFile(lHandle.get(), 0, SEEK_END) == -1)
+    {
+        return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
+    }
+    lHandle.moveTo(nHandle);
+    return true;
 }
 
 } // namespace
@@ -180,34 +237,39 @@ bool File::open(int nOpenMode, int nAccessMode)
     {
         return false;
     }
-    bool const lIsWriting = nAccessMode != FILE_ACCESS_READ;
-    std::optional<internal::OpenParent> lParent;
-    if (lIsWriting)
+    SmartHandle<DestructCloseFile> lHandle;
+    return openAndLock(lpPath, openingOf(nOpenMode, nAccessMode, lExists), nOpenMode == FILE_OPEN_END, lHandle) &&
+           take(lHandle, nAccessMode);
+}
+
+bool File::create(int nAccessMode, int nMode)
+{
+    char const* const lpPath = mPath.c_str();
+    if (isOpened() || !internal::isValidPath(lpPath) || *lpPath == 0 || (nMode & ~07777) != 0 ||
+        (nAccessMode != FILE_ACCESS_WRITE && nAccessMode != FILE_ACCESS_READ_WRITE) || !internal::makeParents(lpPath))
     {
-        lParent.emplace(lpPath);
-    }
-    auto const lRefuse = [&](int nLevel, char const* npReason)
-    {
-        lParent.reset();
-        applog(UTL_LOG_TYPE, nLevel, "%s errno[%d] Path:%s", npReason, errno, lpPath);
         return false;
-    };
-    internal::ScopedHandle lHandle(openHandle(lpPath, nOpenMode, nAccessMode, lExists)); // closes on each way out below
-    if (!isOpenHandle(lHandle.get()))
-    {
-        return lRefuse(LOG_LEVEL_ERROR, "open() Failed.");
     }
-    if (UTL_FILE_CALL("open", mFlock(lHandle.get(), (lIsWriting ? LOCK_EX : LOCK_SH) | LOCK_NB)) != 0)
+    int const lAccess = nAccessMode == FILE_ACCESS_WRITE ? O_WRONLY : O_RDWR;
+    SmartHandle<DestructCloseFile> lHandle;
+    if (!openAndLock(lpPath, {lAccess | O_CREAT | O_EXCL, nMode, false}, false, lHandle))
     {
-        return lRefuse(LOG_LEVEL_DEBUG, "Other process is opening.");
+        return false;
     }
-    if (nOpenMode == FILE_OPEN_END && seekFile(lHandle.get(), 0, SEEK_END) == -1)
+    if (UTL_FILE_CALL("create", mChmod(lpPath, static_cast<mode_t>(nMode))) != 0) // what the umask took
     {
-        return lRefuse(LOG_LEVEL_DEBUG, "seekFile in open Failed.");
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "chmod in create Failed. errno[%d] Path:%s", errno, lpPath);
+        internal::removeFile(lpPath);
+        return false;
     }
-    SmartPointer<internal::ReadAhead> const lpReadAhead = makeSmart<internal::ReadAhead>(lHandle.get(), lIsWriting);
-    lHandle.moveTo(mHandle);
-    mpReadAhead = lpReadAhead;
+    return take(lHandle, nAccessMode);
+}
+
+/// Becomes open. Result: true.
+bool File::take(SmartHandle<DestructCloseFile> const& nHandle, int nAccessMode)
+{
+    mpReadAhead = makeSmart<internal::ReadAhead>(nHandle.get(), nAccessMode != FILE_ACCESS_READ);
+    mHandle = nHandle;
     return true;
 }
 
@@ -229,6 +291,20 @@ bool File::isOpened() const
 
 bool File::flush()
 {
+    return true;
+}
+
+bool File::sync()
+{
+    if (!isOpened())
+    {
+        return false;
+    }
+    if (UTL_FILE_CALL("sync", mFsync(mHandle.get())) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fsync Failed. errno[%d] Path:%s", errno, mPath.c_str());
+        return false;
+    }
     return true;
 }
 

@@ -26,6 +26,7 @@ namespace
 using internal::gSystem;
 using internal::isOpenHandle;
 using internal::isValidPath;
+using internal::makeParents;
 using internal::normalisedPath;
 using internal::OpenParent;
 using internal::opensUp;
@@ -94,12 +95,6 @@ bool setWriting(char const* npPath, bool nIsAllowed, char const* npFunction)
         lMode = nIsAllowed ? lOldMode | S_IWUSR : lOldMode & ~WRITE_BITS;
     }
     return UTL_FILE_CALL(npFunction, mChmod(npPath, lMode)) == 0;
-}
-
-bool makeParents(char const* npPath)
-{
-    char lDirectory[FILE_PATH_MAX];
-    return File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath) && File::makeDirectories(lDirectory);
 }
 
 /// Makes one of the directories on the way to npPath, or finds it there.
@@ -306,7 +301,7 @@ bool copyContent(int nSource, int nDestination)
     return true;
 }
 
-/// A descriptor that is closed without being synced.
+/// A descriptor that is closed without being synced, under the name "copy" for the watchdog.
 class CopyHandle
 {
 public:
@@ -393,7 +388,66 @@ bool copyDirectory(char const* npSource, char const* npDestination, int nOverwri
                         });
 }
 
+// --- Moving ---
+
+bool renameFile(char const* npSource, char const* npDestination)
+{
+    if (UTL_FILE_CALL("move", mRename(npSource, npDestination)) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "rename Failed. errno[%d] Source:%s  Dest:%s", errno, npSource,
+               npDestination);
+        return false;
+    }
+    return true;
+}
+
+/// Whether somebody holds a file as a writer does. Readers are not disturbed by the question.
+bool isHeldByWriter(char const* npPath)
+{
+    CopyHandle lHandle;
+    return lHandle.open(npPath, LOOK, 0) && UTL_FILE_CALL("isOpened", mFlock(lHandle.get(), LOCK_SH | LOCK_NB)) != 0;
+}
+
 } // namespace
+
+// --- What other files share ---
+
+bool internal::makeParents(char const* npPath)
+{
+    char lDirectory[FILE_PATH_MAX];
+    return File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath) && File::makeDirectories(lDirectory);
+}
+
+bool internal::renameOver(char const* npSource, char const* npDestination)
+{
+    if (isHeldByWriter(npDestination))
+    {
+        return false; // what it writes from now on would be lost
+    }
+    OpenParent const lSourceParent(npSource);
+    OpenParent const lDestinationParent(npDestination); // restored first: it may be the same directory
+    return renameFile(npSource, npDestination);
+}
+
+bool internal::syncParent(char const* npPath)
+{
+    char lDirectory[FILE_PATH_MAX] = {};
+    File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath);
+    char const* const lpDirectory = *lDirectory != 0 ? lDirectory : *npPath == '/' ? "/" : ".";
+    CopyHandle lHandle;
+    if (!lHandle.open(lpDirectory, O_RDONLY, 0) || UTL_FILE_CALL("sync", mFsync(lHandle.get())) != 0)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "fsync Failed. errno[%d] Path:%s", errno, lpDirectory);
+        return false;
+    }
+    return true;
+}
+
+void internal::removeFile(char const* npPath)
+{
+    OpenParent const lParent(npPath);
+    UTL_FILE_CALL("erase", mUnlink(npPath));
+}
 
 // --- Questions and modes ---
 
@@ -646,13 +700,22 @@ bool File::move(char const* npSource, char const* npDestination)
     {
         return false;
     }
-    if (UTL_FILE_CALL("move", mRename(lpSource, lpDestination)) != 0)
+    return renameFile(lpSource, lpDestination);
+}
+
+bool File::replace(char const* npSource, char const* npDestination)
+{
+    BasicString<char> const lSource = normalisedPath(npSource);
+    BasicString<char> const lDestination = normalisedPath(npDestination);
+    char const* const lpSource = lSource.c_str();
+    char const* const lpDestination = lDestination.c_str();
+    if (npDestination == nullptr || !isValidPath(lpDestination) || kindOf(lpSource) != Kind::FILE ||
+        kindOf(lpDestination) == Kind::DIRECTORY || isOpened(lpSource, nullptr))
     {
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "rename Failed. errno[%d] Source:%s  Dest:%s", errno, lpSource,
-               lpDestination);
         return false;
     }
-    return true;
+    return std::strcmp(lpSource, lpDestination) == 0 ||
+           (makeParents(lpDestination) && internal::renameOver(lpSource, lpDestination));
 }
 
 bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)

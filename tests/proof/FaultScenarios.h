@@ -13,6 +13,7 @@
 #include <initializer_list>
 #include <memory>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -540,6 +541,62 @@ inline void textFiles(Report& nReport)
     textFile(nReport, FILE_TEXT_SJIS, "d/s");
 }
 
+inline void lines(Report& nReport)
+{
+    char const* const lpPath = "d/f";
+    std::FILE* const lpFile = std::fopen(lpPath, "wb");
+    std::fputs("one\n\xFFtwo", lpFile);
+    std::fclose(lpFile);
+    File lFile(lpPath, FILE_TEXT_UTF8);
+    nReport.flag("open", lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    char lBuffer[64];
+    Lines lLines(lFile, lBuffer, sizeof(lBuffer));
+    long long lCount = 0;
+    for (Line const& lLine : lLines)
+    {
+        nReport.must(lLine.mText == (++lCount == 1 ? "one" : "\uFFFDtwo"), "a wrong line");
+    }
+    nReport.is("lines", lCount, {2, 1, 0});
+    nReport.must(lCount == 2 || lLines.hasFailed(), "lost lines without a word");
+}
+
+/// What a file holds, asked for past the library.
+inline bool holds(char const* npPath, char const* npText)
+{
+    char lText[64] = {};
+    int const lFile = ::open(npPath, O_RDONLY);
+    ssize_t const lCount = ::read(lFile, lText, sizeof(lText) - 1);
+    ::close(lFile);
+    return lCount >= 0 && std::strcmp(lText, npText) == 0;
+}
+
+/// Of a directory, "." and ".." too, without the heap of C++.
+inline int entriesOf(char const* npPath)
+{
+    int lCount = 0;
+    DIR* const lpDirectory = ::opendir(npPath);
+    while (::readdir(lpDirectory) != nullptr)
+    {
+        ++lCount;
+    }
+    ::closedir(lpDirectory);
+    return lCount;
+}
+
+inline void replacedFile(Report& nReport)
+{
+    int const lOld = ::open("d/f", O_WRONLY | O_CREAT, 0640);
+    nReport.must(::write(lOld, "old", 3) == 3, "no old file");
+    ::close(lOld);
+    FileReplacement lNew("d/f", FILE_TEXT_UTF8);
+    nReport.flag("open", lNew.open());
+    nReport.flag("write", lNew.write("new", 3));
+    Replaced const lResult = lNew.commit();
+    nReport.is("commit", static_cast<long long>(lResult), {0, 1, 2});
+    nReport.must(holds("d/f", lResult == Replaced::FAILED ? "old" : "new"), "neither the old content nor the new one");
+    nReport.must(entriesOf("d") == 3 || nReport.isFaulty("unlink"), "something is left over");
+}
+
 // ---------------------------------------------------------------------------------------------- the rest
 
 inline void logs(Report& nReport)
@@ -642,6 +699,8 @@ constexpr Scenario SCENARIOS[] = {
     {"open files", openFiles, USES_FILES},
     {"file system", fileSystem, USES_FILES},
     {"text files", textFiles, USES_FILES},
+    {"lines", lines, USES_FILES},
+    {"replaced file", replacedFile, USES_FILES},
     {"log", logs, USES_FILES},
     {"pool", pools, USES_REGISTRY},
     {"memory account", memoryAccount, USES_FILES},

@@ -19,6 +19,22 @@ BasicString<char> normalisedPath(char const* npPath);
 /// Not null, fewer than FILE_PATH_MAX bytes, no doubled separator.
 bool isValidPath(char const* npPath);
 
+/// Makes the directories that the file of a path is to lie in. Result: as File::makeDirectories().
+bool makeParents(char const* npPath);
+
+/// Writes all of it, in several goes if need be. Result: false if that failed; some of it may be written.
+bool writeAll(File& nFile, void const* npBytes, unsigned int nSize);
+
+/// Puts one file in the place of another, or of none, unless a writer holds that. Locks of the source are not looked at.
+/// Result: false with a message if the system refused, without one because of the writer; nothing has changed then.
+bool renameOver(char const* npSource, char const* npDestination);
+
+/// Result: false with a message if the directory of a path could not be synced.
+bool syncParent(char const* npPath);
+
+/// Removes a file of the library's own, in silence.
+void removeFile(char const* npPath);
+
 /// Whether a descriptor counts as open: 0 does not.
 inline bool isOpenHandle(int nHandle)
 {

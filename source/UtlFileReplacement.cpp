@@ -1,0 +1,135 @@
+// Write beside, sync, rename, sync the directory.
+#include "UtlFileReplacement.h"
+
+#include "internal/file/UtlFileCalls.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace utl
+{
+
+namespace
+{
+
+constexpr int TRIES_MAX = 100; // names that others, who had our process number before, left behind
+
+std::atomic<unsigned int> gNumber{0}; // makes the names of one process differ
+
+} // namespace
+
+bool internal::writeAll(File& nFile, void const* npBytes, unsigned int nSize)
+{
+    char const* lpBytes = static_cast<char const*>(npBytes);
+    while (nSize != 0)
+    {
+        unsigned int const lCount = nFile.write(lpBytes, nSize);
+        if (lCount == FILE_ERROR || lCount == 0)
+        {
+            return false;
+        }
+        lpBytes += lCount;
+        nSize -= lCount;
+    }
+    return true;
+}
+
+FileReplacement::FileReplacement(char const* npPath, int nTextType)
+    : mPath(internal::normalisedPath(npPath)),
+      mTextType(nTextType)
+{
+}
+
+FileReplacement::~FileReplacement()
+{
+    cancel();
+}
+
+bool FileReplacement::isOpened() const
+{
+    return mBeside.has_value();
+}
+
+/// Whether the file beside is this process's, and not that of its parent.
+bool FileReplacement::isOurs() const
+{
+    return isOpened() && mProcess == ::getpid();
+}
+
+bool FileReplacement::open(int nMode)
+{
+    char const* const lpPath = mPath.c_str();
+    if (isOpened() || !internal::isValidPath(lpPath) || *lpPath == 0)
+    {
+        return false;
+    }
+    struct stat lStat = {};
+    bool const lExists = UTL_FILE_CALL("open", mStat(lpPath, &lStat)) == 0;
+    if (lExists && (!S_ISREG(lStat.st_mode) || (lStat.st_mode & S_IWUSR) == 0))
+    {
+        return false;
+    }
+    mProcess = ::getpid();
+    mHasFailed = false;
+    return makeBeside(nMode != -1 || !lExists ? nMode : static_cast<int>(lStat.st_mode & 07777));
+}
+
+/// nMode: -1 for that of any new file.
+bool FileReplacement::makeBeside(int nMode)
+{
+    for (int lTry = 0; lTry < TRIES_MAX; ++lTry)
+    {
+        char lName[FILE_PATH_MAX];
+        int const lLength =
+            std::snprintf(lName, sizeof(lName), "%s.%d-%u.new", mPath.c_str(), mProcess, gNumber.fetch_add(1));
+        if (lLength < 0 || lLength >= static_cast<int>(sizeof(lName)))
+        {
+            return false;
+        }
+        if (!File::exists(lName))
+        {
+            mBeside.emplace(lName, mTextType);
+            bool const lIsMade = nMode != -1 ? mBeside->create(FILE_ACCESS_WRITE, nMode)
+                                             : mBeside->open(FILE_OPEN_TOP, FILE_ACCESS_WRITE);
+            if (!lIsMade)
+            {
+                mBeside.reset();
+            }
+            return lIsMade;
+        }
+    }
+    return false;
+}
+
+bool FileReplacement::write(void const* npBytes, unsigned int nSize)
+{
+    mHasFailed = mHasFailed || !isOurs() || !internal::writeAll(*mBeside, npBytes, nSize);
+    return !mHasFailed;
+}
+
+Replaced FileReplacement::commit()
+{
+    // Renamed while it is open and locked, so that nobody takes it for left behind.
+    if (!isOurs() || mHasFailed || !mBeside->sync() || !internal::renameOver(mBeside->getPath(), mPath.c_str()))
+    {
+        cancel();
+        return Replaced::FAILED;
+    }
+    bool const lIsSynced = internal::syncParent(mPath.c_str());
+    mBeside.reset();
+    return lIsSynced ? Replaced::DONE : Replaced::UNSYNCED;
+}
+
+void FileReplacement::cancel()
+{
+    if (isOurs())
+    {
+        internal::removeFile(mBeside->getPath());
+    }
+    mBeside.reset();
+}
+
+} // namespace utl

@@ -3,6 +3,7 @@
 #define UTL_FILE_REPLACEMENT_H
 
 #include "UtlFile.h"
+#include "UtlLines.h"
 
 #include <optional>
 
@@ -55,6 +56,9 @@ public:
 
     /// Appends bytes, all of them. Result: false if not open or not all could be written, now or earlier.
     bool write(void const* npBytes, unsigned int nSize);
+
+    /// Appends a line, as the function of that name. Result: as write() if not DONE or REPLACED.
+    LineWritten writeLine(std::string_view nText, std::string_view nEol = "\n");
 
     /// Replaces, and closes. FAILED also if not open, or if anything was not written.
     Replaced commit();

@@ -30,7 +30,7 @@ constexpr unsigned int LINE_CAPACITY = 8192; ///< Bytes of UTF-8 in a part of a 
 struct Line
 {
     /// Well-formed UTF-8 without the line end, in the buffer until the next line, a NUL behind it. What is malformed in
-    /// the file, or has no character, is U+FFFD here, one for each byte of UTF-8 and for each code of the others.
+    /// the file, or has no character, is U+FFFD here, one for each fault that convertText() would find.
     std::string_view mText;
     unsigned long long mNumber =
         0;                     ///< Of the line, counted from 1 where the loop began; parts of a line have the same.
@@ -54,10 +54,9 @@ struct Line
 /// Encoding:  a byte-order mark at the start of the file tells it, and otherwise the text type of the file, which stays
 ///            as it is. The mark is no text. Anywhere else U+FEFF is a character like others.
 /// Line ends: where File::readLine() finds them: LF, with all CR directly before it, and CR at the end of the file. Of a
-///            line in parts all CR before the LF are line end too.
-/// Malformed: in Shift-JIS bytes and codes without a row in the table, and a lead byte that ends the file; in UTF-8 also
-///            surrogates and what is above U+10FFFF; in UTF-16 surrogates without their other half, and an odd byte at
-///            the end of the file. A NUL is text.
+///            line in parts all CR before the LF are line end too. A stray lead byte of Shift-JIS does not take the LF
+///            behind it along, as it does there.
+/// Malformed: as in UtlCheckedText.h; an odd byte at the end of UTF-16 too. A NUL is text.
 /// Position:  the file stands behind the last Line that was given; before the loop, and between its steps, it may be
 ///            moved, read and written, and the next line is the one at its position. A second loop goes on where the
 ///            first was left.
@@ -139,6 +138,22 @@ private:
     internal::FileRange mTextCrs; // CR that are known to be text
     Line mLine;
 };
+
+/// What became of a line that was to be written.
+enum class [[nodiscard]] LineWritten{
+    DONE,     ///< it is there
+    REPLACED, ///< it is there, with a replacement for what was malformed or has no code
+    FAILED    ///< it is not, or a part of it is, which the log tells
+};
+
+/// Writes UTF-8 and a line end at the file's position, in the encoding of its text type, Shift-JIS too.
+///
+/// nText: of any length; what is malformed becomes U+FFFD. In Shift-JIS that and what has no code becomes U+203B.
+/// nEol:  the line end; "" for none.
+/// A line of up to FILE_TEXT_CHUNK_MAX bytes in the file is one File::write(). No byte-order mark is written.
+/// Result: FAILED too for a file that is not open for writing or has no text type that there is.
+/// Safety: that of File; takes 5 KB of stack.
+UTL_API LineWritten writeLine(File& nFile, std::string_view nText, std::string_view nEol = "\n");
 
 } // namespace utl
 

@@ -372,6 +372,22 @@ unsigned int File::write(void const* npBuffer, unsigned int nSize)
     return static_cast<unsigned int>(lCount);
 }
 
+bool internal::writeAll(File& nFile, void const* npBytes, unsigned int nSize)
+{
+    char const* lpBytes = static_cast<char const*>(npBytes);
+    while (nSize != 0)
+    {
+        unsigned int const lCount = nFile.write(lpBytes, nSize);
+        if (lCount == FILE_ERROR || lCount == 0)
+        {
+            return false;
+        }
+        lpBytes += lCount;
+        nSize -= lCount;
+    }
+    return true;
+}
+
 // --- Position and length ---
 
 long long File::seek(long long nOffset, int nOrigin)

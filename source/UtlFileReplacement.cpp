@@ -21,22 +21,6 @@ std::atomic<unsigned int> gNumber{0}; // makes the names of one process differ
 
 } // namespace
 
-bool internal::writeAll(File& nFile, void const* npBytes, unsigned int nSize)
-{
-    char const* lpBytes = static_cast<char const*>(npBytes);
-    while (nSize != 0)
-    {
-        unsigned int const lCount = nFile.write(lpBytes, nSize);
-        if (lCount == FILE_ERROR || lCount == 0)
-        {
-            return false;
-        }
-        lpBytes += lCount;
-        nSize -= lCount;
-    }
-    return true;
-}
-
 FileReplacement::FileReplacement(char const* npPath, int nTextType)
     : mPath(internal::normalisedPath(npPath)),
       mTextType(nTextType)
@@ -108,6 +92,13 @@ bool FileReplacement::write(void const* npBytes, unsigned int nSize)
 {
     mHasFailed = mHasFailed || !isOurs() || !internal::writeAll(*mBeside, npBytes, nSize);
     return !mHasFailed;
+}
+
+LineWritten FileReplacement::writeLine(std::string_view nText, std::string_view nEol)
+{
+    LineWritten const lWritten = isOurs() ? utl::writeLine(*mBeside, nText, nEol) : LineWritten::FAILED;
+    mHasFailed = mHasFailed || lWritten == LineWritten::FAILED;
+    return mHasFailed ? LineWritten::FAILED : lWritten;
 }
 
 Replaced FileReplacement::commit()

@@ -1,7 +1,8 @@
-// The loop over the lines of a file.
+// The loop over the lines of a file, and lines written.
 #include "UtlLines.h"
 
 #include "internal/file/UtlFileCalls.h"
+#include "internal/file/UtlLineOutput.h"
 #include "internal/file/UtlLineScan.h"
 
 #include <cerrno>
@@ -94,7 +95,7 @@ Line const* Lines::next()
     }
     internal::LinePart lPart;
     long long const lPosition = lReader.position();
-    int const lResult = internal::LineScan(lReader, mpBuffer, mCapacity - 1, mTextCrs).take(mTextType, lPart);
+    int const lResult = internal::LineScan(lReader, mTextType, mpBuffer, mCapacity - 1, mTextCrs).take(lPart);
     if (lResult < 0)
     {
         return lResult == FILE_READ_END ? nullptr : fail(errno);
@@ -108,6 +109,15 @@ Line const* Lines::next()
              lPart.mIsMalformed,
              lPart.mGoesOn};
     return &mLine;
+}
+
+LineWritten writeLine(File& nFile, std::string_view nText, std::string_view nEol)
+{
+    internal::LineOutput lOutput(nFile.textType());
+    return nFile.isOpened() ? lOutput.write(nText, nEol,
+                                            [&nFile](void const* npBytes, unsigned int nSize)
+                                            { return internal::writeAll(nFile, npBytes, nSize); })
+                            : LineWritten::FAILED;
 }
 
 } // namespace utl

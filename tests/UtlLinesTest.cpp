@@ -151,4 +151,33 @@ TEST_F(LinesTest, FailuresAreToldAndAreForGood)
     EXPECT_EQ(EBADF, lClosed.error());
 }
 
+TEST_F(LinesTest, WhatIsWrittenIsReadInEveryEncoding)
+{
+    std::string lLong;
+    while (lLong.size() < 20000)
+    {
+        lLong += "漢字かなab";
+    }
+    for (int lTextType : {FILE_TEXT_SJIS, FILE_TEXT_UTF8, FILE_TEXT_UTF16_BE, FILE_TEXT_UTF16_LE})
+    {
+        mFile = File(path().c_str(), lTextType);
+        ASSERT_TRUE(mFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE) && mFile.resize(0));
+        EXPECT_EQ(LineWritten::DONE, writeLine(mFile, "a"));
+        EXPECT_EQ(LineWritten::DONE, writeLine(mFile, "", "\r\n"));
+        EXPECT_EQ(LineWritten::DONE, writeLine(mFile, lLong));
+        EXPECT_EQ(lTextType == FILE_TEXT_SJIS ? LineWritten::REPLACED : LineWritten::DONE, writeLine(mFile, "😀", ""));
+        EXPECT_EQ(LineWritten::REPLACED, writeLine(mFile, "\xFF", ""));
+        mFile.seek(0, FILE_SEEK_BEGIN);
+        Lines lLines(mFile, 30000);
+        EXPECT_EQ("a", textOf(lLines.next())) << lTextType;
+        EXPECT_EQ("", textOf(lLines.next())) << lTextType;
+        EXPECT_EQ(lLong, textOf(lLines.next())) << lTextType;
+        EXPECT_EQ(lTextType == FILE_TEXT_SJIS ? "※※" : "😀\uFFFD", textOf(lLines.next())) << lTextType;
+        EXPECT_EQ(nullptr, lLines.next());
+    }
+    EXPECT_EQ(LineWritten::FAILED, writeLine(store("", FILE_TEXT_UTF8), "a")); // for reading only
+    File lTypeless(path().c_str(), 4);
+    EXPECT_EQ(LineWritten::FAILED, writeLine(lTypeless, "a"));
+}
+
 } // namespace

@@ -4,6 +4,7 @@
 
 #include "UtlLines.h"
 #include "internal/file/UtlTextReader.h"
+#include "internal/text/UtlCodec.h"
 
 namespace utl::internal
 {
@@ -22,9 +23,12 @@ struct LinePart
 class LineScan
 {
 public:
-    /// npText: room for nRoom bytes, 4 at least. nTextCrs: kept from call to call, CR that are known to be text.
-    LineScan(TextReader& nReader, char* npText, unsigned int nRoom, FileRange& nTextCrs)
+    /// nTextType: one that there is. npText: room for nRoom bytes, 4 at least. nTextCrs: kept from call to call, CR that
+    /// are known to be text.
+    LineScan(TextReader& nReader, int nTextType, char* npText, unsigned int nRoom, FileRange& nTextCrs)
         : mReader(nReader),
+          mTextType(nTextType),
+          mEncoding(encodingOf(nTextType)),
           mpText(npText),
           mRoom(nRoom),
           mTextCrs(nTextCrs)
@@ -33,19 +37,18 @@ public:
 
     /// Takes a line, or the part of it that there is room for, and moves behind it.
     /// Result: 1; FILE_READ_END; FILE_READ_ERROR with a message.
-    int take(int nTextType, LinePart& nPart);
+    int take(LinePart& nPart);
 
 private:
-    int takeUsual(int nTextType, LinePart& nPart);
-    template <class Codes>
-    int takeAny(LinePart& nPart);
-    template <class Codes>
+    int takeUsual(LinePart& nPart);
+    DecodedChar charHere(int nLeft) const;
+    bool store(DecodedChar const& nChar, LinePart& nPart);
     int takeChars(LinePart& nPart);
-    template <class Codes>
     int measureCrs(LinePart& nPart);
-    bool store(unsigned int nCode, LinePart& nPart);
 
     TextReader& mReader;
+    int const mTextType;
+    Encoding const mEncoding;
     char* const mpText;
     unsigned int const mRoom;
     FileRange& mTextCrs;

@@ -2,6 +2,7 @@
 #ifndef UTL_TEXT_READER_H
 #define UTL_TEXT_READER_H
 
+#include "UtlCheckedText.h"
 #include "internal/file/UtlReadAhead.h"
 #include "internal/file/UtlTextWalk.h"
 
@@ -13,6 +14,13 @@ namespace utl::internal
 inline bool isUtf16(int nTextType)
 {
     return nTextType == FILE_TEXT_UTF16_BE || nTextType == FILE_TEXT_UTF16_LE;
+}
+
+/// nTextType: one that there is.
+inline Encoding encodingOf(int nTextType)
+{
+    constexpr Encoding ENCODINGS[] = {Encoding::SJIS, Encoding::UTF8, Encoding::UTF16_BE, Encoding::UTF16_LE};
+    return ENCODINGS[nTextType];
 }
 
 /// A line as far as it was walked, in bytes of the file.

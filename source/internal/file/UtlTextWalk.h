@@ -5,6 +5,7 @@
 
 #include "UtlFile.h"
 #include "internal/text/UtlCodeTables.h"
+#include "internal/text/UtlCodec.h"
 
 #include <algorithm>
 
@@ -159,12 +160,6 @@ inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* n
     return {npAt, npText, false};
 }
 
-/// Whether a unit of UTF-16 is a surrogate.
-inline bool isHalfOfPair(unsigned int nUnit)
-{
-    return (nUnit & ~0x7FFU) == 0xD800;
-}
-
 /// IS_STRICT: a surrogate is not usual.
 template <bool IS_BIG_ENDIAN, bool IS_STRICT>
 UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
@@ -178,8 +173,7 @@ UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, 
         {
             storeUsualUnit(npText, lUnit, lSize);
         }
-        else if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE ||
-                 (IS_STRICT && isHalfOfPair(lUnit)))
+        else if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE || (IS_STRICT && isSurrogate(lUnit)))
         {
             return {npAt, npText, lUnit == '\n'};
         }

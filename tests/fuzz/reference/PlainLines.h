@@ -2,76 +2,17 @@
 #ifndef UTL_FUZZ_PLAIN_LINES_H
 #define UTL_FUZZ_PLAIN_LINES_H
 
-#include "UtlCharSet.h"
 #include "UtlLines.h"
+#include "internal/file/UtlTextReader.h"
+#include "internal/text/UtlCodec.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace utl::test
 {
-
-/// A character of a file, as text.
-struct PlainChar
-{
-    std::size_t mSize;
-    std::string mText; // empty: malformed
-};
-
-inline std::string utf8Of(unsigned int nCode)
-{
-    std::string lText;
-    char const lTails[3] = {static_cast<char>(0x80 | (nCode >> 12 & 63)), static_cast<char>(0x80 | (nCode >> 6 & 63)),
-                            static_cast<char>(0x80 | (nCode & 63))};
-    bool const lIsNone = nCode > 0x10FFFF || (nCode >= 0xD800 && nCode < 0xE000);
-    return lIsNone           ? std::string()
-           : nCode < 0x80    ? std::string(1, static_cast<char>(nCode))
-           : nCode < 0x800   ? static_cast<char>(0xC0 | nCode >> 6) + std::string(lTails + 2, 1)
-           : nCode < 0x10000 ? static_cast<char>(0xE0 | nCode >> 12) + std::string(lTails + 1, 2)
-                             : static_cast<char>(0xF0 | nCode >> 18) + std::string(lTails, 3);
-}
-
-inline PlainChar utf8Char(std::string const& nBytes)
-{
-    unsigned char const lLead = static_cast<unsigned char>(nBytes[0]);
-    std::size_t const lSize = lLead < 0xC0 ? 1 : lLead < 0xE0 ? 2 : lLead < 0xF0 ? 3 : 4;
-    unsigned int lCode = lSize == 1 ? lLead : lLead & (0xFFU >> (lSize + 1));
-    for (std::size_t lIndex = 1; lIndex < std::min(lSize, nBytes.size()); ++lIndex)
-    {
-        lCode = lCode << 6 | (static_cast<unsigned char>(nBytes[lIndex]) & 0x3FU);
-    }
-    std::string const lText = utf8Of(lCode); // the same bytes if they are well-formed
-    return lText == nBytes.substr(0, lSize) ? PlainChar{lSize, lText} : PlainChar{1, ""};
-}
-
-inline PlainChar sjisChar(std::string const& nBytes)
-{
-    char lText[6] = {};
-    unsigned int lSize = 0;
-    unsigned int const lLength = convertCharFromSjisToUtf8(lText, sizeof(lText), nBytes.c_str(), &lSize);
-    bool const lHasCode = lLength > 1 || (lSize == 1 && (nBytes[0] & 0x80) == 0);
-    return {std::min<std::size_t>(lSize, nBytes.size()), lHasCode ? std::string(lText, lLength) : ""};
-}
-
-inline PlainChar utf16Char(std::string const& nBytes, std::size_t nHigh)
-{
-    auto const lUnitAt = [&](std::size_t nAt)
-    {
-        return nBytes.size() < nAt + 2 ? 0U
-                                       : static_cast<unsigned char>(nBytes[nAt + nHigh]) * 256U +
-                                             static_cast<unsigned char>(nBytes[nAt + 1 - nHigh]);
-    };
-    unsigned int const lUnit = lUnitAt(0);
-    unsigned int const lLow = lUnitAt(2);
-    bool const lIsPair = lUnit >> 10 == 0xD800 >> 10 && lLow >> 10 == 0xDC00 >> 10;
-    return nBytes.size() < 2 ? PlainChar{1, ""}
-           : lIsPair         ? PlainChar{4, utf8Of(0x10000 + ((lUnit & 0x3FF) << 10) + (lLow & 0x3FF))}
-                             : PlainChar{2, utf8Of(lUnit)};
-}
 
 inline std::string inWords(Line const& nLine)
 {
@@ -98,20 +39,23 @@ inline std::string plainLines(std::string const& nBytes, std::size_t nFrom, int 
         lText.clear();
         lLine = Line{{}, lLine.mNumber + (nGoesOn ? 0 : 1), static_cast<long long>(nTo), 0, 0, false, false};
     };
+    Encoding const lEncoding = internal::encodingOf(nTextType);
     std::size_t const lUnit = nTextType >= FILE_TEXT_UTF16_BE ? 2 : 1;
     lLine.mNumber = 1;
     lLine.mPosition = static_cast<long long>(nFrom);
     std::size_t lCrs = 0; // since the last character of another kind
     for (std::size_t lAt = nFrom; lAt < nBytes.size();)
     {
-        std::string const lRest = nBytes.substr(lAt, 4);
-        PlainChar lChar = nTextType == FILE_TEXT_UTF8   ? utf8Char(lRest)
-                          : nTextType == FILE_TEXT_SJIS ? sjisChar(lRest)
-                                                        : utf16Char(lRest, nTextType == FILE_TEXT_UTF16_BE ? 0 : 1);
-        std::size_t const lBehind = lAt + lChar.mSize;
-        bool const lIsCr = lChar.mText == "\r";
+        internal::DecodedChar const lDecoded =
+            internal::decodeChar(lEncoding, internal::bytesOf(&nBytes[lAt]), nBytes.size() - lAt, false);
+        unsigned char lUtf8[4];
+        bool const lIsFault = lDecoded.mFault != TextStop::END;
+        std::string const lChar(reinterpret_cast<char*>(lUtf8),
+                                internal::encodeUtf8(lIsFault ? 0xFFFD : lDecoded.mCode, lUtf8));
+        std::size_t const lBehind = lAt + lDecoded.mSize;
+        bool const lIsCr = lChar == "\r";
         lCrs += lIsCr ? 1 : 0;
-        if (lChar.mText == "\n" || (lIsCr && lBehind == nBytes.size()))
+        if (lChar == "\n" || (lIsCr && lBehind == nBytes.size()))
         {
             lEnd(lBehind, lUnit * (lCrs + (lIsCr ? 0 : 1)), false);
             lCrs = 0;
@@ -130,8 +74,8 @@ inline std::string plainLines(std::string const& nBytes, std::size_t nFrom, int 
             {
                 lAppend(lAt - lUnit * lCrs, "\r");
             }
-            lAppend(lAt, lChar.mText.empty() ? "\uFFFD" : lChar.mText);
-            lLine.mIsMalformed = lLine.mIsMalformed || lChar.mText.empty();
+            lAppend(lAt, lChar);
+            lLine.mIsMalformed = lLine.mIsMalformed || lIsFault;
         }
         lAt = lBehind;
     }

@@ -1,0 +1,78 @@
+/// Text on its way into a file, in any of the encodings. Layer: internal, text files.
+#ifndef UTL_LINE_OUTPUT_H
+#define UTL_LINE_OUTPUT_H
+
+#include "UtlCheckedText.h"
+#include "UtlLines.h"
+#include "internal/file/UtlTextReader.h"
+
+namespace utl::internal
+{
+
+/// Encodes texts one behind the other and hands them on in pieces of whole characters, in one if they fit the buffer.
+class LineOutput
+{
+public:
+    static constexpr unsigned int CAPACITY = FILE_TEXT_CHUNK_MAX;
+
+    /// nTextType: FILE_TEXT_..., not checked.
+    explicit LineOutput(int nTextType)
+        : mTextType(nTextType)
+    {
+        mOptions.mOnMalformed = mOptions.mOnNoCode = OnFault::REPLACE;
+        mOptions.mReplacement = nTextType == FILE_TEXT_SJIS ? "\u203B" : "\uFFFD";
+    }
+
+    /// nSink: takes a pointer and a size, and gives false to end it. Nothing is handed on of empty texts.
+    template <class Sink>
+    LineWritten write(std::string_view nText, std::string_view nEol, Sink nSink)
+    {
+        if (static_cast<unsigned int>(mTextType) > FILE_TEXT_UTF16_LE || !put(nText, nSink) || !put(nEol, nSink) ||
+            (mUsed != 0 && !nSink(mBytes, mUsed)))
+        {
+            return LineWritten::FAILED;
+        }
+        return mFaults != 0 ? LineWritten::REPLACED : LineWritten::DONE;
+    }
+
+    /// Bytes that write() would hand on.
+    std::size_t sizeOf(std::string_view nText, std::string_view nEol) const
+    {
+        Encoding const lTo = encodingOf(mTextType);
+        return convertText(lTo, nullptr, 0, Encoding::UTF8, nText, mOptions).mWritten +
+               convertText(lTo, nullptr, 0, Encoding::UTF8, nEol, mOptions).mWritten;
+    }
+
+private:
+    template <class Sink>
+    bool put(std::string_view nText, Sink& nSink)
+    {
+        for (;;)
+        {
+            TextResult const lDone =
+                convertText(encodingOf(mTextType), mBytes + mUsed, CAPACITY - mUsed, Encoding::UTF8, nText, mOptions);
+            mUsed += static_cast<unsigned int>(lDone.mWritten);
+            mFaults += lDone.mFaults;
+            if (lDone.mStop == TextStop::END)
+            {
+                return true;
+            }
+            nText.remove_prefix(lDone.mConsumed); // there was no room for more
+            if (!nSink(mBytes, mUsed))
+            {
+                return false;
+            }
+            mUsed = 0;
+        }
+    }
+
+    int const mTextType;
+    TextOptions mOptions;
+    std::size_t mFaults = 0;
+    unsigned int mUsed = 0;
+    unsigned char mBytes[CAPACITY]; // not cleared
+};
+
+} // namespace utl::internal
+
+#endif

@@ -4,6 +4,12 @@ install(TARGETS utl EXPORT utlTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(FILES ${UTL_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/utl COMPONENT development)
 
+# Where gdb looks for what belongs to a library, if the prefix is /usr; otherwise: set auto-load safe-path, or source it.
+if(UTL_GDB_SCRIPT)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${UTL_GDB_SCRIPT} COMPONENT development
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR})
+endif()
+
 set(UTL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/utl)
 configure_package_config_file(cmake/utlConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/utlConfig.cmake
                               INSTALL_DESTINATION ${UTL_CMAKE_DIR})

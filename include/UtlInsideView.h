@@ -11,7 +11,7 @@ namespace utl
 ///
 ///     utl: threads of process 4711
 ///     thread 4713 "Reader": running, message 0x00000005 for 2350 ms, last report source/UtlFile read:210:1
-///     thread 4713 "Reader": accepted 812, delivered 800, erased 0, taken back 0, waiting 12 of at most 64; refused full 3,
+///     thread 4713 "Reader": accepted 812, delivered 800, erased 0, taken back 0, waiting 12, most 64; refused full 3,
 ///         too large 0, stopped 0; orphaned 0, interrupts 0, time-outs 7, lost 0; calls 807, the longest 20 ms for 0x00000005
 ///     thread 4713 "Reader": timers 2, 1 running, next due in 120 ms
 ///     thread 4713 "Reader": waits for 4714 "Writer" for 2350 ms, synchronous message 0x00000007
@@ -29,7 +29,7 @@ namespace utl
 /// Threads:  any; two dumps at once mix their lines.
 /// Signals:  yes, with any lock held by anybody. Takes no lock, allocates nothing, keeps errno.
 /// Forks:    the child shows its own threads.
-/// Blocking: for the descriptor, at most 100 ms in all.
+/// Blocking: for the descriptor, at most 100 ms before a line; after that for nothing.
 UTL_API unsigned int dump(int nFd);
 
 /// From now on the signal nSignal, SIGUSR1 perhaps, makes the process write a dump to nFd:

@@ -52,7 +52,8 @@ for lName in "$@"; do
     case $lName in
     demo) ;;
     reference) lWanted="$lWanted doxygen" ;;
-    dev | asan | tsan) lWanted="$lWanted pkg-config libgtest-dev" ;;
+    dev) lWanted="$lWanted pkg-config libgtest-dev gdb" ;;
+    asan | tsan) lWanted="$lWanted pkg-config libgtest-dev" ;;
     release) lWanted="$lWanted pkg-config libgtest-dev libbenchmark-dev" ;;
     clang | fuzz)
         known clang

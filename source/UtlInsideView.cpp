@@ -280,10 +280,9 @@ bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
 
 void writeBooks(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
 {
-    static char const* const NAMES[] = {"accepted ",  ", delivered ", ", erased ",       ", taken back ",
-                                        ", waiting ", " of at most ", "; refused full ", ", too large ",
-                                        ", stopped ", "; orphaned ",  ", interrupts ",   ", time-outs ",
-                                        ", lost ",    "; calls "};
+    static char const* const NAMES[] = {
+        "accepted ",    ", delivered ", ", erased ",   ", taken back ", ", waiting ",   ", most ", "; refused full ",
+        ", too large ", ", stopped ",   "; orphaned ", ", interrupts ", ", time-outs ", ", lost ", "; calls "};
     Line lLine;
     addThread(lLine, nImage).text(nLoop.mIsWhole ? "" : "about ");
     unsigned int lIndex = 0;

@@ -96,6 +96,16 @@ struct Pair
         EXPECT_EQ(0, mFirstThread.start(&mFirst, 0, 0, nullptr, 1, 0, NORMAL, 0));
         EXPECT_EQ(0, mSecondThread.start(&mSecond, 0, 0, nullptr, 1, 0, NORMAL, 0));
     }
+    ~Pair() // neither is destroyed while the other may be inside it
+    {
+        for (MsgDrivenThread* const lpThread : {&mSecondThread, &mFirstThread})
+        {
+            lpThread->stop(1, 0);
+            lpThread->leaveManagement();
+        }
+    }
+    Pair(Pair const&) = delete;
+    Pair& operator=(Pair const&) = delete;
 
     Recorder mFirst;
     Recorder mSecond;

@@ -118,7 +118,7 @@ private:
             "(, last report (source/Utl[A-Za-z]+|include/Utl[A-Za-z]+|[A-Za-z/._]*) [A-Za-z~()]*:[0-9]{1,4}:[0-2])?"
             "|thread [0-9]+ \"[A-Za-z ]*\": (about )?accepted ([0-9]+), delivered ([0-9]+), erased ([0-9]+), taken "
             "back "
-            "([0-9]+), waiting ([0-9]+) of at most [0-9]+; refused full [0-9]+, too large [0-9]+, stopped [0-9]+; "
+            "([0-9]+), waiting ([0-9]+), most [0-9]+; refused full [0-9]+, too large [0-9]+, stopped [0-9]+; "
             "orphaned [0-9]+, interrupts [0-9]+, time-outs [0-9]+, lost [0-9]+; calls [0-9]+"
             "(, the longest [0-9]{1,6} ms for 0x[0-9a-f]{8})?"
             "|thread [0-9]+ \"[A-Za-z ]*\": timers [0-9]{1,3}, [0-9]{1,3} running"

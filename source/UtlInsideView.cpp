@@ -137,6 +137,11 @@ struct Image
     int mWaitsFor; // a thread's id, or 0
 };
 
+bool isLimited(Image const& nImage)
+{
+    return (nImage.mWait[0] & ThreadSlot::WAIT_LIMITED) != 0;
+}
+
 bool isInUse(std::uint32_t nClaim)
 {
     return (nClaim & 3U) == ThreadSlot::USE_THREAD;
@@ -317,10 +322,9 @@ void writeTimers(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
 
 void writeWait(Lines& nLines, Image const& nImage)
 {
-    static char const* const WAITS[] = {
-        "",          ", synchronous message ", ", interrupt ",           ", a request to it",
-        ", its end", ", a lock that it holds", ", its end, with a limit"};
-    SlotWord const lKind = nImage.mWait[0];
+    static char const* const WAITS[] = {"",          ", synchronous message ", ", interrupt ", ", a request to it",
+                                        ", its end", ", a lock that it holds"};
+    SlotWord const lKind = nImage.mWait[0] & ThreadSlot::WAIT_KINDS;
     if (lKind == ThreadSlot::WAIT_NONE || lKind >= sizeof(WAITS) / sizeof(WAITS[0]))
     {
         return;
@@ -342,6 +346,7 @@ void writeWait(Lines& nLines, Image const& nImage)
     {
         lLine.hex(static_cast<std::uint32_t>(nImage.mWait[2]));
     }
+    lLine.text(isLimited(nImage) ? ", with a limit" : "");
     nLines.write(lLine);
 }
 
@@ -364,7 +369,7 @@ Walk walkFrom(unsigned int nIndex, Line* npLine)
         Image lImage;
         bool lIsWhole = false;
         if (!readSlot(gThreadSlots[lIndex], &lImage, &lIsWhole) || !lIsWhole || lImage.mWaitsFor == 0 ||
-            lImage.mWait[0] == ThreadSlot::WAIT_END_LIMITED)
+            isLimited(lImage))
         {
             return lWalk;
         }

@@ -133,6 +133,8 @@ Send MsgDrivenThread::trySend(Msg const& nMsg,
         return hasDone(STAGE_STARTED) ? Send::STOPPED : Send::NOT_STARTED;
     }
     // As lock(), but with a limit. The other sender may have to wait for a listener.
+    WaitShown const lShown(internal::waitWithin(ThreadSlot::WAIT_SYNC_MSG, nLimitMs), static_cast<SlotWord>(getId()),
+                           nMsg.mMsgId);
     long long const lFromNs = internal::monotonicNs();
     unsigned int lLeftMs = nLimitMs;
     while (!mpImpl->mSync.mSyncObject.tryLock())

@@ -163,7 +163,8 @@ int Thread::waitTo(int nStage, unsigned int nTimeoutMs)
 
 int Thread::awaitEndEvent(unsigned int nTimeoutMs) const
 {
-    internal::WaitShown const lShown(internal::endWithin(nTimeoutMs), static_cast<internal::SlotWord>(getId()));
+    internal::WaitShown const lShown(internal::waitWithin(internal::ThreadSlot::WAIT_END, nTimeoutMs),
+                                     static_cast<internal::SlotWord>(getId()));
     return mpEndEvent->waitUntilOn(nTimeoutMs);
 }
 

@@ -661,7 +661,8 @@ int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 {
     // A share of its own: the entry may go while we wait.
     SmartPointer<Event> const lpStopEvent = stopEventOf(nId);
-    internal::WaitShown const lShown(internal::endWithin(nTimeoutMs), static_cast<internal::SlotWord>(nId));
+    internal::WaitShown const lShown(internal::waitWithin(internal::ThreadSlot::WAIT_END, nTimeoutMs),
+                                     static_cast<internal::SlotWord>(nId));
     return lpStopEvent.get() != nullptr ? lpStopEvent->waitUntilOn(nTimeoutMs) : -1;
 }
 

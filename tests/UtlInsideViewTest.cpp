@@ -4,6 +4,7 @@
 #include "UtlThreadManager.h"
 #include "internal/base/UtlThreadSlots.h"
 #include "support/MsgThread.h"
+#include "support/Pattern.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <regex>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -67,7 +67,7 @@ bool waitForLine(std::string const& nPattern)
         [&]
         {
             lLast = dumped();
-            return std::regex_search(lLast, std::regex(nPattern));
+            return Pattern(nPattern).finds(lLast);
         });
     EXPECT_TRUE(lIsThere) << nPattern << " is not in:\n" << lLast;
     return lIsThere;

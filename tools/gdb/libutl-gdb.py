@@ -169,8 +169,8 @@ def order():
 
 MAGIC = b"utl thread slot\0"
 STAGES = ["starting", "running", "stopping", "done"]
-WAITS = ["", ", synchronous message ", ", interrupt ", ", a request to it", ", its end", ", a lock that it holds",
-         ", its end, with a limit"]
+WAITS = ["", ", synchronous message ", ", interrupt ", ", a request to it", ", its end", ", a lock that it holds"]
+LIMITED = 16
 BOOKS = ["accepted ", ", delivered ", ", erased ", ", taken back ", ", waiting ", ", most ", "; refused full ",
          ", too large ", ", stopped ", "; orphaned ", ", interrupts ", ", time-outs ", ", lost ", "; calls "]
 
@@ -310,11 +310,12 @@ class Threads:
             yield f"timers {timers[0]}, {timers[1]} running{due if timers[1] else ''}"
 
     def waiting(self, slot):
-        kind = slot.wait[0]
+        kind = slot.wait[0] % LIMITED
         whom = self.title(slot.waits_for) if slot.waits_for else "a lock"
         text = f"waits for {whom} for {milliseconds(self.now - slot.wait[3])}"
         text += WAITS[kind] if slot.waits_for else ""
-        return text + (f"{slot.wait[2] & 0xFFFFFFFF:#010x}" if kind in (1, 2) else "")
+        text += f"{slot.wait[2] & 0xFFFFFFFF:#010x}" if kind in (1, 2) else ""
+        return text + (", with a limit" if slot.wait[0] >= LIMITED else "")
 
     def circles(self):
         told = set()
@@ -322,7 +323,7 @@ class Threads:
             way, number = [], slot.number
             while number in self.by_number and number not in way:
                 way.append(number)
-                number = 0 if self.by_number[number].wait[0] == 6 else self.by_number[number].waits_for
+                number = 0 if self.by_number[number].wait[0] >= LIMITED else self.by_number[number].waits_for
             if way and number == way[0] and not told & set(way):
                 told |= set(way)
                 yield " waits for ".join(self.title(one) for one in way + way[:1])

@@ -181,12 +181,13 @@ struct alignas(64) ThreadSlot
     enum Wait : SlotWord
     {
         WAIT_NONE = 0,
-        WAIT_SYNC_MSG = 1,   // whom: a thread's id; what: the message's
-        WAIT_INTERRUPT = 2,  // the same
-        WAIT_REQUEST = 3,    // whom: a thread's id. A search, an erasure, a timer's start or stop
-        WAIT_END = 4,        // whom: a thread's id
-        WAIT_LOCK = 5,       // whom: the pthread_mutex_t
-        WAIT_END_LIMITED = 6 // as WAIT_END, but not for ever
+        WAIT_SYNC_MSG = 1,  // whom: a thread's id; what: the message's
+        WAIT_INTERRUPT = 2, // the same
+        WAIT_REQUEST = 3,   // whom: a thread's id. A search, an erasure, a timer's start or stop
+        WAIT_END = 4,       // whom: a thread's id
+        WAIT_LOCK = 5,      // whom: the pthread_mutex_t
+        WAIT_LIMITED = 16,  // added to one of these: not for ever
+        WAIT_KINDS = WAIT_LIMITED - 1
     };
 
     static constexpr unsigned int NAME_SIZE = 32; // the terminator included
@@ -273,10 +274,10 @@ inline void showWork(ThreadSlot::Work nWork, int nId, std::uint32_t nSince)
     }
 }
 
-/// The wait for a thread's end within a limit; 0: without.
-inline ThreadSlot::Wait endWithin(unsigned int nLimitMs)
+/// A wait of this kind within a limit; 0: without.
+inline ThreadSlot::Wait waitWithin(ThreadSlot::Wait nWait, unsigned int nLimitMs)
 {
-    return nLimitMs == 0 ? ThreadSlot::WAIT_END : ThreadSlot::WAIT_END_LIMITED;
+    return static_cast<ThreadSlot::Wait>(nLimitMs == 0 ? nWait : nWait | ThreadSlot::WAIT_LIMITED);
 }
 
 /// Shows whom the calling thread waits for, for a scope. What it waited for before is shown again afterwards.

@@ -47,6 +47,21 @@ UTL_API unsigned int dump(int nFd);
 /// Blocking: never.
 UTL_API bool installDumpSignal(int nSignal, int nFd);
 
+/// Writes the books of all message threads and shared timers that run, as Ledger (UtlLedger.h) tells them, in the text
+/// format that a Prometheus server collects; how it gets there is the application's business.
+///
+///     utl_messages_accepted_total{thread="Reader",id="4713"} 812
+///
+/// Counts are modulo 2^32, which such a server takes for a start from 0. Each number is of the moment at which it is read.
+/// npBuffer: gets nSize bytes at most, the terminator included; null: nothing.
+/// Result:   the bytes that the text takes, the terminator included, 16 KB for ten threads. If they are more than nSize, the
+///           buffer holds an empty text, and the next call may need more again, by a thread that came meanwhile.
+/// Threads:  any.
+/// Signals:  no.
+/// Forks:    the child shows its own threads.
+/// Blocking: never. No lock, no memory.
+UTL_API unsigned int printMetrics(char* npBuffer, unsigned int nSize);
+
 } // namespace utl
 
 #endif

@@ -1,8 +1,8 @@
 // A look inside the running process. All of the dump runs in signal handlers, too.
 #include "UtlInsideView.h"
 
+#include "internal/base/UtlSlotImage.h"
 #include "internal/base/UtlSystemCalls.h"
-#include "internal/base/UtlThreadSlots.h"
 
 #include <cerrno>
 #include <cstring>
@@ -15,16 +15,19 @@ namespace utl
 namespace
 {
 
+using internal::findSlot;
 using internal::gSystem;
 using internal::gThreadSlots;
-using internal::LoopView;
-using internal::readWait;
+using internal::LoopImage;
+using internal::MAX_TRIES;
+using internal::readLoop;
+using internal::readSlot;
 using internal::SLOT_COUNT;
+using internal::SlotImage;
 using internal::SlotWord;
 using internal::ThreadSlot;
 
 int const DESCRIPTOR_LIMIT_MS = 100;
-int const MAX_TRIES = 8;
 
 /// One line of text, cut if it becomes too long. What would end it, or is no text, becomes a question mark.
 class Line
@@ -120,76 +123,14 @@ private:
     unsigned int mDropped = 0;
 };
 
-/// What a slot said at one moment.
-struct Image
-{
-    using Identity = internal::TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words;
-
-    int id() const { return static_cast<int>(mIdentity[0]); }
-
-    std::uint32_t mClaim;
-    std::uint32_t mStage;
-    Identity mIdentity;
-    internal::TwoCopies<4>::Words mReport;
-    internal::TwoCopies<3>::Words mWork;
-    internal::TwoCopies<4>::Words mWait;
-    std::uint32_t mWaitGeneration;
-    int mWaitsFor; // a thread's id, or 0
-};
-
-bool isLimited(Image const& nImage)
-{
-    return (nImage.mWait[0] & ThreadSlot::WAIT_LIMITED) != 0;
-}
-
-bool isInUse(std::uint32_t nClaim)
-{
-    return (nClaim & 3U) == ThreadSlot::USE_THREAD;
-}
-
-/// Result: false if the slot is free. *npIsWhole: all was read.
-bool readSlot(ThreadSlot& nSlot, Image* npImage, bool* npIsWhole)
-{
-    *npIsWhole = false;
-    for (int lTry = 0; lTry < MAX_TRIES && !*npIsWhole; ++lTry)
-    {
-        Image& lImage = *npImage;
-        lImage.mClaim = nSlot.mClaim.load(std::memory_order_acquire);
-        if (!isInUse(lImage.mClaim))
-        {
-            return false;
-        }
-        lImage.mStage = nSlot.mStage.load(std::memory_order_acquire) & 7U;
-        *npIsWhole = nSlot.mIdentity.read(&lImage.mIdentity) && nSlot.mReport.read(&lImage.mReport) &&
-                     nSlot.mWork.read(&lImage.mWork) &&
-                     readWait(nSlot, &lImage.mWait, &lImage.mWaitsFor, &lImage.mWaitGeneration) &&
-                     nSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim;
-    }
-    return true;
-}
-
-/// Result: the slot's number; SLOT_COUNT for none.
-unsigned int findSlot(int nId, Image* npImage)
-{
-    for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)
-    {
-        bool lIsWhole = false;
-        if (readSlot(gThreadSlots[lIndex], npImage, &lIsWhole) && lIsWhole && npImage->id() == nId)
-        {
-            return lIndex;
-        }
-    }
-    return SLOT_COUNT;
-}
-
-Line& addThread(Line& nLine, int nId, Image::Identity const& nIdentity)
+Line& addThread(Line& nLine, int nId, SlotImage::Identity const& nIdentity)
 {
     char lName[ThreadSlot::NAME_SIZE];
     std::memcpy(lName, &nIdentity[2], sizeof(lName));
     return nLine.number(static_cast<std::uint32_t>(nId)).text(" \"").text(lName).text("\"");
 }
 
-Line& addThread(Line& nLine, Image const& nImage)
+Line& addThread(Line& nLine, SlotImage const& nImage)
 {
     return addThread(nLine.text("thread "), nImage.id(), nImage.mIdentity).text(": ");
 }
@@ -206,7 +147,7 @@ Line& addTime(Line& nLine, SlotWord nSince)
 
 // ---------------------------------------------------------------------------------------------- lines of a thread
 
-void writeWork(Lines& nLines, Image const& nImage)
+void writeWork(Lines& nLines, SlotImage const& nImage)
 {
     static char const* const STAGES[] = {"starting", "running", "stopping", "done"};
     Line lLine;
@@ -237,53 +178,7 @@ void writeWork(Lines& nLines, Image const& nImage)
     nLines.write(lLine);
 }
 
-using Counts = std::array<std::uint32_t, 6 + 7 + 3>; // as QueueCounts, LoopCounts and CallCounts have them
-
-/// What a loop shows, at one moment. The books are whole if they were the same twice, since they only grow.
-struct LoopImage
-{
-    internal::TwoCopies<3>::Words mTimers{};
-    Counts mCounts{};
-    bool mIsWhole = false;
-};
-
-Counts countsOf(LoopView const& nView)
-{
-    internal::QueueCounts const& lQueue = *nView.mpQueue;
-    internal::LoopCounts const& lLoop = *nView.mpLoop;
-    internal::CallCounts const& lCalls = *nView.mpCalls;
-    return {lQueue.mAccepted,      lQueue.mDelivered,   lQueue.mErased,     lQueue.mTakenBack,
-            lQueue.mWaiting,       lQueue.mMostWaiting, lLoop.mRefusedFull, lLoop.mRefusedTooLarge,
-            lLoop.mRefusedStopped, lLoop.mOrphaned,     lLoop.mInterrupts,  lLoop.mTimeouts,
-            lLoop.mTimeoutsLost,   lCalls.mCalls,       lCalls.mLongest,    lCalls.mLongestId};
-}
-
-void readBooks(LoopView const& nView, LoopImage* npLoop)
-{
-    npLoop->mCounts = countsOf(nView);
-    for (int lTry = 0; lTry < MAX_TRIES && !npLoop->mIsWhole; ++lTry)
-    {
-        internal::orderLoads();
-        Counts const lCounts = countsOf(nView);
-        npLoop->mIsWhole = lCounts == npLoop->mCounts;
-        npLoop->mCounts = lCounts;
-    }
-    Counts& lBooks = npLoop->mCounts;
-    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // what waits may be about to be counted
-}
-
-/// Result: false if the slot has no loop.
-bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
-{
-    nSlot.mReaders.fetch_add(1, std::memory_order_seq_cst); // from here on the view stays
-    LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
-    bool const lIsRead = lpView != nullptr && lpView->mTimers.read(&npLoop->mTimers);
-    lIsRead ? readBooks(*lpView, npLoop) : void();
-    nSlot.mReaders.fetch_sub(1, std::memory_order_release);
-    return lIsRead;
-}
-
-void writeBooks(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
+void writeBooks(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
 {
     static char const* const NAMES[] = {
         "accepted ",    ", delivered ", ", erased ",   ", taken back ", ", waiting ",   ", most ", "; refused full ",
@@ -302,7 +197,7 @@ void writeBooks(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
     nLines.write(lLine);
 }
 
-void writeTimers(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
+void writeTimers(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
 {
     auto const lNumber = [&](unsigned int nIndex) { return static_cast<std::uint32_t>(nLoop.mTimers[nIndex]); };
     if (lNumber(0) == 0)
@@ -320,7 +215,7 @@ void writeTimers(Lines& nLines, Image const& nImage, LoopImage const& nLoop)
     nLines.write(lLine);
 }
 
-void writeWait(Lines& nLines, Image const& nImage)
+void writeWait(Lines& nLines, SlotImage const& nImage)
 {
     static char const* const WAITS[] = {"",          ", synchronous message ", ", interrupt ", ", a request to it",
                                         ", its end", ", a lock that it holds"};
@@ -331,7 +226,7 @@ void writeWait(Lines& nLines, Image const& nImage)
     }
     Line lLine;
     addThread(lLine, nImage).text("waits for ");
-    Image lOther;
+    SlotImage lOther;
     if (nImage.mWaitsFor == 0)
     {
         addTime(lLine.text("a lock"), nImage.mWait[3]); // given up at this moment, or the platform does not tell whose
@@ -339,14 +234,14 @@ void writeWait(Lines& nLines, Image const& nImage)
     else
     {
         bool const lIsKnown = findSlot(nImage.mWaitsFor, &lOther) != SLOT_COUNT;
-        addThread(lLine, nImage.mWaitsFor, lIsKnown ? lOther.mIdentity : Image::Identity{});
+        addThread(lLine, nImage.mWaitsFor, lIsKnown ? lOther.mIdentity : SlotImage::Identity{});
         addTime(lLine, nImage.mWait[3]).text(WAITS[lKind]);
     }
     if (lKind == ThreadSlot::WAIT_SYNC_MSG || lKind == ThreadSlot::WAIT_INTERRUPT)
     {
         lLine.hex(static_cast<std::uint32_t>(nImage.mWait[2]));
     }
-    lLine.text(isLimited(nImage) ? ", with a limit" : "");
+    lLine.text(nImage.isLimited() ? ", with a limit" : "");
     nLines.write(lLine);
 }
 
@@ -366,10 +261,10 @@ Walk walkFrom(unsigned int nIndex, Line* npLine)
     unsigned int lIndex = nIndex;
     for (unsigned int lSteps = 0; lSteps < SLOT_COUNT && !lWalk.mIsCircle; ++lSteps)
     {
-        Image lImage;
+        SlotImage lImage;
         bool lIsWhole = false;
         if (!readSlot(gThreadSlots[lIndex], &lImage, &lIsWhole) || !lIsWhole || lImage.mWaitsFor == 0 ||
-            isLimited(lImage))
+            lImage.isLimited())
         {
             return lWalk;
         }
@@ -403,7 +298,7 @@ void writeCircle(Lines& nLines, unsigned int nIndex)
     Line lLine;
     lLine.text("deadlock: ");
     Walk const lSecond = walkFrom(nIndex, &lLine);
-    Image lImage;
+    SlotImage lImage;
     bool lIsWhole = false;
     if (lSecond.mIsCircle && lSecond.mHash == lFirst.mHash && readSlot(gThreadSlots[nIndex], &lImage, &lIsWhole))
     {
@@ -432,7 +327,7 @@ unsigned int dump(int nFd)
     unsigned int lPassedOver = 0;
     for (ThreadSlot& lSlot : gThreadSlots)
     {
-        Image lImage;
+        SlotImage lImage;
         bool lIsWhole = false;
         if (!readSlot(lSlot, &lImage, &lIsWhole))
         {

@@ -245,6 +245,29 @@ TEST(InsideView, TheWatchdogTakesTheSignalOfAMainThreadThatCannot)
     ::waitpid(lProcess, nullptr, 0);
 }
 
+TEST(InsideView, MetricsAreInTheFormatOfCollectors)
+{
+    Pair lPair;
+    lPair.mSecondThread.sendMsgSync(5);
+    lPair.mSecondThread.postMsg(NumberMsg(6));
+    lPair.mSecondThread.sendMsgSync(7);
+    unsigned int const lSize = printMetrics(nullptr, 0);
+    std::string lText(lSize, '?');
+    ASSERT_EQ(lSize, printMetrics(lText.data(), lSize));
+    std::string const lThread = "\\{thread=\"second \\\\\"\\\\n\",id=\"" + idOf(lPair.mSecondThread) + "\"";
+    std::string const lHead = "# HELP utl_messages_accepted_total [^\n]*\n# TYPE utl_messages_accepted_total counter\n";
+    for (std::string const& lPattern : std::vector<std::string>{
+             "^" + lHead + "utl_messages_accepted_total", "\nutl_messages_accepted_total" + lThread + "\\} 3\n",
+             "\nutl_messages_refused_total" + lThread + ",reason=\"too_large\"\\} 0\n",
+             "# TYPE utl_messages_waiting gauge\n", "\nutl_longest_call_seconds" + lThread + "\\} 0\\.0[0-9]{2}\n$"})
+    {
+        EXPECT_TRUE(Pattern(lPattern).finds(lText.c_str())) << lPattern << lText;
+    }
+    EXPECT_EQ('\0', lText[lSize - 1]);
+    EXPECT_EQ(lSize, printMetrics(lText.data(), lSize - 1)); // does not fit
+    EXPECT_EQ('\0', lText[0]);
+}
+
 /// One copy of the words would be torn in most reads.
 TEST(InsideView, WordsAreReadWhole)
 {

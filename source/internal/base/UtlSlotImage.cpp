@@ -1,0 +1,85 @@
+// What a slot, and the loop behind it, said at one moment.
+#include "internal/base/UtlSlotImage.h"
+
+namespace utl::internal
+{
+
+namespace
+{
+
+bool isInUse(std::uint32_t nClaim)
+{
+    return (nClaim & 3U) == ThreadSlot::USE_THREAD;
+}
+
+BookCounts countsOf(LoopView const& nView)
+{
+    QueueCounts const& lQueue = *nView.mpQueue;
+    LoopCounts const& lLoop = *nView.mpLoop;
+    CallCounts const& lCalls = *nView.mpCalls;
+    return {lQueue.mAccepted,      lQueue.mDelivered,   lQueue.mErased,     lQueue.mTakenBack,
+            lQueue.mWaiting,       lQueue.mMostWaiting, lLoop.mRefusedFull, lLoop.mRefusedTooLarge,
+            lLoop.mRefusedStopped, lLoop.mOrphaned,     lLoop.mInterrupts,  lLoop.mTimeouts,
+            lLoop.mTimeoutsLost,   lCalls.mCalls,       lCalls.mLongest,    lCalls.mLongestId};
+}
+
+void readBooks(LoopView const& nView, LoopImage* npLoop)
+{
+    npLoop->mCounts = countsOf(nView);
+    for (int lTry = 0; lTry < MAX_TRIES && !npLoop->mIsWhole; ++lTry)
+    {
+        orderLoads();
+        BookCounts const lCounts = countsOf(nView);
+        npLoop->mIsWhole = lCounts == npLoop->mCounts;
+        npLoop->mCounts = lCounts;
+    }
+    BookCounts& lBooks = npLoop->mCounts;
+    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // what waits may be about to be counted
+}
+
+} // namespace
+
+bool readSlot(ThreadSlot& nSlot, SlotImage* npImage, bool* npIsWhole)
+{
+    *npIsWhole = false;
+    for (int lTry = 0; lTry < MAX_TRIES && !*npIsWhole; ++lTry)
+    {
+        SlotImage& lImage = *npImage;
+        lImage.mClaim = nSlot.mClaim.load(std::memory_order_acquire);
+        if (!isInUse(lImage.mClaim))
+        {
+            return false;
+        }
+        lImage.mStage = nSlot.mStage.load(std::memory_order_acquire) & 7U;
+        *npIsWhole = nSlot.mIdentity.read(&lImage.mIdentity) && nSlot.mReport.read(&lImage.mReport) &&
+                     nSlot.mWork.read(&lImage.mWork) &&
+                     readWait(nSlot, &lImage.mWait, &lImage.mWaitsFor, &lImage.mWaitGeneration) &&
+                     nSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim;
+    }
+    return true;
+}
+
+unsigned int findSlot(int nId, SlotImage* npImage)
+{
+    for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)
+    {
+        bool lIsWhole = false;
+        if (readSlot(gThreadSlots[lIndex], npImage, &lIsWhole) && lIsWhole && npImage->id() == nId)
+        {
+            return lIndex;
+        }
+    }
+    return SLOT_COUNT;
+}
+
+bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
+{
+    nSlot.mReaders.fetch_add(1, std::memory_order_seq_cst); // from here on the view stays
+    LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
+    bool const lIsRead = lpView != nullptr && lpView->mTimers.read(&npLoop->mTimers);
+    lIsRead ? readBooks(*lpView, npLoop) : void();
+    nSlot.mReaders.fetch_sub(1, std::memory_order_release);
+    return lIsRead;
+}
+
+} // namespace utl::internal

@@ -1,0 +1,51 @@
+/// What a slot, and the loop behind it, said at one moment. Also in signal handlers. Layer: internal, lowest.
+#ifndef UTL_SLOT_IMAGE_H
+#define UTL_SLOT_IMAGE_H
+
+#include "internal/base/UtlThreadSlots.h"
+
+namespace utl::internal
+{
+
+inline constexpr int MAX_TRIES = 8;
+
+/// What a slot said at one moment.
+struct SlotImage
+{
+    using Identity = TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words;
+
+    int id() const { return static_cast<int>(mIdentity[0]); }
+    bool isLimited() const { return (mWait[0] & ThreadSlot::WAIT_LIMITED) != 0; }
+
+    std::uint32_t mClaim;
+    std::uint32_t mStage;
+    Identity mIdentity;
+    TwoCopies<4>::Words mReport;
+    TwoCopies<3>::Words mWork;
+    TwoCopies<4>::Words mWait;
+    std::uint32_t mWaitGeneration;
+    int mWaitsFor; // a thread's id, or 0
+};
+
+using BookCounts = std::array<std::uint32_t, 6 + 7 + 3>; // as QueueCounts, LoopCounts and CallCounts have them
+
+/// What a loop shows, at one moment. The books are whole if they were the same twice, since they only grow.
+struct LoopImage
+{
+    TwoCopies<3>::Words mTimers{};
+    BookCounts mCounts{};
+    bool mIsWhole = false;
+};
+
+/// Result: false if the slot is free. *npIsWhole: all was read.
+bool readSlot(ThreadSlot& nSlot, SlotImage* npImage, bool* npIsWhole);
+
+/// Result: the slot's number; SLOT_COUNT for none.
+unsigned int findSlot(int nId, SlotImage* npImage);
+
+/// Result: false if the slot has no loop.
+bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop);
+
+} // namespace utl::internal
+
+#endif

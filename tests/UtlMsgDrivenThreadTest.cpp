@@ -226,7 +226,6 @@ TEST(MsgDrivenThread, StopReleasesEveryoneWhoWaits)
 // Each system call on the road fails: the documented line and result, and if there is a next call, it works.
 TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's timer is not to meet the faults
     LogCapture lLog;
     TestThread lThread;
     std::function<bool()> const SENDS[] = {
@@ -269,7 +268,6 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
 // A write that reports an error, though the loop has woken meanwhile and has served the record.
 TEST(MsgDrivenThread, FailedWriteOfAServedRecordIsNoFailure)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0);
     static TestThread* spThread;
     QuietLog const lQuiet;
     TestThread lThread;
@@ -296,7 +294,6 @@ TEST(MsgDrivenThread, FailedWriteOfAServedRecordIsNoFailure)
 
 TEST(MsgDrivenThread, NothingIsWrittenToAnAwakeLoop)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0);
     TestThread lThread;
     ASSERT_TRUE(lThread.hold());
     FailNth<&SystemCalls::mWrite> const lFault(0, EIO);
@@ -314,7 +311,6 @@ TEST(MsgDrivenThread, NothingIsWrittenToAnAwakeLoop)
 
 TEST(MsgDrivenThread, StopComesThrough)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0);
     struct Row
     {
         char const* mpWhat;
@@ -368,7 +364,6 @@ TEST(MsgDrivenThread, ChildThatHoldsThePipeDelaysNoStop)
 // The loop has served the record, and ends, while its sender is still in write(): the pipe is not closed under him.
 TEST(MsgDrivenThread, PipeStaysUntilNobodyWrites)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0);
     static Gate* spEndWaits;
     static std::atomic<int> sWrites;
     static std::atomic<bool> sHasWritten;
@@ -406,7 +401,6 @@ TEST(MsgDrivenThread, PipeStaysUntilNobodyWrites)
 // A record without a slot is told, stays at the head, and is tried again with its like; nothing passes it.
 TEST(MsgDrivenThread, HeadThatCannotBeDispatchedIsTriedAgainWithItsLike)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0);
     LogCapture lLog;
     TestThread lThread;
     ASSERT_TRUE(Peer::sleeps(lThread));

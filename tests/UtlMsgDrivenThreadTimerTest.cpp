@@ -28,7 +28,6 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
     LogCapture lLog;
     failing<&SystemCalls::mSigaction>(EINVAL, [] { MsgDrivenThread(4, 4, "first", 1); });
     EXPECT_EQ(Lines{"<UTIL> ERR: MsgDrivenThread sigaction  errno:22"}, lLog.lines());
-    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's timer is not to meet the faults
     TestThread lThread;
     lLog.clear();
     {

@@ -73,6 +73,7 @@ public:
     explicit TestTimer(int nUseWatchdog = 0)
         : SharedTimer(nUseWatchdog, 60000, nullptr, 8, "under test")
     {
+        ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet the faults
     }
     ~TestTimer() override
     {
@@ -155,7 +156,6 @@ TEST(SharedTimer, KernelFailuresAreTold)
 // What cannot be written is taken back with its own waiter, and no other one.
 TEST(SharedTimer, RefusedStopLeavesWhoWaits)
 {
-    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet this
     QuietLog const lQuiet;
     TestTimer lTimer;
     int const lId = lTimer.run(nullptr, LONG_MS);

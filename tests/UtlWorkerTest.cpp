@@ -407,30 +407,17 @@ TEST(Worker, StressOfEverythingAtOnce)
         Worker lWorker(WorkerOptions("stressed").messages(8).timers(4));
         Inbox<int> const lInbox = lWorker.inbox<int>([&](int) { ++lRun; });
         ASSERT_EQ(Start::DONE, lWorker.start());
-        auto const lPost = [&]
-        {
-            for (int lIndex = 0; lIndex < 300; ++lIndex)
-            {
-                lAccepted += lInbox.post(lIndex) == Post::DONE ? 1 : 0;
-            }
-        };
-        auto const lCall = [&]
+        auto const lUse = [&]
         {
             for (int lIndex = 0; lIndex < 100; ++lIndex)
             {
-                lAccepted += lWorker.call(1ms, [&] { ++lRun; }) ? 1 : 0;
-            }
-        };
-        auto const lTime = [&]
-        {
-            for (int lIndex = 0; lIndex < 50; ++lIndex)
-            {
                 int lOwn = 0; // goes with the timer
-                WorkerTimer const lTimer = lWorker.every(1ms, [&] { ++lOwn; });
-                (void)lWorker.call(1s, [&] { ++lOwn; });
+                WorkerTimer const lTimer = lIndex % 4 == 0 ? lWorker.every(1ms, [&] { ++lOwn; }) : WorkerTimer();
+                lAccepted += lInbox.post(lIndex) == Post::DONE ? 1 : 0;
+                lAccepted += lWorker.call(lIndex % 2 == 0 ? 1ms : 1s, [&] { ++lRun; }) ? 1 : 0;
             }
         };
-        together(lPost, lPost, lCall, lCall, lTime, lTime);
+        together(lUse, lUse, lUse, lUse);
         if (lRound % 2 == 0)
         {
             lWorker.finish();
@@ -438,7 +425,7 @@ TEST(Worker, StressOfEverythingAtOnce)
         }
         else
         {
-            together(lPost, lCall, lTime, [&] { lWorker.stop(); });
+            together(lUse, lUse, [&] { lWorker.stop(); });
         }
     }
 }

@@ -2,6 +2,7 @@
 #ifndef UTL_TEST_MSG_THREAD_H
 #define UTL_TEST_MSG_THREAD_H
 
+#include "UtlThreadManager.h"
 #include "internal/message/UtlMsgDrivenThreadImpl.h"
 #include "support/Gate.h"
 
@@ -225,6 +226,7 @@ public:
     explicit Started(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4)
         : Holdable(nMaxMsgSize, nMaxMsgCount, "under test", nMaxTimerCount)
     {
+        ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet the faults
         mRecorder.on(HOLD, [this](int) { park(); });
         start(&mRecorder, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
     }

@@ -83,22 +83,12 @@ TEST(Timepiece, EarlierFieldsDecideTheOrder)
         ++lFields[lField];
         std::for_each(lFields.begin() + static_cast<int>(lField) + 1, lFields.end(), [](auto& nLater) { --nLater; });
         Time const lHigh = make(lFields);
-        EXPECT_GT(lHigh, lLow) << lField;
-        EXPECT_GE(lHigh, lLow) << lField;
-        EXPECT_NE(lHigh, lLow) << lField;
-        EXPECT_TRUE(lLow.isPastTime(lHigh)) << lField;
-        EXPECT_GE(lHigh, lLow) << lField;
-        EXPECT_GT(lHigh, lLow) << lField;
-        EXPECT_NE(lHigh, lLow) << lField;
-        EXPECT_FALSE(lHigh.isPastTime(lLow)) << lField;
-        EXPECT_LT(lLow, lHigh);
-        EXPECT_LE(lLow, lHigh);
-        EXPECT_EQ(lHigh, lHigh);
-        EXPECT_GE(lHigh, lHigh);
-        EXPECT_LE(lHigh, lHigh);
+        EXPECT_EQ("yyyy", said({lLow < lHigh, lLow <= lHigh, lLow != lHigh, lLow.isPastTime(lHigh)})) << lField;
+        EXPECT_EQ("nnnn", said({lLow > lHigh, lLow >= lHigh, lLow == lHigh, lHigh.isPastTime(lLow)})) << lField;
+        EXPECT_EQ("yynn", said({lHigh > lLow, lHigh >= lLow, lHigh < lLow, lHigh <= lLow})) << lField;
+        EXPECT_EQ("yynnn", said({lHigh == lHigh, lHigh <= lHigh, lHigh != lHigh, lHigh > lHigh, lHigh < lHigh}));
     }
-    EXPECT_GT(Time(), make({65534, 12, 31}));
-    EXPECT_EQ(Time(), Time());
+    EXPECT_EQ("yy", said({make({65534, 12, 31}) < Time(), Time() == Time()}));
 }
 
 /// Days since 1970 of the first of a month, by the C library.

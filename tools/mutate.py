@@ -1,22 +1,24 @@
 #!/usr/bin/env python3
 """Breaks the library in many small ways, one at a time, and tells which of them the tests notice.
 
-A mutation changes one place of one line by one of RULES. Which places are taken depends on the texts of the lines alone,
-so unchanged sources give the same mutations again. tests/mutations.txt says which programs test which sources. Only what
-contains the change is compiled. Each line of the output: the place, the rule, the changed line, and the first test,
-fuzz target or proof that noticed (with --all every test), or "missed"; separated by tabs.
+A mutation changes one place of one line by one of RULES. Which places are taken depends on the texts of the lines
+alone, so unchanged sources give the same mutations again. tests/mutations.txt says which programs test which sources.
+Only what contains the change is compiled. Each line of the output: the place, the rule, the changed line, and the first
+test, fuzz target or proof that noticed (with --all every test), or "missed"; separated by tabs.
 """
-import argparse, concurrent.futures, glob, hashlib, os, re, shutil, subprocess, sys, tempfile
+import argparse, glob, hashlib, os, re, shutil, subprocess, sys, tempfile
+from concurrent.futures import ThreadPoolExecutor
 
 RULES = [("equal", r" == ", " != "), ("unequal", r" != ", " == "), ("less", r" < ", " <= "), ("atMost", r" <= ", " < "),
          ("more", r" > ", " >= "), ("atLeast", r" >= ", " > "), ("plus", r" \+ ", " - "), ("minus", r" - ", " + "),
          ("and", r" && ", " || "), ("or", r" \|\| ", " && "), ("if", r"(\bif|\bwhile) \((.*)\)$", r"\1 (!(\2))"),
          ("true", r"\btrue\b", "false"), ("false", r"\bfalse\b", "true"), ("not", r"([ (])!(?=[a-z])", r"\1"),
-         ("zero", r"([ (])0\b(?![x.'])", r"\g<1>1"), ("one", r"([ (])1(U?)\b", r"\g<1>2\2"), ("up", r"\+\+(?=\w)", "--"),
-         ("count", r"\b([2-9]|[1-9][0-9]+)(U?)\b(?!\w)", r"(\1\2 + 1\2)"),
+         ("zero", r"([ (])0\b(?![x.'])", r"\g<1>1"), ("one", r"([ (])1(U?)\b", r"\g<1>2\2"),
+         ("up", r"\+\+(?=\w)", "--"), ("count", r"\b([2-9]|[1-9][0-9]+)(U?)\b(?!\w)", r"(\1\2 + 1\2)"),
          ("drop", r"^(\s+)(?!return|delete|else|case|using|throw)[a-zA-Z:>.()-]+(\(.*\)| \+?-?\|?&?= .*);$", r"\1;"),
          ("result", r"\breturn (?!true|false|\*this|0;)(\w[^;?]*);", r"return decltype(\1){};")]
-SKIP = re.compile(r"^\s*(//|#|static_assert|using |template|enum|namespace|[}{]|friend)|UTL_API|operator|constexpr|= default")
+SKIP = re.compile(r"^\s*(//|#|static_assert|using |template|enum|namespace|[}{]|friend)|UTL_API|operator|"
+                  r"constexpr|= default")
 FLAGS = "-std=c++17 -O0 -w -fPIC -pthread -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64".split()
 LIMIT = 15  # seconds for the tests of one program; a mutation that makes them hang is noticed
 
@@ -42,7 +44,7 @@ class House:
         found = [s for d in ("*Test", "fuzz/*Fuzz", "proof/*Proof") for s in glob.glob(f"{root}/tests/{d}.cpp")]
         self.programs = {os.path.basename(s)[:-4]: s for s in found}
         support = [f"{root}/tests/{s}.cpp" for s in ("support/Main", "support/LogCapture", "fuzz/replay")]
-        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        with ThreadPoolExecutor(jobs) as pool:
             assert all(pool.map(self.compile, self.library + found + support)), "does not compile"
         self.uses = {s: open(self.object(s)[:-2] + ".d").read().split() for s in self.library + found}
         run(["ar", "rcs", f"{work}/lib.a"] + [self.object(s) for s in self.library])
@@ -52,31 +54,30 @@ class House:
 
     def compile(self, source, folder=None, first=()):
         maps = [f"-ffile-prefix-map={tree}/=" for tree in (self.root, f"{folder}/tree")]  # diagnostics name the file
-        out = self.object(source, folder)
-        return run(["g++", *first, *maps, *self.flags, "-MMD", "-c", source, "-o", out], 120).returncode == 0
+        return run(["g++", *first, *maps, *self.flags, "-MMD", "-c", source, "-o", self.object(source, folder)],
+                   120).returncode == 0
 
     def link(self, name, changed, folder):
         """What was changed comes first, so that its inline functions are those of the program."""
-        mine = [p for p in changed if os.path.basename(p)[:-2] not in self.programs or p.endswith(f"/{name}.o")]
-        own = self.object(self.programs[name])
-        mine += [own] * (f"{folder}/{name}.o" not in mine or folder == self.work)
+        parts = [p for p in changed if os.path.basename(p)[:-2] not in self.programs or p == f"{folder}/{name}.o"]
+        parts += [self.object(self.programs[name])] * (f"{folder}/{name}.o" not in changed)
         more = {"Fuzz": ["replay"], "Test": ["Main", "LogCapture"], "roof": ["LogCapture"]}[name[-4:]]
-        return run(["g++", "-fuse-ld=gold", "-pthread", "-o", f"{folder}/{name}", *mine,
-                    *(f"{self.work}/{m}.o" for m in more), f"{self.work}/lib.a", "-lgtest", "-lrt"], 120).returncode == 0
+        parts += [f"{self.work}/{m}.o" for m in more] + [f"{self.work}/lib.a", "-lgtest", "-lrt"]
+        return run(["g++", "-fuse-ld=gold", "-pthread", "-o", f"{folder}/{name}", *parts], 120).returncode == 0
 
     def failures(self, name, folder, every):
         """The tests of the program that fail; of a proof or a fuzz target, the program itself."""
-        path = f"{folder}/{name}"
+        path, apart, found = f"{folder}/{name}", self.apart.get(name, []), []
         if not name.endswith("Test"):
+            inputs = ["8000" if re.match("Bit|Http|Line", name) else "60000"] * name.endswith("Fuzz")
             seeds = glob.glob(f"{self.root}/tests/fuzz/seeds/{name}/*")
-            return [name] * (run([path] + ["8000", *seeds] * name.endswith("Fuzz"), 4 * LIMIT, folder).returncode != 0)
-        apart, found = self.apart.get(name, []), []
+            return [name] * (run([path, *inputs, *seeds], 4 * LIMIT, folder).returncode != 0)
         seen = list(apart)
         for _ in range(4 if every else 1):  # again, after a crash, for the tests behind it
             done = run([path, "--gtest_filter=-" + ":".join(seen)] + ["--gtest_fail_fast"] * (not every), folder=folder)
             began = re.findall(r"^\[ RUN +\] (\S+)", done.stdout, re.M)
-            failed = re.findall(r"^\[  FAILED  \] ([^\s,]+)(?:, where.*)? \(\d+ ms\)", done.stdout, re.M)
-            found += failed + [t for t in began if t not in failed + re.findall(r"^\[ +OK \] (\S+)", done.stdout, re.M)]
+            ended = re.findall(r"^\[ +(?:OK|SKIPPED) +\] (\S+)", done.stdout, re.M)
+            found += [t for t in began if t not in ended]
             seen += began
             if done.returncode in (0, 1) or not began:
                 break
@@ -121,16 +122,33 @@ class House:
 
 def mutations(path, root):
     """All of the file, in an order that depends on its lines alone."""
-    out = []
+    out, place = [], os.path.relpath(path, root)
     for number, line in enumerate(open(path).read().split("\n")):
         text = re.sub(r"\s*///?.*$", "", line)
         for name, pattern, better in RULES if not SKIP.search(text) else []:
             for found in re.finditer(pattern, text):
                 if text[:found.start()].count('"') % 2 == 0:
                     changed = text[:found.start()] + found.expand(better) + text[found.end():]
-                    key = f"{os.path.relpath(path, root)}|{name}|{text}|{changed}"
-                    out.append((hashlib.sha1(key.encode()).hexdigest(), path, number, name, changed))
+                    key = hashlib.sha1(f"{place}|{name}|{text}|{changed}".encode()).hexdigest()
+                    out.append((key, path, number, (place, name, changed)))
     return sorted(out)
+
+
+def trial(house, every, count, given):
+    """By rounds, one mutation of each source: what is cut short has seen something of everything."""
+    share, caught, tried = count / sum(len(m) for m in every.values()), 0, 0
+    left = {s: max(2, round(share * len(m))) for s, m in every.items()}
+    while any(left[s] and every[s] for s in every):
+        turn = [every[s].pop(0) for s in every if left[s] and every[s]]
+        with ThreadPoolExecutor(given.jobs) as pool:
+            answers = pool.map(lambda m: house.attempt(m[1], m[2], m[3][2], given.all), turn)
+            for (_, path, number, (place, rule, changed)), who in zip(turn, answers):
+                if who is not None:
+                    left[path], tried, caught = left[path] - 1, tried + 1, caught + bool(who)
+                    noticed = " ".join(dict.fromkeys(who)) or "missed"
+                    print(f"{place}:{number + 1}", rule, changed.strip(), noticed, sep="\t", flush=True)
+    print(f"{caught} of {tried} mutations noticed", file=sys.stderr)
+    return caught == tried
 
 
 def main():
@@ -142,42 +160,21 @@ def main():
     parser.add_argument("--jobs", type=int, default=1)
     parser.add_argument("--root", default=os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
     given = parser.parse_args()
-    known = None
-    if given.again:
-        known = {(l[0].split(":")[0], l[1], l[2]) for l in (line.rstrip("\n").split("\t") for line in open(given.again))
-                 if l[3] != "missed"}
     work = tempfile.mkdtemp(prefix="mutate.")
     try:
         house = House(os.path.abspath(given.root), work, given.jobs)
-        headers = glob.glob(f"{house.root}/source/internal/**/*.h", recursive=True) + glob.glob(f"{house.root}/include/*.h")
-        sources = sorted(s for s in house.library + headers if re.search(given.family, s) and house.tests(s))
-        for name in sorted({p for s in sources for p in house.tests(s)}):
+        sources = [s for d in ("source", "include") for s in glob.glob(f"{house.root}/{d}/**/*.*", recursive=True)]
+        every = {s: mutations(s, house.root) for s in sorted(sources) if re.search(given.family, s) and house.tests(s)}
+        if given.again:
+            rows = [line.rstrip("\n").split("\t") for line in open(given.again)]
+            known = {(r[0].split(":")[0], r[1], r[2]) for r in rows if r[3] != "missed"}
+            every = {s: [m for m in found if (*m[3][:2], m[3][2].strip()) in known] for s, found in every.items()}
+        for name in sorted({p for s in every if every[s] for p in house.tests(s)}):
             house.check(name)
-        caught, tried = trial(house, sources, given, known)
-        print(f"{caught} of {tried} mutations noticed", file=sys.stderr)
-        sys.exit(1 if known and caught < tried else 0)
+        well = trial(house, every, sys.maxsize if given.again else given.count, given)
+        sys.exit(1 if given.again and not well else 0)
     finally:
         shutil.rmtree(work)
-
-
-def trial(house, sources, given, known):
-    """By rounds, one mutation of each source: what is cut short has seen something of everything."""
-    every = {s: mutations(s, house.root) for s in sources}
-    share = given.count / sum(len(m) for m in every.values())
-    left = {s: len(every[s]) if known else max(2, round(share * len(every[s]))) for s in sources}
-    caught = tried = 0
-    while any(left[s] and every[s] for s in sources):
-        turn = [every[s].pop(0) for s in sources if left[s] and every[s]]
-        turn = [m for m in turn if not known or (os.path.relpath(m[1], house.root), m[3], m[4].strip()) in known]
-        with concurrent.futures.ThreadPoolExecutor(given.jobs) as pool:
-            answers = pool.map(lambda m: house.attempt(m[1], m[2], m[4], given.all), turn)
-            for (_, path, number, rule, changed), who in zip(turn, answers):
-                if who is None:
-                    continue
-                left[path], tried, caught = left[path] - 1, tried + 1, caught + bool(who)
-                place = f"{os.path.relpath(path, house.root)}:{number + 1}"
-                print(place, rule, changed.strip(), " ".join(dict.fromkeys(who)) or "missed", sep="\t", flush=True)
-    return caught, tried
 
 
 if __name__ == "__main__":

@@ -408,31 +408,14 @@ struct Outcome
     int mCalls[CALL_COUNT] = {}; // of a run that counts
 };
 
-/// A scenario's results without a fault.
-struct Expectation
+/// The first result that is not as expected; MAX_RESULTS for none.
+unsigned int difference(Report const& nExpected, Report const& nReport)
 {
-    unsigned int mCount = 0;
-    long long mValues[Report::MAX_RESULTS] = {};
-
-    explicit Expectation(Report const& nReport)
-        : mCount(nReport.mCount)
-    {
-        std::copy(nReport.mValues, nReport.mValues + mCount, mValues);
-    }
-
-    /// The first that differs; MAX_RESULTS for none.
-    unsigned int difference(Report const& nReport) const
-    {
-        for (unsigned int lIndex = 0; lIndex < std::min(mCount, nReport.mCount); ++lIndex)
-        {
-            if (mValues[lIndex] != nReport.mValues[lIndex])
-            {
-                return lIndex;
-            }
-        }
-        return Report::MAX_RESULTS;
-    }
-};
+    unsigned int const lCount = std::min(nExpected.mCount, nReport.mCount);
+    auto const lPlace = std::mismatch(nReport.mValues, nReport.mValues + lCount, nExpected.mValues).first;
+    return lPlace != nReport.mValues + lCount ? static_cast<unsigned int>(lPlace - nReport.mValues)
+                                              : Report::MAX_RESULTS;
+}
 
 class Runner
 {
@@ -482,7 +465,7 @@ public:
     Outcome prove(Case const& nCase)
     {
         Outcome lOutcome;
-        Expectation const lExpected = nCase.mIsFresh ? Expectation(Report("")) : expectation(nCase.mScenario);
+        Report const lExpected = nCase.mIsFresh ? Report("") : expectation(nCase.mScenario);
         Holdings const lBefore = Holdings::now();
         Report lReport(CALLS[nCase.mCall].mpName);
         bool const lIsThrough = run(nCase, lReport, &lOutcome);
@@ -500,7 +483,7 @@ public:
     }
 
     /// Runs a scenario without a fault, twice: the first fills what is never given back.
-    Expectation const& expectation(int nScenario)
+    Report const& expectation(int nScenario)
     {
         auto lFound = mExpectations.find(nScenario);
         if (lFound == mExpectations.end())
@@ -513,7 +496,7 @@ public:
             run(lCase, lSecond, nullptr);
             complain(lOutcome, lSecond.mWrong);
             mFaults += lOutcome.mFaults;
-            lFound = mExpectations.emplace(nScenario, Expectation(lSecond)).first;
+            lFound = mExpectations.emplace(nScenario, lSecond).first;
         }
         return lFound->second;
     }
@@ -575,9 +558,9 @@ private:
         }
     }
 
-    static void label(Outcome& nOutcome, Report const& nReport, bool nIsThrough, Expectation const& nExpected)
+    static void label(Outcome& nOutcome, Report const& nReport, bool nIsThrough, Report const& nExpected)
     {
-        unsigned int const lDifference = nExpected.difference(nReport);
+        unsigned int const lDifference = difference(nExpected, nReport);
         if (!nIsThrough)
         {
             std::snprintf(nOutcome.mLabel, sizeof(nOutcome.mLabel), "exception");
@@ -595,7 +578,7 @@ private:
     }
 
     /// The next call works, and gives what it gave before there was a fault.
-    void checkAgain(Outcome& nOutcome, Case const& nCase, Expectation const& nExpected, std::string const& nName)
+    void checkAgain(Outcome& nOutcome, Case const& nCase, Report const& nExpected, std::string const& nName)
     {
         Holdings const lBefore = Holdings::now();
         Report lReport("");
@@ -609,7 +592,7 @@ private:
             return;
         }
         complain(nOutcome, lBefore.missing(Holdings::now()));
-        unsigned int const lDifference = nExpected.difference(lReport);
+        unsigned int const lDifference = difference(nExpected, lReport);
         if (lDifference != Report::MAX_RESULTS)
         {
             std::ostringstream lText;
@@ -619,7 +602,7 @@ private:
         }
     }
 
-    std::map<int, Expectation> mExpectations;
+    std::map<int, Report> mExpectations;
 };
 
 unsigned int const ALONE = utl::test::threadCount(); // at load: ourselves, and what a sanitizer keeps beside us

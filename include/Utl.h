@@ -27,6 +27,7 @@
 #include "UtlPair.h"
 #include "UtlQueue.h"
 #include "UtlRawMemory.h"
+#include "UtlRotatingLog.h"
 #include "UtlSharedTimer.h"
 #include "UtlSmartPointer.h"
 #include "UtlStatementInfo.h"

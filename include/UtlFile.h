@@ -214,10 +214,10 @@ public:
     /// Result: false for a destination that exists and is no directory, and for a locked source; true for equal paths.
     static bool move(char const* npSource, char const* npDestination);
 
-    /// Renames a file within one file system and puts it in the place of one that exists, in one step: nobody finds a part of
-    /// it, or none. Who has the old one open keeps that. Directories are not synced: see FileReplacement, which does all.
-    /// Result: false for a source that is no file or is locked, and for a destination that is a directory or that a writer
-    ///         holds; true for equal paths.
+    /// Renames a file within one file system and puts it in the place of one that exists, in one step: nobody finds a
+    /// part of it, or none. Who has the old one open keeps that. Directories are not synced: see FileReplacement.
+    /// Result: false for a source that is no file or is locked, and for a destination that is a directory or that a
+    ///         writer holds; true for equal paths.
     static bool replace(char const* npSource, char const* npDestination);
 
     /// Copies a file with its mode (see setModes()), or a directory with all below it; missing directories are created.
@@ -268,12 +268,12 @@ public:
     UTL_SHARP_EDGE("instead of FILE_OPEN_TRUNCATE open with FILE_OPEN_TOP, then resize(0)")
     bool open(int nOpenMode, int nAccessMode);
 
-    /// Makes the file, which must not exist, with exactly this mode, whatever setModes() and the umask say; then as open().
-    /// It never has more rights than that, not for a moment.
+    /// Makes the file, which must not exist, with exactly this mode, whatever setModes() and the umask say; then as
+    /// open(). It never has more rights than that, not for a moment.
     ///
     /// nAccessMode: FILE_ACCESS_WRITE or FILE_ACCESS_READ_WRITE. nMode: permissions, 07777 at most.
-    /// Result:      false, with nothing made but directories, for an object that is open, a path that exists, anything else
-    ///              in the arguments, and if the system refuses.
+    /// Result:      false, with nothing made but directories, for an object that is open, a path that exists, anything
+    ///              else in the arguments, and if the system refuses.
     bool create(int nAccessMode, int nMode);
 
     /// Lets go of the descriptor; the last of its copies syncs and closes it. Result: false if not open.

@@ -25,13 +25,14 @@ enum class [[nodiscard]] Replaced{
 ///         return true; // otherwise the old file stands
 ///     }
 ///
-/// Beside:  "<path>.<process>-<number>.new" in the same directory, locked. It goes with a failure, cancel(), or the end of
-///          this object; a process that is killed leaves it.
+/// Beside:  "<path>.<process>-<number>.new" in the same directory, locked. It goes with a failure, cancel(), or the end
+///          of this object; a process that is killed leaves it.
 /// Failure: one that write() told is remembered, and commit() then fails.
 /// Mode:    that of the old file, and as setModes() tells if there is none. An old file that is read-only is refused.
-/// Locks:   a writer who holds the old file makes commit() fail. Readers of it keep the old content as long as they have
-///          it open.
-/// Caution: the new file belongs to the user of this process, whoever owned the old one; check with stat() if that matters.
+/// Locks:   a writer who holds the old file makes commit() fail. Readers of it keep the old content as long as they
+///          have it open.
+/// Caution: the new file belongs to the user of this process, whoever owned the old one; check with stat() if that
+/// matters.
 /// Caution: other hard links of the old file keep the old content, and a symbolic link is itself replaced by the file;
 /// give the path that the link leads to.
 /// Threads: one at a time uses an object.
@@ -49,8 +50,8 @@ public:
 
     /// Makes the file beside, empty, and the directories that are missing.
     /// nMode: of the new file, up to 07777; -1 for that of the old one.
-    /// Result: false if it is open already, for a directory, a read-only file or a path that is too long by the ending, and
-    ///         if the system refuses.
+    /// Result: false if it is open already, for a directory, a read-only file or a path that is too long by the ending,
+    ///         and if the system refuses.
     bool open(int nMode = -1);
     bool isOpened() const; ///< There is a file beside.
 

@@ -53,9 +53,9 @@ struct Line
 ///
 /// Encoding:  a byte-order mark at the start of the file tells it, and otherwise the text type of the file, which stays
 ///            as it is. The mark is no text. Anywhere else U+FEFF is a character like others.
-/// Line ends: where File::readLine() finds them: LF, with all CR directly before it, and CR at the end of the file. Of a
-///            line in parts all CR before the LF are line end too. A stray lead byte of Shift-JIS does not take the LF
-///            behind it along, as it does there.
+/// Line ends: where File::readLine() finds them: LF, with all CR directly before it, and CR at the end of the file. Of
+///            a line in parts all CR before the LF are line end too. A stray lead byte of Shift-JIS does not take the
+///            LF behind it along, as it does there.
 /// Malformed: as in UtlCheckedText.h; an odd byte at the end of UTF-16 too. A NUL is text.
 /// Position:  the file stands behind the last Line that was given; before the loop, and between its steps, it may be
 ///            moved, read and written, and the next line is the one at its position. A second loop goes on where the
@@ -106,7 +106,8 @@ public:
     /// nFile: open for reading at the latest when the loop begins; must outlive this object. nCapacity: of the buffer,
     /// terminator included; below 5, which holds any character, the loop fails with EINVAL.
     explicit Lines(File& nFile, unsigned int nCapacity = LINE_CAPACITY);
-    /// The same with a buffer of the caller's, of nCapacity bytes, which must outlive this object; null fails with EINVAL.
+    /// The same with a buffer of the caller's, of nCapacity bytes, which must outlive this object; null fails with
+    /// EINVAL.
     Lines(File& nFile, char* npBuffer, unsigned int nCapacity);
     Lines(Lines const&) = delete;
     Lines& operator=(Lines const&) = delete;

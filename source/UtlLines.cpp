@@ -89,7 +89,7 @@ Line const* Lines::next()
     {
         return fail(errno);
     }
-    if (static_cast<unsigned int>(mTextType) > FILE_TEXT_UTF16_LE)
+    if (!internal::isTextType(mTextType))
     {
         return fail(EINVAL);
     }

@@ -597,6 +597,26 @@ inline void replacedFile(Report& nReport)
     nReport.must(entriesOf("d") == 3 || nReport.isFaulty("unlink"), "something is left over");
 }
 
+inline void rotatingLog(Report& nReport)
+{
+    {
+        RotatingLog lLog("d/l", FILE_TEXT_UTF8, 8, 1, 0640);
+        long long lLost = 0;
+        for (char const* const lpLine : {"one", "two", "three"})
+        {
+            lLost += nReport.is("write", static_cast<long long>(lLog.write(lpLine)), {0, 2}) == 2 ? 1 : 0;
+        }
+        nReport.must(static_cast<long long>(lLog.lostCount()) == lLost, "a wrong number of lost lines");
+        bool const lIsRotated = lLost != 0 || holds("d/l", "three\n");
+        nReport.must(lIsRotated || nReport.isFaulty("rename"), "not in a file of its own");
+        nReport.must(!lIsRotated || lLost != 0 || holds("d/l.1", "one\ntwo\n"), "the predecessor is wrong");
+        nReport.flag("rotate", lLog.rotate());
+        nReport.flag("sync", lLog.sync());
+    }
+    nReport.must(nReport.isFaulty("chmod") || nReport.isFaulty("stat") || Directory::isAsItWas(),
+                 "the directory's mode");
+}
+
 // ---------------------------------------------------------------------------------------------- the rest
 
 inline void logs(Report& nReport)
@@ -701,6 +721,7 @@ constexpr Scenario SCENARIOS[] = {
     {"text files", textFiles, USES_FILES},
     {"lines", lines, USES_FILES},
     {"replaced file", replacedFile, USES_FILES},
+    {"rotating log", rotatingLog, USES_FILES},
     {"log", logs, USES_FILES},
     {"pool", pools, USES_REGISTRY},
     {"memory account", memoryAccount, USES_FILES},

@@ -25,7 +25,8 @@ bool makeParents(char const* npPath);
 /// Writes all of it, in several goes if need be. Result: false if that failed; some of it may be written.
 bool writeAll(File& nFile, void const* npBytes, unsigned int nSize);
 
-/// Puts one file in the place of another, or of none, unless a writer holds that. Locks of the source are not looked at.
+/// Puts one file in the place of another, or of none, unless a writer holds that. Locks of the source are not looked
+/// at.
 /// Result: false with a message if the system refused, without one because of the writer; nothing has changed then.
 bool renameOver(char const* npSource, char const* npDestination);
 

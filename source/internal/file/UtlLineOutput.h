@@ -14,6 +14,7 @@ class LineOutput
 {
 public:
     static constexpr unsigned int CAPACITY = FILE_TEXT_CHUNK_MAX;
+    static constexpr unsigned int GROWTH_MAX = 3; // bytes for one of the text: a malformed one becomes U+FFFD
 
     /// nTextType: FILE_TEXT_..., not checked.
     explicit LineOutput(int nTextType)
@@ -27,8 +28,7 @@ public:
     template <class Sink>
     LineWritten write(std::string_view nText, std::string_view nEol, Sink nSink)
     {
-        if (static_cast<unsigned int>(mTextType) > FILE_TEXT_UTF16_LE || !put(nText, nSink) || !put(nEol, nSink) ||
-            (mUsed != 0 && !nSink(mBytes, mUsed)))
+        if (!isTextType(mTextType) || !put(nText, nSink) || !put(nEol, nSink) || (mUsed != 0 && !nSink(mBytes, mUsed)))
         {
             return LineWritten::FAILED;
         }
@@ -38,6 +38,10 @@ public:
     /// Bytes that write() would hand on.
     std::size_t sizeOf(std::string_view nText, std::string_view nEol) const
     {
+        if (!isTextType(mTextType))
+        {
+            return 0;
+        }
         Encoding const lTo = encodingOf(mTextType);
         return convertText(lTo, nullptr, 0, Encoding::UTF8, nText, mOptions).mWritten +
                convertText(lTo, nullptr, 0, Encoding::UTF8, nEol, mOptions).mWritten;

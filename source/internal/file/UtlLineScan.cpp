@@ -117,8 +117,8 @@ int LineScan::takeChars(LinePart& nPart)
     return lLeft;
 }
 
-/// Looks behind the CR at the position, or at none, for an LF or the end of the file, however far that is. Moves behind the
-/// line end, or stays and notes how far CR are text.
+/// Looks behind the CR at the position, or at none, for an LF or the end of the file, however far that is. Moves behind
+/// the line end, or stays and notes how far CR are text.
 /// Result: as takeChars().
 int LineScan::measureCrs(LinePart& nPart)
 {

@@ -23,8 +23,8 @@ struct LinePart
 class LineScan
 {
 public:
-    /// nTextType: one that there is. npText: room for nRoom bytes, 4 at least. nTextCrs: kept from call to call, CR that
-    /// are known to be text.
+    /// nTextType: one that there is. npText: room for nRoom bytes, 4 at least. nTextCrs: kept from call to call, CR
+    /// that are known to be text.
     LineScan(TextReader& nReader, int nTextType, char* npText, unsigned int nRoom, FileRange& nTextCrs)
         : mReader(nReader),
           mTextType(nTextType),

@@ -16,6 +16,11 @@ inline bool isUtf16(int nTextType)
     return nTextType == FILE_TEXT_UTF16_BE || nTextType == FILE_TEXT_UTF16_LE;
 }
 
+inline bool isTextType(int nTextType)
+{
+    return static_cast<unsigned int>(nTextType) <= FILE_TEXT_UTF16_LE;
+}
+
 /// nTextType: one that there is.
 inline Encoding encodingOf(int nTextType)
 {

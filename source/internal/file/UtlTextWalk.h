@@ -223,8 +223,8 @@ UsualLine usualConverted(unsigned char const* npFrom, unsigned char const* npEnd
     return {{npText, lLength, lLength + 1, lWalked - UNIT * lCrs}, lWalk.mpStop + UNIT};
 }
 
-/// The line from npFrom if it is usual: whole before npEnd, nothing malformed, no NUL, no byte-order mark but one in front
-/// of UTF-8 or, with IS_STRICT, anywhere in UTF-8.
+/// The line from npFrom if it is usual: whole before npEnd, nothing malformed, no NUL, no byte-order mark but one in
+/// front of UTF-8 or, with IS_STRICT, anywhere in UTF-8.
 /// npRoom: FileWindow::mText, for what has to be converted.
 template <bool IS_STRICT>
 UsualLine usualLine(int nTextType, unsigned char const* npFrom, unsigned char const* npEnd, char* npRoom)

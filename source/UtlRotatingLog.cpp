@@ -1,0 +1,360 @@
+// Lines to a file under a lock that lasts as long as the line, and the change of files.
+#include "UtlRotatingLog.h"
+
+#include "UtlApplog.h"
+#include "internal/base/UtlLogFileSink.h"
+#include "internal/file/UtlFileCalls.h"
+#include "internal/file/UtlLineOutput.h"
+#include "internal/file/UtlReadAhead.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+/// One call of gSystem between two reports of the watchdog.
+#define UTL_ROTATING_CALL(FUNCTION, CALL)                                                                              \
+    ::utl::internal::blockingCall("source/UtlRotatingLog", FUNCTION, __LINE__,                                         \
+                                  [&] { return ::utl::internal::gSystem.CALL; })
+
+namespace utl
+{
+
+namespace
+{
+
+using internal::gSystem;
+
+constexpr int TRIES_MAX = 1000; // for the lock of another writer, with a pause of a tenth of a millisecond between
+
+/// The path of an old file; 0 is the file itself. Result: false if it is too long.
+bool nameOf(char (&nName)[FILE_PATH_MAX], char const* npPath, unsigned int nNumber)
+{
+    int const lLength = nNumber == 0 ? std::snprintf(nName, sizeof(nName), "%s", npPath)
+                                     : std::snprintf(nName, sizeof(nName), "%s.%u", npPath, nNumber);
+    return lLength > 0 && lLength < static_cast<int>(sizeof(nName));
+}
+
+} // namespace
+
+RotatingLog::RotatingLog(char const* npPath, int nTextType, unsigned long long nMaxBytes, unsigned int nOldFiles,
+                         int nMode)
+    : mPath(internal::normalisedPath(npPath)),
+      mTextType(nTextType),
+      mMaxBytes(nMaxBytes),
+      mOldFiles(nOldFiles),
+      mMode(nMode)
+{
+}
+
+RotatingLog::~RotatingLog()
+{
+    SyncGuard const lGuard(mSyncObject);
+    syncLocked();
+    closeLocked();
+}
+
+// --- The file ---
+
+/// Opens the file, or makes it. Result: false with errno.
+bool RotatingLog::openLocked()
+{
+    constexpr int FLAGS = O_WRONLY | O_APPEND | O_NONBLOCK; // does not wait for the reader of a FIFO
+    char const* const lpPath = mPath.c_str();
+    closeLocked();
+    errno = EINVAL;
+    if (*lpPath == 0 || !internal::isValidPath(lpPath) || !internal::makeParents(lpPath))
+    {
+        return false;
+    }
+    internal::OpenParent const lParent(lpPath);
+    mForks = internal::gForks.load(std::memory_order_relaxed);
+    bool const lHasMode = mMode != -1 || internal::opensUp();
+    mode_t const lMode = mMode != -1 ? static_cast<mode_t>(mMode) : internal::opensUp() ? 0777 : 0666;
+    mHandle = UTL_ROTATING_CALL("open", mOpen(lpPath, FLAGS | O_CREAT | O_EXCL, lMode));
+    if (mHandle != -1)
+    {
+        return (!lHasMode || UTL_ROTATING_CALL("open", mChmod(lpPath, lMode)) == 0) && identifyLocked();
+    }
+    mHandle = errno == EEXIST ? UTL_ROTATING_CALL("open", mOpen(lpPath, FLAGS, 0)) : -1;
+    return mHandle != -1 && identifyLocked();
+}
+
+/// Notes which file is open. Result: false for one that is not to be written.
+bool RotatingLog::identifyLocked()
+{
+    struct stat lStat = {};
+    if (UTL_ROTATING_CALL("open", mFstat(mHandle, &lStat)) != 0)
+    {
+        return false;
+    }
+    mDevice = lStat.st_dev;
+    mInode = lStat.st_ino;
+    errno = EACCES;
+    return S_ISREG(lStat.st_mode) && (lStat.st_mode & S_IWUSR) != 0;
+}
+
+/// Whether the path still names the file that is open; if so, takes its size.
+bool RotatingLog::isCurrentLocked()
+{
+    struct stat lStat = {};
+    if (gSystem.mStat(mPath.c_str(), &lStat) != 0 || lStat.st_dev != mDevice || lStat.st_ino != mInode)
+    {
+        return false;
+    }
+    mSize = static_cast<unsigned long long>(lStat.st_size);
+    return true;
+}
+
+/// The lock of a writer, or beside readers that of a reader: what is appended in one go does not mix.
+bool RotatingLog::flockLocked()
+{
+    mIsAlone = gSystem.mFlock(mHandle, LOCK_EX | LOCK_NB) == 0;
+    return mIsAlone || gSystem.mFlock(mHandle, LOCK_SH | LOCK_NB) == 0;
+}
+
+/// Opens the file if need be and locks it. Result: false with errno.
+bool RotatingLog::acquireLocked()
+{
+    int const lTries = mIsFailing ? 2 : TRIES_MAX; // whoever is in the way is waited for once
+    for (int lTry = 0; lTry < lTries; ++lTry)
+    {
+        bool const lIsOpen = mHandle != -1 && mForks == internal::gForks.load(std::memory_order_relaxed);
+        if (!lIsOpen && !openLocked())
+        {
+            int const lError = errno;
+            closeLocked();
+            errno = lError;
+            return false;
+        }
+        if (!flockLocked())
+        {
+            internal::pauseBriefly();
+        }
+        else if (isCurrentLocked())
+        {
+            return true;
+        }
+        else
+        {
+            closeLocked(); // another writer has changed files, or somebody moved it
+        }
+    }
+    errno = EWOULDBLOCK;
+    return false;
+}
+
+bool RotatingLog::syncLocked()
+{
+    return mHandle == -1 || UTL_ROTATING_CALL("sync", mFsync(mHandle)) == 0;
+}
+
+void RotatingLog::closeLocked()
+{
+    if (mHandle != -1)
+    {
+        UTL_ROTATING_CALL("close", mClose(mHandle)); // and its lock goes
+        mHandle = -1;
+    }
+}
+
+// --- The change of files. The file is locked ---
+
+/// Moves the file and its predecessors on by one. Result: false with errno if the file itself stays.
+bool RotatingLog::renameLocked()
+{
+    internal::OpenParent const lParent(mPath.c_str());
+    char lOld[FILE_PATH_MAX];
+    char lNew[FILE_PATH_MAX];
+    errno = ENAMETOOLONG;
+    if (!nameOf(lNew, mPath.c_str(), mOldFiles))
+    {
+        return false;
+    }
+    if (mOldFiles == 0)
+    {
+        return UTL_ROTATING_CALL("rotate", mUnlink(lNew)) == 0;
+    }
+    bool lIsMoved = false;
+    for (unsigned int lNumber = mOldFiles; lNumber != 0; --lNumber)
+    {
+        nameOf(lOld, mPath.c_str(), lNumber - 1);
+        nameOf(lNew, mPath.c_str(), lNumber);
+        lIsMoved = UTL_ROTATING_CALL("rotate", mRename(lOld, lNew)) == 0; // some may not be there yet
+        if (!lIsMoved && errno != ENOENT)
+        {
+            break; // so that no other is written over
+        }
+    }
+    return lIsMoved;
+}
+
+/// Result: false with errno if no file is locked any more; a file that cannot be moved is written on.
+bool RotatingLog::rotateLocked()
+{
+    if (!renameLocked())
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "RotatingLog rename Failed. errno[%d] Path:%s", errno, mPath.c_str());
+        return true;
+    }
+    syncLocked();
+    closeLocked();
+    return acquireLocked();
+}
+
+// --- Lines ---
+
+bool RotatingLog::beginLocked(unsigned long long nSize)
+{
+    return acquireLocked() && (mSize == 0 || mSize + nSize <= mMaxBytes || rotateLocked());
+}
+
+/// Result: false with errno if not all could be written.
+bool RotatingLog::appendLocked(void const* npBytes, unsigned int nSize)
+{
+    char const* lpBytes = static_cast<char const*>(npBytes);
+    while (nSize != 0)
+    {
+        ssize_t const lCount =
+            internal::retryOnSignal([&] { return UTL_ROTATING_CALL("write", mWrite(mHandle, lpBytes, nSize)); });
+        if (lCount <= 0)
+        {
+            errno = lCount == 0 ? ENOSPC : errno;
+            return false;
+        }
+        lpBytes += lCount;
+        nSize -= static_cast<unsigned int>(lCount);
+    }
+    return true;
+}
+
+/// Takes out what is not whole, and unlocks. errno is kept.
+void RotatingLog::endLocked(bool nIsWhole)
+{
+    int const lError = errno;
+    if (mHandle != -1)
+    {
+        if (!nIsWhole && mIsAlone)
+        {
+            UTL_ROTATING_CALL("write", mFtruncate(mHandle, static_cast<off_t>(mSize)));
+        }
+        gSystem.mFlock(mHandle, LOCK_UN);
+    }
+    errno = lError;
+}
+
+void RotatingLog::noteLocked(bool nIsWritten, int nError)
+{
+    if (!nIsWritten && !mIsFailing)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "RotatingLog write Failed. errno[%d] Path:%s", nError, mPath.c_str());
+    }
+    if (nIsWritten && mIsFailing)
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_WARNING, "RotatingLog lines lost:%llu Path:%s", mLost, mPath.c_str());
+    }
+    mLost += nIsWritten ? 0 : 1;
+    mIsFailing = !nIsWritten;
+}
+
+LineWritten RotatingLog::write(std::string_view nText, std::string_view nEol)
+{
+    SyncGuard const lGuard(mSyncObject);
+    internal::LineOutput lOutput(mTextType);
+    bool const lFits =
+        (nText.size() + nEol.size()) * internal::LineOutput::GROWTH_MAX <= internal::LineOutput::CAPACITY;
+    unsigned long long const lSize = lFits ? 0 : lOutput.sizeOf(nText, nEol);
+    bool lIsBegun = false;
+    bool lIsLocked = false;
+    errno = EINVAL;
+    LineWritten const lWritten = lOutput.write(nText, nEol,
+                                               [&](void const* npBytes, unsigned int nSize) UTL_REQUIRES(mSyncObject)
+                                               {
+                                                   if (!lIsBegun)
+                                                   {
+                                                       lIsBegun = true;
+                                                       lIsLocked =
+                                                           beginLocked(std::max<unsigned long long>(lSize, nSize));
+                                                   }
+                                                   return lIsLocked && appendLocked(npBytes, nSize);
+                                               });
+    int const lError = errno;
+    bool const lIsWhole = lWritten != LineWritten::FAILED;
+    if (lIsLocked)
+    {
+        endLocked(lIsWhole);
+    }
+    noteLocked(lIsWhole, lError);
+    return lWritten;
+}
+
+bool RotatingLog::rotate()
+{
+    SyncGuard const lGuard(mSyncObject);
+    if (!acquireLocked())
+    {
+        return false;
+    }
+    unsigned long long const lInode = mInode;
+    bool const lIsEmpty = mSize == 0;
+    bool const lIsLocked = lIsEmpty || rotateLocked();
+    endLocked(true);
+    return lIsLocked && (lIsEmpty || mInode != lInode);
+}
+
+bool RotatingLog::sync()
+{
+    SyncGuard const lGuard(mSyncObject);
+    return syncLocked();
+}
+
+unsigned long long RotatingLog::lostCount() const
+{
+    SyncGuard const lGuard(mSyncObject);
+    return mLost;
+}
+
+} // namespace utl
+
+namespace
+{
+
+class RotatingSink final : public utl::internal::LogFileSink
+{
+public:
+    explicit RotatingSink(utl::RotatingLog& nLog)
+        : mLog(nLog)
+    {
+    }
+
+    void write(char const* npText) override
+    {
+        [[maybe_unused]] utl::LineWritten const lIgnored = mLog.write(npText, "");
+    }
+
+private:
+    utl::RotatingLog& mLog;
+};
+
+} // namespace
+
+void applog(int nType, int nLevel, utl::RotatingLog& nLog, char const* npFormat, ...)
+{
+    RotatingSink lSink(nLog);
+    va_list lArguments;
+    va_start(lArguments, npFormat);
+    utl::internal::writeLog(nType, nLevel, &lSink, npFormat, lArguments);
+    va_end(lArguments);
+}
+
+void rawlog(int nType, int nLevel, utl::RotatingLog& nLog, char const* npFormat, ...)
+{
+    RotatingSink lSink(nLog);
+    va_list lArguments;
+    va_start(lArguments, npFormat);
+    utl::internal::writeRawLog(nType, nLevel, &lSink, npFormat, lArguments);
+    va_end(lArguments);
+}

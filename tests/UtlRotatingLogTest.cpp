@@ -1,0 +1,156 @@
+#include "UtlRotatingLog.h"
+
+#include "UtlApplog.h"
+#include "support/LogCapture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace utl;
+using utl::test::LogCapture;
+
+namespace
+{
+
+// Each call that fails: see proof/FaultScenarios.h.
+class RotatingLogTest : public testing::Test
+{
+protected:
+    RotatingLogTest() { ::mkdtemp(mDirectory); }
+    ~RotatingLogTest() override { std::filesystem::remove_all(mDirectory); }
+
+    /// 0 for the file itself.
+    std::string path(unsigned int nNumber = 0) const
+    {
+        return std::string(mDirectory) + "/sub/log" + (nNumber == 0 ? "" : "." + std::to_string(nNumber));
+    }
+
+    std::vector<std::string> lines(unsigned int nNumber, int nTextType) const
+    {
+        std::vector<std::string> lTexts;
+        File lFile(path(nNumber).c_str(), nTextType);
+        EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ)) << nNumber;
+        for (Line const& lLine : Lines(lFile))
+        {
+            lTexts.emplace_back(lLine.mText);
+        }
+        return lTexts;
+    }
+
+    char mDirectory[24] = "/tmp/utlRotateXXXXXX";
+};
+
+TEST_F(RotatingLogTest, ChangesFilesBeforeTheyAreTooLong)
+{
+    for (int lTextType : {FILE_TEXT_SJIS, FILE_TEXT_UTF8, FILE_TEXT_UTF16_BE, FILE_TEXT_UTF16_LE})
+    {
+        RotatingLog lLog(path().c_str(), lTextType, 120, 2, 0640);
+        std::vector<std::string> lExpected;
+        for (int lLine = 0; lLine < 100; ++lLine)
+        {
+            lExpected.push_back("行" + std::to_string(lLine));
+            EXPECT_EQ(LineWritten::DONE, lLog.write(lExpected.back()));
+        }
+        EXPECT_FALSE(std::filesystem::exists(path(3)));
+        std::vector<std::string> lFound;
+        for (unsigned int lNumber : {2U, 1U, 0U})
+        {
+            std::vector<std::string> const lPart = lines(lNumber, lTextType);
+            lFound.insert(lFound.end(), lPart.begin(), lPart.end());
+            EXPECT_GE(120U, std::filesystem::file_size(path(lNumber)));
+        }
+        ASSERT_LE(lFound.size(), lExpected.size());
+        EXPECT_LT(24U, lFound.size());
+        EXPECT_TRUE(std::equal(lFound.rbegin(), lFound.rend(), lExpected.rbegin()));
+        EXPECT_EQ(LineWritten::DONE, lLog.write(std::string(20000, 'x'))); // has a file to itself
+        EXPECT_EQ(lExpected.back(), lines(1, lTextType).back());
+        EXPECT_LT(20000U, std::filesystem::file_size(path()));
+        EXPECT_TRUE(lLog.rotate());
+        EXPECT_EQ(0U, std::filesystem::file_size(path()));
+        struct stat lStat = {};
+        ::stat(path().c_str(), &lStat);
+        EXPECT_EQ(0640U, lStat.st_mode & 07777U);
+        std::filesystem::remove_all(std::string(mDirectory) + "/sub"); // made anew by the next
+    }
+}
+
+TEST_F(RotatingLogTest, ReadersCanLookAndAreNotInTheWay)
+{
+    LogCapture lCapture;
+    RotatingLog lLog(path().c_str(), FILE_TEXT_UTF8, 8, 1);
+    EXPECT_EQ(LineWritten::DONE, lLog.write("one"));
+    File lFile(path().c_str(), FILE_TEXT_UTF8);
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
+    EXPECT_EQ(LineWritten::DONE, lLog.write("two"));
+    EXPECT_EQ(LineWritten::DONE, lLog.write("three")); // in a new file
+    Lines lLines(lFile);
+    EXPECT_EQ("one", lLines.next()->mText);
+    EXPECT_EQ("two", lLines.next()->mText);
+    EXPECT_EQ(nullptr, lLines.next());
+    lFile.close();
+    ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
+    EXPECT_EQ(LineWritten::FAILED, lLog.write("lost"));
+    EXPECT_EQ(LineWritten::FAILED, lLog.write("lost"));
+    EXPECT_EQ(2U, lLog.lostCount());
+    lFile.close();
+    EXPECT_EQ(LineWritten::DONE, lLog.write("4\n5", ""));
+    EXPECT_EQ((std::vector<std::string>{"4", "5"}), lines(0, FILE_TEXT_UTF8));
+    applog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, lLog, "%d lines", 6);
+    EXPECT_EQ("INF: 6 lines", lines(0, FILE_TEXT_UTF8).back().substr(20));
+    EXPECT_TRUE(lLog.sync());
+}
+
+TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFile)
+{
+    constexpr int LINES = 150;
+    RotatingLog lLog(path().c_str(), FILE_TEXT_UTF8, 3000, 9);
+    auto const lWrite = [&](std::string const& nName)
+    {
+        for (int lLine = 0; lLine < LINES; ++lLine)
+        {
+            EXPECT_EQ(LineWritten::DONE, lLog.write(nName + std::to_string(lLine)));
+        }
+    };
+    EXPECT_EQ(LineWritten::DONE, lLog.write("first")); // open before the fork
+    pid_t const lChild = ::fork();
+    if (lChild == 0)
+    {
+        lWrite("child ");
+        ::_exit(HasFailure() ? 1 : 0);
+    }
+    std::thread lThread([&] { lWrite("thread "); });
+    lWrite("parent ");
+    lThread.join();
+    int lStatus = -1;
+    ::waitpid(lChild, &lStatus, 0);
+    EXPECT_EQ(0, lStatus);
+    std::vector<std::string> lFound;
+    for (unsigned int lNumber = 0; std::filesystem::exists(path(lNumber)); ++lNumber)
+    {
+        std::vector<std::string> const lPart = lines(lNumber, FILE_TEXT_UTF8);
+        lFound.insert(lFound.end(), lPart.begin(), lPart.end());
+    }
+    std::vector<std::string> lExpected{"first"};
+    for (int lLine = 0; lLine < LINES; ++lLine)
+    {
+        for (char const* const lpName : {"child ", "thread ", "parent "})
+        {
+            lExpected.push_back(lpName + std::to_string(lLine));
+        }
+    }
+    std::sort(lFound.begin(), lFound.end());
+    std::sort(lExpected.begin(), lExpected.end());
+    EXPECT_EQ(lExpected, lFound);
+}
+
+} // namespace

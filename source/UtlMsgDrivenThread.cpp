@@ -5,7 +5,6 @@
 #include "UtlThreadManager.h"
 #include "internal/message/UtlMsgDrivenThreadImpl.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -274,11 +273,14 @@ int MsgDrivenThread::Impl::dispatchSync()
 /// For the dump: the message in mOutputRawMsg.
 void MsgDrivenThread::Impl::showWork() const UTL_NO_THREAD_SAFETY_ANALYSIS // the loop alone changes the times
 {
-    int lWords[2] = {MSG_ID_NONE, -1}; // the id, and of a time-out the timer
-    std::memcpy(lWords, mOutputRawMsg.buffer(), std::min<std::size_t>(sizeof(lWords), mOutputRawMsg.maxSize()));
-    bool const lIsTimeout = lWords[0] == MSG_ID_TIMER;
-    internal::showWork(lIsTimeout ? ThreadSlot::WORK_TIMEOUT : ThreadSlot::WORK_MSG, lWords[lIsTimeout ? 1 : 0],
-                       mCallTimes.since());
+    int lId = MSG_ID_NONE; // each image begins with one, and that of a time-out goes on with the timer's
+    std::memcpy(&lId, mOutputRawMsg.buffer(), sizeof(lId));
+    bool const lIsTimeout = lId == MSG_ID_TIMER;
+    if (lIsTimeout && mOutputRawMsg.maxSize() >= 2 * sizeof(lId))
+    {
+        std::memcpy(&lId, mOutputRawMsg.buffer() + sizeof(lId), sizeof(lId));
+    }
+    internal::showWork(lIsTimeout ? ThreadSlot::WORK_TIMEOUT : ThreadSlot::WORK_MSG, lId, mCallTimes.since());
 }
 
 void MsgDrivenThread::Impl::callListener()

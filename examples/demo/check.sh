@@ -238,6 +238,35 @@ stall) # and the worker comes back, so that nothing is lost
     says out 'INF: ThreadWatchdog Timeout->Alive ID:[0-9]* Name:Worker'
     says out ' Worker .* 500, .*, ALIVE *, *[1-9][0-9]*, ('
     ;;
+inside) # the stall shows in the table, and as the longest call
+    lExpected=$lStallErrors
+    "$@" --stall --inside >out 2>err
+    gave $? 0
+    countsAsWc ownText
+    says out '^thread .* queue  *waiting .* messages/s '
+    says out '^Worker  *\[####################\]  *64/64 .*, in one for [0-9]\{3,4\} ms$'
+    says out '^Collector  *\[\.\{20\}\] .* 0 ms$'
+    says out ' [12][0-9]\{3\} ms, message 0x00000001$'
+    ;;
+dump) # a signal says in which message, and what waits behind it
+    lExpected=$lStallErrors
+    "$@" --stall >out 2>err &
+    lPid=$!
+    until grep -q 'thread "Worker" hangs' out; do
+        kill -0 "$lPid" || failed "it ended before it hung"
+        sleep 0.05
+    done
+    kill -USR1 "$lPid"
+    wait "$lPid"
+    lResult=$?
+    lPid=
+    [ "$lResult" -eq 0 ] || failed "exit code $lResult"
+    countsAsWc ownText
+    lWorker='^thread [0-9]* "Worker": '
+    says err "${lWorker}running, message 0x00000001 for [0-9]* ms, last report .*Worker.cpp stall:[0-9]*:1$"
+    says err "${lWorker}accepted 65, delivered 1, .*, waiting 64, most 64; refused full [1-9]"
+    says err '^utl: [0-9]* threads, 0 passed over, 0 lines dropped$'
+    ;;
 locked)
     cp "$lSample" text
     refuses 'text: it is locked by another process$' flock -x text "$@" text

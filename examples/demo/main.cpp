@@ -7,6 +7,7 @@
 // journal and leaves when it is full. Queues have a fixed number of slots, so a reader that is faster than the worker
 // finds them full and waits. A timer makes the collector show progress, and a watchdog looks after the worker.
 #include "Collector.h"
+#include "Inside.h"
 #include "Interruption.h"
 #include "LineSource.h"
 #include "Log.h"
@@ -18,6 +19,7 @@
 
 #include <UtlApplog.h>
 #include <UtlFile.h>
+#include <UtlInsideView.h>
 #include <UtlMsg.h>
 #include <UtlMsgDrivenSharedThread.h>
 #include <UtlThreadManager.h>
@@ -26,8 +28,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 namespace demo
@@ -150,6 +154,7 @@ private:
     Options const& mOptions;
     Log& mLog;
     Interruption const& mInterruption;
+    std::unique_ptr<Inside> const mpInside; // null: not wanted
     utl::TimeCounter mTime;
     unsigned int mPasses = 0; // before this one
     bool mIsLast = false;     // this one is
@@ -158,7 +163,8 @@ private:
 Run::Run(Options const& nOptions, Log& nLog, Interruption const& nInterruption)
     : mOptions(nOptions),
       mLog(nLog),
-      mInterruption(nInterruption)
+      mInterruption(nInterruption),
+      mpInside(nOptions.mIsInsideWanted ? new Inside(isatty(STDOUT_FILENO) == 1) : nullptr)
 {
 }
 
@@ -195,7 +201,7 @@ int Run::workThrough(LineSource& nSource)
     // Listeners before the threads that call them: what is made first is destroyed last. The journal has to know the
     // thread that it leaves, which is stopped below while both are there.
     WatchdogListener lWatchdogListener(mLog);
-    TotalsListener lTotals(isatty(STDOUT_FILENO) == 1);
+    TotalsListener lTotals(isatty(STDOUT_FILENO) == 1 && mpInside == nullptr);
     WordListener lWord(mOptions.mpWord);
     utl::MsgDrivenSharedThread lCollector(COLLECTOR_MSG_BYTES, COLLECTOR_SLOTS, COLLECTOR_LISTENERS, "Collector",
                                           COLLECTOR_TIMERS);
@@ -212,8 +218,10 @@ int Run::workThrough(LineSource& nSource)
     {
         mLog.write(utl::LOG_LEVEL_DETAIL, "reading %s as %s", mOptions.inputName(), mOptions.encodingName());
         std::fflush(stdout);
+        mpInside != nullptr ? mpInside->watch(lWorker, WORKER_SLOTS, lCollector, COLLECTOR_SLOTS) : void();
         Reader lReader(nSource, mInterruption, lWorker, lCollector);
         Report const lReport = work(lReader, lWorker, lWorkerListener, lCollector);
+        mpInside != nullptr ? mpInside->leave() : void();
         lCollector.killTimer(lProgressTimerId, 0); // waits: from here on there is no progress to be shown
         mLog.write(utl::LOG_LEVEL_DETAIL, "%llu lines, %llu bytes in %u ms", lReport.mTotals.mLines,
                    lReport.mTotals.mBytes, lReport.mElapsedMs);
@@ -342,6 +350,7 @@ int main(int nCount, char** npArguments)
     }
 
     holdStandardStreams();
+    utl::installDumpSignal(SIGUSR1, STDERR_FILENO);
     int lExitCode = EXIT_INPUT;
     {
         Log lLog(lOptions.mpLogPath);

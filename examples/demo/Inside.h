@@ -1,0 +1,53 @@
+/// A table of what the threads do, drawn again and again: --inside.
+#ifndef DEMO_INSIDE_H
+#define DEMO_INSIDE_H
+
+#include <UtlMsgDrivenThread.h>
+#include <UtlSyncObject.h>
+#include <UtlTimer.h>
+
+namespace demo
+{
+
+/// Draws on standard output, on a timer's thread, from the ledgers of the threads that are there.
+///
+/// Threads: watch() and leave() by one; the timer's thread draws. The lock keeps a ledger's thread alive while it is read.
+class Inside : private utl::TimerListener
+{
+public:
+    static constexpr unsigned int PERIOD_MS = 200;
+
+    /// nIsOnTerminal: each table takes the place of the one before.
+    explicit Inside(bool nIsOnTerminal);
+    ~Inside();
+
+    /// From here on these threads are shown, until leave(), and with what those before them have done.
+    void watch(utl::MsgDrivenThread& nWorker, unsigned int nWorkerSlots, utl::MsgDrivenThread& nCollector,
+               unsigned int nCollectorSlots);
+    void leave();
+
+private:
+    struct Row
+    {
+        void add(utl::Ledger const& nLedger);
+        void print(utl::Ledger const& nNow);
+
+        utl::MsgDrivenThread* mpThread = nullptr; // null between two passes
+        unsigned int mSlots = 0;
+        utl::Ledger mBefore; // of passes that are over, together
+        unsigned int mLastDelivered = 0;
+    };
+
+    void onTime(int nTimerId) override;
+    void draw();
+
+    bool const mIsOnTerminal;
+    utl::SyncObject mSyncObject; // guards what follows
+    Row mRows[2];
+    bool mHasDrawn = false;
+    utl::Timer mTimer; // the last: it draws when all else is there
+};
+
+} // namespace demo
+
+#endif

@@ -1,5 +1,6 @@
 // Shift-JIS to the other encodings and back, by the two code tables.
 #include "internal/text/UtlCharOutput.h"
+#include "internal/text/UtlStringSearch.h"
 
 namespace utl
 {
@@ -62,9 +63,11 @@ struct Utf8ToSjisWalk
     template <class Output>
     static unsigned int run(Output nOutput, unsigned char const* npSrc)
     {
+        unsigned char const* lpPieceEnd = npSrc;
         bool lHasRoom = true;
         while (lHasRoom)
         {
+            runUsual(nOutput, npSrc, lpPieceEnd);
             unsigned int const lKeySize = keySize(*npSrc);
             if (isLikely(lKeySize == 3))
             {
@@ -84,6 +87,21 @@ struct Utf8ToSjisWalk
             }
         }
         return STR_ERROR;
+    }
+
+    // Whatever has a code, piece by piece, so that a piece is still at hand when it has been measured.
+    template <class Output>
+    static void runUsual(Output& nOutput, unsigned char const*& npSrc, unsigned char const*& npPieceEnd)
+    {
+        if (Output::IS_STORING)
+        {
+            constexpr unsigned int PIECE_BYTES = 4096;
+            if (npSrc >= npPieceEnd)
+            {
+                npPieceEnd = npSrc + lengthUpTo(reinterpret_cast<char const*>(npSrc), PIECE_BYTES);
+            }
+            nOutput.runUsual(Encoding::SJIS, Encoding::UTF8, npSrc, npPieceEnd);
+        }
     }
 
     template <unsigned int SIZE, class Output>

@@ -5,7 +5,8 @@
 #include <cstring>
 
 #include "internal/text/UtlCheckedWalk.h"
-#include "internal/text/UtlFastLoops.h"
+#include "internal/text/UtlCodec.h"
+#include "internal/text/UtlUsualChars.h"
 
 namespace utl
 {
@@ -14,24 +15,6 @@ using namespace internal;
 
 namespace
 {
-
-template <class From>
-void runFastFrom(TextCursor& nCursor, Encoding nTo, bool nIsLikeIconv)
-{
-    switch (nTo)
-    {
-    case Encoding::UTF8:
-        return runFast<From, ToUtf8>(nCursor);
-    case Encoding::SJIS:
-        return nIsLikeIconv ? runFast<From, ToSjis<true>>(nCursor) : runFast<From, ToSjis<false>>(nCursor);
-    case Encoding::UTF16_LE:
-        return runFast<From, ToUtf16<false>>(nCursor);
-    case Encoding::UTF16_BE:
-        return runFast<From, ToUtf16<true>>(nCursor);
-    default:
-        return runFast<From, ToWide>(nCursor);
-    }
-}
 
 // From one encoding to another.
 class Conversion
@@ -44,22 +27,7 @@ public:
     {
     }
 
-    void runUsual(TextCursor& nCursor) const
-    {
-        switch (mFrom)
-        {
-        case Encoding::UTF8:
-            return runFastFrom<FromUtf8>(nCursor, mTo, mIsLikeIconv);
-        case Encoding::SJIS:
-            return runFastFrom<FromSjis>(nCursor, mTo, mIsLikeIconv);
-        case Encoding::UTF16_LE:
-            return runFastFrom<FromUtf16<false>>(nCursor, mTo, mIsLikeIconv);
-        case Encoding::UTF16_BE:
-            return runFastFrom<FromUtf16<true>>(nCursor, mTo, mIsLikeIconv);
-        default:
-            return runFastFrom<FromWide>(nCursor, mTo, mIsLikeIconv);
-        }
-    }
+    void runUsual(TextCursor& nCursor) const { runUsualChars(nCursor, mTo, mFrom, mIsLikeIconv); }
 
     TextStep step(TextCursor const& nCursor, bool) const
     {
@@ -139,7 +107,7 @@ TextResult measureConverted(Encoding nTo, Encoding nFrom, std::string_view nSrc,
 
 std::size_t wellFormedSize(std::string_view nText, Encoding nEncoding)
 {
-    unsigned char const* const lpText = bytesOf(nText.data());
+    unsigned char const* const lpText = beginOf(nText);
     return static_cast<std::size_t>(wellFormedEndOf(nEncoding, lpText, lpText + nText.size()) - lpText);
 }
 

@@ -3,6 +3,7 @@
 #define UTL_CHAR_OUTPUT_H
 
 #include "internal/text/UtlCodeTables.h"
+#include "internal/text/UtlUsualChars.h"
 
 #include <cstddef>
 
@@ -65,6 +66,19 @@ public:
         }
         npUnits = lpUnit;
         mpEnd = lpEnd;
+    }
+
+    /// Moves over usual characters of a text of nFrom. Does nothing if it counts.
+    void runUsual(Encoding nTo, Encoding nFrom, unsigned char const*& npSrc, unsigned char const* npSrcEnd)
+    {
+        if (STORES)
+        {
+            TextCursor lCursor{npSrc, npSrcEnd, reinterpret_cast<unsigned char*>(mpEnd),
+                               reinterpret_cast<unsigned char*>(mpLast)};
+            runUsualChars(lCursor, nTo, nFrom, false);
+            npSrc = lCursor.mpSrc;
+            mpEnd = reinterpret_cast<Unit*>(lCursor.mpDst);
+        }
     }
 
     /// The two bytes of a Shift-JIS code above 0xFF.

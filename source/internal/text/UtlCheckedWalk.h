@@ -4,26 +4,12 @@
 #define UTL_CHECKED_WALK_H
 
 #include "UtlCheckedText.h"
+#include "internal/text/UtlUsualChars.h"
 
 #include <cstring>
 
 namespace utl::internal
 {
-
-/// How far a text has come.
-struct TextCursor
-{
-    unsigned char const* mpSrc;
-    unsigned char const* mpSrcEnd;
-    unsigned char* mpDst;
-    unsigned char* mpDstEnd;
-
-    std::size_t left() const { return static_cast<std::size_t>(mpSrcEnd - mpSrc); }
-    std::size_t room() const { return static_cast<std::size_t>(mpDstEnd - mpDst); }
-
-    std::size_t mSkipped = 0;  ///< faults that left nothing
-    std::size_t mReplaced = 0; ///< faults that left the replacement
-};
 
 /// What a single character of the source becomes.
 struct TextStep

@@ -74,114 +74,129 @@ unsigned int sizeOf(unsigned char const* npChar)
     return IS_STRICT && isSize(lSize) && lSize >= 3 && isTooHigh(npChar[0], npChar[1]) ? 0 : lSize;
 }
 
-} // namespace
-
-// A run of foreign characters, of which there is one. Moves both to the last one of them, which is stored.
-// Result: its size.
-unsigned int IndexedRows::copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut,
-                                      char const* npLast) const
-{
-    unsigned char const* const lpStop = npSrc + std::min<std::ptrdiff_t>(npEnd - npSrc - 2, npLast - npOut + 1);
-    unsigned char const* lpAt = npSrc;
-    char* lpOut = npOut;
-    std::uint32_t lBytes = fourBytesAt(lpAt);
-    do
-    {
-        storeFour(lpOut, lBytes);
-        lpAt += 3;
-        lpOut += 3;
-    } while (lpAt < lpStop && isUsualThree(lBytes = fourBytesAt(lpAt)) && isForeign(lBytes));
-    npSrc = lpAt - 3;
-    npOut = lpOut - 3;
-    return 3;
-}
-
-// From a row whose key begins with the character of SIZE bytes at npSrc, or 0. Moves both behind a row that
-// matches. Result: 0; SIZE if no row matches, and then the character is stored, with a byte behind it.
-template <unsigned int SIZE>
-unsigned int IndexedRows::foldCharacter(unsigned char const*& npSrc, char*& npOut, unsigned int nRow) const
-{
-    while (nRow != 0)
-    {
-        FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
-        FoldText const& lOther = mpRows[nRow].mTexts[1 - mKeySide];
-        bool const lIsOne = isLikely(lKey.mSize == SIZE);
-        if (lIsOne || beginsWith(npSrc + SIZE, bytesOf(lKey.mBytes) + SIZE, SIZE))
-        {
-            std::memcpy(npOut, lOther.mBytes, sizeof(FoldText));
-            npOut += lOther.mSize;
-            npSrc += SIZE;
-            npSrc += lIsOne ? 0 : SIZE;
-            return 0;
-        }
-        nRow = lKey.mNext;
-    }
-    std::memcpy(npOut, npSrc, SIZE + SIZE / 3);
-    return SIZE;
-}
-
-unsigned int IndexedRows::foldThree(unsigned char const*& npSrc, char*& npOut) const
-{
-    unsigned int const lPage = CHAR_PAGES.of(npSrc[0], npSrc[1]);
-    return foldCharacter<3>(npSrc, npOut, mpFirst[lPage * 64 + tailBits(npSrc[2])]);
-}
-
+// The loop of a fold, with its table in registers: what it writes could be anything's bytes.
 template <bool IS_STRICT>
-unsigned char const* IndexedRows::foldAll(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
-                                          unsigned int nLimit) const
+class FoldWalk : FoldTable
 {
-    char* lpOut = nChunk.mBytes;
-    char const* const lpLast = nChunk.mBytes + nLimit - 1;
-    unsigned int lCopied = 0; // bytes of the last character, if no row had it
-    for (; lpOut <= lpLast; lpOut += lCopied, npSrc += lCopied)
+public:
+    explicit FoldWalk(FoldTable const& nTable)
+        : FoldTable(nTable)
     {
-        // A branch for each size, so that the next character does not wait for the row of this one.
-        if (isLikely(npEnd - npSrc >= 3 && isUsualThree(fourBytesAt(npSrc))))
-        {
-            lCopied = isForeign(*npSrc) ? copyForeign(npSrc, npEnd, lpOut, lpLast) : foldThree(npSrc, lpOut);
-            continue;
-        }
-        unsigned int const lSize = npSrc < npEnd ? sizeOf<IS_STRICT>(npSrc) : 0;
-        if (lSize == 1)
-        {
-            lCopied = foldCharacter<1>(npSrc, lpOut, mpFirst[*npSrc]);
-        }
-        else if (isSize(lSize))
-        {
-            lCopied = lSize;
-            std::memcpy(lpOut, npSrc, lSize);
-        }
-        else
-        {
-            break;
-        }
     }
-    // A stray continuation byte takes the character before it along.
-    bool const lIsStray = !IS_STRICT && isTail(*npSrc);
-    nChunk.mNeeded = static_cast<unsigned int>(lpOut - nChunk.mBytes);
-    nChunk.mSize = nChunk.mNeeded - (lIsStray ? lCopied : 0);
-    nChunk.mIsLast = lpOut <= lpLast || lIsStray;
-    return npSrc;
-}
+
+    unsigned char const* fold(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
+                              unsigned int nLimit) const
+    {
+        char* lpOut = nChunk.mBytes;
+        char const* const lpLast = nChunk.mBytes + nLimit - 1;
+        unsigned int lCopied = 0; // bytes of the last character, if no row had it
+        for (; lpOut <= lpLast; lpOut += lCopied, npSrc += lCopied)
+        {
+            // A branch for each size, so that the next character does not wait for the row of this one.
+            if (isLikely(npEnd - npSrc >= 3 && isUsualThree(fourBytesAt(npSrc))))
+            {
+                lCopied = isForeign(*npSrc) ? copyForeign(npSrc, npEnd, lpOut, lpLast) : foldThree(npSrc, lpOut);
+                continue;
+            }
+            unsigned int const lSize = npSrc < npEnd ? sizeOf<IS_STRICT>(npSrc) : 0;
+            if (lSize == 1)
+            {
+                lCopied = foldCharacter<1>(npSrc, lpOut, mpFirst[*npSrc]);
+            }
+            else if (isSize(lSize))
+            {
+                lCopied = lSize;
+                std::memcpy(lpOut, npSrc, lSize);
+            }
+            else
+            {
+                break;
+            }
+        }
+        // A stray continuation byte takes the character before it along.
+        bool const lIsStray = !IS_STRICT && isTail(*npSrc);
+        nChunk.mNeeded = static_cast<unsigned int>(lpOut - nChunk.mBytes);
+        nChunk.mSize = nChunk.mNeeded - (lIsStray ? lCopied : 0);
+        nChunk.mIsLast = lpOut <= lpLast || lIsStray;
+        return npSrc;
+    }
+
+private:
+    // Whether a usual character of three bytes begins no key, by its lead byte.
+    bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
+
+    // A run of foreign characters, of which there is one. Moves both to the last one of them, which is stored.
+    // Result: its size.
+    unsigned int copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut,
+                             char const* npLast) const
+    {
+        unsigned char const* const lpStop = npSrc + std::min<std::ptrdiff_t>(npEnd - npSrc - 2, npLast - npOut + 1);
+        unsigned char const* lpAt = npSrc;
+        char* lpOut = npOut;
+        std::uint32_t lBytes = fourBytesAt(lpAt);
+        do
+        {
+            storeFour(lpOut, lBytes);
+            lpAt += 3;
+            lpOut += 3;
+        } while (lpAt < lpStop && isUsualThree(lBytes = fourBytesAt(lpAt)) && isForeign(lBytes));
+        npSrc = lpAt - 3;
+        npOut = lpOut - 3;
+        return 3;
+    }
+
+    unsigned int foldThree(unsigned char const*& npSrc, char*& npOut) const
+    {
+        unsigned int const lPage = CHAR_PAGES.of(npSrc[0], npSrc[1]);
+        return foldCharacter<3>(npSrc, npOut, mpFirst[lPage * 64 + tailBits(npSrc[2])]);
+    }
+
+    // From a row whose key begins with the character of SIZE bytes at npSrc, or 0. Moves both behind a row that
+    // matches. Result: 0; SIZE if no row matches, and then the character is stored, with a byte behind it.
+    template <unsigned int SIZE>
+    unsigned int foldCharacter(unsigned char const*& npSrc, char*& npOut, unsigned int nRow) const
+    {
+        while (nRow != 0)
+        {
+            FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
+            FoldText const& lOther = mpRows[nRow].mTexts[1 - mKeySide];
+            bool const lIsOne = isLikely(lKey.mSize == SIZE);
+            if (lIsOne || beginsWith(npSrc + SIZE, bytesOf(lKey.mBytes) + SIZE, SIZE))
+            {
+                std::memcpy(npOut, lOther.mBytes, sizeof(FoldText));
+                npOut += lOther.mSize;
+                npSrc += SIZE;
+                npSrc += lIsOne ? 0 : SIZE;
+                return 0;
+            }
+            nRow = lKey.mNext;
+        }
+        std::memcpy(npOut, npSrc, SIZE + SIZE / 3);
+        return SIZE;
+    }
+};
+
+} // namespace
 
 unsigned char const* IndexedRows::fold(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
                                        unsigned int nLimit) const
 {
-    return foldAll<false>(npSrc, npEnd, nChunk, nLimit);
+    return FoldWalk<false>(mTable).fold(npSrc, npEnd, nChunk, nLimit);
 }
 
 unsigned char const* IndexedRows::foldStrictly(unsigned char const* npSrc, unsigned char const* npEnd,
                                                FoldedChunk& nChunk, unsigned int nLimit) const
 {
-    return foldAll<true>(npSrc, npEnd, nChunk, nLimit);
+    return FoldWalk<true>(mTable).fold(npSrc, npEnd, nChunk, nLimit);
 }
 
 bool IndexedRows::hasLongKey(unsigned char const* npChar) const
 {
     unsigned int const lNumber = charNumber(reinterpret_cast<char const*>(npChar));
-    for (unsigned int lRow = mpFirst[lNumber]; lRow != 0; lRow = mpRows[lRow].mTexts[mKeySide].mNext)
+    for (unsigned int lRow = mTable.mpFirst[lNumber]; lRow != 0;
+         lRow = mTable.mpRows[lRow].mTexts[mTable.mKeySide].mNext)
     {
-        if (mpRows[lRow].mTexts[mKeySide].mSize > charNumberSize(lNumber))
+        if (mTable.mpRows[lRow].mTexts[mTable.mKeySide].mSize > charNumberSize(lNumber))
         {
             return true;
         }

@@ -36,18 +36,20 @@ struct FoldedChunk
     bool mIsLast;         // the source ends here, or is malformed
 };
 
+/// What a fold goes by; null for a table that is not ours.
+struct FoldTable
+{
+    FoldRow const* mpRows = nullptr;
+    unsigned char const* mpFirst = nullptr; ///< by character
+    unsigned int mKeySide = 0;
+    unsigned int mLeads = 0; ///< FoldIndex::mLeads of that side
+};
+
 /// The rows of one of our own tables: only those are tried, in their order, whose key begins with the character.
 class IndexedRows
 {
 public:
-    /// For a table that is not ours.
-    IndexedRows()
-        : mpRows(nullptr),
-          mpFirst(nullptr),
-          mKeySide(0),
-          mLeads(0)
-    {
-    }
+    IndexedRows() = default; ///< For a table that is not ours.
 
     template <std::size_t N>
     IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse)
@@ -58,17 +60,14 @@ public:
     /// npFirst: other first rows than those of the index.
     template <std::size_t N>
     IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse, unsigned char const* npFirst)
-        : mpRows(nIndex.mRows.data()),
-          mpFirst(npFirst),
-          mKeySide(nIsReverse ? 1 : 0),
-          mLeads(nIndex.mLeads[nIsReverse ? 1 : 0])
+        : mTable{nIndex.mRows.data(), npFirst, nIsReverse ? 1U : 0U, nIndex.mLeads[nIsReverse ? 1 : 0]}
     {
     }
 
-    bool isOurs() const { return mpRows != nullptr; }
+    bool isOurs() const { return mTable.mpRows != nullptr; }
 
     /// A row with an empty key matches everywhere.
-    bool hasEmptyKey() const { return mpFirst[CHAR_NUMBER_UNKNOWN] != 0; }
+    bool hasEmptyKey() const { return mTable.mpFirst[CHAR_NUMBER_UNKNOWN] != 0; }
 
     /// Folds from npSrc until a chunk holds nLimit bytes or the text ends, for tables without an empty key.
     /// npEnd: the terminator. Result: behind what was folded.
@@ -86,37 +85,25 @@ public:
     Match find(char const* npStr) const
     {
         unsigned int const lNumber = charNumber(npStr);
-        unsigned int const lRow = find(bytesOf(npStr), mpFirst[lNumber], charNumberSize(lNumber));
+        unsigned int const lRow = find(bytesOf(npStr), mTable.mpFirst[lNumber], charNumberSize(lNumber));
         if (lRow == 0)
         {
             return NO_MATCH;
         }
-        FoldText const& lOther = mpRows[lRow].mTexts[1 - mKeySide];
-        return {true, mpRows[lRow].mTexts[mKeySide].mSize, lOther.mBytes, lOther.mSize};
+        FoldText const& lOther = mTable.mpRows[lRow].mTexts[1 - mTable.mKeySide];
+        return {true, mTable.mpRows[lRow].mTexts[mTable.mKeySide].mSize, lOther.mBytes, lOther.mSize};
     }
 
     /// Whether a key of two characters begins with the whole character at npChar.
     bool hasLongKey(unsigned char const* npChar) const;
 
 private:
-    template <bool IS_STRICT>
-    unsigned char const* foldAll(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
-                                 unsigned int nLimit) const;
-    unsigned int copyForeign(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut,
-                             char const* npLast) const;
-    unsigned int foldThree(unsigned char const*& npSrc, char*& npOut) const;
-    template <unsigned int SIZE>
-    unsigned int foldCharacter(unsigned char const*& npSrc, char*& npOut, unsigned int nRow) const;
-
-    // Whether a usual character of three bytes begins no key, by its lead byte.
-    bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
-
     // From a row whose key begins with the character of nSize bytes at npStr. Result: the row that matches, or 0.
     unsigned int find(unsigned char const* npStr, unsigned int nRow, unsigned int nSize) const
     {
         while (nRow != 0)
         {
-            FoldText const& lKey = mpRows[nRow].mTexts[mKeySide];
+            FoldText const& lKey = mTable.mpRows[nRow].mTexts[mTable.mKeySide];
             if (isLikely(lKey.mSize <= nSize) ||
                 beginsWith(npStr + nSize, bytesOf(lKey.mBytes) + nSize, lKey.mSize - nSize))
             {
@@ -127,10 +114,7 @@ private:
         return nRow;
     }
 
-    FoldRow const* const mpRows;
-    unsigned char const* const mpFirst;
-    unsigned int const mKeySide;
-    unsigned int const mLeads;
+    FoldTable const mTable;
 };
 
 /// The rows of a table, in one direction; not isOurs() for a table that is not.

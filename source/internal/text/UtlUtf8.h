@@ -100,10 +100,22 @@ inline std::uint32_t fourBytesAt(unsigned char const* npBytes)
     return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap32(lBytes) : lBytes;
 }
 
-/// Of fourBytesAt(): a character of three bytes, with a lead byte of which every second byte is good: not E0 and ED.
+/// Of fourBytesAt(): lead byte E1 to EF and two tail bytes, which may be those of a surrogate. One comparison.
+inline bool isThree(std::uint32_t nBytes)
+{
+    return (nBytes & 0xC0C0FFU) - 0x8080E1U <= 0x0E;
+}
+
+/// Of isThree().
+inline bool isSurrogateThree(std::uint32_t nBytes)
+{
+    return (nBytes & 0x200FU) == 0x200DU;
+}
+
+/// Of fourBytesAt(): a character of three bytes whose lead byte is not E0.
 inline bool isUsualThree(std::uint32_t nBytes)
 {
-    return (nBytes & 0xC0C0F0U) == 0x8080E0U && (0xDFFEU >> (nBytes & 0x0FU) & 1U) != 0;
+    return isThree(nBytes) && !isSurrogateThree(nBytes);
 }
 
 /// The character of two or three bytes, of which nBytes is fourBytesAt().

@@ -1,23 +1,25 @@
-/// The inner loops of the checked conversions: usual characters, far from the ends of source and destination. Whatever
-/// else comes is left to decodeChar() and encodeChar(). Layer: internal, text.
-#ifndef UTL_FAST_LOOPS_H
-#define UTL_FAST_LOOPS_H
+// The inner loops of the conversions: usual characters, between any two encodings. Layer: internal, text.
+#include "internal/text/UtlUsualChars.h"
 
-#include "internal/text/UtlCheckedWalk.h"
-#include "internal/text/UtlCodeTables.h"
-
-#include "internal/text/UtlCodec.h"
 #include <algorithm>
+
+#include "internal/text/UtlCodeTables.h"
+#include "internal/text/UtlCodec.h"
 
 namespace utl::internal
 {
 
+namespace
+{
+
 // Destinations. put() takes a unit from 0x80 that is no surrogate, putThree() the bytes of a character of three bytes, as
 // fourBytesAt() gives them. Both store up to LARGEST bytes and may overwrite WRITES. False, with nothing stored, if it has
-// no code or is not usual.
+// no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES.
 
 struct ToUtf8
 {
+    static constexpr Encoding ENCODING = Encoding::UTF8;
+    static constexpr bool REFUSES_SURROGATES = false;
     static constexpr unsigned int WRITES = 4;
     static constexpr unsigned int LARGEST = 3;
 
@@ -43,6 +45,8 @@ struct ToUtf8
 template <bool IS_LIKE_ICONV>
 struct ToSjis
 {
+    static constexpr Encoding ENCODING = Encoding::SJIS;
+    static constexpr bool REFUSES_SURROGATES = true;
     static constexpr unsigned int WRITES = 2;
     static constexpr unsigned int LARGEST = 2;
 
@@ -78,6 +82,8 @@ private:
 template <bool IS_BIG_ENDIAN>
 struct ToUtf16
 {
+    static constexpr Encoding ENCODING = IS_BIG_ENDIAN ? Encoding::UTF16_BE : Encoding::UTF16_LE;
+    static constexpr bool REFUSES_SURROGATES = false;
     static constexpr unsigned int WRITES = 2;
     static constexpr unsigned int LARGEST = 2;
 
@@ -95,6 +101,8 @@ struct ToUtf16
 
 struct ToWide
 {
+    static constexpr Encoding ENCODING = Encoding::WIDE;
+    static constexpr bool REFUSES_SURROGATES = false;
     static constexpr unsigned int WRITES = 4;
     static constexpr unsigned int LARGEST = 4;
 
@@ -115,6 +123,7 @@ struct ToWide
 
 struct FromUtf8
 {
+    static constexpr Encoding ENCODING = Encoding::UTF8;
     static constexpr unsigned int READS = 4;
     static constexpr unsigned int SMALLEST = 1;
 
@@ -123,9 +132,9 @@ struct FromUtf8
     template <class To>
     static bool step(std::uint32_t nBytes, unsigned char const*& npSrc, unsigned char*& npDst)
     {
-        if (isLikely(isUsualThree(nBytes)))
+        if (isLikely(isThree(nBytes)))
         {
-            if (!isLikely(To::putThree(npDst, nBytes)))
+            if (!isLikely((To::REFUSES_SURROGATES || !isSurrogateThree(nBytes)) && To::putThree(npDst, nBytes)))
             {
                 return false;
             }
@@ -151,6 +160,7 @@ struct FromUtf8
 
 struct FromSjis
 {
+    static constexpr Encoding ENCODING = Encoding::SJIS;
     static constexpr unsigned int READS = 2;
     static constexpr unsigned int SMALLEST = 1;
 
@@ -199,6 +209,7 @@ bool putUnit(unsigned char*& npDst, unsigned int nUnit)
 template <bool IS_BIG_ENDIAN>
 struct FromUtf16
 {
+    static constexpr Encoding ENCODING = IS_BIG_ENDIAN ? Encoding::UTF16_BE : Encoding::UTF16_LE;
     static constexpr unsigned int READS = 2;
     static constexpr unsigned int SMALLEST = 2;
 
@@ -218,6 +229,7 @@ struct FromUtf16
 
 struct FromWide
 {
+    static constexpr Encoding ENCODING = Encoding::WIDE;
     static constexpr unsigned int READS = 4;
     static constexpr unsigned int SMALLEST = 4;
 
@@ -235,10 +247,10 @@ struct FromWide
     }
 };
 
-/// Moves over usual characters that begin before npSrcEnd, while there is room for sure. Result: whether all is usual.
+// Moves over usual characters that begin before npSrcEnd, while there is room for sure. Result: whether all is usual.
 template <class From, class To>
-bool runUsual(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsigned char*& npDst,
-              unsigned char const* npDstEnd)
+bool runInside(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsigned char*& npDst,
+               unsigned char const* npDstEnd)
 {
     constexpr unsigned int GROWTH = (To::LARGEST + From::SMALLEST - 1) / From::SMALLEST; // bytes that a byte becomes
     while (npSrc < npSrcEnd && static_cast<std::size_t>(npDstEnd - npDst) >= To::WRITES)
@@ -257,7 +269,7 @@ bool runUsual(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsign
     return true;
 }
 
-/// Moves the cursor over usual characters.
+// Moves the cursor over usual characters.
 template <class From, class To>
 void runFast(TextCursor& nCursor)
 {
@@ -265,7 +277,7 @@ void runFast(TextCursor& nCursor)
     unsigned char const* lpSrc = nCursor.mpSrc;
     unsigned char const* const lpEnd = nCursor.mpSrcEnd;
     unsigned char* lpDst = nCursor.mpDst;
-    if (lpEnd - lpSrc >= READS && runUsual<From, To>(lpSrc, lpEnd - (READS - 1), lpDst, nCursor.mpDstEnd))
+    if (lpEnd - lpSrc >= READS && runInside<From, To>(lpSrc, lpEnd - (READS - 1), lpDst, nCursor.mpDstEnd))
     {
         // Behind the last bytes, zeros: they complete no character.
         bool lIsUsual = From::SMALLEST < READS && lpEnd - lpSrc < READS;
@@ -279,6 +291,50 @@ void runFast(TextCursor& nCursor)
     nCursor.mpDst = lpDst;
 }
 
-} // namespace utl::internal
+template <class From, class To>
+void runPair(TextCursor& nCursor)
+{
+    if constexpr (From::ENCODING != To::ENCODING)
+    {
+        runFast<From, To>(nCursor);
+    }
+}
 
-#endif
+template <class From>
+void runFrom(TextCursor& nCursor, Encoding nTo, bool nIsLikeIconv)
+{
+    switch (nTo)
+    {
+    case Encoding::UTF8:
+        return runPair<From, ToUtf8>(nCursor);
+    case Encoding::SJIS:
+        return nIsLikeIconv ? runPair<From, ToSjis<true>>(nCursor) : runPair<From, ToSjis<false>>(nCursor);
+    case Encoding::UTF16_LE:
+        return runPair<From, ToUtf16<false>>(nCursor);
+    case Encoding::UTF16_BE:
+        return runPair<From, ToUtf16<true>>(nCursor);
+    default:
+        return runPair<From, ToWide>(nCursor);
+    }
+}
+
+} // namespace
+
+void runUsualChars(TextCursor& nCursor, Encoding nTo, Encoding nFrom, bool nIsLikeIconv)
+{
+    switch (nFrom)
+    {
+    case Encoding::UTF8:
+        return runFrom<FromUtf8>(nCursor, nTo, nIsLikeIconv);
+    case Encoding::SJIS:
+        return runFrom<FromSjis>(nCursor, nTo, nIsLikeIconv);
+    case Encoding::UTF16_LE:
+        return runFrom<FromUtf16<false>>(nCursor, nTo, nIsLikeIconv);
+    case Encoding::UTF16_BE:
+        return runFrom<FromUtf16<true>>(nCursor, nTo, nIsLikeIconv);
+    default:
+        return runFrom<FromWide>(nCursor, nTo, nIsLikeIconv);
+    }
+}
+
+} // namespace utl::internal

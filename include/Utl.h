@@ -46,6 +46,7 @@
 #include "UtlTimer.h"
 #include "UtlTimerInfo.h"
 #include "UtlVersion.h"
+#include "UtlWatchdogVerdict.h"
 
 /// The library. Only the log, jk_mbtowc() and jk_wctomb() stand outside.
 namespace utl

@@ -21,6 +21,7 @@ namespace utl
 
 class ThreadWatchdog;
 class WatchdogTimerListener;
+class WatchdogVerdictListener;
 
 /// Starts threads, knows them by their kernel thread ids, holds name, priority and stop signal of each, and owns
 /// the software watchdog.
@@ -153,6 +154,12 @@ public:
     bool startWatchdog(int nId);
     bool stopWatchdog(int nId);
     bool setWatchdogWatchInterval(unsigned int nIntervalMs);
+
+    /// As ThreadWatchdog's setVerdictListener, setReport and beatDeadline. The last is NO_TICK, all bits set, too if
+    /// nothing has created the registry; it is good in a signal handler, but not against destroy().
+    void setWatchdogVerdictListener(WatchdogVerdictListener* npListener);
+    void setWatchdogReport(bool nIsOn);
+    static unsigned int watchdogBeatDeadline();
 
     /// The calling thread has passed nStatement.
     void keepAliveWatchdog(StatementInfo const& nStatement);

@@ -34,6 +34,7 @@ internal::QuietLoop::Kind const KIND = {
     "MsgDrivenThread(%s) Error. read Ret:%u errno:%d=EINTR Retry read",
     "MsgDrivenThread(%s) Error. read Ret:%u errno:%d !!Break msg loop!!",
     "!!!!!!!! MsgDrivenThread(%s) Error. MsgId:0x%08x !!!!!!!!",
+    "MsgId:0x%08x Listener:%p Time:%llums  Waiting:%u NextId:0x%08x",
     {gTimerSignal, false, "MsgDrivenThread sigaction  errno:%d", nullptr,
      "MsgDrivenThread(%s) timer_create SysTimerId:0x%08x errno:%d\n",
      "MsgDrivenThread(%s) timer_settime SysTimerId:0x%08x errno:%d\n",
@@ -222,6 +223,17 @@ void MsgDrivenThread::Impl::takeTimeoutLocked(int nTimerId)
         ++mCounts.mTimeouts;
         mCallTimes.begin(MSG_ID_TIMER);
     }
+}
+
+/// Messages wait in the order of their slots, unless an orphan is among these.
+int MsgDrivenThread::Impl::nextIdLocked() const
+{
+    int lMsgId = MSG_ID_NONE;
+    if (mQueues.slots().size() != 0)
+    {
+        std::memcpy(&lMsgId, mQueues.slots().at(0), sizeof(lMsgId));
+    }
+    return lMsgId;
 }
 
 int MsgDrivenThread::Impl::idInImage()

@@ -48,6 +48,7 @@ internal::QuietLoop::Kind const KIND = {
     "SharedTimerThread(%s) Error. read Ret:%u errno:%d=EINTR Retry read",
     "SharedTimerThread(%s) Error. read Ret:%u errno:%d !!Break msg loop!!",
     "!!!!!!!! SharedTimerThread(%s) Error. MsgId:0x%08x !!!!!!!!",
+    "TimerId:%u Listener:%p Time:%llums  Waiting:%u NextId:0x%08x",
     {gTimerSignal, true, "SharedTimer sigaction  errno:%d", "SharedTimer sigaction  success:%d",
      "SharedTimerThread(%s) timer_create SysTimerId:0x%08x errno:%d\n",
      "SharedTimerThread(%s) timer_settime SysTimerId:0x%08x errno:%d\n",
@@ -389,6 +390,17 @@ bool SharedTimer::Impl::takeLocked(CtlRecord* npWork)
         mCtlQueue.pop();
     }
     return true;
+}
+
+void const* SharedTimer::Impl::listenerLocked() const
+{
+    TimerInfo const* const lpInfo = mTimers.find(mTimerUnderWay);
+    return lpInfo != nullptr ? lpInfo->mpTimerListener : nullptr;
+}
+
+int SharedTimer::Impl::nextIdLocked() const
+{
+    return mCtlQueue.size() != 0 ? mCtlQueue.at(0).mMsgId : MSG_ID_NONE;
 }
 
 int SharedTimer::Impl::dispatch(CtlRecord const& nWork)

@@ -712,6 +712,22 @@ bool ThreadManager::setWatchdogWatchInterval(unsigned int nIntervalMs)
     return internal::watchdog::setWatchInterval(*mpWatchdog, nIntervalMs);
 }
 
+void ThreadManager::setWatchdogVerdictListener(WatchdogVerdictListener* npListener)
+{
+    internal::watchdog::setVerdictListener(*mpWatchdog, npListener);
+}
+
+void ThreadManager::setWatchdogReport(bool nIsOn)
+{
+    internal::watchdog::setReport(*mpWatchdog, nIsOn);
+}
+
+unsigned int ThreadManager::watchdogBeatDeadline()
+{
+    ThreadManager const* const lpObject = getIfCreated();
+    return lpObject != nullptr ? internal::watchdog::beatDeadline(*lpObject->mpWatchdog) : ~0U;
+}
+
 void ThreadManager::keepAliveWatchdog(StatementInfo const& nStatement)
 {
     internal::showReport(nStatement.file(), nStatement.function(), nStatement.line(), nStatement.sub());

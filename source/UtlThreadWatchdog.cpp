@@ -6,6 +6,8 @@
 #include "UtlString.h"
 #include "UtlThreadManager.h"
 #include "UtlTimeCounter.h"
+#include "internal/message/UtlLoopList.h"
+#include "internal/thread/UtlWatchdogJudge.h"
 #include "internal/thread/UtlWatchdogPort.h"
 
 #include <cstring>
@@ -19,6 +21,7 @@ namespace
 
 unsigned int const MAX_MSG_SIZE = 4;
 unsigned int const MAX_MSG_COUNT = 64;
+unsigned int const MAX_BEAT_MS = 1U << 29; // a deadline further off would not be one
 
 // Most threads are not registered, and report at every blocking call: they are told so without the lock until somebody
 // enters or leaves the table.
@@ -112,11 +115,13 @@ bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
     {
         return false;
     }
+    mIntervalMs = nIntervalMs;
     mTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
     if (mTimerId == -1)
     {
         return false;
     }
+    setBeatDeadline();
     mIsInitialized = true;
     ++internal::watchdog::gTableVersion;
     return true;
@@ -125,6 +130,7 @@ bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
 void ThreadWatchdog::shutdown()
 {
     mTimerId = -1;
+    mBeatDeadline = WatchdogInfo::NO_TICK;
     mpThread->stop(1, 0);
     mpThread->leaveManagement();
     mIsInitialized = false;
@@ -139,11 +145,13 @@ bool ThreadWatchdog::setWatchInterval(unsigned int nIntervalMs)
     }
     // Another thread may be at it, too: whoever comes second stops the first one's beat.
     mpThread->killTimer(mTimerId.exchange(-1), 0);
+    mIntervalMs = nIntervalMs;
     int const lTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
     if (lTimerId == -1)
     {
         return false;
     }
+    setBeatDeadline();
     int const lOtherId = mTimerId.exchange(lTimerId);
     if (lOtherId != -1)
     {
@@ -334,7 +342,9 @@ void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
         if (lNowTick != WatchdogInfo::NO_TICK) // no clock, no time has passed
         {
             executeWatchThreads(lNowTick);
+            executeJudgement(lNowTick);
         }
+        setBeatDeadline();
     }
 }
 
@@ -390,7 +400,120 @@ void ThreadWatchdog::executeWatchdogTimeout(int nId)
         }
         lpListener = lpInfo->mpListener != nullptr ? lpInfo->mpListener : lpListener;
     }
+    char lText[128];
+    if (mHasReport && internal::LoopList::describe(nId, lText, sizeof(lText)))
+    {
+        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ThreadWatchdog Timeout ID:%d %s", nId, lText);
+    }
     lpListener->onTime(nId, lSnapshot);
+}
+
+// ---------------------------------------------------------------------------------------------- the judgement
+
+void ThreadWatchdog::setVerdictListener(WatchdogVerdictListener* npListener)
+{
+    SyncGuard lGuard(mSyncObject);
+    makeJudgeLocked();
+    mpVerdictListener = npListener;
+}
+
+void ThreadWatchdog::setReport(bool nIsOn)
+{
+    SyncGuard lGuard(mSyncObject);
+    makeJudgeLocked();
+    mHasReport = nIsOn;
+}
+
+void ThreadWatchdog::makeJudgeLocked()
+{
+    if (mpJudge == nullptr)
+    {
+        mpJudge = std::make_unique<internal::WatchdogJudge>(mWatchdogInfos.maxSize());
+    }
+}
+
+internal::WatchdogJudge* ThreadWatchdog::judge()
+{
+    SyncGuard lGuard(mSyncObject);
+    return mpJudge.get();
+}
+
+/// Twice the interval from the end of a beat on.
+void ThreadWatchdog::setBeatDeadline()
+{
+    unsigned int const lIntervalMs = mIntervalMs;
+    unsigned int const lNowTick = TimeCounter::getTickTime();
+    bool const lHasBeat = mTimerId != -1 && lIntervalMs != 0 && lIntervalMs <= MAX_BEAT_MS;
+    if (!lHasBeat || lNowTick != WatchdogInfo::NO_TICK)
+    {
+        mBeatDeadline = lHasBeat ? lNowTick + 2 * lIntervalMs : WatchdogInfo::NO_TICK;
+    }
+}
+
+/// Samples are taken, and verdicts told, without the lock.
+void ThreadWatchdog::executeJudgement(unsigned int nNowTick)
+{
+    if (!mHasReport && mpVerdictListener == nullptr)
+    {
+        return;
+    }
+    internal::WatchdogJudge* const lpJudge = judge();
+    lpJudge->begin(mIntervalMs);
+    {
+        SyncGuard lGuard(mSyncObject);
+        for (unsigned int lIndex = 0; lIndex < mWatchdogInfos.size(); ++lIndex)
+        {
+            WatchdogInfo const& lInfo = mWatchdogInfos.at(lIndex)->mValue;
+            if (lInfo.mWatchStatus == WatchdogInfo::WATCHING && nNowTick >= lInfo.mLastAliveTick)
+            {
+                lpJudge->see({lInfo.mId, lInfo.mLastAliveTick, nNowTick - lInfo.mLastAliveTick, lInfo.mAliveTime});
+            }
+        }
+    }
+    for (unsigned int lIndex = 0; lIndex < lpJudge->maxThreads(); ++lIndex)
+    {
+        WatchdogVerdict lVerdict;
+        if (lpJudge->look(lIndex, &lVerdict))
+        {
+            tellVerdict(lVerdict);
+        }
+    }
+    if (WatchdogVerdictListener* const lpListener = mpVerdictListener)
+    {
+        lpListener->onBeat();
+    }
+    lpJudge->end();
+}
+
+void ThreadWatchdog::tellVerdict(WatchdogVerdict& nVerdict)
+{
+    {
+        SyncGuard lGuard(mSyncObject);
+        WatchdogInfo const* const lpInfo = findWatchdogInfo(nVerdict.mThreadId);
+        copyStrBase<char>(nVerdict.mName, sizeof(nVerdict.mName), lpInfo != nullptr ? lpInfo->mName.c_str() : "", ~0U,
+                          1);
+    }
+    if (mHasReport)
+    {
+        bool const lIsHung = nVerdict.mVerdict == Verdict::RUNNING || nVerdict.mVerdict == Verdict::BLOCKED;
+        applog(UTL_LOG_TYPE, lIsHung ? LOG_LEVEL_ERROR : LOG_LEVEL_WARNING,
+               "ThreadWatchdog Verdict ID:%d Name:%s  %s  Silent:%ums Run:%ums Blocked:%ums Starved:%ums Stopped:%ums "
+               "Holder:%d",
+               nVerdict.mThreadId, nVerdict.mName, text(nVerdict.mVerdict), nVerdict.mSilentMs, nVerdict.mRunMs,
+               nVerdict.mBlockedMs, nVerdict.mStarvedMs, nVerdict.mStoppedMs, nVerdict.mHolderId);
+    }
+    if (WatchdogVerdictListener* const lpListener = mpVerdictListener)
+    {
+        lpListener->onVerdict(nVerdict);
+    }
+}
+
+char const* text(Verdict nVerdict)
+{
+    static char const* const TEXTS[] = {"undecided", "hung: runs without end", "hung: blocked", "starved",
+                                        "was stopped"};
+    auto const lIndex = static_cast<unsigned int>(nVerdict);
+    return lIndex < sizeof(TEXTS) / sizeof(TEXTS[0]) ? TEXTS[lIndex] : "no such verdict";
 }
 
 // ---------------------------------------------------------------------------------------------- for the layers below
@@ -470,6 +593,21 @@ void forgetCaller(ThreadWatchdog const& nWatchdog)
 {
     tpUnknownTo = &nWatchdog;
     tTableVersion = gTableVersion;
+}
+
+void setVerdictListener(ThreadWatchdog& nWatchdog, WatchdogVerdictListener* npListener)
+{
+    nWatchdog.setVerdictListener(npListener);
+}
+
+void setReport(ThreadWatchdog& nWatchdog, bool nIsOn)
+{
+    nWatchdog.setReport(nIsOn);
+}
+
+unsigned int beatDeadline(ThreadWatchdog const& nWatchdog)
+{
+    return nWatchdog.beatDeadline();
 }
 
 void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel)

@@ -79,6 +79,8 @@ private:
     // The loop
     bool takeLocked(CtlRecord* npWork) override UTL_REQUIRES(mSyncObject);
     CtlRecord const* headLocked() UTL_REQUIRES(mSyncObject);
+    void const* listenerLocked() const override UTL_REQUIRES(mSyncObject) { return mpMsgListener; }
+    int nextIdLocked() const override UTL_REQUIRES(mSyncObject);
     int dispatch(CtlRecord const& nWork) override;
     int dispatchMsg();
     int dispatchSync();

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 
 namespace utl::internal
 {
@@ -147,6 +148,7 @@ void QuietLoop::waitForWriters() const
 
 bool QuietLoop::run()
 {
+    LoopList::Listed const lListed(*this);
     TimerSignal const& lSignal = mKind.mTimers.mSignal;
     {
         SyncGuard lGuard(mSyncObject);
@@ -349,6 +351,20 @@ Ledger QuietLoop::ledger() const
     lLedger.mTimeoutsLost = mCounts.mTimeoutsLost;
     mCallTimes.read(&lLedger, callClockNs());
     return lLedger;
+}
+
+void QuietLoop::describe(char* npText, unsigned int nSize) const
+{
+    SyncGuard lGuard(mSyncObject);
+    Ledger const lLedger = ledger();
+    if (lLedger.mIsInCall)
+    {
+        std::snprintf(npText, nSize, mKind.mpCallUnderWay, static_cast<unsigned int>(lLedger.mCallId), listenerLocked(),
+                      lLedger.mCallNs / 1000000, lLedger.mWaiting, static_cast<unsigned int>(nextIdLocked()));
+        return;
+    }
+    std::snprintf(npText, nSize, "no call under way  Waiting:%u NextId:0x%08x", lLedger.mWaiting,
+                  static_cast<unsigned int>(nextIdLocked()));
 }
 
 // ---------------------------------------------------------------------------------------------- timers

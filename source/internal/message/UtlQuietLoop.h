@@ -8,6 +8,7 @@
 #include "internal/base/UtlThreadSlots.h"
 #include "internal/message/UtlCallTimes.h"
 #include "internal/message/UtlCtlQueue.h"
+#include "internal/message/UtlLoopList.h"
 #include "internal/message/UtlTimerTable.h"
 #include "internal/message/UtlTimerWaiters.h"
 #include "internal/message/UtlWakePipe.h"
@@ -36,7 +37,7 @@ namespace utl::internal
 ///
 /// Locks: mSyncObject guards the queue, the note, the timers and what derived classes say; nothing but kernel timer
 ///        calls and the write for a timer's request is done under it that could take long.
-class QuietLoop
+class QuietLoop : private LoopList::Loop
 {
 public:
     /// In what the loops of the two classes differ.
@@ -53,12 +54,13 @@ public:
         char const* mpReadInterrupted; ///< the same
         char const* mpReadFailed;      ///< the same
         char const* mpDispatchFailed;  ///< (name, id)
+        char const* mpCallUnderWay;    ///< (id, listener, milliseconds, how many wait, the next one's id)
         TimerTable::Kind mTimers;
     };
 
     /// nThread: whose loop it is; must outlive us, and so must its name.
     QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecords, unsigned int nMaxTimers);
-    virtual ~QuietLoop() = default;
+    ~QuietLoop() override = default;
     QuietLoop(QuietLoop const&) = delete;
     QuietLoop& operator=(QuietLoop const&) = delete;
 
@@ -161,6 +163,12 @@ protected:
     /// Works on it. Result: 0, or -1 for a failure, which the log is told.
     virtual int dispatch(CtlRecord const& nWork) = 0;
 
+    /// Of the call under way.
+    virtual void const* listenerLocked() const UTL_REQUIRES(mSyncObject) = 0;
+
+    /// The id of the first message that waits, MSG_ID_NONE for none.
+    virtual int nextIdLocked() const UTL_REQUIRES(mSyncObject) = 0;
+
     /// What goes ahead of the queue: whether there is something, and its service.
     virtual bool hasRequests() const { return false; }
     virtual void serveRequests() {}
@@ -185,6 +193,8 @@ private:
         TURN_END
     };
 
+    Thread& thread() override { return mThread; }
+    void describe(char* npText, unsigned int nSize) const override;
     Turn turn();
     Turn withoutWorkLocked() UTL_REQUIRES(mSyncObject);
     bool wait();

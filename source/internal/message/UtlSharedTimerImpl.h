@@ -37,6 +37,8 @@ private:
         UTL_REQUIRES(mSyncObject);
     bool takeLocked(internal::CtlRecord* npWork) override UTL_REQUIRES(mSyncObject);
     int dispatch(internal::CtlRecord const& nWork) override;
+    void const* listenerLocked() const override UTL_REQUIRES(mSyncObject);
+    int nextIdLocked() const override UTL_REQUIRES(mSyncObject);
     int executeTimeout(int nTimerId);
     int beginTimeout(int nTimerId);
     int executeLocked(internal::TimerFate nFate, int nTimerId) UTL_REQUIRES(mSyncObject);

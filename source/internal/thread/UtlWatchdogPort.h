@@ -9,6 +9,7 @@ namespace utl
 class StatementInfo;
 class ThreadWatchdog;
 class WatchdogTimerListener;
+class WatchdogVerdictListener;
 } // namespace utl
 
 /// The layer of the watchdog implements these; each stands for the member of ThreadWatchdog of that name.
@@ -30,6 +31,9 @@ bool setAliveTime(ThreadWatchdog& nWatchdog, int nId, unsigned int nAliveTimeMs)
 bool start(ThreadWatchdog& nWatchdog, int nId);
 bool stop(ThreadWatchdog& nWatchdog, int nId);
 bool keepAlive(ThreadWatchdog& nWatchdog, StatementInfo const& nStatement);
+void setVerdictListener(ThreadWatchdog& nWatchdog, WatchdogVerdictListener* npListener);
+void setReport(ThreadWatchdog& nWatchdog, bool nIsOn);
+unsigned int beatDeadline(ThreadWatchdog const& nWatchdog);
 void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel);
 
 /// The calling thread has a new id, which is not in the table: its reports need no lock.

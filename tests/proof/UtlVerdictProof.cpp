@@ -1,0 +1,394 @@
+// Judges threads that hang, starve or were stopped, by the hundred; the truth is known, and no verdict may differ from it.
+//
+//   UtlVerdictProof          each kind a few times, quiet and under load: the quick form
+//   UtlVerdictProof COUNT    so many verdicts of each kind
+//
+// Each kind is judged with and without the kernel's account of waiting for a processor. A wrong verdict ends the program
+// with 1, a hang with 3.
+#include "Prove.h"
+#include "UtlThread.h"
+#include "UtlThreadManager.h"
+#include "UtlThreadWatchdog.h"
+#include "support/Faults.h"
+#include "support/LogCapture.h"
+
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <semaphore.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+using namespace utl;
+using internal::SystemCalls;
+
+unsigned int const BEAT_MS = 10;
+unsigned int const ALIVE_MS = 40;
+unsigned int const NAP_MS = 3;
+unsigned int const PAUSE_MS = 150;
+unsigned int const LATE_MS = 5 * BEAT_MS; // between a sample and the look at the truth, among many
+StatementInfo const HERE("proof", "subject", 1, 0);
+
+/// Of a thread, or the calling one for 0.
+void setPlace(int nId, unsigned long nProcessors, int nNice, int nPolicy)
+{
+    ::sched_setaffinity(nId, sizeof(nProcessors), reinterpret_cast<cpu_set_t const*>(&nProcessors));
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(nId), nNice);
+    sched_param const lParam{};
+    ::sched_setscheduler(nId, nPolicy, &lParam);
+}
+
+long long clockUs(clockid_t nClock)
+{
+    timespec lTime{};
+    ::clock_gettime(nClock, &lTime);
+    return lTime.tv_sec * 1000000LL + lTime.tv_nsec / 1000;
+}
+
+std::string account(int nId, char const* npName)
+{
+    std::ifstream lFile("/proc/self/task/" + std::to_string(nId) + "/" + npName);
+    std::string lLine;
+    std::getline(lFile, lLine);
+    return lLine;
+}
+
+/// How long a thread was ready without a processor, until it was given one.
+long long queuedUs(int nId)
+{
+    std::string const lAccount = account(nId, "schedstat");
+    return std::strtoll(lAccount.c_str() + lAccount.find(' '), nullptr, 10) / 1000;
+}
+
+/// It is now, and nobody knows since when.
+bool isQueued(int nId)
+{
+    std::string const lState = account(nId, "stat");
+    return lState.compare(lState.rfind(')'), 3, ") R") == 0;
+}
+
+/// Takes all that it gets of a processor, for a scope.
+class Hog
+{
+public:
+    explicit Hog(bool nIsPinned, int nNice = 0)
+        : mThread(
+              [=]
+              {
+                  nIsPinned ? setPlace(0, 1, nNice, SCHED_OTHER) : void();
+                  while (!mIsOver)
+                  {
+                  }
+              })
+    {
+    }
+    ~Hog()
+    {
+        mIsOver = true;
+        mThread.join();
+    }
+
+private:
+    std::atomic<bool> mIsOver{false};
+    std::thread mThread;
+};
+
+enum Kind
+{
+    WAITS,     // for a semaphore
+    NAPS,      // wakes up now and then, and waits on
+    RUNS,      // without end
+    NICE,      // beside one that is nice to nobody
+    IDLE,      // of the class that runs if nobody else would
+    CROWDED,   // one processor for all
+    WAS_PAUSED // with the process
+};
+
+/// A watched thread that does one kind of thing, until it is told to end.
+class Subject
+{
+public:
+    Subject(ThreadWatchdog& nWatchdog, WatchdogTimerListener& nDeaf, Kind nKind)
+        : mKind(nKind)
+    {
+        ::sem_init(&mEnd, 0, 0);
+        mThread = std::thread([&] { run(nWatchdog, nDeaf); });
+        while (mId == 0)
+        {
+            ::sched_yield();
+        }
+    }
+    ~Subject()
+    {
+        setPlace(mId, ~0UL, 0, SCHED_OTHER); // let it come to its end
+        mIsOver = true;
+        ::sem_post(&mEnd);
+        mThread.join();
+        ::sem_destroy(&mEnd);
+    }
+
+    int id() const { return mId; }
+    bool isJudged() const { return mIsJudged; }
+
+    /// On the watchdog thread.
+    void judged(WatchdogVerdict const& nVerdict)
+    {
+        Verdict const lVerdict = nVerdict.mVerdict;
+        Verdict const lTruth = mKind == RUNS         ? Verdict::RUNNING
+                               : mKind <= NAPS       ? Verdict::BLOCKED
+                               : mKind == WAS_PAUSED ? Verdict::STOPPED
+                                                     : Verdict::STARVED;
+        // All are starved as well, among many: one that hangs until it has had its alive time, one that is
+        // paused before that.
+        long long const lOwnMs = ownMs(nVerdict.mSilentMs);
+        bool const lMayStarve = mKind == WAS_PAUSED ? nVerdict.mSilentMs < PAUSE_MS : lOwnMs < ALIVE_MS + LATE_MS;
+        bool const lIsRight =
+            lVerdict == lTruth ? mKind > RUNS || lOwnMs + 2 >= ALIVE_MS : lVerdict == Verdict::STARVED && lMayStarve;
+        if (!lIsRight)
+        {
+            std::fprintf(stderr, "kind %d: %s  silent %u run %u blocked %u starved %u stopped %u, in truth %lld\n",
+                         mKind, text(lVerdict), nVerdict.mSilentMs, nVerdict.mRunMs, nVerdict.mBlockedMs,
+                         nVerdict.mStarvedMs, nVerdict.mStoppedMs, lOwnMs);
+        }
+        PROVE(lIsRight);
+        mIsJudged = mIsJudged || lVerdict == lTruth;
+    }
+
+private:
+    /// How much of its silence it ran, or did not want to.
+    long long ownMs(unsigned int nSilentMs) const
+    {
+        return mKind == WAITS  ? (isQueued(mId) ? 0 : nSilentMs - (queuedUs(mId) - mQueuedUs) / 1000)
+               : mKind == NAPS ? mNaps * NAP_MS
+                               : (clockUs(mClock) - mStartUs) / 1000;
+    }
+
+    void run(ThreadWatchdog& nWatchdog, WatchdogTimerListener& nDeaf)
+    {
+        int const lId = ThreadManager::getCallerId();
+        ::pthread_getcpuclockid(::pthread_self(), &mClock);
+        PROVE(nWatchdog.entry(lId, ALIVE_MS, &nDeaf, "subject"));
+        mId = lId;
+        mStartUs = clockUs(mClock);
+        if (mKind >= NICE && mKind <= CROWDED)
+        {
+            setPlace(0, 1, mKind == NICE ? 19 : 0, mKind == IDLE ? SCHED_IDLE : SCHED_OTHER);
+        }
+        PROVE(nWatchdog.start(lId));
+        PROVE(nWatchdog.keepAlive(HERE));
+        mQueuedUs = queuedUs(lId);
+        while (!mIsOver)
+        {
+            act(nWatchdog);
+        }
+        PROVE(nWatchdog.unregister(lId));
+    }
+
+    void act(ThreadWatchdog& nWatchdog)
+    {
+        if (mKind == WAITS)
+        {
+            ::sem_wait(&mEnd);
+        }
+        else if (mKind == NAPS)
+        {
+            ++mNaps;
+            Thread::sleep(NAP_MS);
+        }
+        else if (mKind == WAS_PAUSED)
+        {
+            long long const lBeforeUs = clockUs(CLOCK_MONOTONIC);
+            Thread::sleep(2);
+            // What it was about to do takes it a beat more before it reports.
+            Thread::sleep(clockUs(CLOCK_MONOTONIC) - lBeforeUs > 100000 ? BEAT_MS : 0);
+            nWatchdog.keepAlive(HERE);
+        }
+        else if (mKind != RUNS)
+        {
+            long long const lBeginUs = clockUs(CLOCK_THREAD_CPUTIME_ID); // a piece of work, and then a report
+            while (!mIsOver && clockUs(CLOCK_THREAD_CPUTIME_ID) - lBeginUs < 4000)
+            {
+            }
+            nWatchdog.keepAlive(HERE);
+        }
+    }
+
+    Kind const mKind;
+    clockid_t mClock{};
+    long long mStartUs = 0;
+    sem_t mEnd;
+    std::atomic<long long> mQueuedUs{0}; // at its report
+    std::atomic<unsigned int> mNaps{0};
+    std::atomic<int> mId{0};
+    std::atomic<bool> mIsOver{false};
+    std::atomic<bool> mIsJudged{false};
+    std::thread mThread;
+};
+
+/// A watchdog and the subjects of a round.
+class Court : private WatchdogTimerListener, private WatchdogVerdictListener
+{
+public:
+    Court()
+        : mWatchdog(64)
+    {
+        PROVE(mWatchdog.initialize(BEAT_MS));
+        mWatchdog.setVerdictListener(this);
+    }
+    ~Court() override { mWatchdog.shutdown(); }
+
+    /// Until so many verdicts were told.
+    void judge(Kind nKind, unsigned int nAtOnce, unsigned int nCount)
+    {
+        for (unsigned int lDone = 0; lDone < nCount; lDone += nAtOnce)
+        {
+            for (unsigned int lIndex = 0; lIndex < nAtOnce; ++lIndex)
+            {
+                auto lpSubject = std::make_unique<Subject>(mWatchdog, deaf(), nKind);
+                SyncGuard lGuard(mSyncObject);
+                mSubjects.push_back(std::move(lpSubject));
+            }
+            while (!areAllJudged())
+            {
+                Thread::sleep(1);
+            }
+            std::vector<std::unique_ptr<Subject>> lSubjects;
+            {
+                SyncGuard lGuard(mSyncObject);
+                lSubjects.swap(mSubjects);
+            }
+            lSubjects.clear();
+            ++proof::gRound;
+        }
+    }
+
+private:
+    WatchdogTimerListener& deaf() { return *this; }
+
+    bool areAllJudged()
+    {
+        SyncGuard lGuard(mSyncObject);
+        bool lAre = true;
+        for (auto const& lpSubject : mSubjects)
+        {
+            lAre = lAre && lpSubject->isJudged();
+        }
+        return lAre;
+    }
+
+    void onTime(int, WatchdogInfoMap const&) override {}
+
+    void onVerdict(WatchdogVerdict const& nVerdict) override
+    {
+        SyncGuard lGuard(mSyncObject);
+        for (auto const& lpSubject : mSubjects)
+        {
+            lpSubject->id() == nVerdict.mThreadId ? lpSubject->judged(nVerdict) : void();
+        }
+    }
+
+    SyncObject mSyncObject;
+    std::vector<std::unique_ptr<Subject>> mSubjects;
+    ThreadWatchdog mWatchdog;
+};
+
+/// In a child, which is stopped and continued until it is done.
+void judgePaused(unsigned int nCount)
+{
+    std::fflush(nullptr);
+    pid_t const lChild = ::fork();
+    if (lChild == 0)
+    {
+        {
+            Court lCourt;
+            lCourt.judge(WAS_PAUSED, 25, nCount);
+        }
+        ::_exit(0);
+    }
+    int lStatus = 0;
+    while (::waitpid(lChild, &lStatus, WNOHANG) == 0)
+    {
+        ::kill(lChild, SIGSTOP);
+        Thread::sleep(PAUSE_MS);
+        ::kill(lChild, SIGCONT);
+        Thread::sleep(100);
+        ++proof::gRound;
+    }
+    PROVE(WIFEXITED(lStatus) && WEXITSTATUS(lStatus) == 0);
+}
+
+int openWithoutSchedstat(char const* npPath, int nFlags, mode_t nMode)
+{
+    if (std::strstr(npPath, "schedstat") != nullptr)
+    {
+        errno = ENOENT;
+        return -1;
+    }
+    return ::open(npPath, nFlags | O_CLOEXEC, nMode);
+}
+
+void judgeAll(unsigned int nCount, std::string const& nWhere)
+{
+    struct Row
+    {
+        char const* mpName;
+        Kind mKind;
+        unsigned int mAtOnce;
+        unsigned int mHogs; // beside it on its processor
+        int mNice;          // theirs
+    } const ROWS[] = {
+        {"blocked", WAITS, 25, 0, 0},
+        {"blocked, with naps", NAPS, 25, 0, 0},
+        {"running", RUNS, 2, 0, 0},
+        {"starved, nice", NICE, 25, 1, -10},
+        {"starved, idle class", IDLE, 25, 1, 0},
+        {"starved, crowded", CROWDED, 25, 25, 0},
+    };
+    for (Row const& lRow : ROWS)
+    {
+        proof::gCase = lRow.mpName;
+        long long const lStartUs = test::monotonicUs();
+        std::vector<std::unique_ptr<Hog>> lHogs;
+        while (lHogs.size() < lRow.mHogs)
+        {
+            lHogs.push_back(std::make_unique<Hog>(true, lRow.mNice));
+        }
+        Court lCourt;
+        lCourt.judge(lRow.mKind, lRow.mAtOnce, nCount);
+        std::printf("%-20s %s %6u judged  %6.1f s\n", lRow.mpName, nWhere.c_str(), nCount,
+                    static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
+        std::fflush(stdout);
+    }
+    proof::gCase = "stopped";
+    judgePaused(nCount);
+    std::printf("%-20s %s %6u judged\n", "stopped", nWhere.c_str(), nCount);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int nCount, char** npValues)
+{
+    unsigned int const lCount = nCount > 1 ? static_cast<unsigned int>(std::atoi(npValues[1])) : 1;
+    test::QuietLog const lQuiet;
+    proof::endHangs();
+    for (bool const lHasSchedstat : {true, false})
+    {
+        test::Replaced const lOpen(&SystemCalls::mOpen,
+                                   lHasSchedstat ? internal::gSystem.mOpen.function() : &openWithoutSchedstat);
+        std::string const lWith = lHasSchedstat ? "with schedstat   " : "without schedstat";
+        judgeAll(lCount, lWith + " quiet");
+        Hog const lLoad[4] = {Hog(false), Hog(false), Hog(false), Hog(false)};
+        judgeAll(lCount, lWith + " load ");
+    }
+    return 0;
+}

@@ -154,7 +154,7 @@ public:
     /// From the next beat on each thread that is silent is judged, and npListener is told, in place of the one before;
     /// null: nobody. Not owned. Costs some 4 microseconds a beat for each thread that has not reported since the last
     /// one, and two descriptors while it stays silent.
-    /// Caution: a call may be under way, or just about to come, when this returns, as for WatchdogTimerListener.
+    /// When this returns a call of the former one may be under way, or just about to come, as for WatchdogTimerListener.
     void setVerdictListener(WatchdogVerdictListener* npListener);
 
     /// true: from now on a time-out has a second line in the log, which tells what the thread does if it is a message

@@ -114,7 +114,7 @@ private:
         return nRow;
     }
 
-    FoldTable const mTable;
+    FoldTable const mTable = {};
 };
 
 /// The rows of a table, in one direction; not isOurs() for a table that is not.

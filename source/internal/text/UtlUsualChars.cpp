@@ -19,13 +19,10 @@ namespace
 struct ToUtf8
 {
     static constexpr Encoding ENCODING = Encoding::UTF8;
-    static constexpr bool REFUSES_SURROGATES = false;
     static constexpr unsigned int WRITES = 4;
     static constexpr unsigned int LARGEST = 3;
 
     static void putAscii(unsigned char*& npDst, unsigned int nByte) { *npDst++ = static_cast<unsigned char>(nByte); }
-
-    static bool putThree(unsigned char*& npDst, std::uint32_t nBytes) { return put(npDst, unitOfThree(nBytes)); }
 
     static bool put(unsigned char*& npDst, unsigned int nUnit)
     {

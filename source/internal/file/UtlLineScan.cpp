@@ -62,7 +62,7 @@ int LineScan::takeUsual(LinePart& nPart)
             mReader.moveTo(mReader.position() + nPart.mSize); // within the window
             return 1;
         }
-        lIsCut = lLine.mText.mpText == nullptr && lpEnd - lLine.mpEnd < LOOKAHEAD;
+        lIsCut = lLine.mText.mpText == nullptr && static_cast<std::size_t>(lpEnd - lLine.mpEnd) < LOOKAHEAD;
     }
     return 0;
 }

@@ -87,7 +87,8 @@ bool RotatingLog::openLocked()
 bool RotatingLog::identifyLocked()
 {
     struct stat lStat = {};
-    if (UTL_ROTATING_CALL("open", mFstat(mHandle, &lStat)) != 0)
+    int const lHandle = mHandle;
+    if (UTL_ROTATING_CALL("open", mFstat(lHandle, &lStat)) != 0)
     {
         return false;
     }
@@ -149,14 +150,16 @@ bool RotatingLog::acquireLocked()
 
 bool RotatingLog::syncLocked()
 {
-    return mHandle == -1 || UTL_ROTATING_CALL("sync", mFsync(mHandle)) == 0;
+    int const lHandle = mHandle;
+    return lHandle == -1 || UTL_ROTATING_CALL("sync", mFsync(lHandle)) == 0;
 }
 
 void RotatingLog::closeLocked()
 {
-    if (mHandle != -1)
+    int const lHandle = mHandle;
+    if (lHandle != -1)
     {
-        UTL_ROTATING_CALL("close", mClose(mHandle)); // and its lock goes
+        UTL_ROTATING_CALL("close", mClose(lHandle)); // and its lock goes
         mHandle = -1;
     }
 }
@@ -215,11 +218,12 @@ bool RotatingLog::beginLocked(unsigned long long nSize)
 /// Result: false with errno if not all could be written.
 bool RotatingLog::appendLocked(void const* npBytes, unsigned int nSize)
 {
+    int const lHandle = mHandle;
     char const* lpBytes = static_cast<char const*>(npBytes);
     while (nSize != 0)
     {
         ssize_t const lCount =
-            internal::retryOnSignal([&] { return UTL_ROTATING_CALL("write", mWrite(mHandle, lpBytes, nSize)); });
+            internal::retryOnSignal([&] { return UTL_ROTATING_CALL("write", mWrite(lHandle, lpBytes, nSize)); });
         if (lCount <= 0)
         {
             errno = lCount == 0 ? ENOSPC : errno;
@@ -235,13 +239,15 @@ bool RotatingLog::appendLocked(void const* npBytes, unsigned int nSize)
 void RotatingLog::endLocked(bool nIsWhole)
 {
     int const lError = errno;
-    if (mHandle != -1)
+    int const lHandle = mHandle;
+    off_t const lSize = static_cast<off_t>(mSize);
+    if (lHandle != -1)
     {
         if (!nIsWhole && mIsAlone)
         {
-            UTL_ROTATING_CALL("write", mFtruncate(mHandle, static_cast<off_t>(mSize)));
+            UTL_ROTATING_CALL("write", mFtruncate(lHandle, lSize));
         }
-        gSystem.mFlock(mHandle, LOCK_UN);
+        gSystem.mFlock(lHandle, LOCK_UN);
     }
     errno = lError;
 }
@@ -270,17 +276,17 @@ LineWritten RotatingLog::write(std::string_view nText, std::string_view nEol)
     bool lIsBegun = false;
     bool lIsLocked = false;
     errno = EINVAL;
-    LineWritten const lWritten = lOutput.write(nText, nEol,
-                                               [&](void const* npBytes, unsigned int nSize) UTL_REQUIRES(mSyncObject)
-                                               {
-                                                   if (!lIsBegun)
-                                                   {
-                                                       lIsBegun = true;
-                                                       lIsLocked =
-                                                           beginLocked(std::max<unsigned long long>(lSize, nSize));
-                                                   }
-                                                   return lIsLocked && appendLocked(npBytes, nSize);
-                                               });
+    // Runs under the lock above, which the analysis does not see in here.
+    auto const lSink = [&](void const* npBytes, unsigned int nSize) UTL_NO_THREAD_SAFETY_ANALYSIS
+    {
+        if (!lIsBegun)
+        {
+            lIsBegun = true;
+            lIsLocked = beginLocked(std::max<unsigned long long>(lSize, nSize));
+        }
+        return lIsLocked && appendLocked(npBytes, nSize);
+    };
+    LineWritten const lWritten = lOutput.write(nText, nEol, lSink);
     int const lError = errno;
     bool const lIsWhole = lWritten != LineWritten::FAILED;
     if (lIsLocked)

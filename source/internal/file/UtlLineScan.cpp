@@ -2,6 +2,7 @@
 #include "internal/file/UtlLineScan.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 namespace utl::internal
@@ -62,7 +63,7 @@ int LineScan::takeUsual(LinePart& nPart)
             mReader.moveTo(mReader.position() + nPart.mSize); // within the window
             return 1;
         }
-        lIsCut = lLine.mText.mpText == nullptr && static_cast<std::size_t>(lpEnd - lLine.mpEnd) < LOOKAHEAD;
+        lIsCut = lLine.mText.mpText == nullptr && lpEnd - lLine.mpEnd < std::ptrdiff_t{LOOKAHEAD};
     }
     return 0;
 }

@@ -32,6 +32,7 @@
 #include "UtlSmartPointer.h"
 #include "UtlStatementInfo.h"
 #include "UtlStaticBuffer.h"
+#include "UtlStopAll.h"
 #include "UtlString.h"
 #include "UtlSyncObject.h"
 #include "UtlThread.h"

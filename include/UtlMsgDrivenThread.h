@@ -263,8 +263,11 @@ protected:
 
 private:
     friend class MsgDrivenThreadTestPeer;
+    friend class ThreadWatchdog;
 
     class Impl;
+
+    void setApart(); ///< stopAll() leaves it alone
 
     bool findInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
 

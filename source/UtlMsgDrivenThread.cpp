@@ -22,6 +22,7 @@ unsigned int const CTL_RESERVE = 256; // records for timers, requests and the st
 internal::TimerSignal gTimerSignal(2);
 
 internal::QuietLoop::Kind const KIND = {
+    false,
     MSG_ID_TIMEOUT,
     internal::CtlQueue::bitsOf(
         {MSG_ID_OUT_OF_BAND, MSG_ID_START_TIMER, MSG_ID_STOP_TIMER, MSG_ID_TIMEOUT, MSG_ID_STOP_THREAD}),
@@ -139,6 +140,11 @@ int MsgDrivenThread::stop(int nWait, unsigned int nTimeoutMs)
 void MsgDrivenThread::requestStop()
 {
     mpImpl->postStop(MSG_ID_STOP_THREAD);
+}
+
+void MsgDrivenThread::setApart()
+{
+    mpImpl->setApart();
 }
 
 Ledger MsgDrivenThread::ledger() const

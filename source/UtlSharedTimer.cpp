@@ -37,6 +37,7 @@ std::initializer_list<int> const REQUESTS = {TIMER_CTL_START, TIMER_CTL_STOP, TI
 internal::TimerSignal gTimerSignal(1);
 
 internal::QuietLoop::Kind const KIND = {
+    true,
     TIMER_CTL_TIMEOUT,
     internal::CtlQueue::bitsOf({TIMER_CTL_TIMEOUT, TIMER_CTL_STOP_THREAD}),
     FILE_NAME,

@@ -100,6 +100,7 @@ ThreadWatchdog::ThreadWatchdog(unsigned int nEntryMax)
     : mWatchdogInfos(nEntryMax)
 {
     mpThread = new MsgDrivenThread(MAX_MSG_SIZE, MAX_MSG_COUNT, "Watchdog Thread", nEntryMax);
+    mpThread->setApart();
 }
 
 ThreadWatchdog::~ThreadWatchdog()

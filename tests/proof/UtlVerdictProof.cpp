@@ -6,12 +6,13 @@
 // Each kind is judged with and without the kernel's account of waiting for a processor. A wrong verdict ends the program
 // with 1, a hang with 3.
 #include "Prove.h"
-#include "UtlThread.h"
+#include "UtlMsgDrivenThread.h"
 #include "UtlThreadManager.h"
 #include "UtlThreadWatchdog.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -34,7 +35,8 @@ using internal::SystemCalls;
 unsigned int const BEAT_MS = 10;
 unsigned int const ALIVE_MS = 40;
 unsigned int const NAP_MS = 3;
-unsigned int const PAUSE_MS = 150;
+unsigned int const MAX_AT_ONCE = 25;
+unsigned int const PAUSE_MS = 700;
 unsigned int const LATE_MS = 5 * BEAT_MS; // between a sample and the look at the truth, among many
 StatementInfo const HERE("proof", "subject", 1, 0);
 
@@ -102,6 +104,15 @@ private:
     std::thread mThread;
 };
 
+/// A piece of work.
+void work()
+{
+    long long const lBeginUs = clockUs(CLOCK_THREAD_CPUTIME_ID);
+    while (clockUs(CLOCK_THREAD_CPUTIME_ID) - lBeginUs < 4000)
+    {
+    }
+}
+
 enum Kind
 {
     WAITS,     // for a semaphore
@@ -110,6 +121,7 @@ enum Kind
     NICE,      // beside one that is nice to nobody
     IDLE,      // of the class that runs if nobody else would
     CROWDED,   // one processor for all
+    BEHIND,    // waits for one that is starved
     WAS_PAUSED // with the process
 };
 
@@ -117,8 +129,9 @@ enum Kind
 class Subject
 {
 public:
-    Subject(ThreadWatchdog& nWatchdog, WatchdogTimerListener& nDeaf, Kind nKind)
-        : mKind(nKind)
+    Subject(ThreadWatchdog& nWatchdog, WatchdogTimerListener& nDeaf, Kind nKind, MsgDrivenThread& nServer)
+        : mKind(nKind),
+          mServer(nServer)
     {
         ::sem_init(&mEnd, 0, 0);
         mThread = std::thread([&] { run(nWatchdog, nDeaf); });
@@ -214,15 +227,13 @@ private:
         }
         else if (mKind != RUNS)
         {
-            long long const lBeginUs = clockUs(CLOCK_THREAD_CPUTIME_ID); // a piece of work, and then a report
-            while (!mIsOver && clockUs(CLOCK_THREAD_CPUTIME_ID) - lBeginUs < 4000)
-            {
-            }
+            mKind == BEHIND ? void(mServer.sendMsgSync(1)) : work();
             nWatchdog.keepAlive(HERE);
         }
     }
 
     Kind const mKind;
+    MsgDrivenThread& mServer;
     clockid_t mClock{};
     long long mStartUs = 0;
     sem_t mEnd;
@@ -235,25 +246,33 @@ private:
 };
 
 /// A watchdog and the subjects of a round.
-class Court : private WatchdogTimerListener, private WatchdogVerdictListener
+class Court : private WatchdogTimerListener, private WatchdogVerdictListener, private ThreadMsgListener
 {
 public:
     Court()
-        : mWatchdog(64)
+        : mServer(0, 64, "server", 0),
+          mWatchdog(64)
     {
+        PROVE_EQ(0, mServer.start(this, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
         PROVE(mWatchdog.initialize(BEAT_MS));
         mWatchdog.setVerdictListener(this);
     }
-    ~Court() override { mWatchdog.shutdown(); }
+    ~Court() override
+    {
+        mWatchdog.shutdown();
+        mServer.stop(1, 0);
+        mServer.leaveManagement();
+    }
 
     /// Until so many verdicts were told.
     void judge(Kind nKind, unsigned int nAtOnce, unsigned int nCount)
     {
         for (unsigned int lDone = 0; lDone < nCount; lDone += nAtOnce)
         {
+            setPlace(mServer.getId(), 1, 0, SCHED_IDLE);
             for (unsigned int lIndex = 0; lIndex < nAtOnce; ++lIndex)
             {
-                auto lpSubject = std::make_unique<Subject>(mWatchdog, deaf(), nKind);
+                auto lpSubject = std::make_unique<Subject>(mWatchdog, deaf(), nKind, mServer);
                 SyncGuard lGuard(mSyncObject);
                 mSubjects.push_back(std::move(lpSubject));
             }
@@ -266,6 +285,7 @@ public:
                 SyncGuard lGuard(mSyncObject);
                 lSubjects.swap(mSubjects);
             }
+            setPlace(mServer.getId(), ~0UL, 0, SCHED_OTHER); // let it come to its end
             lSubjects.clear();
             ++proof::gRound;
         }
@@ -286,6 +306,7 @@ private:
     }
 
     void onTime(int, WatchdogInfoMap const&) override {}
+    void receiveMsg(int, ThreadRawMsg&) override { work(); }
 
     void onVerdict(WatchdogVerdict const& nVerdict) override
     {
@@ -298,6 +319,7 @@ private:
 
     SyncObject mSyncObject;
     std::vector<std::unique_ptr<Subject>> mSubjects;
+    MsgDrivenThread mServer;
     ThreadWatchdog mWatchdog;
 };
 
@@ -310,7 +332,7 @@ void judgePaused(unsigned int nCount)
     {
         {
             Court lCourt;
-            lCourt.judge(WAS_PAUSED, 25, nCount);
+            lCourt.judge(WAS_PAUSED, std::min(nCount, MAX_AT_ONCE), nCount);
         }
         ::_exit(0);
     }
@@ -346,24 +368,25 @@ void judgeAll(unsigned int nCount, std::string const& nWhere)
         unsigned int mHogs; // beside it on its processor
         int mNice;          // theirs
     } const ROWS[] = {
-        {"blocked", WAITS, 25, 0, 0},
-        {"blocked, with naps", NAPS, 25, 0, 0},
+        {"blocked", WAITS, MAX_AT_ONCE, 0, 0},
+        {"blocked, with naps", NAPS, MAX_AT_ONCE, 0, 0},
         {"running", RUNS, 2, 0, 0},
-        {"starved, nice", NICE, 25, 1, -10},
-        {"starved, idle class", IDLE, 25, 1, 0},
-        {"starved, crowded", CROWDED, 25, 25, 0},
+        {"starved, nice", NICE, MAX_AT_ONCE, 1, -10},
+        {"starved, idle class", IDLE, MAX_AT_ONCE, 1, 0},
+        {"starved, crowded", CROWDED, MAX_AT_ONCE, MAX_AT_ONCE, 0},
+        {"behind a starved one", BEHIND, MAX_AT_ONCE, 1, 0},
     };
     for (Row const& lRow : ROWS)
     {
         proof::gCase = lRow.mpName;
         long long const lStartUs = test::monotonicUs();
         std::vector<std::unique_ptr<Hog>> lHogs;
-        while (lHogs.size() < lRow.mHogs)
+        while (lHogs.size() < std::min(lRow.mHogs, nCount))
         {
             lHogs.push_back(std::make_unique<Hog>(true, lRow.mNice));
         }
         Court lCourt;
-        lCourt.judge(lRow.mKind, lRow.mAtOnce, nCount);
+        lCourt.judge(lRow.mKind, std::min(nCount, lRow.mAtOnce), nCount);
         std::printf("%-20s %s %6u judged  %6.1f s\n", lRow.mpName, nWhere.c_str(), nCount,
                     static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
         std::fflush(stdout);
@@ -378,7 +401,7 @@ void judgeAll(unsigned int nCount, std::string const& nWhere)
 
 int main(int nCount, char** npValues)
 {
-    unsigned int const lCount = nCount > 1 ? static_cast<unsigned int>(std::atoi(npValues[1])) : 1;
+    unsigned int const lCount = nCount > 1 ? static_cast<unsigned int>(std::atoi(npValues[1])) : 3;
     test::QuietLog const lQuiet;
     proof::endHangs();
     for (bool const lHasSchedstat : {true, false})

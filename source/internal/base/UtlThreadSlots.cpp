@@ -119,6 +119,22 @@ ThreadSlot* claimForCaller(int nId, bool nIsRegistered, char const* npName)
     return lpSlot;
 }
 
+/// The slot of a thread, and the claim that it had then; null for none.
+ThreadSlot* find(int nId, std::uint32_t* npClaim)
+{
+    for (ThreadSlot& lSlot : gThreadSlots)
+    {
+        *npClaim = lSlot.mClaim.load(std::memory_order_acquire);
+        TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words lWords;
+        if (useOf(*npClaim) == ThreadSlot::USE_THREAD && lSlot.mIdentity.read(&lWords) &&
+            lWords[0] == static_cast<SlotWord>(nId))
+        {
+            return &lSlot;
+        }
+    }
+    return nullptr;
+}
+
 /// Nobody looks any more at what a slot pointed to. Looking takes a microsecond and waits for nothing.
 void awaitReaders(ThreadSlot& nSlot)
 {
@@ -191,23 +207,38 @@ void ThreadSlot::setStage(Stage nStage)
 
 void showStopRequest(int nId)
 {
-    for (ThreadSlot& lSlot : gThreadSlots)
+    std::uint32_t lClaim = 0;
+    ThreadSlot* const lpSlot = find(nId, &lClaim);
+    if (lpSlot == nullptr)
     {
-        std::uint32_t const lClaim = lSlot.mClaim.load(std::memory_order_acquire);
-        TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words lWords;
-        if (useOf(lClaim) != ThreadSlot::USE_THREAD || !lSlot.mIdentity.read(&lWords) ||
-            lWords[0] != static_cast<SlotWord>(nId))
-        {
-            continue;
-        }
-        for (ThreadSlot::Stage const lStage : {ThreadSlot::STAGE_STARTING, ThreadSlot::STAGE_RUNNING})
-        {
-            std::uint32_t lWord = stageWord(lClaim, lStage); // of this owner, and of no later one
-            lSlot.mStage.compare_exchange_strong(lWord, stageWord(lClaim, ThreadSlot::STAGE_STOPPING),
-                                                 std::memory_order_relaxed);
-        }
         return;
     }
+    for (ThreadSlot::Stage const lStage : {ThreadSlot::STAGE_STARTING, ThreadSlot::STAGE_RUNNING})
+    {
+        std::uint32_t lWord = stageWord(lClaim, lStage); // of this owner, and of no later one
+        lpSlot->mStage.compare_exchange_strong(lWord, stageWord(lClaim, ThreadSlot::STAGE_STOPPING),
+                                               std::memory_order_relaxed);
+    }
+}
+
+int endOfWaits(int nId)
+{
+    int lId = nId;
+    for (unsigned int lHops = 0; lHops < SLOT_COUNT; ++lHops)
+    {
+        std::uint32_t lClaim = 0;
+        ThreadSlot* const lpSlot = find(lId, &lClaim);
+        TwoCopies<4>::Words lWait{};
+        int lNextId = 0;
+        bool const lWaits = lpSlot != nullptr && readWait(*lpSlot, &lWait, &lNextId, nullptr) &&
+                            lWait[0] != ThreadSlot::WAIT_NONE && lNextId != 0;
+        if (!lWaits || find(lNextId, &lClaim) == nullptr)
+        {
+            return lId;
+        }
+        lId = lNextId;
+    }
+    return nId;
 }
 
 std::uint32_t slotClock()

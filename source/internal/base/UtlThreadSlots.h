@@ -238,6 +238,10 @@ void leaveSlot();
 /// Reads what a thread waits for. *npOwner: a thread's id, of a lock its owner's; 0 for none. Result: that of read().
 bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std::uint32_t* npGeneration);
 
+/// Who stands at the end of those that a thread waits for, one for the next: itself if it waits for nobody that is
+/// known, or if they wait in a circle.
+int endOfWaits(int nId);
+
 /// A stop was asked of this thread.
 void showStopRequest(int nId);
 

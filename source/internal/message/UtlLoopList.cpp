@@ -1,9 +1,12 @@
 // The loops of the process that run.
 #include "internal/message/UtlLoopList.h"
 
+#include "UtlString.h"
 #include "UtlSyncObject.h"
 #include "UtlThread.h"
 #include "internal/base/UtlImmortal.h"
+
+#include <algorithm>
 
 namespace utl::internal
 {
@@ -40,14 +43,51 @@ LoopList::Listed::~Listed()
     *lpLink = mLoop.mpNext;
 }
 
-bool LoopList::describe(int nThreadId, char* npText, unsigned int nSize)
+LoopList::Loop* LoopList::findLocked(int nThreadId)
 {
-    SyncGuard lGuard(listLock());
     Loop* lpLoop = gpFirst;
     while (lpLoop != nullptr && lpLoop->thread().getId() != nThreadId)
     {
         lpLoop = lpLoop->mpNext;
     }
+    return lpLoop;
+}
+
+bool LoopList::look(int nThreadId, View* npView)
+{
+    SyncGuard lGuard(listLock());
+    Loop* const lpLoop = findLocked(nThreadId);
+    if (lpLoop != nullptr)
+    {
+        copyStrBase<char>(npView->mName, sizeof(npView->mName), lpLoop->thread().getName().c_str(), ~0U, 1);
+        npView->mLedger = lpLoop->ledger();
+    }
+    return lpLoop != nullptr;
+}
+
+int LoopList::askNext(int const* npThreadIds, std::size_t nCount)
+{
+    SyncGuard lGuard(listLock());
+    Loop* lpNext = nullptr;
+    for (Loop* lpLoop = gpFirst; lpLoop != nullptr; lpLoop = lpLoop->mpNext)
+    {
+        bool const lIsNew =
+            std::find(npThreadIds, npThreadIds + nCount, lpLoop->thread().getId()) == npThreadIds + nCount;
+        bool const lIsBetter = lpNext == nullptr || (lpLoop->mStopsFirst && !lpNext->mStopsFirst);
+        lpNext = lIsNew && lIsBetter && !lpLoop->mIsApart ? lpLoop : lpNext;
+    }
+    if (lpNext == nullptr)
+    {
+        return 0;
+    }
+    lpNext->thread().stop(0, 0); // it cannot end, and be destroyed, while we have the list
+    return lpNext->thread().getId();
+}
+
+bool LoopList::describe(int nThreadId, char* npText, unsigned int nSize)
+{
+    SyncGuard lGuard(listLock());
+    Loop const* const lpLoop = findLocked(nThreadId);
     if (lpLoop != nullptr)
     {
         lpLoop->describe(npText, nSize);

@@ -2,6 +2,10 @@
 #ifndef UTL_LOOP_LIST_H
 #define UTL_LOOP_LIST_H
 
+#include "UtlLedger.h"
+
+#include <cstddef>
+
 namespace utl
 {
 class Thread;
@@ -20,8 +24,17 @@ public:
     class Loop
     {
     public:
+        /// nStopsFirst: of those that are stopped together.
+        explicit Loop(bool nStopsFirst)
+            : mStopsFirst(nStopsFirst)
+        {
+        }
         virtual ~Loop() = default;
         virtual Thread& thread() = 0;
+        virtual Ledger ledger() const = 0;
+
+        /// It is not to be stopped with the others.
+        void setApart() { mIsApart = true; }
 
         /// Writes in words what the loop does now, cut to nSize with the terminator.
         virtual void describe(char* npText, unsigned int nSize) const = 0;
@@ -29,6 +42,8 @@ public:
     private:
         friend class LoopList;
         Loop* mpNext = nullptr;
+        bool const mStopsFirst;
+        bool mIsApart = false; // set before it runs
     };
 
     /// In the list, for a scope. The newest comes first.
@@ -44,8 +59,25 @@ public:
         Loop& mLoop;
     };
 
+    /// A loop at one moment.
+    struct View
+    {
+        char mName[64];
+        Ledger mLedger;
+    };
+
+    /// Result: false if no loop runs on that thread.
+    static bool look(int nThreadId, View* npView);
+
+    /// Asks the next loop to end that is to be stopped, and is not one of these threads.
+    /// Result: its thread's id; 0 if there is none.
+    static int askNext(int const* npThreadIds, std::size_t nCount);
+
     /// Result: false if no loop runs on that thread.
     static bool describe(int nThreadId, char* npText, unsigned int nSize);
+
+private:
+    static Loop* findLocked(int nThreadId);
 };
 
 } // namespace utl::internal

@@ -14,7 +14,8 @@ namespace utl::internal
 {
 
 QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecords, unsigned int nMaxTimers)
-    : mCtlQueue(nMaxRecords, nKind.mControlIds),
+    : Loop(nKind.mStopsFirst),
+      mCtlQueue(nMaxRecords, nKind.mControlIds),
       mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
       mThread(nThread),
       mKind(nKind),

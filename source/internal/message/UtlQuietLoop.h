@@ -37,12 +37,13 @@ namespace utl::internal
 ///
 /// Locks: mSyncObject guards the queue, the note, the timers and what derived classes say; nothing but kernel timer
 ///        calls and the write for a timer's request is done under it that could take long.
-class QuietLoop : private LoopList::Loop
+class QuietLoop : public LoopList::Loop
 {
 public:
     /// In what the loops of the two classes differ.
     struct Kind
     {
+        bool mStopsFirst;         ///< when all are stopped
         int mTimeoutId;           ///< a time-out waits for its dispatch
         unsigned int mControlIds; ///< of records that are no messages, as CtlQueue takes them
         char const* mpFile;       ///< of the reports to the watchdog, function "execute"
@@ -146,7 +147,7 @@ public:
     void eraseTimeoutsLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
     /// The books, at one instant under the lock.
-    Ledger ledger() const;
+    Ledger ledger() const override;
     void setCallClock(CallClock nClock) { mCallClock.store(nClock, std::memory_order_relaxed); }
 
     mutable SyncObject mSyncObject; // the innermost

@@ -2,6 +2,7 @@
 #include "internal/thread/UtlWatchdogJudge.h"
 
 #include "UtlThreadManager.h"
+#include "internal/base/UtlThreadSlots.h"
 
 #include <algorithm>
 
@@ -12,7 +13,7 @@ namespace
 {
 
 long long const NS_IN_MS = 1000000;
-long long const LONG_NS = 100 * NS_IN_MS;
+long long const LONG_NS = 500 * NS_IN_MS;
 
 unsigned int toMs(long long nNs)
 {
@@ -189,7 +190,7 @@ bool WatchdogJudge::look(unsigned int nIndex, WatchdogVerdict* npVerdict)
     {
         return false;
     }
-    int const lHolderId = lSuspect.mWatched.mId;
+    int const lHolderId = endOfWaits(lSuspect.mWatched.mId);
     if (lHolderId != lSuspect.mHolderId)
     {
         lSuspect.mProbe.close();

@@ -1,0 +1,77 @@
+#include "UtlStopAll.h"
+
+#include "UtlSharedTimer.h"
+#include "UtlThreadManager.h"
+#include "support/MsgThread.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace utl;
+using namespace utl::test;
+
+ThreadPriority const NORMAL(ThreadPriority::NORMAL);
+std::string gEnds; // the names of the threads in the order of their ends; one ends at a time
+
+template <class Base>
+struct Noted : Base
+{
+    using Base::Base;
+    ~Noted() override { this->stop(1, 0), this->awaitEnd(); }
+    void postExecute() override { gEnds += this->getName().c_str(); }
+};
+
+struct NotedTimer : SharedTimer
+{
+    using SharedTimer::SharedTimer;
+    ~NotedTimer() override { destroy(), awaitEnd(); }
+    void postExecute() override { gEnds += getName().c_str(); }
+};
+
+TEST(StopAll, TimersGoFirstThenTheNewestAndTheWatchdogStays)
+{
+    gEnds.clear();
+    Recorder lRecorder;
+    Noted<MsgDrivenThread> lA(4, 4, "a", 1);
+    NotedTimer lT(0, 0, nullptr, 1, "t");
+    Noted<MsgDrivenThread> lB(4, 4, "b", 1);
+    Noted<MsgDrivenThread> lIdle(4, 4, "idle", 1);
+    ASSERT_EQ(0, lA.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    ASSERT_EQ(0, lB.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    ASSERT_TRUE(lA.sendMsgSync(1)); // their loops run
+    ASSERT_TRUE(lB.sendMsgSync(1));
+    EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+    EXPECT_EQ("tba", gEnds);
+    EXPECT_FALSE(whoHolds(lA.getId(), nullptr));
+    EXPECT_TRUE(ThreadManager::get()->setWatchdogWatchInterval(1000));
+    EXPECT_EQ(0U, stopAll(0, nullptr, 0));
+}
+
+TEST(StopAll, TellsWhoGoesOnAndWhatKeepsIt)
+{
+    Started lHeld;
+    Started lBehind;
+    lBehind.mRecorder.on(1, [&](int) { lHeld.sendMsgSync(2); });
+    Started lFree;
+    ASSERT_TRUE(lHeld.hold());
+    ASSERT_TRUE(lBehind.postMsg(1));
+    StopHolder lHolder;
+    ASSERT_TRUE(waitUntil(
+        [&]
+        { return whoHolds(lBehind.getId(), &lHolder) && lHolder.mHolderId == lHeld.getId() && lHolder.mIsInCall; }));
+    EXPECT_EQ(-2, lBehind.stop(1, 1));
+    StopHolder lHolders[2];
+    EXPECT_EQ(2U, stopAll(40, lHolders, 1)); // there is room for one
+    EXPECT_FALSE(lFree.isRunning());
+    EXPECT_EQ(lBehind.getId(), lHolders[0].mThreadId);
+    EXPECT_EQ(lHeld.getId(), lHolders[0].mHolderId);
+    EXPECT_EQ(Started::HOLD, lHolders[0].mMsgId);
+    EXPECT_STREQ("under test", lHolders[0].mHolderName);
+    EXPECT_EQ(0, lHolders[1].mThreadId);
+    lHeld.release();
+    EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+}
+
+} // namespace

@@ -8,7 +8,6 @@
 #include "internal/message/UtlLoopList.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace utl
 {
@@ -73,10 +72,11 @@ bool whoHolds(int nThreadId, StopHolder* npHolder)
 unsigned int stopAll(unsigned int nLimitMs, StopHolder* npHolders, unsigned int nMaxHolders)
 {
     TimeLeft const lLeft(nLimitMs);
-    std::vector<int> lAsked;
-    while (int const lThreadId = LoopList::askNext(lAsked.data(), lAsked.size()))
+    Array<int, int const&> lAsked(0);
+    while (int const lThreadId = LoopList::askNext(lAsked))
     {
-        lAsked.push_back(lThreadId);
+        lAsked.resizeMax(lAsked.size() + 1);
+        (void)lAsked.insertAt(lAsked.size(), lThreadId);
         goesOn(lThreadId, lLeft.isLimited(), lLeft.get() / 2);
     }
     unsigned int lCount = 0;

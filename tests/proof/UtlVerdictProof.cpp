@@ -162,8 +162,12 @@ public:
                                                      : Verdict::STARVED;
         // All are starved as well, among many: one that hangs until it has had its alive time, one that is
         // paused before that.
+        // Of its silence only a part counts if the beats came late.
+        long long const lCountedMs = nVerdict.mRunMs + nVerdict.mBlockedMs + nVerdict.mStarvedMs;
         long long const lOwnMs = ownMs(nVerdict.mSilentMs);
-        bool const lMayStarve = mKind == WAS_PAUSED ? nVerdict.mSilentMs < PAUSE_MS : lOwnMs < ALIVE_MS + LATE_MS;
+        long long const lOwnOfCountedMs = lOwnMs * lCountedMs / std::max(nVerdict.mSilentMs, 1U);
+        bool const lMayStarve =
+            mKind == WAS_PAUSED ? nVerdict.mSilentMs < PAUSE_MS : lOwnOfCountedMs < ALIVE_MS + LATE_MS;
         bool const lIsRight =
             lVerdict == lTruth ? mKind > RUNS || lOwnMs + 2 >= ALIVE_MS : lVerdict == Verdict::STARVED && lMayStarve;
         if (!lIsRight)

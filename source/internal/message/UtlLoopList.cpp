@@ -65,14 +65,14 @@ bool LoopList::look(int nThreadId, View* npView)
     return lpLoop != nullptr;
 }
 
-int LoopList::askNext(int const* npThreadIds, std::size_t nCount)
+int LoopList::askNext(Array<int, int const&> const& nThreadIds)
 {
     SyncGuard lGuard(listLock());
     Loop* lpNext = nullptr;
     for (Loop* lpLoop = gpFirst; lpLoop != nullptr; lpLoop = lpLoop->mpNext)
     {
         bool const lIsNew =
-            std::find(npThreadIds, npThreadIds + nCount, lpLoop->thread().getId()) == npThreadIds + nCount;
+            std::find(nThreadIds.begin(), nThreadIds.end(), lpLoop->thread().getId()) == nThreadIds.end();
         bool const lIsBetter = lpNext == nullptr || (lpLoop->mStopsFirst && !lpNext->mStopsFirst);
         lpNext = lIsNew && lIsBetter && !lpLoop->mIsApart ? lpLoop : lpNext;
     }

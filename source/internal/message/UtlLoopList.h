@@ -2,9 +2,8 @@
 #ifndef UTL_LOOP_LIST_H
 #define UTL_LOOP_LIST_H
 
+#include "UtlArray.h"
 #include "UtlLedger.h"
-
-#include <cstddef>
 
 namespace utl
 {
@@ -71,7 +70,7 @@ public:
 
     /// Asks the next loop to end that is to be stopped, and is not one of these threads.
     /// Result: its thread's id; 0 if there is none.
-    static int askNext(int const* npThreadIds, std::size_t nCount);
+    static int askNext(Array<int, int const&> const& nThreadIds);
 
     /// Result: false if no loop runs on that thread.
     static bool describe(int nThreadId, char* npText, unsigned int nSize);

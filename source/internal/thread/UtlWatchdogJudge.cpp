@@ -20,6 +20,17 @@ unsigned int toMs(long long nNs)
     return static_cast<unsigned int>(std::max(nNs, 0LL) / NS_IN_MS);
 }
 
+/// Of what was told for the time that passed, the part in the time that counts: in proportion, or what has no room else.
+long long partOf(long long nToldNs, long long nPassedNs, long long nCountedNs)
+{
+    if (nPassedNs == nCountedNs)
+    {
+        return nToldNs;
+    }
+    double const lShare = static_cast<double>(nCountedNs) / static_cast<double>(nPassedNs);
+    return std::max(static_cast<long long>(lShare * static_cast<double>(nToldNs)), nToldNs - (nPassedNs - nCountedNs));
+}
+
 /// What of the time from beat to beat is not late.
 long long tolerated(long long nBeatNs)
 {
@@ -36,17 +47,18 @@ void ThreadCharge::add(ThreadSample const& nSample, long long nBeatNs)
     {
         bool const lKnowsRun = nSample.mRunNs != ThreadSample::UNKNOWN && mLast.mRunNs != ThreadSample::UNKNOWN;
         long long const lRanNs = lKnowsRun ? nSample.mRunNs - mLast.mRunNs : 0;
-        long long const lCountedNs = std::min(nSample.mTakenNs - mLast.mTakenNs, tolerated(nBeatNs));
+        long long const lPassedNs = nSample.mTakenNs - mLast.mTakenNs;
+        long long const lCountedNs = std::min(lPassedNs, tolerated(nBeatNs));
         (nSample.isStopped() ? mStoppedNs : mCountedNs) += lCountedNs;
         mRunNs += lRanNs;
-        addRest(nSample, lCountedNs, lRanNs);
+        addRest(nSample, lPassedNs, lCountedNs, lRanNs);
     }
     long long const lQueuedNs = nSample.mQueuedNs != ThreadSample::UNKNOWN ? nSample.mQueuedNs : mLast.mQueuedNs;
     mLast = nSample;
     mLast.mQueuedNs = lQueuedNs;
 }
 
-void ThreadCharge::addRest(ThreadSample const& nSample, long long nCountedNs, long long nRanNs)
+void ThreadCharge::addRest(ThreadSample const& nSample, long long nPassedNs, long long nCountedNs, long long nRanNs)
 {
     bool const lIsTold = nSample.mQueuedNs != ThreadSample::UNKNOWN && mLast.mQueuedNs != ThreadSample::UNKNOWN;
     bool const lWasReady = mLast.isReady() && nSample.isReady();
@@ -56,7 +68,7 @@ void ThreadCharge::addRest(ThreadSample const& nSample, long long nCountedNs, lo
         (lWasReady ? mQueuedNs : mLast.isAtRest() && nSample.isAtRest() ? mBlockedNs : mUnsureNs) += lOtherNs;
         return;
     }
-    mQueuedNs += nSample.mQueuedNs - mLast.mQueuedNs;
+    mQueuedNs += partOf(nSample.mQueuedNs - mLast.mQueuedNs, nPassedNs, nCountedNs);
     if (nSample.isAtRest())
     {
         mBlockedNs = std::max(mBlockedNs, mCountedNs - mRunNs - mQueuedNs);

@@ -37,7 +37,7 @@ public:
     bool judge(Silence const& nSilence, WatchdogVerdict* npVerdict) const;
 
 private:
-    void addRest(ThreadSample const& nSample, long long nCountedNs, long long nRanNs);
+    void addRest(ThreadSample const& nSample, long long nPassedNs, long long nCountedNs, long long nRanNs);
     bool isSurelyNotHung(Silence const& nSilence) const;
 
     ThreadSample mLast;       // taken at 0: none

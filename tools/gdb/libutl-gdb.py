@@ -238,6 +238,8 @@ class Slot:
         self.waits_for = self.wait[1] if self.wait[0] != 0 else 0
         if self.wait[0] == 5:  # a glibc mutex; its owner is the third number
             self.waits_for = memory.numbers(self.wait[1] + 8, 1, 4)[0]
+            if self.waits_for == self.number:  # it has the lock by now
+                self.waits_for, self.wait = 0, (0, 0, 0, 0)
         self.memory = memory
 
     def books(self):

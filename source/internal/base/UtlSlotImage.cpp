@@ -56,6 +56,11 @@ bool readSlot(ThreadSlot& nSlot, SlotImage* npImage, bool* npIsWhole)
                      readWait(nSlot, &lImage.mWait, &lImage.mWaitsFor, &lImage.mWaitGeneration) &&
                      nSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim;
     }
+    if (npImage->mWait[0] == ThreadSlot::WAIT_LOCK && npImage->mWaitsFor == npImage->id())
+    {
+        npImage->mWait[0] = ThreadSlot::WAIT_NONE; // it has the lock by now
+        npImage->mWaitsFor = 0;
+    }
     return true;
 }
 

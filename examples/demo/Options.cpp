@@ -63,10 +63,15 @@ bool parseText(char const* npText, char const** npOut)
 bool Options::parse(int nCount, char* const* npArguments)
 {
     constexpr option OPTIONS[] = {
-        {"encoding", required_argument, nullptr, 'e'}, {"word", required_argument, nullptr, 'w'},
-        {"log", required_argument, nullptr, 'l'},      {"for", required_argument, nullptr, 'f'},
-        {"stall", no_argument, nullptr, 's'},          {"inside", no_argument, nullptr, 'i'},
-        {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0},
+        {"encoding", required_argument, nullptr, 'e'},
+        {"word", required_argument, nullptr, 'w'},
+        {"log", required_argument, nullptr, 'l'},
+        {"for", required_argument, nullptr, 'f'},
+        {"stall", no_argument, nullptr, 's'},
+        {"starve", no_argument, nullptr, 'S'},
+        {"inside", no_argument, nullptr, 'i'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
     opterr = 0; // the caller shows what there is
     int lTextType = -1;
@@ -89,6 +94,9 @@ bool Options::parse(int nCount, char* const* npArguments)
             break;
         case 's':
             mIsStallWanted = true;
+            break;
+        case 'S':
+            mIsStarvingWanted = true;
             break;
         case 'i':
             mIsInsideWanted = true;

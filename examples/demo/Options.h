@@ -19,6 +19,7 @@ struct Options
     char const* mpLogPath = nullptr;      // null: none
     unsigned int mRepeatMs = 0;           // how long to begin again; 0: one pass
     bool mIsStallWanted = false;
+    bool mIsStarvingWanted = false;
     bool mIsInsideWanted = false;
     bool mIsHelpWanted = false;
 

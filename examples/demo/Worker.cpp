@@ -6,8 +6,15 @@
 #include <UtlStatementInfo.h>
 #include <UtlString.h>
 #include <UtlThreadRawMsg.h>
+#include <UtlTimeCounter.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <thread>
+#include <vector>
+
+#include <sched.h>
 
 namespace demo
 {
@@ -26,6 +33,41 @@ bool isSpace(char const* npCharacter, unsigned int nSize)
 bool isControl(char const* npCharacter, unsigned int nSize)
 {
     return nSize == 1 && (static_cast<unsigned char>(*npCharacter) < ' ' || *npCharacter == '\x7F');
+}
+
+/// Works without end until the time is over, and has little of it: others want the same processor all the while.
+void starve(unsigned int nMs)
+{
+    constexpr unsigned int COMPETITORS = 40;
+    cpu_set_t lAll;
+    cpu_set_t lOne;
+    CPU_ZERO(&lOne);
+    CPU_SET(static_cast<unsigned int>(std::max(sched_getcpu(), 0)), &lOne);
+    sched_getaffinity(0, sizeof(lAll), &lAll);
+    sched_setaffinity(0, sizeof(lOne), &lOne); // threads inherit it
+    std::atomic<bool> lIsOver{false};
+    std::vector<std::thread> lOthers;
+    for (unsigned int lCount = 0; lCount < COMPETITORS; ++lCount)
+    {
+        lOthers.emplace_back(
+            [&]
+            {
+                while (!lIsOver)
+                {
+                }
+            });
+    }
+    utl::TimeCounter lTime;
+    lTime.start();
+    while (lTime.watch() < nMs)
+    {
+    }
+    lIsOver = true;
+    for (std::thread& lOther : lOthers)
+    {
+        lOther.join();
+    }
+    sched_setaffinity(0, sizeof(lAll), &lAll);
 }
 
 } // namespace
@@ -64,10 +106,10 @@ Finding findingOf(LineMsg const& nLine)
     return lFinding;
 }
 
-WorkerListener::WorkerListener(utl::MsgDrivenThread& nCollector, bool nIsPassingLines, bool nIsStalling)
+WorkerListener::WorkerListener(utl::MsgDrivenThread& nCollector, bool nIsPassingLines, Trouble nTrouble)
     : mCollector(nCollector),
       mIsPassingLines(nIsPassingLines),
-      mIsStalling(nIsStalling)
+      mTrouble(nTrouble)
 {
 }
 
@@ -99,9 +141,9 @@ void WorkerListener::begin()
 
 void WorkerListener::measure(LineMsg const& nLine)
 {
-    if (mIsStalling && nLine.mNumber == 1)
+    if (mTrouble != Trouble::NONE && nLine.mNumber == 1)
     {
-        stall();
+        suffer(mTrouble);
     }
     if (mIsPassingLines)
     {
@@ -117,14 +159,14 @@ void WorkerListener::measure(LineMsg const& nLine)
     postWhenRoom(mCollector, lMsg, &mRefusals);
 }
 
-void WorkerListener::stall()
+void WorkerListener::suffer(Trouble nTrouble)
 {
     // The watchdog tells of a lapse and of its end in the library's log.
     LibraryLogLevel lAudible(utl::LOG_LEVEL_INFO);
     // A call that may take long stands between two reports: the watchdog then knows in which one we hang.
-    utl::Thread::keepAliveWatchdog(utl::StatementInfo(__FILE__, "stall", __LINE__, 1));
-    utl::Thread::sleep(STALL_MS);
-    utl::Thread::keepAliveWatchdog(utl::StatementInfo(__FILE__, "stall", __LINE__, 2));
+    utl::Thread::keepAliveWatchdog(utl::StatementInfo(__FILE__, "suffer", __LINE__, 1));
+    nTrouble == Trouble::HANGS ? utl::Thread::sleep(STALL_MS) : starve(STALL_MS);
+    utl::Thread::keepAliveWatchdog(utl::StatementInfo(__FILE__, "suffer", __LINE__, 2));
 }
 
 } // namespace demo

@@ -9,6 +9,14 @@
 namespace demo
 {
 
+/// What a thread can suffer from.
+enum class Trouble
+{
+    NONE,
+    HANGS,  ///< it waits
+    STARVES ///< it would work, but others have the processor
+};
+
 /// Measures each LineMsg and posts a FindingMsg to the collector.
 ///
 /// Threads: its own message thread alone calls it, so its data needs no lock.
@@ -19,8 +27,8 @@ public:
 
     /// nCollector:      where findings go; outlives this object.
     /// nIsPassingLines: the lines themselves go there, too.
-    /// nIsStalling:     hangs on the first line for STALL_MS, for the watchdog to see.
-    WorkerListener(utl::MsgDrivenThread& nCollector, bool nIsPassingLines, bool nIsStalling);
+    /// nTrouble:        on the first line, for STALL_MS, for the watchdog to see.
+    WorkerListener(utl::MsgDrivenThread& nCollector, bool nIsPassingLines, Trouble nTrouble);
 
     void receiveMsg(int nThreadId, utl::ThreadRawMsg& nRawMsg) override;
 
@@ -31,11 +39,11 @@ public:
 private:
     void begin();
     void measure(LineMsg const& nLine);
-    static void stall();
+    static void suffer(Trouble nTrouble);
 
     utl::MsgDrivenThread& mCollector;
     bool const mIsPassingLines;
-    bool const mIsStalling;
+    Trouble const mTrouble;
     LineMsg mLine; // a member only because 4 kilobytes are much for the stack of a thread
     unsigned int mChecksum = EMPTY_CHECKSUM;
     unsigned long long mRefusals = 0;

@@ -63,7 +63,7 @@ countsAsWc() {
 # stalled: the watchdog missed the worker, and told whom and where.
 stalled() {
     says out 'ThreadWatchdog Timeout ID:[0-9]* Name:Worker'
-    says out ' utlDemo: DTL: thread "Worker" hangs, .* stall() at .*Worker.cpp:[0-9]'
+    says out ' utlDemo: DTL: thread "Worker" is late, .* suffer() at .*Worker.cpp:[0-9]'
 }
 
 # takes FILE TEXT PROGRAM...: the whole of a readable file, by name and on standard input. TEXT is the same as UTF-8.
@@ -237,6 +237,16 @@ stall) # and the worker comes back, so that nothing is lost
     says out '^  0 lines, 0 bytes so far$'
     says out 'INF: ThreadWatchdog Timeout->Alive ID:[0-9]* Name:Worker'
     says out ' Worker .* 500, .*, ALIVE *, *[1-9][0-9]*, ('
+    says out ' utlDemo: DTL: thread "Worker": hung: blocked, '
+    ;;
+starve) # is not taken for a hang, and works on
+    lExpected=$lStallErrors
+    "$@" --starve >out 2>err
+    gave $? 0
+    countsAsWc ownText
+    says out ' utlDemo: DTL: thread "Worker" is late, '
+    says out ' utlDemo: DTL: thread "Worker": starved,'
+    ! grep -q 'thread "Worker": hung' out || failed 'it was taken for hung'
     ;;
 inside) # the stall shows in the table, and as the longest call
     lExpected=$lStallErrors
@@ -252,7 +262,7 @@ dump) # a signal says in which message, and what waits behind it
     lExpected=$lStallErrors
     "$@" --stall >out 2>err &
     lPid=$!
-    until grep -q 'thread "Worker" hangs' out; do
+    until grep -q 'thread "Worker" is late' out; do
         kill -0 "$lPid" || failed "it ended before it hung"
         sleep 0.05
     done
@@ -263,7 +273,7 @@ dump) # a signal says in which message, and what waits behind it
     [ "$lResult" -eq 0 ] || failed "exit code $lResult"
     countsAsWc ownText
     lWorker='^thread [0-9]* "Worker": '
-    says err "${lWorker}running, message 0x00000001 for [0-9]* ms, last report .*Worker.cpp stall:[0-9]*:1$"
+    says err "${lWorker}running, message 0x00000001 for [0-9]* ms, last report .*Worker.cpp suffer:[0-9]*:1$"
     says err "${lWorker}accepted 65, delivered 1, .*, waiting 64, most 64; refused full [1-9]"
     says err '^utl: [0-9]* threads, 0 passed over, 0 lines dropped$'
     ;;

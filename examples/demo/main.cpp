@@ -51,8 +51,8 @@ constexpr unsigned int WATCH_INTERVAL_MS = 100;
 constexpr unsigned int WORKER_ALIVE_MS = 500; // more than any line takes, less than a stall
 constexpr unsigned int STOP_TIMEOUT_MS = 10000;
 
-/// Tells of a thread that the watchdog has missed. Runs on the watchdog's thread.
-class WatchdogListener : public utl::WatchdogTimerListener
+/// Tells of a thread that the watchdog has missed, and then why. Runs on the watchdog's thread.
+class WatchdogListener : public utl::WatchdogTimerListener, public utl::WatchdogVerdictListener
 {
 public:
     explicit WatchdogListener(Log& nLog)
@@ -66,15 +66,29 @@ public:
         if (lpEntry != nullptr)
         {
             utl::WatchdogInfo const& lInfo = lpEntry->mValue;
-            mLog.write(utl::LOG_LEVEL_DETAIL, "thread \"%s\" hangs, it was last seen in %s() at %s:%u",
+            mLog.write(utl::LOG_LEVEL_DETAIL, "thread \"%s\" is late, it was last seen in %s() at %s:%u",
                        lInfo.mName.c_str(), lInfo.mLastAliveInfo.function(), lInfo.mLastAliveInfo.file(),
                        lInfo.mLastAliveInfo.line());
             std::fflush(stdout);
         }
     }
 
+    /// A product resets for a hang, and for a thread that starves after a limit of its own.
+    void onVerdict(utl::WatchdogVerdict const& nVerdict) override
+    {
+        if (nVerdict.mVerdict != mLastVerdict) // one that starves is told of at each beat
+        {
+            mLastVerdict = nVerdict.mVerdict;
+            mLog.write(utl::LOG_LEVEL_DETAIL, "thread \"%s\": %s, of %u ms it ran %u, waited %u, was kept waiting %u",
+                       nVerdict.mName, text(nVerdict.mVerdict), nVerdict.mSilentMs, nVerdict.mRunMs,
+                       nVerdict.mBlockedMs, nVerdict.mStarvedMs);
+            std::fflush(stdout);
+        }
+    }
+
 private:
     Log& mLog;
+    utl::Verdict mLastVerdict = utl::Verdict::UNDECIDED;
 };
 
 /// Starts the collector without the watchdog, at normal priority, and waits until it is up. The timer is for the totals
@@ -201,14 +215,18 @@ int Run::workThrough(LineSource& nSource)
     // Listeners before the threads that call them: what is made first is destroyed last. The journal has to know the
     // thread that it leaves, which is stopped below while both are there.
     WatchdogListener lWatchdogListener(mLog);
+    utl::ThreadManager::get()->setWatchdogVerdictListener(&lWatchdogListener);
     TotalsListener lTotals(isatty(STDOUT_FILENO) == 1 && mpInside == nullptr);
     WordListener lWord(mOptions.mpWord);
     utl::MsgDrivenSharedThread lCollector(COLLECTOR_MSG_BYTES, COLLECTOR_SLOTS, COLLECTOR_LISTENERS, "Collector",
                                           COLLECTOR_TIMERS);
     JournalListener lJournal(lCollector);
     bool const lHasWord = mOptions.mpWord != nullptr;
-    bool const lIsStalling = mOptions.mIsStallWanted && mPasses % STALL_PASSES == 0;
-    WorkerListener lWorkerListener(lCollector, lHasWord, lIsStalling);
+    bool const lHasTrouble = mPasses % STALL_PASSES == 0;
+    Trouble const lTrouble = lHasTrouble && mOptions.mIsStallWanted      ? Trouble::HANGS
+                             : lHasTrouble && mOptions.mIsStarvingWanted ? Trouble::STARVES
+                                                                         : Trouble::NONE;
+    WorkerListener lWorkerListener(lCollector, lHasWord, lTrouble);
     utl::MsgDrivenThread lWorker(LineMsg::MAX_BYTES, WORKER_SLOTS, "Worker", 0);
 
     int lExitCode = EXIT_DONE;
@@ -243,6 +261,9 @@ int Run::workThrough(LineSource& nSource)
     // Who posts ends before who receives, so that nothing is posted to a thread that has ended.
     bool const lIsWorkerStopped = stop(lWorker);
     bool const lIsCollectorStopped = stop(lCollector);
+    // The listener goes: a change of the interval waits for a call of it that is under way.
+    utl::ThreadManager::get()->setWatchdogVerdictListener(nullptr);
+    utl::ThreadManager::get()->setWatchdogWatchInterval(WATCH_INTERVAL_MS);
     if (!lIsWorkerStopped || !lIsCollectorStopped)
     {
         mLog.complain("a thread would not stop");

@@ -24,6 +24,9 @@ namespace utl
 /// somebody waits for it. Times are as exact as the kernel's tick. "about" is said of books that change too fast to be read
 /// at one moment; otherwise accepted is delivered, erased, taken back and waiting together, as in Ledger (UtlLedger.h).
 ///
+/// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second; before that the line says
+/// "circle", since one of them may only have to wake up.
+///
 /// nFd:      not owned. Each line is one write().
 /// Result:   how many lines were dropped because the descriptor took none for 100 ms, or failed.
 /// Threads:  any; two dumps at once mix their lines.

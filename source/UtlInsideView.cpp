@@ -28,6 +28,7 @@ using internal::SlotWord;
 using internal::ThreadSlot;
 
 int const DESCRIPTOR_LIMIT_MS = 100;
+std::uint32_t const ONE_SECOND = internal::slotTime(1000000000);
 
 /// One line of text, cut if it becomes too long. What would end it, or is no text, becomes a question mark.
 class Line
@@ -252,6 +253,7 @@ struct Walk
 {
     bool mIsCircle = false;
     unsigned int mFirst = SLOT_COUNT;  // the lowest slot on the way
+    bool mIsOld = true;                // each has waited for a second
     std::uint32_t mHash = 2166136261U; // of all on the way; the same when nobody has stopped waiting
 };
 
@@ -272,6 +274,7 @@ Walk walkFrom(unsigned int nIndex, Line* npLine)
         {
             addThread(*npLine, lImage.id(), lImage.mIdentity).text(" waits for ");
         }
+        lWalk.mIsOld &= internal::slotClock() - static_cast<std::uint32_t>(lImage.mWait[3]) >= ONE_SECOND;
         lWalk.mFirst = lIndex < lWalk.mFirst ? lIndex : lWalk.mFirst;
         for (std::uint32_t const lPart : {std::uint32_t(lIndex), lImage.mClaim, lImage.mWaitGeneration})
         {
@@ -296,7 +299,8 @@ void writeCircle(Lines& nLines, unsigned int nIndex)
         return;
     }
     Line lLine;
-    lLine.text("deadlock: ");
+    lLine.text(lFirst.mIsOld ? "deadlock: "
+                             : "circle: "); // a young one may have been opened: the other must only wake up
     Walk const lSecond = walkFrom(nIndex, &lLine);
     SlotImage lImage;
     bool lIsWhole = false;

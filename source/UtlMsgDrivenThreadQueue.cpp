@@ -91,7 +91,6 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     Impl& lImpl = *mpImpl;
     Impl::CtlRecord const lRecord{MSG_ID_SYNC, -1};
     Impl::Wake lWake;
-    WaitShown const lShown(ThreadSlot::WAIT_SYNC_MSG, static_cast<SlotWord>(getId()), nMsg.mMsgId);
     SyncGuard lOneGuard(lImpl.mSync.mSyncObject);
     lImpl.mSync.mResult = false;
     {
@@ -116,6 +115,7 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
         lImpl.mSync.mAnswer.withdraw();
         return false;
     }
+    WaitShown const lShown(ThreadSlot::WAIT_SYNC_MSG, static_cast<SlotWord>(getId()), nMsg.mMsgId);
     lImpl.mSync.mAnswer.wait();
     return lImpl.mSync.mResult;
 }
@@ -162,7 +162,6 @@ bool MsgDrivenThread::sendMsgInterrupt(Msg const& nMsg)
     {
         return mpImpl->refuseStopped();
     }
-    WaitShown const lShown(ThreadSlot::WAIT_INTERRUPT, static_cast<SlotWord>(getId()), nMsg.mMsgId);
     SyncGuard lOneGuard(mpImpl->mInterrupt.mSyncObject);
     mpImpl->mInterrupt.mResult = false;
     return mpImpl->ask(Impl::REQUEST_INTERRUPT, mpImpl->mInterrupt, &nMsg) && mpImpl->mInterrupt.mResult;
@@ -310,6 +309,8 @@ bool MsgDrivenThread::Impl::ask(Request nRequest, OneRequest& nOne, Msg const* n
         nOne.mAnswer.withdraw();
         return false;
     }
+    WaitShown const lShown(npInterrupt != nullptr ? ThreadSlot::WAIT_INTERRUPT : ThreadSlot::WAIT_REQUEST,
+                           static_cast<SlotWord>(mThread.getId()), npInterrupt != nullptr ? npInterrupt->mMsgId : 0);
     nOne.mAnswer.wait();
     return true;
 }
@@ -376,7 +377,6 @@ bool MsgDrivenThread::findInternal(MsgJudgementInterface* npJudgement, ThreadRaw
     }
     // The copy gets its memory here, and not on the message thread with the queues locked.
     ThreadRawMsg lFound(npRawMsg != nullptr ? mpImpl->msgSize() : 0);
-    WaitShown const lShown(ThreadSlot::WAIT_REQUEST, static_cast<SlotWord>(getId()));
     SyncGuard lOneGuard(mpImpl->mFind.mSyncObject);
     mpImpl->mpFindJudgement = npJudgement;
     mpImpl->mpPeekRawMsg = npRawMsg != nullptr ? &lFound : nullptr;
@@ -399,7 +399,6 @@ bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
     {
         return mpImpl->executeEraseMsg(*npJudgement);
     }
-    WaitShown const lShown(ThreadSlot::WAIT_REQUEST, static_cast<SlotWord>(getId()));
     SyncGuard lOneGuard(mpImpl->mErase.mSyncObject);
     mpImpl->mpEraseJudgement = npJudgement;
     // If the thread ends first, no queue will run the message any more: erased.

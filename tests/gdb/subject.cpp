@@ -36,7 +36,7 @@ struct Sender : utl::ThreadMsgListener
     int mMsgId = 0;
 };
 
-/// The last of a dump is there when both wait.
+/// A dump says that they wait for each other.
 bool isDeadlocked()
 {
     int lFds[2];
@@ -53,7 +53,7 @@ bool isDeadlocked()
         lSize += static_cast<std::size_t>(lRead);
     }
     ::close(lFds[0]);
-    return std::strstr(lText, "deadlock:") != nullptr;
+    return std::strstr(lText, "circle:") != nullptr;
 }
 
 void start(utl::MsgDrivenThread& nThread, Sender& nListener, utl::MsgDrivenThread& nOther, int nMsgId)

@@ -106,7 +106,7 @@ private:
         PROVE(lText.empty());
     }
 
-    /// Nobody waits in a circle here, and all names, ids and reports are known. Times are anything: some races have a clock of
+    /// Nobody waits in a circle for a second here, and all names, ids and reports are known. Times are anything: some races have a clock of
     /// their own.
     void check(std::string const& nLine)
     {
@@ -124,7 +124,8 @@ private:
             "(, next (due in [0-9]{1,10}|overdue for [0-9]{1,10}) ms)?"
             "|thread [0-9]+ \"[A-Za-z ]*\": waits for (a lock|[0-9]+ \"[A-Za-z ]*\") for [0-9]{1,10} ms"
             "(, synchronous message 0x[0-9a-f]{8}|, interrupt 0x[0-9a-f]{8}|, a request to it|, its end"
-            "|, a lock that it holds)?(, with a limit)?)$");
+            "|, a lock that it holds)?(, with a limit)?"
+            "|circle: ([0-9]+ \"[A-Za-z ]*\" waits for )+[0-9]+ \"[A-Za-z ]*\")$");
         if (!sLine.finds(nLine))
         {
             std::fprintf(stderr, "a torn line: %s\n", nLine.c_str());

@@ -171,6 +171,7 @@ MAGIC = b"utl thread slot\0"
 STAGES = ["starting", "running", "stopping", "done"]
 WAITS = ["", ", synchronous message ", ", interrupt ", ", a request to it", ", its end", ", a lock that it holds"]
 LIMITED = 16
+ONE_SECOND = 10**9 >> 20
 BOOKS = ["accepted ", ", delivered ", ", erased ", ", taken back ", ", waiting ", ", most ", "; refused full ",
          ", too large ", ", stopped ", "; orphaned ", ", interrupts ", ", time-outs ", ", lost ", "; calls "]
 
@@ -328,7 +329,8 @@ class Threads:
                 number = 0 if self.by_number[number].wait[0] >= LIMITED else self.by_number[number].waits_for
             if way and number == way[0] and not told & set(way):
                 told |= set(way)
-                yield " waits for ".join(self.title(one) for one in way + way[:1])
+                is_old = all((self.now - self.by_number[one].wait[3]) & 0xFFFFFFFF >= ONE_SECOND for one in way)
+                yield ("deadlock: " if is_old else "circle: ") + " waits for ".join(self.title(one) for one in way + way[:1])
 
     def lines(self):
         known = {thread.ptid[1] or thread.ptid[0]: thread.num for thread in gdb.selected_inferior().threads()}
@@ -339,7 +341,7 @@ class Threads:
                 yield from (title + line for line in self.loop(slot))
             if slot.wait[0] != 0:
                 yield title + self.waiting(slot)
-        yield from ("deadlock: " + circle for circle in self.circles())
+        yield from self.circles()
         yield f"{len(self.slots)} threads; the number ahead is gdb's"
 
 

@@ -57,7 +57,7 @@ UTL_API bool installDumpSignal(int nSignal, int nFd);
 ///
 /// Counts are modulo 2^32, which such a server takes for a start from 0. Each number is of the moment at which it is read.
 /// npBuffer: gets nSize bytes at most, the terminator included; null: nothing.
-/// Result:   the bytes that the text takes, the terminator included, 16 KB for ten threads. If they are more than nSize, the
+/// Result:   the bytes that the text takes, the terminator included, about 1.2 KB a thread. If they are more than nSize, the
 ///           buffer holds an empty text, and the next call may need more again, by a thread that came meanwhile.
 /// Threads:  any.
 /// Signals:  no.

@@ -19,7 +19,7 @@ template <class Base>
 struct Noted : Base
 {
     using Base::Base;
-    ~Noted() override { this->stop(1, 0), this->awaitEnd(); }
+    ~Noted() override { this->stop(1, 0), this->awaitEnd(), this->leaveManagement(); }
     void postExecute() override { gEnds += this->getName().c_str(); }
 };
 

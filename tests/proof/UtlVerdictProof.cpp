@@ -1,7 +1,7 @@
 // Judges threads that hang, starve or were stopped, by the hundred; the truth is known, and no verdict may differ from it.
 //
-//   UtlVerdictProof          each kind a few times, quiet and under load: the quick form
-//   UtlVerdictProof COUNT    so many verdicts of each kind
+//   UtlVerdictProof                 each kind a few times, quiet and under load: the quick form
+//   UtlVerdictProof COUNT [KIND]    so many verdicts of each kind, or of those with these letters in their names
 //
 // Each kind is judged with and without the kernel's account of waiting for a processor. A wrong verdict ends the program
 // with 1, a hang with 3.
@@ -362,7 +362,7 @@ int openWithoutSchedstat(char const* npPath, int nFlags, mode_t nMode)
     return ::open(npPath, nFlags | O_CLOEXEC, nMode);
 }
 
-void judgeAll(unsigned int nCount, std::string const& nWhere)
+void judgeAll(unsigned int nCount, std::string const& nOnly, std::string const& nWhere)
 {
     struct Row
     {
@@ -382,6 +382,10 @@ void judgeAll(unsigned int nCount, std::string const& nWhere)
     };
     for (Row const& lRow : ROWS)
     {
+        if (std::strstr(lRow.mpName, nOnly.c_str()) == nullptr)
+        {
+            continue;
+        }
         proof::gCase = lRow.mpName;
         long long const lStartUs = test::monotonicUs();
         std::vector<std::unique_ptr<Hog>> lHogs;
@@ -395,6 +399,10 @@ void judgeAll(unsigned int nCount, std::string const& nWhere)
                     static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
         std::fflush(stdout);
     }
+    if (std::strstr("stopped", nOnly.c_str()) == nullptr)
+    {
+        return;
+    }
     proof::gCase = "stopped";
     judgePaused(nCount);
     std::printf("%-20s %s %6u judged\n", "stopped", nWhere.c_str(), nCount);
@@ -406,6 +414,7 @@ void judgeAll(unsigned int nCount, std::string const& nWhere)
 int main(int nCount, char** npValues)
 {
     unsigned int const lCount = nCount > 1 ? static_cast<unsigned int>(std::atoi(npValues[1])) : 3;
+    std::string const lOnly = nCount > 2 ? npValues[2] : "";
     test::QuietLog const lQuiet;
     proof::endHangs();
     for (bool const lHasSchedstat : {true, false})
@@ -413,9 +422,9 @@ int main(int nCount, char** npValues)
         test::Replaced const lOpen(&SystemCalls::mOpen,
                                    lHasSchedstat ? internal::gSystem.mOpen.function() : &openWithoutSchedstat);
         std::string const lWith = lHasSchedstat ? "with schedstat   " : "without schedstat";
-        judgeAll(lCount, lWith + " quiet");
+        judgeAll(lCount, lOnly, lWith + " quiet");
         Hog const lLoad[4] = {Hog(false), Hog(false), Hog(false), Hog(false)};
-        judgeAll(lCount, lWith + " load ");
+        judgeAll(lCount, lOnly, lWith + " load ");
     }
     return 0;
 }

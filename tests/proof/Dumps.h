@@ -129,7 +129,7 @@ private:
         if (!sLine.finds(nLine))
         {
             std::fprintf(stderr, "a torn line: %s\n", nLine.c_str());
-            PROVE(!"all lines are whole");
+            fail("a whole line", 0, 0, __LINE__);
         }
         auto const lNumber = [&](unsigned int nGroup) { return sLine.number(nLine, nGroup); };
         bool const lIsAbout = lNumber(8) != -1;

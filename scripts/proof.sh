@@ -86,9 +86,9 @@ step "every fault"
 run release tests/proof/UtlFaultProof --table >"$lWork/faults"
 grep -E '^[0-9,]+ faults' "$lWork/faults" || tail -n 3 "$lWork/faults"
 step "races, full speed"
-run release tests/proof/UtlRaceProof all $lOverlaps
+run release tests/proof/UtlRaceProof all $lOverlaps 10000
 step "races, race checks"
-run tsan tests/proof/UtlRaceProof all $((lOverlaps / 10))
+run tsan tests/proof/UtlRaceProof all $((lOverlaps / 10)) 1000
 step "account, full speed"
 run release tests/proof/UtlRaceProof account $lMessages
 step "account, 32-bit ARM"

@@ -21,71 +21,27 @@
 namespace utl::proof
 {
 
-/// Sends the signal to one thread of the process after the other, until so many dumps have been read.
-class Dumps
+/// Reads and checks all dumps of the process. It stays to the end, for a thread that takes the signal late.
+class DumpReader
 {
 public:
-    explicit Dumps(unsigned long nWanted)
-        : mWanted(nWanted)
+    static DumpReader& get()
     {
-        if (nWanted != 0)
-        {
-            PROVE_EQ(0, ::pipe2(mFds, O_CLOEXEC));
-            PROVE(installDumpSignal(SIGUSR1, mFds[1]));
-            mReader = std::thread([this] { read(); });
-            mSender = std::thread([this] { send(); });
-        }
+        static DumpReader* const lpTheOne = new DumpReader;
+        return *lpTheOne;
     }
-    ~Dumps()
-    {
-        if (mReader.joinable())
-        {
-            mIsToEnd = true;
-            mSender.join();
-            ::signal(SIGUSR1, SIG_IGN); // who has not taken it yet writes nowhere
-            ::close(mFds[1]);
-            mReader.join();
-            ::close(mFds[0]);
-        }
-    }
-    Dumps(Dumps const&) = delete;
-    Dumps& operator=(Dumps const&) = delete;
 
-    unsigned int count() const { return mCount; } ///< dumps that were read to the end
-    unsigned int lines() const { return mLines; }
-    unsigned int passedOver() const { return mPassedOver; } ///< threads
-    unsigned int about() const { return mAbout; }           ///< books that changed too fast
+    std::atomic<unsigned int> mCount{0}; // dumps that were read to the end
+    std::atomic<unsigned int> mLines{0};
+    std::atomic<unsigned int> mPassedOver{0}; // threads
+    std::atomic<unsigned int> mAbout{0};      // books that changed too fast
 
 private:
-    static std::vector<int> threads()
+    DumpReader()
     {
-        std::vector<int> lIds;
-        DIR* const lpDir = ::opendir("/proc/self/task");
-        while (dirent const* const lpEntry = lpDir != nullptr ? ::readdir(lpDir) : nullptr)
-        {
-            int const lId = std::atoi(lpEntry->d_name);
-            lIds.insert(lIds.end(), lId != 0 ? 1 : 0, lId);
-        }
-        lpDir != nullptr ? ::closedir(lpDir) : 0;
-        return lIds;
-    }
-
-    /// One at a time: the next when the last has been read, or was lost with its thread.
-    void send()
-    {
-        int const lOwnId = static_cast<int>(::syscall(SYS_gettid));
-        while (!mIsToEnd && mCount < mWanted)
-        {
-            for (int const lId : threads())
-            {
-                unsigned int const lBefore = mCount;
-                bool const lIsSent = lId != lOwnId && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
-                for (unsigned int lTry = 0; lIsSent && mCount == lBefore && lTry < 20 && !mIsToEnd; ++lTry)
-                {
-                    internal::pauseBriefly(); // the races shall have the processors
-                }
-            }
-        }
+        PROVE_EQ(0, ::pipe2(mFds, O_CLOEXEC));
+        PROVE(installDumpSignal(SIGUSR1, mFds[1]));
+        std::thread([this] { read(); }).detach();
     }
 
     void read()
@@ -103,7 +59,6 @@ private:
             lText.erase(0, lBegin);
             errno = 0;
         }
-        PROVE(lText.empty());
     }
 
     /// Nobody waits in a circle for a second here, and all names, ids and reports are known. Times are anything: some races have a clock of
@@ -143,14 +98,67 @@ private:
         mPassedOver += lNumber(2) > 0 ? static_cast<unsigned int>(lNumber(2)) : 0;
     }
 
-    unsigned long const mWanted;
     int mFds[2] = {-1, -1};
+};
+
+/// Sends the signal to one thread of the process after the other, until so many dumps have been read.
+class Dumps
+{
+public:
+    explicit Dumps(unsigned long nWanted)
+        : mWanted(nWanted)
+    {
+        if (nWanted != 0)
+        {
+            DumpReader::get().mCount = 0;
+            DumpReader::get().mLines = 0;
+            mSender = std::thread([this] { send(); });
+        }
+    }
+    ~Dumps()
+    {
+        mIsToEnd = true;
+        mSender.joinable() ? mSender.join() : void();
+    }
+    Dumps(Dumps const&) = delete;
+    Dumps& operator=(Dumps const&) = delete;
+
+    unsigned int count() const { return mWanted != 0 ? DumpReader::get().mCount.load() : 0; }
+
+private:
+    static std::vector<int> threads()
+    {
+        std::vector<int> lIds;
+        DIR* const lpDir = ::opendir("/proc/self/task");
+        while (dirent const* const lpEntry = lpDir != nullptr ? ::readdir(lpDir) : nullptr)
+        {
+            int const lId = std::atoi(lpEntry->d_name);
+            lIds.insert(lIds.end(), lId != 0 ? 1 : 0, lId);
+        }
+        lpDir != nullptr ? ::closedir(lpDir) : 0;
+        return lIds;
+    }
+
+    /// One at a time: the next when the last has been read, or was lost with its thread.
+    void send()
+    {
+        int const lOwnId = static_cast<int>(::syscall(SYS_gettid));
+        while (!mIsToEnd && count() < mWanted)
+        {
+            for (int const lId : threads())
+            {
+                unsigned int const lBefore = count();
+                bool const lIsSent = lId != lOwnId && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
+                for (unsigned int lTry = 0; lIsSent && count() == lBefore && lTry < 20 && !mIsToEnd; ++lTry)
+                {
+                    internal::pauseBriefly(); // the races shall have the processors
+                }
+            }
+        }
+    }
+
+    unsigned long const mWanted;
     std::atomic<bool> mIsToEnd{false};
-    std::atomic<unsigned int> mCount{0};
-    std::atomic<unsigned int> mLines{0};
-    std::atomic<unsigned int> mPassedOver{0};
-    std::atomic<unsigned int> mAbout{0};
-    std::thread mReader;
     std::thread mSender;
 };
 

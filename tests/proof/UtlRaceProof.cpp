@@ -1098,8 +1098,9 @@ void runRace(Race const& nRace, unsigned long long nOverlaps, unsigned long nDum
     std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStartUs));
     if (nDumps != 0)
     {
-        std::printf("  dumps %u, lines %u, passed over %u, about %u", lDumps.count(), lDumps.lines(),
-                    lDumps.passedOver(), lDumps.about());
+        proof::DumpReader const& lReader = proof::DumpReader::get();
+        std::printf("  dumps %u, lines %u, in all passed over %u, about %u", lDumps.count(), lReader.mLines.load(),
+                    lReader.mPassedOver.load(), lReader.mAbout.load());
     }
     if (gTotals.mAccepted != 0)
     {

@@ -459,6 +459,7 @@ TEST_F(FileTest, BytesPositionsAndLengths)
     EXPECT_FALSE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
     EXPECT_TRUE(mLog.lines().empty());
     EXPECT_EQ(FILE_READ_ERROR, lFile.read(lBuffer, 1));
+    EXPECT_EQ(FILE_ERROR, lFile.write("x", 1));
     EXPECT_EQ(-1, lFile.position());
     EXPECT_EQ(-1, lFile.availableSize());
     EXPECT_EQ(-1, lFile.size());

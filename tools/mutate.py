@@ -15,7 +15,8 @@ RULES = [("equal", r" == ", " != "), ("unequal", r" != ", " == "), ("less", r" <
          ("true", r"\btrue\b", "false"), ("false", r"\bfalse\b", "true"), ("not", r"([ (])!(?=[a-z])", r"\1"),
          ("zero", r"([ (])0\b(?![x.'])", r"\g<1>1"), ("one", r"([ (])1(U?)\b", r"\g<1>2\2"),
          ("up", r"\+\+(?=\w)", "--"), ("count", r"\b([2-9]|[1-9][0-9]+)(U?)\b(?!\w)", r"(\1\2 + 1\2)"),
-         ("drop", r"^(\s+)(?!return|delete|else|case|using|throw)[a-zA-Z:>.()-]+(\(.*\)| \+?-?\|?&?= .*);$", r"\1;"),
+         ("drop", r"^(\s+)(?!return|delete|else|case|using|throw)[a-zA-Z:>.()-]+(\(.*\)| \+?-?\|?&?= .*);$",
+          r"\1; // \g<0>"),
          ("result", r"\breturn (?!true|false|\*this|0;)(\w[^;?]*);", r"return decltype(\1){};")]
 SKIP = re.compile(r"^\s*(//|#|static_assert|using |template|enum|namespace|[}{]|friend)|UTL_API|operator|"
                   r"constexpr|= default")
@@ -107,9 +108,9 @@ class House:
                 out.write("\n".join(lines[:number] + [changed] + lines[number + 1:]))
             first, units = [f"-I{tree}include", f"-I{tree}source", f"-I{os.path.dirname(source)}"], [source]
             if source.endswith(".h"):
-                users = sorted((s for s in self.library if source in self.uses[s]), key=lambda s: len(self.uses[s]))
-                users.sort(key=lambda s: os.path.basename(s)[:6] != os.path.basename(source)[:6])
-                units = users[:2] + [self.programs[p] for p in programs if source in self.uses[self.programs[p]]]
+                alike = lambda s: len(os.path.commonprefix([os.path.basename(s), os.path.basename(source)]))
+                users = sorted((s for s in self.library if source in self.uses[s]), key=alike, reverse=True)
+                units = users[:4] + [self.programs[p] for p in programs if source in self.uses[self.programs[p]]]
             if not all(self.compile(tree + place if u == source else u, folder, first) for u in units):
                 return None
             found = []
@@ -146,7 +147,7 @@ def trial(house, every, count, given):
                 if who is not None:
                     left[path], tried, caught = left[path] - 1, tried + 1, caught + bool(who)
                     noticed = " ".join(dict.fromkeys(who)) or "missed"
-                    print(f"{place}:{number + 1}", rule, changed.strip(), noticed, sep="\t", flush=True)
+                    print(f"{place}:{number + 1}", rule, " ".join(changed.split()), noticed, sep="\t", flush=True)
     print(f"{caught} of {tried} mutations noticed", file=sys.stderr)
     return caught == tried
 
@@ -168,7 +169,8 @@ def main():
         if given.again:
             rows = [line.rstrip("\n").split("\t") for line in open(given.again)]
             known = {(r[0].split(":")[0], r[1], r[2]) for r in rows if r[3] != "missed"}
-            every = {s: [m for m in found if (*m[3][:2], m[3][2].strip()) in known] for s, found in every.items()}
+            for found in every.values():
+                found[:] = [m for m in found if (*m[3][:2], " ".join(m[3][2].split())) in known]
         for name in sorted({p for s in every if every[s] for p in house.tests(s)}):
             house.check(name)
         well = trial(house, every, sys.maxsize if given.again else given.count, given)

@@ -124,12 +124,12 @@ TEST(CharSet, EveryUnicodeCharacterGoesThereAndBack)
         ASSERT_EQ(convertCharFromUtf8ToSjis(lBytes, 2, lUtf8.c_str(), &lConsumed), lIsLookedUp ? lExpected.size() : 1);
         ASSERT_EQ(lConsumed, lIsLookedUp ? lUtf8.size() : 1) << lCode;
         ASSERT_EQ(lBytes[0], lExpected[0]) << lCode;
-        ASSERT_TRUE(lSjis == 0 || convert(convertStrFromSjisToUtf8, lExpected.c_str()) == lUtf8) << lCode;
+        ASSERT_EQ(lUtf8, lSjis == 0 ? lUtf8 : convert(convertStrFromSjisToUtf8, lExpected.c_str())) << lCode;
         // UTF-16
         unsigned short const lUnit[2] = {static_cast<unsigned short>(lCode < 0x10000 ? lCode : 0x203B), 0};
         ASSERT_TRUE(convert(convertStrFromUtf8ToUtf16, lUtf8.c_str()) == std::u16string(1, lUnit[0])) << lCode;
         bool const lIsMark = lCode == 0xFEFF || lCode == 0xFFFE;
-        ASSERT_TRUE(lCode >= 0x10000 || lIsMark || convert(convertStrFromUtf16ToUtf8, lUnit) == lUtf8) << lCode;
+        ASSERT_EQ(lUtf8, lCode >= 0x10000 || lIsMark ? lUtf8 : convert(convertStrFromUtf16ToUtf8, lUnit)) << lCode;
     }
 }
 

@@ -163,9 +163,9 @@ TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
             lStage == ON_THE_THREAD ? lCheck() : void();
         };
         ASSERT_TRUE(lStage == BEFORE || lRoom.hold(lGoOn));
-        EXPECT_TRUE(lStage < WHILE_IT_STOPS || lRoom.stop(0, 0) == 0);
+        EXPECT_EQ(0, lStage >= WHILE_IT_STOPS ? lRoom.stop(0, 0) : 0);
         std::thread lReleaser([&] { lRoom.release(); });
-        EXPECT_TRUE(lStage != AFTER || lRoom.waitTo(Thread::STAGE_DONE, 0) == 0);
+        EXPECT_EQ(0, lStage == AFTER ? lRoom.waitTo(Thread::STAGE_DONE, 0) : 0);
         lStage != ON_THE_THREAD ? lCheck() : void();
         lReleaser.join();
         EXPECT_TRUE(lStage != BEFORE || lRoom.begin());

@@ -74,7 +74,7 @@ for lPreset in release tsan armhf; do
     step "build $lPreset"
     cmake --preset $lPreset >/dev/null
     lTargets="UtlRaceProof UtlClockProof"
-    [ $lPreset != release ] || lTargets="$lTargets utl UtlFaultProof"
+    [ $lPreset != release ] || lTargets="$lTargets utl UtlFaultProof UtlVerdictProof"
     [ $lPreset = tsan ] || lTargets="$lTargets $lTimeTests"
     # shellcheck disable=SC2086 # a list of words
     nice cmake --build --preset $lPreset --parallel "$lJobs" --target $lTargets
@@ -89,6 +89,8 @@ step "races, full speed"
 run release tests/proof/UtlRaceProof all $lOverlaps 10000
 step "races, race checks"
 run tsan tests/proof/UtlRaceProof all $((lOverlaps / 10)) 1000
+step "verdicts of the watchdog"
+run release tests/proof/UtlVerdictProof $((lMinutes * 4))
 step "account, full speed"
 run release tests/proof/UtlRaceProof account $lMessages
 step "account, 32-bit ARM"

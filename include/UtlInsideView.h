@@ -29,6 +29,8 @@ namespace utl
 ///
 /// nFd:      not owned. Each line is one write().
 /// Result:   how many lines were dropped because the descriptor took none for 100 ms, or failed.
+/// Caution:  reads the texts of file and function that each thread gave with its last report; a plug-in that has reported
+/// must not be unloaded while that thread runs.
 /// Threads:  any; two dumps at once mix their lines.
 /// Signals:  yes, with any lock held by anybody. Takes no lock, allocates nothing, keeps errno.
 /// Forks:    the child shows its own threads.

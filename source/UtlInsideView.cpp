@@ -116,7 +116,7 @@ private:
             lReady = gSystem.mPoll(&lFd, 1, DESCRIPTOR_LIMIT_MS);
         }
         errno = EAGAIN; // not that of a signal, for who asks whether to write again
-        return lReady == 1 && (lFd.revents & POLLOUT) != 0 && (lFd.revents & POLLERR) == 0;
+        return lReady == 1 && (lFd.revents & POLLOUT) != 0 && (lFd.revents & (POLLERR | POLLHUP)) == 0;
     }
 
     int const mFd;
@@ -143,7 +143,9 @@ Line& addMs(Line& nLine, std::uint32_t nSlotTime)
 
 Line& addTime(Line& nLine, SlotWord nSince)
 {
-    return addMs(nLine.text(" for "), internal::slotClock() - static_cast<std::uint32_t>(nSince));
+    // What was timed by the precise clock may be ahead of the coarse one.
+    std::uint32_t const lPassed = internal::slotClock() - static_cast<std::uint32_t>(nSince);
+    return addMs(nLine.text(" for "), lPassed < 0x80000000U ? lPassed : 0);
 }
 
 // ---------------------------------------------------------------------------------------------- lines of a thread

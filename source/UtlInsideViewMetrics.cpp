@@ -139,7 +139,8 @@ unsigned int printMetrics(char* npBuffer, unsigned int nSize)
             SlotImage lImage;
             LoopImage lLoop;
             bool lIsWhole = false;
-            if (readSlot(lSlot, &lImage, &lIsWhole) && lIsWhole && readLoop(lSlot, &lLoop))
+            if (readSlot(lSlot, &lImage, &lIsWhole) && lIsWhole && readLoop(lSlot, &lLoop) &&
+                lSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim)
             {
                 addSample(lText, lMetric, lImage, lLoop);
             }

@@ -268,8 +268,7 @@ bool MsgDrivenThread::Impl::writeLocked(Msg const& nMsg)
 /// A message came before the start, or after the request to stop. Result: false.
 bool MsgDrivenThread::Impl::refuseStopped()
 {
-    SyncGuard lGuard(mSyncObject);
-    ++mCounts.mRefusedStopped;
+    mCounts.mRefusedStopped.addFromAnywhere();
     return false;
 }
 

@@ -42,6 +42,8 @@ void readBooks(LoopView const& nView, LoopImage* npLoop)
 bool readSlot(ThreadSlot& nSlot, SlotImage* npImage, bool* npIsWhole)
 {
     *npIsWhole = false;
+    npImage->mWait = {};
+    npImage->mWaitsFor = 0;
     for (int lTry = 0; lTry < MAX_TRIES && !*npIsWhole; ++lTry)
     {
         SlotImage& lImage = *npImage;

@@ -45,7 +45,7 @@ public:
     EndOfThread() { mHasKey = ::pthread_key_create(&mKey, &EndOfThread::onEnd) == 0; }
     ~EndOfThread() // the library leaves the process, perhaps before the threads
     {
-        if (mHasKey)
+        if (mHasKey.exchange(false)) // from here on the key may be somebody else's
         {
             ::pthread_key_delete(mKey);
         }
@@ -68,7 +68,7 @@ private:
     }
 
     pthread_key_t mKey{};
-    bool mHasKey = false;
+    std::atomic<bool> mHasKey{false};
 };
 
 void writeIdentity(ThreadSlot& nSlot, int nId, bool nIsRegistered, char const* npName)
@@ -93,6 +93,7 @@ ThreadSlot* claim(int nId, bool nIsRegistered, char const* npName)
             lSlot.mReport.write({});
             lSlot.mWork.write({});
             lSlot.mWait.write({});
+            lSlot.mpLoop.store(nullptr, std::memory_order_relaxed);
             lSlot.mStage.store(stageWord(lClaim, ThreadSlot::STAGE_RUNNING), std::memory_order_relaxed);
             lSlot.mClaim.store(lClaim | ThreadSlot::USE_THREAD, std::memory_order_release);
             return &lSlot;
@@ -101,10 +102,15 @@ ThreadSlot* claim(int nId, bool nIsRegistered, char const* npName)
     return nullptr;
 }
 
+/// Nobody has left since the calling thread found no room.
+bool isRefused()
+{
+    return tRefusedAt == gReleases.load(std::memory_order_relaxed);
+}
+
 ThreadSlot* claimForCaller(int nId, bool nIsRegistered, char const* npName)
 {
-    std::uint32_t const lReleases = gReleases.load(std::memory_order_relaxed);
-    if (tRefusedAt == lReleases)
+    if (isRefused())
     {
         return nullptr;
     }
@@ -114,7 +120,7 @@ ThreadSlot* claimForCaller(int nId, bool nIsRegistered, char const* npName)
         release(*lpSlot);
         lpSlot = nullptr;
     }
-    tRefusedAt = lpSlot == nullptr ? lReleases : 0;
+    tRefusedAt = lpSlot == nullptr ? gReleases.load(std::memory_order_relaxed) : 0;
     tpOwnSlot = lpSlot;
     return lpSlot;
 }
@@ -135,13 +141,25 @@ ThreadSlot* find(int nId, std::uint32_t* npClaim)
     return nullptr;
 }
 
+bool hasReaders(ThreadSlot& nSlot)
+{
+    return nSlot.mReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a change: no store of ours may come after it
+}
+
 /// Nobody looks any more at what a slot pointed to. Looking takes a microsecond and waits for nothing.
 void awaitReaders(ThreadSlot& nSlot)
 {
-    while (nSlot.mReaders.fetch_or(0, std::memory_order_seq_cst) != 0) // a change: no store of ours may come after it
+    if (!hasReaders(nSlot))
+    {
+        return;
+    }
+    int lState = 0;
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &lState); // taking a lock is no place to be cancelled
+    while (hasReaders(nSlot))
     {
         pauseBriefly();
     }
+    ::pthread_setcancelstate(lState, nullptr);
 }
 
 } // namespace
@@ -160,7 +178,8 @@ void enterSlot(int nId, char const* npName)
 
 ThreadSlot* slotOfCaller()
 {
-    return tpOwnSlot != nullptr ? tpOwnSlot : claimForCaller(static_cast<int>(::syscall(SYS_gettid)), false, "");
+    return tpOwnSlot != nullptr || isRefused() ? tpOwnSlot
+                                               : claimForCaller(static_cast<int>(::syscall(SYS_gettid)), false, "");
 }
 
 void leaveSlot()
@@ -177,10 +196,10 @@ void clearSlots()
 {
     for (ThreadSlot& lSlot : gThreadSlots)
     {
+        lSlot.mReaders.store(0, std::memory_order_relaxed); // who looked at the fork is not here
         if (useOf(lSlot.mClaim.load(std::memory_order_relaxed)) != ThreadSlot::USE_NONE)
         {
             lSlot.mpLoop.store(nullptr, std::memory_order_relaxed);
-            lSlot.mReaders.store(0, std::memory_order_relaxed);
             release(lSlot);
         }
     }
@@ -286,7 +305,7 @@ WaitShown::WaitShown(ThreadSlot::Wait nWait, SlotWord nWhom, int nWhat)
 
 WaitShown::~WaitShown()
 {
-    if (mpSlot == nullptr)
+    if (mpSlot == nullptr || mpSlot != tpOwnSlot) // the child of a fork has another
     {
         return;
     }
@@ -308,7 +327,7 @@ LoopShown::LoopShown(LoopView const& nView)
 
 LoopShown::~LoopShown()
 {
-    if (mpSlot != nullptr)
+    if (mpSlot != nullptr && mpSlot == tpOwnSlot) // the child of a fork has another
     {
         mpSlot->mpLoop.store(nullptr, std::memory_order_seq_cst);
         awaitReaders(*mpSlot);

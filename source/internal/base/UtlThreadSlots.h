@@ -105,6 +105,7 @@ public:
     Count& operator+=(unsigned int nMore) { return *this = *this + nMore; }
     Count& operator++() { return *this += 1; }
     Count& operator--() { return *this = *this - 1; }
+    void addFromAnywhere() { mValue.fetch_add(1, std::memory_order_relaxed); } ///< For one that no lock guards.
 
 private:
     std::atomic<std::uint32_t> mValue{0};
@@ -126,7 +127,7 @@ struct LoopCounts
 {
     Count mRefusedFull;
     Count mRefusedTooLarge;
-    Count mRefusedStopped;
+    Count mRefusedStopped; // by no lock, for a refusal waits for nobody
     Count mOrphaned;
     Count mInterrupts;
     Count mTimeouts;

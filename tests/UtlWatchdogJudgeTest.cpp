@@ -101,8 +101,12 @@ TEST(WatchdogVerdict, LinesTellOfMessageAndVerdictAndTheBeatOfItself)
     Gate lLeave;
     lRecorder.on(5, [&](int) { lEntered.open(), lLeave.wait(); });
     MsgDrivenThread lThread(4, 8, "held", 1);
+    for (int const lMsgId : {5, 6, 7})
+    {
+        ASSERT_TRUE(lThread.sendMsgAsync(SimpleMsg(lMsgId)));
+    }
     ASSERT_EQ(0, lThread.start(&lRecorder, 1, 40, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
-    ASSERT_TRUE(lThread.postMsg(5) && lEntered.wait() && lThread.postMsg(6) && lThread.postMsg(7));
+    ASSERT_TRUE(lEntered.wait());
     ASSERT_TRUE(waitUntil([&] { return lLog.count("Name:held  hung: blocked  Silent:") == 1; }));
     EXPECT_EQ(1U, lLog.count(" MsgId:0x00000005 Listener:0x"));
     EXPECT_EQ(1U, lLog.count("ms  Waiting:2 NextId:0x00000006"));

@@ -255,7 +255,7 @@ inside) # the stall shows in the table, and as the longest call
     countsAsWc ownText
     says out '^thread .* queue  *waiting .* messages/s '
     says out '^Worker  *\[####################\]  *64/64 .*, in one for [0-9]\{3,4\} ms$'
-    says out '^Collector  *\[\.\{20\}\] .* 0 ms$'
+    says out '^Collector  *\[\.\{20\}\] .* [0-9]\{1,2\} ms'
     says out ' [12][0-9]\{3\} ms, message 0x00000001$'
     ;;
 dump) # a signal says in which message, and what waits behind it

@@ -181,9 +181,9 @@ private:
     void executeWatchThreads(unsigned int nNowTick);
     int findOverdue(unsigned int nNowTick);
     void executeWatchdogTimeout(int nId);
-    void executeJudgement(unsigned int nNowTick);
+    internal::WatchdogJudge* beginJudgement();
+    void executeJudgement(internal::WatchdogJudge& nJudge, unsigned int nNowTick);
     void tellVerdict(WatchdogVerdict& nVerdict);
-    internal::WatchdogJudge* judge();
     void makeJudgeLocked() UTL_REQUIRES(mSyncObject);
     void setBeatDeadline();
     WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);

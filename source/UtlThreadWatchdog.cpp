@@ -342,8 +342,12 @@ void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
         unsigned int const lNowTick = TimeCounter::getTickTime();
         if (lNowTick != WatchdogInfo::NO_TICK) // no clock, no time has passed
         {
+            internal::WatchdogJudge* const lpJudge = beginJudgement(); // before listeners, which take their time
             executeWatchThreads(lNowTick);
-            executeJudgement(lNowTick);
+            if (lpJudge != nullptr)
+            {
+                executeJudgement(*lpJudge, lNowTick);
+            }
         }
         setBeatDeadline();
     }
@@ -433,10 +437,25 @@ void ThreadWatchdog::makeJudgeLocked()
     }
 }
 
-internal::WatchdogJudge* ThreadWatchdog::judge()
+/// Result: null if nobody asks for verdicts.
+internal::WatchdogJudge* ThreadWatchdog::beginJudgement()
 {
-    SyncGuard lGuard(mSyncObject);
-    return mpJudge.get();
+    internal::WatchdogJudge* lpJudge = nullptr;
+    {
+        SyncGuard lGuard(mSyncObject);
+        lpJudge = mpJudge.get();
+    }
+    if (lpJudge == nullptr)
+    {
+        return nullptr;
+    }
+    if (!mHasReport && mpVerdictListener == nullptr)
+    {
+        lpJudge->rest();
+        return nullptr;
+    }
+    lpJudge->begin(mIntervalMs);
+    return lpJudge;
 }
 
 /// Twice the interval from the end of a beat on.
@@ -452,14 +471,8 @@ void ThreadWatchdog::setBeatDeadline()
 }
 
 /// Samples are taken, and verdicts told, without the lock.
-void ThreadWatchdog::executeJudgement(unsigned int nNowTick)
+void ThreadWatchdog::executeJudgement(internal::WatchdogJudge& nJudge, unsigned int nNowTick)
 {
-    if (!mHasReport && mpVerdictListener == nullptr)
-    {
-        return;
-    }
-    internal::WatchdogJudge* const lpJudge = judge();
-    lpJudge->begin(mIntervalMs);
     {
         SyncGuard lGuard(mSyncObject);
         for (unsigned int lIndex = 0; lIndex < mWatchdogInfos.size(); ++lIndex)
@@ -467,14 +480,14 @@ void ThreadWatchdog::executeJudgement(unsigned int nNowTick)
             WatchdogInfo const& lInfo = mWatchdogInfos.at(lIndex)->mValue;
             if (lInfo.mWatchStatus == WatchdogInfo::WATCHING && nNowTick >= lInfo.mLastAliveTick)
             {
-                lpJudge->see({lInfo.mId, lInfo.mLastAliveTick, nNowTick - lInfo.mLastAliveTick, lInfo.mAliveTime});
+                nJudge.see({lInfo.mId, lInfo.mLastAliveTick, nNowTick - lInfo.mLastAliveTick, lInfo.mAliveTime});
             }
         }
     }
-    for (unsigned int lIndex = 0; lIndex < lpJudge->maxThreads(); ++lIndex)
+    for (unsigned int lIndex = 0; lIndex < nJudge.maxThreads(); ++lIndex)
     {
         WatchdogVerdict lVerdict;
-        if (lpJudge->look(lIndex, &lVerdict))
+        if (nJudge.look(lIndex, &lVerdict))
         {
             tellVerdict(lVerdict);
         }
@@ -483,7 +496,7 @@ void ThreadWatchdog::executeJudgement(unsigned int nNowTick)
     {
         lpListener->onBeat();
     }
-    lpJudge->end();
+    nJudge.end();
 }
 
 void ThreadWatchdog::tellVerdict(WatchdogVerdict& nVerdict)

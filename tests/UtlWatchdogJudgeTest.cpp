@@ -9,6 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 namespace
 {
 
@@ -88,6 +92,45 @@ TEST(ThreadCharge, JudgesByWhatASilenceIsMadeOf)
     {
         EXPECT_EQ(lRow.mpVerdict, verdict(lRow.mSteps, lRow.mLateMs)) << "row " << &lRow - ROWS;
     }
+}
+
+/// Takes its time with a time-out, and counts verdicts.
+struct Slow : WatchdogTimerListener, WatchdogVerdictListener
+{
+    void onTime(int, WatchdogInfoMap const&) override
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        ++mTimeouts;
+    }
+    void onVerdict(WatchdogVerdict const& nVerdict) override
+    {
+        mHung += nVerdict.mVerdict == Verdict::BLOCKED;
+        mStopped += nVerdict.mVerdict == Verdict::STOPPED;
+    }
+
+    std::atomic<int> mTimeouts{0};
+    std::atomic<int> mHung{0};
+    std::atomic<int> mStopped{0};
+};
+
+TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutVerdictsArePauses)
+{
+    Slow lSlow;
+    ThreadWatchdog lWatchdog(4);
+    int const lId = ThreadManager::getCallerId();
+    ASSERT_TRUE(lWatchdog.initialize(10));
+    lWatchdog.setVerdictListener(&lSlow);
+    ASSERT_TRUE(lWatchdog.entry(lId, 40, &lSlow, "slow"));
+    ASSERT_TRUE(lWatchdog.start(lId));
+    ASSERT_TRUE(waitUntil([&] { return lSlow.mHung == 1; }));
+    lWatchdog.setVerdictListener(nullptr);
+    lWatchdog.keepAlive(StatementInfo::INVALID);
+    ASSERT_TRUE(waitUntil([&] { return lSlow.mTimeouts == 2; }));
+    lWatchdog.setVerdictListener(&lSlow);
+    lWatchdog.keepAlive(StatementInfo::INVALID);
+    EXPECT_TRUE(waitUntil([&] { return lSlow.mHung == 2; }));
+    EXPECT_EQ(0, lSlow.mStopped);
+    lWatchdog.shutdown();
 }
 
 TEST(WatchdogVerdict, LinesTellOfMessageAndVerdictAndTheBeatOfItself)

@@ -238,4 +238,15 @@ void WatchdogJudge::end()
     mEndNs = ThreadProbe::nowNs();
 }
 
+void WatchdogJudge::rest()
+{
+    for (unsigned int lIndex = 0; lIndex < mMaxThreads; ++lIndex)
+    {
+        forget(mpSuspects[lIndex]);
+        mpSuspects[lIndex].mWatched.mId = 0;
+    }
+    mOwnProbe.close();
+    mEndNs = 0;
+}
+
 } // namespace utl::internal

@@ -75,6 +75,9 @@ public:
     bool look(unsigned int nIndex, WatchdogVerdict* npVerdict);
     void end();
 
+    /// On a beat without judgement: forgets all, and keeps no descriptor.
+    void rest();
+
 private:
     struct Suspect
     {
@@ -100,7 +103,7 @@ private:
     ThreadProbe mOwnProbe;
     ThreadSample mOwnLast; // at the last beat, with the next
     long long mProcessLastNs = 0;
-    long long mEndNs = 0; // of the last beat; 0: none, or it was planned otherwise
+    long long mEndNs = 0; // of the last beat; 0: none
     long long mBeatNs = 0;
     long long mLateStoppedNs = 0;
     long long mLateStoppedBeforeNs = 0; // until the last beat

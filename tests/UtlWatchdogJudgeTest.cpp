@@ -94,6 +94,18 @@ TEST(ThreadCharge, JudgesByWhatASilenceIsMadeOf)
     }
 }
 
+TEST(ThreadCharge, NextThreadHasAnAccountOfItsOwn)
+{
+    ThreadCharge lCharge;
+    lCharge.add({1000 * MS, 'S', 5 * MS, 7 * MS}, 100 * MS);
+    lCharge.turnAway();
+    lCharge.add({1100 * MS, 'S', 5 * MS, NONE}, 100 * MS);
+    lCharge.add({1200 * MS, 'S', 5 * MS, 900 * MS}, 100 * MS);
+    WatchdogVerdict lVerdict;
+    lCharge.judge({200 * MS, 400 * MS, 100 * MS, 0}, &lVerdict);
+    EXPECT_EQ(0U, lVerdict.mStarvedMs);
+}
+
 /// Takes its time with a time-out, and counts verdicts.
 struct Slow : WatchdogTimerListener, WatchdogVerdictListener
 {

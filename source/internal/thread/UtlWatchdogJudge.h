@@ -31,7 +31,7 @@ public:
     void add(ThreadSample const& nSample, long long nBeatNs);
 
     /// The next sample is of another thread.
-    void turnAway() { mLast.mTakenNs = 0; }
+    void turnAway() { mLast = {}; }
 
     /// Result: false if it is too early to tell. The times are told in any case.
     bool judge(Silence const& nSilence, WatchdogVerdict* npVerdict) const;

@@ -133,6 +133,7 @@ void ThreadWatchdog::shutdown()
     mTimerId = -1;
     mBeatDeadline = WatchdogInfo::NO_TICK;
     mpThread->stop(1, 0);
+    mBeatDeadline = WatchdogInfo::NO_TICK; // again: a beat may have been at its end
     mpThread->leaveManagement();
     mIsInitialized = false;
     ++internal::watchdog::gTableVersion;
@@ -150,14 +151,15 @@ bool ThreadWatchdog::setWatchInterval(unsigned int nIntervalMs)
     int const lTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
     if (lTimerId == -1)
     {
+        setBeatDeadline();
         return false;
     }
-    setBeatDeadline();
     int const lOtherId = mTimerId.exchange(lTimerId);
     if (lOtherId != -1)
     {
         mpThread->killTimer(lOtherId, 0);
     }
+    setBeatDeadline();
     return true;
 }
 

@@ -238,6 +238,15 @@ TEST(ThreadWatchdog, PassUnderWayEndsBeforeTheTableGoes)
     EXPECT_EQ(1U, lLog.count("Timeout ID:2 Name:both overdue in one pass "));
 }
 
+TEST(ThreadWatchdog, DeadlineGoesWithTheInterval)
+{
+    Still lWatchdog;
+    ASSERT_TRUE(lWatchdog.setWatchInterval(600000));
+    EXPECT_NE(WatchdogInfo::NO_TICK, lWatchdog.beatDeadline());
+    ASSERT_TRUE(lWatchdog.setWatchInterval(0));
+    EXPECT_EQ(WatchdogInfo::NO_TICK, lWatchdog.beatDeadline());
+}
+
 TEST(WatchdogInfo, EachFieldCounts)
 {
     Listener lListener;

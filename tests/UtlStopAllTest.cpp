@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace
 {
 
@@ -72,6 +75,47 @@ TEST(StopAll, TellsWhoGoesOnAndWhatKeepsIt)
     EXPECT_EQ(0, lHolders[1].mThreadId);
     lHeld.release();
     EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+}
+
+struct EndsInChild : MsgDrivenThread
+{
+    using MsgDrivenThread::MsgDrivenThread;
+    ~EndsInChild() override { stop(1, 0), awaitEnd(), leaveManagement(); }
+    void postExecute() override
+    {
+        if (mChild == 0)
+        {
+            StopHolder lHolder;
+            ::_exit(whoHolds(mOtherId, &lHolder) ? 1 : 0);
+        }
+    }
+
+    int mOtherId = 0;
+    pid_t mChild = -1;
+};
+
+TEST(StopAll, ForkInAListenerLeavesTheChildAnEmptyList)
+{
+    Started lOther;
+    Recorder lRecorder;
+    Gate lGate;
+    EndsInChild lThread(4, 4, "forks", 1);
+    lThread.mOtherId = lOther.getId();
+    lRecorder.on(1,
+                 [&](int)
+                 {
+                     lGate.wait();
+                     lThread.mChild = ::fork();
+                     lThread.mChild == 0 ? ::alarm(longMs() / 1000) : 0;
+                 });
+    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    ASSERT_TRUE(lThread.postMsg(1));
+    ASSERT_EQ(0, lThread.stop(0, 0));
+    lGate.open();
+    ASSERT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
+    int lStatus = -1;
+    EXPECT_EQ(lThread.mChild, ::waitpid(lThread.mChild, &lStatus, 0));
+    EXPECT_EQ(0, lStatus);
 }
 
 } // namespace

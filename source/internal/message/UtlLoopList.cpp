@@ -7,6 +7,9 @@
 #include "internal/base/UtlImmortal.h"
 
 #include <algorithm>
+#include <new>
+
+#include <pthread.h>
 
 namespace utl::internal
 {
@@ -22,6 +25,22 @@ SyncObject& listLock()
 
 LoopList::Loop* gpFirst = nullptr; // under listLock()
 
+/// None of the loops runs in the child of a fork, and nobody is left there to give the lock back.
+void beginChild()
+{
+    gpFirst = nullptr;
+    new (&listLock()) SyncObject;
+}
+
+/// Makes the lock before there can be a second thread, so that no fork finds it half made.
+int registerForkHandler()
+{
+    listLock();
+    return pthread_atfork(nullptr, nullptr, &beginChild);
+}
+
+[[maybe_unused]] int const FORK_HANDLER = registerForkHandler();
+
 } // namespace
 
 LoopList::Listed::Listed(Loop& nLoop)
@@ -36,11 +55,14 @@ LoopList::Listed::~Listed()
 {
     SyncGuard lGuard(listLock());
     Loop** lpLink = &gpFirst;
-    while (*lpLink != &mLoop)
+    while (*lpLink != nullptr && *lpLink != &mLoop)
     {
         lpLink = &(*lpLink)->mpNext;
     }
-    *lpLink = mLoop.mpNext;
+    if (*lpLink != nullptr) // otherwise our listener has forked, and this is the child
+    {
+        *lpLink = mLoop.mpNext;
+    }
 }
 
 LoopList::Loop* LoopList::findLocked(int nThreadId)

@@ -15,6 +15,8 @@ namespace utl::internal
 
 /// A loop is in the list from the beginning of its run to the end, and it ends only once nobody looks at it.
 ///
+/// The child of a fork begins with an empty list.
+///
 /// Locks: the list's own, before that of a queue. Nobody has it while he waits.
 class LoopList
 {

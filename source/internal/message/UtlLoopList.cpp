@@ -5,6 +5,7 @@
 #include "UtlSyncObject.h"
 #include "UtlThread.h"
 #include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlSystemCalls.h"
 
 #include <algorithm>
 #include <new>
@@ -53,16 +54,30 @@ LoopList::Listed::Listed(Loop& nLoop)
 
 LoopList::Listed::~Listed()
 {
+    if (takeOut(mLoop))
+    {
+        while (mLoop.mPins.load(std::memory_order_acquire) != 0)
+        {
+            pauseBriefly();
+        }
+    }
+}
+
+/// Result: false if it was not there: its listener has forked, and this is the child, where nobody has pinned it.
+bool LoopList::takeOut(Loop const& nLoop)
+{
     SyncGuard lGuard(listLock());
     Loop** lpLink = &gpFirst;
-    while (*lpLink != nullptr && *lpLink != &mLoop)
+    while (*lpLink != nullptr && *lpLink != &nLoop)
     {
         lpLink = &(*lpLink)->mpNext;
     }
-    if (*lpLink != nullptr) // otherwise our listener has forked, and this is the child
+    bool const lIsThere = *lpLink != nullptr;
+    if (lIsThere)
     {
-        *lpLink = mLoop.mpNext;
+        *lpLink = nLoop.mpNext;
     }
+    return lIsThere;
 }
 
 LoopList::Loop* LoopList::findLocked(int nThreadId)
@@ -87,7 +102,7 @@ bool LoopList::look(int nThreadId, View* npView)
     return lpLoop != nullptr;
 }
 
-int LoopList::askNext(Array<int, int const&> const& nThreadIds)
+LoopList::Loop* LoopList::pinNext(Array<int, int const&> const& nThreadIds)
 {
     SyncGuard lGuard(listLock());
     Loop* lpNext = nullptr;
@@ -98,12 +113,28 @@ int LoopList::askNext(Array<int, int const&> const& nThreadIds)
         bool const lIsBetter = lpNext == nullptr || (lpLoop->mStopsFirst && !lpNext->mStopsFirst);
         lpNext = lIsNew && lIsBetter && !lpLoop->mIsApart ? lpLoop : lpNext;
     }
+    if (lpNext != nullptr)
+    {
+        lpNext->mPins.fetch_add(1, std::memory_order_relaxed);
+    }
+    return lpNext;
+}
+
+int LoopList::askNext(Array<int, int const&> const& nThreadIds)
+{
+    Loop* const lpNext = pinNext(nThreadIds);
     if (lpNext == nullptr)
     {
         return 0;
     }
-    lpNext->thread().stop(0, 0); // it cannot end, and be destroyed, while we have the list
-    return lpNext->thread().getId();
+    struct Pinned
+    {
+        ~Pinned() { mLoop.mPins.fetch_sub(1, std::memory_order_release); }
+        Loop& mLoop;
+    } const lPinned{*lpNext};
+    int const lThreadId = lpNext->thread().getId();
+    lpNext->thread().stop(0, 0); // it may call the application, which may stop other threads
+    return lThreadId;
 }
 
 bool LoopList::describe(int nThreadId, char* npText, unsigned int nSize)

@@ -5,6 +5,8 @@
 #include "UtlArray.h"
 #include "UtlLedger.h"
 
+#include <atomic>
+
 namespace utl
 {
 class Thread;
@@ -17,7 +19,7 @@ namespace utl::internal
 ///
 /// The child of a fork begins with an empty list.
 ///
-/// Locks: the list's own, before that of a queue. Nobody has it while he waits.
+/// Locks: the list's own, before that of a queue. Nobody has it while he waits for a thread, or calls the application.
 class LoopList
 {
 public:
@@ -44,7 +46,8 @@ public:
         friend class LoopList;
         Loop* mpNext = nullptr;
         bool const mStopsFirst;
-        bool mIsApart = false; // set before it runs
+        bool mIsApart = false;              // set before it runs
+        std::atomic<unsigned int> mPins{0}; // those who use it without the list's lock
     };
 
     /// In the list, for a scope. The newest comes first.
@@ -70,7 +73,8 @@ public:
     /// Result: false if no loop runs on that thread.
     static bool look(int nThreadId, View* npView);
 
-    /// Asks the next loop to end that is to be stopped, and is not one of these threads.
+    /// Asks the next loop to end that is to be stopped, and is not one of these threads. Without the list's lock: the loop
+    /// ends no earlier than the asking.
     /// Result: its thread's id; 0 if there is none.
     static int askNext(Array<int, int const&> const& nThreadIds);
 
@@ -79,6 +83,8 @@ public:
 
 private:
     static Loop* findLocked(int nThreadId);
+    static Loop* pinNext(Array<int, int const&> const& nThreadIds);
+    static bool takeOut(Loop const& nLoop);
 };
 
 } // namespace utl::internal

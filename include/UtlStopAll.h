@@ -42,12 +42,19 @@ UTL_API bool whoHolds(int nThreadId, StopHolder* npHolder);
 /// They stay registered, as after stop().
 ///
 /// nLimitMs:  for all together; 0: without limit. Asking takes no time to speak of.
-/// npHolders: gets those that go on, the first nMaxHolders of them; may be null if that is 0.
+/// npHolders: gets those that go on, the first nMaxHolders of them; may be null if that is 0. One whose loop has ended,
+///            and that goes on in postExecute(), has its id in mThreadId and mHolderId, and nothing else.
 /// Result:    how many go on. On a message thread or shared timer it is asked to end itself, and counts as one.
 /// Threads:   any. None of the objects may be destroyed meanwhile but by what ends its thread first.
 /// Signals:   no.
 /// Forks:     the child has none that runs.
 /// Blocking:  as told; a start() or stop() of such a thread that is under way is waited for.
+/// Locks:     none while an application's requestStop() runs. That may stop other threads, and wait for them, but must
+///            not wait for its own: the loop ends no earlier than the asking.
+/// Caution:   the limit does not hold for the asking: a requestStop() that takes long, or a judgement that holds up a
+///            queue, is waited for. Keep both short.
+/// Caution:   a message thread that has not begun its loop, in preExecute() perhaps, is not seen, and runs on; once it has
+///            answered a sendMsgSync() it is seen.
 UTL_API unsigned int stopAll(unsigned int nLimitMs, StopHolder* npHolders, unsigned int nMaxHolders);
 
 } // namespace utl

@@ -82,9 +82,11 @@ unsigned int stopAll(unsigned int nLimitMs, StopHolder* npHolders, unsigned int 
     unsigned int lCount = 0;
     for (int const lThreadId : lAsked)
     {
-        StopHolder lHolder;
-        if (goesOn(lThreadId, lLeft.isLimited(), lLeft.get()) && whoHolds(lThreadId, &lHolder))
+        if (goesOn(lThreadId, lLeft.isLimited(), lLeft.get()))
         {
+            StopHolder lHolder;
+            lHolder.mThreadId = lHolder.mHolderId = lThreadId; // all that there is to tell once its loop has ended
+            whoHolds(lThreadId, &lHolder);
             lCount < nMaxHolders ? void(npHolders[lCount] = lHolder) : void();
             ++lCount;
         }

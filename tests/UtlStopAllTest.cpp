@@ -77,6 +77,52 @@ TEST(StopAll, TellsWhoGoesOnAndWhatKeepsIt)
     EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
 }
 
+struct LongEnd : MsgDrivenThread
+{
+    using MsgDrivenThread::MsgDrivenThread;
+    ~LongEnd() override { mGate.open(), stop(1, 0), awaitEnd(), leaveManagement(); }
+    void postExecute() override { mGate.wait(); }
+
+    Gate mGate;
+};
+
+TEST(StopAll, CountsAThreadInPostExecute)
+{
+    Recorder lRecorder;
+    LongEnd lThread(4, 4, "long end", 1);
+    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    ASSERT_TRUE(lThread.sendMsgSync(1));
+    StopHolder lHolder;
+    EXPECT_EQ(1U, stopAll(20, &lHolder, 1));
+    EXPECT_EQ(lThread.getId(), lHolder.mThreadId);
+    EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
+}
+
+struct StopsAnother : Noted<MsgDrivenThread>
+{
+    using Noted::Noted;
+    void requestStop() override
+    {
+        MsgDrivenThread::requestStop();
+        mEnd = mpOther->stop(1, longMs());
+    }
+
+    MsgDrivenThread* mpOther = nullptr;
+    int mEnd = -1;
+};
+
+TEST(StopAll, RequestStopMayStopAnotherAndWait)
+{
+    Started lOther;
+    Recorder lRecorder;
+    StopsAnother lThread(4, 4, "stops another", 1);
+    lThread.mpOther = &lOther;
+    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
+    ASSERT_TRUE(lThread.sendMsgSync(1));
+    EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+    EXPECT_EQ(0, lThread.mEnd);
+}
+
 struct EndsInChild : MsgDrivenThread
 {
     using MsgDrivenThread::MsgDrivenThread;

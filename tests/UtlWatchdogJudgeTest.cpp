@@ -173,4 +173,28 @@ TEST(WatchdogVerdict, LinesTellOfMessageAndVerdictAndTheBeatOfItself)
     EXPECT_EQ(WatchdogInfo::NO_TICK, ThreadManager::watchdogBeatDeadline());
 }
 
+TEST(WatchdogVerdict, QueueThatStaysLockedHoldsUpNoBeat)
+{
+    struct Endless : MsgDrivenThread::MsgJudgementInterface
+    {
+        bool judge(ThreadRawMsg&) override { return mLeave.wait(); }
+        Gate mLeave;
+    };
+    LogCapture lLog;
+    ThreadManager& lManager = *ThreadManager::get();
+    ASSERT_TRUE(lManager.setWatchdogWatchInterval(10));
+    lManager.setWatchdogReport(true);
+    Recorder lRecorder;
+    Endless lEndless;
+    MsgDrivenThread lThread(4, 8, "locked", 1);
+    lRecorder.on(5, [&](int) { lThread.postMsg(6), lThread.hasMsgInternal(&lEndless); });
+    ASSERT_EQ(0, lThread.start(&lRecorder, 1, 40, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
+    ASSERT_TRUE(lThread.postMsg(5));
+    EXPECT_TRUE(waitUntil([&] { return lLog.count("Name:locked  hung: blocked  Silent:") == 1; }));
+    EXPECT_EQ(1U, lLog.count(" its queue is locked"));
+    lEndless.mLeave.open();
+    EXPECT_EQ(0, lThread.stop(1, 0));
+    ThreadManager::destroy();
+}
+
 } // namespace

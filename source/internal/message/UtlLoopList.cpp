@@ -8,6 +8,7 @@
 #include "internal/base/UtlSystemCalls.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <new>
 
 #include <pthread.h>
@@ -139,13 +140,30 @@ int LoopList::askNext(Array<int, int const&> const& nThreadIds)
 
 bool LoopList::describe(int nThreadId, char* npText, unsigned int nSize)
 {
-    SyncGuard lGuard(listLock());
+    SyncObject const& lLock = listLock();
+    if (!lockSoon(lLock))
+    {
+        std::snprintf(npText, nSize, "the list of loops is locked");
+        return true;
+    }
     Loop const* const lpLoop = findLocked(nThreadId);
     if (lpLoop != nullptr)
     {
         lpLoop->describe(npText, nSize);
     }
+    lLock.unlock();
     return lpLoop != nullptr;
+}
+
+bool LoopList::lockSoon(SyncObject const& nLock) UTL_NO_THREAD_SAFETY_ANALYSIS // a loop of tries
+{
+    bool lIsOurs = nLock.tryLock();
+    for (int lTriesLeft = 20; !lIsOurs && lTriesLeft > 0; --lTriesLeft)
+    {
+        pauseBriefly();
+        lIsOurs = nLock.tryLock();
+    }
+    return lIsOurs;
 }
 
 } // namespace utl::internal

@@ -4,11 +4,13 @@
 
 #include "UtlArray.h"
 #include "UtlLedger.h"
+#include "UtlMacros.h"
 
 #include <atomic>
 
 namespace utl
 {
+class SyncObject;
 class Thread;
 }
 
@@ -39,7 +41,7 @@ public:
         /// It is not to be stopped with the others.
         void setApart() { mIsApart = true; }
 
-        /// Writes in words what the loop does now, cut to nSize with the terminator.
+        /// Writes in words what the loop does now, cut to nSize with the terminator. Does not wait for long.
         virtual void describe(char* npText, unsigned int nSize) const = 0;
 
     private:
@@ -78,8 +80,12 @@ public:
     /// Result: its thread's id; 0 if there is none.
     static int askNext(Array<int, int const&> const& nThreadIds);
 
+    /// Does not wait for long: a lock may be held for good by the thread that is described.
     /// Result: false if no loop runs on that thread.
     static bool describe(int nThreadId, char* npText, unsigned int nSize);
+
+    /// Tries a few times. Result: the caller owns the lock.
+    static bool lockSoon(SyncObject const& nLock) UTL_TRY_ACQUIRE(true, nLock);
 
 private:
     static Loop* findLocked(int nThreadId);

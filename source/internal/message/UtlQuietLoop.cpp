@@ -356,7 +356,17 @@ Ledger QuietLoop::ledger() const
 
 void QuietLoop::describe(char* npText, unsigned int nSize) const
 {
-    SyncGuard lGuard(mSyncObject);
+    if (!LoopList::lockSoon(mSyncObject)) // by a judgement of the application, for example
+    {
+        std::snprintf(npText, nSize, "its queue is locked");
+        return;
+    }
+    describeLocked(npText, nSize);
+    mSyncObject.unlock();
+}
+
+void QuietLoop::describeLocked(char* npText, unsigned int nSize) const
+{
     Ledger const lLedger = ledger();
     if (lLedger.mIsInCall)
     {

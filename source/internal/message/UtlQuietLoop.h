@@ -196,6 +196,7 @@ private:
 
     Thread& thread() override { return mThread; }
     void describe(char* npText, unsigned int nSize) const override;
+    void describeLocked(char* npText, unsigned int nSize) const UTL_REQUIRES(mSyncObject);
     Turn turn();
     Turn withoutWorkLocked() UTL_REQUIRES(mSyncObject);
     bool wait();

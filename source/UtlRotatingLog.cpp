@@ -270,8 +270,8 @@ LineWritten RotatingLog::write(std::string_view nText, std::string_view nEol)
 {
     SyncGuard const lGuard(mSyncObject);
     internal::LineOutput lOutput(mTextType);
-    bool const lFits =
-        (nText.size() + nEol.size()) * internal::LineOutput::GROWTH_MAX <= internal::LineOutput::CAPACITY;
+    constexpr std::size_t SURE_MAX = internal::LineOutput::CAPACITY / internal::LineOutput::GROWTH_MAX;
+    bool const lFits = nText.size() <= SURE_MAX && nEol.size() <= SURE_MAX - nText.size();
     unsigned long long const lSize = lFits ? 0 : lOutput.sizeOf(nText, nEol);
     bool lIsBegun = false;
     bool lIsLocked = false;

@@ -84,6 +84,19 @@ TEST_F(RotatingLogTest, ChangesFilesBeforeTheyAreTooLong)
     }
 }
 
+TEST_F(RotatingLogTest, LinesInPiecesAreMeasuredAsAWhole)
+{
+    for (int lTextType : {FILE_TEXT_UTF8, FILE_TEXT_UTF16_LE})
+    {
+        std::size_t const lLength = lTextType == FILE_TEXT_UTF8 ? 6000 : 3000;
+        RotatingLog lLog(path().c_str(), lTextType, 12500, 1);
+        EXPECT_EQ(LineWritten::DONE, lLog.write(std::string(lLength, 'x')));
+        EXPECT_EQ(LineWritten::DONE, lLog.write(std::string(lLength + 999, 'y'))); // its first piece would fit
+        EXPECT_EQ(1U, lines(0, lTextType).size());
+        std::filesystem::remove_all(std::string(mDirectory) + "/sub");
+    }
+}
+
 TEST_F(RotatingLogTest, ReadersCanLookAndAreNotInTheWay)
 {
     LogCapture lCapture;

@@ -43,8 +43,8 @@ public:
             return 0;
         }
         Encoding const lTo = encodingOf(mTextType);
-        return convertText(lTo, nullptr, 0, Encoding::UTF8, nText, mOptions).mWritten +
-               convertText(lTo, nullptr, 0, Encoding::UTF8, nEol, mOptions).mWritten;
+        return measureConverted(lTo, Encoding::UTF8, nText, mOptions).mWritten +
+               measureConverted(lTo, Encoding::UTF8, nEol, mOptions).mWritten;
     }
 
 private:

@@ -249,6 +249,17 @@ TEST(CheckedText, DiffersFromIconvOnlyAsThePageSays)
     }
 }
 
+TEST(CheckedText, TheReplacementIsLikeIconvToo)
+{
+    TextOptions lOptions;
+    lOptions.mOnMalformed = OnFault::REPLACE;
+    lOptions.mReplacement = "\u301C"; // has a code there only
+    lOptions.mIsLikeIconv = true;
+    lOptions.mHasMore = true;
+    EXPECT_EQ(convert(Encoding::SJIS, Encoding::UTF8, "\xFFz", lOptions).mText, "\x81\x60z");
+    EXPECT_EQ(measureConverted(Encoding::SJIS, Encoding::UTF8, "\xFFz", lOptions).mWritten, 3U);
+}
+
 TEST(CheckedText, FaultsAreMetAsChosen)
 {
     constexpr Encoding UTF8 = Encoding::UTF8;

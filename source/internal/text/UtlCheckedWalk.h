@@ -27,12 +27,20 @@ inline OnFault choiceFor(TextStop nFault, TextOptions const& nOptions)
                                          : OnFault::STOP;
 }
 
-/// Stores the replacement. False, with the cursor as it was, if it does not fit.
-inline bool putReplacement(TextCursor& nCursor, Encoding nTo, std::string_view nReplacement)
+/// How the replacement itself is converted: it is whole, and what has no code of it is left out.
+inline TextOptions optionsOfReplacement(TextOptions const& nOptions)
 {
-    TextOptions lOptions;
+    TextOptions lOptions = nOptions;
     lOptions.mOnMalformed = lOptions.mOnNoCode = OnFault::SKIP;
-    TextResult const lStored = convertText(nTo, nCursor.mpDst, nCursor.room(), Encoding::UTF8, nReplacement, lOptions);
+    lOptions.mHasMore = false;
+    return lOptions;
+}
+
+/// Stores the replacement. False, with the cursor as it was, if it does not fit.
+inline bool putReplacement(TextCursor& nCursor, Encoding nTo, TextOptions const& nOptions)
+{
+    TextResult const lStored = convertText(nTo, nCursor.mpDst, nCursor.room(), Encoding::UTF8, nOptions.mReplacement,
+                                           optionsOfReplacement(nOptions));
     nCursor.mpDst += lStored.mStop == TextStop::END ? lStored.mWritten : 0;
     return lStored.mStop == TextStop::END;
 }
@@ -50,7 +58,7 @@ inline TextStop passFault(TextCursor& nCursor, TextStop nFault, Encoding nTo, Te
         ++nCursor.mSkipped;
         return TextStop::END;
     }
-    if (!putReplacement(nCursor, nTo, nOptions.mReplacement))
+    if (!putReplacement(nCursor, nTo, nOptions))
     {
         return TextStop::NO_ROOM;
     }
@@ -70,8 +78,11 @@ TextStop takeStep(Work const& nWork, TextCursor& nCursor, TextOptions const& nOp
     }
     else if (lStep.mByteCount <= nCursor.room())
     {
-        std::memcpy(nCursor.mpDst, lStep.mBytes, lStep.mByteCount);
-        nCursor.mpDst += lStep.mByteCount;
+        if (lStep.mByteCount != 0) // the destination may be null
+        {
+            std::memcpy(nCursor.mpDst, lStep.mBytes, lStep.mByteCount);
+            nCursor.mpDst += lStep.mByteCount;
+        }
     }
     else
     {
@@ -139,9 +150,9 @@ TextResult measureText(Work const& nWork, std::string_view nSrc, TextOptions con
     }
     if (lCursor.mReplaced != 0)
     {
-        lOptions.mOnMalformed = lOptions.mOnNoCode = OnFault::SKIP;
+        TextOptions const lAlone = optionsOfReplacement(nOptions);
         lWritten +=
-            lCursor.mReplaced * measureConverted(nWork.to(), Encoding::UTF8, nOptions.mReplacement, lOptions).mWritten;
+            lCursor.mReplaced * measureConverted(nWork.to(), Encoding::UTF8, nOptions.mReplacement, lAlone).mWritten;
     }
     return resultOf(lCursor, lpSrc, lWritten, lStop);
 }

@@ -70,7 +70,7 @@ bool Lines::begin(internal::TextReader& nReader)
         return false;
     }
     mTextType = lMark.mTextType;
-    mIsBegun = true;
+    mIsBegun = lCount > 0; // an empty file may get a mark yet
     return true;
 }
 

@@ -99,6 +99,10 @@ TEST_F(LinesTest, AMarkWinsOverTheTextType)
         EXPECT_EQ(lRow.mTextType, lSecond.textType());
         EXPECT_EQ(FILE_TEXT_SJIS, mFile.textType());
     }
+    Lines lEarly(store("", FILE_TEXT_SJIS));
+    EXPECT_EQ(nullptr, lEarly.next());
+    std::ofstream(path(), std::ios::binary) << lRows[1].mBytes; // the file grows only now
+    EXPECT_EQ("a", textOf(lEarly.next()));
 }
 
 TEST_F(LinesTest, PositionsBeyondFourGigabytes)

@@ -401,6 +401,48 @@ bool renameFile(char const* npSource, char const* npDestination)
     return true;
 }
 
+/// The directory of a path, in nBuffer if it has a name there.
+char const* parentOf(char const* npPath, char (&nBuffer)[FILE_PATH_MAX])
+{
+    File::extractDirectoryPath(nBuffer, FILE_PATH_MAX, npPath);
+    return *nBuffer != 0 ? nBuffer : *npPath == '/' ? "/" : ".";
+}
+
+bool isSame(struct stat const& nOne, struct stat const& nOther)
+{
+    return nOne.st_dev == nOther.st_dev && nOne.st_ino == nOther.st_ino;
+}
+
+/// Whether two paths are one entry of a directory, by different ways. True also if the system does not tell.
+bool isSameEntry(char const* npOne, char const* npOther)
+{
+    char lName[FILE_PATH_MAX] = {};
+    char lOtherName[FILE_PATH_MAX] = {};
+    File::extractFileName(lName, FILE_PATH_MAX, npOne, 0);
+    File::extractFileName(lOtherName, FILE_PATH_MAX, npOther, 0);
+    char lDirectory[FILE_PATH_MAX] = {};
+    char lOtherDirectory[FILE_PATH_MAX] = {};
+    struct stat lStat = {};
+    struct stat lOtherStat = {};
+    return std::strcmp(lName, lOtherName) == 0 &&
+           (UTL_FILE_CALL("move", mStat(parentOf(npOne, lDirectory), &lStat)) != 0 ||
+            UTL_FILE_CALL("move", mStat(parentOf(npOther, lOtherDirectory), &lOtherStat)) != 0 ||
+            isSame(lStat, lOtherStat));
+}
+
+/// After a rename: takes the source away if it is there still, because both were links of one file.
+void removeLink(char const* npSource, char const* npDestination)
+{
+    struct stat lStat = {};
+    struct stat lOtherStat = {};
+    if (UTL_FILE_CALL("move", mStat(npSource, &lStat)) == 0 &&
+        UTL_FILE_CALL("move", mStat(npDestination, &lOtherStat)) == 0 && isSame(lStat, lOtherStat) &&
+        lStat.st_nlink > 1 && !isSameEntry(npSource, npDestination))
+    {
+        internal::removeFile(npSource);
+    }
+}
+
 /// Whether somebody holds a file as a writer does. Readers are not disturbed by the question.
 bool isHeldByWriter(char const* npPath)
 {
@@ -432,8 +474,7 @@ bool internal::renameOver(char const* npSource, char const* npDestination)
 bool internal::syncParent(char const* npPath)
 {
     char lDirectory[FILE_PATH_MAX] = {};
-    File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath);
-    char const* const lpDirectory = *lDirectory != 0 ? lDirectory : *npPath == '/' ? "/" : ".";
+    char const* const lpDirectory = parentOf(npPath, lDirectory);
     CopyHandle lHandle;
     if (!lHandle.open(lpDirectory, O_RDONLY, 0) || UTL_FILE_CALL("sync", mFsync(lHandle.get())) != 0)
     {
@@ -714,8 +755,16 @@ bool File::replace(char const* npSource, char const* npDestination)
     {
         return false;
     }
-    return std::strcmp(lpSource, lpDestination) == 0 ||
-           (makeParents(lpDestination) && internal::renameOver(lpSource, lpDestination));
+    if (std::strcmp(lpSource, lpDestination) == 0)
+    {
+        return true;
+    }
+    if (!makeParents(lpDestination) || !internal::renameOver(lpSource, lpDestination))
+    {
+        return false;
+    }
+    removeLink(lpSource, lpDestination);
+    return true;
 }
 
 bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)

@@ -271,7 +271,8 @@ public:
     /// Makes the file, which must not exist, with exactly this mode, whatever setModes() and the umask say; then as
     /// open(). It never has more rights than that, not for a moment.
     ///
-    /// nAccessMode: FILE_ACCESS_WRITE or FILE_ACCESS_READ_WRITE. nMode: permissions, 07777 at most.
+    /// nAccessMode: FILE_ACCESS_WRITE or FILE_ACCESS_READ_WRITE. nMode: permissions, 07777 at most; -1 for those that
+    ///              open() gives to a new file.
     /// Result:      false, with nothing made but directories, for an object that is open, a path that exists, anything
     ///              else in the arguments, and if the system refuses.
     bool create(int nAccessMode, int nMode);

@@ -245,16 +245,21 @@ bool File::open(int nOpenMode, int nAccessMode)
 bool File::create(int nAccessMode, int nMode)
 {
     char const* const lpPath = mPath.c_str();
-    if (isOpened() || !internal::isValidPath(lpPath) || *lpPath == 0 || (nMode & ~07777) != 0 ||
+    if (isOpened() || !internal::isValidPath(lpPath) || *lpPath == 0 || (nMode != -1 && (nMode & ~07777) != 0) ||
         (nAccessMode != FILE_ACCESS_WRITE && nAccessMode != FILE_ACCESS_READ_WRITE) || !internal::makeParents(lpPath))
     {
         return false;
     }
     int const lAccess = nAccessMode == FILE_ACCESS_WRITE ? O_WRONLY : O_RDWR;
     SmartHandle<DestructCloseFile> lHandle;
-    if (!openAndLock(lpPath, {lAccess | O_CREAT | O_EXCL, nMode, false}, false, lHandle))
+    Opening const lOpening = nMode != -1 ? Opening{lAccess, nMode, false} : openingOf(FILE_OPEN_TOP, nAccessMode, false);
+    if (!openAndLock(lpPath, {lAccess | O_CREAT | O_EXCL, lOpening.mMode, lOpening.mOpensToAll}, false, lHandle))
     {
         return false;
+    }
+    if (nMode == -1)
+    {
+        return take(lHandle, nAccessMode);
     }
     if (UTL_FILE_CALL("create", mChmod(lpPath, static_cast<mode_t>(nMode))) != 0) // what the umask took
     {

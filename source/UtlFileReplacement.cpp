@@ -73,16 +73,17 @@ bool FileReplacement::makeBeside(int nMode)
         {
             return false;
         }
-        if (!File::exists(lName))
+        mBeside.emplace(lName, mTextType);
+        errno = 0;
+        if (mBeside->create(FILE_ACCESS_WRITE, nMode))
         {
-            mBeside.emplace(lName, mTextType);
-            bool const lIsMade = nMode != -1 ? mBeside->create(FILE_ACCESS_WRITE, nMode)
-                                             : mBeside->open(FILE_OPEN_TOP, FILE_ACCESS_WRITE);
-            if (!lIsMade)
-            {
-                mBeside.reset();
-            }
-            return lIsMade;
+            return true;
+        }
+        int const lError = errno;
+        mBeside.reset();
+        if (lError != EEXIST) // nothing that is there is opened, nor what a link leads to
+        {
+            return false;
         }
     }
     return false;

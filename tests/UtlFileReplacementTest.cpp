@@ -93,6 +93,25 @@ TEST_F(FileReplacementTest, WhoeverIsInTheWayMakesItFail)
         ASSERT_TRUE(lNew.open());
         EXPECT_EQ(Replaced::FAILED, lNew.commit());
     }
+    {
+        std::string lBeside;
+        FileReplacement lNew(path().c_str(), FILE_TEXT_UTF8);
+        ASSERT_TRUE(lNew.open());
+        for (auto const& lEntry : std::filesystem::directory_iterator(std::filesystem::path(path()).parent_path()))
+        {
+            std::string const lName = lEntry.path().string();
+            lBeside = lName != path() ? lName : lBeside;
+        }
+        lNew.cancel();
+        std::size_t const lDash = lBeside.rfind('-');
+        unsigned long const lNext = std::stoul(lBeside.substr(lDash + 1)) + 1;
+        std::string const lLink = lBeside.substr(0, lDash + 1) + std::to_string(lNext) + ".new";
+        std::filesystem::create_symlink("nowhere", lLink);
+        ASSERT_TRUE(lNew.open()); // takes the next name
+        EXPECT_FALSE(File::exists((std::filesystem::path(lLink).parent_path() / "nowhere").c_str()));
+        lNew.cancel();
+        std::filesystem::remove(lLink);
+    }
     ::chmod(path().c_str(), 0440);
     EXPECT_FALSE(FileReplacement(path().c_str(), FILE_TEXT_UTF8).open());
     EXPECT_FALSE(FileReplacement(mDirectory, FILE_TEXT_UTF8).open());
@@ -123,6 +142,13 @@ TEST_F(FileReplacementTest, FilesAreMadeWithAModeAndPutInThePlaceOfOthers)
     EXPECT_EQ(0604U, mode());
     EXPECT_FALSE(File::exists(lOther.c_str()));
     EXPECT_TRUE(File::replace(path().c_str(), path().c_str()));
+    ASSERT_EQ(0, ::link(path().c_str(), lOther.c_str())); // two names of one file
+    std::string const lAgain = std::string(mDirectory) + "/sub/./other";
+    EXPECT_TRUE(File::replace(lOther.c_str(), lAgain.c_str())); // one name, by two ways
+    EXPECT_TRUE(File::exists(lOther.c_str()));
+    EXPECT_TRUE(File::replace(lOther.c_str(), path().c_str()));
+    EXPECT_FALSE(File::exists(lOther.c_str()));
+    EXPECT_EQ("", content());
 }
 
 } // namespace

@@ -23,7 +23,7 @@ namespace utl
 ///          once more. A reader who keeps it open does not hold up lines or the change of files; it goes on in the file
 ///          that it has. A line is in one file, and there as a whole if its size is up to FILE_TEXT_CHUNK_MAX.
 /// Writers: other objects, in other processes too, can write the same file if they name the same size and number. Who
-///          keeps it open for writing with File makes a line wait, for a second at most; it and those behind it are
+///          keeps it open for writing with File makes a line wait, for a fraction of a second; it and those behind it are
 ///          lost.
 /// Others:  a file that somebody moved or removed is made anew.
 /// Failure: lost lines are counted, and the log tells of the first and, when lines get through again, of the number. A
@@ -54,7 +54,7 @@ public:
     LineWritten write(std::string_view nText, std::string_view nEol = "\n");
 
     bool rotate(); ///< Begins a new file now, unless this one is empty. Result: false if that failed.
-    bool sync();   ///< All lines of this object are on the medium. Result: false if they are perhaps not.
+    bool sync();   ///< All lines of this object are on the medium. Result: false if they are perhaps not, which is told once.
     unsigned long long lostCount() const; ///< Lines that were lost so far.
 
 private:
@@ -66,7 +66,7 @@ private:
     bool beginLocked(unsigned long long nSize) UTL_REQUIRES(mSyncObject);
     bool appendLocked(void const* npBytes, unsigned int nSize) UTL_REQUIRES(mSyncObject);
     void endLocked(bool nIsWhole) UTL_REQUIRES(mSyncObject);
-    bool rotateLocked() UTL_REQUIRES(mSyncObject);
+    bool rotateLocked(bool& nIsMoved) UTL_REQUIRES(mSyncObject);
     bool renameLocked() UTL_REQUIRES(mSyncObject);
     bool syncLocked() UTL_REQUIRES(mSyncObject);
     void closeLocked() UTL_REQUIRES(mSyncObject);
@@ -87,6 +87,10 @@ private:
     unsigned long long mSize UTL_GUARDED_BY(mSyncObject) = 0; // of the file before the line
     bool mIsAlone UTL_GUARDED_BY(mSyncObject) = false;        // no reader has it open
     bool mIsFailing UTL_GUARDED_BY(mSyncObject) = false;      // the last line was lost
+    bool mIsHeld UTL_GUARDED_BY(mSyncObject) = false;         // another writer was waited for in vain
+    bool mIsStuck UTL_GUARDED_BY(mSyncObject) = false;        // the last change of files failed, and the log knows
+    bool mIsUnsynced UTL_GUARDED_BY(mSyncObject) = false;     // lines in the open file
+    bool mIsDoubtful UTL_GUARDED_BY(mSyncObject) = false;     // something was left unsynced since the last sync()
     unsigned long long mLost UTL_GUARDED_BY(mSyncObject) = 0;
 };
 

@@ -28,6 +28,7 @@ namespace
 
 using internal::gSystem;
 
+constexpr int MISSES_MAX = 10; // a file that others take away while it is opened
 constexpr int TRIES_MAX = 1000; // for the lock of another writer, with a pause of a tenth of a millisecond between
 
 /// The path of an old file; 0 is the file itself. Result: false if it is too long.
@@ -36,6 +37,19 @@ bool nameOf(char (&nName)[FILE_PATH_MAX], char const* npPath, unsigned int nNumb
     int const lLength = nNumber == 0 ? std::snprintf(nName, sizeof(nName), "%s", npPath)
                                      : std::snprintf(nName, sizeof(nName), "%s.%u", npPath, nNumber);
     return lLength > 0 && lLength < static_cast<int>(sizeof(nName));
+}
+
+/// The first number that is free for an old file; nMax, which goes then, if there is none below it.
+unsigned int lastNumber(char const* npPath, unsigned int nMax)
+{
+    char lName[FILE_PATH_MAX];
+    struct stat lStat = {};
+    unsigned int lNumber = 1;
+    while (lNumber < nMax && nameOf(lName, npPath, lNumber) && (gSystem.mStat(lName, &lStat) == 0 || errno != ENOENT))
+    {
+        ++lNumber;
+    }
+    return lNumber;
 }
 
 } // namespace
@@ -77,7 +91,15 @@ bool RotatingLog::openLocked()
     mHandle = UTL_ROTATING_CALL("open", mOpen(lpPath, FLAGS | O_CREAT | O_EXCL, lMode));
     if (mHandle != -1)
     {
-        return (!lHasMode || UTL_ROTATING_CALL("open", mChmod(lpPath, lMode)) == 0) && identifyLocked();
+        if (lHasMode && UTL_ROTATING_CALL("open", mChmod(lpPath, lMode)) != 0)
+        {
+            int const lError = errno;
+            UTL_ROTATING_CALL("open", mUnlink(lpPath));
+            errno = lError;
+            return false;
+        }
+        mIsDoubtful = !internal::syncParent(lpPath) || mIsDoubtful; // for the renames before it too
+        return identifyLocked();
     }
     mHandle = errno == EEXIST ? UTL_ROTATING_CALL("open", mOpen(lpPath, FLAGS, 0)) : -1;
     return mHandle != -1 && identifyLocked();
@@ -120,7 +142,9 @@ bool RotatingLog::flockLocked()
 /// Opens the file if need be and locks it. Result: false with errno.
 bool RotatingLog::acquireLocked()
 {
-    int const lTries = mIsFailing ? 2 : TRIES_MAX; // whoever is in the way is waited for once
+    int const lTries = mIsHeld ? 2 : TRIES_MAX; // whoever is in the way is waited for once
+    int lMisses = 0;
+    mIsHeld = false;
     for (int lTry = 0; lTry < lTries; ++lTry)
     {
         bool const lIsOpen = mHandle != -1 && mForks == internal::gForks.load(std::memory_order_relaxed);
@@ -128,6 +152,10 @@ bool RotatingLog::acquireLocked()
         {
             int const lError = errno;
             closeLocked();
+            if (lError == ENOENT && ++lMisses < MISSES_MAX)
+            {
+                continue;
+            }
             errno = lError;
             return false;
         }
@@ -141,9 +169,11 @@ bool RotatingLog::acquireLocked()
         }
         else
         {
+            syncLocked();
             closeLocked(); // another writer has changed files, or somebody moved it
         }
     }
+    mIsHeld = true;
     errno = EWOULDBLOCK;
     return false;
 }
@@ -151,7 +181,9 @@ bool RotatingLog::acquireLocked()
 bool RotatingLog::syncLocked()
 {
     int const lHandle = mHandle;
-    return lHandle == -1 || UTL_ROTATING_CALL("sync", mFsync(lHandle)) == 0;
+    bool const lIsSynced = lHandle == -1 || UTL_ROTATING_CALL("sync", mFsync(lHandle)) == 0;
+    mIsUnsynced = mIsUnsynced && !lIsSynced;
+    return lIsSynced;
 }
 
 void RotatingLog::closeLocked()
@@ -161,6 +193,8 @@ void RotatingLog::closeLocked()
     {
         UTL_ROTATING_CALL("close", mClose(lHandle)); // and its lock goes
         mHandle = -1;
+        mIsDoubtful = mIsDoubtful || mIsUnsynced;
+        mIsUnsynced = false;
     }
 }
 
@@ -182,7 +216,7 @@ bool RotatingLog::renameLocked()
         return UTL_ROTATING_CALL("rotate", mUnlink(lNew)) == 0;
     }
     bool lIsMoved = false;
-    for (unsigned int lNumber = mOldFiles; lNumber != 0; --lNumber)
+    for (unsigned int lNumber = lastNumber(mPath.c_str(), mOldFiles); lNumber != 0; --lNumber)
     {
         nameOf(lOld, mPath.c_str(), lNumber - 1);
         nameOf(lNew, mPath.c_str(), lNumber);
@@ -196,11 +230,17 @@ bool RotatingLog::renameLocked()
 }
 
 /// Result: false with errno if no file is locked any more; a file that cannot be moved is written on.
-bool RotatingLog::rotateLocked()
+bool RotatingLog::rotateLocked(bool& nIsMoved)
 {
-    if (!renameLocked())
+    nIsMoved = renameLocked();
+    bool const lIsNews = !nIsMoved && !mIsStuck;
+    mIsStuck = !nIsMoved;
+    if (lIsNews)
     {
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "RotatingLog rename Failed. errno[%d] Path:%s", errno, mPath.c_str());
+    }
+    if (!nIsMoved)
+    {
         return true;
     }
     syncLocked();
@@ -212,7 +252,8 @@ bool RotatingLog::rotateLocked()
 
 bool RotatingLog::beginLocked(unsigned long long nSize)
 {
-    return acquireLocked() && (mSize == 0 || mSize + nSize <= mMaxBytes || rotateLocked());
+    bool lIsMoved = false;
+    return acquireLocked() && (mSize == 0 || mSize + nSize <= mMaxBytes || rotateLocked(lIsMoved));
 }
 
 /// Result: false with errno if not all could be written.
@@ -220,6 +261,7 @@ bool RotatingLog::appendLocked(void const* npBytes, unsigned int nSize)
 {
     int const lHandle = mHandle;
     char const* lpBytes = static_cast<char const*>(npBytes);
+    mIsUnsynced = true;
     while (nSize != 0)
     {
         ssize_t const lCount =
@@ -304,17 +346,18 @@ bool RotatingLog::rotate()
     {
         return false;
     }
-    unsigned long long const lInode = mInode;
-    bool const lIsEmpty = mSize == 0;
-    bool const lIsLocked = lIsEmpty || rotateLocked();
+    bool lIsNew = mSize == 0;
+    bool const lIsLocked = lIsNew || rotateLocked(lIsNew);
     endLocked(true);
-    return lIsLocked && (lIsEmpty || mInode != lInode);
+    return lIsLocked && lIsNew;
 }
 
 bool RotatingLog::sync()
 {
     SyncGuard const lGuard(mSyncObject);
-    return syncLocked();
+    bool const lIsDone = syncLocked() && !mIsDoubtful;
+    mIsDoubtful = false;
+    return lIsDone;
 }
 
 unsigned long long RotatingLog::lostCount() const

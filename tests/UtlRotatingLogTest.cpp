@@ -97,6 +97,36 @@ TEST_F(RotatingLogTest, LinesInPiecesAreMeasuredAsAWhole)
     }
 }
 
+TEST_F(RotatingLogTest, AnyNumberOfOldFiles)
+{
+    for (unsigned int lOldFiles : {0U, 4000000000U})
+    {
+        RotatingLog lLog(path().c_str(), FILE_TEXT_UTF8, 100, lOldFiles);
+        for (int lTime = 0; lTime < 3; ++lTime)
+        {
+            EXPECT_EQ(LineWritten::DONE, lLog.write("line"));
+            EXPECT_TRUE(lLog.rotate());
+        }
+        EXPECT_TRUE(lLog.sync());
+        EXPECT_EQ(lOldFiles != 0, std::filesystem::exists(path(3)));
+    }
+}
+
+TEST_F(RotatingLogTest, AChangeThatCannotBeDoneIsToldOnce)
+{
+    std::filesystem::create_directories(path(1)); // is in the way
+    LogCapture lCapture;
+    RotatingLog lLog(path().c_str(), FILE_TEXT_UTF8, 5, 1);
+    for (int lTime = 0; lTime < 3; ++lTime)
+    {
+        EXPECT_EQ(LineWritten::DONE, lLog.write("line"));
+    }
+    EXPECT_FALSE(lLog.rotate());
+    EXPECT_EQ(1U, lCapture.count("rename Failed"));
+    std::filesystem::remove_all(path(1));
+    EXPECT_TRUE(lLog.rotate());
+}
+
 TEST_F(RotatingLogTest, ReadersCanLookAndAreNotInTheWay)
 {
     LogCapture lCapture;

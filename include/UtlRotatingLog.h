@@ -24,7 +24,7 @@ namespace utl
 ///          that it has. A line is in one file, and there as a whole if its size is up to FILE_TEXT_CHUNK_MAX.
 /// Writers: other objects, in other processes too, can write the same file if they name the same size and number. Who
 ///          keeps it open for writing with File makes a line wait, for a fraction of a second; it and those behind it are
-///          lost.
+///          lost. The directory is locked with flock() while files change.
 /// Others:  a file that somebody moved or removed is made anew.
 /// Failure: lost lines are counted, and the log tells of the first and, when lines get through again, of the number. A
 ///          line that fails half-way is taken out again, unless a reader has the file open.
@@ -54,7 +54,8 @@ public:
     LineWritten write(std::string_view nText, std::string_view nEol = "\n");
 
     bool rotate(); ///< Begins a new file now, unless this one is empty. Result: false if that failed.
-    bool sync();   ///< All lines of this object are on the medium. Result: false if they are perhaps not, which is told once.
+    bool
+    sync(); ///< All lines of this object are on the medium. Result: false if they are perhaps not, which is told once.
     unsigned long long lostCount() const; ///< Lines that were lost so far.
 
 private:
@@ -67,6 +68,8 @@ private:
     bool appendLocked(void const* npBytes, unsigned int nSize) UTL_REQUIRES(mSyncObject);
     void endLocked(bool nIsWhole) UTL_REQUIRES(mSyncObject);
     bool rotateLocked(bool& nIsMoved) UTL_REQUIRES(mSyncObject);
+    bool fitsLocked(unsigned long long nSize) const UTL_REQUIRES(mSyncObject);
+    bool changeLocked() UTL_REQUIRES(mSyncObject);
     bool renameLocked() UTL_REQUIRES(mSyncObject);
     bool syncLocked() UTL_REQUIRES(mSyncObject);
     void closeLocked() UTL_REQUIRES(mSyncObject);

@@ -28,7 +28,7 @@ namespace
 
 using internal::gSystem;
 
-constexpr int MISSES_MAX = 10; // a file that others take away while it is opened
+constexpr int MISSES_MAX = 10;  // a file that others take away while it is opened
 constexpr int TRIES_MAX = 1000; // for the lock of another writer, with a pause of a tenth of a millisecond between
 
 /// The path of an old file; 0 is the file itself. Result: false if it is too long.
@@ -50,6 +50,30 @@ unsigned int lastNumber(char const* npPath, unsigned int nMax)
         ++lNumber;
     }
     return lNumber;
+}
+
+/// The directory of a path. Result: -1 with errno if the system refuses.
+int openDirectory(char const* npPath)
+{
+    char lDirectory[FILE_PATH_MAX] = {};
+    File::extractDirectoryPath(lDirectory, FILE_PATH_MAX, npPath);
+    char const* const lpDirectory = *lDirectory != 0 ? lDirectory : *npPath == '/' ? "/" : ".";
+    return UTL_ROTATING_CALL("rotate", mOpen(lpDirectory, O_RDONLY | O_DIRECTORY, 0));
+}
+
+/// Locks a directory against others who change files, until it is closed. Result: false with errno.
+bool holdDirectory(int nHandle)
+{
+    for (int lTry = 0; lTry < TRIES_MAX; ++lTry)
+    {
+        if (gSystem.mFlock(nHandle, LOCK_EX | LOCK_NB) == 0)
+        {
+            return true;
+        }
+        internal::pauseBriefly();
+    }
+    errno = EWOULDBLOCK;
+    return false;
 }
 
 } // namespace
@@ -203,7 +227,6 @@ void RotatingLog::closeLocked()
 /// Moves the file and its predecessors on by one. Result: false with errno if the file itself stays.
 bool RotatingLog::renameLocked()
 {
-    internal::OpenParent const lParent(mPath.c_str());
     char lOld[FILE_PATH_MAX];
     char lNew[FILE_PATH_MAX];
     errno = ENAMETOOLONG;
@@ -229,10 +252,32 @@ bool RotatingLog::renameLocked()
     return lIsMoved;
 }
 
-/// Result: false with errno if no file is locked any more; a file that cannot be moved is written on.
+/// Whether so many bytes more belong into the file. Any number does into an empty one.
+bool RotatingLog::fitsLocked(unsigned long long nSize) const
+{
+    return mSize == 0 || (mSize <= mMaxBytes && nSize <= mMaxBytes - mSize);
+}
+
+/// Changes files unless another writer just did: beside a reader two of them may have come here, each with the lock of
+/// a reader. Result: false with errno if the file stays.
+bool RotatingLog::changeLocked()
+{
+    internal::OpenParent const lParent(mPath.c_str());
+    internal::ScopedHandle const lDirectory(openDirectory(mPath.c_str()));
+    bool const lIsHeld = lDirectory.get() != -1 ? holdDirectory(lDirectory.get())
+                                                : errno == EACCES; // may be written but not read: goes without
+    if (!lIsHeld)
+    {
+        return false;
+    }
+    return !isCurrentLocked() || renameLocked();
+}
+
+/// Result: false with errno if no file is locked any more; a file that cannot be moved is written on. nIsMoved: the
+/// path has another file now.
 bool RotatingLog::rotateLocked(bool& nIsMoved)
 {
-    nIsMoved = renameLocked();
+    nIsMoved = changeLocked();
     bool const lIsNews = !nIsMoved && !mIsStuck;
     mIsStuck = !nIsMoved;
     if (lIsNews)
@@ -252,8 +297,13 @@ bool RotatingLog::rotateLocked(bool& nIsMoved)
 
 bool RotatingLog::beginLocked(unsigned long long nSize)
 {
-    bool lIsMoved = false;
-    return acquireLocked() && (mSize == 0 || mSize + nSize <= mMaxBytes || rotateLocked(lIsMoved));
+    bool lIsMoved = true;
+    bool lIsLocked = acquireLocked();
+    while (lIsLocked && lIsMoved && !fitsLocked(nSize))
+    {
+        lIsLocked = rotateLocked(lIsMoved); // the new file may be full of another writer's lines again
+    }
+    return lIsLocked;
 }
 
 /// Result: false with errno if not all could be written.

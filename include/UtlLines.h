@@ -33,12 +33,13 @@ struct Line
     /// the file, or has no character, is U+FFFD here, one for each fault that convertText() would find.
     std::string_view mText;
     unsigned long long mNumber =
-        0;                     ///< Of the line, counted from 1 where the loop began; parts of a line have the same.
-    long long mPosition = 0;   ///< Of the first byte in the file.
-    long long mSize = 0;       ///< Bytes in the file, with the line end.
-    long long mEolSize = 0;    ///< Of these the line end: 0 for a part that goes on, and if the file ends without.
-    bool mIsMalformed = false; ///< There is U+FFFD in the text for something malformed.
-    bool mGoesOn = false;      ///< The next Line is the next part of this line.
+        0;                   ///< Of the line, counted from 1 where the loop began; parts of a line have the same.
+    long long mPosition = 0; ///< Of the first byte in the file.
+    long long mSize = 0;     ///< Bytes in the file, with the line end.
+    long long mEolSize = 0;  ///< Of these the line end: 0 for a part that goes on, and if the file ends without.
+    /// There is U+FFFD in the text for something malformed, or for a Shift-JIS code without a character.
+    bool mIsMalformed = false;
+    bool mGoesOn = false; ///< The next Line is the next part of this line.
 };
 
 /// The lines of an open file from its position on, whatever they hold: no line fails, is skipped or comes twice.

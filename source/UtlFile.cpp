@@ -252,7 +252,8 @@ bool File::create(int nAccessMode, int nMode)
     }
     int const lAccess = nAccessMode == FILE_ACCESS_WRITE ? O_WRONLY : O_RDWR;
     SmartHandle<DestructCloseFile> lHandle;
-    Opening const lOpening = nMode != -1 ? Opening{lAccess, nMode, false} : openingOf(FILE_OPEN_TOP, nAccessMode, false);
+    Opening const lOpening =
+        nMode != -1 ? Opening{lAccess, nMode, false} : openingOf(FILE_OPEN_TOP, nAccessMode, false);
     if (!openAndLock(lpPath, {lAccess | O_CREAT | O_EXCL, lOpening.mMode, lOpening.mOpensToAll}, false, lHandle))
     {
         return false;

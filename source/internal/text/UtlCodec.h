@@ -68,7 +68,7 @@ inline bool isSurrogate(std::uint32_t nCode)
     return (nCode & ~0x7FFU) == 0xD800;
 }
 
-/// Whether our code for a character is another one than iconv's, which asSjisOfIconv() gives.
+/// Whether our code for a character is another one than iconv's, which sjisOfIconv() gives.
 inline bool isOtherInIconv(unsigned int nSjis)
 {
     return nSjis - 0xED40U <= 0xEEFCU - 0xED40U || nSjis == 0x879C;

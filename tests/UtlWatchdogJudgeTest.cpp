@@ -116,7 +116,8 @@ struct Slow : WatchdogTimerListener, WatchdogVerdictListener
     }
     void onVerdict(WatchdogVerdict const& nVerdict) override
     {
-        mHung += nVerdict.mVerdict == Verdict::BLOCKED;
+        mHung +=
+            nVerdict.mVerdict == Verdict::BLOCKED || nVerdict.mVerdict == Verdict::RUNNING; // it looks again and again
         mStopped += nVerdict.mVerdict == Verdict::STOPPED;
     }
 

@@ -205,6 +205,7 @@ TEST(InsideView, AChildShowsItsOwnThreads)
 /// Its main thread is in vfork(), which no signal ends before its child goes: another one has to take the signal.
 TEST(InsideView, TheWatchdogTakesTheSignalOfAMainThreadThatCannot)
 {
+    ThreadManager::destroy(); // that of an earlier test: its watchdog's thread would not be in the child
     Pipe lPipe;
     pid_t const lProcess = ::fork();
     if (lProcess == 0)

@@ -213,10 +213,14 @@ TEST(InsideView, TheWatchdogTakesTheSignalOfAMainThreadThatCannot)
         ThreadManager::get()->setWatchdogWatchInterval(20);
         installDumpSignal(SIGUSR1, lPipe.mFds[1]);
         dump(lPipe.mFds[1]);
+        pid_t const lSelf = ::getpid();
         if (::vfork() == 0)
         {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::pause();
+            while (::getppid() == lSelf) // it may have been killed before that call
+            {
+                ::pause();
+            }
             ::_exit(0);
         }
         ::_exit(0); // vfork() is a fork() here

@@ -43,7 +43,7 @@ public:
     unsigned int msgSize() const { return mOutputRawMsg.maxSize(); }
     bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
     bool writeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
-    bool refuseStopped();
+    bool refuseStopped() UTL_NO_THREAD_SAFETY_ANALYSIS; // counts with the lock and without
     Send sendSync(Msg const& nMsg, unsigned int nLimitMs);
     Send storeSyncLocked(Msg const& nMsg, Event* npOver, Wake* npWake) UTL_REQUIRES(mSyncObject);
     bool ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt);

@@ -30,6 +30,7 @@ struct TimerInfo
     unsigned int mPendingTimeoutCount = 0;     ///< time-outs queued and not yet handled
     bool mHasNewInterval = false;              ///< SharedTimer: the interval was changed while it ran
     long long mDueNs = NEVER;                  ///< when the next signal is due, on the monotonic clock
+    long long mFirstDueNs = NEVER;             ///< when the first one was due since the kernel timer was set
 };
 
 } // namespace utl

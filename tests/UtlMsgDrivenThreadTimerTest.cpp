@@ -41,7 +41,7 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
     EXPECT_TRUE(failing<&SystemCalls::mTimerSettime>(EINVAL, [&] { return lThread.startTimer(1, 0); }));
     EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread(under test) timer_settime SysTimerId:0x"));
     {
-        FailNth<&SystemCalls::mTimerCreate> lFault(2, EAGAIN); // armed anew it cannot be: it rests
+        FailNth<&SystemCalls::mTimerSettime> lFault(2, EAGAIN); // armed anew it cannot be: it rests
         EXPECT_TRUE(lThread.startTimer(1, 0));
         EXPECT_TRUE(waitUntil([&] { return lFault.fired(); }));
         EXPECT_TRUE(lThread.fence());

@@ -126,6 +126,10 @@ TEST(TimerTable, LateSignalsFindNobody)
         EXPECT_EQ(0U, lTable.expire(lNumber, 0, 1010)) << lNumber;
     }
     EXPECT_EQ(1U, lTable.expire(lInfo.mSysTimerNumber, 0, 1010));
+    Table::sNowNs = 1010 * MS;
+    EXPECT_TRUE(lTable.mTimers.rearm(lInfo));
+    EXPECT_EQ(0U, lTable.expire(lInfo.mSysTimerNumber, 0, 1019)); // of the period before
+    EXPECT_EQ(1U, lTable.expire(lInfo.mSysTimerNumber, 0, 1020));
     lInfo.mpRunningEvent->setOff();
     EXPECT_EQ(0U, lTable.expire(lInfo.mSysTimerNumber, 0, 1010));
     // The kernel does not let go of it: it is not heard, nor waited for.

@@ -33,7 +33,9 @@ public:
     static void expireOf(Loop& nLoop, int nTimerId)
     {
         SyncGuard lGuard(nLoop.mSyncObject);
-        nLoop.mTimers.notes().add({nLoop.mTimers.find(nTimerId)->mSysTimerNumber, 0});
+        TimerInfo& lInfo = *nLoop.mTimers.find(nTimerId);
+        lInfo.mFirstDueNs = 0;
+        nLoop.mTimers.notes().add({lInfo.mSysTimerNumber, 0});
         nLoop.takeNotesLocked();
     }
 

@@ -418,9 +418,8 @@ QuietLoop::TimeoutResult QuietLoop::finishTimeoutLocked(int nTimerId, TimerInfo&
     {
         return TIMEOUT_GOES_ON;
     }
-    // A new kernel timer and a new number: the next period counts from here, and what is still on its way is stale.
-    stopTimerLocked(nTimerId, nInfo);
-    return mTimers.arm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
+    eraseTimeoutsLocked(nTimerId);
+    return mTimers.rearm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
 }
 
 void QuietLoop::eraseTimeoutsLocked(int nTimerId)

@@ -32,6 +32,13 @@ long long intervalNs(TimerInfo const& nInfo)
     return nInfo.mIntervalMs * 1000000LL;
 }
 
+/// A signal of before the timer was set anew comes too early. nNowNs: 0 if the clock could not be read.
+bool isHeard(TimerInfo const& nInfo, long long nNowNs)
+{
+    bool const lIsStale = nNowNs != 0 && nNowNs < nInfo.mFirstDueNs;
+    return nInfo.mDueNs != TimerInfo::NEVER && nInfo.mpRunningEvent->isOn() && !lIsStale;
+}
+
 } // namespace
 
 TimerTable::TimerTable(Kind const& nKind, unsigned int nMaxTimers, char const* npName)
@@ -125,9 +132,24 @@ bool TimerTable::arm(TimerInfo& nInfo)
     }
     nInfo.mSysTimerId = lpTimerId;
     nInfo.mSysTimerNumber = mLastSysTimerNumber;
-    nInfo.mDueNs = nInfo.mIntervalMs != 0 ? monotonicNs() + intervalNs(nInfo) : TimerInfo::NEVER;
-    mNextDueNs = std::min(mNextDueNs, nInfo.mDueNs);
     return true;
+}
+
+bool TimerTable::rearm(TimerInfo& nInfo)
+{
+    if (nInfo.mSysTimerNumber == -1)
+    {
+        return arm(nInfo);
+    }
+    nInfo.mPendingTimeoutCount = 0;
+    if (setTime(nInfo, nInfo.mSysTimerId))
+    {
+        return true;
+    }
+    nInfo.mSysTimerId = nullptr;
+    nInfo.mSysTimerNumber = -1;
+    nInfo.mDueNs = TimerInfo::NEVER;
+    return false;
 }
 
 bool TimerTable::create(int nNumber, void** npTimerId) const
@@ -147,13 +169,18 @@ bool TimerTable::create(int nNumber, void** npTimerId) const
     return false;
 }
 
-bool TimerTable::setTime(TimerInfo const& nInfo, void* npTimerId) const
+/// Starts a kernel timer. When the kernel refuses, the timer is deleted.
+bool TimerTable::setTime(TimerInfo& nInfo, void* npTimerId)
 {
+    long long const lNowNs = monotonicNs();
     timespec const lInterval{nInfo.mIntervalMs / 1000, (nInfo.mIntervalMs % 1000) * 1000000L};
     itimerspec const lPeriod{lInterval, lInterval};
     if (reported("startTimerByTimerInfo", mKind.mLineOfSettime,
                  [&] { return gSystem.mTimerSettime(npTimerId, 0, &lPeriod, nullptr); }) == 0)
     {
+        nInfo.mFirstDueNs = nInfo.mIntervalMs != 0 ? lNowNs + intervalNs(nInfo) : TimerInfo::NEVER;
+        nInfo.mDueNs = nInfo.mFirstDueNs;
+        mNextDueNs = std::min(mNextDueNs, nInfo.mDueNs);
         return true;
     }
     applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpSettimeFailed, mpName, asHex(npTimerId), errno);
@@ -188,7 +215,7 @@ bool TimerTable::disarm(TimerInfo& nInfo)
 TimerTable::Expiry TimerTable::expire(ExpiryNotes::Note const& nNote, long long nNowNs)
 {
     auto* const lpPair = findNumber(nNote.mSysTimerNumber);
-    if (lpPair == nullptr || lpPair->mValue.mDueNs == TimerInfo::NEVER || lpPair->mValue.mpRunningEvent->isOff())
+    if (lpPair == nullptr || !isHeard(lpPair->mValue, nNowNs))
     {
         return {-1, 0, 0};
     }

@@ -77,6 +77,10 @@ public:
     /// Result: false, with a line in the log and nothing left behind, when the kernel refuses.
     bool arm(TimerInfo& nInfo);
 
+    /// Sets the running kernel timer anew: its next period counts from now. Makes one if none runs.
+    /// Result: false, as that of arm(), and then none runs.
+    bool rearm(TimerInfo& nInfo);
+
     /// Deletes the kernel timer, if one runs. No signal of it is heard afterwards, whatever the result.
     /// Result: false, with a line in the log and the number kept, when the kernel refuses.
     bool disarm(TimerInfo& nInfo);
@@ -123,7 +127,7 @@ private:
     template <class Call>
     int reported(char const* npFunction, unsigned int nLine, Call nCall) const;
     bool create(int nNumber, void** npTimerId) const;
-    bool setTime(TimerInfo const& nInfo, void* npTimerId) const;
+    bool setTime(TimerInfo& nInfo, void* npTimerId);
 
     Kind const& mKind;
     char const* const mpName;

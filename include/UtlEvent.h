@@ -72,10 +72,10 @@ private:
 
     bool mOn;                             // under mMutex
     bool mOff;                            // under mMutex; follows mOn on a two-sided event only
+    bool const mIsTwoSided;               // constant
     mutable pthread_cond_t mOnCondition;  // on the monotonic clock
     mutable pthread_cond_t mOffCondition; // the same; made on a two-sided event only
     mutable pthread_mutex_t mMutex;       // recursive
-    bool const mIsTwoSided;               // constant
 };
 
 } // namespace utl

@@ -29,8 +29,8 @@ struct TimerInfo
     SmartPointer<Event> mpRunningEvent;        ///< on while the timer runs; none: no timer
     unsigned int mPendingTimeoutCount = 0;     ///< time-outs queued and not yet handled
     bool mHasNewInterval = false;              ///< SharedTimer: the interval was changed while it ran
+    bool mAwaitsFirst = false;                 ///< no signal was heard since the kernel timer was set
     long long mDueNs = NEVER;                  ///< when the next signal is due, on the monotonic clock
-    long long mFirstDueNs = NEVER;             ///< when the first one was due since the kernel timer was set
 };
 
 } // namespace utl

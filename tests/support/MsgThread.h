@@ -34,7 +34,7 @@ public:
     {
         SyncGuard lGuard(nLoop.mSyncObject);
         TimerInfo& lInfo = *nLoop.mTimers.find(nTimerId);
-        lInfo.mFirstDueNs = 0;
+        lInfo.mAwaitsFirst = false;
         nLoop.mTimers.notes().add({lInfo.mSysTimerNumber, 0});
         nLoop.takeNotesLocked();
     }

@@ -35,7 +35,7 @@ long long intervalNs(TimerInfo const& nInfo)
 /// A signal of before the timer was set anew comes too early. nNowNs: 0 if the clock could not be read.
 bool isHeard(TimerInfo const& nInfo, long long nNowNs)
 {
-    bool const lIsStale = nNowNs != 0 && nNowNs < nInfo.mFirstDueNs;
+    bool const lIsStale = nInfo.mAwaitsFirst && nNowNs != 0 && nNowNs < nInfo.mDueNs;
     return nInfo.mDueNs != TimerInfo::NEVER && nInfo.mpRunningEvent->isOn() && !lIsStale;
 }
 
@@ -178,8 +178,8 @@ bool TimerTable::setTime(TimerInfo& nInfo, void* npTimerId)
     if (reported("startTimerByTimerInfo", mKind.mLineOfSettime,
                  [&] { return gSystem.mTimerSettime(npTimerId, 0, &lPeriod, nullptr); }) == 0)
     {
-        nInfo.mFirstDueNs = nInfo.mIntervalMs != 0 ? lNowNs + intervalNs(nInfo) : TimerInfo::NEVER;
-        nInfo.mDueNs = nInfo.mFirstDueNs;
+        nInfo.mDueNs = nInfo.mIntervalMs != 0 ? lNowNs + intervalNs(nInfo) : TimerInfo::NEVER;
+        nInfo.mAwaitsFirst = true;
         mNextDueNs = std::min(mNextDueNs, nInfo.mDueNs);
         return true;
     }
@@ -220,6 +220,7 @@ TimerTable::Expiry TimerTable::expire(ExpiryNotes::Note const& nNote, long long 
         return {-1, 0, 0};
     }
     TimerInfo& lInfo = lpPair->mValue;
+    lInfo.mAwaitsFirst = false;
     long long const lExpiries = 1LL + nNote.mOverrun;
     lInfo.mDueNs += lExpiries * intervalNs(lInfo);
     if (lInfo.mDueNs <= nNowNs) // a signal was lost: it shall not be looked for again and again

@@ -244,6 +244,23 @@ private:
     std::thread mThread;
 };
 
+/// Sends once for each round that begins, until all is over.
+template <class Send>
+void helpToSend(std::atomic<unsigned int> const& nRound, std::atomic<bool> const& nIsOver, Send const& nSend)
+{
+    unsigned int lSeen = 0;
+    while (!nIsOver)
+    {
+        if (nRound == lSeen)
+        {
+            sched_yield();
+            continue;
+        }
+        ++lSeen;
+        nSend();
+    }
+}
+
 template <class Side, unsigned int PRODUCERS>
 void produce(benchmark::State& nState)
 {
@@ -261,21 +278,7 @@ void produce(benchmark::State& nState)
     std::vector<std::thread> lHelpers;
     for (unsigned int lHelper = 1; lHelper < PRODUCERS; ++lHelper)
     {
-        lHelpers.emplace_back(
-            [&]
-            {
-                unsigned int lSeen = 0;
-                while (!lIsOver)
-                {
-                    if (lRound == lSeen)
-                    {
-                        sched_yield();
-                        continue;
-                    }
-                    ++lSeen;
-                    lSend();
-                }
-            });
+        lHelpers.emplace_back([&] { helpToSend(lRound, lIsOver, lSend); });
     }
     for (auto lIteration : nState)
     {

@@ -26,6 +26,33 @@ bool readBack(utl::File& nFile)
     return lGood == 2;
 }
 
+bool keepDiary()
+{
+    // With write access open() makes the file, and the directories that are missing.
+    utl::File lDiary("diary/april.txt", utl::FILE_TEXT_UTF8);
+    bool lIsGood = lDiary.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_WRITE);
+    for (char const* const lpLine : LINES)
+    {
+        lIsGood = lDiary.writeLine(lpLine) == std::strlen(lpLine) + 1 && lIsGood;
+    }
+
+    // A writer has the file to itself, against other processes and other objects alike.
+    utl::File lReader(lDiary.getPath(), utl::FILE_TEXT_UTF8);
+    bool const lIsLocked = !lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ);
+    lDiary.close(); // from here on it is on the medium
+    std::printf("%s: %s while it is written\n", lDiary.getPath(), lIsLocked ? "locked" : "NOT LOCKED");
+    return lIsGood && lIsLocked && lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ) && readBack(lReader);
+}
+
+bool readSjis()
+{
+    // Whatever encoding a file has, its lines come out as UTF-8.
+    utl::File lSjis("diary/march.txt", utl::FILE_TEXT_SJIS);
+    return lSjis.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_READ_WRITE) &&
+           lSjis.write(SJIS, sizeof SJIS - 1) == sizeof SJIS - 1 && lSjis.seek(0, utl::FILE_SEEK_BEGIN) == 0 &&
+           readBack(lSjis);
+}
+
 } // namespace
 
 int main()
@@ -37,35 +64,14 @@ int main()
     {
         return 1;
     }
-    bool lIsGood = true;
-
-    // With write access open() makes the file, and the directories that are missing.
-    utl::File lDiary("diary/april.txt", utl::FILE_TEXT_UTF8);
-    lIsGood = lDiary.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_WRITE) && lIsGood;
-    for (char const* const lpLine : LINES)
-    {
-        lIsGood = lDiary.writeLine(lpLine) == std::strlen(lpLine) + 1 && lIsGood;
-    }
-
-    // A writer has the file to itself, against other processes and other objects alike.
-    utl::File lReader(lDiary.getPath(), utl::FILE_TEXT_UTF8);
-    bool const lIsLocked = !lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ);
-    lDiary.close(); // from here on it is on the medium
-    std::printf("%s: %s while it is written\n", lDiary.getPath(), lIsLocked ? "locked" : "NOT LOCKED");
-    lIsGood = lIsGood && lIsLocked && lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ) && readBack(lReader);
-
-    // Whatever encoding a file has, its lines come out as UTF-8.
-    utl::File lSjis("diary/march.txt", utl::FILE_TEXT_SJIS);
-    lIsGood = lSjis.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_READ_WRITE) && lIsGood;
-    lIsGood = lSjis.write(SJIS, sizeof SJIS - 1) == sizeof SJIS - 1 && lSjis.seek(0, utl::FILE_SEEK_BEGIN) == 0 &&
-              readBack(lSjis) && lIsGood;
+    bool lIsGood = keepDiary();
+    lIsGood = readSjis() && lIsGood;
 
     utl::FileNames lNames(0, 1); // grows
     unsigned int const lCount = utl::File::children("diary", &lNames, utl::FILE_CHILD_FILES, "TXT", 0);
     std::printf("%u files, %lld bytes\n", lCount, utl::File::size("diary"));
     lIsGood = lIsGood && lCount == 2 && utl::File::size("diary") == 29;
 
-    lSjis.close(); // what is open is not erased
-    lReader.close();
+    // What is open is not erased; the files above were closed when their objects went.
     return utl::File::erase(lFolder, 0) && lIsGood ? 0 : 1;
 }

@@ -68,14 +68,12 @@ constexpr void give(AllRoles& nRoles, std::initializer_list<char const*> nTexts,
 
 #define UTL_ROW_TEXT(TEXT) TEXT,
 #define UTL_GIVE(TABLE, WHOLE, FIRST, MARK, TAIL)                                                                      \
-    give(lRoles, {UTL_##TABLE##_ROWS(UTL_ROW_TEXT)},                                                                   \
+    give(nRoles, {UTL_##TABLE##_ROWS(UTL_ROW_TEXT)},                                                                   \
          {static_cast<std::uint32_t>(WHOLE), static_cast<std::uint32_t>(FIRST), static_cast<std::uint32_t>(MARK),      \
           static_cast<std::uint32_t>(TAIL)})
 
-constexpr AllRoles makeAllRoles()
+constexpr void giveLatinRoles(AllRoles& nRoles)
 {
-    AllRoles lRoles{};
-    lRoles[0].mWhole = CHAR_ATTRIB_NUL;
     UTL_GIVE(KAIGYO, CHAR_ATTRIB_KAIGYO, 0, 0, 0);
     UTL_GIVE(TAB_FF, CHAR_ATTRIB_TAB_FF, 0, 0, 0);
     UTL_GIVE(CTL_OTHER, CHAR_ATTRIB_CTL_OTHER, 0, 0, 0);
@@ -97,6 +95,10 @@ constexpr AllRoles makeAllRoles()
     UTL_GIVE(UPPER_ZEN_NOHEX_ALPHA, CHAR_ATTRIB_UPPER_ZEN_NOHEX, 0, 0, 0);
     UTL_GIVE(HAN_HEX_SUFFIX, 0, 0, 0, HAN_HEX);
     UTL_GIVE(ZEN_HEX_SUFFIX, 0, 0, 0, ZEN_HEX);
+}
+
+constexpr void giveKanaRoles(AllRoles& nRoles)
+{
     UTL_GIVE(NODAKU_HAN_KATA, CHAR_ATTRIB_NODAKU_HAN_KATA, VOICED_HAN_KATA, 0, 0);
     UTL_GIVE(NODAKU_ZEN_KATA, CHAR_ATTRIB_NODAKU_ZEN_KATA, VOICED_ZEN_KATA, 0, 0);
     UTL_GIVE(NODAKU_HIRA, CHAR_ATTRIB_NODAKU_HIRA, VOICED_HIRA, 0, 0);
@@ -113,6 +115,14 @@ constexpr AllRoles makeAllRoles()
     UTL_GIVE(HAN_KATA_YOUSOKU, 0, 0, 0, VOICED_HAN_KATA);
     UTL_GIVE(ZEN_KATA_YOUSOKU, 0, 0, 0, VOICED_ZEN_KATA);
     UTL_GIVE(HIRA_YOUSOKU, 0, 0, 0, VOICED_HIRA);
+}
+
+constexpr AllRoles makeAllRoles()
+{
+    AllRoles lRoles{};
+    lRoles[0].mWhole = CHAR_ATTRIB_NUL;
+    giveLatinRoles(lRoles);
+    giveKanaRoles(lRoles);
     return lRoles;
 }
 

@@ -301,8 +301,8 @@ void writeCircle(Lines& nLines, unsigned int nIndex)
         return;
     }
     Line lLine;
-    lLine.text(lFirst.mIsOld ? "deadlock: "
-                             : "circle: "); // a young one may have been opened: the other must only wake up
+    // A young one may have been opened: the other thread must only wake up.
+    lLine.text(lFirst.mIsOld ? "deadlock: " : "circle: ");
     Walk const lSecond = walkFrom(nIndex, &lLine);
     SlotImage lImage;
     bool lIsWhole = false;
@@ -318,6 +318,19 @@ std::atomic<int> gSignalFd{-1};
 void onDumpSignal(int)
 {
     dump(gSignalFd.load(std::memory_order_relaxed));
+}
+
+/// Writes all that is told of one thread; what its slot holds was read whole.
+void writeThread(Lines& nLines, ThreadSlot& nSlot, SlotImage const& nImage)
+{
+    writeWork(nLines, nImage);
+    LoopImage lLoop;
+    if (readLoop(nSlot, &lLoop) && nSlot.mClaim.load(std::memory_order_acquire) == nImage.mClaim)
+    {
+        writeBooks(nLines, nImage, lLoop);
+        writeTimers(nLines, nImage, lLoop);
+    }
+    writeWait(nLines, nImage);
 }
 
 } // namespace
@@ -345,15 +358,7 @@ unsigned int dump(int nFd)
             ++lPassedOver;
             continue;
         }
-        writeWork(lLines, lImage);
-        LoopImage lLoop;
-        bool const lHasLoop = readLoop(lSlot, &lLoop) && lSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim;
-        if (lHasLoop)
-        {
-            writeBooks(lLines, lImage, lLoop);
-            writeTimers(lLines, lImage, lLoop);
-        }
-        writeWait(lLines, lImage);
+        writeThread(lLines, lSlot, lImage);
     }
     for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)
     {

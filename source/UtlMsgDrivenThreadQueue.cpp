@@ -77,7 +77,7 @@ bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
     return lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { lImpl.mQueues.takeBack(lSlot); });
 }
 
-/// If the control queue is full or the write fails, the slot stays; the dispatch throws it away when it meets it.
+/// If the write fails, the slot stays, as it does if the control queue is full.
 bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
 {
     if (isOwnThread())
@@ -95,20 +95,10 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     lImpl.mSync.mResult = false;
     {
         SyncGuard lGuard(lImpl.mSyncObject);
-        if (lImpl.hasEndedLocked())
-        {
-            return lImpl.refuseStopped();
-        }
-        if (!lImpl.storeLocked(nMsg))
+        if (!lImpl.queueSyncLocked(nMsg, lRecord, &lWake))
         {
             return false;
         }
-        if (!lImpl.appendLocked(lRecord, &lWake))
-        {
-            ++lImpl.mCounts.mOrphaned;
-            return false;
-        }
-        lImpl.mSync.mAnswer.expect();
     }
     if (!lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { ++lImpl.mCounts.mOrphaned; }))
     {
@@ -182,6 +172,26 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
 {
     SyncGuard lGuard(mpImpl->mSyncObject);
     return npJudgement != nullptr && mpImpl->mQueues.eraseInterrupt(*npJudgement);
+}
+
+/// If the control queue is full, the slot stays; the dispatch throws it away when it meets it.
+bool MsgDrivenThread::Impl::queueSyncLocked(Msg const& nMsg, CtlRecord const& nRecord, Wake* npWake)
+{
+    if (hasEndedLocked())
+    {
+        return refuseStopped();
+    }
+    if (!storeLocked(nMsg))
+    {
+        return false;
+    }
+    if (!appendLocked(nRecord, npWake))
+    {
+        ++mCounts.mOrphaned;
+        return false;
+    }
+    mSync.mAnswer.expect();
+    return true;
 }
 
 /// By the one synchronous sender.

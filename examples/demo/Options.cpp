@@ -29,6 +29,18 @@ constexpr Encoding ENCODINGS[] = {
 static_assert(utl::FILE_TEXT_SJIS == 0 && utl::FILE_TEXT_UTF8 == 1 && utl::FILE_TEXT_UTF16_BE == 2 &&
               utl::FILE_TEXT_UTF16_LE == 3);
 
+constexpr option OPTIONS[] = {
+    {"encoding", required_argument, nullptr, 'e'},
+    {"word", required_argument, nullptr, 'w'},
+    {"log", required_argument, nullptr, 'l'},
+    {"for", required_argument, nullptr, 'f'},
+    {"stall", no_argument, nullptr, 's'},
+    {"starve", no_argument, nullptr, 'S'},
+    {"inside", no_argument, nullptr, 'i'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
+};
+
 constexpr unsigned int MAX_REPEAT_S = 1000000; // the milliseconds of a tick counter wrap after 49 days
 
 bool parseEncoding(char const* npText, int* npTextType)
@@ -60,54 +72,39 @@ bool parseText(char const* npText, char const** npOut)
 
 } // namespace
 
+bool Options::take(int nOption, int* npTextType)
+{
+    switch (nOption)
+    {
+    case 'e':
+        return parseEncoding(optarg, npTextType);
+    case 'w':
+        return parseText(optarg, &mpWord);
+    case 'l':
+        return parseText(optarg, &mpLogPath);
+    case 'f':
+        return parseSeconds(optarg, &mRepeatMs);
+    case 's':
+        return mIsStallWanted = true;
+    case 'S':
+        return mIsStarvingWanted = true;
+    case 'i':
+        return mIsInsideWanted = true;
+    case 'h':
+        return mIsHelpWanted = true;
+    default:
+        return false;
+    }
+}
+
 bool Options::parse(int nCount, char* const* npArguments)
 {
-    constexpr option OPTIONS[] = {
-        {"encoding", required_argument, nullptr, 'e'},
-        {"word", required_argument, nullptr, 'w'},
-        {"log", required_argument, nullptr, 'l'},
-        {"for", required_argument, nullptr, 'f'},
-        {"stall", no_argument, nullptr, 's'},
-        {"starve", no_argument, nullptr, 'S'},
-        {"inside", no_argument, nullptr, 'i'},
-        {"help", no_argument, nullptr, 'h'},
-        {nullptr, 0, nullptr, 0},
-    };
     opterr = 0; // the caller shows what there is
     int lTextType = -1;
     bool lIsGood = true;
     for (int lOption; (lOption = getopt_long(nCount, npArguments, "h", OPTIONS, nullptr)) != -1;)
     {
-        switch (lOption)
-        {
-        case 'e':
-            lIsGood &= parseEncoding(optarg, &lTextType);
-            break;
-        case 'w':
-            lIsGood &= parseText(optarg, &mpWord);
-            break;
-        case 'l':
-            lIsGood &= parseText(optarg, &mpLogPath);
-            break;
-        case 'f':
-            lIsGood &= parseSeconds(optarg, &mRepeatMs);
-            break;
-        case 's':
-            mIsStallWanted = true;
-            break;
-        case 'S':
-            mIsStarvingWanted = true;
-            break;
-        case 'i':
-            mIsInsideWanted = true;
-            break;
-        case 'h':
-            mIsHelpWanted = true;
-            break;
-        default:
-            lIsGood = false;
-            break;
-        }
+        lIsGood &= take(lOption, &lTextType);
     }
     if (optind < nCount)
     {

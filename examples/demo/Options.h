@@ -32,6 +32,10 @@ struct Options
 
     /// Writes usage.txt, which scripts/demo.sh shows too.
     static void printUsage(FILE* npFile);
+
+private:
+    /// nOption: as in OPTIONS, with its argument in optarg. npTextType: changed by the encoding only.
+    bool take(int nOption, int* npTextType);
 };
 
 } // namespace demo

@@ -117,7 +117,7 @@ bool startWorker(utl::MsgDrivenThread& nThread, utl::ThreadMsgListener& nListene
 /// Result: the thread has ended, and the registry has forgotten it. A template because a shared thread has a stop() of
 /// its own, which is not virtual.
 template <class MsgThread>
-bool stop(MsgThread& nThread)
+bool stopThread(MsgThread& nThread)
 {
     int const lId = nThread.getId();
     if (lId == 0)
@@ -130,23 +130,86 @@ bool stop(MsgThread& nThread)
     return !utl::ThreadManager::get()->isThreadExist(lId);
 }
 
-/// Reads, and waits until everything that was read is counted.
-Report work(Reader& nReader, utl::MsgDrivenThread& nWorker, WorkerListener const& nWorkerListener,
-            utl::MsgDrivenThread& nCollector)
+/// The two threads of a pass and those who listen to them.
+class Crew
 {
+public:
+    /// nOptions and nLog outlive this object.
+    Crew(Options const& nOptions, Log& nLog, Trouble nTrouble, bool nIsProgressShown);
+
+    /// Result: both threads run.
+    bool start();
+
+    /// Reads, and waits until everything that was read is counted.
+    Report work(LineSource& nSource, Interruption const& nInterruption);
+
+    /// Waits: when this is back, no progress is shown any more.
+    void endProgress() { mCollector.killTimer(mProgressTimerId, 0); }
+
+    /// Result: both threads have ended.
+    bool stop();
+
+    // Listeners before the threads that call them: what is made first is destroyed last. The journal has to know the
+    // thread that it leaves, which is stopped while both are there.
+    WatchdogListener mWatchdogListener;
+    TotalsListener mTotals;
+    WordListener mWord;
+    utl::MsgDrivenSharedThread mCollector;
+    JournalListener mJournal;
+    WorkerListener mWorkerListener;
+    utl::MsgDrivenThread mWorker;
+
+private:
+    bool const mHasWord;
+    int mProgressTimerId = -1;
+};
+
+Crew::Crew(Options const& nOptions, Log& nLog, Trouble nTrouble, bool nIsProgressShown)
+    : mWatchdogListener(nLog),
+      mTotals(nIsProgressShown),
+      mWord(nOptions.mpWord),
+      mCollector(COLLECTOR_MSG_BYTES, COLLECTOR_SLOTS, COLLECTOR_LISTENERS, "Collector", COLLECTOR_TIMERS),
+      mJournal(mCollector),
+      mWorkerListener(mCollector, nOptions.mpWord != nullptr, nTrouble),
+      mWorker(LineMsg::MAX_BYTES, WORKER_SLOTS, "Worker", 0),
+      mHasWord(nOptions.mpWord != nullptr)
+{
+    utl::ThreadManager::get()->setWatchdogVerdictListener(&mWatchdogListener);
+}
+
+bool Crew::start()
+{
+    return startCollector(mCollector, mTotals, mHasWord ? &mWord : nullptr, mJournal, &mProgressTimerId) &&
+           startWorker(mWorker, mWorkerListener, mWatchdogListener);
+}
+
+Report Crew::work(LineSource& nSource, Interruption const& nInterruption)
+{
+    Reader lReader(nSource, nInterruption, mWorker, mCollector);
     LibraryLogLevel lQuiet(utl::LOG_LEVEL_NONE);
     utl::TimeCounter lTime;
     lTime.start();
     Report lReport;
-    lReport.mAccount = nReader.run();
+    lReport.mAccount = lReader.run();
     // A synchronous message waits behind all others, and needs room like any other. When this one is back, the worker
     // has posted all findings; when the next one is back, the collector has added them up.
     unsigned long long* const lpRefusals = &lReport.mAccount.mRefusals;
-    bool const lHasMeasuredAll = sendWhenRoom(nWorker, utl::SimpleMsg(MSG_ID_ALL_READ), lpRefusals);
-    lReport.mHasTotals = sendWhenRoom(nCollector, ReportMsg(&lReport.mTotals), lpRefusals) && lHasMeasuredAll;
-    lReport.mWorkerRefusals = lHasMeasuredAll ? nWorkerListener.refusals() : 0;
+    bool const lHasMeasuredAll = sendWhenRoom(mWorker, utl::SimpleMsg(MSG_ID_ALL_READ), lpRefusals);
+    lReport.mHasTotals = sendWhenRoom(mCollector, ReportMsg(&lReport.mTotals), lpRefusals) && lHasMeasuredAll;
+    lReport.mWorkerRefusals = lHasMeasuredAll ? mWorkerListener.refusals() : 0;
     lReport.mElapsedMs = lTime.stop();
     return lReport;
+}
+
+bool Crew::stop()
+{
+    // Who posts ends before who receives, so that nothing is posted to a thread that has ended.
+    bool const lIsWorkerStopped = stopThread(mWorker);
+    bool const lIsCollectorStopped = stopThread(mCollector);
+    // The listener goes: a change of the interval waits for a call of it that is under way.
+    utl::ThreadManager::get()->setWatchdogVerdictListener(nullptr);
+    utl::ThreadManager::get()->setWatchdogWatchInterval(WATCH_INTERVAL_MS);
+    return lIsWorkerStopped && lIsCollectorStopped;
 }
 
 /// Takes a text through the threads: once, or again and again.
@@ -162,6 +225,8 @@ public:
 private:
     int pass();
     int workThrough(LineSource& nSource);
+    Trouble trouble() const;
+    int workWith(Crew& nCrew, LineSource& nSource);
     int explain(Account const& nAccount, LineSource const& nSource);
     void print(Report const& nReport, WordListener const& nWord, JournalListener const& nJournal);
 
@@ -212,59 +277,17 @@ int Run::pass()
 
 int Run::workThrough(LineSource& nSource)
 {
-    // Listeners before the threads that call them: what is made first is destroyed last. The journal has to know the
-    // thread that it leaves, which is stopped below while both are there.
-    WatchdogListener lWatchdogListener(mLog);
-    utl::ThreadManager::get()->setWatchdogVerdictListener(&lWatchdogListener);
-    TotalsListener lTotals(isatty(STDOUT_FILENO) == 1 && mpInside == nullptr);
-    WordListener lWord(mOptions.mpWord);
-    utl::MsgDrivenSharedThread lCollector(COLLECTOR_MSG_BYTES, COLLECTOR_SLOTS, COLLECTOR_LISTENERS, "Collector",
-                                          COLLECTOR_TIMERS);
-    JournalListener lJournal(lCollector);
-    bool const lHasWord = mOptions.mpWord != nullptr;
-    bool const lHasTrouble = mPasses % STALL_PASSES == 0;
-    Trouble const lTrouble = lHasTrouble && mOptions.mIsStallWanted      ? Trouble::HANGS
-                             : lHasTrouble && mOptions.mIsStarvingWanted ? Trouble::STARVES
-                                                                         : Trouble::NONE;
-    WorkerListener lWorkerListener(lCollector, lHasWord, lTrouble);
-    utl::MsgDrivenThread lWorker(LineMsg::MAX_BYTES, WORKER_SLOTS, "Worker", 0);
-
-    int lExitCode = EXIT_DONE;
-    int lProgressTimerId = -1;
-    if (startCollector(lCollector, lTotals, lHasWord ? &lWord : nullptr, lJournal, &lProgressTimerId) &&
-        startWorker(lWorker, lWorkerListener, lWatchdogListener))
+    Crew lCrew(mOptions, mLog, trouble(), isatty(STDOUT_FILENO) == 1 && mpInside == nullptr);
+    int lExitCode = EXIT_THREADS;
+    if (lCrew.start())
     {
-        mLog.write(utl::LOG_LEVEL_DETAIL, "reading %s as %s", mOptions.inputName(), mOptions.encodingName());
-        std::fflush(stdout);
-        mpInside != nullptr ? mpInside->watch(lWorker, WORKER_SLOTS, lCollector, COLLECTOR_SLOTS) : void();
-        Reader lReader(nSource, mInterruption, lWorker, lCollector);
-        Report const lReport = work(lReader, lWorker, lWorkerListener, lCollector);
-        mpInside != nullptr ? mpInside->leave() : void();
-        lCollector.killTimer(lProgressTimerId, 0); // waits: from here on there is no progress to be shown
-        mLog.write(utl::LOG_LEVEL_DETAIL, "%llu lines, %llu bytes in %u ms", lReport.mTotals.mLines,
-                   lReport.mTotals.mBytes, lReport.mElapsedMs);
-        lExitCode = explain(lReport.mAccount, nSource);
-        lExitCode = lReport.agrees() ? lExitCode : EXIT_THREADS;
-        // With 0 for the time, the first pass is the last one.
-        mIsLast = lExitCode != EXIT_DONE || mTime.watch() >= mOptions.mRepeatMs;
-        if (mIsLast)
-        {
-            print(lReport, lWord, lJournal);
-        }
+        lExitCode = workWith(lCrew, nSource);
     }
     else
     {
         mLog.complain("cannot start the threads");
-        lExitCode = EXIT_THREADS;
     }
-
-    // Who posts ends before who receives, so that nothing is posted to a thread that has ended.
-    bool const lIsWorkerStopped = stop(lWorker);
-    bool const lIsCollectorStopped = stop(lCollector);
-    // The listener goes: a change of the interval waits for a call of it that is under way.
-    utl::ThreadManager::get()->setWatchdogVerdictListener(nullptr);
-    utl::ThreadManager::get()->setWatchdogWatchInterval(WATCH_INTERVAL_MS);
-    if (!lIsWorkerStopped || !lIsCollectorStopped)
+    if (!lCrew.stop())
     {
         mLog.complain("a thread would not stop");
         return EXIT_THREADS;
@@ -272,6 +295,37 @@ int Run::workThrough(LineSource& nSource)
     if (mIsLast)
     {
         std::printf("\nutlDemo: all threads stopped, %s\n", lExitCode == EXIT_DONE ? "done" : "not all is well");
+    }
+    return lExitCode;
+}
+
+/// The trouble to be made in this pass.
+Trouble Run::trouble() const
+{
+    bool const lHasTrouble = mPasses % STALL_PASSES == 0;
+    return lHasTrouble && mOptions.mIsStallWanted      ? Trouble::HANGS
+           : lHasTrouble && mOptions.mIsStarvingWanted ? Trouble::STARVES
+                                                       : Trouble::NONE;
+}
+
+/// Result: the exit code. The last pass is printed.
+int Run::workWith(Crew& nCrew, LineSource& nSource)
+{
+    mLog.write(utl::LOG_LEVEL_DETAIL, "reading %s as %s", mOptions.inputName(), mOptions.encodingName());
+    std::fflush(stdout);
+    mpInside != nullptr ? mpInside->watch(nCrew.mWorker, WORKER_SLOTS, nCrew.mCollector, COLLECTOR_SLOTS) : void();
+    Report const lReport = nCrew.work(nSource, mInterruption);
+    mpInside != nullptr ? mpInside->leave() : void();
+    nCrew.endProgress();
+    mLog.write(utl::LOG_LEVEL_DETAIL, "%llu lines, %llu bytes in %u ms", lReport.mTotals.mLines, lReport.mTotals.mBytes,
+               lReport.mElapsedMs);
+    int lExitCode = explain(lReport.mAccount, nSource);
+    lExitCode = lReport.agrees() ? lExitCode : EXIT_THREADS;
+    // With 0 for the time, the first pass is the last one.
+    mIsLast = lExitCode != EXIT_DONE || mTime.watch() >= mOptions.mRepeatMs;
+    if (mIsLast)
+    {
+        print(lReport, nCrew.mWord, nCrew.mJournal);
     }
     return lExitCode;
 }

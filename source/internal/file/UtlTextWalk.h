@@ -113,6 +113,22 @@ inline unsigned int trailingCrs(char const* npBegin, char const* npEnd)
     return static_cast<unsigned int>(npEnd - lpAt);
 }
 
+/// Stores a character of two bytes. Result: behind it; null if it is none.
+inline char* storeUsualSjis(char* npText, unsigned int nUnit)
+{
+    if (isLikely(nUnit >= 0x800))
+    {
+        storeUtf8AndOneMore(npText, nUnit);
+        return npText + 3;
+    }
+    if (nUnit == 0)
+    {
+        return nullptr;
+    }
+    storeUtf8(npText, nUnit, 2);
+    return npText + 2;
+}
+
 inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
 {
     while (npAt < npEnd)
@@ -120,21 +136,12 @@ inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* n
         unsigned char const lByte = *npAt;
         if (isLikely(isSjisLead(lByte)))
         {
-            unsigned int const lUnit = unitOfSjis(lByte, npAt[1]);
-            if (isLikely(lUnit >= 0x800))
-            {
-                storeUtf8AndOneMore(npText, lUnit);
-                npText += 3;
-            }
-            else if (lUnit != 0)
-            {
-                storeUtf8(npText, lUnit, 2);
-                npText += 2;
-            }
-            else
+            char* const lpTextEnd = storeUsualSjis(npText, unitOfSjis(lByte, npAt[1]));
+            if (lpTextEnd == nullptr)
             {
                 break;
             }
+            npText = lpTextEnd;
             npAt += 2;
         }
         else if (lByte < 0x80)

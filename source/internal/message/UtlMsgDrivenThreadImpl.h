@@ -44,6 +44,7 @@ public:
     bool storeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
     bool writeLocked(Msg const& nMsg) UTL_REQUIRES(mSyncObject);
     bool refuseStopped() UTL_NO_THREAD_SAFETY_ANALYSIS; // counts with the lock and without
+    bool queueSyncLocked(Msg const& nMsg, CtlRecord const& nRecord, Wake* npWake) UTL_REQUIRES(mSyncObject);
     Send sendSync(Msg const& nMsg, unsigned int nLimitMs);
     Send storeSyncLocked(Msg const& nMsg, Event* npOver, Wake* npWake) UTL_REQUIRES(mSyncObject);
     bool ask(Request nRequest, OneRequest& nOne, Msg const* npInterrupt);

@@ -30,11 +30,11 @@ using namespace utl;
 namespace
 {
 
-using utl::test::Lines;
+using utl::test::LogLines;
 
 // One sink call at a time is the log's affair.
-Lines gSyslog; // "<priority> <text>"
-Lines gBinary;
+LogLines gSyslog; // "<priority> <text>"
+LogLines gBinary;
 
 void captureSyslog(int nPriority, char const* npFormat)
 {
@@ -108,11 +108,11 @@ TEST_F(ApplogTest, EachLevelHasItsPrefixAndItsSinks)
         applog(UTL_LOG_TYPE, lRow.mLevel, "text %d", 7);
         rawlog(UTL_LOG_TYPE, lRow.mLevel, "raw %d", 8);
         std::string const lText = "<UTIL> " + lRow.mPrefix + "text 7";
-        Lines const lLines{"Nov 15 08:55:34.123 " + lText + "\r\n", "raw 8"};
-        Lines const lSystem{lRow.mPriority + " " + lText, lRow.mPriority + " raw 8"};
-        EXPECT_EQ(lRow.mPrefix.empty() ? Lines{} : lLines, mConsole.rawLines()) << lRow.mLevel;
-        EXPECT_EQ(lRow.mPriority.empty() ? Lines{} : lLines, gBinary) << lRow.mLevel;
-        EXPECT_EQ(lRow.mPriority.empty() ? Lines{} : lSystem, gSyslog) << lRow.mLevel;
+        LogLines const lLines{"Nov 15 08:55:34.123 " + lText + "\r\n", "raw 8"};
+        LogLines const lSystem{lRow.mPriority + " " + lText, lRow.mPriority + " raw 8"};
+        EXPECT_EQ(lRow.mPrefix.empty() ? LogLines{} : lLines, mConsole.rawLines()) << lRow.mLevel;
+        EXPECT_EQ(lRow.mPriority.empty() ? LogLines{} : lLines, gBinary) << lRow.mLevel;
+        EXPECT_EQ(lRow.mPriority.empty() ? LogLines{} : lSystem, gSyslog) << lRow.mLevel;
     }
     sSeconds = 0x100000000LL; // a day of one digit, and more than 32 bits
     applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", "");
@@ -141,11 +141,11 @@ TEST_F(ApplogTest, FilterOfTheTypeDecides)
         }
         return mConsole.lines();
     };
-    EXPECT_EQ((Lines{"one ERR: x", "ERR: y", "one WRN: x", "WRN: y", "INF: y", "DTL: y"}), lAll());
+    EXPECT_EQ((LogLines{"one ERR: x", "ERR: y", "one WRN: x", "WRN: y", "INF: y", "DTL: y"}), lAll());
     setFilterLevel(DEFAULT_LOG_TYPE, LOG_LEVEL_NONE);
-    EXPECT_EQ((Lines{"one ERR: x", "one WRN: x"}), lAll());
+    EXPECT_EQ((LogLines{"one ERR: x", "one WRN: x"}), lAll());
     setAllFilterLevel(LOG_LEVEL_ERROR);
-    EXPECT_EQ((Lines{"one ERR: x", "ERR: y"}), lAll());
+    EXPECT_EQ((LogLines{"one ERR: x", "ERR: y"}), lAll());
     setFilterLevel(1, -1);
     EXPECT_EQ(LOG_LEVEL_DEBUG, getFilterLevel(1));
 }
@@ -160,9 +160,9 @@ TEST_F(ApplogTest, SinksCanBeSwitched)
         setLogSinks(lSink);
         rawlog(UTL_LOG_TYPE, LOG_LEVEL_INFO, "%u", lSink);
     }
-    EXPECT_EQ(Lines{"6 1"}, gSyslog);
-    EXPECT_EQ(Lines{"2"}, mConsole.rawLines());
-    EXPECT_EQ((Lines{"4", "2 8"}), gBinary);
+    EXPECT_EQ(LogLines{"6 1"}, gSyslog);
+    EXPECT_EQ(LogLines{"2"}, mConsole.rawLines());
+    EXPECT_EQ((LogLines{"4", "2 8"}), gBinary);
 }
 
 TEST_F(ApplogTest, TypesAreRegisteredUpToTheLimits)
@@ -182,7 +182,7 @@ TEST_F(ApplogTest, TypesAreRegisteredUpToTheLimits)
     {
         applog(lType, LOG_LEVEL_ERROR, "x");
     }
-    EXPECT_EQ((Lines{"ERR: x", lLongest + "ERR: x", "dft ERR: x"}), mConsole.lines());
+    EXPECT_EQ((LogLines{"ERR: x", lLongest + "ERR: x", "dft ERR: x"}), mConsole.lines());
     EXPECT_TRUE(registerLogType(DEFAULT_LOG_TYPE, "", 4));
     EXPECT_TRUE(setLogTag(lLongest.c_str()));
     EXPECT_FALSE(setLogTag(lTooLong.c_str()));
@@ -199,8 +199,8 @@ TEST_F(ApplogTest, LongLinesAreCutAndMarked)
         mConsole.clear();
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", lTimed.c_str() + lHead.size());
         rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", lRaw.c_str());
-        EXPECT_EQ((Lines{(lLength <= 253 ? lTimed : lTimed.substr(0, 250) + "...") + "\r\n",
-                         lLength <= 255 ? lRaw : lRaw.substr(0, 252) + "..."}),
+        EXPECT_EQ((LogLines{(lLength <= 253 ? lTimed : lTimed.substr(0, 250) + "...") + "\r\n",
+                            lLength <= 255 ? lRaw : lRaw.substr(0, 252) + "..."}),
                   mConsole.rawLines());
     }
 }
@@ -225,7 +225,7 @@ TEST_F(ApplogTest, PercentSignsReachTheFormatSinksDefined)
         errno = ENOENT;
         rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "%s", lRow.mText.c_str());
         EXPECT_EQ(ENOENT, errno);
-        EXPECT_EQ(Lines{lRow.mShown}, mConsole.rawLines());
+        EXPECT_EQ(LogLines{lRow.mShown}, mConsole.rawLines());
         EXPECT_EQ(lRow.mText, gBinary.back());
         EXPECT_EQ("3 " + lRow.mFormat, gSyslog.back());
     }
@@ -258,7 +258,7 @@ TEST_F(ApplogTest, CallersFileComesFirstAndGetsTheTextAsItStands)
         rawlog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, lpFile, "console");
     }
     EXPECT_EQ(std::string::npos, sWritten.find("console"));
-    EXPECT_EQ((Lines{"first", "<UTIL> ERR: 100% of 5", "first", "%", "console", "console"}), mConsole.lines());
+    EXPECT_EQ((LogLines{"first", "<UTIL> ERR: 100% of 5", "first", "%", "console", "console"}), mConsole.lines());
 }
 
 TEST_F(ApplogTest, LinesOfManyThreadsStayWhole)
@@ -475,7 +475,7 @@ TEST_F(ApplogTest, StampThatCannotBeMadeIsLeftOut)
         &utl::internal::SystemCalls::mCtimeR,
         +[](time_t const*, char* npText) { return std::strcpy(npText, "nothing\n"); });
     applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "a line");
-    EXPECT_EQ(Lines{" ERR: a line\r\n"}, lLog.rawLines());
+    EXPECT_EQ(LogLines{" ERR: a line\r\n"}, lLog.rawLines());
 }
 
 } // namespace

@@ -111,8 +111,8 @@ TEST(Event, WaitsOnForTheRestAfterAPulse)
         (lEvent.*lSide.mLeave)();
         Waits::sPass = [&] { Waits::sNowMs += 600002; };
         EXPECT_EQ(Event::TIMED_OUT, (lEvent.*lSide.mWait)(600002)); // nothing is left
-        EXPECT_EQ(Lines{"<UTIL> DTL: Wait OK, but Status(" + lSide.mName +
-                        ")=false.  Timeout=600002msec Waited=1500msec Retry wait 598502msec after"},
+        EXPECT_EQ(LogLines{"<UTIL> DTL: Wait OK, but Status(" + lSide.mName +
+                           ")=false.  Timeout=600002msec Waited=1500msec Retry wait 598502msec after"},
                   lLog.lines());
     }
 }

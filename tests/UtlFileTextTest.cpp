@@ -186,7 +186,7 @@ TEST_F(FileTextTest, WritesWhatItPromises)
         EXPECT_EQ(lRow.mResult, lFile.writeText(lRow.mpText, lRow.mMaxBytes, lRow.mOffset)) << &lRow - ROWS;
         EXPECT_EQ(lRow.mWritten, stored());
     }
-    EXPECT_EQ(Lines{"<UTIL> ERR: writeFile Failed. Path:" + mPath}, lLog.lines()); // no byte at all
+    EXPECT_EQ(LogLines{"<UTIL> ERR: writeFile Failed. Path:" + mPath}, lLog.lines()); // no byte at all
     File lFile(mPath.c_str(), FILE_TEXT_UTF8);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ_WRITE));
     EXPECT_EQ(4U, lFile.writeLine("abc"));
@@ -216,11 +216,11 @@ TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
         FailNth<&SC::mPread> lFault(1, EIO);
         EXPECT_EQ("none", lineOf(lFile));
         EXPECT_EQ(0, lFile.position());
-        EXPECT_EQ(
-            (Lines{"<UTIL> ERR: ReadFile Failed. errno[5]", "<UTIL> ERR: in read func readFile Failed. Path:" + mPath,
-                   "<UTIL> ERR: in findNextLineSize func file read error " +
-                       std::string(lTextType == FILE_TEXT_UTF8 ? "6byte" : "2byte")}),
-            lLog.lines());
+        EXPECT_EQ((LogLines{"<UTIL> ERR: ReadFile Failed. errno[5]",
+                            "<UTIL> ERR: in read func readFile Failed. Path:" + mPath,
+                            "<UTIL> ERR: in findNextLineSize func file read error " +
+                                std::string(lTextType == FILE_TEXT_UTF8 ? "6byte" : "2byte")}),
+                  lLog.lines());
     }
     File lFile(mPath.c_str(), FILE_TEXT_UTF8);
     EXPECT_EQ("none", lineOf(lFile));
@@ -258,7 +258,7 @@ TEST_F(FileTextTest, AFailedWriteLeavesWhatWasWritten)
         }
         Bytes const lContent = lNth == 1 ? "line\nold\n" : "line\nnew\n";
         EXPECT_EQ(lContent, stored());
-        EXPECT_EQ((Lines{"<UTIL> ERR: WriteFile Failed. errno[28]", "<UTIL> ERR: writeFile Failed. Path:" + mPath}),
+        EXPECT_EQ((LogLines{"<UTIL> ERR: WriteFile Failed. errno[28]", "<UTIL> ERR: writeFile Failed. Path:" + mPath}),
                   lLog.lines());
         // The object stays usable, and where the descriptor cannot be moved nothing is written.
         EXPECT_EQ(0, lFile.seek(0, FILE_SEEK_BEGIN));

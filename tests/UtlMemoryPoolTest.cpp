@@ -28,7 +28,7 @@ namespace
 
 using utl::MemoryPool;
 using utl::test::lastReport;
-using Lines = std::vector<std::string>;
+using utl::test::LogLines;
 
 std::string error(std::string const& nText)
 {
@@ -43,8 +43,8 @@ TEST(MemoryPool, EmptyPoolRefusesEverything)
     EXPECT_EQ(nullptr, lNone.create());
     EXPECT_EQ(nullptr, lNothing.create());
     lNone.release(&lNone);
-    EXPECT_EQ((Lines{error("MemoryPool(): Number of memory is 0!! (none)"),
-                     error("MemoryPool(): Memory size is 0!! (nothing)")}),
+    EXPECT_EQ((LogLines{error("MemoryPool(): Number of memory is 0!! (none)"),
+                        error("MemoryPool(): Memory size is 0!! (nothing)")}),
               lLog.lines());
     if (sizeof(std::size_t) == 4) // the product would be 0, and half the address space can be had
     {
@@ -61,7 +61,7 @@ TEST(MemoryPool, ReportsMisuseAndLeaks)
         ASSERT_EQ(lpFirst + 16, lPool.create());
         lPool.release(nullptr);
         lPool.release(lpFirst);
-        EXPECT_EQ(Lines{}, lLog.lines());
+        EXPECT_EQ(LogLines{}, lLog.lines());
 
         std::uintptr_t const lHalf = ~std::uintptr_t(0) / 2;
         struct
@@ -78,11 +78,11 @@ TEST(MemoryPool, ReportsMisuseAndLeaks)
         {
             lLog.clear();
             lPool.release(reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(lpFirst) + lRow.mOffset));
-            EXPECT_EQ(Lines{error(std::string("release(): ") + lRow.mpReason + " (p)")}, lLog.lines());
+            EXPECT_EQ(LogLines{error(std::string("release(): ") + lRow.mpReason + " (p)")}, lLog.lines());
         }
         lLog.clear();
     }
-    EXPECT_EQ(Lines{error("~MemoryPool(): Memory leak!! (p) Slot=1")}, lLog.lines());
+    EXPECT_EQ(LogLines{error("~MemoryPool(): Memory leak!! (p) Slot=1")}, lLog.lines());
 }
 
 TEST(MemoryPool, GivesTheLowestFreeBlockAndKeepsItsContent)
@@ -124,7 +124,7 @@ TEST(MemoryPool, ReportsAroundTheWaitForItsLock)
     std::string const lFile = "source/UtlMemoryPool";
     MemoryPool lPool(16, 2, "p");
     void* lpBlock = nullptr;
-    for (std::string const& lCall : Lines{"create:82", "release:144"})
+    for (std::string const& lCall : LogLines{"create:82", "release:144"})
     {
         std::string lAfterWait;
         std::thread lThread;
@@ -161,7 +161,7 @@ TEST(MemoryPool, NoBlockHasTwoHolders)
         };
         utl::test::together(lUse, lUse);
     }
-    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
 } // namespace

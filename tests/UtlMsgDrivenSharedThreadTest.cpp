@@ -132,7 +132,7 @@ TEST(MsgDrivenSharedThread, RoutesToAllOrToOne)
     EXPECT_EQ(-1, lRoom.setTimer(nullptr, 1, 0, 1, 0));
     LogCapture lLog;
     EXPECT_FALSE(lRoom.postMsg(lpC, MsgDrivenSharedThread::SpecifiedMsgListenerMsg(8))); // does not fit: in silence
-    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
 TEST(MsgDrivenSharedThread, AttachesAtEachStageOfTheThread)
@@ -301,10 +301,10 @@ TEST(MsgDrivenSharedThread, FullQueuesRefuse)
     LogCapture lLog;
     EXPECT_EQ("n", lRoom.attach("b"));
     lRoom.detach("a");
-    EXPECT_EQ((Lines{"<UTIL> ERR: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000021",
-                     "<UTIL> ERR: MsgDrivenSharedThread::attachMsgListener(): Can't send thread",
-                     "<UTIL> DTL: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000022",
-                     "<UTIL> ERR: MsgDrivenSharedThread::detachMsgListener(): Can't send thread"}),
+    EXPECT_EQ((LogLines{"<UTIL> ERR: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000021",
+                        "<UTIL> ERR: MsgDrivenSharedThread::attachMsgListener(): Can't send thread",
+                        "<UTIL> DTL: MsgDrivenThread(shared) Overflow MsgDataQueue  MaxCount:1 MsgId:0x80000022",
+                        "<UTIL> ERR: MsgDrivenSharedThread::detachMsgListener(): Can't send thread"}),
               lLog.lines());
     int const lKept = lRoom.registerTimer(lpA, 1, 0, 0);
     while (lRoom.postCtl(MSG_ID_STOP_TIMER, -1))

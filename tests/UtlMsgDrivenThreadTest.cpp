@@ -91,17 +91,17 @@ TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
     ASSERT_TRUE(lThread.hold());
     NumberMsg const lMsg(A, 1);
     EXPECT_EQ("nnn", said({lThread.postMsg(lMsg), lThread.sendMsgSync(lMsg), lThread.sendMsgInterrupt(lMsg)}));
-    EXPECT_EQ(Lines(3, "<UTIL> ERR: " + LINE + "MsgSize  MaxSize(include MsgId):7 MsgId:0x00000001"), lLog.lines());
+    EXPECT_EQ(LogLines(3, "<UTIL> ERR: " + LINE + "MsgSize  MaxSize(include MsgId):7 MsgId:0x00000001"), lLog.lines());
     lLog.clear();
     EXPECT_EQ("yy", said({lThread.postMsg(A), lThread.postMsg(A)}));
     EXPECT_EQ("nnn", said({lThread.postMsg(A), lThread.postMsg(A), lThread.sendMsgSync(A)}));
-    EXPECT_EQ((Lines{"<UTIL> ERR: " + FULL, "<UTIL> DTL: " + FULL, "<UTIL> DTL: " + FULL}), lLog.lines());
+    EXPECT_EQ((LogLines{"<UTIL> ERR: " + FULL, "<UTIL> DTL: " + FULL, "<UTIL> DTL: " + FULL}), lLog.lines());
     lThread.release();
     ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(A) == 2; }));
     lLog.clear();
     ASSERT_TRUE(lThread.postMsg(B));
     EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(A) == 4; }));
-    EXPECT_EQ(Lines{"<UTIL> ERR: " + FULL}, lLog.lines());
+    EXPECT_EQ(LogLines{"<UTIL> ERR: " + FULL}, lLog.lines());
 }
 
 TEST(MsgDrivenThread, ToldPostIsRefusedInSilence)
@@ -113,7 +113,7 @@ TEST(MsgDrivenThread, ToldPostIsRefusedInSilence)
     EXPECT_EQ(Post::DONE, lThread.tryPost(SimpleMsg(A)));
     EXPECT_EQ(Post::DONE, lThread.tryPost(SimpleMsg(B)));
     EXPECT_EQ(Post::FULL, lThread.tryPost(SimpleMsg(C)));
-    EXPECT_EQ(Lines(), lLog.lines());
+    EXPECT_EQ(LogLines(), lLog.lines());
     lThread.release();
     ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(B) == 1; }));
     EXPECT_EQ((Ids{A, B}), lThread.ids());
@@ -137,7 +137,7 @@ TEST(MsgDrivenThread, GivesUpASendThatDoesNotBeginInTime)
     EXPECT_TRUE(lThread.fence());
     EXPECT_EQ((Ids{B, D}), lThread.ids());
     EXPECT_EQ(1U, lThread.ledger().mErased);
-    EXPECT_EQ(Lines(), lLog.lines());
+    EXPECT_EQ(LogLines(), lLog.lines());
 }
 
 TEST(MsgDrivenThread, TellsWhatBecameOfASend)
@@ -203,8 +203,8 @@ TEST(MsgDrivenThread, FullControlQueueRefusesAndASyncLeavesAnOrphan)
     EXPECT_EQ("yy", said({lThread.postMsg(A), lThread.fence()}));
     EXPECT_EQ(Ids{A}, lThread.ids());
     EXPECT_EQ(1, lThread.registerTimer(10, 0, 0)); // the id that was not given
-    EXPECT_EQ(Lines{"<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) MismatchedMsg... "
-                    "DataQueueMsgId:0x00000002 CtlMsgId:0x00000001 Erased Data !!!!!!!!"},
+    EXPECT_EQ(LogLines{"<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) MismatchedMsg... "
+                       "DataQueueMsgId:0x00000002 CtlMsgId:0x00000001 Erased Data !!!!!!!!"},
               lLog.lines());
 }
 
@@ -232,7 +232,8 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
         [&] { return lThread.postMsg(A); },           [&] { return lThread.sendMsgSync(A); },
         [&] { return lThread.sendMsgInterrupt(A); },  [&] { return lThread.hasMsg(MSG_ID_ANY); },
         [&] { return lThread.eraseMsg(MSG_ID_ANY); }, [&] { return lThread.setTimer(5, 0, 1, 0) != -1; }};
-    Lines lExpected{"<UTIL> ERR: MsgDrivenThread(under test)::postThreadCtlMsg() Error. write Ret:4294967295 errno:5"};
+    LogLines lExpected{
+        "<UTIL> ERR: MsgDrivenThread(under test)::postThreadCtlMsg() Error. write Ret:4294967295 errno:5"};
     for (auto const& lSend : SENDS)
     {
         SCOPED_TRACE(&lSend - SENDS);
@@ -253,7 +254,7 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
         EXPECT_TRUE(lThread.fence());
         EXPECT_TRUE(waitUntil([&] { return !lLog.lines().empty(); }));
     }
-    EXPECT_EQ(Lines{"<UTIL> INF: MsgDrivenThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
+    EXPECT_EQ(LogLines{"<UTIL> INF: MsgDrivenThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read"},
               lLog.lines());
     FailNth<&SystemCalls::mRead> lFault(0, EIO);
     EXPECT_TRUE(lThread.postMsg(A));
@@ -411,7 +412,8 @@ TEST(MsgDrivenThread, HeadThatCannotBeDispatchedIsTriedAgainWithItsLike)
     EXPECT_TRUE(lThread.postMsg(B));
     EXPECT_TRUE(Peer::sleeps(lThread));
     EXPECT_EQ(Ids{}, lThread.ids());
-    EXPECT_EQ(Lines{"<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x00000001 !!!!!!!!"}, lLog.lines());
+    EXPECT_EQ(LogLines{"<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x00000001 !!!!!!!!"},
+              lLog.lines());
     lLog.clear();
     EXPECT_TRUE(lThread.postMsg(A)); // whose slot it takes, that of B being in the way
     EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; }));

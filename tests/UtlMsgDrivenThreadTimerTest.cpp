@@ -27,7 +27,7 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
 {
     LogCapture lLog;
     failing<&SystemCalls::mSigaction>(EINVAL, [] { MsgDrivenThread(4, 4, "first", 1); });
-    EXPECT_EQ(Lines{"<UTIL> ERR: MsgDrivenThread sigaction  errno:22"}, lLog.lines());
+    EXPECT_EQ(LogLines{"<UTIL> ERR: MsgDrivenThread sigaction  errno:22"}, lLog.lines());
     TestThread lThread;
     lLog.clear();
     {
@@ -35,8 +35,8 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
         EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0)); // told by the log alone
         ASSERT_TRUE(lThread.fence());
     }
-    EXPECT_EQ((Lines{"<UTIL> ERR: MsgDrivenThread(under test) timer_create SysTimerId:0x00000000 errno:11\n",
-                     "<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x80000006 !!!!!!!!"}),
+    EXPECT_EQ((LogLines{"<UTIL> ERR: MsgDrivenThread(under test) timer_create SysTimerId:0x00000000 errno:11\n",
+                        "<UTIL> ERR: !!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x80000006 !!!!!!!!"}),
               lLog.lines());
     EXPECT_TRUE(failing<&SystemCalls::mTimerSettime>(EINVAL, [&] { return lThread.startTimer(1, 0); }));
     EXPECT_EQ(1U, lLog.count("ERR: MsgDrivenThread(under test) timer_settime SysTimerId:0x"));
@@ -100,7 +100,7 @@ TEST(MsgDrivenThreadTimer, ListenerWaitsForNothingAndMayKillTheTimerThatCallsIt)
     ASSERT_TRUE(lThread.fence());
     EXPECT_EQ((Ids{1, 2}), lThread.erased());
     EXPECT_EQ(Ids{2}, lThread.mRecorder.numbers(MSG_ID_TIMER));
-    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
 // A slow listener loses beats: one time-out waits, or two of a free-running timer; and erased ones count as fired.

@@ -118,8 +118,8 @@ TEST(SharedTimer, KernelFailuresAreTold)
     failing<&SystemCalls::mSigaction>(EINVAL, [] { SharedTimer(0, 0, nullptr, 1, "first"); });
     TestTimer lTimer;
     TestTimer lThird;
-    EXPECT_EQ((Lines{"<UTIL> ERR: SharedTimer sigaction  errno:22",
-                     "<UTIL> DTL: SharedTimer sigaction  success:" + std::to_string(SIGRTMIN + 1)}),
+    EXPECT_EQ((LogLines{"<UTIL> ERR: SharedTimer sigaction  errno:22",
+                        "<UTIL> DTL: SharedTimer sigaction  success:" + std::to_string(SIGRTMIN + 1)}),
               lLog.lines());
     int const lRests = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     int const lRuns = lTimer.run(nullptr, 0); // runs and never fires
@@ -202,7 +202,7 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     lTimer.destroy();
     EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
     EXPECT_EQ("nn", said({lTimer.isRunning(2), lTimer.start(2, 0)}));
-    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
 // Nothing waits on the timer thread, whatever it is told, and a waiter elsewhere is not waited for.
@@ -384,7 +384,7 @@ TEST(SharedTimer, BusyThreadRestartsToStoppedAndAFullControlQueueRefusesInSilenc
     ASSERT_TRUE(waitUntil([&] { return lTimer.start(lRests, 1); }));
     EXPECT_EQ(0, lTimer.waitToStart(lRests));
     EXPECT_FALSE(lTimer.isRunning(lRuns));
-    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
 TEST(SharedTimer, FailuresOfThePipeAreTold)
@@ -415,8 +415,8 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
         EXPECT_TRUE(lTimer.fence());
         EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; }));
     }
-    EXPECT_EQ((Lines{"<UTIL> ERR: " + FAILED + "write Ret:4294967295 errno:5",
-                     "<UTIL> INF: " + FAILED + "read Ret:4294967295 errno:4=EINTR Retry read"}),
+    EXPECT_EQ((LogLines{"<UTIL> ERR: " + FAILED + "write Ret:4294967295 errno:5",
+                        "<UTIL> INF: " + FAILED + "read Ret:4294967295 errno:4=EINTR Retry read"}),
               lLog.lines());
     ASSERT_TRUE(lTimer.start(lId, 0));
     ASSERT_TRUE(Peer::sleeps(lTimer));

@@ -117,7 +117,7 @@ TEST(ThreadManager, RefusalsLeaveNoThread)
         FailNth<&SystemCalls::mPthreadCreate> lFault(2, EAGAIN);
         unsigned int const lThreads = (ThreadManager::get(), threadCount());
         EXPECT_EQ(0, enter(lNothing, nullptr, "never"));
-        EXPECT_EQ(Lines{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)}, lLog.lines());
+        EXPECT_EQ(LogLines{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)}, lLog.lines());
         EXPECT_EQ(0, enter(nullptr, nullptr));
         EXPECT_EQ(0, enter(lNothing, nullptr, nullptr));
         EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, nullptr));
@@ -129,8 +129,8 @@ TEST(ThreadManager, RefusalsLeaveNoThread)
     EXPECT_EQ(0, enter(lNothing, nullptr));
     EXPECT_EQ(lThreads, threadCount());
     EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "late"));
-    EXPECT_EQ(Lines{line("ERR: entryCaller() Error Thread Register           ID:%d, Name:late",
-                         ThreadManager::getCallerId())},
+    EXPECT_EQ(LogLines{line("ERR: entryCaller() Error Thread Register           ID:%d, Name:late",
+                            ThreadManager::getCallerId())},
               lLog.lines());
 }
 
@@ -166,10 +166,10 @@ TEST(ThreadManager, PriorityIsAskedForAtTheStartAndThenSetByTheThreadAlone)
     };
     int const lId = enter(lSetOwn, nullptr);
     EXPECT_EQ(0, lManager.waitToStop(lId, longMs()));
-    EXPECT_EQ((Lines{line("ERR: ThreadManager::startThread() Error setpriority() OsValue:-4"),
-                     line("ERR: ThreadManager::setPriority() Error ID:%d, invalidOsValue:100", lId),
-                     line("ERR: ThreadManager::setPriority() Error setpriority() ID:%d, OsValue:-2 er:%d erSt:%s", lId,
-                          EACCES, strerror(EACCES))}),
+    EXPECT_EQ((LogLines{line("ERR: ThreadManager::startThread() Error setpriority() OsValue:-4"),
+                        line("ERR: ThreadManager::setPriority() Error ID:%d, invalidOsValue:100", lId),
+                        line("ERR: ThreadManager::setPriority() Error setpriority() ID:%d, OsValue:-2 er:%d erSt:%s",
+                             lId, EACCES, strerror(EACCES))}),
               lLog.lines());
     EXPECT_FALSE(lManager.getPriority(lId, &lPriority)); // no longer active
     EXPECT_TRUE(lManager.unregister(lId));
@@ -202,14 +202,14 @@ TEST(ThreadManager, TablesNameEveryThread)
     char const* const lpName = "a name of just thirty bytes...\xE3\x81\x82";
     Parked lThread(lpName, ThreadPriority(ThreadPriority::BELOW_NORMAL));
     int const lMain = lManager.entryCaller(0, 0, nullptr, "main");
-    EXPECT_EQ((Lines{line("INF: Thread Start and Register ID:%d, PriOs:1, Name:%s", lThread.mId, lpName),
-                     line("INF: Thread Register           ID:%d, Name:main", lMain)}),
+    EXPECT_EQ((LogLines{line("INF: Thread Start and Register ID:%d, PriOs:1, Name:%s", lThread.mId, lpName),
+                        line("INF: Thread Register           ID:%d, Name:main", lMain)}),
               lLog.lines());
     lLog.clear();
     lManager.printThreadInfo(1);
-    EXPECT_EQ(Lines{}, lLog.lines());
+    EXPECT_EQ(LogLines{}, lLog.lines());
     lManager.printThreadInfoReg(3);
-    Lines const lLines = lLog.lines();
+    LogLines const lLines = lLog.lines();
     ASSERT_EQ(5U, lLines.size());
     EXPECT_EQ("<UTIL> INF: ThreadManager:: Registered info of threads in this process.", lLines[0]);
     EXPECT_EQ("<UTIL> INF: ID        , Name                            , Status      , Pri.Os    , Pri.Label       , ",

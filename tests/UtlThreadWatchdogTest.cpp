@@ -99,7 +99,7 @@ TEST(ThreadWatchdog, AnswersNothingOutsideItsLife)
         EXPECT_EQ("nnn",
                   said({lWatchdog.keepAlive(HERE), lWatchdog.setAliveTime(1, 10), lWatchdog.setWatchInterval(10)}));
         lWatchdog.printWatchdogInfo(1);
-        EXPECT_EQ(Lines{}, lLog.lines());
+        EXPECT_EQ(LogLines{}, lLog.lines());
         EXPECT_EQ(lRound == 0 ? "yn" : "nn", said({lWatchdog.initialize(1000), lWatchdog.initialize(1000)}));
         lWatchdog.shutdown();
     }
@@ -114,11 +114,11 @@ TEST(ThreadWatchdog, RegistrationFailuresAreTold)
     EXPECT_FALSE(Peer::report(lWatchdog, 5, HERE)); // unknown
     EXPECT_TRUE(lWatchdog.entry(5, 10, nullptr, "x"));
     EXPECT_EQ("nn", said({lWatchdog.entry(5, 10, nullptr, "x"), lWatchdog.entry(6, 10, nullptr, "y")}));
-    EXPECT_EQ((Lines{"<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
-                     "<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
-                     "<UTIL> DTL: ThreadWatchdog Register ID:5, AliveTime:10, Name:x",
-                     "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:5",
-                     "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:6"}),
+    EXPECT_EQ((LogLines{"<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
+                        "<UTIL> ERR: ThreadWatchdog Register AliveTime is 0 ID:5 ",
+                        "<UTIL> DTL: ThreadWatchdog Register ID:5, AliveTime:10, Name:x",
+                        "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:5",
+                        "<UTIL> ERR: ThreadWatchdog Register EntryMap ID:6"}),
               lLog.lines());
     EXPECT_FALSE(lWatchdog.isWatching(5));         // not before start(),
     EXPECT_TRUE(Peer::report(lWatchdog, 5, HERE)); // and a report until then is not kept
@@ -149,8 +149,8 @@ TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
     Peer::pass(lWatchdog, 6050);
     EXPECT_EQ((Ids{7, 7}), lListener.mIds);
     EXPECT_EQ(2, lListener.mCount);
-    EXPECT_EQ((Lines{"<UTIL> DTL: ThreadWatchdog Register ID:7, AliveTime:100, Name:watched", TOLD,
-                     "<UTIL> INF: ThreadWatchdog Timeout->Alive ID:7 Name:watched", TOLD}),
+    EXPECT_EQ((LogLines{"<UTIL> DTL: ThreadWatchdog Register ID:7, AliveTime:100, Name:watched", TOLD,
+                        "<UTIL> INF: ThreadWatchdog Timeout->Alive ID:7 Name:watched", TOLD}),
               lLog.lines());
 
     // Without a listener the table is printed.
@@ -161,11 +161,11 @@ TEST(ThreadWatchdog, ReportsOnceALapseAndSaysWhenTheThreadIsBack)
     lLog.clear();
     Peer::pass(lWatchdog, 2000);
     EXPECT_EQ(
-        (Lines{TOLD, "<UTIL> INF: ThreadWatchdog:: Watchdog info of threads in this process.",
-               "<UTIL> INF: ID        , Name                            , AliveTime , WatchStatus , AliveStatus , "
-               "TimeoutCount , LastAliveInfo(File, Function:Line:Sub) , ",
-               "<UTIL> INF:          7, watched                         ,        100, WATCHING    , TIMEOUT     , "
-               "            1, (source/App, loop:12:1)"}),
+        (LogLines{TOLD, "<UTIL> INF: ThreadWatchdog:: Watchdog info of threads in this process.",
+                  "<UTIL> INF: ID        , Name                            , AliveTime , WatchStatus , AliveStatus , "
+                  "TimeoutCount , LastAliveInfo(File, Function:Line:Sub) , ",
+                  "<UTIL> INF:          7, watched                         ,        100, WATCHING    , TIMEOUT     , "
+                  "            1, (source/App, loop:12:1)"}),
         lLog.lines());
 }
 

@@ -91,7 +91,7 @@ TEST(Worker, TellsWhyItRefuses)
     ASSERT_EQ(Start::DONE, lWorker.start());
     EXPECT_EQ(Start::STARTED_ONCE, lWorker.start());
     EXPECT_EQ(Post::NOT_STARTED, lWorker.inbox<int>([](int) {}).post(1));
-    EXPECT_EQ(Lines{"<UTIL> ERR: Worker(refusing) an inbox after the start"}, lLog.lines());
+    EXPECT_EQ(LogLines{"<UTIL> ERR: Worker(refusing) an inbox after the start"}, lLog.lines());
 
     Gate lEntered;
     Gate lRelease;
@@ -102,7 +102,7 @@ TEST(Worker, TellsWhyItRefuses)
     EXPECT_EQ(Post::DONE, lInbox.post(2));
     EXPECT_EQ(Post::FULL, lInbox.post(3));
     EXPECT_EQ(Call::FULL, lWorker.call(1s, [] {}).outcome());
-    EXPECT_EQ(Lines(), lLog.lines());
+    EXPECT_EQ(LogLines(), lLog.lines());
     Worker lMoved(std::move(lWorker));
     EXPECT_EQ(Post::NOT_STARTED, lWorker.post([] {})); // NOLINT: moved-from is defined
     EXPECT_EQ(Start::STARTED_ONCE, lWorker.start());

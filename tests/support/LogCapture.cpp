@@ -9,7 +9,7 @@ namespace
 {
 
 std::mutex gMutex;
-Lines gLines;
+LogLines gLines;
 
 std::string withoutFrame(std::string nLine)
 {
@@ -45,15 +45,15 @@ void LogCapture::write(char const* npFormat)
     gLines.emplace_back(lLine);
 }
 
-Lines LogCapture::rawLines() const
+LogLines LogCapture::rawLines() const
 {
     std::lock_guard<std::mutex> lGuard(gMutex);
     return gLines;
 }
 
-Lines LogCapture::lines() const
+LogLines LogCapture::lines() const
 {
-    Lines lLines = rawLines();
+    LogLines lLines = rawLines();
     for (std::string& lLine : lLines)
     {
         lLine = withoutFrame(lLine);

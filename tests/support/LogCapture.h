@@ -12,7 +12,7 @@
 namespace utl::test
 {
 
-using Lines = std::vector<std::string>;
+using LogLines = std::vector<std::string>;
 
 /// While one lives, console lines go here and not to standard output. One at a time.
 class LogCapture
@@ -25,10 +25,10 @@ public:
 
     /// Each line as the sink renders it, without the time stamp and the line end: "<UTIL> ERR: text".
     /// Lines of other threads may still come; a copy is given.
-    Lines lines() const;
+    LogLines lines() const;
 
     /// The same with the time stamp and the line end.
-    Lines rawLines() const;
+    LogLines rawLines() const;
 
     /// How many lines contain the text.
     unsigned int count(std::string const& nText) const;

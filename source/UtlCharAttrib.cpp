@@ -7,7 +7,7 @@
 #include <initializer_list>
 
 #include "internal/text/UtlCharNumber.h"
-#include "tables/UtlCharRows.h"
+#include "tables/UtlClassRows.h"
 
 namespace utl
 {

@@ -42,7 +42,7 @@ constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
 constexpr unsigned int COPY_SIZE = 16384;
 constexpr int LOOK = O_RDONLY | O_NONBLOCK; // does not wait for the other end of a FIFO
 
-enum class Kind
+enum class PathKind
 {
     NONE, // or the system does not tell
     FILE,
@@ -51,20 +51,20 @@ enum class Kind
 
 /// What a path names. Asked once by each operation: a second question may fail, and a directory must not pass for a
 /// file then.
-Kind kindOfUnchecked(char const* npPath)
+PathKind pathKindUnchecked(char const* npPath)
 {
     struct stat lStat = {};
     if (UTL_FILE_CALL("exists", mStat(npPath, &lStat)) != 0)
     {
-        return Kind::NONE;
+        return PathKind::NONE;
     }
-    return S_ISDIR(lStat.st_mode) ? Kind::DIRECTORY : Kind::FILE;
+    return S_ISDIR(lStat.st_mode) ? PathKind::DIRECTORY : PathKind::FILE;
 }
 
 /// The same of a normalised path; the empty path, and so null, names nothing.
-Kind kindOf(char const* npPath)
+PathKind pathKind(char const* npPath)
 {
-    return isValidPath(npPath) ? kindOfUnchecked(npPath) : Kind::NONE;
+    return isValidPath(npPath) ? pathKindUnchecked(npPath) : PathKind::NONE;
 }
 
 /// Calls nOperation for each entry of a directory, up to the first that fails.
@@ -562,8 +562,8 @@ bool File::applyReadOnly(char const* npPath, int nRecursive)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    Kind const lKind = kindOf(lpPath);
-    if (lKind == Kind::NONE || !setWriting(lpPath, false, "applyReadOnly"))
+    PathKind const lKind = pathKind(lpPath);
+    if (lKind == PathKind::NONE || !setWriting(lpPath, false, "applyReadOnly"))
     {
         return false;
     }
@@ -572,7 +572,7 @@ bool File::applyReadOnly(char const* npPath, int nRecursive)
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "applyReadOnly can't change %s", lpPath);
         return false;
     }
-    return nRecursive != 1 || lKind != Kind::DIRECTORY ||
+    return nRecursive != 1 || lKind != PathKind::DIRECTORY ||
            forEachChild(lpPath, [](char const* npChild) { return applyReadOnly(npChild, 1); });
 }
 
@@ -580,8 +580,8 @@ bool File::liftReadOnly(char const* npPath, int nRecursive)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    Kind const lKind = kindOf(lpPath);
-    if (lKind == Kind::NONE)
+    PathKind const lKind = pathKind(lpPath);
+    if (lKind == PathKind::NONE)
     {
         return false;
     }
@@ -597,7 +597,7 @@ bool File::liftReadOnly(char const* npPath, int nRecursive)
             return false;
         }
     }
-    return nRecursive != 1 || lKind != Kind::DIRECTORY ||
+    return nRecursive != 1 || lKind != PathKind::DIRECTORY ||
            forEachChild(lpPath, [](char const* npChild) { return liftReadOnly(npChild, 1); });
 }
 
@@ -609,7 +609,7 @@ bool File::isOpened(char const* npPath, bool* npShared)
     }
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    if (kindOfUnchecked(lpPath) != Kind::FILE)
+    if (pathKindUnchecked(lpPath) != PathKind::FILE)
     {
         return false;
     }
@@ -678,10 +678,10 @@ unsigned int File::children(char const* npPath, FileNames* npList, int nKind, ch
     {
         return FILE_ERROR;
     }
-    Kind const lKind = kindOf(lListing.mDirectory.c_str());
-    if (lKind != Kind::DIRECTORY)
+    PathKind const lKind = pathKind(lListing.mDirectory.c_str());
+    if (lKind != PathKind::DIRECTORY)
     {
-        return lKind == Kind::FILE && lListing.mPattern[0] == 0 ? 0 : FILE_ERROR; // a file has no children
+        return lKind == PathKind::FILE && lListing.mPattern[0] == 0 ? 0 : FILE_ERROR; // a file has no children
     }
     return lListing.collect(*npList, nMaxCount) ? npList->size() : FILE_ERROR;
 }
@@ -690,12 +690,12 @@ long long File::size(char const* npPath)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    Kind const lKind = kindOf(lpPath);
-    if (lKind == Kind::NONE)
+    PathKind const lKind = pathKind(lpPath);
+    if (lKind == PathKind::NONE)
     {
         return -1;
     }
-    if (lKind == Kind::DIRECTORY)
+    if (lKind == PathKind::DIRECTORY)
     {
         long long lSum = 0;
         bool const lIsWhole = forEachChild(lpPath,
@@ -729,7 +729,7 @@ bool File::move(char const* npSource, char const* npDestination)
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    if (npDestination == nullptr || !isValidPath(lpDestination) || kindOf(lpSource) == Kind::NONE)
+    if (npDestination == nullptr || !isValidPath(lpDestination) || pathKind(lpSource) == PathKind::NONE)
     {
         return false;
     }
@@ -737,7 +737,7 @@ bool File::move(char const* npSource, char const* npDestination)
     {
         return true;
     }
-    if (kindOf(lpDestination) == Kind::FILE || isOpened(lpSource, nullptr) || !makeParents(lpDestination))
+    if (pathKind(lpDestination) == PathKind::FILE || isOpened(lpSource, nullptr) || !makeParents(lpDestination))
     {
         return false;
     }
@@ -750,8 +750,8 @@ bool File::replace(char const* npSource, char const* npDestination)
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    if (npDestination == nullptr || !isValidPath(lpDestination) || kindOf(lpSource) != Kind::FILE ||
-        kindOf(lpDestination) == Kind::DIRECTORY || isOpened(lpSource, nullptr))
+    if (npDestination == nullptr || !isValidPath(lpDestination) || pathKind(lpSource) != PathKind::FILE ||
+        pathKind(lpDestination) == PathKind::DIRECTORY || isOpened(lpSource, nullptr))
     {
         return false;
     }
@@ -773,25 +773,25 @@ bool File::copy(char const* npSource, char const* npDestination, int nOverwrite)
     BasicString<char> const lDestination = normalisedPath(npDestination);
     char const* const lpSource = lSource.c_str();
     char const* const lpDestination = lDestination.c_str();
-    Kind const lKind = kindOf(lpSource);
-    if (npDestination == nullptr || !isValidPath(lpDestination) || lKind == Kind::NONE)
+    PathKind const lKind = pathKind(lpSource);
+    if (npDestination == nullptr || !isValidPath(lpDestination) || lKind == PathKind::NONE)
     {
         return false;
     }
     return std::strcmp(lpSource, lpDestination) == 0 ||
-           (lKind == Kind::DIRECTORY ? copyDirectory : copyFile)(lpSource, lpDestination, nOverwrite);
+           (lKind == PathKind::DIRECTORY ? copyDirectory : copyFile)(lpSource, lpDestination, nOverwrite);
 }
 
 bool File::erase(char const* npPath, int nForce)
 {
     BasicString<char> const lPath = normalisedPath(npPath);
     char const* const lpPath = lPath.c_str();
-    Kind const lKind = kindOf(lpPath);
-    if (lKind == Kind::NONE)
+    PathKind const lKind = pathKind(lpPath);
+    if (lKind == PathKind::NONE)
     {
         return false;
     }
-    bool const lIsDirectory = lKind == Kind::DIRECTORY;
+    bool const lIsDirectory = lKind == PathKind::DIRECTORY;
     if (lIsDirectory ? !forEachChild(lpPath, [&](char const* npChild) { return erase(npChild, nForce); })
                      : isOpened(lpPath, nullptr))
     {

@@ -284,7 +284,7 @@ int MsgDrivenThread::Impl::dispatchSync()
 {
     int const lResult = dispatchMsg();
     mSync.mResult = lResult == 0;
-    mSync.mAnswer.give();
+    mSync.mCompletion.give();
     return lResult;
 }
 
@@ -341,7 +341,7 @@ void MsgDrivenThread::Impl::finishRequest(OneRequest& nRequest, bool nResult)
         mCtlQueue.eraseFirst(MSG_ID_OUT_OF_BAND);
         mCallTimes.tick(callClockNs());
     }
-    nRequest.mAnswer.give();
+    nRequest.mCompletion.give();
 }
 
 /// Result: false if it was dropped.
@@ -371,7 +371,7 @@ void MsgDrivenThread::Impl::endLoop()
     mPendingRequests = 0;
     for (OneRequest* const lpRequest : {&mInterrupt, &mSync, &mErase, &mFind})
     {
-        lpRequest->mAnswer.give();
+        lpRequest->mCompletion.give();
     }
     SyncGuard lGuard(mSyncObject);
     mWaiters.releaseAll();

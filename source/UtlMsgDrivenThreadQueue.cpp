@@ -102,11 +102,11 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
     }
     if (!lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { ++lImpl.mCounts.mOrphaned; }))
     {
-        lImpl.mSync.mAnswer.withdraw();
+        lImpl.mSync.mCompletion.withdraw();
         return false;
     }
     WaitShown const lShown(ThreadSlot::WAIT_SYNC_MSG, static_cast<SlotWord>(getId()), nMsg.mMsgId);
-    lImpl.mSync.mAnswer.wait();
+    lImpl.mSync.mCompletion.wait();
     return lImpl.mSync.mResult;
 }
 
@@ -190,7 +190,7 @@ bool MsgDrivenThread::Impl::queueSyncLocked(Msg const& nMsg, CtlRecord const& nR
         ++mCounts.mOrphaned;
         return false;
     }
-    mSync.mAnswer.expect();
+    mSync.mCompletion.expect();
     return true;
 }
 
@@ -211,7 +211,8 @@ Send MsgDrivenThread::Impl::sendSync(Msg const& nMsg, unsigned int nLimitMs)
             return lSend;
         }
     }
-    if (!wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { mQueues.takeBack(lSlot), mSync.mAnswer.forget(); }))
+    if (!wake(lRecord, lWake,
+              [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { mQueues.takeBack(lSlot), mSync.mCompletion.forget(); }))
     {
         return Send::UNREACHABLE;
     }
@@ -220,7 +221,7 @@ Send MsgDrivenThread::Impl::sendSync(Msg const& nMsg, unsigned int nLimitMs)
         SyncGuard lGuard(mSyncObject);
         if (mQueues.giveUpSync())
         {
-            mSync.mAnswer.forget();
+            mSync.mCompletion.forget();
             return Send::TIMED_OUT;
         }
     }
@@ -247,7 +248,7 @@ Send MsgDrivenThread::Impl::storeSyncLocked(Msg const& nMsg, Event* npOver, Wake
         return Send::FULL;
     }
     mQueues.keepFlattened();
-    mSync.mAnswer.expect(npOver);
+    mSync.mCompletion.expect(npOver);
     appendLocked({MSG_ID_SYNC, -1}, npWake);
     return Send::DONE;
 }
@@ -310,17 +311,17 @@ bool MsgDrivenThread::Impl::ask(Request nRequest, OneRequest& nOne, Msg const* n
         {
             mQueues.keepAsInterrupt();
         }
-        nOne.mAnswer.expect();
+        nOne.mCompletion.expect();
         mPendingRequests |= nRequest;
     }
     if (!wake(lRecord, lWake, [&] { takeRequest(nRequest); }))
     {
-        nOne.mAnswer.withdraw();
+        nOne.mCompletion.withdraw();
         return false;
     }
     WaitShown const lShown(npInterrupt != nullptr ? ThreadSlot::WAIT_INTERRUPT : ThreadSlot::WAIT_REQUEST,
                            static_cast<SlotWord>(mThread.getId()), npInterrupt != nullptr ? npInterrupt->mMsgId : 0);
-    nOne.mAnswer.wait();
+    nOne.mCompletion.wait();
     return true;
 }
 

@@ -38,7 +38,7 @@ class House:
     def __init__(self, root, work, jobs):
         self.root, self.work, self.apart, self.deaf = root, work, {}, {}
         self.flags = FLAGS + [f"-I{root}/{d}" for d in ("include", "source", "tests", "tests/fuzz")]
-        self.flags += [f'-DUTL_SOURCE_DIR="{root}"', f'-DUTL_PROOF_DIR="{root}/tests/proof"']
+        self.flags += [f'-DUTL_PROOF_DIR="{root}/tests/proof"']
         lines = [line.split(":") for line in open(f"{root}/tests/mutations.txt") if line[0] != "#"]
         self.table = [(re.compile(source.strip() + "$"), programs.split()) for source, programs in lines]
         self.library = glob.glob(f"{root}/source/**/*.cpp", recursive=True)

@@ -78,7 +78,7 @@ public:
     }
 
     /// Releases who waits for a synchronous message, as the loop's end does.
-    static void answerSync(MsgDrivenThread& nThread) { nThread.mpImpl->mSync.mAnswer.give(); }
+    static void answerSync(MsgDrivenThread& nThread) { nThread.mpImpl->mSync.mCompletion.give(); }
 
     static bool isAsleep(MsgDrivenThread& nThread)
     {

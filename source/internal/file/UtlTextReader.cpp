@@ -27,14 +27,14 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
     {
         Char const lChar = Chars::next(lpAt);
         lpAt += lChar.mSize;
-        if (isLikely(lChar.mKind == Kind::TEXT))
+        if (isLikely(lChar.mKind == CharKind::TEXT))
         {
             lEolSize = 0;
         }
-        else if (lChar.mKind != Kind::NEUTRAL)
+        else if (lChar.mKind != CharKind::NEUTRAL)
         {
             lEolSize += lChar.mSize;
-            nLine.mIsEnded = lChar.mKind == Kind::LF;
+            nLine.mIsEnded = lChar.mKind == CharKind::LF;
         }
     }
     nLine.mSize = static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), Line::SIZE_MAX_TOLD));

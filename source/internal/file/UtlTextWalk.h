@@ -16,7 +16,7 @@ constexpr unsigned int LOOKAHEAD = 6; // bytes that tell any character
 
 // --- The characters of a line. Each encoding tells the size of the next one and what it means for the line end ---
 
-enum class Kind
+enum class CharKind
 {
     TEXT,    // ends a run of CR
     NEUTRAL, // malformed bytes and marks: do not even end a run of CR
@@ -27,12 +27,12 @@ enum class Kind
 struct Char
 {
     unsigned int mSize;
-    Kind mKind;
+    CharKind mKind;
 };
 
-inline Kind kindOf(unsigned int nUnit)
+inline CharKind charKind(unsigned int nUnit)
 {
-    return nUnit == '\n' ? Kind::LF : nUnit == '\r' ? Kind::CR : Kind::TEXT;
+    return nUnit == '\n' ? CharKind::LF : nUnit == '\r' ? CharKind::CR : CharKind::TEXT;
 }
 
 struct SjisChars
@@ -41,7 +41,7 @@ struct SjisChars
 
     static Char next(unsigned char const* npChar)
     {
-        return isSjisLead(*npChar) ? Char{2, Kind::TEXT} : Char{1, kindOf(*npChar)};
+        return isSjisLead(*npChar) ? Char{2, CharKind::TEXT} : Char{1, charKind(*npChar)};
     }
 };
 
@@ -53,10 +53,10 @@ struct Utf8Chars
     {
         if (*npChar < 0x80)
         {
-            return {1, *npChar == 0 ? Kind::NEUTRAL : kindOf(*npChar)};
+            return {1, *npChar == 0 ? CharKind::NEUTRAL : charKind(*npChar)};
         }
         unsigned int const lSize = charSize(npChar);
-        return {isSize(lSize) ? lSize : 1, isSize(lSize) && !isMark(npChar) ? Kind::TEXT : Kind::NEUTRAL};
+        return {isSize(lSize) ? lSize : 1, isSize(lSize) && !isMark(npChar) ? CharKind::TEXT : CharKind::NEUTRAL};
     }
 };
 
@@ -70,9 +70,9 @@ struct Utf16Chars
         unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(npChar);
         if (isLikely(lUnit > '\r' && lUnit < 0xFEFF))
         {
-            return {2, Kind::TEXT};
+            return {2, CharKind::TEXT};
         }
-        return {2, lUnit == 0xFEFF || lUnit == 0xFFFE ? Kind::NEUTRAL : kindOf(lUnit)};
+        return {2, lUnit == 0xFEFF || lUnit == 0xFFFE ? CharKind::NEUTRAL : charKind(lUnit)};
     }
 };
 

@@ -5,7 +5,7 @@
 #include "UtlMsgDrivenThread.h"
 #include "internal/message/UtlMsgQueues.h"
 #include "internal/message/UtlQuietLoop.h"
-#include "internal/thread/UtlAnswer.h"
+#include "internal/thread/UtlCompletion.h"
 
 namespace utl
 {
@@ -20,8 +20,8 @@ public:
     struct OneRequest
     {
         SyncObject mSyncObject;
-        internal::Answer mAnswer;
-        std::atomic<bool> mResult{false}; // written by the message thread before it answers
+        internal::Completion mCompletion;
+        std::atomic<bool> mResult{false}; // written by the message thread before it gives the completion
     };
 
     /// What the loop looks for ahead of the queue, in mPendingRequests.
@@ -98,7 +98,7 @@ private:
     void endLoop();
 
     // Erasing and timers
-    void onSyncErased() override { mSync.mAnswer.give(); } // his result stays false
+    void onSyncErased() override { mSync.mCompletion.give(); } // mSync.mResult stays false
     bool onTimeoutErased(int nTimerId) override;
     int executeStopTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
     int executeTimeout(int nTimerId);

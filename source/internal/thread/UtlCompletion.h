@@ -1,6 +1,6 @@
 /// Waiting until another thread has carried out a request. Layer: internal.
-#ifndef UTL_ANSWER_H
-#define UTL_ANSWER_H
+#ifndef UTL_COMPLETION_H
+#define UTL_COMPLETION_H
 
 #include "UtlEvent.h"
 #include "internal/base/UtlSystemCalls.h"
@@ -12,17 +12,18 @@
 namespace utl::internal
 {
 
-/// One asks and waits, another carries out and answers. Unlike an Event it wakes without a lock held, so the one who is
-/// woken never runs into the one who wakes him. One request at a time.
-class Answer
+/// One thread asks and waits, another carries out the request and gives the completion. Unlike an Event it wakes without
+/// holding a lock, so the woken thread never waits for the one that woke it. One request at a time.
+class Completion
 {
 public:
-    Answer() { ::sem_init(&mSemaphore, 0, 0); }
-    ~Answer() { ::sem_destroy(&mSemaphore); }
-    Answer(Answer const&) = delete;
-    Answer& operator=(Answer const&) = delete;
+    Completion() { ::sem_init(&mSemaphore, 0, 0); }
+    ~Completion() { ::sem_destroy(&mSemaphore); }
+    Completion(Completion const&) = delete;
+    Completion& operator=(Completion const&) = delete;
 
-    /// Before the request can be seen. npEvent: who asks waits for it instead, perhaps not to the end; null: he calls wait().
+    /// Before the request can be seen.
+    /// npEvent: what the asker waits for, perhaps not to the end; null: the asker calls wait().
     void expect(Event* npEvent = nullptr)
     {
         mpEvent = npEvent;
@@ -40,7 +41,7 @@ public:
         }
     }
 
-    /// After expect(), once, by the one who asked. Without limit.
+    /// After expect(), once, by the asker. Without limit.
     void wait()
     {
         while (gSystem.mSemWait(&mSemaphore) != 0)
@@ -48,16 +49,16 @@ public:
         }
     }
 
-    /// For one who waits for an event, and waits no longer: nobody touches it any more. Before, the request was withdrawn.
+    /// For an asker that stops waiting for its event, after withdrawing the request: nobody touches the event any more.
     void forget()
     {
         if (!mIsExpected.exchange(false))
         {
-            mpEvent->waitUntilOn(0); // somebody is about to answer
+            mpEvent->waitUntilOn(0); // somebody is about to set it
         }
     }
 
-    /// In place of wait(), where the request could not be made.
+    /// In place of wait(), if the request could not be made.
     void withdraw()
     {
         give();

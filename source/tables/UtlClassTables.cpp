@@ -3,7 +3,7 @@
 #include <type_traits>
 
 #include "internal/base/UtlImmortal.h"
-#include "tables/UtlCharRows.h"
+#include "tables/UtlClassRows.h"
 
 namespace utl
 {
@@ -12,7 +12,7 @@ namespace
 {
 
 // clang-format off
-#define UTL_CODE_TABLES(TABLE) \
+#define UTL_CLASS_TABLES(TABLE) \
     TABLE(KAIGYO) TABLE(TAB_FF) TABLE(CTL_OTHER) TABLE(HAN_SPACE) TABLE(ZEN_SPACE) TABLE(HAN_MARK) \
     TABLE(ZEN_MARK) TABLE(HAN_DIGIT) TABLE(ZEN_DIGIT) TABLE(HAN_SIGN) TABLE(ZEN_SIGN) TABLE(HAN_HEX_PREFIX) \
     TABLE(ZEN_HEX_PREFIX) TABLE(HAN_HEX_SUFFIX) TABLE(ZEN_HEX_SUFFIX) TABLE(LOWER_HAN_HEX_ALPHA) \
@@ -29,7 +29,7 @@ namespace
 
 struct CodeTables
 {
-    UTL_CODE_TABLES(UTL_MEMBER)
+    UTL_CLASS_TABLES(UTL_MEMBER)
 };
 
 UTL_CONSTINIT UTL_RELRO internal::Undestroyed<CodeTables> const TABLES;
@@ -37,6 +37,6 @@ UTL_CONSTINIT UTL_RELRO internal::Undestroyed<CodeTables> const TABLES;
 } // namespace
 
 #define UTL_TABLE(NAME) UTL_CONSTINIT decltype(NAME##_TBL) NAME##_TBL = TABLES.mValue.m##NAME;
-UTL_CODE_TABLES(UTL_TABLE)
+UTL_CLASS_TABLES(UTL_TABLE)
 
 } // namespace utl

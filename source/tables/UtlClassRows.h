@@ -2,8 +2,8 @@
 ///
 /// UTL_X_ROWS(ROW) gives ROW("text") for each row of X_TBL. One list serves the exported table, which needs each text
 /// narrow and wide, and the index that stands in front of the tables.
-#ifndef UTL_CHAR_ROWS_H
-#define UTL_CHAR_ROWS_H
+#ifndef UTL_CLASS_ROWS_H
+#define UTL_CLASS_ROWS_H
 
 // clang-format off
 

@@ -124,6 +124,7 @@ public:
     Dumps& operator=(Dumps const&) = delete;
 
     unsigned int count() const { return mWanted != 0 ? DumpReader::get().mCount.load() : 0; }
+    bool isWanting() const { return count() < mWanted; }
 
 private:
     static std::vector<int> threads()
@@ -143,7 +144,7 @@ private:
     void send()
     {
         int const lOwnId = static_cast<int>(::syscall(SYS_gettid));
-        while (!mIsToEnd && count() < mWanted)
+        while (!mIsToEnd && isWanting())
         {
             for (int const lId : threads())
             {

@@ -44,37 +44,46 @@ namespace
 
 std::atomic<long> gLiveBlocks{0};
 
-/// Faults of allocations by the thread that runs the scenario, and by the library's threads meanwhile.
-struct AllocationFault
+/// Faults of allocations by the thread that runs the scenario, or by the library's threads meanwhile. One of each at a
+/// time.
+template <bool IS_SCENARIO>
+class HeapFault : public utl::test::Fault
 {
-    std::atomic<int> mNth{0}; // 0: none fails
-    std::atomic<bool> mIsForEver{false};
-    std::atomic<bool> mHasFired{false};
-    std::atomic<int> mCalls{0};
-
-    static inline std::atomic<bool> sIsCounting{false};
-    static inline thread_local bool tIsScenario = false;
-
-    static AllocationFault& of(bool nIsScenario)
+public:
+    HeapFault(int nNth, int, int nKind)
     {
-        static AllocationFault lFaults[2];
-        return lFaults[nIsScenario ? 1 : 0];
+        sCalls = 0;
+        sHasFired = false;
+        sIsForEver = (nKind & utl::test::FAULT_FOR_EVER) != 0;
+        sNth = nNth;
     }
+    ~HeapFault() override { sNth = 0; }
+    bool fired() const override { return sHasFired; }
+    int calls() const override { return sCalls; }
 
-    bool fails()
+    static bool fails()
     {
-        int const lCall = ++mCalls;
-        bool const lFails = mNth != 0 && (lCall == mNth || (lCall > mNth && mIsForEver));
-        mHasFired = mHasFired || lFails;
+        int const lCall = ++sCalls;
+        bool const lFails = sNth != 0 && (lCall == sNth || (lCall > sNth && sIsForEver));
+        sHasFired = sHasFired || lFails;
         return lFails;
     }
+
+private:
+    static inline std::atomic<int> sNth{0}; // 0: none fails
+    static inline std::atomic<bool> sIsForEver{false};
+    static inline std::atomic<bool> sHasFired{false};
+    static inline std::atomic<int> sCalls{0};
 };
+
+std::atomic<bool> gIsCounting{false};
+thread_local bool tIsScenario = false;
 
 } // namespace
 
 void* utl::proof::allocate(std::size_t nSize)
 {
-    bool const lFails = AllocationFault::sIsCounting && AllocationFault::of(AllocationFault::tIsScenario).fails();
+    bool const lFails = gIsCounting && (tIsScenario ? HeapFault<true>::fails() : HeapFault<false>::fails());
     void* const lpBlock = lFails ? nullptr : std::malloc(nSize != 0 ? nSize : 1);
     gLiveBlocks += lpBlock != nullptr ? 1 : 0;
     return lpBlock;
@@ -92,52 +101,10 @@ namespace
 using namespace utl;
 using namespace utl::proof;
 using utl::test::FailNth;
+using utl::test::Fault;
 using SC = internal::SystemCalls;
 
 // ---------------------------------------------------------------------------------------------- the calls
-
-/// A fault of any call, for its scope.
-class Fault
-{
-public:
-    virtual ~Fault() = default;
-    virtual bool fired() const = 0;
-    virtual int calls() const = 0;
-};
-
-template <auto ENTRY>
-class SystemFault : public Fault
-{
-public:
-    SystemFault(int nNth, int nError, int nKind)
-        : mFault(nNth, nError, nKind)
-    {
-    }
-    bool fired() const override { return mFault.fired(); }
-    int calls() const override { return mFault.calls(); }
-
-private:
-    FailNth<ENTRY> mFault;
-};
-
-template <bool IS_SCENARIO>
-class HeapFault : public Fault
-{
-public:
-    HeapFault(int nNth, int, int nKind)
-    {
-        fault().mCalls = 0;
-        fault().mHasFired = false;
-        fault().mIsForEver = (nKind & utl::test::FAULT_FOR_EVER) != 0;
-        fault().mNth = nNth;
-    }
-    ~HeapFault() override { fault().mNth = 0; }
-    bool fired() const override { return fault().mHasFired; }
-    int calls() const override { return fault().mCalls; }
-
-private:
-    static AllocationFault& fault() { return AllocationFault::of(IS_SCENARIO); }
-};
 
 template <class T>
 std::unique_ptr<Fault> make(int nNth, int nError, int nKind)
@@ -154,7 +121,7 @@ struct Call
 
 #define UTL_CALL(NAME, ENTRY, KIND)                                                                                    \
     {                                                                                                                  \
-        NAME, &make<SystemFault<&SC::ENTRY>>, utl::test::KIND                                                          \
+        NAME, &make<FailNth<&SC::ENTRY>>, utl::test::KIND                                                          \
     }
 
 constexpr Call CALLS[] = {
@@ -438,8 +405,8 @@ public:
         bool lIsThrown = false;
         {
             std::vector<std::unique_ptr<Fault>> const lFaults = inject(nCase);
-            AllocationFault::tIsScenario = true;
-            AllocationFault::sIsCounting = true;
+            tIsScenario = true;
+            gIsCounting = true;
             try
             {
                 lScenario.mpRun(nReport);
@@ -448,8 +415,8 @@ public:
             {
                 lIsThrown = true;
             }
-            AllocationFault::sIsCounting = false; // what follows is not the scenario's
-            AllocationFault::tIsScenario = false;
+            gIsCounting = false; // what follows is not the scenario's
+            tIsScenario = false;
             if (npOutcome != nullptr)
             {
                 note(lFaults, *npOutcome);
@@ -513,7 +480,7 @@ public:
     unsigned int mFaults = 0;
 
 private:
-    /// The fault of a case; where it has none, all of them, which count and do not come.
+    /// The fault of a case; if it has none, all of them, which count and do not come.
     static std::vector<std::unique_ptr<Fault>> inject(Case const& nCase)
     {
         std::vector<std::unique_ptr<Fault>> lFaults;
@@ -824,14 +791,14 @@ bool messagesTakeNoMemory()
     MsgDrivenThread lThread(4, 64, "lean", 0);
     bool lIsSent = lThread.start(&lEar, 0, 0, nullptr, 1, 0, normal(), 0) == 0 && lThread.sendMsgSync(lMsg);
     HeapFault<false> const lHeap(INT_MAX, 0, utl::test::FAULT_ONCE); // counts
-    AllocationFault::sIsCounting = true;
+    gIsCounting = true;
     for (int lTurn = 0; lTurn < 2000; ++lTurn)
     {
         lThread.postMsg(lMsg); // or not: the queue may be full
         lIsSent = lIsSent && (lTurn % 32 != 0 || lThread.sendMsgInterrupt(lMsg));
         lIsSent = lIsSent && (lTurn % 32 != 0 || utl::test::waitUntil([&] { return lThread.sendMsgSync(lMsg); }));
     }
-    AllocationFault::sIsCounting = false;
+    gIsCounting = false;
     return lThread.stop(1, 0) == 0 && lThread.leaveManagement() && lIsSent && lHeap.calls() == 0;
 }
 

@@ -5,7 +5,6 @@
 //                                     one race, or all; the rounds of most have several overlaps. Each goes on until
 //                                     so many dumps by signal have been read, each line of them whole
 //   UtlRaceProof account [MESSAGES]   senders, erasures and stops until so many messages were accepted
-//   UtlRaceProof list                 the names
 //
 // The end of a round is checked to the last message, timer and call. An account that is not exact ends the program with
 // 1 and the place, a hang with 3 and the name of the race.
@@ -20,6 +19,7 @@
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstring>
 #include <functional>
@@ -171,15 +171,17 @@ int setShortTime(timer_t nTimer, int nFlags, itimerspec const* npTime, itimerspe
 
 std::atomic<bool> gFailsWrites{false};
 
-/// Every third wake-up by a sender or a stop of a race fails.
+/// Every third wake-up by a sender or a stop of a race fails; half of them come through all the same.
 ssize_t writeOrFail(int nFd, void const* npRecord, std::size_t nSize)
 {
     static std::atomic<unsigned int> sWrites{0};
     int const lMsgId = *static_cast<int const*>(npRecord);
     bool const lIsOfRace =
         nSize == 2 * sizeof(int) && (lMsgId > 0 || lMsgId == MSG_ID_OUT_OF_BAND || lMsgId == MSG_ID_STOP_THREAD);
-    if (gFailsWrites && lIsOfRace && ++sWrites % 3 == 0)
+    unsigned int const lTurn = gFailsWrites && lIsOfRace ? ++sWrites % 6 : 1;
+    if (lTurn % 3 == 0)
     {
+        [[maybe_unused]] ssize_t const lWritten = lTurn == 0 ? ::write(nFd, npRecord, nSize) : 0;
         errno = EIO;
         return -1;
     }
@@ -193,8 +195,9 @@ struct Totals
 } gTotals;
 
 /// A message thread that keeps an account of each message and timer. The parts of a round are letters:
-///   p posts, d posts so slowly that the thread sleeps between, s sends synchronously, m posts and sends, i interrupts, e erases selections, f looks for messages, t makes and kills
-///   timers, ! stops; without a stop all that was accepted is waited for.
+///   p posts, d posts so slowly that the thread sleeps between, s sends synchronously, m posts and sends,
+///   i interrupts, e erases selections, f looks for messages, t makes and kills timers, ! stops; without a stop all
+///   that was accepted is waited for.
 class Subject : public MsgDrivenThread, private ThreadMsgListener
 {
 public:
@@ -521,19 +524,22 @@ private:
     test::Gate mIsToStop;
 };
 
-template <char const* PARTS, unsigned int COUNT>
-void raceMessages()
+/// If writes fail, what a sender is told is still what becomes of his message.
+void raceMessages(char const* npParts, unsigned int nCount, bool nWritesFail = false)
 {
-    Subject(PARTS, COUNT, 8).run();
+    test::Replaced const lWrite(&SystemCalls::mWrite, nWritesFail ? &writeOrFail : internal::gSystem.mWrite.function());
+    Subject lSubject(npParts, nCount, 8);
+    gFailsWrites = nWritesFail;
+    lSubject.run();
 }
 
-/// What a sender is told is what becomes of his message, also when he cannot wake the thread.
-template <char const* PARTS, unsigned int COUNT>
-void raceFailingWrites()
+/// Three senders, an interrupter, erasures and a look-out on a queue that is full now and then; a stop after some tens
+/// of thousands of messages.
+void account()
 {
-    test::Replaced const lWrite(&SystemCalls::mWrite, &writeOrFail);
-    Subject lSubject(PARTS, COUNT, 8);
-    gFailsWrites = true;
+    unsigned int const COUNT = 20000;
+    Subject lSubject("mmmief!", COUNT, 64);
+    lSubject.mStopAfter = 1 + Random(1).below(2 * COUNT);
     lSubject.run();
 }
 
@@ -1021,42 +1027,26 @@ struct Race
 {
     char const* mpName;
     void (*mpRun)();
-    unsigned int mOverlaps; // what races, so often in one round
+    unsigned int mOverlaps; // what races, so often in one round; 0: messages are counted, and no dump is taken
 };
 
-// The letters of a race between the parts of a message thread; see Subject.
-constexpr char SEND_STOP[] = "pp!";
-constexpr char SYNC_STOP[] = "ss!";
-constexpr char INTERRUPT_STOP[] = "ii!";
-constexpr char TIMER_STOP[] = "tt!";
-constexpr char ERASE_STOP[] = "pse!";
-constexpr char ALL_STOP[] = "psieft!";
-constexpr char SLOW[] = "ddd";
-constexpr char SLOW_STOP[] = "ddi!";
-constexpr char SLOW_INTERRUPT[] = "ddi";
-constexpr char SEND_SYNC[] = "mmm";
-constexpr char INTERRUPT[] = "pii";
-constexpr char ERASE[] = "pmee";
-constexpr char FIND[] = "meff";
-constexpr char TIMER_KILL[] = "tt";
-constexpr char TIMER_ERASE[] = "pte";
-
+// Of message threads: the letters are those of Subject.
 Race const RACES[] = {
-    {"stop-send", &raceMessages<SEND_STOP, 30>, 1},
-    {"stop-sync", &raceMessages<SYNC_STOP, 30>, 1},
-    {"stop-interrupt", &raceMessages<INTERRUPT_STOP, 30>, 1},
-    {"stop-timer", &raceMessages<TIMER_STOP, 4>, 1},
-    {"stop-erase", &raceMessages<ERASE_STOP, 30>, 1},
-    {"stop-all", &raceMessages<ALL_STOP, 20>, 1},
-    {"send-sleep", &raceMessages<SLOW, 20>, 40},
-    {"write-fails", &raceFailingWrites<SLOW_INTERRUPT, 20>, 40},
-    {"write-fails-stop", &raceFailingWrites<SLOW_STOP, 30>, 1},
-    {"sync-sync", &raceMessages<SEND_SYNC, 20>, 20},
-    {"interrupt-dispatch", &raceMessages<INTERRUPT, 20>, 40},
-    {"erase-dispatch", &raceMessages<ERASE, 20>, 40},
-    {"find-dispatch", &raceMessages<FIND, 20>, 40},
-    {"timer-kill-expiry", &raceMessages<TIMER_KILL, 4>, 8},
-    {"timer-erase-expiry", &raceMessages<TIMER_ERASE, 4>, 4},
+    {"stop-send", [] { raceMessages("pp!", 30); }, 1},
+    {"stop-sync", [] { raceMessages("ss!", 30); }, 1},
+    {"stop-interrupt", [] { raceMessages("ii!", 30); }, 1},
+    {"stop-timer", [] { raceMessages("tt!", 4); }, 1},
+    {"stop-erase", [] { raceMessages("pse!", 30); }, 1},
+    {"stop-all", [] { raceMessages("psieft!", 20); }, 1},
+    {"send-sleep", [] { raceMessages("ddd", 20); }, 40},
+    {"write-fails", [] { raceMessages("ddi", 20, true); }, 40},
+    {"write-fails-stop", [] { raceMessages("ddi!", 30, true); }, 1},
+    {"sync-sync", [] { raceMessages("mmm", 20); }, 20},
+    {"interrupt-dispatch", [] { raceMessages("pii", 20); }, 40},
+    {"erase-dispatch", [] { raceMessages("pmee", 20); }, 40},
+    {"find-dispatch", [] { raceMessages("meff", 20); }, 40},
+    {"timer-kill-expiry", [] { raceMessages("tt", 4); }, 8},
+    {"timer-erase-expiry", [] { raceMessages("pte", 4); }, 4},
     {"listener-detach", &raceListeners, 6},
     {"shared-stop", &raceSharedStop, 1},
     {"shared-timer-cancel", &raceTimerCancel, 14},
@@ -1067,74 +1057,47 @@ Race const RACES[] = {
     {"first-use", &raceFirstUse, 3},
     {"watchdog-start-stop", &raceWatchdog, 24},
     {"event-destroy", &raceEvent, 1},
+    {"account", &account, 0},
 };
 
 unsigned int const QUICK_OVERLAPS = 500;
 unsigned int const QUICK_MESSAGES = 100000;
 unsigned int const QUICK_DUMPS = 20;
 
-double secondsSince(long long nStartUs)
+void printTotals(Race const& nRace, unsigned int nDumps, double nSeconds)
 {
-    return static_cast<double>(test::monotonicUs() - nStartUs) / 1e6;
-}
-
-void printTotals()
-{
-    std::printf("  accepted %llu = delivered %llu + erased %llu + left at stop %llu;  refused by a full queue %llu\n",
-                gTotals.mAccepted, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
-    std::fflush(stdout);
-}
-
-void runRace(Race const& nRace, unsigned long long nOverlaps, unsigned long nDumps)
-{
-    proof::gCase = nRace.mpName;
-    gTotals = Totals();
-    long long const lStartUs = test::monotonicUs();
-    proof::Dumps const lDumps(nDumps);
-    for (gRound = 0; gRound * nRace.mOverlaps < nOverlaps || lDumps.count() < nDumps; ++gRound)
-    {
-        nRace.mpRun();
-    }
-    std::printf("%-20s %8llu overlaps %8.1f s", nRace.mpName, gRound * nRace.mOverlaps, secondsSince(lStartUs));
+    std::printf("%-20s %8llu %s %8.1f s", nRace.mpName, gRound * std::max(nRace.mOverlaps, 1U),
+                nRace.mOverlaps != 0 ? "overlaps" : "stops   ", nSeconds);
     if (nDumps != 0)
     {
         proof::DumpReader const& lReader = proof::DumpReader::get();
-        std::printf("  dumps %u, lines %u, in all passed over %u, about %u", lDumps.count(), lReader.mLines.load(),
+        std::printf("  dumps %u, lines %u, in all passed over %u, about %u", nDumps, lReader.mLines.load(),
                     lReader.mPassedOver.load(), lReader.mAbout.load());
     }
     if (gTotals.mAccepted != 0)
     {
-        printTotals();
+        std::printf("  accepted %llu = delivered %llu + erased %llu + left at stop %llu;  refused by a full queue %llu",
+                    gTotals.mAccepted, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
     }
-    else
-    {
-        gTotals.mTimeouts != 0 ? std::printf("  time-outs %llu\n", gTotals.mTimeouts) : std::printf("\n");
-    }
+    std::printf("  time-outs %llu\n", gTotals.mTimeouts);
     std::fflush(stdout);
 }
 
-/// Three senders, an interrupter, erasures and a look-out on a queue that is full now and then; a stop after some tens
-/// of thousands of messages, and all over again.
-void runAccount(unsigned long long nMessages)
+/// nWanted: overlaps, or messages of an account; 0 for a few.
+void runRace(Race const& nRace, unsigned long long nWanted, unsigned long nDumps)
 {
-    proof::gCase = "account";
+    proof::gCase = nRace.mpName;
     gTotals = Totals();
+    bool const lIsAccount = nRace.mOverlaps == 0;
+    unsigned long long const lWanted = nWanted != 0 ? nWanted : lIsAccount ? QUICK_MESSAGES : QUICK_OVERLAPS;
     long long const lStartUs = test::monotonicUs();
-    unsigned int const COUNT = 20000;
-    for (gRound = 0; gTotals.mAccepted < nMessages; ++gRound)
+    proof::Dumps const lDumps(lIsAccount ? 0 : nDumps);
+    auto const lDone = [&] { return lIsAccount ? gTotals.mAccepted : gRound * nRace.mOverlaps; };
+    for (gRound = 0; lDone() < lWanted || lDumps.isWanting(); ++gRound)
     {
-        Subject lSubject("mmmief!", COUNT, 64);
-        lSubject.mStopAfter = 1 + Random(1).below(2 * COUNT);
-        lSubject.run();
+        nRace.mpRun();
     }
-    std::printf("%-20s %8llu stops    %8.1f s", "account", gRound.load(), secondsSince(lStartUs));
-    printTotals();
-}
-
-int usage(char const* npProgram)
-{
-    std::fprintf(stderr, "usage: %s [list | account [MESSAGES] | all|RACE [OVERLAPS [DUMPS]]]\n", npProgram);
-    return 2;
+    printTotals(nRace, lDumps.count(), static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
 }
 
 } // namespace
@@ -1142,15 +1105,7 @@ int usage(char const* npProgram)
 int main(int nCount, char** npValues)
 {
     std::string const lName = nCount > 1 ? npValues[1] : "";
-    unsigned long const lGiven = nCount > 2 ? std::strtoul(npValues[2], nullptr, 10) : 0;
-    if (lName == "list")
-    {
-        for (Race const& lRace : RACES)
-        {
-            std::printf("%s\n", lRace.mpName);
-        }
-        return 0;
-    }
+    unsigned long const lWanted = nCount > 2 ? std::strtoul(npValues[2], nullptr, 10) : 0;
     unsigned long const lDumps = nCount > 3 ? std::strtoul(npValues[3], nullptr, 10) : QUICK_DUMPS;
     test::QuietLog const lQuiet;
     test::Replaced const lTimers(&SystemCalls::mTimerSettime, &setShortTime);
@@ -1158,18 +1113,14 @@ int main(int nCount, char** npValues)
     Crew lCrew;
     gCrew = &lCrew;
     proof::endHangs();
-    bool lIsKnown = lName.empty() || lName == "all" || lName == "account";
+    bool lIsKnown = false;
     for (Race const& lRace : RACES)
     {
-        if (lName.empty() || lName == "all" || lName == lRace.mpName)
+        if (lName.empty() || lName == lRace.mpName || (lName == "all" && lRace.mOverlaps != 0))
         {
-            runRace(lRace, lGiven != 0 ? lGiven : QUICK_OVERLAPS, lDumps);
+            runRace(lRace, lWanted, lDumps);
             lIsKnown = true;
         }
     }
-    if (lName.empty() || lName == "account")
-    {
-        runAccount(lGiven != 0 ? lGiven : QUICK_MESSAGES);
-    }
-    return lIsKnown ? 0 : usage(npValues[0]);
+    return lIsKnown ? 0 : 2;
 }

@@ -57,12 +57,24 @@ enum FaultKind
     FAULT_ACTS = 2      ///< It does its work and then reports the error, as a close() does whose data was lost.
 };
 
+/// A fault of any kind, for its scope.
+class Fault
+{
+public:
+    Fault() = default;
+    virtual ~Fault() = default;
+    Fault(Fault const&) = delete;
+    Fault& operator=(Fault const&) = delete;
+    virtual bool fired() const = 0;
+    virtual int calls() const = 0;
+};
+
 /// While one lives, the n-th call (counted from 1) of one entry fails with the error number; 0 makes all fail.
 /// Calls are counted over all threads. One at a time for each entry.
 ///
 ///     FailNth<&internal::SystemCalls::mPipe2> lFault(1, EMFILE);
 template <auto ENTRY>
-class FailNth
+class FailNth : public Fault
 {
     template <class F>
     struct Traits;
@@ -102,12 +114,10 @@ public:
         Entry::sOriginal = (internal::gSystem.*ENTRY).function();
         (internal::gSystem.*ENTRY).exchange(&Entry::call);
     }
-    ~FailNth() { (internal::gSystem.*ENTRY).exchange(Entry::sOriginal); }
-    FailNth(FailNth const&) = delete;
-    FailNth& operator=(FailNth const&) = delete;
+    ~FailNth() override { (internal::gSystem.*ENTRY).exchange(Entry::sOriginal); }
 
-    bool fired() const { return sFired; }
-    int calls() const { return sCalls; }
+    bool fired() const override { return sFired; }
+    int calls() const override { return sCalls; }
 
 private:
     template <class R>

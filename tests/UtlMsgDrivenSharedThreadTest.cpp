@@ -50,7 +50,7 @@ public:
     }
     ~Room() override { end(); }
 
-    bool begin() { return start(1, 1000000, nullptr, 1, 0, NORMAL, 0) == 0; }
+    bool begin() { return start(0, 0, nullptr, 1, 0, NORMAL, 0) == 0; }
 
     /// Afterwards the message thread waits for release(), and then does nThen before it goes on.
     bool hold(std::function<void()> nThen = [] {})
@@ -330,8 +330,11 @@ TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIsWhileItWorks)
         EXPECT_TRUE(lManager.isWatchingWatchdog(0));
         lManager.printWatchdogInfo(1);
     };
-    ASSERT_EQ("yy", said({lRoom.fence(),
-                          lRoom.sendMsgSync(lRoom.ear('a'), 1)})); // from the second wait on the watchdog looks
+    ASSERT_TRUE(lRoom.hold());
+    EXPECT_TRUE(lManager.entryWatchdog(1000000, nullptr, lRoom.getId())); // which it finds out with its next work
+    EXPECT_TRUE(lRoom.postMsg(lRoom.ear('a'), 1));
+    lRoom.release();
+    EXPECT_TRUE(lRoom.fence());
     EXPECT_EQ(1U, lLog.count("(source/UtlMsgDrivenSharedThread, receiveMsg:"));
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lRoom.getId()); }));
     EXPECT_TRUE(lManager.isRegisteredWatchdog(lRoom.getId()));

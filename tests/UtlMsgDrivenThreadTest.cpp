@@ -76,6 +76,8 @@ TEST(MsgDrivenThread, RunsOnceAndRefusesWhereItWouldWaitForItself)
     MsgDrivenThread lIdle(4, 4, "idle", 0);
     EXPECT_EQ(-1, lIdle.start(nullptr, 0, 0, nullptr, 1, 0, NORMAL, 0));
     EXPECT_EQ("nnnn", said({lIdle.postMsg(A), lIdle.sendMsgSync(A), lIdle.hasMsg(A), lIdle.eraseMsg(A)}));
+    EXPECT_EQ(Post::NOT_STARTED, lIdle.tryPost(SimpleMsg(A)));
+    EXPECT_EQ(Send::NOT_STARTED, lIdle.trySend(SimpleMsg(A), 0));
 }
 
 TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
@@ -90,6 +92,7 @@ TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
                          });
     ASSERT_TRUE(lThread.hold());
     NumberMsg const lMsg(A, 1);
+    EXPECT_EQ(Post::TOO_LARGE, lThread.tryPost(lMsg)); // in silence, as whenever the result tells
     EXPECT_EQ("nnn", said({lThread.postMsg(lMsg), lThread.sendMsgSync(lMsg), lThread.sendMsgInterrupt(lMsg)}));
     EXPECT_EQ(LogLines(3, "<UTIL> ERR: " + LINE + "MsgSize  MaxSize(include MsgId):7 MsgId:0x00000001"), lLog.lines());
     lLog.clear();
@@ -102,24 +105,6 @@ TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
     ASSERT_TRUE(lThread.postMsg(B));
     EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(A) == 4; }));
     EXPECT_EQ(LogLines{"<UTIL> ERR: " + FULL}, lLog.lines());
-}
-
-TEST(MsgDrivenThread, ToldPostIsRefusedInSilence)
-{
-    LogCapture lLog;
-    TestThread lThread(2, 3); // one byte short of a number
-    ASSERT_TRUE(lThread.hold());
-    EXPECT_EQ(Post::TOO_LARGE, lThread.tryPost(NumberMsg(A, 1)));
-    EXPECT_EQ(Post::DONE, lThread.tryPost(SimpleMsg(A)));
-    EXPECT_EQ(Post::DONE, lThread.tryPost(SimpleMsg(B)));
-    EXPECT_EQ(Post::FULL, lThread.tryPost(SimpleMsg(C)));
-    EXPECT_EQ(LogLines(), lLog.lines());
-    lThread.release();
-    ASSERT_TRUE(waitUntil([&] { return lThread.mRecorder.count(B) == 1; }));
-    EXPECT_EQ((Ids{A, B}), lThread.ids());
-    lThread.stop(1, 0);
-    EXPECT_EQ(Post::STOPPED, lThread.tryPost(SimpleMsg(A)));
-    EXPECT_EQ(Post::NOT_STARTED, MsgDrivenThread(4, 4, "idle", 0).tryPost(SimpleMsg(A)));
 }
 
 TEST(MsgDrivenThread, GivesUpASendThatDoesNotBeginInTime)
@@ -158,7 +143,6 @@ TEST(MsgDrivenThread, TellsWhatBecameOfASend)
     lEnding.release();
     lEnding.stop(1, 0);
     EXPECT_EQ(Send::STOPPED, lEnding.trySend(SimpleMsg(A), 0));
-    EXPECT_EQ(Send::NOT_STARTED, MsgDrivenThread(4, 4, "idle", 0).trySend(SimpleMsg(A), 0));
 }
 
 TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
@@ -173,12 +157,8 @@ TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
     EXPECT_EQ(0, lpNoPipe->start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0)); // and ends at once
     EXPECT_EQ(0, lpNoPipe->waitTo(Thread::STAGE_DONE, longMs()));
     EXPECT_TRUE(lpNoPipe->leaveManagement());
-    auto const lpThread = lMake();
-    EXPECT_EQ(Start::REFUSED, lpThread->tryStart(nullptr, lOptions));
-    ASSERT_EQ(Start::DONE, lpThread->tryStart(&lRecorder, lOptions));
-    EXPECT_EQ(Start::STARTED_ONCE, lpThread->tryStart(&lRecorder, lOptions));
-    EXPECT_EQ(0, lpThread->stop(1, 0));
-    EXPECT_TRUE(lpThread->leaveManagement());
+    EXPECT_EQ(Start::STARTED_ONCE, lpNoPipe->tryStart(&lRecorder, lOptions));
+    EXPECT_EQ(Start::REFUSED, lMake()->tryStart(nullptr, lOptions));
 }
 
 // 256 control records fit beside a data queue of no use to them; then everything is refused, and nothing is lost.
@@ -264,33 +244,6 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     EXPECT_TRUE(lThread.getResult(&lResult));
     EXPECT_EQ(~0U, lResult);
     EXPECT_FALSE(lThread.sendMsgSync(A));
-}
-
-// A write that reports an error, though the loop has woken meanwhile and has served the record.
-TEST(MsgDrivenThread, FailedWriteOfAServedRecordIsNoFailure)
-{
-    static TestThread* spThread;
-    QuietLog const lQuiet;
-    TestThread lThread;
-    spThread = &lThread;
-    std::function<bool()> const SENDS[] = {[&] { return lThread.postMsg(A); }, [&] { return lThread.sendMsgSync(A); },
-                                           [&] { return lThread.sendMsgInterrupt(A); }};
-    for (auto const& lSend : SENDS)
-    {
-        ASSERT_TRUE(Peer::sleeps(lThread));
-        Replaced const lWrite(
-            &SystemCalls::mWrite,
-            +[](int nFd, void const* npBytes, std::size_t nSize) -> ssize_t
-            {
-                std::size_t const lHeard = spThread->ids().size();
-                EXPECT_EQ(static_cast<ssize_t>(nSize), ::write(nFd, npBytes, nSize));
-                EXPECT_TRUE(waitUntil([&] { return spThread->ids().size() > lHeard; }));
-                errno = EIO;
-                return -1;
-            });
-        EXPECT_TRUE(lSend());
-    }
-    EXPECT_EQ((Ids{A, A, A}), lThread.ids());
 }
 
 TEST(MsgDrivenThread, NothingIsWrittenToAnAwakeLoop)
@@ -422,20 +375,6 @@ TEST(MsgDrivenThread, HeadThatCannotBeDispatchedIsTriedAgainWithItsLike)
     EXPECT_EQ(1U, lLog.count("Error. MsgId:0x00000002")); // the next head
     EXPECT_TRUE(Peer::sleeps(lThread));
     EXPECT_LE(lReads.calls(), 4);
-}
-
-TEST(MsgDrivenThread, WatchBeginsWhileTheThreadIsAwake)
-{
-    ThreadManager& lManager = *ThreadManager::get();
-    TestThread lThread;
-    lThread.mRecorder.on(A, [&](int) { EXPECT_TRUE(lManager.isWatchingWatchdog(0)); });
-    ASSERT_TRUE(lThread.hold());
-    EXPECT_TRUE(lManager.entryWatchdog(1000000, nullptr, lThread.getId()));
-    EXPECT_FALSE(lManager.isWatchingWatchdog(lThread.getId()));
-    EXPECT_TRUE(lThread.postMsg(A));
-    lThread.release();
-    EXPECT_TRUE(lThread.fence());
-    EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lThread.getId()); })); // it waits
 }
 
 TEST(MsgDrivenThread, NobodyStandsBehindAnothersWait)

@@ -70,8 +70,8 @@ public:
 class TestTimer : public SharedTimer
 {
 public:
-    explicit TestTimer(int nUseWatchdog = 0)
-        : SharedTimer(nUseWatchdog, 60000, nullptr, 8, "under test")
+    TestTimer()
+        : SharedTimer(0, 0, nullptr, 8, "under test")
     {
         ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet the faults
     }
@@ -173,7 +173,8 @@ TEST(SharedTimer, RefusedStopLeavesWhoWaits)
 TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
 {
     LogCapture lLog;
-    SharedTimer lTimer(0, 0, nullptr, 2, "small");
+    SharedTimer lTimer(1, 1000000, nullptr, 2, "small");
+    EXPECT_TRUE(ThreadManager::get()->isRegisteredWatchdog(lTimer.getId()));
     Array<int, int const&> lIds(2);
     EXPECT_EQ("yy", said({lIds.insertAt(0, 77), lIds.insertAt(1, 78)})); // which go
     lLog.clear();
@@ -437,7 +438,8 @@ TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
     ThreadManager& lManager = *ThreadManager::get();
     Probe lProbe;
     lProbe.mAction = [&](int) { EXPECT_TRUE(lManager.isWatchingWatchdog(0)); };
-    TestTimer lTimer(1);
+    TestTimer lTimer;
+    EXPECT_TRUE(lManager.entryWatchdog(1000000, nullptr, lTimer.getId()));
     EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lProbe, 1, 1)));
     EXPECT_EQ(1U, lProbe.mCalls);
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); }));

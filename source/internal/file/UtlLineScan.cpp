@@ -53,17 +53,18 @@ int LineScan::takeUsual(LinePart& nPart)
         }
         unsigned char const* const lpFrom = mReader.at(mReader.position());
         unsigned char const* const lpEnd = mReader.at(mReader.end());
-        UsualLine const lLine = usualLine<true>(mTextType, lpFrom, lpEnd, mReader.room());
-        if (isLikely(lLine.mText.mpText != nullptr && lLine.mText.mLength <= mRoom))
+        Piece lText;
+        unsigned char const* const lpBehind = walkUsualLine<true>(mTextType, lpFrom, lpEnd, mReader.room(), lText);
+        if (isLikely(lText.mpText != nullptr && lText.mLength <= mRoom))
         {
-            nPart.mLength = lLine.mText.mLength;
-            nPart.mSize = lLine.mpEnd - lpFrom;
-            nPart.mEolSize = nPart.mSize - lLine.mText.mSrcBytes;
-            std::memcpy(mpText, lLine.mText.mpText, nPart.mLength);
+            nPart.mLength = lText.mLength;
+            nPart.mSize = lpBehind - lpFrom;
+            nPart.mEolSize = nPart.mSize - lText.mSrcBytes;
+            std::memcpy(mpText, lText.mpText, nPart.mLength);
             mReader.moveTo(mReader.position() + nPart.mSize); // within the window
             return 1;
         }
-        lIsCut = lLine.mText.mpText == nullptr && lpEnd - lLine.mpEnd < std::ptrdiff_t{LOOKAHEAD};
+        lIsCut = lText.mpText == nullptr && lpEnd - lpBehind < std::ptrdiff_t{LOOKAHEAD};
     }
     return 0;
 }

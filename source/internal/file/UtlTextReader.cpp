@@ -170,15 +170,15 @@ int TextReader::require(unsigned int nCount)
 bool TextReader::takeUsualLine(int nTextType, unsigned int nDstSize, Piece& nText)
 {
     unsigned char const* const lpFrom = at(position());
-    UsualLine const lLine = usualLine<false>(nTextType, lpFrom, at(end()), mAhead.window().mText);
-    nText = lLine.mText;
+    unsigned char const* const lpBehind =
+        walkUsualLine<false>(nTextType, lpFrom, at(end()), mAhead.window().mText, nText);
     unsigned int const lTerminator = isUtf16(nTextType) ? 2 : 1;
     if (nText.mpText == nullptr || nText.mSrcBytes >= FILE_TEXT_CHUNK_MAX || nDstSize < nText.mSrcBytes + lTerminator ||
         nDstSize <= nText.mLength)
     {
         return false;
     }
-    mAhead.setHere(position() + (lLine.mpEnd - lpFrom));
+    mAhead.setHere(position() + (lpBehind - lpFrom));
     return true;
 }
 

@@ -85,13 +85,14 @@ struct Piece
     unsigned int mLength = 0;     // of it, up to the first NUL
     unsigned int mSize = 0;       // of all that was converted, with a terminator
     unsigned int mSrcBytes = 0;   // of the file, without a line end
-};
 
-/// A line that is whole in the window, or why it is not a usual one.
-struct UsualLine
-{
-    Piece mText;                // no text for an unusual line
-    unsigned char const* mpEnd; // behind the line end; of an unusual line where the walk stopped
+    void set(char const* npText, unsigned int nLength, unsigned int nSrcBytes)
+    {
+        mpText = npText;
+        mLength = nLength;
+        mSize = nLength + 1;
+        mSrcBytes = nSrcBytes;
+    }
 };
 
 /// Where a walk over a usual line stopped.
@@ -167,87 +168,165 @@ inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* n
     return {npAt, npText, false};
 }
 
+/// A machine word of units, to be looked at together.
+template <bool IS_BIG_ENDIAN>
+class UnitWord
+{
+public:
+    static constexpr std::ptrdiff_t SIZE = sizeof(std::uintptr_t);
+
+    explicit UnitWord(unsigned char const* npUnits)
+    {
+        std::memcpy(&mUnits, npUnits, sizeof(mUnits));
+        if (IS_REVERSED)
+        {
+            mUnits = reversed(mUnits);
+        }
+        for (unsigned int lIndex = 0; lIndex < COUNT; ++lIndex)
+        {
+            mHeads[lIndex] = usualHead(unit(lIndex));
+        }
+    }
+
+    /// Whether all are usual and above LF.
+    bool isText() const
+    {
+        std::uint32_t lUsual = IS_USUAL;
+        for (std::uint32_t lHead : mHeads)
+        {
+            lUsual &= lHead;
+        }
+        return lUsual != 0 && ((mUnits - EVERY * (LF + 1)) & ~mUnits & EVERY * 0x8000) == 0;
+    }
+
+    /// Stores all of isText(), and a byte that does not count. Result: behind them.
+    char* store(char* npText) const
+    {
+        for (unsigned int lIndex = 0; lIndex < COUNT; ++lIndex)
+        {
+            npText = storeUsualUnit(npText, unit(lIndex), mHeads[lIndex]);
+        }
+        return npText;
+    }
+
+private:
+    static constexpr unsigned int COUNT = SIZE / 2;
+    static constexpr unsigned int LF = '\n';
+    static constexpr std::uintptr_t EVERY = ~std::uintptr_t(0) / 0xFFFF; // 1 in the place of each unit
+    static constexpr bool IS_REVERSED = IS_BIG_ENDIAN != (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);
+
+    static std::uint64_t reversed(std::uint64_t nUnits) { return __builtin_bswap64(nUnits); }
+    static std::uint32_t reversed(std::uint32_t nUnits) { return __builtin_bswap32(nUnits); }
+
+    /// The first unit is the lowest in a little-endian word, whichever the machine's order is, and else the highest.
+    unsigned int unit(unsigned int nIndex) const
+    {
+        return static_cast<unsigned int>(mUnits >> 16 * (IS_BIG_ENDIAN ? COUNT - 1 - nIndex : nIndex)) & 0xFFFFU;
+    }
+
+    std::uintptr_t mUnits;
+    std::uint32_t mHeads[COUNT];
+};
+
 /// IS_STRICT: a surrogate is not usual.
 template <bool IS_BIG_ENDIAN, bool IS_STRICT>
 UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
 {
+    using Word = UnitWord<IS_BIG_ENDIAN>;
     unsigned char const* const lpEnd = npEnd - (npEnd - npAt) % 2;
     while (npAt != lpEnd)
     {
-        unsigned int const lUnit = unitAt<IS_BIG_ENDIAN>(npAt);
-        unsigned int lSize = usualUnitSize(lUnit);
-        if (isLikely(lSize != 0 && lUnit > '\n'))
+        while (lpEnd - npAt >= Word::SIZE)
         {
-            storeUsualUnit(npText, lUnit, lSize);
+            Word const lWord(npAt);
+            if (!isLikely(lWord.isText()))
+            {
+                break;
+            }
+            npText = lWord.store(npText);
+            npAt += Word::SIZE;
         }
-        else if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE || (IS_STRICT && isSurrogate(lUnit)))
+        // The word that is not, a unit at a time.
+        for (unsigned char const* const lpStop = npAt + std::min(Word::SIZE, lpEnd - npAt); npAt != lpStop; npAt += 2)
         {
-            return {npAt, npText, lUnit == '\n'};
+            unsigned int const lUnit = loadUnit<IS_BIG_ENDIAN>(npAt);
+            std::uint32_t const lHead = usualHead(lUnit);
+            if (isLikely(lHead != 0 && lUnit > '\n'))
+            {
+                npText = storeUsualUnit(npText, lUnit, lHead);
+            }
+            else if (lUnit == '\n' || lUnit == 0 || lUnit == 0xFEFF || lUnit == 0xFFFE ||
+                     (IS_STRICT && isSurrogate(lUnit)))
+            {
+                return {npAt, npText, lUnit == '\n'};
+            }
+            else
+            {
+                storeUtf8(npText, lUnit, utf8Size(lUnit));
+                npText += utf8Size(lUnit);
+            }
         }
-        else
-        {
-            lSize = utf8Size(lUnit);
-            storeUtf8(npText, lUnit, lSize);
-        }
-        npText += lSize;
-        npAt += 2;
     }
     return {npAt, npText, false};
 }
 
 /// IS_STRICT: surrogates and codes above U+10FFFF are not usual, and a mark is text anywhere.
 template <bool IS_STRICT>
-UsualLine usualUtf8(unsigned char const* npFrom, unsigned char const* npEnd)
+unsigned char const* walkUsualUtf8(unsigned char const* npFrom, unsigned char const* npEnd, Piece& nText)
 {
     unsigned char const* const lpLf =
         IS_STRICT ? strictlyWellFormedLineEnd(npFrom, npEnd) : wellFormedLineEnd(npFrom, npEnd);
     if (lpLf == npEnd || *lpLf != '\n')
     {
-        return {{}, lpLf};
+        return lpLf;
     }
     char const* const lpText = reinterpret_cast<char const*>(npFrom);
     unsigned int const lWalked = static_cast<unsigned int>(lpLf - npFrom);
     unsigned int const lSrcBytes = lWalked - trailingCrs(lpText, lpText + lWalked);
     if (!IS_STRICT && lSrcBytes >= 3 && isMark(npFrom + lSrcBytes - 3)) // does not end a run of CR
     {
-        return {{}, lpLf};
+        return lpLf;
     }
     unsigned int const lMark = !IS_STRICT && lSrcBytes >= 3 && isMark(npFrom) ? 3 : 0;
-    return {{lpText + lMark, lSrcBytes - lMark, lSrcBytes - lMark + 1, lSrcBytes}, lpLf + 1};
+    nText.set(lpText + lMark, lSrcBytes - lMark, lSrcBytes);
+    return lpLf + 1;
 }
 
 template <unsigned int UNIT, class Walk>
-UsualLine usualConverted(unsigned char const* npFrom, unsigned char const* npEnd, char* npText, Walk nWalk)
+unsigned char const* walkUsualConverted(unsigned char const* npFrom, unsigned char const* npEnd, char* npText,
+                                        Walk nWalk, Piece& nText)
 {
     UsualWalk const lWalk = nWalk(npFrom, std::min(npEnd, npFrom + FILE_TEXT_CHUNK_MAX), npText);
     if (!lWalk.mIsLf)
     {
-        return {{}, lWalk.mpStop};
+        return lWalk.mpStop;
     }
     unsigned int const lWalked = static_cast<unsigned int>(lWalk.mpStop - npFrom);
     unsigned int const lCrs = trailingCrs(npText, lWalk.mpTextEnd);
-    unsigned int const lLength = static_cast<unsigned int>(lWalk.mpTextEnd - npText) - lCrs;
-    return {{npText, lLength, lLength + 1, lWalked - UNIT * lCrs}, lWalk.mpStop + UNIT};
+    nText.set(npText, static_cast<unsigned int>(lWalk.mpTextEnd - npText) - lCrs, lWalked - UNIT * lCrs);
+    return lWalk.mpStop + UNIT;
 }
 
-/// The line from npFrom if it is usual: whole before npEnd, nothing malformed, no NUL, no byte-order mark but one in
-/// front of UTF-8 or, with IS_STRICT, anywhere in UTF-8.
-/// npRoom: FileWindow::mText, for what has to be converted.
+/// Walks the line from npFrom if it is usual: whole before npEnd, nothing malformed, no NUL, no byte-order mark but one
+/// in front of UTF-8 or, with IS_STRICT, anywhere in UTF-8.
+/// npRoom: FileWindow::mText, for what has to be converted. nText: not changed by an unusual line.
+/// Result: behind the line end; of an unusual line where the walk stopped.
 template <bool IS_STRICT>
-UsualLine usualLine(int nTextType, unsigned char const* npFrom, unsigned char const* npEnd, char* npRoom)
+unsigned char const* walkUsualLine(int nTextType, unsigned char const* npFrom, unsigned char const* npEnd, char* npRoom,
+                                   Piece& nText)
 {
     switch (nTextType)
     {
     case FILE_TEXT_UTF8:
-        return usualUtf8<IS_STRICT>(npFrom, npEnd);
+        return walkUsualUtf8<IS_STRICT>(npFrom, npEnd, nText);
     case FILE_TEXT_SJIS:
-        return usualConverted<1>(npFrom, npEnd, npRoom, walkUsualSjis);
+        return walkUsualConverted<1>(npFrom, npEnd, npRoom, walkUsualSjis, nText);
     case FILE_TEXT_UTF16_BE:
-        return usualConverted<2>(npFrom, npEnd, npRoom, walkUsualUtf16<true, IS_STRICT>);
+        return walkUsualConverted<2>(npFrom, npEnd, npRoom, walkUsualUtf16<true, IS_STRICT>, nText);
     case FILE_TEXT_UTF16_LE:
-        return usualConverted<2>(npFrom, npEnd, npRoom, walkUsualUtf16<false, IS_STRICT>);
+        return walkUsualConverted<2>(npFrom, npEnd, npRoom, walkUsualUtf16<false, IS_STRICT>, nText);
     default:
-        return {{}, npFrom};
+        return npFrom;
     }
 }
 

@@ -55,13 +55,12 @@ public:
         while (lpEnd <= lpLast)
         {
             unsigned int const lUnit = *lpUnit;
-            unsigned int const lSize = usualUnitSize(lUnit);
-            if (!isLikely(lSize != 0) || !isLikely(lUnit != 0))
+            std::uint32_t const lHead = usualHead(lUnit);
+            if (!isLikely(lHead != 0) || !isLikely(lUnit != 0))
             {
                 break;
             }
-            storeUsualUnit(lpEnd, lUnit, lSize);
-            lpEnd += lSize;
+            lpEnd = storeUsualUnit(lpEnd, lUnit, lHead);
             ++lpUnit;
         }
         npUnits = lpUnit;

@@ -147,7 +147,7 @@ inline unsigned int utf8Size(unsigned int nUnit)
 }
 
 /// The bytes of a unit from 0x800, the first one lowest.
-inline unsigned int threeBytesOf(unsigned int nUnit)
+constexpr unsigned int threeBytesOf(unsigned int nUnit)
 {
     return 0x8080E0U | nUnit >> 12 | (nUnit << 2 & 0x3F00U) | (nUnit << 16 & 0x3F0000U);
 }
@@ -193,40 +193,52 @@ unsigned int unitAt(unsigned char const* npBytes)
     return IS_BIG_ENDIAN ? npBytes[0] * 256U + npBytes[1] : npBytes[1] * 256U + npBytes[0];
 }
 
-/// By the upper eleven bits of a UTF-16 unit: its bytes in UTF-8 if it is ASCII or needs three; 0 for any other unit,
-/// for surrogates and for the 32 beside each byte-order mark.
-struct UsualUnitSizes
+/// What the 64 units of the same upper ten bits have in common.
+struct UnitHeads
 {
-    unsigned char mSizes[2048];
+    // The UTF-8 of the first of them, its first byte lowest, the bit IS_USUAL set; on top how far to shift the low six
+    // bits of a unit. 0 for surrogates and for the 64 beside each byte-order mark.
+    std::uint32_t mHeads[1024];
 };
 
-constexpr UsualUnitSizes makeUsualUnitSizes()
+constexpr std::uint32_t IS_USUAL = 0x800000; // of a third byte, or of none
+
+constexpr UnitHeads makeUnitHeads()
 {
-    UsualUnitSizes lSizes{};
-    for (unsigned int lIndex = 0; lIndex < 2048; ++lIndex)
+    UnitHeads lHeads{};
+    for (unsigned int lIndex = 0; lIndex < 1024; ++lIndex)
     {
-        bool const lIsNearMark = lIndex == 0xFEFF >> 5 || lIndex == 0xFFFE >> 5;
-        bool const lIsSurrogate = lIndex >= 0xD800 >> 5 && lIndex <= 0xDFFF >> 5;
-        lSizes.mSizes[lIndex] = lIndex < 0x80 >> 5 ? 1 : lIndex < 0x800 >> 5 || lIsNearMark || lIsSurrogate ? 0 : 3;
+        unsigned int const lUnit = lIndex << 6;
+        bool const lIsNearMark = lIndex == 0xFEFF >> 6 || lIndex == 0xFFFE >> 6;
+        bool const lIsSurrogate = lUnit >= 0xD800 && lUnit <= 0xDFFF;
+        std::uint32_t const lHead = lUnit < 0x80    ? lUnit
+                                    : lUnit < 0x800 ? 8U << 24 | 0x80C0U | lUnit >> 6
+                                                    : 16U << 24 | threeBytesOf(lUnit);
+        lHeads.mHeads[lIndex] = lIsNearMark || lIsSurrogate ? 0 : IS_USUAL | lHead;
     }
-    return lSizes;
+    return lHeads;
 }
 
-inline constexpr UsualUnitSizes USUAL_UNIT_SIZES = makeUsualUnitSizes();
+inline constexpr UnitHeads UNIT_HEADS = makeUnitHeads();
 
-/// Result: bytes of the unit in UTF-8; 0 if storeUsualUnit() is not for it.
-inline unsigned int usualUnitSize(unsigned int nUnit)
+/// Result: 0 if the unit is not for storeUsualUnit().
+inline std::uint32_t usualHead(unsigned int nUnit)
 {
-    return USUAL_UNIT_SIZES.mSizes[nUnit >> 5];
+    return UNIT_HEADS.mHeads[nUnit >> 6];
 }
 
-/// Stores four bytes, of which the first nSize are those of the unit. Without a branch: text changes between letters
-/// and kanji too often to foretell.
-inline void storeUsualUnit(char* npDst, unsigned int nUnit, unsigned int nSize)
+/// Bytes of the unit in UTF-8. nHead: usualHead() of it, not 0.
+inline unsigned int usualSize(std::uint32_t nHead)
 {
-    unsigned int const lTails = ((nUnit & 0xFFFU) * 0x10004U & 0x3F3F00U) | 0x808000U;
-    unsigned int const lIsThree = 0U - (nSize >> 1); // all bits or none
-    storeFour(npDst, lTails | nUnit >> 12 | (0xE0U & lIsThree) | (nUnit & ~lIsThree));
+    return (nHead >> 27) + 1;
+}
+
+/// Stores four bytes, of which the first are those of the unit. Without a branch: text changes between letters and
+/// kanji too often to foretell. Result: behind the unit's bytes.
+inline char* storeUsualUnit(char* npDst, unsigned int nUnit, std::uint32_t nHead)
+{
+    storeFour(npDst, nHead | (nUnit & 0x3FU) << (nHead >> 24));
+    return npDst + usualSize(nHead);
 }
 
 /// Walks well-formed characters, a machine word at a time where they are ASCII or usual ones of three bytes.

@@ -456,7 +456,7 @@ internal::WatchdogJudge* ThreadWatchdog::beginJudgement()
         lpJudge->rest();
         return nullptr;
     }
-    lpJudge->begin(mIntervalMs);
+    lpJudge->begin(mIntervalMs, mTimerId);
     return lpJudge;
 }
 

@@ -126,7 +126,7 @@ struct Slow : WatchdogTimerListener, WatchdogVerdictListener
     std::atomic<int> mStopped{0};
 };
 
-TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutVerdictsArePauses)
+TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutBeatsArePauses)
 {
     Slow lSlow;
     ThreadWatchdog lWatchdog(4);
@@ -142,6 +142,11 @@ TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutVerdictsArePauses)
     lWatchdog.setVerdictListener(&lSlow);
     lWatchdog.keepAlive(StatementInfo::INVALID);
     EXPECT_TRUE(waitUntil([&] { return lSlow.mHung == 2; }));
+    ASSERT_TRUE(lWatchdog.setWatchInterval(0));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // without a beat
+    lWatchdog.keepAlive(StatementInfo::INVALID);
+    ASSERT_TRUE(lWatchdog.setWatchInterval(10));
+    EXPECT_TRUE(waitUntil([&] { return lSlow.mHung == 3; }));
     EXPECT_EQ(0, lSlow.mStopped);
     lWatchdog.shutdown();
 }

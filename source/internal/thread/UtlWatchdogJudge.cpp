@@ -142,18 +142,19 @@ void WatchdogJudge::forget(Suspect& nSuspect)
     nSuspect.mLateStoppedNs = mLateStoppedBeforeNs;
 }
 
-void WatchdogJudge::begin(unsigned int nBeatMs)
+void WatchdogJudge::begin(unsigned int nBeatMs, int nTimerId)
 {
     long long const lBeatNs = nBeatMs * NS_IN_MS;
     mLateStoppedBeforeNs = mLateStoppedNs;
     ThreadSample const lOwn = mOwnProbe.take(ThreadManager::getCallerId());
     long long const lProcessNs = ThreadProbe::processNs();
     long long const lLateNs = lOwn.mTakenNs - mEndNs - tolerated(lBeatNs);
-    if (mEndNs != 0 && lBeatNs == mBeatNs && lLateNs > 0 && wasStopped(lOwn, lProcessNs, lLateNs))
+    if (mEndNs != 0 && nTimerId == mTimerId && lLateNs > 0 && wasStopped(lOwn, lProcessNs, lLateNs))
     {
         mLateStoppedNs += lLateNs;
     }
     mBeatNs = lBeatNs;
+    mTimerId = nTimerId;
     mOwnLast = lOwn;
     mProcessLastNs = lProcessNs;
     std::for_each(mpSuspects.get(), mpSuspects.get() + mMaxThreads, [](Suspect& nOne) { nOne.mIsSeen = false; });

@@ -66,7 +66,8 @@ public:
 
     explicit WatchdogJudge(unsigned int nMaxThreads);
 
-    void begin(unsigned int nBeatMs);
+    /// nTimerId: whose beat it is. The first one of another timer is not late, whatever time has passed.
+    void begin(unsigned int nBeatMs, int nTimerId);
     void see(Watched const& nWatched);
     unsigned int maxThreads() const { return mMaxThreads; }
 
@@ -105,6 +106,7 @@ private:
     long long mProcessLastNs = 0;
     long long mEndNs = 0; // of the last beat; 0: none
     long long mBeatNs = 0;
+    int mTimerId = -1;
     long long mLateStoppedNs = 0;
     long long mLateStoppedBeforeNs = 0; // until the last beat
 };

@@ -1,4 +1,4 @@
-// Classes and folds beside the plain scan of all rows, and beside what comes nearest in ICU where it is installed: the
+// Classes and folds beside the plain scan of all rows, and beside what comes nearest in ICU if it is installed: the
 // normaliser and the case map on UTF-8, the transliterators on UTF-16, without the way there and back.
 //
 // "checked" is foldText() beside convertAttrib(). One item is one character of the source text.

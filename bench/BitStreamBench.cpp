@@ -12,7 +12,7 @@ namespace
 unsigned int const RUN = 4096; // bytes
 unsigned int const SHIFT = 3;  // bits off the boundary
 
-// Far from each other in their low address bits: where those are alike, processors stall now and then, and that
+// Far from each other in their low address bits: if those are alike, processors stall now and then, and that
 // would drown the rest.
 struct Buffers
 {

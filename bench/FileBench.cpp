@@ -2,7 +2,7 @@
 // Lines beside readLine(); a key that stands at the end of them, beside read() with memmem(); a copy of 100 MB beside a
 // plain loop; a directory of 10,000 entries beside readdir(). Then the system calls that a line costs, read or logged.
 //
-// The files are in memory where the machine has /dev/shm: the medium is not what is measured.
+// The files are in memory if the machine has /dev/shm: the medium is not what is measured.
 #include "UtlApplog.h"
 #include "UtlCharSet.h"
 #include "UtlFile.h"

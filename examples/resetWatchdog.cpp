@@ -1,6 +1,6 @@
 // What the watchdog finds, told to somebody who can reset: systemd by NOTIFY_SOCKET, or the hardware by /dev/watchdog.
-// Both are petted from the beat that has looked at all threads, and no more once one of them hangs. This program tries both
-// on itself, with a socket and a file of its own.
+// Both are petted from the beat that has looked at all threads, and no more once one of them hangs. This program tries
+// both on itself, with a socket and a file of its own.
 #include <UtlMsgDrivenThread.h>
 #include <UtlThreadManager.h>
 #include <UtlWatchdogVerdict.h>

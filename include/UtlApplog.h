@@ -14,7 +14,7 @@ constexpr int DEFAULT_LOG_TYPE = -1;
 /// The type of this library's own messages; its prefix is "<UTIL> ".
 constexpr int UTL_LOG_TYPE = -2;
 
-// Levels. Where one is passed in, every other value, a negative one included, counts as LOG_LEVEL_DEBUG.
+// Levels. Any other value that is passed in, a negative one included, counts as LOG_LEVEL_DEBUG.
 constexpr int LOG_LEVEL_NONE = 0;         ///< As a filter: nothing passes. As the level of a line: it is not written.
 constexpr int LOG_LEVEL_ERROR = 1;        ///< "ERR: "
 constexpr int LOG_LEVEL_WARNING = 2;      ///< "WRN: "
@@ -39,11 +39,11 @@ constexpr unsigned int LOG_SINK_ERROR = 8;    ///< Standard error.
 ///     extern "C" void BinaryLogWrite(int, char const* npText, unsigned int nLength);
 ///
 /// which the process may define, in itself or in one of its shared libraries; without it there is no binary log.
-/// Caution: one that is defined without extern "C" or hidden is not found, nor one in a library that is loaded later or
-/// that the linker leaves out as not needed, and nothing says so.
+/// Caution: nothing says so if it is not found: without extern "C", if it is hidden, or in a library that is loaded
+/// later or that the linker leaves out as not needed.
 ///
-/// Levels 1 and 2 are on their way when the call returns: standard output is flushed behind them, so that they, and what
-/// came before, survive an abort(). Lines of other levels stay in the stream's buffer until that is full.
+/// Levels 1 and 2 are on their way when the call returns: standard output is flushed behind them, so that they, and
+/// what came before, survive an abort(). Lines of other levels stay in the stream's buffer until that is full.
 ///
 /// A console that takes nothing, a stopped terminal or a pipe that nobody reads, is waited for once, at most a second.
 /// After that, lines are dropped at once, until the console takes something again; then
@@ -56,10 +56,10 @@ constexpr unsigned int LOG_SINK_ERROR = 8;    ///< Standard error.
 /// Signals:  no.
 /// Forks:    the child logs on, whatever threads of the parent were doing. To that end fork() waits until no other
 ///           thread is inside a sink, at most about a second.
-/// Caution: what the console's buffer holds at the fork is in both processes, and comes out again when the child logs an
-/// error or a warning, or ends by exit(); call fflush(stdout) before fork().
-/// Blocking: for a caller's file and the binary log as long as they do; for a console at most a second. The system log is
-///           a datagram to its daemon. Locks: leaves, held for the look at the table, for the stamp and for one sink
+/// Caution: what the console's buffer holds at the fork is in both processes, and comes out again when the child logs
+/// an error or a warning, or ends by exit(); call fflush(stdout) before fork().
+/// Blocking: for a caller's file and the binary log as long as they do; for a console at most a second. The system log
+///           is a datagram to its daemon. Locks: leaves, held for the look at the table, for the stamp and for one sink
 ///           call; none while a caller's file is written.
 /// Caution: BinaryLogWrite is called under the log's lock: it must not wait for a thread that logs, nor call
 /// ThreadManager's registration, which logs under a lock of its own.
@@ -83,8 +83,8 @@ UTL_API void rawlog(int nType, int nLevel, char const* npFormat, ...) UTL_PRINTF
 
 /// The same two, which also write to a file as text, before it goes to standard output, the same bytes but for the
 /// percent signs of the caution above.
-/// Caution: the cut of a long line may fall inside a character. A caller's file of type UTF-16 then gets the line up to there, without
-/// "..." and without a line end; log long Japanese texts in pieces.
+/// Caution: the cut of a long line may fall inside a character. A caller's file of type UTF-16 then gets the line up to
+/// there, without "..." and without a line end; log long Japanese texts in pieces.
 /// npFile: not owned, neither opened, closed nor flushed; one thread at a time uses it. Null: as without it.
 UTL_SHARP_EDGE("keep lines to a UTF-16 file below 253 bytes")
 UTL_API void applog(int nType, int nLevel, utl::File* npFile, char const* npFormat, ...) UTL_PRINTF(4, 5);
@@ -104,7 +104,7 @@ UTL_API void setAllFilterLevel(int nLevel);
 /// Sets the filter of one type; an unknown one changes nothing.
 UTL_API void setFilterLevel(int nType, int nLevel);
 
-/// Result: the filter of the type, LOG_LEVEL_UNKNOWN_TYPE where it is unknown.
+/// Result: the filter of the type, LOG_LEVEL_UNKNOWN_TYPE if it is unknown.
 /// Caution: lines of an unknown type follow the filter of DEFAULT_LOG_TYPE, which this does not tell; ask for that.
 UTL_API int getFilterLevel(int nType);
 

@@ -17,8 +17,7 @@ namespace utl
 namespace internal
 {
 
-/// A block of constructed elements by array-new; null for 0. More than 4 GiB fails in the allocator everywhere,
-/// as it does where addresses have 32 bits.
+/// A block of constructed elements by array-new; null for 0. More than 4 GiB fails in the allocator, on 64 bits too.
 template <class T>
 T* newBlock(unsigned int nCount)
 {
@@ -77,8 +76,8 @@ void assignBackward(T* npTarget, S* npSource, unsigned int nCount)
 ///
 /// Results:  false leaves the array as it was. Nothing is logged.
 /// Errors:   exceptions of the allocator and of the elements pass through. An assignment that throws leaves elements
-///           doubled. In a change of the capacity, one that throws leaves an empty array of the new capacity; a constructor
-///           or an allocator that throws leaves one without a block, see resizeMax().
+///           doubled. In a change of the capacity, one that throws leaves an empty array of the new capacity; a
+///           constructor or an allocator that throws leaves one without a block, see resizeMax().
 /// Threads:  no lock; the owner guards every access.
 /// Signals:  only to read what is not being changed.
 /// Forks:    the child has a copy of its own.
@@ -88,8 +87,8 @@ class Array
 {
 public:
     /// nMaxSize: elements, 0 for no block. nExpandMode: 1 lets insertAt() and copy() enlarge the array, by exactly
-    /// what they need; any other value fixes the capacity. So n appends to a full array copy n * n / 2 elements: make room
-    /// with resizeMax() first.
+    /// what they need; any other value fixes the capacity. So n appends to a full array copy n * n / 2 elements: make
+    /// room with resizeMax() first.
     explicit Array(unsigned int nMaxSize, int nExpandMode = 0)
         : mpData(internal::newBlock<T>(nMaxSize)),
           mSize(0),
@@ -127,8 +126,9 @@ public:
     /// Makes the capacity exactly nNewMax. Elements beyond it are lost without a word; an equal capacity touches
     /// nothing. Allocates twice, so not for a message path.
     ///
-    /// Caution: when the allocator fails, or the constructor of an element throws, the contents are gone, the capacity already reads nNewMax and size() is
-    /// the old one, but at() gives null; resizeMax() to a different capacity makes the array whole again.
+    /// Caution: when the allocator fails, or the constructor of an element throws, the contents are gone, the capacity
+    /// already reads nNewMax and size() is the old one, but at() gives null; resizeMax() to a different capacity makes
+    /// the array whole again.
     bool resizeMax(unsigned int nNewMax)
     {
         if (nNewMax == mMaxSize)

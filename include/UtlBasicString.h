@@ -20,7 +20,7 @@ namespace utl
 /// Signals:   only to read what is not being changed.
 /// Forks:     the child has a copy of its own.
 /// Blocking:  never, but for replace().
-/// Errors:    nothing is logged. Where memory runs out the allocator's exception passes through, nothing changed.
+/// Errors:    nothing is logged. If memory runs out the allocator's exception passes through, nothing changed.
 template <class T>
 class BasicString
 {
@@ -55,12 +55,12 @@ public:
     /// Assigns the text; capacity as above, the expand mode stays.
     BasicString& operator=(BasicString const& nOther) { return *this = static_cast<T const*>(nOther.mpData); }
 
-    /// Appends, null meaning empty. Where room is short the capacity grows by the text's length plus 1.
+    /// Appends, null meaning empty. If room is short the capacity grows by the text's length plus 1.
     BasicString& operator+=(T const* npText);
 
     /// Sets the capacity in any expand mode, keeping the whole characters that fit. 0 and 1 empty the string and
     /// give its buffer back.
-    /// Result: false where a cut of malformed text finds no character's start: the string is then empty.
+    /// Result: false if a cut of malformed text finds no character's start: the string is then empty.
     bool resizeMax(unsigned int nMaxSize);
 
     /// Replaces the content by at most nMaxBytes bytes of a text (STR_ALL: all of it).

@@ -75,7 +75,7 @@ extern UTL_API CodeRow const (&ZEN_HANDAKUTEN_TBL)[2];
 
 // --- Class bits ---
 //
-// To be or-ed together. Where a text begins with blocks of several of them, the class that stands last here decides.
+// To be or-ed together. If a text begins with blocks of several of them, the class that stands last here decides.
 
 constexpr int CHAR_ATTRIB_NUL = 0x1; ///< the terminator, 1 byte
 
@@ -124,12 +124,12 @@ UTL_API T* findCodeTable(T const* npStr, DualType<T const*, wchar_t const*> cons
 /// Size of the block at the start of a text that belongs to one of the classes; STR_ERROR for none and for null.
 ///
 /// Caution: of several classes the one with the highest bit decides, not the longest block: "ab" is a block of 1 byte
-/// for HAN_HEX | LOWER_HAN_HEX. Ask for one class at a time where the length matters.
+/// for HAN_HEX | LOWER_HAN_HEX. Ask for one class at a time if the length matters.
 template <class T>
 UTL_API unsigned int attribBlockSize(T const* npStr, int nAttrib);
 
 /// Whether a text is a sequence of such blocks; null counts as empty.
-/// Caution: an empty text is one only where nAttrib has CHAR_ATTRIB_NUL.
+/// Caution: an empty text is one only if nAttrib has CHAR_ATTRIB_NUL.
 template <class T>
 UTL_API bool isStrAttribBase(T const* npStr, int nAttrib);
 

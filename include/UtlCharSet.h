@@ -45,11 +45,11 @@ namespace utl
 /// convertChar...: the first character, without a terminator. Result: units stored. npConsumed may be null; it
 ///            receives the units taken from the source. A capacity of 0 asks for the size.
 /// Capacity:  nothing behind it is touched by a call that fails.
-/// Caution:   Shift-JIS from outside ends in two NUL bytes: a lead byte as the last byte takes one as its trail byte, and
-///            the convertStr functions from Shift-JIS then go on behind it.
+/// Caution:   Shift-JIS from outside ends in two NUL bytes: a lead byte as the last byte takes one as its trail byte,
+///            and the convertStr functions from Shift-JIS then go on behind it.
 /// Ownership: nothing is owned or kept; source and destination must not overlap.
 /// Threads:   any; no state, no lock, no heap, no log.
-/// Signals:   yes, but for wide text where the process brings its own converter.
+/// Signals:   yes, but for wide text if the process brings its own converter.
 /// Forks:     nothing to heed, with the same exception.
 /// Blocking:  never, with the same exception.
 
@@ -86,12 +86,12 @@ extern UTL_API Utf8ToSjis const UTF8_TO_SJIS[UTF8_TO_SJIS_COUNT];
 ///
 /// Result:  1 or 2 bytes.
 /// Caution: any other byte is stored whatever nDstSize says, 0 too; give a destination of one byte at least, or null.
-/// Caution: *npConsumed is 2 or 3 also where the terminator cuts the character off; check before stepping by it.
+/// Caution: *npConsumed is 2 or 3 even if the terminator cuts the character off; check before stepping by it.
 UTL_SHARP_EDGE("give a destination of one byte at least, and terminated text")
 UTL_API unsigned int convertCharFromUtf8ToSjis(char* npDst, unsigned int nDstSize, char const* npSrc,
                                                unsigned int* npConsumed);
 
-/// The same for a text. It ends at the terminator also where that cuts a character off.
+/// The same for a text. It ends at the terminator even if that cuts a character off.
 ///
 /// Caution: a character without a code becomes a NUL byte inside the result, and bytes outside the lead bytes above
 ///          (four-byte characters among them) pass as they are. The result counts them all.

@@ -61,7 +61,7 @@ extern UTL_API PairAttrib const (&HANKATA_HIRAGANA_PAIR)[89];   ///< half-width 
 /// before the call, or pass text that t_charlen() has passed.
 /// Caution: an empty text to be replaced matches everywhere. The two NODAKUON tables have one, so with nReverse 0 the
 /// first position that no earlier row matches, any full-width text for instance, is filled with voicing marks up to the
-/// capacity, and the result is STR_ERROR (at once where no capacity bounds it: a size query). Use these tables with
+/// capacity, and the result is STR_ERROR (at once if no capacity bounds it: a size query). Use these tables with
 /// nReverse 1 only, which takes the marks away, or on plain half-width kana that have a voiced form.
 template <class T>
 UTL_SHARP_EDGE("store a terminator before the call, and check the text with t_charlen() first")
@@ -87,7 +87,7 @@ UTL_API int compareStrNoCase(T const* npLeft, T const* npRight, unsigned int nCo
 ///
 /// Only <unsigned short, char> exists.
 ///
-/// npValue: written where the result is true.
+/// npValue: written if the result is true.
 /// nBase:   2 to 36; 0 lets the text choose: 16 after "0x", 8 after another leading 0, else 10.
 /// Result:  true if a number was read; what follows it is not looked at. False for nulls, other bases, a minus, no
 ///          digit, a value above 65535, and a text of too many bytes, before or after it is made half-width.

@@ -16,7 +16,7 @@ namespace utl
 ///            call that woke it has not returned yet.
 /// Locks:     one of its own, a leaf but for the log.
 /// Signals:   no.
-/// Forks:     the child has the flag but no waiters. Where there were any, destroying the event there waits for ever.
+/// Forks:     the child has the flag but no waiters. If there were any, destroying the event there waits for ever.
 /// Blocking:  the two waits; the others only for the lock.
 /// Time-outs: milliseconds on the monotonic clock; 0 means no limit.
 class UTL_API Event
@@ -36,7 +36,7 @@ public:
     bool isOn() const;  ///< The flag is up.
     bool isOff() const; ///< Not isOn(), on one-sided events too.
 
-    /// Waits until the flag is up, not at all where it is. Result: 0, TIMED_OUT or FAILED.
+    /// Waits until the flag is up, not at all if it is. Result: 0, TIMED_OUT or FAILED.
     ///
     /// With a limit, a wake-up that finds the flag down again is logged as a detail and waited on for the rest.
     /// Caution: without a limit the first wake-up ends the wait with 0, even if the flag is down again by then or the

@@ -74,20 +74,20 @@ using FileNames = Array<BasicString<char>, BasicString<char> const&>;
 /// Modes:     see setModes(), which a program calls first. By default writing, creating, copying and erasing open the
 ///            parent directory up (mode 0777) for the length of the operation and put its mode back, on failure too, if
 ///            the process may do so.
-/// Caution:   with the default modes two operations in one directory at a time may restore the wrong mode, and a process
-///            that is killed meanwhile leaves the directory open; use FILE_MODES_UMASK, or a lock.
+/// Caution:   with the default modes two operations in one directory at a time may restore the wrong mode, and a
+///            process that is killed meanwhile leaves the directory open; use FILE_MODES_UMASK, or a lock.
 /// Links:     symbolic links are followed, by recursive operations also out of the tree. A link to a directory above
-///            itself makes those fail where paths grow too long.
-/// Results:   false, -1 or FILE_ERROR for failure, with the reason in the log (type UTL_LOG_TYPE) where the system
+///            itself makes those fail if paths grow too long.
+/// Results:   false, -1 or FILE_ERROR for failure, with the reason in the log (type UTL_LOG_TYPE) if the system
 ///            refused. Nothing is retried, and a failed recursive operation leaves what it has done.
 /// Threads:   one at a time uses an object; copies share descriptor and position, and belong to one thread at a time
 ///            together. Static members: any thread.
 /// Signals:   no.
 /// Forks:     the child shares descriptor, position and lock: the file is free again when both have closed it. A
 ///            program that either of them executes does not get the descriptor.
-/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call, but for the fsync()
-///            and close() at the end, which may take long and go unreported; the first report of a process makes the
-///            registry of threads. open() and copy() of a FIFO wait for its other end, the
+/// Blocking:  as long as the device does, between two reports to the watchdog for nearly every call, but for the
+///            fsync() and close() at the end, which may take long and go unreported; the first report of a process
+///            makes the registry of threads. open() and copy() of a FIFO wait for its other end, the
 ///            questions and erase() do not. Paths and text take the StaticBuffer's lock for short spans, a watched
 ///            thread's report the watchdog's; no lock is held across a system call.
 class UTL_API File
@@ -124,7 +124,7 @@ public:
     //
     // npDst, nDstSize: the destination and its capacity, terminator included. Left as it was on failure.
     // npOut:           not null; in expand mode 1 it grows to what is needed.
-    // Result:          false also for a null or empty destination and where the part does not fit.
+    // Result:          false also for a null or empty destination and if the part does not fit.
 
     /// The last component: "b" for "a/b/", false for "/". nWithoutExtension: 1 cuts at the last dot.
     static bool extractFileName(char* npDst, unsigned int nDstSize, char const* npPath, int nWithoutExtension);
@@ -154,24 +154,25 @@ public:
 
     /// Chooses how this process treats modes; best the first line of main().
     ///
-    /// FILE_MODES_OPEN:  parents are opened up for the length of an operation, makeDirectories() opens every directory on
-    ///                   the way for good, and files are created with mode 0777, whatever the umask says.
-    /// FILE_MODES_UMASK: no mode of anything that exists is changed, except by changeParentAccessMode(), applyReadOnly(),
-    ///                   which then takes the write bits away, and liftReadOnly(), which gives the owner's back.
-    ///                   Directories are created with 0777 and files with 0666 less the umask, a copy with the
-    ///                   permissions of its source less the umask. Operations that need more rights than the process has
-    ///                   fail. write() then makes one system call where it made four.
-    /// Any other value counts as FILE_MODES_UMASK. Threads: any; operations under way may still go by the former choice.
+    /// FILE_MODES_OPEN:  parents are opened up for the length of an operation, makeDirectories() opens every directory
+    ///                   on the way for good, and files are created with mode 0777, whatever the umask says.
+    /// FILE_MODES_UMASK: no mode of anything that exists is changed, except by changeParentAccessMode(),
+    ///                   applyReadOnly(), which then takes the write bits away, and liftReadOnly(), which gives the
+    ///                   owner's back. Directories are created with 0777 and files with 0666 less the umask, a copy
+    ///                   with the permissions of its source less the umask. Operations that need more rights than the
+    ///                   process has fail. write() then makes one system call instead of four.
+    /// Any other value counts as FILE_MODES_UMASK.
+    /// Threads: any; operations under way may still go by the former choice.
     static void setModes(int nModes);
 
     /// Sets the mode of the directory that holds npPath. To undo it, call again with *npOldMode and a null.
     ///
     /// npOldMode: may be null; receives the mode before, with the bits of the file's kind.
-    /// Result:    true where the mode was changed and must be put back; false for failure, for a path without a
-    ///            directory, and where nMode is what it was, kind bits included.
+    /// Result:    true if the mode was changed and must be put back; false for failure, for a path without a
+    ///            directory, and if nMode is what it was, kind bits included.
     static bool changeParentAccessMode(char const* npPath, int nMode, int* npOldMode);
 
-    /// Whether the owner's write bit is clear; false also where the path cannot be asked. No check of the path.
+    /// Whether the owner's write bit is clear; false also if the path cannot be asked. No check of the path.
     static bool isReadOnly(char const* npPath);
     static bool exists(char const* npPath);      ///< No check of the path.
     static bool isDirectory(char const* npPath); ///< There is a directory of that name.
@@ -185,15 +186,15 @@ public:
 
     /// Lists a directory, without its directories' content, in the order of the file system.
     ///
-    /// npPath:      a directory; the last component may be a pattern of "*?[]" where there is no directory of that
+    /// npPath:      a directory; the last component may be a pattern of "*?[]" if there is no directory of that
     ///              very name.
     /// npList:      emptied first; receives "npPath/name". Grows in expand mode 1.
-    /// nKind:       FILE_CHILD_...; where the file system does not tell kinds, everything counts as a file.
+    /// nKind:       FILE_CHILD_...; if the file system does not tell kinds, everything counts as a file.
     /// npExtension: null for all; otherwise only files with it, small and capital letters being equal; "" for those
     ///              without one.
     /// nMaxCount:   ends the listing there; 0 for no limit.
     /// Result:      entries stored; 0 for a file; FILE_ERROR for failure, for a pattern above the last component, and
-    ///              where the list was too small: what it holds then is incomplete.
+    ///              if the list was too small: what it holds then is incomplete.
     /// Caution: a pattern needs a directory in front: "*" and "/*" give FILE_ERROR, "./*" does not.
     static unsigned int children(char const* npPath, FileNames* npList, int nKind, char const* npExtension,
                                  unsigned int nMaxCount);
@@ -201,13 +202,13 @@ public:
     /// Bytes of a file, or of all files below a directory. Result: -1 for failure, also of a single file.
     static long long size(char const* npPath);
 
-    /// Takes away, or gives, write access, with modes as setModes() tells. nRecursive: 1 for all below a directory too, after it.
-    /// Result: false at the first failure.
+    /// Takes write access away, or gives it, with modes as setModes() tells. Result: false at the first failure.
+    /// nRecursive: 1: first the directory, then all below it.
     static bool applyReadOnly(char const* npPath, int nRecursive);
     static bool liftReadOnly(char const* npPath, int nRecursive);
 
     /// Whether another holder has the file locked, as of now; false also for a directory and for what this process may
-    /// not read. npShared: may be null; true where only readers do.
+    /// not read. npShared: may be null; true if only readers do.
     static bool isOpened(char const* npPath, bool* npShared);
 
     /// Renames within one file system; missing directories of the destination are created.
@@ -225,7 +226,7 @@ public:
     /// nOverwrite: 1 writes over a file that exists; any other value refuses it.
     /// Result:     false for a source that a writer holds, and at the first failure; true for equal paths. A failed
     ///             write leaves a part of the copy.
-    /// Caution: an error while reading the source counts as its end; compare size() of both where that matters.
+    /// Caution: an error while reading the source counts as its end; compare size() of both if that matters.
     /// Caution: locks on the destination are not looked at: it is written over though somebody reads or writes it. Ask
     /// isOpened() for it first.
     /// Caution: a directory copied to an empty destination is spread over the root; check for it first.
@@ -255,15 +256,15 @@ public:
 
     // --- Open files ---
 
-    /// Opens and locks the file. With write access it is created, as makeDirectories() does its directories, with modes as
-    /// setModes() tells, and the lock is exclusive; with read access it must exist, and the lock is shared.
+    /// Opens and locks the file. With write access it is created, as makeDirectories() does its directories, with modes
+    /// as setModes() tells, and the lock is exclusive; with read access it must exist, and the lock is shared.
     ///
     /// nOpenMode, nAccessMode: FILE_OPEN_..., FILE_ACCESS_....
     /// Result: false, and closed, for an object that is open (it stays so), a directory, a read-only file with write
-    ///         access, a file held by another, and where the system refuses or gives descriptor 0.
-    /// Caution: a directory whose path has a doubled separator opens for reading, and every read() then fails; check with
-    /// isDirectory() of the path without it.
-    /// Caution: FILE_OPEN_TRUNCATE empties a file also when another holder's lock then makes it fail; open with
+    ///         access, a file held by another, and if the system refuses or gives descriptor 0.
+    /// Caution: a directory whose path has a doubled separator opens for reading, and every read() then fails; check
+    /// with isDirectory() of the path without it.
+    /// Caution: FILE_OPEN_TRUNCATE empties a file even if another holder's lock then makes it fail; open with
     /// FILE_OPEN_TOP and call resize(0) to be safe.
     UTL_SHARP_EDGE("instead of FILE_OPEN_TRUNCATE open with FILE_OPEN_TOP, then resize(0)")
     bool open(int nOpenMode, int nAccessMode);
@@ -301,7 +302,7 @@ public:
     /// Ends the file at the position.
     bool resize();
 
-    /// Sets the length; new bytes are 0. The position stays, or goes to the new end where it lay past that.
+    /// Sets the length; new bytes are 0. The position stays, or goes to the new end if it lay past that.
     bool resize(unsigned long long nNewSize);
 
     // --- Text ---
@@ -310,20 +311,20 @@ public:
     // Sizes of sources count bytes of the file, sizes of results bytes of UTF-8 with the terminator.
     //
     // Line ends: LF with all CR directly before it; at the end of the file also CR alone. Other CR are text. A stray
-    //            continuation byte of UTF-8 behind an LF does not take that away: the line ends there. Behind a CR at the
-    //            end of the file it is passed over, as one byte of line end, and the CR is given as text.
-    // Reading:   a few pages are read ahead into a buffer of the descriptor, for all copies (heap, 37 KB, from the first
-    //            call on; calls that move the position otherwise give it back). Bytes that somebody changes meanwhile
-    //            without the lock may be seen as they were. After a fork each call asks the descriptor for the position
-    //            first and moves it last: two system calls. A file that is open for writing is then read anew by each
-    //            call, so that parent and child see what the other writes.
+    //            continuation byte of UTF-8 behind an LF does not take that away: the line ends there. Behind a CR at
+    //            the end of the file it is passed over, as one byte of line end, and the CR is given as text.
+    // Reading:   a few pages are read ahead into a buffer of the descriptor, for all copies (heap, 37 KB, from the
+    //            first call on; calls that move the position otherwise give it back). Bytes that somebody changes
+    //            meanwhile without the lock may be seen as they were. After a fork each call asks the descriptor for
+    //            the position first and moves it last: two system calls. A file that is open for writing is then read
+    //            anew by each call, so that parent and child see what the other writes.
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
     bool setTextType(int nTextType);           ///< FILE_TEXT_...; false for another value, with nothing changed.
     int textType() const { return mTextType; } ///< What was set, or given to the constructor.
 
     /// Bytes of a line end that begins at the position, which stays: 2 for CR LF, 1 for CR or LF, 0 at the end of the
-    /// file and where it is not open, -1 for anything else and a failed read. Not for UTF-16.
+    /// file and if it is not open, -1 for anything else and a failed read. Not for UTF-16.
     int nextEOLSize();
 
     /// Measures the line at the position, which moves behind it.
@@ -332,8 +333,8 @@ public:
     /// npTextSize: may be null; receives the bytes before the line end.
     /// npEolSize:  may be null; receives the bytes of the line end. Malformed bytes and byte-order marks between CR and
     ///             LF do not part them: both count, and those bytes are taken for text in their place.
-    /// Result:     bytes of both, 2147483647 at most; 0 where the file ends before an LF; -1 for failure.
-    /// Caution: where a lead byte of Shift-JIS ends the file, *npTextSize is a byte more than there is, and the
+    /// Result:     bytes of both, 2147483647 at most; 0 if the file ends before an LF; -1 for failure.
+    /// Caution: if a lead byte of Shift-JIS ends the file, *npTextSize is a byte more than there is, and the
     /// position then is past the end.
     int findNextLineSize(unsigned int nReserved, unsigned int* npTextSize, unsigned int* npEolSize);
 
@@ -349,10 +350,10 @@ public:
     ///                  text, so that the next call gives an empty line: a result that does not fit npDst, malformed
     ///                  text, UTF-16 with a byte-order mark. A failed read leaves the position where it failed.
     /// Caution: with an odd byte at the end of a UTF-16 file every call gives an empty line and none FILE_READ_END;
-    /// stop where the position does not move.
-    /// Caution: a line of more than 1706 bytes of half-width katakana in Shift-JIS fits no buffer that is allowed; read it
-    /// with readText() in pieces.
-    /// Caution: an empty line stores a terminator at npDst even where nDstSize is 0; pass null to ask for the size.
+    /// stop if the position does not move.
+    /// Caution: a line of more than 1706 bytes of half-width katakana in Shift-JIS fits no buffer that is allowed; read
+    /// it with readText() in pieces.
+    /// Caution: an empty line stores a terminator at npDst even if nDstSize is 0; pass null to ask for the size.
     /// Caution: a Shift-JIS code without a character ends the text there, while *npOutSize counts the whole line.
     UTL_SHARP_EDGE("pass null to ask for the size")
     int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize);
@@ -362,10 +363,10 @@ public:
 
     /// Reads text at the position, line ends included, and stores it at npDst + nDstOffset.
     ///
-    /// nSrcBytes: 1 to FILE_TEXT_CHUNK_MAX - 1; the last of an odd number is left where the encoding is UTF-16.
+    /// nSrcBytes: 1 to FILE_TEXT_CHUNK_MAX - 1; the last of an odd number is left if the encoding is UTF-16.
     /// nDstSize:  of all of npDst, so nDstOffset more than readLine() needs. 0 asks for the size, and the position
     ///            moves.
-    /// Result:    as readLine(). The position moves behind the bytes also where they are malformed; a leading
+    /// Result:    as readLine(). The position moves behind the bytes even if they are malformed; a leading
     ///            byte-order mark of UTF-8 is left out.
     int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
                  unsigned int* npOutSize);
@@ -377,12 +378,12 @@ public:
     /// Result:    bytes written; FILE_ERROR also for Shift-JIS, which is not written, and nOffset past the text.
     /// Caution: with UTF-16 a text of one character writes nothing and gives 0, or FILE_ERROR with an nOffset, and an
     /// empty one gives FILE_ERROR; write at least two characters, or the bytes with write().
-    /// Caution: with UTF-16 a character of four bytes is written as U+203B, a stray byte gives FILE_ERROR, and any other
-    /// malformed character ends the text; check with getNearCharIndex(text, length, 1), which gives STR_ERROR.
+    /// Caution: with UTF-16 a character of four bytes is written as U+203B, a stray byte gives FILE_ERROR, and any
+    /// other malformed character ends the text; check with getNearCharIndex(text, length, 1), which gives STR_ERROR.
     UTL_SHARP_EDGE("write UTF-16 in texts of two characters at least, checked with t_charlen()")
     unsigned int writeText(char const* npText, unsigned int nMaxBytes, unsigned int nOffset);
 
-    /// Writes a text and LF. Result: bytes written; FILE_ERROR where either was refused.
+    /// Writes a text and LF. Result: bytes written; FILE_ERROR if either was refused.
     /// Caution: ends no line of UTF-16, the line end being one character; write it together with the text.
     UTL_SHARP_EDGE("in UTF-16 write the line end together with the text")
     unsigned int writeLine(char const* npText);
@@ -404,7 +405,7 @@ private:
 
     /// Moves the descriptor to where the caller stands and drops what was read ahead. First step of all that
     /// moves the position or writes, except the text functions.
-    /// Result: false, and still ahead, where the seek failed.
+    /// Result: false, and still ahead, if the seek failed.
     bool settle() const;
     bool take(SmartHandle<DestructCloseFile> const& nHandle, int nAccessMode);
 

@@ -12,7 +12,8 @@ namespace utl
 ///     utl: threads of process 4711
 ///     thread 4713 "Reader": running, message 0x00000005 for 2350 ms, last report source/UtlFile read:210:1
 ///     thread 4713 "Reader": accepted 812, delivered 800, erased 0, taken back 0, waiting 12, most 64; refused full 3,
-///         too large 0, stopped 0; orphaned 0, interrupts 0, time-outs 7, lost 0; calls 807, the longest 20 ms for 0x00000005
+///         too large 0, stopped 0; orphaned 0, interrupts 0, time-outs 7, lost 0; calls 807,
+///         the longest 20 ms for 0x00000005
 ///     thread 4713 "Reader": timers 2, 1 running, next due in 120 ms
 ///     thread 4713 "Reader": waits for 4714 "Writer" for 2350 ms, synchronous message 0x00000007
 ///     deadlock: 4713 "Reader" waits for 4714 "Writer" waits for 4713 "Reader"
@@ -21,16 +22,16 @@ namespace utl
 /// Listed are the threads of the registry, and others that have reported to the watchdog or waited for a thread of the
 /// library. A thread that changes faster than it can be read is passed over. Each line is whole, and all that it says
 /// of a thread's message, wait or report is of one moment; two lines may be of two. A lock is shown with its owner if
-/// somebody waits for it. Times are as exact as the kernel's tick. "about" is said of books that change too fast to be read
-/// at one moment; otherwise accepted is delivered, erased, taken back and waiting together, as in Ledger (UtlLedger.h).
+/// somebody waits for it. Times are as exact as the kernel's tick. "about" is said of books that change too fast to be
+/// read at one moment; otherwise accepted is the sum of delivered, erased, taken back and waiting, as in Ledger.
 ///
-/// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second; before that the line says
-/// "circle", since one of them may only have to wake up.
+/// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second; before that the line
+/// says "circle", since one of them may only have to wake up.
 ///
 /// nFd:      not owned. Each line is one write().
 /// Result:   how many lines were dropped because the descriptor took none for 100 ms, or failed.
-/// Caution:  reads the texts of file and function that each thread gave with its last report; a plug-in that has reported
-/// must not be unloaded while that thread runs.
+/// Caution:  reads the texts of file and function that each thread gave with its last report; a plug-in that has
+/// reported must not be unloaded while that thread runs.
 /// Threads:  any; two dumps at once mix their lines.
 /// Signals:  yes, with any lock held by anybody. Takes no lock, allocates nothing, keeps errno.
 /// Forks:    the child shows its own threads.
@@ -57,10 +58,10 @@ UTL_API bool installDumpSignal(int nSignal, int nFd);
 ///
 ///     utl_messages_accepted_total{thread="Reader",id="4713"} 812
 ///
-/// Counts are modulo 2^32, which such a server takes for a start from 0. Each number is of the moment at which it is read.
+/// Counts are modulo 2^32; such a server takes a wrap for a start from 0. Each number is read at a moment of its own.
 /// npBuffer: gets nSize bytes at most, the terminator included; null: nothing.
-/// Result:   the bytes that the text takes, the terminator included, about 1.2 KB a thread. If they are more than nSize, the
-///           buffer holds an empty text, and the next call may need more again, by a thread that came meanwhile.
+/// Result:   the bytes that the text takes, the terminator included, about 1.2 KB a thread. If that is more than nSize,
+///           the buffer holds an empty text. The next call may need more again, for a thread that came meanwhile.
 /// Threads:  any.
 /// Signals:  no.
 /// Forks:    the child shows its own threads.

@@ -25,16 +25,16 @@
 #define UTL_ANNOTATE(X)
 #endif
 
-#define UTL_CAPABILITY(NAME) UTL_ANNOTATE(capability(NAME))                      ///< A class that is a lock.
-#define UTL_SCOPED_CAPABILITY UTL_ANNOTATE(scoped_lockable)                      ///< A class that holds one for a scope.
-#define UTL_GUARDED_BY(LOCK) UTL_ANNOTATE(guarded_by(LOCK))                      ///< Data read and written under LOCK.
-#define UTL_PT_GUARDED_BY(LOCK) UTL_ANNOTATE(pt_guarded_by(LOCK))                ///< The same for what a pointer points to.
-#define UTL_REQUIRES(...) UTL_ANNOTATE(requires_capability(__VA_ARGS__))         ///< The caller holds the lock.
-#define UTL_EXCLUDES(...) UTL_ANNOTATE(locks_excluded(__VA_ARGS__))              ///< The caller must not hold it.
-#define UTL_ACQUIRE(...) UTL_ANNOTATE(acquire_capability(__VA_ARGS__))           ///< Takes the lock.
-#define UTL_RELEASE(...) UTL_ANNOTATE(release_capability(__VA_ARGS__))           ///< Lets go of it.
-#define UTL_TRY_ACQUIRE(...) UTL_ANNOTATE(try_acquire_capability(__VA_ARGS__))   ///< Takes it if the result says so.
-#define UTL_RETURN_CAPABILITY(LOCK) UTL_ANNOTATE(lock_returned(LOCK))            ///< Gives a reference to LOCK.
-#define UTL_NO_THREAD_SAFETY_ANALYSIS UTL_ANNOTATE(no_thread_safety_analysis)    ///< Beyond the analysis; say why.
+#define UTL_CAPABILITY(NAME) UTL_ANNOTATE(capability(NAME))                    ///< A class that is a lock.
+#define UTL_SCOPED_CAPABILITY UTL_ANNOTATE(scoped_lockable)                    ///< Holds one for a scope.
+#define UTL_GUARDED_BY(LOCK) UTL_ANNOTATE(guarded_by(LOCK))                    ///< Data that LOCK guards.
+#define UTL_PT_GUARDED_BY(LOCK) UTL_ANNOTATE(pt_guarded_by(LOCK))              ///< What a pointer points to.
+#define UTL_REQUIRES(...) UTL_ANNOTATE(requires_capability(__VA_ARGS__))       ///< The caller holds the lock.
+#define UTL_EXCLUDES(...) UTL_ANNOTATE(locks_excluded(__VA_ARGS__))            ///< The caller must not hold it.
+#define UTL_ACQUIRE(...) UTL_ANNOTATE(acquire_capability(__VA_ARGS__))         ///< Takes the lock.
+#define UTL_RELEASE(...) UTL_ANNOTATE(release_capability(__VA_ARGS__))         ///< Lets go of it.
+#define UTL_TRY_ACQUIRE(...) UTL_ANNOTATE(try_acquire_capability(__VA_ARGS__)) ///< Takes it if the result says so.
+#define UTL_RETURN_CAPABILITY(LOCK) UTL_ANNOTATE(lock_returned(LOCK))          ///< Gives a reference to LOCK.
+#define UTL_NO_THREAD_SAFETY_ANALYSIS UTL_ANNOTATE(no_thread_safety_analysis)  ///< Beyond the analysis; say why.
 
 #endif

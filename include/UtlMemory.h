@@ -122,7 +122,7 @@ public:
     /// directories; with the default modes of File its directory then is open to all.
     ///
     /// nLevel: not used. npPath: null writes nothing.
-    /// Result: true, also where the file cannot be written; false where nothing was marked. While the switch is off
+    /// Result: true, even if the file cannot be written; false if nothing was marked. While the switch is off
     ///         true, and nothing is done.
     bool printUsedHeap(int nLevel, char const* npPath);
     bool printUsedHeapDetail(int nLevel, char const* npPath);

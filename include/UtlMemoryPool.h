@@ -12,14 +12,14 @@ namespace utl
 {
 
 /// Hands out blocks of a fixed size, the lowest free one first, checks each that comes back and reports what is missing
-/// at the end. Allocates in the constructor only, but for the first report of a process, which makes the thread registry.
+/// at the end. Allocates in the constructor alone; the first report of a process also makes the thread registry.
 ///
 /// Ownership: the blocks are the pool's; none may be used after it.
 /// Threads:   create() and release() from any.
 /// Signals:   no.
 /// Forks:     the child has a pool and blocks of its own, unless the lock was held at the fork.
-/// Blocking:  both wait for the pool's lock, between two reports to the watchdog; if it is free at once, the first of them
-///            is left out.
+/// Blocking:  both wait for the pool's lock, between two reports to the watchdog; if it is free at once, the first
+///            report is left out.
 /// Locks:     mSyncObject, before the watchdog's.
 /// Errors:    misuse is logged as an error, with the pool's name, and changes nothing.
 /// Caution:   create() and release() report, and so use the registry; call ThreadManager::initializeEntryMax() before.
@@ -28,7 +28,7 @@ class UTL_API MemoryPool
 public:
     /// nSlotSize:  bytes of a block. Blocks follow each other directly: what alignment they need must divide it, and is
     ///             at most that of a new-expression.
-    /// nSlotCount: blocks. Where either is 0 that is logged, and the pool stays empty for ever.
+    /// nSlotCount: blocks. If either number is 0, that is logged, and the pool stays empty for ever.
     /// npName:     for the log, copied; null counts as empty.
     MemoryPool(unsigned int nSlotSize, unsigned int nSlotCount, char const* npName);
 
@@ -39,7 +39,7 @@ public:
     MemoryPool(MemoryPool const&) = delete;
     MemoryPool& operator=(MemoryPool const&) = delete;
 
-    /// Result: the lowest free block, zeroed when it is new, else as its last user left it; null, in silence, where
+    /// Result: the lowest free block, zeroed when it is new, else as its last user left it; null, in silence, if
     ///         none is free. Takes time by the pool's size, 64 blocks (32 on 32 bits) at a step, at most.
     void* create();
 

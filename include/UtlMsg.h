@@ -21,7 +21,7 @@ constexpr int MSG_ID_TIMEOUT_SIGNAL = static_cast<int>(0x80000013U);  ///< From 
 constexpr int MSG_ID_ATTACH_LISTENER = static_cast<int>(0x80000021U); ///< Shared message thread: a listener comes.
 constexpr int MSG_ID_DETACH_LISTENER = static_cast<int>(0x80000022U); ///< Shared message thread: a listener goes.
 constexpr int MSG_ID_SPECIFIED_LISTENER = static_cast<int>(0x80000023U); ///< Shared message thread: for one listener.
-// The ids of a thread that belongs to a Worker: its posting ends are numbered from here. Elsewhere they are as any other.
+// On a Worker's thread, the ids of its posting ends. On any other thread they are ids like all others.
 constexpr int MSG_ID_WORKER_FIRST = static_cast<int>(0x80001000U); ///< Worker: the first.
 constexpr int MSG_ID_WORKER_LAST = static_cast<int>(0x80001FFFU);  ///< Worker: the last.
 constexpr int MSG_ID_FIRST_USER = static_cast<int>(0x80000801U);   ///< The first that is not reserved.

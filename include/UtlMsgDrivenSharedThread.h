@@ -15,8 +15,8 @@ namespace utl
 {
 
 /// Serves many listeners on one message thread. A message or timer is either a broadcast, for all attached listeners,
-/// or specified, for one listener, attached or not. What takes no listener below, and what MsgDrivenThread has besides,
-/// is about broadcasts.
+/// or specified, for one listener, attached or not. Functions without a listener, as those of MsgDrivenThread, are for
+/// broadcasts.
 ///
 ///     MsgDrivenSharedThread lThread(16, 8, 2, "shared", 1);   // 16 bytes of data, 8 messages, 2 listeners, one timer
 ///     lThread.attachMsgListener(&lFirst);
@@ -27,7 +27,7 @@ namespace utl
 ///     lThread.stop(1, 0);
 ///     lThread.leaveManagement();
 ///
-/// Order:     of a broadcast the listener attached last hears first. One detached meanwhile, by itself or by another,
+/// Order:     the listener attached last hears a broadcast first. One detached meanwhile, by itself or by another,
 ///            is not called any more; one attached meanwhile is not called yet; all others are called once.
 /// Sizes:     the constructor's; nothing grows. Views for one listener allocate, sending does not.
 /// Ownership: listeners are the caller's. One that goes is detached first, then aborted.
@@ -109,7 +109,7 @@ public:
 
     /// Adds a listener at the end: at once before the start, on the message thread and after the end; while the thread
     /// runs, in the order of the queue, waiting; once a stop is requested, after waiting for the end of the thread.
-    /// Result: true where it is attached, also where it was before; false for null, for a full list, and where the
+    /// Result: true if it is attached, even if it was before; false for null, for a full list, and if the
     ///         message thread cannot be reached (logged).
     bool attachMsgListener(ThreadMsgListener* npListener);
 
@@ -125,13 +125,13 @@ public:
     /// returned. From another thread messages that are queued may still arrive meanwhile. Afterwards nothing reaches it
     /// but broadcasts and what is sent from then on, and no call of it is under way, except the caller's own.
     ///
-    /// Result: false for null, where a timer could not be killed (it may have ended by itself meanwhile) or the queue
-    ///         not be searched, and where the thread does not run.
-    /// Caution: where it is false while the thread runs, since the control queue is full, messages may be left; repeat.
+    /// Result: false for null, if the thread does not run, if a timer could not be killed (it may have ended by itself
+    ///         meanwhile), and if the queue could not be searched.
+    /// Caution: a full control queue gives false while the thread runs, and messages may be left; repeat.
     UTL_SHARP_EDGE("repeat it while it is false")
     bool abortMsg(ThreadMsgListener* npListener);
 
-    /// Those of broadcasts.
+    /// As in MsgDrivenThread, for broadcasts.
     using MsgDrivenThread::postMsg;
     using MsgDrivenThread::sendMsgInterrupt;
     using MsgDrivenThread::sendMsgSync;

@@ -50,8 +50,8 @@ struct CtlRecord;
 /// Locks:     one of the four one-request-at-a-time locks, which are held while their owner waits, then the queue's
 ///            lock. None is held across a listener call or onEraseTimer, and none while a message's sender writes to
 ///            the pipe.
-/// Errors:    callers see false or -1. What is a fault stands in the log; that the thread does not run or is to stop,
-///            that an id is unknown or a timer table full, does not.
+/// Errors:    callers see false or -1, and the log tells of faults. No faults are a thread that does not run or is to
+///            stop, an unknown id and a full timer table.
 /// Caution:   stop() releases whoever waits but does not wait for them to return; the object must not go while somebody
 ///            is still inside a call. Msg::storeDataTo runs with the queues locked: it must not wait, nor send here.
 class UTL_API MsgDrivenThread : public Thread
@@ -64,8 +64,8 @@ public:
     public:
         virtual ~MsgJudgementInterface() = default;
 
-        /// On the message thread, with the queues locked: must not wait, nor send to this thread. Result: it is looked
-        /// for.
+        /// On the message thread, with the queues locked: must not wait, nor send to this thread.
+        /// Result: true if it is what the caller looks for.
         virtual bool judge(ThreadRawMsg& nRawMsg) = 0;
     };
 
@@ -117,14 +117,14 @@ public:
     /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
     ///               and to npWatchdogListener, which is not owned; with null the table of all threads is logged.
     /// Result: that of Thread::start; -1 on the message thread itself, for a null, and whenever a listener was set
-    ///         before: an object starts once, also where that failed.
+    ///         before: an object starts once, even if that failed.
     int start(ThreadMsgListener* npListener, int nUseWatchdog, unsigned int nAliveTimeMs,
               WatchdogTimerListener* npWatchdogListener, int nWaitStart, unsigned int nWaitStartMs,
               ThreadPriority const& nPriority, unsigned int nReserved);
 
-    /// As start(), with more to ask for, and told why not. Waits for nothing.
-    /// Result: that of Thread::tryStart; REFUSED on the message thread itself and for a null, NO_PIPE if the constructor
-    ///         got none, STARTED_ONCE if a listener was set before.
+    /// As start(), with more options and a result that tells why not. Waits for nothing.
+    /// Result: that of Thread::tryStart; REFUSED on the message thread itself and for a null, NO_PIPE if the
+    ///         constructor got none, STARTED_ONCE if a listener was set before.
     Start tryStart(ThreadMsgListener* npListener, ThreadOptions const& nOptions);
 
     /// As Thread::stop; -1 on the message thread itself. The loop ends after the next dispatch; what is left in the
@@ -142,7 +142,7 @@ public:
     bool postMsg(Msg const& nMsg);
     bool postMsg(int nMsgId) { return postMsg(SimpleMsg(nMsgId)); }
 
-    /// As postMsg, and told why not: a refusal that is part of the day's work leaves no line in the log.
+    /// As postMsg, but the result tells why not, and the log tells of UNREACHABLE alone.
     Post tryPost(Msg const& nMsg);
 
     /// As postMsg, without a look at the thread's state: what no loop reads stays in the queues.
@@ -150,18 +150,18 @@ public:
 
     /// Puts a message behind all others and waits, without limit, until the listener has returned.
     ///
-    /// Result: true if the listener received it; false as for postMsg, at once on the message thread itself, and where
+    /// Result: true if the listener received it; false as for postMsg, at once on the message thread itself, and if
     ///         the message was erased or the thread ended first.
     /// Blocking: one synchronous sender at a time; the others wait for it.
-    /// Caution: where the control queue is full or the pipe fails, the message stays in the data queue, and the next
+    /// Caution: if the control queue is full or the pipe fails, the message stays in the data queue, and the next
     /// synchronous message is delivered in its place; keep fewer than 256 timer operations and requests waiting.
     bool sendMsgSync(Msg const& nMsg);
     bool sendMsgSync(int nMsgId) { return sendMsgSync(SimpleMsg(nMsgId)); }
 
-    /// As sendMsgSync, and told why not, in silence; nothing of a refused message is left behind.
+    /// As sendMsgSync, but the result tells why not, the log does not, and nothing of a refused message is left behind.
     ///
-    /// nLimitMs: how long to wait for other senders and for the call of the listener; what has begun is waited for. 0: no
-    ///           limit. A message given up is not delivered, found or erased; it takes its room until its turn comes.
+    /// nLimitMs: how long to wait for other senders and for the call of the listener; 0: no limit. A call that has
+    ///           begun is waited for. A message given up is not delivered, found or erased; its room is free later.
     Send trySend(Msg const& nMsg, unsigned int nLimitMs);
 
     /// As sendMsgSync, but ahead of all that is queued and never refused by a full data queue.
@@ -170,17 +170,17 @@ public:
 
     /// A message of that id, or a time-out (MSG_ID_TIMER), waits in the queue; MSG_ID_ANY matches all.
     /// Blocking: from another thread until the message thread has looked, between two dispatches.
-    /// Result:   false too where the thread does not run.
+    /// Result:   false too if the thread does not run.
     bool hasMsg(int nMsgId);
 
     /// Copies the first such message; the target takes this thread's image size, whatever it had.
-    /// Read it with Msg::restoreFrom. Result: false where there is none, for a null, and where the thread does not run.
+    /// Read it with Msg::restoreFrom. Result: false if there is none, for a null, and if the thread does not run.
     bool peekMsg(int nMsgId, ThreadRawMsg* npRawMsg);
 
     /// Removes all such messages. A synchronous sender of one is released with false; an erased time-out counts as one
     /// that fired.
-    /// Result: true, also where there was none and where the thread ended first; false where the thread does not run
-    ///         and where queue and data do not fit together (logged).
+    /// Result: true, even if there was none and if the thread ended first; false if the thread does not run
+    ///         and if queue and data do not fit together (logged).
     bool eraseMsg(int nMsgId);
 
     /// hasMsg(), peekMsg() and eraseMsg() by a judgement, which must live until they return; false for a null.
@@ -188,7 +188,7 @@ public:
     bool peekMsgInternal(MsgJudgementInterface* npJudgement, ThreadRawMsg* npRawMsg);
     bool eraseMsgInternal(MsgJudgementInterface* npJudgement);
 
-    /// The id of the first message that waits, MSG_ID_TIMER for a time-out, MSG_ID_NONE for none and where the thread
+    /// The id of the first message that waits, MSG_ID_TIMER for a time-out, MSG_ID_NONE for none and if the thread
     /// does not run.
     int getFirstMsgId();
 
@@ -199,13 +199,13 @@ public:
     /// nMaxTimeoutCount: time-outs after which it ends by itself; 0: never; 1: a one-shot timer.
     /// nIsFreeRunning:   0: the next period begins when the listener has returned, and one time-out waits at most;
     ///                   otherwise it keeps its own beat, and two wait at most. Further ones are lost.
-    /// Result: the timer's id, above 0; -1 where the thread does not run or is to stop, or the table is full.
+    /// Result: the timer's id, above 0; -1 if the thread does not run or is to stop, or the table is full.
     int registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
 
     /// registerTimer and startTimer in one. nNoWait 0: waits until the message thread has tried to start it.
     /// Time-outs reach the listener as TimerMsg. Result: the id, -1 as for registerTimer, and on the message thread
-    /// where the start failed.
-    /// Caution: where messages are shorter than 4 bytes no TimerMsg fits: the timer runs, and the listener hears
+    /// if the start failed.
+    /// Caution: if messages are shorter than 4 bytes no TimerMsg fits: the timer runs, and the listener hears
     ///          nothing.
     /// Caution: a start that fails on the message thread is told by the log alone, and so is a failure to arm a timer
     /// anew after a time-out; the timer then rests, and startTimer may be tried.
@@ -215,7 +215,7 @@ public:
     /// Starts a timer that rests; a running one goes on, and is not waited for. nNoWait as for setTimer.
     ///
     /// Result: false for an unknown id, a full control queue, a thread that does not run or is to stop.
-    /// Caution: on the message thread itself always true, also for an unknown id; and true where the start then fails,
+    /// Caution: on the message thread itself always true, also for an unknown id; and true if the start then fails,
     /// which the log tells.
     bool startTimer(int nTimerId, int nNoWait);
 
@@ -248,11 +248,11 @@ protected:
     /// Result: false for a full control queue, and for a sleeping thread whose pipe fails (logged).
     bool postThreadCtlMsg(int nMsgId, int nParam);
 
-    /// Removes the first record of that id. Result: false where there is none.
+    /// Removes the first record of that id. Result: false if there is none.
     bool eraseMsgFromCtlQueue(int nMsgId);
 
     /// Drops an interrupt that waits and passes; its sender sees false. From the message thread, since from any other
-    /// an interrupt that waits is served ahead of whatever is asked for. Result: false where none was dropped.
+    /// an interrupt that waits is served ahead of whatever is asked for. Result: false if none was dropped.
     bool eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgement);
 
     unsigned int execute() override;

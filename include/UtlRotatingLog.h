@@ -23,8 +23,8 @@ namespace utl
 ///          once more. A reader who keeps it open does not hold up lines or the change of files; it goes on in the file
 ///          that it has. A line is in one file, and there as a whole if its size is up to FILE_TEXT_CHUNK_MAX.
 /// Writers: other objects, in other processes too, can write the same file if they name the same size and number. Who
-///          keeps it open for writing with File makes a line wait, for a fraction of a second; it and those behind it are
-///          lost. The directory is locked with flock() while files change.
+///          keeps it open for writing with File makes a line wait, for a fraction of a second; it and those behind it
+///          are lost. The directory is locked with flock() while files change.
 /// Others:  a file that somebody moved or removed is made anew.
 /// Failure: lost lines are counted, and the log tells of the first and, when lines get through again, of the number. A
 ///          line that fails half-way is taken out again, unless a reader has the file open.

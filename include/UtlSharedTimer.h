@@ -83,7 +83,7 @@ public:
     /// nMaxTimeoutCount: time-outs after which it stops by itself; 0: never. A start counts anew.
     /// nIsFreeRunning:   0: the next period begins when the listener has returned, and one time-out waits at most;
     ///                   otherwise it keeps its own beat, and two wait at most. Further ones are lost.
-    /// Result: the id; -1, in silence, where the table is full and once the thread is to stop.
+    /// Result: the id; -1, in silence, if the table is full or the thread is to stop.
     int addTimer(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
                  int nIsFreeRunning);
 

@@ -55,7 +55,7 @@ protected:
 namespace internal
 {
 
-/// Adds a holder, where there is a counter.
+/// Adds a holder, if there is a counter.
 UTL_API RefCounter* addReference(RefCounter* npCounter);
 
 /// Takes one holder away; reports a count below 0 in the log.
@@ -262,7 +262,8 @@ public:
     explicit operator bool() const { return this->get() != nullptr; } ///< Holds something.
 };
 
-/// A new object in a holder. If memory runs out, for the object or for its counter, neither is left. Safety: as SmartPointer.
+/// A new object in a holder. If memory runs out, for the object or for its counter, neither is left.
+/// Safety: as SmartPointer.
 template <class T, class... A>
 SmartPointer<T> makeSmart(A&&... nArguments)
 {

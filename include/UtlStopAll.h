@@ -37,9 +37,9 @@ struct StopHolder
 UTL_API bool whoHolds(int nThreadId, StopHolder* npHolder);
 
 /// Stops every message thread and shared timer of the process that runs, but no watchdog: first the shared timers, then
-/// the message threads, each time the newest first, since that may use the older ones. Each has half of the time that is
-/// left to end before the next is asked; in the end all have the rest together. What starts meanwhile is stopped, too.
-/// They stay registered, as after stop().
+/// the message threads, each time the newest first, since that may use the older ones. Each has half of the time that
+/// is left to end before the next is asked; in the end all have the rest together. What starts meanwhile is stopped,
+/// too. They stay registered, as after stop().
 ///
 /// nLimitMs:  for all together; 0: without limit. Asking takes no time to speak of.
 /// npHolders: gets those that go on, the first nMaxHolders of them; may be null if that is 0. One whose loop has ended,
@@ -53,8 +53,8 @@ UTL_API bool whoHolds(int nThreadId, StopHolder* npHolder);
 ///            not wait for its own: the loop ends no earlier than the asking.
 /// Caution:   the limit does not hold for the asking: a requestStop() that takes long, or a judgement that holds up a
 ///            queue, is waited for. Keep both short.
-/// Caution:   a message thread that has not begun its loop, in preExecute() perhaps, is not seen, and runs on; once it has
-///            answered a sendMsgSync() it is seen.
+/// Caution:   a message thread that has not begun its loop, in preExecute() perhaps, is not seen, and runs on; once it
+///            has answered a sendMsgSync() it is seen.
 UTL_API unsigned int stopAll(unsigned int nLimitMs, StopHolder* npHolders, unsigned int nMaxHolders);
 
 } // namespace utl

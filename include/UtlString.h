@@ -15,8 +15,8 @@
 ///           size that is needed, terminator included, is given. A destination then may be null.
 /// Modes:    1 cuts to fit, at a character boundary; any other value means all or nothing.
 /// Caution:  in malformed text a stray continuation byte takes the character before it along: copying 3 bytes of
-///           "abc\x80" gives "ab", and erasing at index 3 erases the "c"; but truncateStr() to 3 bytes gives "abc". Check
-///           with getNearCharIndex(text, length, 1), which gives STR_ERROR, what comes from outside.
+///           "abc\x80" gives "ab", and erasing at index 3 erases the "c"; but truncateStr() to 3 bytes gives "abc".
+///           Check with getNearCharIndex(text, length, 1), which gives STR_ERROR, what comes from outside.
 /// Overlap:  source and destination must not overlap unless said otherwise.
 /// Time:     in proportion to the texts, except findReverseStr() and findReverseChar(): at worst in proportion to the
 ///           product of both.
@@ -36,7 +36,7 @@ constexpr unsigned int STR_ALL = 0xFFFFFFFFU;   ///< A maximum length: to the en
 extern UTL_API char EMPTY_CHAR;
 extern UTL_API wchar_t EMPTY_WCHAR;
 
-/// A narrow (UTF-8) and a wide form of one text; the row of all character tables, where a null mChar ends the table.
+/// A narrow (UTF-8) and a wide form of one text; the row of all character tables. A null mChar ends a table.
 /// Owns neither. Constants of this type and arrays of them are constant-initialised, and their destructors change
 /// neither member: static constructors and threads that run while the process exits find the rows whole.
 /// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
@@ -95,8 +95,8 @@ UTL_API unsigned int t_charlen(T const* npStr, bool* npIsBom);
 
 /// Moves an index to a character boundary.
 ///
-/// nMode:  where nIndex is inside a character, 1 gives its start, any other value its end.
-/// Result: the index, the text's length where nIndex lies beyond it; STR_ERROR for null and for malformed text
+/// nMode:  if nIndex is inside a character, 1 gives its start, any other value its end.
+/// Result: the index, the text's length if nIndex lies beyond it; STR_ERROR for null and for malformed text
 ///         before the index or around it; what begins at the index is not looked at.
 template <class T>
 UTL_API unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsigned int nMode);
@@ -109,7 +109,7 @@ UTL_API unsigned int getNearCharIndex(T const* npStr, unsigned int nIndex, unsig
 /// Result: see above; STR_ERROR also for a null source, a null destination with a capacity, malformed text in mode 1,
 ///         and a stop at a continuation byte with no lead byte before it.
 /// Caution: with nMaxBytes 0 the result is 0 and the destination stays as it was, without a terminator; store one
-/// yourself where the limit can be 0.
+/// yourself if the limit can be 0.
 template <class T>
 UTL_SHARP_EDGE("with a limit of 0 store the terminator")
 UTL_API unsigned int copyStrBase(T* npDst, unsigned int nDstSize, T const* npSrc, unsigned int nMaxBytes, int nMode);
@@ -119,7 +119,7 @@ UTL_API unsigned int copyStrBase(T* npDst, unsigned int nDstSize, T const* npSrc
 ///
 /// npDst:  not null.
 /// npSrc:  null counts as empty.
-/// Result: bytes stored with the terminator, also for nMaxBytes 0; STR_ERROR where it does not fit, and for a stop at
+/// Result: bytes stored with the terminator, also for nMaxBytes 0; STR_ERROR if it does not fit, and for a stop at
 ///         a continuation byte with no lead byte before it.
 template <class T>
 UTL_API unsigned int t_strncpy(T* npDst, unsigned int nDstSize, T const* npSrc, unsigned int nMaxBytes);
@@ -132,7 +132,7 @@ UTL_API unsigned int t_strncpy(T* npDst, unsigned int nDstSize, T const* npSrc, 
 /// Caution: with nMaxBytes 0 the result is nDstPos, one less than the size in use; do not chain it.
 /// Caution: with nothing left in the source and nDstPos at or past the last byte, a NUL is stored at npDst[nDstPos]
 /// without a look at the capacity; keep nDstPos below nDstSize.
-/// Caution: where nMaxBytes cuts malformed text that begins with continuation bytes, the result is nDstPos - 1, with
+/// Caution: if nMaxBytes cuts malformed text that begins with continuation bytes, the result is nDstPos - 1, with
 /// nothing stored; check such text with t_charlen() first.
 template <class T>
 UTL_SHARP_EDGE("keep nDstPos below nDstSize")
@@ -146,7 +146,7 @@ UTL_API unsigned int truncateStr(T* npStr, unsigned int nLength);
 
 /// Removes nCount bytes at nIndex in place; past the end is cut there. An index inside a character counts as the
 /// character's start for what stays in front. Limited.
-/// Caution: where nIndex + nCount falls inside a character, the rest of its bytes stays behind as malformed text; take
+/// Caution: if nIndex + nCount falls inside a character, the rest of its bytes stays behind as malformed text; take
 /// both ends from getNearCharIndex().
 /// Result: the new size with the terminator; STR_ERROR for null, too long a text, nIndex past the end, and a stop at a
 ///         continuation byte with no lead byte before it.
@@ -154,7 +154,7 @@ template <class T>
 UTL_API unsigned int eraseStrSpan(T* npStr, unsigned int nIndex, unsigned int nCount);
 
 /// printf into a buffer.
-/// Result: the size with the terminator; STR_ERROR for nulls, for a capacity of 0, and where the text was cut: the
+/// Result: the size with the terminator; STR_ERROR for nulls, for a capacity of 0, and if the text was cut: the
 ///         cut text stays in npDst.
 template <class T>
 UTL_API unsigned int formatStr(T* npDst, unsigned int nDstSize, T const* npFormat, ...);
@@ -174,14 +174,14 @@ UTL_API unsigned int t_strstr(T const* npStr, T const* npPattern);
 template <class T>
 UTL_API unsigned int t_strspn(T const* npStr, T const* npSet);
 
-/// Length of the leading run without any character of npSet; the whole length where none occurs or npSet is null.
+/// Length of the leading run without any character of npSet; the whole length if none occurs or npSet is null.
 /// Malformed text in npSet ends the set there, in npStr it is stepped over. 0 for a null npStr.
 template <class T>
 UTL_API unsigned int t_strcspn(T const* npStr, T const* npSet);
 
 /// Searches backwards from the byte at nStart (STR_ALL, or past the end: from the last byte). Both texts are limited.
 ///
-/// npBefore: may be null; receives the index of the byte ahead of the match, STR_ERROR where there is none. Pass it
+/// npBefore: may be null; receives the index of the byte ahead of the match, STR_ERROR if there is none. Pass it
 ///           as nStart to find the next one.
 /// Result:   the index of the match's last byte; STR_ERROR for none, for nulls, malformed or too long texts. An empty
 ///           pattern gives the length of npStr, and *npBefore one less.
@@ -217,7 +217,7 @@ UTL_API unsigned int reverseStrBase(T* npDst, unsigned int nDstSize, T const* np
 /// Result: the size in use with the terminator; STR_ERROR for nulls, no room, malformed text in mode 1: then npDst
 ///         holds the part that was written, terminated, or is as it was if that is nothing.
 /// Caution: in mode 1 a piece that was cut does not end the work: a shorter one behind it may still fit, so characters
-/// can be missing in the middle; ask for the size first (capacity 0) where that matters.
+/// can be missing in the middle; ask for the size first (capacity 0) if that matters.
 /// Caution: with an empty replacement the text ends at the first match: "a-b-c" without "-" is "a". Use
 /// eraseStrSpan() to delete every match.
 /// Caution: an empty npSrc with an empty pattern gives 0 and stores nothing.

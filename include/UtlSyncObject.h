@@ -37,8 +37,8 @@ public:
     SyncObject(SyncObject const&) = delete;
     SyncObject& operator=(SyncObject const&) = delete;
 
-    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper. Tries four times, pausing
-    /// longer after each, a few microseconds together, before it sleeps.
+    /// Waits until the calling thread owns the lock; the owner passes at once, one level deeper. Tries four times,
+    /// pausing longer after each, a few microseconds together, before it sleeps.
     void lock() const override UTL_ACQUIRE();
 
     /// Result: true when the lock was free or the caller's already, one level deeper; false, at once, otherwise.
@@ -51,7 +51,7 @@ private:
     mutable pthread_mutex_t mMutex;
 };
 
-/// Holds a lock from construction to the end of the scope, also when an exception leaves it.
+/// Holds a lock from construction to the end of the scope, also if an exception leaves it.
 /// Does not own the lock object, which must outlive the guard.
 /// Safety: that of the lock; construction waits for it.
 class UTL_API UTL_SCOPED_CAPABILITY SyncGuard

@@ -35,8 +35,8 @@ public:
 /// Stages:    0 started and registered, 1 preExecute has returned, 2 stop requested, 3 done (postExecute has returned,
 ///            the result is there, and the registry no longer counts the thread as active).
 /// Ownership: the command is the caller's and outlives the thread. The object must live until stage 3.
-/// Deriving:  a destructor of a subclass begins with stop(1, 0) and awaitEnd(): after it the virtual functions are no longer
-///            the subclass's, and what they use is gone.
+/// Deriving:  a destructor of a subclass begins with stop(1, 0) and awaitEnd(): after it the virtual functions are no
+///            longer the subclass's, and what they use is gone.
 /// Caution:   a subclass whose destructor does not stop the thread lets it run on in a half-destroyed object.
 /// Threads:   any, unless said otherwise.
 /// Signals:   no, but for hasRequestedStop() and getId().
@@ -62,30 +62,30 @@ public:
     Thread(char const* npName, Command* npCommand);
 
     /// Stops the thread and waits for its end without limit. Does not leave the registry.
-    /// Caution: by now only Thread's own requestStop() is called, which does nothing: a thread that needs more to end is
-    /// waited for for ever; stop it before, as the class comment tells. Nor may a thread destroy itself.
+    /// Caution: by now only Thread's own requestStop() is called, which does nothing: a thread that needs more to end
+    /// is waited for for ever; stop it before, as the class comment tells. Nor may a thread destroy itself.
     virtual ~Thread();
     Thread(Thread const&) = delete;
     Thread& operator=(Thread const&) = delete;
 
     /// Starts the thread.
     ///
-    /// nUseWatchdog: at exactly 1 the watchdog knows the thread; from startWatchdog() on, which may be the first line of
-    ///               execute(), it reports a thread that has been silent for nAliveTimeMs, to the log and to npListener,
-    ///               which is not owned; with null the table of all threads is logged.
+    /// nUseWatchdog: at exactly 1 the watchdog knows the thread; from startWatchdog() on, which may be the first line
+    ///               of execute(), it reports a thread that has been silent for nAliveTimeMs, to the log and to
+    ///               npListener, which is not owned; with null the table of all threads is logged.
     /// nPriority:    as for ThreadManager::entry.
     /// nWaitStart:   at exactly 1 this returns after preExecute, or after nWaitStartMs (0: without limit).
     /// nReserved:    ignored.
-    /// Result:   0; -1 where it was started before, however that ended, and where the registry refuses (it may then be
-    ///           tried again); -2 where the wait ran out: the thread is up all the same.
-    /// Caution: where the kernel gives the new thread an id that an ended one still has in the registry, the log says
+    /// Result:   0; -1 if it was started before, however that ended, and if the registry refuses (it may then be
+    ///           tried again); -2 if the wait ran out: the thread is up all the same.
+    /// Caution: if the kernel gives the new thread an id that an ended one still has in the registry, the log says
     /// "entry() Error Thread Register", the result is -1, and the thread runs on outside the registry; destroying the
     /// object waits for it. Take ended threads out with leaveManagement().
     /// Blocking: a stop() from elsewhere waits until this returns.
     int start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nWaitStart,
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
 
-    /// As start(), with more to ask for, and told why not. Waits for no stage; waitTo() does.
+    /// As start(), with more options and a result that tells why not. Waits for no stage; waitTo() does.
     /// After ID_TAKEN the thread runs on outside the registry, as start() tells.
     Start tryStart(ThreadOptions const& nOptions);
 
@@ -94,7 +94,7 @@ public:
     /// start() waits for it (nWaitStart 1): each then waits for the other, whatever nWait says.
     ///
     /// nWait:  at exactly 1 waits for stage 3, at most nTimeoutMs (0: without limit); otherwise returns at once.
-    /// Result: 0; -1 where it never started or is done; -2 where the wait ran out: the thread runs on, and a later
+    /// Result: 0; -1 if it never started or is done; -2 if the wait ran out: the thread runs on, and a later
     ///         stop() asks once more. Nothing forces a thread to end.
     int stop(int nWait, unsigned int nTimeoutMs);
 
@@ -121,7 +121,7 @@ public:
     /// As given to the constructor.
     BasicString<char> const& getName() const { return mName; }
 
-    /// Takes the thread out of the registry. Result: false while it runs, and where it is not there.
+    /// Takes the thread out of the registry. Result: false while it runs, and if it is not there.
     bool leaveManagement();
 
     /// Sleeps nMs milliseconds, also across signals.
@@ -161,7 +161,7 @@ protected:
     /// Must make execute() return; called by stop() on its caller's thread.
     virtual void requestStop();
 
-    /// For the destructor of a subclass, after stop(): asks and waits also where the registry does not know the thread.
+    /// For the destructor of a subclass, after stop(): asks and waits even if the registry does not know the thread.
     void awaitEnd();
 
     /// isRunning() and not hasRequestedStop(), for hot paths: no lock. From the end of postExecute on it is false, an

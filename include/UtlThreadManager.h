@@ -50,15 +50,15 @@ public:
     static constexpr unsigned int DEFAULT_ENTRY_MAX = 128;
 
     /// The registry, created on first use with DEFAULT_ENTRY_MAX entries; the first call also starts the watchdog.
-    /// If it is the first call of several threads at once, one starts the watchdog and the others go on. What they enter
-    /// into its table waits until it runs, except from a sink of the log: there it is refused as before the start.
+    /// If several threads make the first call at once, one starts the watchdog and the others go on. What they enter
+    /// into its table waits until it runs. From a sink of the log it is refused instead, as before the start.
     static ThreadManager* get();
 
-    /// The registry, or null where nothing has created it yet. Creates nothing and starts no watchdog.
+    /// The registry, or null if nothing has created it yet. Creates nothing and starts no watchdog.
     static ThreadManager* getIfCreated();
 
     /// Creates the registry with room for nEntryMax threads; it must be the first use of the registry, and every
-    /// keep-alive report counts as one. Result: false, with nothing changed, where it exists already.
+    /// keep-alive report counts as one. Result: false, with nothing changed, if it exists already.
     static bool initializeEntryMax(unsigned int nEntryMax);
 
     /// Shuts the watchdog down, waiting for its thread, and deletes the registry; a later get() starts all over.
@@ -85,8 +85,8 @@ public:
     /// Caution: an invalid nPriority is not refused: the thread runs at nice 19. Check it first.
     /// Caution: entries of ended threads stay until unregister(); with a registry full of them every entry() fails in
     /// silence.
-    /// Blocking: until the new thread has set its priority and told its id. The function may run before this returns; with
-    /// nUseWatchdog 1 it begins when the watchdog has been told of the thread, or could not be.
+    /// Blocking: until the new thread has set its priority and told its id. The function may run before this returns;
+    /// with nUseWatchdog 1 it begins when the watchdog has been told of the thread, or could not be.
     /// Kernel:   top, ps, gdb and core files show the thread by npName, cut to whole characters within 15 bytes.
     /// Result:   the thread's id; 0 for a null, for a full registry (both in silence), when no thread can be made, and
     ///           when the id is registered already (both logged; in the last case the thread runs on, unregistered).
@@ -130,14 +130,14 @@ public:
     char const* getName(int nId);
 
     /// Adds (id, name) of every entry to *npNames in ascending order; names of ids already there are replaced.
-    /// Result: false for null, and where *npNames is full: what fitted stays in it.
+    /// Result: false for null, and if *npNames is full: what fitted stays in it.
     bool getNames(NameMap* npNames);
 
     /// Result: false, with *npPriority unchanged, unless npPriority is not null and the thread is active.
     bool getPriority(int nId, ThreadPriority* npPriority);
 
     /// Sets the nice value of the calling thread; nId must be its id and it must have been started by entry().
-    /// Result: false for another thread, for an invalid priority (logged), and where the system refuses (logged).
+    /// Result: false for another thread, for an invalid priority (logged), and if the system refuses (logged).
     bool setPriority(int nId, ThreadPriority const& nPriority);
 
     /// Waits until the thread's function has returned. nTimeoutMs 0: without limit.
@@ -223,7 +223,7 @@ private:
     int entryLocked(int nId, ThreadEntry const& nEntry) UTL_REQUIRES(mEntrySyncObject);
 
     /// As entry(). *npId: the id, or 0. *npEndEvent: the event that goes on when the function has returned, wherever a
-    /// thread was made, also where it could not be registered.
+    /// thread was made, even if it could not be registered.
     Start entryWithEvent(void (*npFunction)(void*), void* npArgument, char const* npName, ThreadOptions const& nOptions,
                          int* npId, SmartPointer<Event>* npEndEvent);
     ThreadEntry* findLocked(int nId) UTL_REQUIRES(mEntrySyncObject);

@@ -9,10 +9,10 @@ namespace utl
 
 /// A nice value, and its place on a scale of seven steps, the lowest number being the most urgent.
 ///
-/// The values are absolute, not relative to the process. Only a process with privileges may lower a nice value: in one that
-/// was started with nice -n 10 and has none, a thread that asks for NORMAL, or anything below 10, logs
-/// "ThreadManager::startThread() Error setpriority() OsValue:0" and runs at nice 10. IDLE is nice 3, so there no step is
-/// left; ThreadPriority lPriority; lPriority.OsValue(10) asks for what the process has.
+/// The values are absolute, not relative to the process. Only a process with privileges may lower a nice value: in one
+/// that was started with nice -n 10 and has none, a thread that asks for NORMAL, or anything below 10, logs
+/// "ThreadManager::startThread() Error setpriority() OsValue:0" and runs at nice 10. IDLE is nice 3, so there no step
+/// is left; ThreadPriority lPriority; lPriority.OsValue(10) asks for what the process has.
 ///
 /// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
 class UTL_API ThreadPriority

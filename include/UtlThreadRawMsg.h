@@ -60,7 +60,7 @@ public:
     bool set(double nValue) override;
     bool set(void* npValue) override;
     bool set(char const* npText) override;
-    /// Caution: a wide text is measured before anything else, also when the image has failed already; it must be
+    /// Caution: a wide text is measured before anything else, even if the image has failed already; it must be
     /// readable up to its terminator at any time. getResult() tells beforehand. Null fails as everywhere.
     UTL_SHARP_EDGE("look at getResult() first")
     bool set(wchar_t const* npText) override;

@@ -87,8 +87,8 @@ public:
     virtual ~WatchdogTimerListener() = default;
 
     /// Thread nId has been silent for its alive time. On the watchdog thread, with no lock held; it may call back into
-    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call; empty
-    /// if there was no memory for it.
+    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call;
+    /// empty if there was no memory for it.
     virtual void onTime(int nId, WatchdogInfoMap const& nInfos) = 0;
 };
 
@@ -98,9 +98,9 @@ public:
 /// Caution:  a thread that falls silent just before the tick counter wraps, every 49.7 days of uptime, is not reported
 ///           for that lapse; the next report it makes puts it right.
 /// Use:      ThreadManager owns the process's watchdog and hands nobody a pointer to it: its operations with "Watchdog"
-///           in their names are these. A ThreadWatchdog of one's own is another one, with a table and a thread of its own,
-///           that gets only the reports that are made to it. Before initialize() and after shutdown() every query answers
-///           false.
+///           in their names are these. A ThreadWatchdog of one's own is another one, with a table and a thread of its
+///           own, that gets only the reports that are made to it. Before initialize() and after shutdown() every query
+///           answers false.
 /// Clock:    a beat on which the clock fails passes over the table; nothing is overdue then.
 /// Threads:  any; the checks run on a message thread of its own, "Watchdog Thread".
 /// Signals:  no.
@@ -118,7 +118,7 @@ public:
     ThreadWatchdog(ThreadWatchdog const&) = delete;
     ThreadWatchdog& operator=(ThreadWatchdog const&) = delete;
 
-    /// Starts thread and beat and waits until both are up. Result: false where that was done before or fails.
+    /// Starts thread and beat and waits until both are up. Result: false if that was done before or fails.
     bool initialize(unsigned int nIntervalMs);
 
     /// Stops the thread, waiting without limit; not from a listener of its own. It does not start again.
@@ -144,7 +144,7 @@ public:
     bool setAliveTime(int nId, unsigned int nAliveTimeMs);
 
     /// The calling thread has passed nStatement. A lock, a search and a clock read; nothing is allocated.
-    /// Result: false for a thread that is not registered; true otherwise, also where it is not watched and the report
+    /// Result: false for a thread that is not registered; true otherwise, even if it is not watched and the report
     ///         is dropped.
     bool keepAlive(StatementInfo const& nStatement);
 
@@ -154,11 +154,11 @@ public:
     /// From the next beat on each thread that is silent is judged, and npListener is told, in place of the one before;
     /// null: nobody. Not owned. Costs some 4 microseconds a beat for each thread that has not reported since the last
     /// one, and two descriptors while it stays silent.
-    /// When this returns a call of the former one may be under way, or just about to come, as for WatchdogTimerListener.
+    /// When this returns, a call of the former one may be under way, or about to come, as for WatchdogTimerListener.
     void setVerdictListener(WatchdogVerdictListener* npListener);
 
-    /// true: from now on a time-out has a second line in the log, which tells what the thread does if it is a message
-    /// thread or a shared timer, and each verdict has a line: level 1 for a thread that hangs, otherwise 2. Off at first.
+    /// true: from now on a time-out of a message thread or a shared timer has a second line in the log, which tells
+    /// what that does, and each verdict has a line: level 1 for a thread that hangs, otherwise 2. Off at first.
     void setReport(bool nIsOn);
 
     /// The tick, as of TimeCounter::getTickTime(), by which the next beat will have ended if the watchdog is alive: a

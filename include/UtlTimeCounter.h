@@ -15,7 +15,7 @@ namespace utl
 /// Locks:    the static functions take the table's lock; the log is written under it.
 /// Signals:  no.
 /// Forks:    what was started runs on in the child; fork() waits until no other thread is at the table.
-/// Blocking: for that lock, and for the log where something fails.
+/// Blocking: for that lock, and for the log if something fails.
 /// Errors:   FAILED or false, with the reason in the log as an error.
 ///
 /// Caution: the tick FAILED comes once in 49.7 days, for one millisecond, and counts as a failed clock; repeat the

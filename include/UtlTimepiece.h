@@ -13,7 +13,7 @@ namespace utl
 /// Fields:  year 0 to 65534, month 1 to 12, day 1 to 31, hour to 23, minute and second to 59, millisecond, microsecond
 ///          and nanosecond to 999 each. The day is not checked against the month. An empty time holds the first value
 ///          past the range in every field.
-/// Safety:  a value: one thread at a time; also in a signal handler, unless said otherwise, and after a fork; never blocks.
+/// Safety:  a value: one thread at a time; after a fork and, unless said otherwise, in a signal handler; never blocks.
 /// Errors:  false or FAILED, in silence; what was to be written is as it was.
 class UTL_API Time
 {
@@ -25,11 +25,11 @@ public:
     /// The empty time.
     Time() = default;
 
-    /// As set(); the empty time where a field is out of range.
+    /// As set(); the empty time if a field is out of range.
     Time(unsigned short nYear, unsigned short nMonth, unsigned short nDay, unsigned short nHour, unsigned short nMinute,
          unsigned short nSecond, unsigned short nMillisecond, unsigned short nMicrosecond, unsigned short nNanosecond);
 
-    /// A second above 59, such as a leap second, is stored as 59. Result: false where another field is out of range.
+    /// A second above 59, such as a leap second, is stored as 59. Result: false if another field is out of range.
     bool set(unsigned short nYear, unsigned short nMonth, unsigned short nDay, unsigned short nHour,
              unsigned short nMinute, unsigned short nSecond, unsigned short nMillisecond, unsigned short nMicrosecond,
              unsigned short nNanosecond);
@@ -72,16 +72,16 @@ public:
     bool isPastTime(Time const& nOther) const { return *this < nOther; }
 
     /// Whole days from nOther, the earlier one, to this time; two times of one date give 0.
-    /// Result: FAILED where one is not valid or this time is before nOther.
+    /// Result: FAILED if one is not valid or this time is before nOther.
     /// Caution: between two equal times of day to the second, a last day that lacks more than a millisecond counts as
-    /// whole; clear the parts below the second on both sides where that matters.
+    /// whole; clear the parts below the second on both sides if that matters.
     /// Caution: between the 31st of a shorter month and the first days of the next the difference of days can be
     /// negative and wraps; use dates that exist.
     unsigned int getElapsedDays(Time const& nOther) const;
 
     /// Whole seconds from nOther, the earlier one, to this time.
     /// Result: FAILED as in getElapsedDays(), and for spans of 2^32 seconds or more (49710 days and 23296 seconds).
-    /// Caution: where this time of day is before that of nOther, the result is one day short, and wraps within the
+    /// Caution: if this time of day is before that of nOther, the result is one day short, and wraps within the
     /// first day: from 23:00:00 to the next 00:00:00 it is 4294884496. Take the difference of getDays() times 86400
     /// plus the difference of the seconds of the day instead.
     unsigned int getElapsedSeconds(Time const& nOther) const;
@@ -97,15 +97,15 @@ public:
 
     /// Reads a date and a time of day in any of the three forms of HTTP, and more: a time with colons, a day, an
     /// English month of which the first three letters count, and a year, in any order and between any delimiters. The
-    /// first number of one or two digits is the day, the next of two to four is the year, where 70 to 99 are of the
-    /// 20th century and below 70 of the 21st. Other letters are passed over; a weekday or zone is not looked at. The
+    /// first number of one or two digits is the day, the next of two to four is the year; 70 to 99 are of the
+    /// 20th century, 0 to 69 of the 21st. Other letters are passed over; a weekday or zone is not looked at. The
     /// fields below the second become 0.
     ///
     /// Signals: no.
-    /// Caution: a month is not seen where text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor where
+    /// Caution: a month is not seen if text of WorkingBuffer<char>::CAPACITY bytes or more begins with it, nor if
     /// a stray continuation byte follows its small third letter directly, as in "06 Nov\x80 1994 08:49:37", which gives
     /// false; pass the value of one header field alone.
-    /// Result:  false for null, where a piece is missing, and for a field out of range, a second above 59 too.
+    /// Result:  false for null, if a piece is missing, and for a field out of range, a second above 59 too.
     bool setHttpDate(char const* npText);
 
 private:
@@ -143,7 +143,7 @@ private:
 /// January 2038 on 32-bit machines too.
 ///
 /// npTime:   written on success only.
-/// Result:   false for null, where the clock or the conversion fails, and for years past 65534.
+/// Result:   false for null, if the clock or the conversion fails, and for years past 65534.
 /// Threads:  any; each call into the system stands between two reports to the watchdog, which create the registry.
 /// Signals:  no.
 /// Forks:    usable in the child, unless a thread of the parent was inside localtime_r() or its kin by itself.

@@ -27,7 +27,7 @@ public:
 ///     lTimer.stop(0);
 ///     lTimer.destroy();
 ///
-/// Arguments, results, waiting and threads are those of SharedTimer; where the timer could not be made, those for an
+/// Arguments, results, waiting and threads are those of SharedTimer; if the timer could not be made, those for an
 /// unknown id.
 /// Safety: as SharedTimer.
 class UTL_API Timer : public TimerListener

@@ -1,4 +1,4 @@
-/// A worker in today's C++: typed messages, closures, calls that answer, timers. Layer: face, on top of the message thread.
+/// A worker in today's C++: typed messages, closures, calls that answer, timers. Layer: face, above all.
 ///
 /// Compiled by its user and not part of the library's binary interface, so not in Utl.h.
 #ifndef UTL_WORKER_H
@@ -445,7 +445,7 @@ public:
             lSlot.mpIdleEvent = lIsToWait ? &lIdleEvent : nullptr;
             lpHandler = lSlot.mIsRunning ? nullptr : std::move(lSlot.mpHandler);
         }
-        // Refused only where the queue is full of requests or the loop has ended: the next time-out frees the slot.
+        // Refused only if the queue is full of requests or the loop has ended: the next time-out frees the slot.
         if (lTimerId == -1 || thread()->killTimer(lTimerId, 1))
         {
             freeIfCancelled(nIndex, nSerial);
@@ -940,8 +940,8 @@ private:
 
 /// A posting end for messages of one type. Copies post to the same worker, and may outlive it.
 ///
-/// Safety: any thread, each its own copy or a constant one; not in a signal handler; after a fork the child must not post;
-/// never blocks but for the lock of the worker's queue.
+/// Safety: any thread, each its own copy or a constant one; not in a signal handler; after a fork the child must not
+/// post; never blocks but for the lock of the worker's queue.
 template <class T>
 class Inbox
 {
@@ -1097,14 +1097,14 @@ private:
 ///     lWorker.finish();                                     // after what is queued
 ///
 /// Sizes:     all is allocated before and by start(), and by each timer; posting and dispatching allocate nothing.
-/// Order:     messages, closures and calls of one thread run in the order of their posts; a time-out runs behind what was
-///            queued when it was noticed.
+/// Order:     messages, closures and calls of one thread run in the order of their posts; a time-out runs behind what
+///            was queued when it was noticed.
 /// Ownership: copies messages and posted closures, keeps handlers until its destructor. What they refer to must be
 ///            declared before the worker. Handlers must not throw.
 /// Threads:   inbox(), onOther(), moving and destroying: one thread, as with any object. The others: any.
 /// Signals:   no.
-/// Forks:     the worker is not in the child. There its destructor, stop(), finish() and the end of a timer do nothing and
-///            call() gives STOPPED; nothing may be posted.
+/// Forks:     the worker is not in the child. There its destructor, stop(), finish() and the end of a timer do nothing
+///            and call() gives STOPPED; nothing may be posted.
 /// Blocking:  call(), finish(), stop() and the destructor, as told. Posting only for the lock of the queue.
 /// Locks:     none is held while a handler runs.
 /// Errors:    told by values; what is registered too late is logged.
@@ -1153,8 +1153,8 @@ public:
         return lInbox;
     }
 
-    /// Who receives what is sent to thread() under other ids, time-outs of its own timers included; before the start. Not
-    /// owned. A time-out of a timer that was cancelled an instant ago may come to it, too.
+    /// Who receives what is sent to thread() under other ids, time-outs of its own timers included; before the start.
+    /// Not owned. A time-out of a timer that was cancelled an instant ago may come to it, too.
     void onOther(ThreadMsgListener& nListener)
     {
         if (mpState != nullptr)
@@ -1222,8 +1222,7 @@ public:
         return addTimer(worker_internal::toMs(nDelay), true, std::move(nFunction));
     }
 
-    /// Ends it after the handler under way: from elsewhere waits for that, from a handler asks and goes on. What waits is
-    /// dropped.
+    /// Ends it after the handler under way and drops what waits. Returns after the end, but in a handler at once.
     void stop()
     {
         if (mpState != nullptr)
@@ -1232,7 +1231,7 @@ public:
         }
     }
 
-    /// Ends it behind what is queued; from now on posts give STOPPED. From elsewhere waits for that, from a handler goes on.
+    /// Ends it behind what is queued; from now on posts give STOPPED. Returns after the end, but in a handler at once.
     void finish()
     {
         if (mpState != nullptr)

@@ -58,7 +58,7 @@ No thread, descriptor or heap block is made before the first call that needs it.
 
 ## Objects
 
-Bytes of the object itself; what its making takes besides: heap (with the allocator's own bytes and, for a thread, the C
+Bytes of the object itself; what construction adds: heap (with the allocator's own bytes and, for a thread, the C
 library's share), descriptors, threads. A thread's stack is the system's default, 8 MiB of addresses and as many pages as it
 touches.
 

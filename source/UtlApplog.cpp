@@ -199,7 +199,7 @@ void LogLine::writeRaw(char const* npFormat, va_list nArguments)
     writeToBinaryLog();
 }
 
-/// Adds the message, cut and marked where it does not fit.
+/// Adds the message, cut and marked if it does not fit.
 void LogLine::append(unsigned int nMaxLength, char const* npFormat, va_list nArguments)
 {
     std::size_t const lUsed = std::strlen(mText);

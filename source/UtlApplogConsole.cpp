@@ -103,7 +103,7 @@ bool LogConsole::fitsBuffer(std::size_t nLength) const
     return ::__flbf(stream()) == 0 && ::__fpending(stream()) + nLength < ::__fbufsize(stream());
 }
 
-/// Room for what one write of the stream has: a page, where it is a pipe.
+/// Room for what one write of the stream has: a page, if it is a pipe.
 bool LogConsole::hasRoom()
 {
     int const lFd = ::fileno(stream());

@@ -134,7 +134,7 @@ bool BasicString<T>::replace(T const* npPattern, T const* npReplacement, int nMo
     {
         return replace(npPattern, BasicString(npReplacement, 0, 0).mpData, nMode);
     }
-    unsigned int const lGrowth = lengthOrNone(npReplacement) - lengthOrNone(npPattern); // wraps where it shrinks
+    unsigned int const lGrowth = lengthOrNone(npReplacement) - lengthOrNone(npPattern); // wraps if it shrinks
     unsigned int const lSize = lengthOf(mpData) + 1 + occurrences(npPattern) * lGrowth;
     if (mExpandMode == 1 && mMaxSize < lSize)
     {
@@ -150,7 +150,7 @@ bool BasicString<T>::replace(T const* npPattern, T const* npReplacement, int nMo
            STR_ERROR;
 }
 
-// Gives the old buffer where it was our own. No buffer stands for the shared empty text.
+// Gives the old buffer if it was our own. No buffer stands for the shared empty text.
 template <class T>
 std::unique_ptr<T[]> BasicString<T>::exchangeBuffer(std::unique_ptr<T[]> nBuffer, unsigned int nMaxSize)
 {

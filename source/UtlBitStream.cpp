@@ -273,7 +273,7 @@ unsigned int BitStream::capacity() const
     return mByteSize <= UINT_MAX / 8 ? mByteSize * 8 : UINT_MAX;
 }
 
-// Sets the error where the range is not whole in the buffer.
+// Sets the error if the range is not whole in the buffer.
 bool BitStream::isInside(unsigned int nBits, int nPosition)
 {
     unsigned int const lCapacity = capacity();
@@ -297,7 +297,7 @@ void BitStream::raiseBitSize(unsigned int nBitPosition)
     mBitSize = std::max(mBitSize, nBitPosition);
 }
 
-// --- Transfers inside the buffer: by bytes, and by words where a run is off a byte boundary ---
+// --- Transfers inside the buffer: by bytes, and by words if a run is off a byte boundary ---
 
 unsigned long long BitStream::fetch(unsigned int nStart, unsigned int nBits) const
 {

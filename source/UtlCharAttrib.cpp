@@ -176,7 +176,7 @@ char const* skipTail(char const* npStr, std::uint32_t nClass)
     return npStr;
 }
 
-// The functions below give the end of the block of one class at the start of a text; null where there is none.
+// The functions below give the end of the block of one class at the start of a text; null if there is none.
 
 char const* signedEnd(char const* npStr, std::uint32_t nClass)
 {

@@ -31,7 +31,7 @@ unsigned int keySize(unsigned char nLead)
     return nLead >= 0xC2 && nLead <= 0xD1 ? 2 : 0;
 }
 
-// The code of a key, 0 where it has none. Reads nothing behind a terminator that cuts the key off.
+// The code of a key, 0 if it has none. Reads nothing behind a terminator that cuts the key off.
 unsigned int sjisOfKey(unsigned char const* npKey, unsigned int nSize)
 {
     if (!isLikely(isTail(npKey[1])))
@@ -51,7 +51,7 @@ unsigned int keySizeInText(unsigned char const* npKey, unsigned int nSize)
     return npKey[1] == 0 ? 1 : npKey[2] == 0 ? 2 : nSize;
 }
 
-// The unit of a code of the two table classes, 0 where it has none.
+// The unit of a code of the two table classes, 0 if it has none.
 unsigned int unitOfCode(unsigned char const* npCode, bool nIsDouble)
 {
     return nIsDouble ? unitOfSjis(npCode[0], npCode[1]) : unitOfSjisKana(npCode[0]);

@@ -47,7 +47,7 @@ public:
         return true;
     }
 
-    // What a chunk of text was folded to. False, with nothing done, where it does not simply fit.
+    // What a chunk of text was folded to. False, with nothing done, if it does not simply fit.
     bool appendChunk(char const* npText, unsigned int nBytes, unsigned int nNeeded)
     {
         if (nNeeded >= mFree)
@@ -131,7 +131,7 @@ private:
     unsigned int const mDstSize;
     int const mMode;
     unsigned int mSize = 1; // in use, terminator included
-    unsigned int mFree;     // of the destination, from the terminator on; 0 where there is none
+    unsigned int mFree;     // of the destination, from the terminator on; 0 if there is none
 };
 
 // --- The row that matches ---

@@ -97,7 +97,7 @@ using internal::isOpenHandle;
 using internal::opensUp;
 using internal::seekFile;
 
-/// Makes the directories of a file that is to be written. Result: false where a file as it is, or is not, cannot be opened.
+/// Makes the directories of a file that is to be written. Result: false if the file cannot be opened.
 bool isReadyToOpen(char const* npPath, int nOpenMode, int nAccessMode, bool& nExists)
 {
     bool const lIsWriting = nAccessMode != FILE_ACCESS_READ;

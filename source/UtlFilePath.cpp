@@ -66,7 +66,7 @@ bool preparePath(PathBuffer& nBuffer, char const* npDst, unsigned int nDstSize, 
     return true;
 }
 
-/// Where the last component begins; STR_ERROR where there is none.
+/// Where the last component begins; STR_ERROR if there is none.
 unsigned int lastToken(char const* npPath)
 {
     unsigned int lStart = STR_ERROR;

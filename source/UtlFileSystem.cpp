@@ -239,7 +239,7 @@ private:
     DIR* const mpStream;
 };
 
-/// Appends the entries that count. Result: false where the directory cannot be read to its end, or the list is too small.
+/// Appends the entries that count. Result: false if the directory cannot be read to its end or the list is too small.
 bool Listing::collect(FileNames& nList, unsigned int nMaxCount) const
 {
     DirectoryStream lStream(mDirectory.c_str());

@@ -223,7 +223,7 @@ void MsgDrivenSharedThread::detachMsgListener(ThreadMsgListener* npListener)
     changeList(MSG_ID_DETACH_LISTENER, npListener, "detachMsgListener");
 }
 
-/// At once where nobody walks the list, or by the message thread. Result: that of addMsgListener() or eraseMsgListener().
+/// At once if nobody walks the list, or by the message thread. Result: of addMsgListener() or eraseMsgListener().
 bool MsgDrivenSharedThread::changeList(int nMsgId, ThreadMsgListener* npListener, char const* npFunction)
 {
     if (isOnMessageThread())
@@ -545,7 +545,7 @@ void MsgDrivenSharedThread::route(int nMsgId, int nThreadId, ThreadRawMsg& nRawM
 /// moves the index with those that stay.
 void MsgDrivenSharedThread::forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg)
 {
-    int const lOuterIndex = mForwardIndex; // where a listener hands a message on to all
+    int const lOuterIndex = mForwardIndex; // of a broadcast whose listener makes this one
     for (mForwardIndex = static_cast<int>(mMsgListeners.size()) - 1; mForwardIndex >= 0; --mForwardIndex)
     {
         ThreadMsgListener* const* const lppListener = mMsgListeners.at(static_cast<unsigned int>(mForwardIndex));

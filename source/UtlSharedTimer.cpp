@@ -423,7 +423,7 @@ int SharedTimer::Impl::dispatch(CtlRecord const& nWork)
     mWaiters.onServed(nWork.mParam, lFate);
     if (lFate == TimerFate::GOES)
     {
-        removeTimerLocked(nWork.mParam); // also if the kernel refuses
+        removeTimerLocked(nWork.mParam); // even if the kernel refuses
     }
     return lResult;
 }

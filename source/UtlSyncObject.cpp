@@ -9,7 +9,7 @@ namespace utl
 namespace
 {
 
-/// Leaves the lock alone for a while, so that its owner can do several things without losing the memory that it lies in.
+/// Leaves the lock alone for a while, so that its owner can do several things without losing the cache line.
 void stayAway(int nPauses)
 {
     for (int lPause = 0; lPause < nPauses; ++lPause)
@@ -43,7 +43,7 @@ SyncObject::~SyncObject()
 void SyncObject::lock() const UTL_NO_THREAD_SAFETY_ANALYSIS
 {
     // Most locks of the library are held for some ten nanoseconds: a few tries, further and further apart, are cheaper
-    // than going to sleep, and take less than one sleep where there is no second processor.
+    // than going to sleep, and take less than one sleep if there is no second processor.
     int const LAST_PAUSES = 256;
     for (int lPauses = 64; pthread_mutex_trylock(&mMutex) != 0; lPauses *= 2)
     {

@@ -418,7 +418,7 @@ Start ThreadManager::startLocked(StartRecord& nRecord, ThreadOptions const& nOpt
     return Start::DONE;
 }
 
-/// Registers a thread. Result: its id; 0 where it is there already: then the thread runs on without.
+/// Registers a thread. Result: its id; 0 if it is there already: then the thread runs on without.
 int ThreadManager::entryLocked(int nId, ThreadEntry const& nEntry)
 {
     int const lOsPriority = nEntry.mPriority.OsValue();
@@ -504,7 +504,7 @@ int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, Watc
     return lId;
 }
 
-/// Tells the layers above of a thread that runs. Where they have no memory for it, it runs without them, as with a full
+/// Tells the layers above of a thread that runs. If they have no memory for it, it runs without them, as with a full
 /// table.
 void ThreadManager::announce(int nId, int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
                              char const* npName)

@@ -110,7 +110,7 @@ ThreadWatchdog::~ThreadWatchdog()
 
 bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
 {
-    // The thread runs already where memory ran out behind its start.
+    // The thread runs already if memory ran out after its start, the last time.
     if (mIsInitialized || !(mpThread->isRunning() ||
                             mpThread->start(this, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0) == 0))
     {

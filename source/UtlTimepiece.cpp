@@ -439,7 +439,7 @@ bool Time::setHttpDate(char const* npText)
     }
     HttpDateScanner lDate;
     lDate.scan(npText);
-    // Here a second above 59 is refused, where set() would limit it.
+    // A second above 59 is refused here; set() would limit it.
     return lDate.mSecond <= 59 &&
            set(lDate.mYear, lDate.mMonth, lDate.mDay, lDate.mHour, lDate.mMinute, lDate.mSecond, 0, 0, 0);
 }

@@ -11,7 +11,7 @@ namespace demo
 
 /// Draws on standard output, on a timer's thread, from the ledgers of the threads that are there.
 ///
-/// Threads: watch() and leave() by one; the timer's thread draws. The lock keeps a ledger's thread alive while it is read.
+/// Threads: watch() and leave() by one; the timer's thread draws. The lock keeps a thread alive while it is asked.
 class Inside : private utl::TimerListener
 {
 public:

@@ -14,7 +14,7 @@ public:
     /// The signal that came, 0 as long as none did. A second one of its kind ends the process as if we had not asked.
     int signalNumber() const;
 
-    /// Waits until a descriptor can be read without blocking. Result: false where a signal came instead, also when it
+    /// Waits until a descriptor can be read without blocking. Result: false if a signal came instead, even if it
     /// came before.
     bool waitForInput(int nFd) const;
 

@@ -22,7 +22,7 @@ public:
     /// npPath: a file's path, or "-" for standard input; outlives this object. nTextType: utl::FILE_TEXT_....
     LineSource(char const* npPath, int nTextType);
 
-    /// Locks the file against those who write. Result: false where it cannot be opened, see errorText().
+    /// Locks the file against those who write. Result: false if it cannot be opened, see errorText().
     bool open();
 
     /// It cannot be read a second time.

@@ -71,7 +71,7 @@ void Log::makeRoomLocked()
         std::string const lOldPath = std::string(mFile.getPath()) + ".old";
         lOpenMode = std::rename(mFile.getPath(), lOldPath.c_str()) == 0 ? lOpenMode : utl::FILE_OPEN_TRUNCATE;
     }
-    if (!mFile.isOpened()) // also where somebody had it locked the last time
+    if (!mFile.isOpened()) // even if somebody had it locked the last time
     {
         openQuietly(mFile, lOpenMode, utl::FILE_ACCESS_WRITE);
     }

@@ -8,7 +8,7 @@
 namespace demo
 {
 
-/// Lines of the type "utlDemo: " on their way to applog(), and to a file where the user wants one. When that is full it
+/// Lines of the type "utlDemo: " on their way to applog(), and to a file if the user wants one. When that is full it
 /// is put aside as "FILE.old", in place of the one before, and a new one begins: a log must not fill the disk.
 ///
 /// Threads: any; a File is used by one at a time, so there is a lock.

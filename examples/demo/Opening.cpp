@@ -28,7 +28,7 @@ char const* openQuietly(utl::File& nFile, int nOpenMode, int nAccessMode)
     {
         return "it is locked by another process";
     }
-    return std::strerror(lErrno != 0 ? lErrno : EACCES); // no call failed where a file is read-only
+    return std::strerror(lErrno != 0 ? lErrno : EACCES); // no call failed if a file is read-only
 }
 
 } // namespace demo

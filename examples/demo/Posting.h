@@ -10,7 +10,7 @@ namespace demo
 // Both wait for room as long as the queue is full, and count in *npRefusals how often it was.
 //
 // nMsg:   fits the thread's messages; one that does not would be refused for ever.
-// Result: false where the thread has ended, or is about to: nobody would read the message.
+// Result: false if the thread has ended, or is about to: nobody would read the message.
 
 /// Puts a message behind all others.
 bool postWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned long long* npRefusals);

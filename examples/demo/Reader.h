@@ -21,7 +21,7 @@ struct Account
     ReadResult mResult = READ_END;
 };
 
-/// Posts every line to the worker. Where its queue is full, waits for room: no line is lost.
+/// Posts every line to the worker. If its queue is full, waits for room: no line is lost.
 class Reader
 {
 public:

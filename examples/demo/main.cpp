@@ -411,7 +411,7 @@ int main(int nCount, char** npArguments)
 {
     using namespace demo;
 
-    utl::File::setModes(utl::FILE_MODES_UMASK); // a log file changes no directory on its way, also if we are root
+    utl::File::setModes(utl::FILE_MODES_UMASK); // a log file changes no directory on its way, even if we are root
     Options lOptions;
     if (!lOptions.parse(nCount, npArguments))
     {

@@ -45,8 +45,8 @@ void giveBack() UTL_NO_THREAD_SAFETY_ANALYSIS
     }
 }
 
-/// To the lock the child's thread is another one than that which took it: giving it back is refused, which only the race
-/// checks believe to work, and it must be made anew.
+/// To the lock the child's thread is another one than that which took it: giving it back is refused, which only the
+/// race checks believe to work, and it must be made anew.
 void makeAnewInChild()
 {
     giveBack();

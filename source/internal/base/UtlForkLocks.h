@@ -18,14 +18,14 @@ enum ForkRank
     FORK_RANKS
 };
 
-/// Makes a lock free in the child of every later fork, with what it guards whole: fork() waits until nobody else has it.
+/// Frees a lock in the child of every later fork, with what it guards whole: fork() waits until nobody else has it.
 /// nLock: lives as long as the process. Once for each rank.
-/// A lock that stays held, by a sink that waits for the thread that forks, say, makes fork() wait for about a second; then
-/// the lock is free in the child all the same.
+/// A lock that stays held, by a sink that waits for the thread that forks, say, makes fork() wait for about a second;
+/// then the lock is free in the child all the same.
 void freeInChild(ForkRank nRank, SyncObject& nLock);
 
-/// The C library has a lock of its own for the time zone, and a fork does not mind it: whoever asks it for the parts of a
-/// time holds this one meanwhile.
+/// The C library has a lock of its own for the time zone, and a fork does not mind it: whoever asks it for the parts of
+/// a time holds this one meanwhile.
 SyncObject& calendarLock();
 
 } // namespace utl::internal

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-/// Marks a variable: a compile error where its initialiser needs run-time work.
+/// Marks a variable: a compile error if its initialiser needs run-time work.
 #if defined(__clang__)
 #define UTL_CONSTINIT [[clang::require_constant_initialization]]
 #else

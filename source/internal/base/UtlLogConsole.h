@@ -11,8 +11,9 @@ namespace utl::internal
 /// Puts the stamp, "Nov 15 08:55:34.123", at the start of a zeroed buffer.
 void makeStamp(char (&nStamp)[64]);
 
-/// Standard output or standard error as a sink. A stream that takes nothing is waited for once, at most PATIENCE_MS; then
-/// what finds no room is dropped at once, until the stream takes something again and is told how many lines were dropped.
+/// Standard output or standard error as a sink. A stream that takes nothing is waited for once, at most PATIENCE_MS;
+/// then what finds no room is dropped at once, until the stream takes something again. That begins with the
+/// number of lines dropped.
 /// Threads: one at a time, the log's output lock guards.
 class LogConsole
 {
@@ -24,8 +25,8 @@ public:
     {
     }
 
-    /// npFormat: a finished line as a format without arguments; "%m" in it tells nErrno. nIsUrgent: the line is on its way
-    /// to the stream's file when this returns, unless that stalls.
+    /// npFormat: a finished line as a format without arguments; "%m" in it tells nErrno. nIsUrgent: the line is on its
+    /// way to the stream's file when this returns, unless that stalls.
     void write(char const* npFormat, int nErrno, bool nIsUrgent);
 
 private:

@@ -249,15 +249,15 @@ void showStopRequest(int nId);
 /// In the child of a fork: none of the threads is there.
 void clearSlots();
 
-/// The monotonic clock in units of 2^20 nanoseconds, as exact as the kernel's tick; wraps after 52 days. The unit spares a
-/// division on the way of each message.
+/// The monotonic clock in units of 2^20 nanoseconds, as exact as the kernel's tick; wraps after 52 days. The unit
+/// spares a division on the way of each message.
 std::uint32_t slotClock();
 constexpr std::uint32_t slotTime(long long nNs)
 {
     return static_cast<std::uint32_t>(nNs >> 20U);
 }
 
-/// The thread that owns a mutex now; 0 for none, and where the platform does not tell.
+/// The thread that owns a mutex now; 0 for none, and if the platform does not tell.
 int ownerOf(pthread_mutex_t const& nMutex);
 
 /// A report to the watchdog, whether the thread is watched or not.

@@ -91,7 +91,7 @@ bool LineScan::store(DecodedChar const& nChar, LinePart& nPart)
     return true;
 }
 
-/// Result: the bytes left at least where the part ends; FILE_READ_ERROR.
+/// Result: the bytes left, at least, when the part ends; FILE_READ_ERROR.
 int LineScan::takeChars(LinePart& nPart)
 {
     int lLeft = mReader.require(LOOKAHEAD);

@@ -37,7 +37,7 @@ extern std::atomic<unsigned int> gForks;
 /// one of them writes the other must see, so that nothing is kept from call to call of a file that can be written to.
 ///
 /// Threads: those of File; a fork by any thread.
-/// Locks:   one for the list of all windows, a leaf: taken where a window is made or dropped and around a fork.
+/// Locks:   one for the list of all windows, a leaf: taken when a window is made or dropped, and around a fork.
 class ReadAhead
 {
 public:

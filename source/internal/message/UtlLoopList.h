@@ -12,7 +12,7 @@ namespace utl
 {
 class SyncObject;
 class Thread;
-}
+} // namespace utl
 
 namespace utl::internal
 {
@@ -75,8 +75,8 @@ public:
     /// Result: false if no loop runs on that thread.
     static bool look(int nThreadId, View* npView);
 
-    /// Asks the next loop to end that is to be stopped, and is not one of these threads. Without the list's lock: the loop
-    /// ends no earlier than the asking.
+    /// Asks the next loop to end that is to be stopped, and is not one of these threads. Without the list's lock: the
+    /// loop ends no earlier than the asking.
     /// Result: its thread's id; 0 if there is none.
     static int askNext(Array<int, int const&> const& nThreadIds);
 

@@ -110,7 +110,7 @@ public:
         lHasRoom ? mSlots.keepNext() : tellOverflow(nMsgId, nLogLevel);
         return lHasRoom;
     }
-    void keepFlattened() { mSlots.keepNext(); } ///< The same where the caller has seen that there is room.
+    void keepFlattened() { mSlots.keepNext(); } ///< The same if the caller has seen that there is room.
 
     /// Takes a slot out again. nSlot: how many stood before it.
     void takeBack(unsigned int nSlot) { mSlots.erase(nSlot, 1); }

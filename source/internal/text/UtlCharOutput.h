@@ -25,7 +25,7 @@ public:
     {
     }
 
-    // The three below give false, with nothing stored, where the units and a terminator do not fit.
+    // The three below give false, with nothing stored, if the units and a terminator do not fit.
 
     bool put(unsigned int nUnit)
     {

@@ -1,4 +1,4 @@
-/// The converter between UTF-8 and wide text: the platform's where the process has it, otherwise our own. Layer:
+/// The converter between UTF-8 and wide text: the platform's if the process has it, otherwise our own. Layer:
 /// internal, below the conversions.
 #ifndef UTL_CHAR_SET_PLATFORM_H
 #define UTL_CHAR_SET_PLATFORM_H

@@ -16,7 +16,7 @@ inline unsigned int lengthOf(char const* npStr)
     return static_cast<unsigned int>(std::strlen(npStr));
 }
 
-/// The length, at most nMaxBytes; nothing past that is read where the limit can be the size of an object.
+/// The length, at most nMaxBytes; nothing past that is read, since the limit can be the size of an object.
 inline unsigned int lengthUpTo(char const* npStr, unsigned int nMaxBytes)
 {
     return nMaxBytes > INT_MAX ? std::min(lengthOf(npStr), nMaxBytes)
@@ -34,18 +34,18 @@ unsigned int runAtEnd(char const* npStr, unsigned int nLength, char const* npSet
 /// t_strstr() without its exceptions: npStr is not null, npPattern not empty.
 unsigned int findFrom(char const* npStr, char const* npPattern);
 
-/// Searches forward from a byte index, which moves to the next lead byte where it stands on a continuation byte.
+/// Searches forward from a byte index, which moves to the next lead byte if it stands on a continuation byte.
 ///
 /// npEnd:  may be null; receives the index past the match, STR_ERROR for no match and for an empty pattern. Left
-///         alone where nStart is past the end.
+///         alone if nStart is past the end.
 /// Result: the index of the match; STR_ERROR for none and for nulls. An empty pattern gives the length of npStr.
 unsigned int findStr(char const* npStr, char const* npPattern, unsigned int nStart, unsigned int* npEnd);
 
 /// The next token of a text: characters up to the next delimiter, behind any leading delimiters. Keeps no state:
 /// pass *npEnd as nStart for the next one.
 ///
-/// npEnd:  may be null; receives the index past the token, STR_ERROR where nothing is left.
-/// Result: the index where the token begins; STR_ERROR where nothing is left, for nStart past the end, a null npStr.
+/// npEnd:  may be null; receives the index past the token, STR_ERROR if nothing is left.
+/// Result: the index where the token begins; STR_ERROR if nothing is left, for nStart past the end, a null npStr.
 unsigned int findToken(char const* npStr, char const* npDelimiters, unsigned int nStart, unsigned int* npEnd);
 
 } // namespace utl::internal

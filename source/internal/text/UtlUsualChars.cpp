@@ -12,9 +12,9 @@ namespace utl::internal
 namespace
 {
 
-// Destinations. put() takes a unit from 0x80 that is no surrogate, putThree() the bytes of a character of three bytes, as
-// fourBytesAt() gives them. Both store up to LARGEST bytes and may overwrite WRITES. False, with nothing stored, if it has
-// no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES.
+// Destinations. put() takes a unit from 0x80 that is no surrogate, putThree() the bytes of a character of three bytes,
+// as fourBytesAt() gives them. Both store up to LARGEST bytes and may overwrite WRITES. False, with nothing stored, if
+// it has no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES.
 
 struct ToUtf8
 {
@@ -115,8 +115,8 @@ struct ToWide
     }
 };
 
-// Sources. step() takes one usual character of SMALLEST bytes or more, out of what load() makes of READS bytes. False, with
-// nothing done, if there is none. A branch for each size, so that the next character does not wait for the size of this.
+// Sources. step() takes one usual character of SMALLEST bytes or more, out of what load() makes of READS bytes. False,
+// with nothing done, if there is none. A branch for each size: the next character waits for none.
 
 struct FromUtf8
 {

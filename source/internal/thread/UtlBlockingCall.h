@@ -26,7 +26,7 @@ auto blockingCall(ThreadManager* npManager, char const* npFile, char const* npFu
     return lResult;
 }
 
-/// The same with the process's registry, which such a report creates where none exists.
+/// The same with the process's registry, which such a report creates if none exists.
 template <class Call>
 auto blockingCall(char const* npFile, char const* npFunction, unsigned int nLine, Call nCall)
 {

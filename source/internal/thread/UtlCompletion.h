@@ -12,8 +12,8 @@
 namespace utl::internal
 {
 
-/// One thread asks and waits, another carries out the request and gives the completion. Unlike an Event it wakes without
-/// holding a lock, so the woken thread never waits for the one that woke it. One request at a time.
+/// One thread asks and waits, another carries out the request and gives the completion. Unlike an Event it wakes
+/// without holding a lock, so the woken thread never waits for the one that woke it. One request at a time.
 class Completion
 {
 public:

@@ -20,7 +20,8 @@ unsigned int toMs(long long nNs)
     return static_cast<unsigned int>(std::max(nNs, 0LL) / NS_IN_MS);
 }
 
-/// Of what was told for the time that passed, the part in the time that counts: in proportion, or what has no room else.
+/// The part of what was told for nPassedNs that falls into nCountedNs of it: in proportion, but at least what does not
+/// fit into the rest.
 long long partOf(long long nToldNs, long long nPassedNs, long long nCountedNs)
 {
     if (nPassedNs == nCountedNs)

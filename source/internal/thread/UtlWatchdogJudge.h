@@ -13,8 +13,8 @@ namespace utl::internal
 /// What the silence of one thread is made of, by samples of it. Times are in nanoseconds.
 ///
 /// Between two samples a thread ran, as its processor clock says, was ready without a processor, or waited. How long it
-/// was ready the system tells only once it runs again; so what is left counts as waiting only by a sample that finds the
-/// thread at rest.
+/// was ready the system tells only once it runs again; so what is left counts as waiting only by a sample that finds
+/// the thread at rest.
 class ThreadCharge
 {
 public:

@@ -21,8 +21,8 @@ namespace
 template <class To, class From>
 using Convert = unsigned int (*)(To*, unsigned int, From const*);
 
-/// What a text becomes, in room for seven units. Smaller capacities and queries of the size: see tests/fuzz/CharSetFuzz.cpp,
-/// which the tests run too.
+/// What a text becomes, in room for seven units. Smaller capacities and queries of the size: see
+/// tests/fuzz/CharSetFuzz.cpp, which the tests run too.
 template <class To, class From>
 auto convert(Convert<To, From> npConvert, From const* npSource)
 {

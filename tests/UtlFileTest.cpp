@@ -153,8 +153,8 @@ bool readByte()
 
 } // namespace
 
-// What fails leaves files and modes as they are and nothing open. Each call of each use: see tests/proof/UtlFaultProof.cpp,
-// which the tests run too.
+// What fails leaves files and modes as they are and nothing open. Each call of each use: see
+// tests/proof/UtlFaultProof.cpp, which the tests run too.
 TEST_F(FileTest, AFailedCallIsTold)
 {
     struct

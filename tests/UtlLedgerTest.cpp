@@ -138,7 +138,8 @@ TEST(Ledger, OfASharedTimerCountsRequestsAndBeats)
     }
     EXPECT_EQ((Counts{lPosted + 1, 1, 0, 0, lPosted, lPosted, 1, 0, 0, 0}), messages(lTimer.ledger()));
     lSlow.mLeave.open();
-    ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mWaiting == 0; })); // a beat that finds the queue full is the last
+    // A beat that finds the queue full is the last.
+    ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mWaiting == 0; }));
     ASSERT_TRUE(lTimer.start(lBeats, 0));
     ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mTimeoutsLost != 0 && lTimer.ledger().mTimeouts > 1; }));
     lTimer.eraseTimer(lBeats, 0), lTimer.destroy();

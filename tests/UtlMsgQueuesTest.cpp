@@ -81,8 +81,8 @@ struct Queues : MsgDrivenThread::MsgJudgementInterface, MsgQueues::Erasure
 
 // ---------------------------------------------------------------------------------------------- control records
 
-/// One step: a digit appends a record of that id, b takes the newest back, f erases the head, x the first of id 2, m moves
-/// the second to the head's place, p takes the head.
+/// One step: a digit appends a record of that id, b takes the newest back, f erases the head, x the first of id 2, m
+/// moves the second to the head's place, p takes the head.
 void step(CtlQueue& nQueue, char nStep)
 {
     switch (nStep)
@@ -278,7 +278,7 @@ TEST(MsgQueues, QueuesAreWholeWhereverAnErasureStops)
     }
 }
 
-// A judgement erases all there is at its first message: told if it passes that, and nothing is touched that is not there.
+// A judgement erases all there is at its first message: told if it passes that, and nothing else is touched.
 TEST(MsgQueues, JudgementMayEraseWhatIsWalked)
 {
     struct Row

@@ -36,7 +36,8 @@ std::string shown(Call nCall)
     return std::to_string(static_cast<int>(lResult)) + ":" + lText;
 }
 
-// Sizes of all characters, boundaries, copies and searches in all texts: see tests/fuzz/Utf8Fuzz.cpp, which the tests run too.
+// Sizes of all characters, boundaries, copies and searches in all texts: see tests/fuzz/Utf8Fuzz.cpp, which the tests
+// run too.
 
 TEST(String, CharacterSizesOfCutTextAndTheMark)
 {

@@ -350,8 +350,8 @@ struct Worker
     static inline void* spArgument = nullptr;
 };
 
-// The kernel gives a thread an id that is in the registry still, of one that entered itself and ended without a word: the
-// start fails, and the thread runs on, known to its owner alone.
+// The kernel gives a thread an id that is in the registry still, of one that entered itself and ended without a word:
+// the start fails, and the thread runs on, known to its owner alone.
 TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
 {
     struct Run : Command

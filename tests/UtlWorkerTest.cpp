@@ -397,7 +397,7 @@ TEST(WorkerDeathTest, DestroyedByItsOwnHandlerItAborts)
         "");
 }
 
-// Posts, calls, timers, cancels and stops of several threads at once; what is accepted by a worker that finishes has run.
+// Posts, calls, timers, cancels and stops of several threads at once; what a worker accepts before it finishes runs.
 TEST(Worker, StressOfEverythingAtOnce)
 {
     for (int lRound = 0; lRound < 20; ++lRound)

@@ -1,4 +1,4 @@
-// Two shared libraries in one process, each with a worker: messages go to the right one, and a ring through both is found.
+// Two shared libraries in one process, each with a worker: messages find theirs, and a ring through both is found.
 #include <UtlOutcome.h>
 #include <UtlWorker.h>
 

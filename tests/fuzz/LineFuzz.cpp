@@ -1,9 +1,9 @@
 // Arbitrary bytes as a text file: the text functions against the slow and obvious reader, after the same calls with the
-// same results, destinations and positions; then the loop over all that is left. Short reads, so that a few bytes are many
-// pieces read ahead.
+// same results, destinations and positions; then the loop over all that is left. Short reads, so that a few bytes are
+// many pieces read ahead.
 //
-// The input: text type and how the file is made of bytes, bytes given by a read (0: all; more with a long run in front),
-// length of a run of 'x' in front, number of calls of four bytes, the calls, the file.
+// The input: text type and how the file is made of bytes, bytes given by a read (0: all; more with a long run in
+// front), length of a run of 'x' in front, number of calls of four bytes, the calls, the file.
 #include "UtlApplog.h"
 #include "internal/base/UtlSystemCalls.h"
 #include "reference/PlainLines.h"

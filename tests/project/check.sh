@@ -116,6 +116,13 @@ floors() {
             }'
 }
 
+# columns SOURCE_DIR: no line of C++ is longer than 120 columns. A byte that continues a character of UTF-8 takes none.
+columns() {
+    (cd "$1" && find include source bench examples tests tools \( -name '*.h' -o -name '*.cpp' \) -exec awk '
+        { lLine = $0; gsub(/[\200-\277]/, "", lLine) }
+        length(lLine) > 120 { print FILENAME ":" FNR ": longer than 120 columns" }' {} +)
+}
+
 # soname READELF LIBRARY NAME: the name that programs will look for.
 soname() {
     "$1" -d "$2" | grep SONAME | grep -qF "[$3]" || echo "$2 has not the SONAME $3"

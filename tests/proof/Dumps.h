@@ -61,8 +61,8 @@ private:
         }
     }
 
-    /// Nobody waits in a circle for a second here, and all names, ids and reports are known. Times are anything: some races have a clock of
-    /// their own.
+    /// Nobody waits in a circle for a second here, and all names, ids and reports are known. Times are anything: some
+    /// races have a clock of their own.
     void check(std::string const& nLine)
     {
         static test::Pattern sLine(

@@ -1,8 +1,8 @@
 // Every call that can fail has failed. Each scenario of FaultScenarios.h runs with each call of internal::gSystem that
 // it makes failing, once and for ever, with each error number of calls.txt, and with each of its allocations failing.
 // After each run: the results are documented ones, nothing is held that was not held before (descriptors, threads,
-// handles of threads, kernel timers, heap blocks), and a second run without a fault gives what it gave at first, so that
-// no lock is held. A hang and a crash end the program with the name of the fault.
+// handles of threads, kernel timers, heap blocks), and a second run without a fault gives what it gave at first, so
+// that no lock is held. A hang and a crash end the program with the name of the fault.
 //
 // UtlFaultProof                      a few seconds' worth, each scenario with each call first
 // UtlFaultProof all|SECONDS          all faults, or as many as the time allows
@@ -171,7 +171,7 @@ constexpr Call CALLS[] = {
 };
 constexpr int CALL_COUNT = sizeof(CALLS) / sizeof(CALLS[0]);
 constexpr int HEAP_CALL = CALL_COUNT - 2;
-// What the log's sinks and the look at their console tell is not heeded. Whoever adds an entry to the table adds it here.
+// What the log's sinks and the look at their console tell is not heeded. A new entry of the table is added here.
 static_assert(sizeof(internal::SystemCalls) == (HEAP_CALL + 5) * sizeof(void*), "an entry that never fails here");
 
 struct ErrorName
@@ -578,8 +578,8 @@ unsigned int const ALONE = utl::test::threadCount(); // at load: ourselves, and 
 template <class Work>
 Outcome inChild(char const* nName, Work nWork)
 {
-    // Threads are detached: one that has told its end may still be on its way out, and the race checker ends the child of
-    // a process with several threads as soon as it starts one.
+    // Threads are detached: one that has told its end may still be on its way out, and the race checker ends the child
+    // of a process with several threads as soon as it starts one.
     utl::test::waitUntil([] { return utl::test::threadCount() <= ALONE; });
     int lFds[2];
     Outcome lOutcome;

@@ -1,10 +1,10 @@
-// Judges threads that hang, starve or were stopped, by the hundred; the truth is known, and no verdict may differ from it.
+// Judges threads that hang, starve or were stopped, by the hundred; no verdict may differ from the truth, which is known.
 //
 //   UtlVerdictProof                 each kind a few times, quiet and under load: the quick form
 //   UtlVerdictProof COUNT [KIND]    so many verdicts of each kind, or of those with these letters in their names
 //
-// Each kind is judged with and without the kernel's account of waiting for a processor. A wrong verdict ends the program
-// with 1, a hang with 3.
+// Each kind is judged with and without the kernel's account of waiting for a processor. A wrong verdict ends the
+// program with 1, a hang with 3.
 #include "Prove.h"
 #include "UtlMsgDrivenThread.h"
 #include "UtlThreadManager.h"

@@ -23,7 +23,7 @@ using internal::NO_MATCH;
 
 // --- The text that is written ---
 
-// Appends as copyGeneral() does, which has the say wherever a text does not simply fit.
+// Appends as copyGeneral() does, which decides whenever a text does not simply fit.
 class FoldedText
 {
 public:

@@ -191,7 +191,7 @@ bool Listing::accepts(dirent const& nEntry) const
     return mPattern[0] == 0 || UTL_FILE_CALL("children", mFnmatch(mPattern, lpName, FNM_PATHNAME)) == 0;
 }
 
-/// Appends to a list that may grow: by doubling, for each step copies all. Trimmed by the caller.
+/// Appends to a list that may grow: by doubling, since each step copies all. The caller trims it.
 bool append(FileNames& nList, BasicString<char> const& nName, bool& nHasGrown)
 {
     if (nHasGrown && nList.size() == nList.maxSize())

@@ -250,7 +250,7 @@ void writeWait(Lines& nLines, SlotImage const& nImage)
 
 // ---------------------------------------------------------------------------------------------- circles
 
-/// From one who waits to the one whom he waits for, and on.
+/// From a thread that waits to the thread that it waits for, and on.
 struct Walk
 {
     bool mIsCircle = false;

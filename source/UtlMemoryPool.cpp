@@ -17,8 +17,8 @@ constexpr unsigned int WORD_BITS = sizeof(unsigned long) * CHAR_BIT;
 
 } // namespace
 
-/// Holds the pool's lock. Waiting for it is a blocking call between two reports; if it is free at once the second
-/// report says it all.
+/// Holds the pool's lock. Waiting for it is a blocking call between two reports; if it is free at once, the
+/// second report says it all.
 class UTL_SCOPED_CAPABILITY MemoryPool::ReportedGuard
 {
 public:

@@ -134,8 +134,7 @@ public:
     bool isTimerMsg() const { return mIsTimerMsg; }
 
 private:
-    /// Looks into the image where it lies, at the listener and at the id that begins the inner image: a walk through a
-    /// long queue opens no envelopes.
+    /// Reads the listener, and the id at the start of the inner image, in place: no envelope is opened.
     bool passesEnvelope(ThreadRawMsg const& nRawMsg) const
     {
         ThreadMsgListener* lpListener = nullptr;
@@ -251,8 +250,8 @@ bool MsgDrivenSharedThread::executeChange(int nMsgId, ThreadMsgListener* npListe
     return nMsgId == MSG_ID_ATTACH_LISTENER ? addMsgListener(npListener) : eraseMsgListener(npListener);
 }
 
-/// Result: no loop walks the list, not yet or, having waited for its end, not any more. Otherwise it is the message
-/// thread that must change the list.
+/// Result: true if no loop walks the list: it has not begun, or its end was waited for. Otherwise the message thread
+/// must change the list.
 bool MsgDrivenSharedThread::mayChangeListLocked(char const* npFunction)
 {
     if (!hasDone(STAGE_STARTED))

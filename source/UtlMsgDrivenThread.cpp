@@ -176,8 +176,8 @@ unsigned int MsgDrivenThread::Impl::execute()
     return lHasStopped ? 0 : ~0U;
 }
 
-/// The record to work on: none for a request that has been served, or withdrawn, or a message that its sender has given
-/// up, which go here.
+/// The record to work on. A request that was served or withdrawn, and a message that its sender has given up, go here
+/// and give none.
 MsgDrivenThread::Impl::CtlRecord const* MsgDrivenThread::Impl::headLocked()
 {
     CtlRecord const* lpHead = mCtlQueue.head();
@@ -190,8 +190,8 @@ MsgDrivenThread::Impl::CtlRecord const* MsgDrivenThread::Impl::headLocked()
     return lpHead != nullptr && lpHead->mMsgId != MSG_ID_OUT_OF_BAND ? lpHead : nullptr;
 }
 
-/// A head without a slot is tried once, which the log is told, and again when one of its id comes. A timer's request
-/// stays in the queue until it has been served, as those who wait for others count on.
+/// A head without a slot is tried once, with a line in the log, and again when a record of its id comes. A timer's
+/// request stays in the queue until it has been served, as those who wait for others count on.
 bool MsgDrivenThread::Impl::takeLocked(CtlRecord* npWork)
 {
     CtlRecord const* const lpHead = headLocked();

@@ -194,7 +194,7 @@ bool MsgDrivenThread::Impl::queueSyncLocked(Msg const& nMsg, CtlRecord const& nR
     return true;
 }
 
-/// By the one synchronous sender.
+/// For one synchronous sender at a time.
 Send MsgDrivenThread::Impl::sendSync(Msg const& nMsg, unsigned int nLimitMs)
 {
     Event lOver(0, 0);

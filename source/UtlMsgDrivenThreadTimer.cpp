@@ -147,8 +147,8 @@ bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, Time
     }
     if (!lIsHandedOver)
     {
-        // No room to hand it over: the kernel allows it here too. The record posted still tells when the message thread
-        // has seen the last of it.
+        // No room to hand it over, so it is deleted here, which the kernel allows. The record that was posted still
+        // tells when the message thread has seen the last of it.
         stopTimerLocked(nTimerId, nInfo);
         nInfo.mpRunningEvent->setOff();
     }

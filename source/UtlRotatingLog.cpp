@@ -258,8 +258,8 @@ bool RotatingLog::fitsLocked(unsigned long long nSize) const
     return mSize == 0 || (mSize <= mMaxBytes && nSize <= mMaxBytes - mSize);
 }
 
-/// Changes files unless another writer just did: beside a reader two of them may have come here, each with the lock of
-/// a reader. Result: false with errno if the file stays.
+/// Changes files unless another writer just did: if a reader has the file open, two writers may have come here, each
+/// with the lock of a reader. Result: false with errno if the file stays.
 bool RotatingLog::changeLocked()
 {
     internal::OpenParent const lParent(mPath.c_str());

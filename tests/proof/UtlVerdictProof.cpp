@@ -1,4 +1,4 @@
-// Judges threads that hang, starve or were stopped, by the hundred; no verdict may differ from the truth, which is known.
+// Judges threads that hang, starve or were stopped, by the hundred. No verdict may differ from the known truth.
 //
 //   UtlVerdictProof                 each kind a few times, quiet and under load: the quick form
 //   UtlVerdictProof COUNT [KIND]    so many verdicts of each kind, or of those with these letters in their names

@@ -55,7 +55,7 @@ class TwoCopies
 public:
     using Words = std::array<SlotWord, WORDS>;
 
-    /// By the one writer.
+    /// Only by the one writer.
     void write(Words const& nWords)
     {
         std::uint32_t const lGeneration = mGeneration.load(std::memory_order_relaxed) + 1;
@@ -239,8 +239,8 @@ void leaveSlot();
 /// Reads what a thread waits for. *npOwner: a thread's id, of a lock its owner's; 0 for none. Result: that of read().
 bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std::uint32_t* npGeneration);
 
-/// Who stands at the end of those that a thread waits for, one for the next: itself if it waits for nobody that is
-/// known, or if they wait in a circle.
+/// The end of a chain of waits: the thread that this one waits for, perhaps through others. Itself if it waits for
+/// nobody that is known, or in a circle.
 int endOfWaits(int nId);
 
 /// A stop was asked of this thread.

@@ -22,7 +22,7 @@ struct CtlRecord
 };
 static_assert(sizeof(CtlRecord) == 8, "the record's form on the pipe");
 
-/// A bounded queue of control records. Each append has a number of its own, by which a sender knows his record again.
+/// A bounded queue of control records. Each append has a number of its own, by which a sender knows its record again.
 ///
 /// A head that cannot be dispatched is held: it is passed over until a record of the same id is appended.
 ///
@@ -108,7 +108,7 @@ public:
         mIsHeadHeld = false;
     }
 
-    /// For one who walks through the queue: a record goes whose place erase() takes out later.
+    /// For a walk through the queue: a record goes now, and erase() takes out its place later.
     void countErased(CtlRecord const& nRecord) { countGone(nRecord.mMsgId, &mCounts.mErased); }
 
     /// Removes records that have been counted, or that were put elsewhere.

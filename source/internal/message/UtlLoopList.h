@@ -21,7 +21,7 @@ namespace utl::internal
 ///
 /// The child of a fork begins with an empty list.
 ///
-/// Locks: the list's own, before that of a queue. Nobody has it while he waits for a thread, or calls the application.
+/// Locks: the list's own, before that of a queue; not held while a thread is waited for or the application called.
 class LoopList
 {
 public:

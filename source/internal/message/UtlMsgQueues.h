@@ -74,7 +74,7 @@ class MsgQueues
 public:
     using Judgement = MsgDrivenThread::MsgJudgementInterface;
 
-    /// Is told what an erasure does besides.
+    /// Is told what else an erasure does.
     class Erasure
     {
     public:
@@ -125,8 +125,8 @@ public:
     /// The same for MSG_ID_SYNC: the first slot, whatever it holds.
     bool takeSync(ThreadRawMsg& nTarget);
 
-    /// The sender of the synchronous message that waits waits no longer. It stays with its slot, seen by nobody, until
-    /// the dispatch comes to it and drops it. Result: false if none waits.
+    /// The sender of the queued synchronous message has given up. The message stays in its slot, seen by nobody, until
+    /// the dispatch reaches it and drops it. Result: false if none is queued.
     bool giveUpSync();
     bool isGivenUp(CtlRecord const& nRecord) const { return nRecord == CtlRecord{MSG_ID_SYNC, SYNC_GIVEN_UP}; }
     void dropGivenUp();

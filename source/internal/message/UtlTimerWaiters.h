@@ -16,8 +16,8 @@ enum class TimerFate
     GOES
 };
 
-/// One who waits, on his own stack. An event of its own, because the timer's running event may go on and off again
-/// before he has looked, and goes neither way when a timer goes.
+/// A thread that waits, on its own stack. It has an event of its own, because the timer's running event may go on and
+/// off again before the thread has looked, and does not change when a timer goes.
 struct TimerWaiter
 {
     explicit TimerWaiter(TimerFate nFate)
@@ -34,7 +34,7 @@ struct TimerWaiter
 
     TimerFate const mFate;
     int mTimerId = -1;
-    bool mIsRequest = false; // he waits until one request has been served, and not only for its like
+    bool mIsRequest = false; // waits for a request of its own, and not for any that makes the same of the timer
     unsigned int mAhead = 0; // the requests for this timer that are queued ahead of that one
     bool mIsRefused = false; // that one was taken back; written before the event
     Event mEvent{0, 0};
@@ -72,7 +72,8 @@ public:
             });
     }
 
-    /// A request has been served, with or without success. Releases him whose it was, and all who wait for its like.
+    /// A request has been served, with or without success. Releases the thread that made it, and all
+    /// that wait for the same.
     void onServed(int nTimerId, TimerFate nFate)
     {
         releaseIf(
@@ -137,7 +138,7 @@ private:
             if (nPasses(*lpWaiter))
             {
                 *lpLink = lpWaiter->mpNext;
-                lpWaiter->mEvent.setOn(); // from here on he may be gone
+                lpWaiter->mEvent.setOn(); // from here on it may be gone
             }
             else
             {

@@ -21,7 +21,7 @@ namespace utl
 
 /// One row of a pair table: a text and what it folds to, each narrow and wide. A row with a null left text ends the
 /// table. Owns nothing. The tables of this header are as constant as the character tables.
-/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety: a value.
 class UTL_API PairAttrib
 {
 public:

@@ -11,7 +11,7 @@ namespace utl
 {
 
 /// The totals of the account.
-/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety: a value.
 struct ProcessHeapInfo
 {
     std::uint32_t mUseBytes = 0; ///< Now.

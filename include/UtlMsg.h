@@ -91,7 +91,7 @@ public:
 
 /// An id and what a derived class adds. A message never goes to another thread as an object: it is flattened into a
 /// MsgDataBroker, and the receiver restores an object of the class that the id stands for.
-/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety: a value.
 class UTL_API Msg
 {
 public:

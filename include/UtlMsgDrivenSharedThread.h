@@ -217,20 +217,20 @@ private:
     void onSpecifiedMsgListener(int nThreadId, ThreadRawMsg& nRawMsg);
     void onTimer(int nThreadId, ThreadRawMsg& nRawMsg);
 
-    // The list and the index have no lock: they are the message thread's while it runs, and under mListenerSyncObject
-    // before that and afterwards.
-    Array<ThreadMsgListener*, ThreadMsgListener* const&> mMsgListeners; // in the order of attaching
-    bool mAttachResult = false;     // written by the message thread while mListenerSyncObject's owner waits
-    int mForwardIndex;              // whom forwardMsg is calling; the smallest int while it is not at work
     unsigned int const mMaxRawSize; // constant, bytes of an inner image
     Staging mPostMsg;
     Staging mSendSyncMsg;
     Staging mSendInterruptMsg;
-    SpecifiedMsgListenerMsg mReceiveMsg;                                                     // the message thread's
-    Map<int, ThreadMsgListener*> mTimerListenerMap UTL_GUARDED_BY(mTimerListenerSyncObject); // null: for all
+    SpecifiedMsgListenerMsg mReceiveMsg; // the message thread's
 
+    // The list and the index are the message thread's while it runs, and under this lock before that and afterwards.
     SyncObject mListenerSyncObject; // start, stop, attaching and detaching from other threads, also while they wait
-    SyncObject mTimerListenerSyncObject; // the innermost
+    Array<ThreadMsgListener*, ThreadMsgListener* const&> mMsgListeners; // in the order of attaching
+    bool mAttachResult = false; // written by the message thread while the lock's owner waits
+    int mForwardIndex;          // whom forwardMsg is calling; the smallest int while it is not at work
+
+    SyncObject mTimerListenerSyncObject;                                                     // the innermost
+    Map<int, ThreadMsgListener*> mTimerListenerMap UTL_GUARDED_BY(mTimerListenerSyncObject); // null: for all
 };
 
 } // namespace utl

@@ -40,11 +40,8 @@ struct CtlRecord;
 /// Cost:      a message wakes the thread only if it sleeps; to a thread that is awake nothing is written.
 /// Ownership: copies messages; the listener is the caller's and must outlive the thread's run.
 /// Threads:   any, unless said otherwise; the listener runs on the message thread.
-/// Signals:   no. The timers use SIGRTMIN + 2, which comes to the message thread alone and is blocked there except
-///            while it waits: no call of a listener, or of any other thread, is interrupted by a timer. Leave its
-///            handler alone. A program that a listener executes inherits the blocked signal.
-/// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
-///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
+/// Signals:   no. The timers use SIGRTMIN + 2 (docs/safety.md, "Signals of the timers").
+/// Forks:     the thread is not in the child. Leave the object alone there, the destructor too; _exit() or exec.
 /// Blocking:  posting never waits, nor does a timer operation with nNoWait not 0. What waits for the message thread
 ///            waits for the listener call under way, and is released, with the result told there, when the thread ends.
 /// Locks:     one of the four one-request-at-a-time locks, which are held while their owner waits, then the queue's
@@ -87,7 +84,7 @@ public:
     };
 
     /// Passes a message of one id; MSG_ID_ANY passes all.
-    /// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+    /// Safety: a value.
     class UTL_API JudgeMsgSpecifiedMsgId
     {
     public:

@@ -32,11 +32,8 @@ struct CtlRecord;
 /// Ids:       from 1 on, not used again until they wrap. The same id stands for a timer all its life.
 /// Ownership: listeners are the caller's and must live until their timer is erased, with waiting, or destroy().
 /// Threads:   any; the listener runs on the timer thread, without a lock, and may call everything here.
-/// Signals:   no. The timers use SIGRTMIN + 1, which comes to the timer thread alone and is blocked there except while
-///            it waits: no call of a listener, or of any other thread, is interrupted by a timer. Leave its handler
-///            alone. A program that a listener executes inherits the blocked signal.
-/// Forks:     the thread is not in the child: whoever waits for it waits for ever, the destructor too, and what is sent
-///            there wakes the parent's thread, for the pipe is the same. Leave it alone there; _exit() or exec.
+/// Signals:   no. The timers use SIGRTMIN + 1 (docs/safety.md, "Signals of the timers").
+/// Forks:     the thread is not in the child. Leave the object alone there, the destructor too; _exit() or exec.
 /// Blocking:  with nNoWait 0 an operation waits until the timer thread has carried it out, and so for the listener call
 ///            under way: afterwards none is under way for that timer. With any other value it only posts a request, and
 ///            never stands behind somebody who waits.

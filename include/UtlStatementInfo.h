@@ -11,7 +11,7 @@ namespace utl
 /// sub 1 just before it, sub 2 just after it.
 ///
 /// Ownership: the texts are not owned and must live for ever; pass literals. Copies copy the pointers.
-/// Safety:    a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety:    a value.
 class UTL_API StatementInfo
 {
 public:

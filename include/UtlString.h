@@ -39,7 +39,7 @@ extern UTL_API wchar_t EMPTY_WCHAR;
 /// A narrow (UTF-8) and a wide form of one text; the row of all character tables. A null mChar ends a table.
 /// Owns neither. Constants of this type and arrays of them are constant-initialised, and their destructors change
 /// neither member: static constructors and threads that run while the process exits find the rows whole.
-/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety: a value.
 template <class C, class W>
 class DualType
 {
@@ -59,7 +59,7 @@ public:
 };
 
 /// Values from mLow to mHigh, both included.
-/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety: a value.
 template <class T>
 class Range
 {

@@ -14,7 +14,7 @@ namespace utl
 /// "ThreadManager::startThread() Error setpriority() OsValue:0" and runs at nice 10. IDLE is nice 3, so there no step
 /// is left; ThreadPriority lPriority; lPriority.OsValue(10) asks for what the process has.
 ///
-/// Safety: a value: one thread at a time; also in a signal handler and after a fork; never blocks.
+/// Safety: a value.
 class UTL_API ThreadPriority
 {
 public:

@@ -189,15 +189,18 @@ private:
     WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);
 
     MsgDrivenThread* mpThread = nullptr; // owned, constant between constructor and destructor
-    std::atomic<int> mTimerId{-1};       // the beat
+
+    // Any thread, without a lock.
+    std::atomic<int> mTimerId{-1}; // the beat
     std::atomic<bool> mIsInitialized{false};
-    bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped
-    SyncObject mSyncObject;
-    WatchdogInfoMap mWatchdogInfos UTL_GUARDED_BY(mSyncObject);
     std::atomic<unsigned int> mIntervalMs{0};
     std::atomic<unsigned int> mBeatDeadline{WatchdogInfo::NO_TICK};
     std::atomic<bool> mHasReport{false};
     std::atomic<WatchdogVerdictListener*> mpVerdictListener{nullptr};
+
+    SyncObject mSyncObject;
+    WatchdogInfoMap mWatchdogInfos UTL_GUARDED_BY(mSyncObject);
+    bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped
     std::unique_ptr<internal::WatchdogJudge> mpJudge UTL_GUARDED_BY(mSyncObject); // set once; the watchdog thread's
 };
 

@@ -13,7 +13,7 @@ namespace utl
 /// Fields:  year 0 to 65534, month 1 to 12, day 1 to 31, hour to 23, minute and second to 59, millisecond, microsecond
 ///          and nanosecond to 999 each. The day is not checked against the month. An empty time holds the first value
 ///          past the range in every field.
-/// Safety:  a value: one thread at a time; after a fork and, unless said otherwise, in a signal handler; never blocks.
+/// Safety:  a value, unless a function says otherwise.
 /// Errors:  false or FAILED, in silence; what was to be written is as it was.
 class UTL_API Time
 {

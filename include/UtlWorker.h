@@ -868,21 +868,26 @@ private:
     ThreadOptions const mOptions;
     unsigned int const mMsgCount;
     unsigned int const mTimerCount;
+
     SyncObject mSyncObject;
     Phase mPhase UTL_GUARDED_BY(mSyncObject) = Phase::OPEN;
-    std::vector<std::unique_ptr<WorkerHandler>> mHandlers;                         // constant while the thread runs
-    ThreadMsgListener* mpOther = nullptr;                                          // likewise
-    unsigned int mMsgSize = sizeof(void (*)(unsigned char const*)) + CLOSURE_SIZE; // likewise, bytes
-    std::atomic<pid_t> mProcessId{0};                                              // likewise; 0: never started
-    std::unique_ptr<WorkerThread> mpOwnedThread;                                   // likewise
-    std::atomic<WorkerThread*> mpThread{nullptr};                                  // the same, once it runs
-    std::atomic<bool> mIsClosed{false};                                            // nothing is posted any more
-    std::atomic<bool> mIsToFinish{false};                                          // the last message finds no room yet
-    std::atomic<bool> mHasEnded{false};                                            // written under mSyncObject
-    CallRecord* mpCalls UTL_GUARDED_BY(mSyncObject) = nullptr;                     // those that wait to begin
+    CallRecord* mpCalls UTL_GUARDED_BY(mSyncObject) = nullptr; // those that wait to begin
     unsigned int mLastCall UTL_GUARDED_BY(mSyncObject) = 0;
     unsigned int mLastSerial UTL_GUARDED_BY(mSyncObject) = 0;
     std::vector<TimerSlot> mTimers; // its length is constant; what is in it is under mSyncObject
+
+    // Constant while the thread runs.
+    std::vector<std::unique_ptr<WorkerHandler>> mHandlers;
+    ThreadMsgListener* mpOther = nullptr;
+    unsigned int mMsgSize = sizeof(void (*)(unsigned char const*)) + CLOSURE_SIZE; // bytes
+    std::atomic<pid_t> mProcessId{0};                                              // 0: never started
+    std::unique_ptr<WorkerThread> mpOwnedThread;
+
+    // Any thread, without a lock.
+    std::atomic<WorkerThread*> mpThread{nullptr}; // mpOwnedThread, once it runs
+    std::atomic<bool> mIsClosed{false};           // nothing is posted any more
+    std::atomic<bool> mIsToFinish{false};         // the last message finds no room yet
+    std::atomic<bool> mHasEnded{false};           // written under mSyncObject
 };
 
 } // namespace worker_internal
@@ -891,7 +896,7 @@ private:
 ///
 ///     if (utl::Answer<double> lMean = lMeans.call(100ms, [&] { return lSum / lCount; })) { use(*lMean); }
 ///
-/// Safety: a value: one thread at a time; never blocks.
+/// Safety: a value, but not in a signal handler.
 template <class R>
 class [[nodiscard]] Answer
 {
@@ -918,7 +923,7 @@ private:
 };
 
 /// The answer to a call that gives nothing: whether it has run.
-/// Safety: a value: one thread at a time; never blocks.
+/// Safety: a value, but not in a signal handler.
 template <>
 class [[nodiscard]] Answer<void>
 {
@@ -1015,7 +1020,7 @@ private:
 };
 
 /// How a worker is made. All but the name may be left out.
-/// Safety: a value: one thread at a time; never blocks.
+/// Safety: a value, but not in a signal handler.
 class WorkerOptions
 {
 public:

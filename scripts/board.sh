@@ -1,8 +1,8 @@
 #!/bin/sh
 # Runs the tests on a real 32-bit ARM kernel:  scripts/board.sh [MINUTES]
 # An emulated board (Cortex-A15, one processor, 256 MB) boots Debian's kernel with an initramfs that holds busybox, the C
-# and C++ libraries and the programs of preset armhf. There each test runs in a process of its own; then the proofs of
-# corners, clocks and an account of 100,000 messages, the demo, and its soak for MINUTES (1 by default; 0 leaves it out).
+# and C++ libraries and the programs of preset armhf. There each test runs in a process of its own; then the proof of
+# clocks, an account of 100,000 messages, the demo, and its soak for MINUTES (1 by default; 0 leaves it out).
 # What the board said is in build/board/console.log. Nothing for ARM is installed on this machine but the compiler.
 set -eu
 

@@ -166,13 +166,13 @@ MsgDrivenSharedThread::MsgDrivenSharedThread(unsigned int nMaxMsgSize, unsigned 
                                              unsigned int nMaxListenerCount, char const* npName,
                                              unsigned int nMaxTimerCount)
     : MsgDrivenThread(saturatedSum(nMaxMsgSize, sizeof(int) + sizeof(void*)), nMaxMsgCount, npName, nMaxTimerCount),
-      mMsgListeners(static_cast<int>(nMaxListenerCount) < 0 ? 0 : nMaxListenerCount),
-      mForwardIndex(NO_FORWARD),
       mMaxRawSize(saturatedSum(nMaxMsgSize, sizeof(int))),
       mPostMsg(mMaxRawSize),
       mSendSyncMsg(mMaxRawSize),
       mSendInterruptMsg(mMaxRawSize),
       mReceiveMsg(mMaxRawSize),
+      mMsgListeners(static_cast<int>(nMaxListenerCount) < 0 ? 0 : nMaxListenerCount),
+      mForwardIndex(NO_FORWARD),
       mTimerListenerMap(nMaxTimerCount)
 {
 }

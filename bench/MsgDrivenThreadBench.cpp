@@ -244,6 +244,22 @@ private:
     std::thread mThread;
 };
 
+/// Shows the time for each of nCount messages of an iteration.
+void tellPerMessage(benchmark::State& nState, unsigned int nCount)
+{
+    nState.counters["per_message"] =
+        benchmark::Counter(nCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+template <class Side>
+void sendAll(Side& nSide, unsigned int nCount)
+{
+    for (unsigned int lIndex = 0; lIndex < nCount; ++lIndex)
+    {
+        nSide.send();
+    }
+}
+
 /// Sends once for each round that begins, until all is over.
 template <class Send>
 void helpToSend(std::atomic<unsigned int> const& nRound, std::atomic<bool> const& nIsOver, Send const& nSend)
@@ -293,8 +309,7 @@ void produce(benchmark::State& nState)
     {
         lHelper.join();
     }
-    nState.counters["per_message"] =
-        benchmark::Counter(BATCH, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    tellPerMessage(nState, BATCH);
 }
 
 template <class Side>
@@ -320,17 +335,13 @@ void postHeld(benchmark::State& nState)
         lSide.mArrivals.expect(BURST);
         lSide.hold();
         nState.ResumeTiming();
-        for (unsigned int lIndex = 0; lIndex < BURST; ++lIndex)
-        {
-            lSide.send();
-        }
+        sendAll(lSide, BURST);
         nState.PauseTiming();
         lSide.release();
         lSide.mArrivals.wait();
         nState.ResumeTiming();
     }
-    nState.counters["per_message"] =
-        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    tellPerMessage(nState, BURST);
 }
 
 /// From the release of the reader to the arrival of the last of a burst.
@@ -344,16 +355,12 @@ void drain(benchmark::State& nState)
         nState.PauseTiming();
         lSide.mArrivals.expect(BURST);
         lSide.hold();
-        for (unsigned int lIndex = 0; lIndex < BURST; ++lIndex)
-        {
-            lSide.send();
-        }
+        sendAll(lSide, BURST);
         nState.ResumeTiming();
         lSide.release();
         lSide.mArrivals.wait();
     }
-    nState.counters["per_message"] =
-        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    tellPerMessage(nState, BURST);
 }
 
 /// What the listener itself does with a burst, to be taken off.
@@ -371,8 +378,7 @@ void listenerAlone(benchmark::State& nState)
             static_cast<utl::ThreadMsgListener&>(lSide).receiveMsg(0, lRawMsg);
         }
     }
-    nState.counters["per_message"] =
-        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    tellPerMessage(nState, BURST);
 }
 
 /// One batch by one producer, until the last message has been heard.
@@ -397,8 +403,7 @@ void floodBesideTimer(benchmark::State& nState)
         (void)lIteration;
         flood(lSide);
     }
-    nState.counters["per_message"] =
-        benchmark::Counter(BATCH, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    tellPerMessage(nState, BATCH);
 }
 
 /// A post behind nState.range(0) messages that wait.
@@ -412,22 +417,15 @@ void postBehind(benchmark::State& nState)
         nState.PauseTiming();
         lSide.mArrivals.expect(lWaiting + BURST);
         lSide.hold();
-        for (unsigned int lIndex = 0; lIndex < lWaiting; ++lIndex)
-        {
-            lSide.send();
-        }
+        sendAll(lSide, lWaiting);
         nState.ResumeTiming();
-        for (unsigned int lIndex = 0; lIndex < BURST; ++lIndex)
-        {
-            lSide.send();
-        }
+        sendAll(lSide, BURST);
         nState.PauseTiming();
         lSide.release();
         lSide.mArrivals.wait();
         nState.ResumeTiming();
     }
-    nState.counters["per_message"] =
-        benchmark::Counter(BURST, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    tellPerMessage(nState, BURST);
 }
 
 /// Every second of 20,000 messages of 256 bytes is erased, as the message thread pays for it with the queue locked.

@@ -1,6 +1,7 @@
 // Lines of ten megabytes of Japanese text in each encoding, beside fgets() with iconv() and plain fgets(); the loop of
-// Lines beside readLine(); a key that stands at the end of them, beside read() with memmem(); a copy of 100 MB beside a
-// plain loop; a directory of 10,000 entries beside readdir(). Then the system calls that a line costs, read or logged.
+// Lines beside readLine(), and a line in small parts beside large ones; a key that stands at the end of them, beside
+// read() with memmem(); a copy of 100 MB beside a plain loop; a directory of 10,000 entries beside readdir(). Then the
+// system calls that a line costs, read or logged.
 //
 // The files are in memory if the machine has /dev/shm: the medium is not what is measured.
 #include "UtlApplog.h"
@@ -151,6 +152,28 @@ void readByLoop(Encoding const& nEncoding)
         ++lCount;
     }
     check(lCount == gLines[&nEncoding - ENCODINGS] + 1, "a wrong number of lines");
+}
+
+constexpr Encoding LONG_LINE{"LongLine", "UTF-8", utl::FILE_TEXT_UTF8};
+
+/// A megabyte without a line end.
+void makeLongLine()
+{
+    std::ofstream lStream(pathOf(LONG_LINE), std::ios::binary);
+    for (unsigned int lCount = 0; lCount < (1U << 20) / 3; ++lCount)
+    {
+        lStream << "あ";
+    }
+}
+
+template <unsigned int CAPACITY>
+void readByParts(Encoding const& nEncoding)
+{
+    utl::Lines lLines(openFile(nEncoding), CAPACITY);
+    for (utl::Line const& lPart : lLines)
+    {
+        benchmark::DoNotOptimize(lPart.mText.data());
+    }
 }
 
 /// What fgets() is for UTF-16, which it cannot read: lines out of blocks. Result: false at the end of the file.
@@ -420,6 +443,9 @@ int main(int argc, char** argv)
         add("Loop" + lGroup + "ToReadLine/utl", readByLoop, lEncoding);
         add("Loop" + lGroup + "ToReadLine/floorReadLine", readByUtl, lEncoding);
     }
+    makeLongLine();
+    add("PartsOf64BytesTo8K/utl", readByParts<64>, LONG_LINE);
+    add("PartsOf64BytesTo8K/floorParts8K", readByParts<8192>, LONG_LINE);
     makeFilesToCopyAndList();
     ::sync();
     Encoding const& lUtf8 = ENCODINGS[1];

@@ -95,7 +95,8 @@ public:
             mpLine = mpLines->next();
             return *this;
         }
-        void operator++(int) { ++*this; } ///< The same.
+        /// The same. No result, which would have to keep a line whose text is gone by then.
+        void operator++(int) { ++*this; }
         bool operator==(Iterator const& nOther) const { return mpLine == nOther.mpLine; }
         bool operator!=(Iterator const& nOther) const { return mpLine != nOther.mpLine; }
 

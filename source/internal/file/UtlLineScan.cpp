@@ -1,6 +1,7 @@
 // Lines in two ways: usual ones in one pass, all others one character after the other.
 #include "internal/file/UtlLineScan.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -12,6 +13,8 @@ namespace
 {
 
 constexpr std::uint32_t REPLACEMENT = 0xFFFD;
+constexpr long long UNIT_MAX = 2;  // bytes of a file that become one of UTF-8
+constexpr long long EOL_UNITS = 2; // of a usual line end
 
 bool is(DecodedChar const& nChar, std::uint32_t nCode)
 {
@@ -40,7 +43,8 @@ int LineScan::take(LinePart& nPart)
     return lEnd == 0 && nPart.mSize == 0 ? FILE_READ_END : 1;
 }
 
-/// A line that the window cuts off is tried again behind a read. Result: as take(), 0 for an unusual line.
+/// A line that the window cuts off is tried again behind a read. No more is looked at than can be taken, so that the parts
+/// of a long line are not each as much work as the line. Result: as take(), 0 for an unusual line.
 int LineScan::takeUsual(LinePart& nPart)
 {
     bool lIsCut = true;
@@ -53,8 +57,10 @@ int LineScan::takeUsual(LinePart& nPart)
         }
         unsigned char const* const lpFrom = mReader.at(mReader.position());
         unsigned char const* const lpEnd = mReader.at(mReader.end());
+        unsigned char const* const lpStop =
+            lpFrom + std::min<long long>(lpEnd - lpFrom, (mRoom + EOL_UNITS) * UNIT_MAX);
         Piece lText;
-        unsigned char const* const lpBehind = walkUsualLine<true>(mTextType, lpFrom, lpEnd, mReader.room(), lText);
+        unsigned char const* const lpBehind = walkUsualLine<true>(mTextType, lpFrom, lpStop, mReader.room(), lText);
         if (isLikely(lText.mpText != nullptr && lText.mLength <= mRoom))
         {
             nPart.mLength = lText.mLength;

@@ -1,5 +1,6 @@
 // The string primitives on 1 KB, 100 KB and 10 MB of Japanese text, beside what the C library has: the ratio to the
 // floor stays about the same where the work grows as the text does.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -12,17 +13,26 @@ namespace
 
 using namespace utl;
 
-/// A text whose commas are its matches, and room for what is made of it.
+constexpr std::size_t LIMIT = 10239; // of a text that is searched backwards
+
+/// A text whose commas are its matches, and room for what is made of it. Then a run of a letter, and a pattern that fails
+/// only in its middle wherever it is tried.
 struct Work
 {
     std::string mText;
+    std::string mTail;
+    std::string mRun;
+    std::string mPattern;
     std::vector<char> mDst;
 
     explicit Work(std::size_t nSize)
+        : mRun(std::min(nSize, LIMIT), 'a'),
+          mPattern(std::string(mRun.size() / 4, 'a') + "b" + std::string(mRun.size() / 4, 'a'))
     {
         while (mText.size() < nSize)
         {
             mText += "東京都のガソリンスタンド,ABC xyz,";
+            mTail = mText.size() <= LIMIT ? mText : mTail;
         }
         mDst.resize(mText.size() * 2);
     }
@@ -53,6 +63,12 @@ Case const CASES[] = {
      [](Work& nWork) { return std::strcspn(nWork.mText.c_str(), "!\"#$%&'()*"); }},
     {"find", [](Work& nWork) { return t_strstr<char>(nWork.mText.c_str(), "東京府"); },
      [](Work& nWork) { return std::strstr(nWork.mText.c_str(), "東京府") == nullptr ? 0 : std::size_t(1); }},
+    {"findReverse", [](Work& nWork) { return findReverseStr<char>(nWork.mTail.c_str(), "東京府", STR_ALL, nullptr); },
+     [](Work& nWork) { return std::size_t(std::strstr(nWork.mTail.c_str(), "東京府") == nullptr ? 0 : 1); }},
+    {"findReverseRun",
+     [](Work& nWork) { return findReverseStr(nWork.mRun.c_str(), nWork.mPattern.c_str(), STR_ALL, nullptr); },
+     [](Work& nWork)
+     { return std::size_t(std::strstr(nWork.mRun.c_str(), nWork.mPattern.c_str()) == nullptr ? 0 : 1); }},
     {"cut",
      [](Work& nWork)
      { return copyStrBase<char>(nWork.mDst.data(), nWork.capacity(), nWork.mText.c_str(), STR_ALL, 1); },

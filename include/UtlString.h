@@ -18,8 +18,7 @@
 ///           "abc\x80" gives "ab", and erasing at index 3 erases the "c"; but truncateStr() to 3 bytes gives "abc".
 ///           Check with getNearCharIndex(text, length, 1), which gives STR_ERROR, what comes from outside.
 /// Overlap:  source and destination must not overlap unless said otherwise.
-/// Time:     in proportion to the texts, except findReverseStr() and findReverseChar(): at worst in proportion to the
-///           product of both.
+/// Time:     in proportion to the texts; what searches forward for a text takes as long as the C library's strstr().
 /// Limits:   functions said to be limited fail on text of WorkingBuffer<char>::CAPACITY bytes or more.
 /// Threads:  any; no locks, and nothing but the arguments is touched.
 /// Signals:  yes, but for formatStr().

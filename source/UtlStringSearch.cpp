@@ -78,6 +78,137 @@ bool canBegin(unsigned char const* npPattern)
     return internal::isLead(*npPattern) && npPattern[lTails] == 0 && lTails < 4;
 }
 
+// The last occurrence of one text in another, in a time in proportion to both and without memory. Both are read from their
+// ends. What has matched is a part of the text itself; its greatest suffix, in the order of bytes, tells its period and so
+// how far the search can go on.
+class BackwardSearch
+{
+public:
+    BackwardSearch(unsigned char const* npStr, unsigned int nLength, unsigned char const* npPattern, unsigned int nSize)
+        : mpStr(npStr + nLength),
+          mpPattern(npPattern + nSize),
+          mLast(static_cast<int>(nLength) - static_cast<int>(nSize)),
+          mSize(static_cast<int>(nSize))
+    {
+    }
+
+    // Result: bytes of the text behind the occurrence; -1 for none.
+    int find()
+    {
+        int lMatched = 0;
+        while (mAt <= mLast)
+        {
+            if (lMatched == 0 && byteAt(0) != mpPattern[-1])
+            {
+                advance(countOthers(), 0);
+                continue;
+            }
+            while (lMatched < mSize && mpPattern[-1 - lMatched] == byteAt(lMatched))
+            {
+                ++lMatched;
+            }
+            if (lMatched == mSize)
+            {
+                return mAt;
+            }
+            lMatched = advanceBehind(lMatched);
+        }
+        return -1;
+    }
+
+private:
+    unsigned char byteAt(int nIndex) const { return mpStr[-1 - mAt - nIndex]; }
+
+    // Places from mAt on at which not even one byte matches.
+    int countOthers() const
+    {
+        unsigned char const lFirst = mpPattern[-1];
+        int lCount = 0;
+        while (lCount <= mLast - mAt && byteAt(lCount) != lFirst)
+        {
+            ++lCount;
+        }
+        return lCount;
+    }
+
+    // Result: how many bytes match there for sure.
+    int advance(int nCount, int nMatched)
+    {
+        mAt += nCount;
+        mStart = -1;
+        mNext = 0;
+        mLength = mPeriod = 1;
+        return nMatched;
+    }
+
+    // nMatched is not 0.
+    int advanceBehind(int nMatched)
+    {
+        extendSuffix(nMatched + 1);
+        if (mStart >= 0 && !isPeriodic())
+        {
+            return advance(std::max(mStart + 1, std::min(nMatched - mStart - 1, mNext + 1)) + 1, 0);
+        }
+        int const lPeriod = mPeriod;
+        int const lMatched = std::max(nMatched - lPeriod, 0);
+        if (mNext - mStart <= lPeriod)
+        {
+            return advance(lPeriod, lMatched);
+        }
+        mAt += lPeriod;
+        mNext -= lPeriod;
+        return lMatched;
+    }
+
+    // Whether what stands before the suffix comes again a period on.
+    bool isPeriodic() const
+    {
+        int lIndex = 0;
+        while (mStart < mPeriod && lIndex <= mStart && byteAt(lIndex) == byteAt(lIndex + mPeriod))
+        {
+            ++lIndex;
+        }
+        return lIndex > mStart;
+    }
+
+    // The greatest suffix of the first nSize bytes from mAt on, given that of fewer.
+    void extendSuffix(int nSize)
+    {
+        while (mNext + mLength < nSize)
+        {
+            unsigned char const lOld = byteAt(mStart + mLength);
+            unsigned char const lNew = byteAt(mNext + mLength);
+            if (lOld == lNew && mLength != mPeriod)
+            {
+                ++mLength;
+                continue;
+            }
+            if (lOld < lNew)
+            {
+                mStart = mNext++;
+                mPeriod = 1;
+            }
+            else
+            {
+                mNext += mLength;
+                mPeriod = lOld == lNew ? mPeriod : mNext - mStart;
+            }
+            mLength = 1;
+        }
+    }
+
+    unsigned char const* const mpStr; // behind it, as below; not owned
+    unsigned char const* const mpPattern;
+    int const mLast; // bytes behind the first place there is
+    int const mSize;
+    int mAt = 0; // bytes behind the place that is tried
+    // Of the greatest suffix: the index before it, that before its last period, how far into that it goes, and the period.
+    int mStart = -1;
+    int mNext = 0;
+    int mLength = 1;
+    int mPeriod = 1;
+};
+
 // The index behind which findReverseStr() does not look: the byte at nLast is the end of a character, or the one
 // before is taken.
 unsigned int reverseLimit(unsigned char const* npStr, unsigned int nLast)
@@ -169,16 +300,14 @@ unsigned int findReverseStr(T const* npStr, T const* npPattern, unsigned int nSt
         return STR_ERROR;
     }
     unsigned int const lLimit = reverseLimit(bytesOf(npStr), std::min(lLength - 1, nStart));
-    for (unsigned int lFrom = lLimit; lFrom >= lSize; --lFrom)
+    int const lBehind = BackwardSearch(bytesOf(npStr), lLimit, bytesOf(npPattern), lSize).find();
+    if (lBehind == -1)
     {
-        unsigned int const lMatch = lFrom - lSize;
-        if (npStr[lMatch] == *npPattern && std::memcmp(npStr + lMatch, npPattern, lSize) == 0)
-        {
-            storeIfGiven(npBefore, lMatch - 1);
-            return lFrom - 1;
-        }
+        return STR_ERROR;
     }
-    return STR_ERROR;
+    unsigned int const lLast = lLimit - static_cast<unsigned int>(lBehind) - 1;
+    storeIfGiven(npBefore, lLast - lSize);
+    return lLast;
 }
 
 template <class T>

@@ -1,4 +1,4 @@
-/// The text functions of File written the slow and obvious way, and the comparison of both.
+/// The text functions of File written the slow and obvious way.
 #ifndef UTL_FUZZ_PLAIN_TEXT_READER_H
 #define UTL_FUZZ_PLAIN_TEXT_READER_H
 
@@ -7,18 +7,21 @@
 
 #include <algorithm>
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace utl::test
 {
 
-/// Bytes in memory with what File has for bytes.
-struct PlainFile
+/// A file in memory with the byte and text functions of File, the slow and obvious way: one character after the other.
+class PlainText
 {
-    std::string mBytes;
-    long long mPosition = 0;
+public:
+    PlainText(std::string const& nBytes, int nTextType)
+        : mBytes(nBytes),
+          mTextType(nTextType)
+    {
+    }
 
     long long position() const { return mPosition; }
     long long availableSize() const { return std::max(0LL, static_cast<long long>(mBytes.size()) - mPosition); }
@@ -38,17 +41,6 @@ struct PlainFile
         mPosition += static_cast<long long>(lCount);
         return static_cast<int>(lCount);
     }
-};
-
-/// The slow and obvious way: one character after the other.
-class PlainReader
-{
-public:
-    PlainReader(PlainFile& nFile, int nTextType)
-        : mFile(nFile),
-          mTextType(nTextType)
-    {
-    }
 
     bool isUtf16() const { return mTextType >= FILE_TEXT_UTF16_BE; }
 
@@ -61,18 +53,14 @@ public:
     int nextEOLSize()
     {
         char lBytes[2] = {};
-        long long const lStart = mFile.position();
-        int const lRead = mFile.read(lBytes, 2);
-        mFile.seek(lStart, FILE_SEEK_BEGIN);
+        long long const lStart = mPosition;
+        bool const lIsEnd = read(lBytes, 2) == FILE_READ_END;
+        mPosition = lStart;
         bool const lIsCr = lBytes[0] == '\r';
-        return lRead == -3                  ? 0
-               : lRead == -1                ? -1
-               : lIsCr && lBytes[1] == '\n' ? 2
-               : lIsCr || lBytes[0] == '\n' ? 1
-                                            : -1;
+        return lIsEnd ? 0 : lIsCr && lBytes[1] == '\n' ? 2 : lIsCr || lBytes[0] == '\n' ? 1 : -1;
     }
 
-    int findNextLineSize(unsigned int& nTextSize, unsigned int& nEolSize)
+    int findNextLineSize(unsigned int, unsigned int* npTextSize, unsigned int* npEolSize)
     {
         unsigned int lTotal = 0;
         unsigned int lEol = 0;
@@ -81,12 +69,8 @@ public:
         {
             char lBytes[7] = {};
             char lOut[7] = {};
-            int const lRead = mFile.read(lBytes, isUtf16() ? 2 : 6);
-            if (lRead == -1)
-            {
-                return -1;
-            }
-            if (isUtf16() ? lRead != 2 : lRead == -3)
+            int const lRead = read(lBytes, isUtf16() ? 2 : 6);
+            if (isUtf16() ? lRead != 2 : lRead == FILE_READ_END)
             {
                 break;
             }
@@ -109,20 +93,20 @@ public:
                 lSize = lSize - 1 > 3 ? 1 : lSize;
                 std::memcpy(lOut, lBytes, lIsSkipped ? 0 : lSize);
             }
-            mFile.seek(static_cast<int>(lSize) - lRead, FILE_SEEK_CURRENT);
+            seek(static_cast<int>(lSize) - lRead, FILE_SEEK_CURRENT);
             lTotal += lSize;
             bool const lIsCr = std::strcmp(lOut, "\r") == 0;
             bool const lIsLf = std::strcmp(lOut, "\n") == 0;
             lEol = lIsSkipped ? lEol : lIsCr || lIsLf ? lEol + lSize : 0;
             lResult = !lIsSkipped && lIsLf ? static_cast<int>(lTotal) : 0;
         }
-        nTextSize = lTotal - lEol;
-        nEolSize = lEol;
+        *npTextSize = lTotal - lEol;
+        *npEolSize = lEol;
         return lResult;
     }
 
     int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nOffset,
-                 unsigned int& nOutSize)
+                 unsigned int* npOutSize)
     {
         unsigned int const lUnit = isUtf16() ? 2 : 1;
         nSrcBytes -= nSrcBytes % lUnit;
@@ -130,22 +114,17 @@ public:
         {
             return -1;
         }
-        long long const lAvailable = mFile.availableSize();
-        if (lAvailable <= 0)
+        if (availableSize() == 0)
         {
-            return lAvailable == 0 ? -3 : -1;
+            return FILE_READ_END;
         }
-        unsigned int const lCount = static_cast<unsigned int>(std::min<long long>(nSrcBytes, lAvailable));
+        unsigned int const lCount = static_cast<unsigned int>(std::min<long long>(nSrcBytes, availableSize()));
         if (nDstSize != 0 && nDstSize < lUnit + nOffset + lCount)
         {
             return -1;
         }
         std::string lText(lCount + 2, '\0');
-        int const lRead = mFile.read(&lText[0], lCount);
-        if (lRead < 0)
-        {
-            return lRead;
-        }
+        int const lRead = read(&lText[0], lCount);
         std::string lUtf8(3 * lText.size(), '\0');
         unsigned int const lRoom = static_cast<unsigned int>(lUtf8.size());
         unsigned int lSize = 0;
@@ -175,164 +154,68 @@ public:
         {
             return -1;
         }
-        nOutSize = lSize;
+        *npOutSize = lSize;
         return lRead;
     }
 
-    int readLine(char* npDst, unsigned int nDstSize, unsigned int& nOutSize)
+    int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize)
     {
-        long long const lStart = mFile.position();
+        long long const lStart = mPosition;
         if (nDstSize >= 5120)
         {
             return -1;
         }
-        long long const lAvailable = mFile.availableSize();
-        if (lAvailable <= 0)
+        if (availableSize() == 0)
         {
-            return lAvailable == 0 ? -3 : -1;
+            return FILE_READ_END;
         }
         unsigned int lTextSize = 0;
         unsigned int lEolSize = 0;
-        if (findNextLineSize(lTextSize, lEolSize) == -1)
-        {
-            return -1;
-        }
-        mFile.seek(lStart, FILE_SEEK_BEGIN);
+        findNextLineSize(0, &lTextSize, &lEolSize);
+        mPosition = lStart;
         int lResult = 0;
         unsigned int lSize = 1;
         if (lTextSize == 0)
         {
             *npDst = 0;
         }
-        else if ((lResult = readText(npDst, nDstSize, lTextSize, 0, lSize)) < 0)
+        else if ((lResult = readText(npDst, nDstSize, lTextSize, 0, &lSize)) < 0)
         {
             return lResult;
         }
-        mFile.seek(nDstSize != 0 ? lStart + lTextSize + lEolSize : lStart, FILE_SEEK_BEGIN);
-        nOutSize = lSize;
+        mPosition = nDstSize != 0 ? lStart + lTextSize + lEolSize : lStart;
+        *npOutSize = lSize;
         return lResult;
     }
 
-    long long seekKey(std::string const& nKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode)
+    long long seekKey(unsigned char const* npKey, unsigned int nKeySize, unsigned long long nStart,
+                      unsigned long long nMaxBytes, int nMode)
     {
-        long long const lOld = mFile.position();
-        if (nKey.empty())
+        long long const lOld = mPosition;
+        if (nKeySize == 0 || (nStart != ~1ULL && seek(static_cast<long long>(nStart), FILE_SEEK_BEGIN) == -1))
         {
             return -1;
         }
-        if (nStart != ~1ULL && mFile.seek(static_cast<long long>(nStart), FILE_SEEK_BEGIN) == -1)
-        {
-            return -1;
-        }
-        unsigned long long const lLimit = std::min(nMaxBytes, static_cast<unsigned long long>(mFile.availableSize()));
-        std::size_t lMatched = 0;
+        unsigned long long const lLimit = std::min(nMaxBytes, static_cast<unsigned long long>(availableSize()));
+        unsigned int lMatched = 0;
         for (unsigned long long lCount = 0; lCount < lLimit; ++lCount)
         {
             char lByte = 0;
-            mFile.read(&lByte, 1);
-            lMatched = lByte == nKey[lMatched] ? lMatched + 1 : 0;
-            if (lMatched == nKey.size())
+            read(&lByte, 1);
+            lMatched = static_cast<unsigned char>(lByte) == npKey[lMatched] ? lMatched + 1 : 0;
+            if (lMatched == nKeySize)
             {
-                return mFile.seek(nMode == 1 ? 0 : -static_cast<long long>(nKey.size()), FILE_SEEK_CURRENT);
+                return seek(nMode == 1 ? 0 : -static_cast<long long>(nKeySize), FILE_SEEK_CURRENT);
             }
         }
-        mFile.seek(lOld, FILE_SEEK_BEGIN);
-        return -2;
+        mPosition = lOld;
+        return FILE_NOT_FOUND;
     }
 
 private:
-    PlainFile& mFile;
+    std::string const& mBytes;
     int const mTextType;
-};
-
-/// One call of a text function. What the function has no use for is ignored.
-struct TextCall
-{
-    enum Kind
-    {
-        READ_LINE,
-        READ_TEXT,
-        FIND_NEXT_LINE_SIZE,
-        SEEK_KEY,
-        NEXT_EOL_SIZE,
-        READ, // one byte
-        SEEK,
-        KINDS
-    };
-
-    unsigned int mKind = READ_LINE;
-    unsigned int mDstSize = 5119;
-    unsigned int mSrcBytes = 0;
-    unsigned int mOffset = 0; // also of the seek
-    std::string mKey;
-    unsigned long long mStart = ~1ULL;
-    unsigned long long mMaxBytes = ~0ULL;
-    int mMode = 0;
-};
-
-/// What a call gave and left behind, in words.
-template <class Reader, class AnyFile>
-std::string outcomeOf(TextCall const& nCall, Reader nReader, AnyFile& nFile)
-{
-    std::vector<char> lDst(std::max(1U, nCall.mDstSize), '#'); // no byte more, for the address checks
-    unsigned int lOut = 7;
-    unsigned int lSecond = 7;
-    long long lResult = 0;
-    switch (nCall.mKind)
-    {
-    case TextCall::READ_LINE:
-        lResult = nReader.readLine(lDst.data(), nCall.mDstSize, lOut);
-        break;
-    case TextCall::READ_TEXT:
-        lResult = nReader.readText(lDst.data(), nCall.mDstSize, nCall.mSrcBytes, nCall.mOffset, lOut);
-        break;
-    case TextCall::FIND_NEXT_LINE_SIZE:
-        lResult = nReader.findNextLineSize(lOut, lSecond);
-        break;
-    case TextCall::SEEK_KEY:
-        lResult = nReader.seekKey(nCall.mKey, nCall.mStart, nCall.mMaxBytes, nCall.mMode);
-        break;
-    case TextCall::NEXT_EOL_SIZE:
-        lResult = nReader.nextEOLSize();
-        break;
-    case TextCall::READ:
-        lResult = nFile.read(lDst.data(), 1);
-        break;
-    default:
-        lResult = nFile.seek(nCall.mOffset, FILE_SEEK_BEGIN);
-        break;
-    }
-    std::ostringstream lWords;
-    lWords << "kind " << nCall.mKind << ", capacity " << nCall.mDstSize << ": " << lResult << ", sizes " << lOut << ' '
-           << lSecond << ", position " << nFile.position() << ", left " << nFile.availableSize() << ", "
-           << std::string(lDst.data(), lDst.size());
-    return lWords.str();
-}
-
-/// The functions of File in the shape of the plain reader's.
-struct RealReader
-{
-    File& mFile;
-
-    int nextEOLSize() { return mFile.nextEOLSize(); }
-    int findNextLineSize(unsigned int& nTextSize, unsigned int& nEolSize)
-    {
-        return mFile.findNextLineSize(0, &nTextSize, &nEolSize);
-    }
-    int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nOffset,
-                 unsigned int& nOutSize)
-    {
-        return mFile.readText(npDst, nDstSize, nSrcBytes, nOffset, &nOutSize);
-    }
-    int readLine(char* npDst, unsigned int nDstSize, unsigned int& nOutSize)
-    {
-        return mFile.readLine(npDst, nDstSize, &nOutSize);
-    }
-    long long seekKey(std::string const& nKey, unsigned long long nStart, unsigned long long nMaxBytes, int nMode)
-    {
-        return mFile.seekKey(reinterpret_cast<unsigned char const*>(nKey.data()),
-                             static_cast<unsigned int>(nKey.size()), nStart, nMaxBytes, nMode);
-    }
+    long long mPosition = 0;
 };
 
 } // namespace utl::test

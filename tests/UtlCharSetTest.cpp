@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "internal/text/UtlCharSetPlatform.h"
-#include "internal/text/UtlCodeTables.h"
 
 using namespace utl;
 using namespace std::string_literals;
@@ -18,11 +16,13 @@ using namespace std::string_literals;
 namespace
 {
 
+// Each character: see UtlCheckedTextTest.cpp.
+
 template <class To, class From>
 using Convert = unsigned int (*)(To*, unsigned int, From const*);
 
 /// What a text becomes, in room for seven units. Smaller capacities and queries of the size: see
-/// tests/fuzz/CharSetFuzz.cpp, which the tests run too.
+/// tests/fuzz/CheckedTextFuzz.cpp, which the tests run too.
 template <class To, class From>
 auto convert(Convert<To, From> npConvert, From const* npSource)
 {
@@ -32,106 +32,7 @@ auto convert(Convert<To, From> npConvert, From const* npSource)
     return Text(lTarget.begin(), lTarget.end());
 }
 
-/// Any Unicode code in UTF-8, terminated.
-std::string utf8Of(unsigned int nCode)
-{
-    char lBytes[8] = {};
-    wchar_t const lWide = static_cast<wchar_t>(nCode);
-    internal::toNarrow(lBytes, 8, &lWide, 1);
-    return lBytes;
-}
-
-unsigned int bigEndian(std::string const& nBytes)
-{
-    unsigned int lNumber = 0;
-    for (char const lByte : nBytes)
-    {
-        lNumber = lNumber << 8 | static_cast<unsigned char>(lByte);
-    }
-    return lNumber;
-}
-
-std::string sjisOf(unsigned int nCode)
-{
-    return nCode > 0xFF ? std::string{static_cast<char>(nCode >> 8), static_cast<char>(nCode)}
-                        : std::string(1, static_cast<char>(nCode));
-}
-
-/// A sorted table, which tools/makeCodeTables.py compares with Python's; 0 for no row.
-template <class Row, class Key, class Value>
-std::map<unsigned int, unsigned int> mapOf(Row const* npRows, unsigned int nCount, Key Row::*npKey, Value Row::*npValue)
-{
-    std::map<unsigned int, unsigned int> lMap;
-    std::for_each(npRows, npRows + nCount, [&](Row const& nRow) { lMap[nRow.*npKey] = nRow.*npValue; });
-    return lMap;
-}
-
-bool isLead(unsigned int nByte)
-{
-    return (nByte >= 0x81 && nByte <= 0x9F) || (nByte >= 0xE0 && nByte <= 0xEF) || (nByte >= 0xFA && nByte <= 0xFC);
-}
-
-bool isKeyLead(unsigned int nByte)
-{
-    return (nByte >= 0xC2 && nByte <= 0xD1) || (nByte >= 0xE2 && nByte <= 0xE9) || nByte == 0xEF;
-}
-
 } // namespace
-
-TEST(CharSet, EveryShiftJisCodeDecodesAsTheTableSays)
-{
-    auto lRows = mapOf(SJIS_TO_UNICODE, SJIS_TO_UNICODE_COUNT, &SjisToUnicode::mSjis, &SjisToUnicode::mUtf16);
-    for (unsigned int lCode = 1; lCode < 0x10000; ++lCode)
-    {
-        bool const lIsDouble = isLead(lCode >> 8);
-        if (lIsDouble == (lCode <= 0xFF) || isLead(lCode))
-        {
-            continue; // not a code of one character
-        }
-        bool const lIsInTable = lIsDouble || (lCode >= 0xA1 && lCode <= 0xDF);
-        unsigned int const lUnit = lIsInTable ? lRows[lCode] : lCode;
-        std::string const lSource = sjisOf(lCode);
-        std::string const lUtf8 = !lIsInTable ? lSource : lUnit != 0 ? utf8Of(lUnit) : "\0"s;
-        unsigned int lConsumed[2] = {};
-        unsigned short lTarget = 0xFFFF;
-        char lBytes[3];
-        ASSERT_EQ(convertCharFromSjisToUtf8(lBytes, 3, lSource.c_str(), &lConsumed[0]), lUtf8.size()) << lCode;
-        ASSERT_EQ(std::string(lBytes, lUtf8.size()), lUtf8) << lCode;
-        ASSERT_EQ(convertCharFromSjisToUtf16(&lTarget, lSource.c_str(), &lConsumed[1]), lIsInTable ? 1U : 2U);
-        ASSERT_EQ(lTarget, lUnit) << lCode;
-        ASSERT_EQ(lSource.size(), lConsumed[0]);
-        ASSERT_EQ(lSource.size(), lConsumed[1]);
-        ASSERT_EQ(convert(convertStrFromSjisToUtf8, lSource.c_str()), lUtf8) << lCode;
-        auto const lUnits = convert(convertStrFromSjisToUtf16, lSource.c_str());
-        ASSERT_EQ(1, lUnits.size()) << lCode;
-        ASSERT_EQ((lUnit == 0 ? 0x203B : lUnit), lUnits[0]) << lCode;
-    }
-}
-
-TEST(CharSet, EveryUnicodeCharacterGoesThereAndBack)
-{
-    auto lRows = mapOf(UTF8_TO_SJIS, UTF8_TO_SJIS_COUNT, &Utf8ToSjis::mKey, &Utf8ToSjis::mSjis);
-    for (unsigned int lCode = 1; lCode <= 0x10FFFF; lCode += lCode == 0xD7FF ? 0x801 : 1)
-    {
-        std::string const lUtf8 = utf8Of(lCode);
-        // Shift-JIS
-        bool const lIsLookedUp = isKeyLead(static_cast<unsigned char>(lUtf8[0]));
-        unsigned int const lSjis = lIsLookedUp ? lRows[bigEndian(lUtf8)] : 0;
-        std::string const lExpected = lIsLookedUp ? sjisOf(lSjis) : lUtf8;
-        ASSERT_EQ(convert(convertStrFromUtf8ToSjis, lUtf8.c_str()), lExpected) << lCode;
-        unsigned int lConsumed = 0;
-        char lBytes[2];
-        ASSERT_EQ(convertCharFromUtf8ToSjis(lBytes, 2, lUtf8.c_str(), &lConsumed), lIsLookedUp ? lExpected.size() : 1);
-        ASSERT_EQ(lConsumed, lIsLookedUp ? lUtf8.size() : 1) << lCode;
-        ASSERT_EQ(lBytes[0], lExpected[0]) << lCode;
-        ASSERT_EQ(lUtf8, lSjis == 0 ? lUtf8 : convert(convertStrFromSjisToUtf8, lExpected.c_str())) << lCode;
-        // UTF-16
-        unsigned short const lUnit[2] = {static_cast<unsigned short>(lCode < 0x10000 ? lCode : 0x203B), 0};
-        ASSERT_TRUE(convert(convertStrFromUtf8ToUtf16, lUtf8.c_str()) == std::u16string(1, lUnit[0])) << lCode;
-        bool const lIsMark = lCode == 0xFEFF || lCode == 0xFFFE;
-        ASSERT_EQ(lUtf8, lCode >= 0x10000 || lIsMark ? lUtf8 : convert(convertStrFromUtf16ToUtf8, lUnit)) << lCode;
-    }
-}
 
 TEST(CharSet, PlainAndMalformedTexts)
 {
@@ -277,17 +178,8 @@ TEST(CharSet, WideTextGoesThroughTheConverterAndBack)
     EXPECT_EQ(convertStrFromTcharToWchar(nullptr, 1, "") & convertStrFromTcharToWchar(lUnits, 0, nullptr), STR_ERROR);
     EXPECT_EQ(convertStrFromWcharToTchar(nullptr, 1, L"") & convertStrFromWcharToTchar(lBytes, 0, nullptr), STR_ERROR);
 
-    for (char const* const lpMalformed : {"\x80", "\xC1\xBF", "\xE3\x81", "\xE3\x81Z", "\xE0\x9F\xBF", "\xED\xA0\x80",
-                                          "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80"})
-    {
-        EXPECT_EQ(convertStrFromTcharToWchar(lUnits, 4, lpMalformed), STR_ERROR) << lpMalformed;
-        EXPECT_EQ(lUnits[0], 0);
-    }
-    for (unsigned int const lCode : {0xD800U, 0xDFFFU, 0x110000U, 0xFFFFFFFFU})
-    {
-        wchar_t const lMalformed[2] = {static_cast<wchar_t>(lCode), 0};
-        EXPECT_EQ(convertStrFromWcharToTchar(lBytes, 8, lMalformed), STR_ERROR);
-    }
+    EXPECT_EQ(convertStrFromTcharToWchar(lUnits, 4, "\x80"), STR_ERROR);
+    EXPECT_EQ(convertStrFromWcharToTchar(lBytes, 8, L"\xD800"), STR_ERROR);
     EXPECT_EQ(internal::toWide(lUnits, 4, "\u3042", 2), -1); // counted
 }
 

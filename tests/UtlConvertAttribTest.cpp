@@ -15,7 +15,7 @@ using namespace utl;
 namespace
 {
 
-// Folds and numbers of any text: see tests/fuzz/AttribFuzz.cpp and fuzz/NumberFuzz.cpp, which the tests run too.
+// Folds and numbers of any text: see tests/fuzz/AttribFuzz.cpp, which the tests run too.
 
 unsigned int const SIZE = 64;
 
@@ -80,54 +80,16 @@ TEST(ConvertAttrib, LimitsAndBadArguments)
     EXPECT_STREQ(lText, "ﾞﾞ");
 }
 
-TEST(ConvertAttrib, TrimmingTakesWholeCharactersFromTheEnd)
+TEST(ConvertAttrib, WhatCannotBeTrimmedOrCompared)
 {
-    struct
-    {
-        char const* mpText;
-        char const* mpSet;
-        char const* mpTrimmed; // null: fails, unchanged
-    } const CASES[] = {{"a b \t\v\r\n\f　", nullptr, "a b"},
-                       {" 　 ", "", ""},
-                       {"", nullptr, ""},
-                       {"dir//\\", "\\/", "dir"},
-                       {"あいい", "い", "あ"},
-                       {"a ", "/", "a "},
-                       {"ぁ", "あ", "ぁ"}, // shares two bytes
-                       {"a \x80 ", nullptr, nullptr}};
-    for (auto const& lCase : CASES)
-    {
-        char lText[SIZE];
-        std::strcpy(lText, lCase.mpText);
-        char const* const lpExpected = lCase.mpTrimmed != nullptr ? lCase.mpTrimmed : lCase.mpText;
-        unsigned int const lSize = static_cast<unsigned int>(std::strlen(lpExpected)) + 1;
-        EXPECT_EQ(trimStrRight(lText, lCase.mpSet), lCase.mpTrimmed != nullptr ? lSize : STR_ERROR) << lCase.mpText;
-        EXPECT_STREQ(lText, lpExpected);
-    }
+    char lText[] = "a ";
+    EXPECT_EQ(trimStrRight<char>(lText, nullptr), 2U);
+    EXPECT_EQ(trimStrRight<char>(nullptr, nullptr), STR_ERROR);
     std::string lLong(WorkingBuffer<char>::CAPACITY, ' ');
     EXPECT_EQ(trimStrRight<char>(lLong.data(), nullptr), STR_ERROR);
-    EXPECT_EQ(trimStrRight<char>(nullptr, nullptr), STR_ERROR);
-}
-
-TEST(ConvertAttrib, ComparisonWithoutCase)
-{
-    std::string const lLong(WorkingBuffer<char>::CAPACITY, 'a');
-    struct
-    {
-        char const* mpLeft;
-        char const* mpRight;
-        unsigned int mCount;
-        int mSign;
-    } const CASES[] = {{"ABC", "abd", 2, 0},       {"ABC", "abd", 3, -1},          {"ＡｂZ", "ａＢz", STR_ALL, 0},
-                       {"_", "A", STR_ALL, -1},    {nullptr, "", STR_ALL, 0},      {"a", nullptr, STR_ALL, 1},
-                       {"é", "z", STR_ALL, 1},     {"a\x80z", "a", STR_ALL, -1},   {"b", "a", 0, 0},
-                       {"\x80", "a", STR_ALL, -1}, {lLong.c_str(), "", STR_ALL, 0}};
-    for (auto const& lCase : CASES)
-    {
-        compareStrNoCase("left in the rows", "LEFT IN THE ROWS", STR_ALL);
-        int const lResult = compareStrNoCase(lCase.mpLeft, lCase.mpRight, lCase.mCount);
-        EXPECT_EQ((lResult > 0) - (lResult < 0), lCase.mSign) << lCase.mpLeft << " " << lCase.mpRight;
-    }
+    EXPECT_EQ(compareStrNoCase(lLong.c_str(), "", STR_ALL), 0);
+    EXPECT_EQ(compareStrNoCase<char>(nullptr, "", STR_ALL), 0);
+    EXPECT_GT(compareStrNoCase<char>("a", nullptr, STR_ALL), 0);
 }
 
 } // namespace

@@ -39,30 +39,17 @@ std::string shown(Call nCall)
 // Sizes of all characters, boundaries, copies and searches in all texts: see tests/fuzz/Utf8Fuzz.cpp, which the tests
 // run too.
 
-TEST(String, CharacterSizesOfCutTextAndTheMark)
+TEST(String, CharacterSizesOfCutTextAndNulls)
 {
-    struct
-    {
-        char const* mText;
-        unsigned int mBytes, mLength;
-    } const ROWS[] = {{"", 0, 0},
-                      {"\xEF\xBB\xBFx", 3, 3},
-                      {"\xEF\xBB", 0, STR_ERROR},
-                      {"\xF7\xBF\xBF\xBF", 4, 4},
-                      {"\xF8\x80\x80\x80\x80", STR_ERROR, STR_ERROR}};
-    for (auto const& lRow : ROWS)
-    {
-        bool const lIsMark = lRow.mLength == 3;
-        bool lFlags[] = {!lIsMark, !lIsMark};
-        EXPECT_EQ(strCharBytesBase<char>(lRow.mText, &lFlags[0]), lRow.mBytes) << lRow.mText;
-        EXPECT_EQ(t_charlen<char>(lRow.mText, &lFlags[1]), lRow.mLength) << lRow.mText;
-        EXPECT_EQ(lIsMark, lFlags[0]) << lRow.mText;
-        EXPECT_EQ(lIsMark, lFlags[1]) << lRow.mText;
-    }
+    EXPECT_EQ(0U, strCharBytesBase<char>("\xEF\xBB", nullptr));
+    EXPECT_EQ(STR_ERROR, strCharBytesBase<char>("\xF8\x80\x80\x80\x80", nullptr));
+    EXPECT_EQ(4U, strCharBytesBase<char>("\xF7\xBF\xBF\xBF", nullptr)); // more than Unicode has
     bool lFlag = true;
     EXPECT_EQ(0, t_charlen<char>(nullptr, &lFlag));
     EXPECT_TRUE(lFlag);
     EXPECT_EQ(0, strCharBytesBase<char>(nullptr, &lFlag));
+    EXPECT_FALSE(lFlag);
+    EXPECT_EQ(0, t_charlen<char>("", &(lFlag = true)));
     EXPECT_FALSE(lFlag);
     EXPECT_EQ(getNearCharIndex<char>(nullptr, 0, 1), STR_ERROR);
 }
@@ -93,6 +80,7 @@ TEST(String, WritersTakeTheirStepsInOrder)
                       {"2:", [](char* npTo) { return copyGeneral(npTo, 9, 3, MESSED, 0, 1, 0); }},
                       {"4:007$", [](char* npTo) { return formatStr<char>(npTo, 4, "%03u", 7U); }},
                       {"-1:", [](char* npTo) { return formatStr<char>(npTo, 0, "%03u", 7U); }},
+                      {"-1:", [](char*) { return formatStr<char>(nullptr, 4, "%03u", 7U); }},
                       {"-1:", [](char* npTo) { return t_strrev(npTo, 11, MIXED, 0); }},
                       {"3:cb$", [](char* npTo) { return t_strrev(npTo, 3, "abc", 1); }},
                       {"3:z\xE3$\x82", [](char* npTo) { return t_strrev(npTo, 3, "\xE3\x81\x82z", 1); }},
@@ -108,11 +96,16 @@ TEST(String, WritersTakeTheirStepsInOrder)
                       {"8:", [](char*) { return replaceStr<char>(nullptr, 0, "a-b-c", "-", "<>", 0); }},
                       {"-1:a<>b<>$", [](char* npTo) { return replaceStr(npTo, 7, "a-b-c", "-", "<>", 0); }},
                       {"5:a<>b$", [](char* npTo) { return replaceStr(npTo, 5, "a-b-c", "-", "<>", 1); }},
+                      {"-1:", [](char* npTo) { return replaceStr(npTo, 2, "long a", "a", "b", 0); }}, // what is before
+                      {"-1:", [](char* npTo) { return replaceStr<char>(npTo, 20, nullptr, "a", "b", 0); }},
                       {"-1:", [](char* npTo) { return replaceStr<char>(npTo, 20, "a", "a", nullptr, 0); }}};
     for (auto const& lRow : ROWS)
     {
         EXPECT_EQ(shown(lRow.mCall), lRow.mExpected) << "row " << &lRow - ROWS;
     }
+    char lText[4];
+    char const* lpNone = nullptr;
+    EXPECT_EQ(formatStr(lText, 4, lpNone, 1), STR_ERROR);
 }
 
 TEST(String, ErasingWorksInPlace)
@@ -153,6 +146,7 @@ TEST(String, SearchesTellTheEndOfTheMatch)
         EXPECT_EQ(lEnd, lRow.mEnd);
     }
     EXPECT_EQ(t_strstr<char>(nullptr, ""), 0U);
+    EXPECT_EQ(t_strstr<char>(nullptr, "a"), STR_ERROR);
 }
 
 TEST(String, BackwardSearchesGiveTheLastByteOfTheMatch)
@@ -172,6 +166,8 @@ TEST(String, BackwardSearchesGiveTheLastByteOfTheMatch)
     EXPECT_EQ(findReverseChar("\xEF\xBB\xBF", "\xEF\xBB\xBF", STR_ALL, nullptr), STR_ERROR);
     EXPECT_EQ(findReverseChar("abc", "\x80", STR_ALL, nullptr), STR_ERROR);
     EXPECT_EQ(findReverseChar("abc", "\xE3\x81", STR_ALL, nullptr), 3U);
+    EXPECT_EQ(findReverseChar<char>("abc", nullptr, STR_ALL, &lBefore), STR_ERROR);
+    EXPECT_EQ(lBefore, STR_ERROR);
 }
 
 TEST(String, BackwardSearchesFindWhatRepeatsItself)
@@ -205,21 +201,10 @@ TEST(String, ScratchRowsLimitTheText)
     EXPECT_EQ(eraseStrSpan(&lText[0], 0, 1), lText.size());
 }
 
-TEST(String, SpansAndTokens)
+TEST(String, SpansOfNulls)
 {
     EXPECT_EQ(t_strspn<char>("abc", nullptr) + t_strspn<char>(nullptr, "a") + t_strcspn<char>(nullptr, "a"), 0U);
     EXPECT_EQ(t_strcspn<char>("abc", nullptr), 3U);
-
-    std::string lTokens;
-    unsigned int lEnd = 0;
-    char const* const TEXT = "//usr///local/lib/";
-    for (unsigned int lBegin = 0; (lBegin = internal::findToken(TEXT, "/", lEnd, &lEnd)) != STR_ERROR;)
-    {
-        lTokens += std::string(TEXT + lBegin, lEnd - lBegin) + "|";
-    }
-    EXPECT_EQ(lTokens, "usr|local|lib|");
-    EXPECT_EQ(lEnd, STR_ERROR);
-    EXPECT_EQ(internal::findToken(TEXT, "/", lEnd, &lEnd), STR_ERROR);
 }
 
 TEST(RawMemory, NullPointersDoNothing)
@@ -236,30 +221,6 @@ TEST(RawMemory, NullPointersDoNothing)
     EXPECT_STREQ(lBytes, "aa###f");
     EXPECT_EQ("yn", said({compareMemory(lBytes, "aab", 2), compareMemory(lBytes, "ab", 2)}));
     EXPECT_FALSE(compareMemory(nullptr, lBytes, 0));
-}
-
-TEST(String, NullsAndPlacesThatAreTooSmallAreErrors)
-{
-    char lText[4] = "xyz";
-    char const* lpNone = nullptr;
-    unsigned int lBefore = 7;
-    unsigned int lEnd = 7;
-    unsigned int const lResults[] = {
-        formatStr<char>(nullptr, 4, "%d", 1),
-        formatStr<char>(lText, 4, lpNone, 1),
-        replaceStr<char>(lText, 4, nullptr, "a", "b", 0),
-        replaceStr<char>(lText, 2, "too long a", "a", "b", 0), // what is before the match
-        findReverseChar<char>("abc", nullptr, STR_ALL, &lBefore),
-        t_strstr<char>(nullptr, "a"),
-        internal::findToken(nullptr, "/", 0, &lEnd),
-        lBefore,
-        lEnd,
-    };
-    for (unsigned int const& lResult : lResults)
-    {
-        EXPECT_EQ(STR_ERROR, lResult) << &lResult - lResults;
-    }
-    EXPECT_EQ(0U, t_strstr<char>(nullptr, ""));
 }
 
 } // namespace

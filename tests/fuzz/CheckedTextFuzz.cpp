@@ -1,6 +1,6 @@
 // Checked text of arbitrary bytes: no access outside source and destination, the same result in one piece and in any
-// pieces of source and destination, and what the plain ways give where they can. The first six bytes choose what is
-// done, its options and the sizes of the pieces.
+// pieces of source and destination, and what the plain ways give if they can. The functions below, for any text, too. The
+// first six bytes choose what is done, its options and the sizes of the pieces.
 #include "UtlCheckedText.h"
 
 #include <algorithm>
@@ -105,57 +105,76 @@ void checkPieces(Work const& nWork, Bytes const& nText, TextOptions nOptions, st
     require(lDone == nExpected);
 }
 
+/// A function below on any text: the size that was asked for is the size that is needed, of wide text a bound of it.
+/// npExpected: what it gives; null for any.
 template <class To, class From>
-void checkBelow(unsigned int (*npConvert)(To*, unsigned int, From const*), Bytes const& nText,
-                std::string const& nExpected)
+void checkBelow(unsigned int (*npConvert)(To*, unsigned int, From const*), Bytes const& nText, std::size_t nTerminators,
+                std::string const* npExpected)
 {
-    std::vector<From> lSource(nText.size() / sizeof(From) + 1);
-    char* lpAt = reinterpret_cast<char*>(lSource.data());
-    for (char const lByte : nText)
-    {
-        *lpAt++ = lByte;
-    }
-    std::vector<To> lTarget(nText.size() * 3 + 1);
+    std::vector<From> lSource(nText.size() / sizeof(From) + nTerminators);
+    std::copy_n(nText.data(), nText.size() / sizeof(From) * sizeof(From), reinterpret_cast<char*>(lSource.data()));
+    unsigned int const lAsked = npConvert(nullptr, 0, lSource.data());
+    std::vector<To> lTarget(lAsked == STR_ERROR ? 64 : lAsked);
     unsigned int const lSize = npConvert(lTarget.data(), static_cast<unsigned int>(lTarget.size()), lSource.data());
-    require(bytesOfUnits(lTarget.data(), lSize - 1) == nExpected);
+    require(lSize == lAsked || sizeof(To) + sizeof(From) > 4);
+    if (lSize != STR_ERROR)
+    {
+        require(lSize <= lAsked);
+        require(lTarget[lSize - 1] == 0);
+        std::vector<To> lShort(lSize - 1);
+        require(lShort.empty() || npConvert(lShort.data(), lSize - 1, lSource.data()) == STR_ERROR);
+    }
+    require(npExpected == nullptr || bytesOfUnits(lTarget.data(), lSize - 1) == *npExpected);
 }
 
-/// A whole text without what the page of differences names: the functions below give the same.
-void checkBelow(Work const& nWork, Bytes const& nText, std::string const& nExpected)
+/// A character into every capacity from 1.
+void checkChar(unsigned int (*npConvert)(char*, unsigned int, char const*, unsigned int*), Bytes nText)
+{
+    nText.push_back(0);
+    nText.shrink_to_fit();
+    for (unsigned int lCapacity = 1; lCapacity < 4; ++lCapacity)
+    {
+        Bytes lTarget(lCapacity);
+        unsigned int lConsumed = 0;
+        unsigned int const lSize = npConvert(lTarget.data(), lCapacity, nText.data(), &lConsumed);
+        require(lSize == STR_ERROR || lSize <= lCapacity);
+        require(lConsumed >= 1 && lConsumed <= 3);
+    }
+}
+
+/// Whether a text is whole, without what the page of differences names.
+bool isTheSameBelow(Work const& nWork, Bytes const& nText)
 {
     std::string lWide;
-    if (!convertText(Encoding::WIDE, lWide, nWork.mFrom, viewOf(nText)).isWhole())
-    {
-        return; // copied, but without a character
-    }
+    bool lIsSame = convertText(Encoding::WIDE, lWide, nWork.mFrom, viewOf(nText)).isWhole();
     for (std::size_t lAt = 0; lAt < lWide.size(); lAt += sizeof(wchar_t))
     {
         wchar_t lCode = 0;
         lWide.copy(reinterpret_cast<char*>(&lCode), sizeof(lCode), lAt);
-        if (lCode == 0 || lCode == 0xFEFF || lCode == 0xFFFE || lCode > 0xFFFF)
-        {
-            return;
-        }
+        lIsSame = lIsSame && lCode != 0 && lCode != 0xFEFF && lCode != 0xFFFE && lCode <= 0xFFFF;
     }
+    return lIsSame;
+}
+
+void checkBelow(Work const& nWork, Bytes const& nText, std::string const* npExpected)
+{
     auto const lIs = [&](Encoding nFrom, Encoding nTo) { return nWork.mFrom == nFrom && nWork.mTo == nTo; };
-    lIs(Encoding::UTF8, Encoding::SJIS)   ? checkBelow(convertStrFromUtf8ToSjis, nText, nExpected)
-    : lIs(Encoding::SJIS, Encoding::UTF8) ? checkBelow(convertStrFromSjisToUtf8, nText, nExpected)
-    : lIs(Encoding::SJIS, ENCODING_UTF16) ? checkBelow(convertStrFromSjisToUtf16, nText, nExpected)
-    : lIs(ENCODING_UTF16, Encoding::UTF8) ? checkBelow(convertStrFromUtf16ToUtf8, nText, nExpected)
-    : lIs(Encoding::UTF8, ENCODING_UTF16) ? checkBelow(convertStrFromUtf8ToUtf16, nText, nExpected)
-    : lIs(Encoding::UTF8, Encoding::WIDE) ? checkBelow(convertStrFromTcharToWchar, nText, nExpected)
-    : lIs(Encoding::WIDE, Encoding::UTF8) ? checkBelow(convertStrFromWcharToTchar, nText, nExpected)
+    lIs(Encoding::UTF8, Encoding::SJIS)   ? checkBelow(convertStrFromUtf8ToSjis, nText, 1, npExpected)
+    : lIs(Encoding::SJIS, Encoding::UTF8) ? checkBelow(convertStrFromSjisToUtf8, nText, 2, npExpected)
+    : lIs(Encoding::SJIS, ENCODING_UTF16) ? checkBelow(convertStrFromSjisToUtf16, nText, 2, npExpected)
+    : lIs(ENCODING_UTF16, Encoding::UTF8) ? checkBelow(convertStrFromUtf16ToUtf8, nText, 1, npExpected)
+    : lIs(Encoding::UTF8, ENCODING_UTF16) ? checkBelow(convertStrFromUtf8ToUtf16, nText, 1, npExpected)
+    : lIs(Encoding::UTF8, Encoding::WIDE) ? checkBelow(convertStrFromTcharToWchar, nText, 1, npExpected)
+    : lIs(Encoding::WIDE, Encoding::UTF8) ? checkBelow(convertStrFromWcharToTchar, nText, 1, npExpected)
                                           : void();
 }
 
 /// A whole text: all rows of the table tried one after the other, but those with an empty key.
 void checkRows(Fold nFold, Bytes const& nText, std::string const& nExpected)
 {
-    PairAttrib const* const TABLES[] = {LOWER_UPPER_PAIR,        HANKAKU_ZENKAKU_PAIR,  NODAKUON_DAKUON_PAIR,
-                                        NODAKUON_HANDAKUON_PAIR, ZENKATA_HIRAGANA_PAIR, HANKATA_HIRAGANA_PAIR};
     int const lReverse = static_cast<int>(nFold) % 2;
     std::vector<PairAttrib> lRows;
-    for (PairAttrib const* lpRow = TABLES[static_cast<int>(nFold) / 2]; lpRow->mFirst.mChar != nullptr; ++lpRow)
+    for (PairAttrib const* lpRow = scan::PAIRS[static_cast<int>(nFold) / 2]; lpRow->mFirst.mChar != nullptr; ++lpRow)
     {
         if (*(lReverse != 0 ? lpRow->mSecond : lpRow->mFirst).mChar != 0)
         {
@@ -228,10 +247,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nS
     TextResult lResult{};
     std::string const lExpected = checkWhole(lWork, lText, lOptions, lResult);
     checkPieces(lWork, lText, lOptions, lExpected, lResult, npData + 4);
-    if (lResult.isWhole() && !lOptions.mIsLikeIconv)
+    bool const lIsUsual = lResult.isWhole() && !lOptions.mIsLikeIconv;
+    if (!lWork.mIsFold)
     {
-        lWork.mIsFold ? checkRows(lWork.mFold, lText, lExpected) : checkBelow(lWork, lText, lExpected);
+        checkBelow(lWork, lText, lIsUsual && isTheSameBelow(lWork, lText) ? &lExpected : nullptr);
     }
+    else if (lIsUsual)
+    {
+        checkRows(lWork.mFold, lText, lExpected);
+    }
+    checkChar(convertCharFromUtf8ToSjis, lText);
+    checkChar(convertCharFromSjisToUtf8, lText);
     TextOptions lForm;
     lForm.mOnNoCode = OnFault::SKIP;
     require(wellFormedSize(viewOf(lText), lWork.mFrom) ==

@@ -144,6 +144,9 @@ void checkSearches(std::string const& nText, std::string const& nPattern, unsign
     std::size_t lAt = 0;
     for (std::string const& lChar : lChars.mChars)
     {
+        bool lIsMark = false;
+        require(t_charlen(nText.c_str() + lAt, &lIsMark) == charAt(nText, lAt));
+        require(lIsMark == (nText.compare(lAt, 3, "\xEF\xBB\xBF") == 0));
         lSpan += lSpan == lAt && lSet.contains(lChar) ? lChar.size() : 0;
         lNoSpan = lNoSpan == nText.size() && lSet.contains(lChar) ? lAt : lNoSpan;
         bool const lIsHere = charAt(lChar, 0) != STR_ERROR && nText.compare(lAt, nPattern.size(), nPattern) == 0;

@@ -48,6 +48,10 @@ inline ClassTables const CLASSES[] = {
 };
 // clang-format on
 
+inline utl::PairAttrib const* const PAIRS[] = {utl::LOWER_UPPER_PAIR,      utl::HANKAKU_ZENKAKU_PAIR,
+                                               utl::NODAKUON_DAKUON_PAIR,  utl::NODAKUON_HANDAKUON_PAIR,
+                                               utl::ZENKATA_HIRAGANA_PAIR, utl::HANKATA_HIRAGANA_PAIR};
+
 inline bool skipRow(char const* npStr, utl::CodeRow const* npTable, unsigned int& nOffset)
 {
     for (; npTable->mChar != nullptr; ++npTable)

@@ -27,21 +27,8 @@ public:
     {
         std::generate(mBytes.begin(), mBytes.end(), [this] { return take<unsigned char>(); });
         std::memcpy(mRaw.buffer(), mBytes.data(), mBytes.size());
-        void (Images::*const STEPS[])(bool) = {&Images::value<unsigned char>,
-                                               &Images::value<unsigned short>,
-                                               &Images::value<unsigned int>,
-                                               &Images::value<unsigned long long>,
-                                               &Images::value<signed char>,
-                                               &Images::value<short>,
-                                               &Images::value<int>,
-                                               &Images::value<long long>,
-                                               &Images::value<double>,
-                                               &Images::value<void*>,
-                                               &Images::text<char>,
-                                               &Images::text<wchar_t>,
-                                               &Images::bytes,
-                                               &Images::rewind,
-                                               &Images::assign};
+        static auto const STEPS = stepsOf<unsigned char, unsigned short, unsigned int, unsigned long long, signed char,
+                                          short, int, long long, double, void*>();
         while (mAt != mInput.size())
         {
             unsigned char const lChoice = take<unsigned char>();
@@ -52,6 +39,15 @@ public:
     }
 
 private:
+    using Step = void (Images::*)(bool);
+
+    template <class... T>
+    static std::vector<Step> stepsOf()
+    {
+        return {&Images::value<T>..., &Images::text<char>, &Images::text<wchar_t>,
+                &Images::bytes,       &Images::rewind,     &Images::assign};
+    }
+
     template <class T>
     T take()
     {

@@ -113,15 +113,8 @@ tm dateOf(long long nDay)
     return lDate;
 }
 
-std::string formatted(char const* npForm, tm const& nDate)
+TEST(Timepiece, EveryDayIsCountedAndFormatted)
 {
-    char lText[64];
-    return std::string(lText, std::strftime(lText, sizeof(lText), npForm, &nDate));
-}
-
-TEST(Timepiece, EveryDayIsCountedFormattedAndReadBack)
-{
-    char const* const FORMS[] = {"%a, %d %b %Y %H:%M:%S GMT", "%a %b %e %H:%M:%S %Y", "%A, %d-%b-%y %H:%M:%S GMT"};
     int const RANGES[][2] = {{1, 9}, {1600, 2401}, {65530, 65535}}; // years, the second not included
     for (auto const& lRange : RANGES)
     {
@@ -131,15 +124,9 @@ TEST(Timepiece, EveryDayIsCountedFormattedAndReadBack)
             Time const lTime = make(
                 {lDate.tm_year + 1900, lDate.tm_mon + 1, lDate.tm_mday, lDate.tm_hour, lDate.tm_min, lDate.tm_sec});
             ASSERT_EQ(DAYS_TO_1970 + lDay, lTime.getDays());
-            ASSERT_EQ(lTime.year() >= 100 ? formatted(FORMS[0], lDate) : "", httpDate(lTime));
-            bool const lIsOfTwoDigits = lTime.year() >= 1970 && lTime.year() < 2070;
-            bool const lIsRead = lDay % 17 == 0 && lTime.year() >= 1600 && lTime.year() < 2401;
-            for (int lForm = 0; lIsRead && lForm < (lIsOfTwoDigits ? 3 : 2); ++lForm)
-            {
-                Time lRead;
-                ASSERT_TRUE(lRead.setHttpDate(formatted(FORMS[lForm], lDate).c_str())) << lDay;
-                ASSERT_EQ(lTime, lRead) << lDay;
-            }
+            char lText[32] = "";
+            lTime.year() < 100 || std::strftime(lText, sizeof(lText), "%a, %d %b %Y %H:%M:%S GMT", &lDate);
+            ASSERT_EQ(lText, httpDate(lTime));
         }
     }
     for (unsigned short lYear = 1; lYear < 65534; ++lYear)

@@ -2,14 +2,12 @@
 
 #include "UtlThreadManager.h"
 #include "support/Faults.h"
+#include "support/Folder.h"
 #include "support/LogCapture.h"
 #include "support/Resources.h"
 #include "support/Said.h"
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <numeric>
 #include <set>
 #include <string>
@@ -34,24 +32,6 @@ using Text = BasicString<char>;
 constexpr uid_t ORDINARY_USER = 65534;
 constexpr int SAMPLE_SIZE = 40000; // three blocks of a copy
 
-void put(std::string const& nPath, std::string const& nContent, mode_t nMode = 0640)
-{
-    std::ofstream(nPath) << nContent;
-    ::chmod(nPath.c_str(), nMode);
-}
-
-std::string contentOf(std::string const& nPath)
-{
-    std::ifstream lStream(nPath);
-    return {std::istreambuf_iterator<char>(lStream), {}};
-}
-
-mode_t modeOf(std::string const& nPath)
-{
-    struct stat lStat = {};
-    return ::stat(nPath.c_str(), &lStat) == 0 ? lStat.st_mode & 07777U : 0;
-}
-
 /// The directory "d" with the file "s" of SAMPLE_SIZE bytes, the empty directory "e".
 void makeSample()
 {
@@ -64,15 +44,12 @@ void makeSample()
     put("d/s", std::string(SAMPLE_SIZE, 's'));
 }
 
-/// Each test stands in an empty directory of its own and uses relative paths.
 class FileTest : public ::testing::Test
 {
 protected:
     FileTest()
     {
         ThreadManager::get()->setWatchdogWatchInterval(600000); // the watchdog makes no calls that faults would count
-        EXPECT_NE(nullptr, ::mkdtemp(mDirectory.data()));
-        fs::current_path(mDirectory);
         ::umask(022);
         File::setModes(FILE_MODES_OPEN);
         setAllFilterLevel(5);
@@ -82,12 +59,29 @@ protected:
     {
         EXPECT_EQ(0, ::seteuid(::getuid()));
         ::chmod("d", 0755);
-        fs::current_path("/");
-        fs::remove_all(mDirectory);
         File::setModes(FILE_MODES_UMASK);
     }
 
-    std::string mDirectory = fs::temp_directory_path() / "utl_file_XXXXXX";
+    /// While the n-th call of an entry fails, an operation gives false, tells why and changes neither file nor mode.
+    template <auto ENTRY>
+    void fails(int nNth, bool (*nOperation)(), std::vector<char const*> const& nMessages) // with level
+    {
+        makeSample(); // without e/t
+        mLog.clear();
+        {
+            FailNth<ENTRY> const lFault(nNth, EIO);
+            EXPECT_FALSE(nOperation()) << nNth;
+        }
+        EXPECT_EQ(SAMPLE_SIZE, contentOf("d/s").size());
+        EXPECT_EQ(0751U, modeOf("d"));
+        EXPECT_EQ(0751U, modeOf("e"));
+        for (char const* lpMessage : nMessages)
+        {
+            EXPECT_EQ(1U, mLog.count(lpMessage)) << lpMessage;
+        }
+    }
+
+    Folder mFolder;
     Replaced<int(char const*, mode_t)> mChmod{&SC::mChmod, chmodBelowRoot};
     LogCapture mLog;
 };
@@ -129,13 +123,6 @@ TEST_F(FileTest, PathsComeApartIntoStringsThatGrow)
 namespace
 {
 
-/// A fault for as long as the result lives.
-template <auto ENTRY, int NTH = 1>
-std::shared_ptr<void> fails()
-{
-    return std::make_shared<FailNth<ENTRY>>(NTH, EIO);
-}
-
 /// Opens, writes and cuts. A cut that fails leaves the position.
 bool writeAndCut()
 {
@@ -153,66 +140,36 @@ bool readByte()
 
 } // namespace
 
-// What fails leaves files and modes as they are and nothing open. Each call of each use: see
-// tests/proof/UtlFaultProof.cpp, which the tests run too.
+// What is left, for each call of each use: see tests/proof/UtlFaultProof.cpp, which the tests run too.
 TEST_F(FileTest, AFailedCallIsTold)
 {
-    struct
-    {
-        bool (*mOperation)(); // e/t is not there
-        std::shared_ptr<void> (*mFault)();
-        std::vector<char const*> mMessages; // with level
-    } const ROWS[] = {
-        {[] { return File::copy("d/s", "e/t", 1); },
-         fails<&SC::mStat, 6>,
-         {"ERR: in copy func stat Failed. errno[5] Path:d/s"}},
-        {[] { return !File::copy("d/s", "e/t", 1); },
-         fails<&SC::mStat, 7>,
-         {"DBG: is changeParentAccessMode func stat Failed. errno[5] Path:e"}},
-        {[] { return File::copy("d/s", "e/t", 1); }, fails<&SC::mWrite, 3>, {}},
-        {[] { return File::erase("d/s", 1); }, fails<&SC::mUnlink>, {"ERR: remove failed. errno[5] Path:d/s"}},
-        {[] { return ::chmod("d/s", 0444) == 0 && File::erase("d/s", 1); },
-         fails<&SC::mChmod>,
-         {"ERR: Can't erase force because Not Permited:d/s"}},
-        {[] { return File::erase("e", 0); }, fails<&SC::mRmdir>, {"ERR: rmdir Failed.Path:e errno[5]"}},
-        {[] { return File::erase("d", 0); }, fails<&SC::mOpendir>, {}},
-        {[] { return File::applyReadOnly("d/s", 1); },
-         fails<&SC::mStat, 2>,
-         {"ERR: is isReadOnly func stat Failed. errno[5] Path:d/s", "ERR: applyReadOnly can't change d/s"}},
-        {[] { return File::makeDirectories("e/x/y"); },
-         fails<&SC::mMkdir>,
-         {"ERR: CreateDirectory Failed. errno[5] Path:e/x/y/(e/)"}},
-        {readByte, fails<&SC::mOpen>, {"ERR: open() Failed. errno[5] Path:d/s"}},
-        {readByte,
-         fails<&SC::mFstat>,
-         {"ERR: fstat Failed. errno[5]", "ERR: fileSize Failed. Path:d/s", "ERR: in read func now size func error"}},
-        {readByte, fails<&SC::mLseek>, {"ERR: lseek64 Failed. errno[5]", "ERR: in read func now seekFile func error"}},
-        {writeAndCut, fails<&SC::mLseek>, {"DBG: seekFile in open Failed. errno[5] Path:e/t"}},
-        {writeAndCut, fails<&SC::mLseek, 4>, {}},
-        {writeAndCut, fails<&SC::mFtruncate>, {"ERR: ftruncate Failed. Path:e/t"}},
-        {[] { return File::size("d") == SAMPLE_SIZE; },
-         fails<&SC::mOpen>,
-         {"ERR: in size func open Failed. Path:d/s errno[5]"}},
-        {[] { return File::size("d") == SAMPLE_SIZE; }, fails<&SC::mFstat>, {"ERR: fileSize Failed. Path:d/s"}},
-        {[] { return File::size("d") == SAMPLE_SIZE; }, fails<&SC::mReaddir, 4>, {}}, // a part is not the whole
-    };
-    for (auto const& lRow : ROWS)
-    {
-        makeSample();
-        mLog.clear();
-        unsigned int const lDescriptors = openFdCount();
-        std::shared_ptr<void> lpFault = lRow.mFault();
-        EXPECT_FALSE(lRow.mOperation()) << "row " << &lRow - ROWS;
-        lpFault.reset();
-        EXPECT_EQ(lDescriptors, openFdCount());
-        EXPECT_EQ(SAMPLE_SIZE, contentOf("d/s").size());
-        EXPECT_EQ(0751U, modeOf("d"));
-        EXPECT_EQ(0751U, modeOf("e"));
-        for (char const* lpMessage : lRow.mMessages)
-        {
-            EXPECT_EQ(1U, mLog.count(lpMessage)) << lpMessage;
-        }
-    }
+    auto const lCopy = [] { return File::copy("d/s", "e/t", 1); };
+    auto const lSize = [] { return File::size("d") == SAMPLE_SIZE; };
+    fails<&SC::mStat>(6, lCopy, {"ERR: in copy func stat Failed. errno[5] Path:d/s"});
+    fails<&SC::mStat>(7, [] { return !File::copy("d/s", "e/t", 1); },
+                      {"DBG: is changeParentAccessMode func stat Failed. errno[5] Path:e"});
+    fails<&SC::mWrite>(3, lCopy, {});
+    fails<&SC::mUnlink>(1, [] { return File::erase("d/s", 1); }, {"ERR: remove failed. errno[5] Path:d/s"});
+    fails<&SC::mChmod>(1, [] { return ::chmod("d/s", 0444) == 0 && File::erase("d/s", 1); },
+                       {"ERR: Can't erase force because Not Permited:d/s"});
+    fails<&SC::mRmdir>(1, [] { return File::erase("e", 0); }, {"ERR: rmdir Failed.Path:e errno[5]"});
+    fails<&SC::mOpendir>(1, [] { return File::erase("d", 0); }, {});
+    fails<&SC::mStat>(
+        2, [] { return File::applyReadOnly("d/s", 1); },
+        {"ERR: is isReadOnly func stat Failed. errno[5] Path:d/s", "ERR: applyReadOnly can't change d/s"});
+    fails<&SC::mMkdir>(1, [] { return File::makeDirectories("e/x/y"); },
+                       {"ERR: CreateDirectory Failed. errno[5] Path:e/x/y/(e/)"});
+    fails<&SC::mOpen>(1, readByte, {"ERR: open() Failed. errno[5] Path:d/s"});
+    fails<&SC::mFstat>(
+        1, readByte,
+        {"ERR: fstat Failed. errno[5]", "ERR: fileSize Failed. Path:d/s", "ERR: in read func now size func error"});
+    fails<&SC::mLseek>(1, readByte, {"ERR: lseek64 Failed. errno[5]", "ERR: in read func now seekFile func error"});
+    fails<&SC::mLseek>(1, writeAndCut, {"DBG: seekFile in open Failed. errno[5] Path:e/t"});
+    fails<&SC::mLseek>(4, writeAndCut, {});
+    fails<&SC::mFtruncate>(1, writeAndCut, {"ERR: ftruncate Failed. Path:e/t"});
+    fails<&SC::mOpen>(1, lSize, {"ERR: in size func open Failed. Path:d/s errno[5]"});
+    fails<&SC::mFstat>(1, lSize, {"ERR: fileSize Failed. Path:d/s"});
+    fails<&SC::mReaddir>(4, lSize, {}); // a part is not the whole
 }
 
 TEST_F(FileTest, AFileInUseIsLeftAlone)

@@ -2,12 +2,10 @@
 
 #include "support/Child.h"
 #include "support/Faults.h"
+#include "support/Folder.h"
 #include "support/LogCapture.h"
 
-#include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <iterator>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -21,32 +19,12 @@ namespace
 using SC = internal::SystemCalls;
 using Bytes = std::string;
 
-/// A directory of its own.
 class FileTextTest : public testing::Test
 {
 protected:
-    FileTextTest()
-    {
-        char lName[] = "/tmp/utlFileTextXXXXXX";
-        mDirectory = ::mkdtemp(lName);
-        mPath = mDirectory + "/text";
-    }
-    ~FileTextTest() override
-    {
-        ::unlink(mPath.c_str());
-        ::rmdir(mDirectory.c_str());
-    }
-
-    void store(Bytes const& nBytes) const { std::ofstream(mPath, std::ios::binary) << nBytes; }
-    Bytes stored() const
-    {
-        std::ifstream lStream(mPath, std::ios::binary);
-        return Bytes(std::istreambuf_iterator<char>(lStream), {});
-    }
-
     File opened(int nAccess = FILE_ACCESS_READ, int nTextType = FILE_TEXT_UTF8) const
     {
-        File lFile(mPath.c_str(), nTextType);
+        File lFile(PATH, nTextType);
         EXPECT_TRUE(lFile.open(FILE_OPEN_TOP, nAccess));
         return lFile;
     }
@@ -58,15 +36,15 @@ protected:
         return nFile.readLine(lLine, sizeof(lLine), nullptr) >= 0 ? lLine : "none";
     }
 
-    std::string mDirectory;
-    std::string mPath;
+    static constexpr char const* PATH = "text";
+    Folder mFolder;
 };
 
 // Any calls on any bytes: see tests/fuzz/LineFuzz.cpp, which the tests run too.
 TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
 {
     Bytes const lLong(5119, 'x');
-    store("\xEF\xBB\xBF" + Bytes("a\rb\r\n") + lLong + "\n");
+    put(PATH, "\xEF\xBB\xBF" + Bytes("a\rb\r\n") + lLong + "\n");
     File lFile = opened();
     BasicString<char> lText(7, 0);
     EXPECT_EQ(6, lFile.readLine(&lText, nullptr));
@@ -86,7 +64,7 @@ TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
 // What copies read together, and where they stand: see tests/fuzz/LineFuzz.cpp.
 TEST_F(FileTextTest, CopiesShareWhatIsReadAhead)
 {
-    store("zero\none\ntwo\n");
+    put(PATH, "zero\none\ntwo\n");
     File lFile = opened();
     FailNth<&SC::mPread> const lFault(2, EIO); // one piece is enough
     EXPECT_EQ("zero", lineOf(lFile));
@@ -100,7 +78,7 @@ TEST_F(FileTextTest, CopiesShareWhatIsReadAhead)
 
 TEST_F(FileTextTest, AChildSharesThePosition)
 {
-    store("zero\none\ntwo\nthree\nfour\n");
+    put(PATH, "zero\none\ntwo\nthree\nfour\n");
     for (bool const lIsLookedFor : {false, true}) // or read
     {
         File lFile = opened();
@@ -123,7 +101,7 @@ TEST_F(FileTextTest, AChildSharesThePosition)
 // Another thread forks while a line is read; its child goes on behind that line.
 TEST_F(FileTextTest, AForkInTheMidstOfALineSharesThePosition)
 {
-    store("zero\none\ntwo\n");
+    put(PATH, "zero\none\ntwo\n");
     static int sHandle;
     Replaced const lRead(
         &SC::mPread,
@@ -141,7 +119,7 @@ TEST_F(FileTextTest, AForkInTheMidstOfALineSharesThePosition)
 
 TEST_F(FileTextTest, WhatAChildWritesIsRead)
 {
-    store("zero\none\ntwo\nthree\n");
+    put(PATH, "zero\none\ntwo\nthree\n");
     File lFile = opened(FILE_ACCESS_READ_WRITE);
     EXPECT_EQ("zero", lineOf(lFile)); // and the rest ahead
     EXPECT_TRUE(inChild(
@@ -180,14 +158,14 @@ TEST_F(FileTextTest, WritesWhatItPromises)
     LogCapture const lLog;
     for (auto const& lRow : ROWS)
     {
-        File lFile(mPath.c_str(), lRow.mTextType);
+        File lFile(PATH, lRow.mTextType);
         EXPECT_EQ(FILE_ERROR, lFile.writeText(lRow.mpText, lRow.mMaxBytes, lRow.mOffset));
         ASSERT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ_WRITE));
         EXPECT_EQ(lRow.mResult, lFile.writeText(lRow.mpText, lRow.mMaxBytes, lRow.mOffset)) << &lRow - ROWS;
-        EXPECT_EQ(lRow.mWritten, stored());
+        EXPECT_EQ(lRow.mWritten, contentOf(PATH));
     }
-    EXPECT_EQ(LogLines{"<UTIL> ERR: writeFile Failed. Path:" + mPath}, lLog.lines()); // no byte at all
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    EXPECT_EQ(LogLines{"<UTIL> ERR: writeFile Failed. Path:text"}, lLog.lines()); // no byte at all
+    File lFile(PATH, FILE_TEXT_UTF8);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TRUNCATE, FILE_ACCESS_READ_WRITE));
     EXPECT_EQ(4U, lFile.writeLine("abc"));
     EXPECT_EQ(1U, lFile.writeLine(""));
@@ -195,7 +173,7 @@ TEST_F(FileTextTest, WritesWhatItPromises)
     EXPECT_FALSE(lFile.setTextType(4));
     EXPECT_FALSE(lFile.setTextType(-1));
     EXPECT_EQ(6U, lFile.writeLine("abc")); // no line end
-    EXPECT_EQ(Bytes("abc\n\na\0b\0c\0", 11), stored());
+    EXPECT_EQ(Bytes("abc\n\na\0b\0c\0", 11), contentOf(PATH));
     // Reading ahead and writing agree on the position, and what was written is read.
     lFile.setTextType(FILE_TEXT_UTF8);
     lFile.seek(0, FILE_SEEK_BEGIN);
@@ -207,7 +185,7 @@ TEST_F(FileTextTest, WritesWhatItPromises)
 
 TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
 {
-    store("line\nnext\n");
+    put(PATH, "line\nnext\n");
     LogCapture lLog;
     for (int const lTextType : {FILE_TEXT_UTF8, FILE_TEXT_UTF16_BE})
     {
@@ -216,13 +194,13 @@ TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
         FailNth<&SC::mPread> lFault(1, EIO);
         EXPECT_EQ("none", lineOf(lFile));
         EXPECT_EQ(0, lFile.position());
-        EXPECT_EQ((LogLines{"<UTIL> ERR: ReadFile Failed. errno[5]",
-                            "<UTIL> ERR: in read func readFile Failed. Path:" + mPath,
-                            "<UTIL> ERR: in findNextLineSize func file read error " +
-                                std::string(lTextType == FILE_TEXT_UTF8 ? "6byte" : "2byte")}),
-                  lLog.lines());
+        EXPECT_EQ(
+            (LogLines{"<UTIL> ERR: ReadFile Failed. errno[5]", "<UTIL> ERR: in read func readFile Failed. Path:text",
+                      "<UTIL> ERR: in findNextLineSize func file read error " +
+                          std::string(lTextType == FILE_TEXT_UTF8 ? "6byte" : "2byte")}),
+            lLog.lines());
     }
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    File lFile(PATH, FILE_TEXT_UTF8);
     EXPECT_EQ("none", lineOf(lFile));
     EXPECT_EQ(0, lFile.nextEOLSize());
     EXPECT_EQ(-1, lFile.findNextLineSize(0, nullptr, nullptr));
@@ -232,7 +210,7 @@ TEST_F(FileTextTest, FailuresOfTheSystemAreTold)
 TEST_F(FileTextTest, ACharacterCutOffAtTheEnd)
 {
     QuietLog const lQuiet;
-    store("abc\x81"); // the trail byte is missing: past the end
+    put(PATH, "abc\x81"); // the trail byte is missing: past the end
     File lFile = opened(FILE_ACCESS_READ, FILE_TEXT_SJIS);
     {
         FailNth<&SC::mLseek> const lFault(2, EIO); // the seek past the end
@@ -248,7 +226,7 @@ TEST_F(FileTextTest, AFailedWriteLeavesWhatWasWritten)
 {
     for (int const lNth : {1, 2}) // the text, its line end
     {
-        store("line\nold\n");
+        put(PATH, "line\nold\n");
         File lFile = opened(FILE_ACCESS_READ_WRITE);
         EXPECT_EQ("line", lineOf(lFile)); // reads ahead
         LogCapture const lLog;
@@ -257,16 +235,16 @@ TEST_F(FileTextTest, AFailedWriteLeavesWhatWasWritten)
             EXPECT_EQ(FILE_ERROR, lFile.writeLine("new"));
         }
         Bytes const lContent = lNth == 1 ? "line\nold\n" : "line\nnew\n";
-        EXPECT_EQ(lContent, stored());
-        EXPECT_EQ((LogLines{"<UTIL> ERR: WriteFile Failed. errno[28]", "<UTIL> ERR: writeFile Failed. Path:" + mPath}),
+        EXPECT_EQ(lContent, contentOf(PATH));
+        EXPECT_EQ((LogLines{"<UTIL> ERR: WriteFile Failed. errno[28]", "<UTIL> ERR: writeFile Failed. Path:text"}),
                   lLog.lines());
         // The object stays usable, and where the descriptor cannot be moved nothing is written.
         EXPECT_EQ(0, lFile.seek(0, FILE_SEEK_BEGIN));
         EXPECT_EQ("line", lineOf(lFile));
         EXPECT_EQ(FILE_ERROR, failing<&SC::mLseek>(EIO, [&] { return lFile.writeText("x", 5119, 0); }));
-        EXPECT_EQ(lContent, stored());
+        EXPECT_EQ(lContent, contentOf(PATH));
         EXPECT_EQ(4U, lFile.writeText("next", 5119, 0));
-        EXPECT_EQ("line\nnext", stored().substr(0, 9));
+        EXPECT_EQ("line\nnext", contentOf(PATH).substr(0, 9));
     }
 }
 
@@ -274,10 +252,10 @@ TEST_F(FileTextTest, ArgumentsThatAreNone)
 {
     char lText[8] = "before";
     unsigned int lSize = 7;
-    File lFile(mPath.c_str(), FILE_TEXT_UTF8);
+    File lFile(PATH, FILE_TEXT_UTF8);
     EXPECT_EQ(FILE_ERROR, lFile.writeLine("not open"));
     EXPECT_EQ(FILE_READ_ERROR, lFile.readText(lText, 8, 4, 0, nullptr));
-    store("\nfirst\n\n");
+    put(PATH, "\nfirst\n\n");
     lFile = opened(FILE_ACCESS_READ_WRITE);
     EXPECT_EQ(FILE_ERROR, lFile.writeLine(nullptr));
     EXPECT_EQ(FILE_READ_ERROR, lFile.readLine(static_cast<char*>(nullptr), 4, &lSize));
@@ -299,7 +277,7 @@ TEST_F(FileTextTest, ArgumentsThatAreNone)
     EXPECT_EQ(FILE_READ_ERROR, lOther.readLine(lText, 8, nullptr));
     EXPECT_EQ(-1, lOther.findNextLineSize(0, nullptr, nullptr));
     EXPECT_EQ(FILE_ERROR, lOther.writeText("text", 4, 0));
-    EXPECT_EQ(8U, stored().size());
+    EXPECT_EQ(8U, contentOf(PATH).size());
 }
 
 /// Each reading call at a line that is longer than what is read ahead, with each call of one kind failing in turn: the
@@ -355,12 +333,12 @@ TEST_F(FileTextTest, LongLinesWhereEachCallFails)
     for (std::size_t lLength : {4500U, 50000U}) // one that is kept whole while it is walked, and one that is not
     {
         std::string const lLine = std::string(lLength, 'x') + "key";
-        store(lLine + "\nnext");
+        put(PATH, lLine + "\nnext");
         File lFile = opened(FILE_ACCESS_READ_WRITE);
         readingFails<FailNth<&SC::mLseek>>(lFile, lLine);
         readingFails<FailNth<&SC::mPread>>(lFile, lLine);
         readingFails<FailNth<&SC::mFstat>>(lFile, lLine);
-        EXPECT_EQ(lLength + 8, stored().size());
+        EXPECT_EQ(lLength + 8, contentOf(PATH).size());
     }
     // Cut by another while it is read: it was longer an instant ago.
     File lFile = opened();

@@ -1,9 +1,8 @@
 #include "UtlLines.h"
 
 #include "support/Faults.h"
+#include "support/Folder.h"
 
-#include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -22,25 +21,16 @@ using SC = internal::SystemCalls;
 class LinesTest : public testing::Test
 {
 protected:
-    LinesTest() { ::mkdtemp(mPath); }
-    ~LinesTest() override
-    {
-        mFile.close();
-        ::unlink(path().c_str());
-        ::rmdir(mPath);
-    }
-
-    std::string path() const { return std::string(mPath) + "/text"; }
-
     File& store(std::string const& nBytes, int nTextType)
     {
-        std::ofstream(path(), std::ios::binary) << nBytes;
-        mFile = File(path().c_str(), nTextType);
+        put(PATH, nBytes);
+        mFile = File(PATH, nTextType);
         EXPECT_TRUE(mFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ));
         return mFile;
     }
 
-    char mPath[24] = "/tmp/utlLinesXXXXXX";
+    static constexpr char const* PATH = "text";
+    Folder mFolder;
     File mFile{"", 0};
 };
 
@@ -68,7 +58,7 @@ TEST_F(LinesTest, WhoeverLeavesTheLoopStandsBehindTheLine)
     EXPECT_EQ("", textOf(lLines.next())); // those in front of an LF are not
     lFile.seek(0, FILE_SEEK_END);
     EXPECT_EQ(nullptr, lLines.next());
-    std::ofstream(path(), std::ios::binary | std::ios::app) << "four";
+    std::ofstream(PATH, std::ios::binary | std::ios::app) << "four";
     EXPECT_EQ("four", textOf(lLines.next()));
     EXPECT_FALSE(lLines.hasFailed());
 }
@@ -101,7 +91,7 @@ TEST_F(LinesTest, AMarkWinsOverTheTextType)
     }
     Lines lEarly(store("", FILE_TEXT_SJIS));
     EXPECT_EQ(nullptr, lEarly.next());
-    std::ofstream(path(), std::ios::binary) << lRows[1].mBytes; // the file grows only now
+    put(PATH, lRows[1].mBytes); // the file grows only now
     EXPECT_EQ("a", textOf(lEarly.next()));
 }
 
@@ -109,8 +99,8 @@ TEST_F(LinesTest, PositionsBeyondFourGigabytes)
 {
     long long const lFar = 10LL << 30;
     store("", FILE_TEXT_UTF8);
-    ASSERT_EQ(0, ::truncate(path().c_str(), lFar));
-    std::ofstream(path(), std::ios::binary | std::ios::app) << "ab\ncd";
+    ASSERT_EQ(0, ::truncate(PATH, lFar));
+    std::ofstream(PATH, std::ios::binary | std::ios::app) << "ab\ncd";
     ASSERT_EQ(lFar - 20, mFile.seek(lFar - 20, FILE_SEEK_BEGIN));
     Lines lLines(mFile);
     EXPECT_EQ(std::string(20, '\0') + "ab", textOf(lLines.next()));
@@ -164,7 +154,7 @@ TEST_F(LinesTest, WhatIsWrittenIsReadInEveryEncoding)
     }
     for (int lTextType : {FILE_TEXT_SJIS, FILE_TEXT_UTF8, FILE_TEXT_UTF16_BE, FILE_TEXT_UTF16_LE})
     {
-        mFile = File(path().c_str(), lTextType);
+        mFile = File(PATH, lTextType);
         ASSERT_TRUE(mFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ_WRITE) && mFile.resize(0));
         EXPECT_EQ(LineWritten::DONE, writeLine(mFile, "a"));
         EXPECT_EQ(LineWritten::DONE, writeLine(mFile, "", "\r\n"));
@@ -180,7 +170,7 @@ TEST_F(LinesTest, WhatIsWrittenIsReadInEveryEncoding)
         EXPECT_EQ(nullptr, lLines.next());
     }
     EXPECT_EQ(LineWritten::FAILED, writeLine(store("", FILE_TEXT_UTF8), "a")); // for reading only
-    File lTypeless(path().c_str(), 4);
+    File lTypeless(PATH, 4);
     EXPECT_EQ(LineWritten::FAILED, writeLine(lTypeless, "a"));
 }
 

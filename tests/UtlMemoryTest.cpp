@@ -1,9 +1,6 @@
 #include "UtlMemory.h"
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -13,6 +10,7 @@
 #include "UtlThreadManager.h"
 #include "internal/base/UtlHeapPort.h"
 #include "support/Faults.h"
+#include "support/Folder.h"
 #include "support/Resources.h"
 #include "support/Said.h"
 
@@ -142,10 +140,10 @@ TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
     Memory::ProcessHeapInfo lInfo;
     lInfo.mMaxBytes = 77;
     lMemory.updateManagement(0, mpBlock, 1, 0, 0);
-    std::string const lPath = testing::TempDir() + "utlMemoryTestOff";
-    EXPECT_EQ("yy", said({lMemory.printUsedHeap(1, lPath.c_str()), lMemory.printUsedHeapDetail(1, lPath.c_str())}));
-    EXPECT_TRUE(lMemory.printMarkedHeapDetail(1, lPath.c_str())); // although nothing was marked
-    EXPECT_FALSE(std::ifstream(lPath).good());
+    utl::test::Folder const lFolder;
+    EXPECT_EQ("yy", said({lMemory.printUsedHeap(1, "off"), lMemory.printUsedHeapDetail(1, "off")}));
+    EXPECT_TRUE(lMemory.printMarkedHeapDetail(1, "off")); // although nothing was marked
+    EXPECT_FALSE(utl::File::exists("off"));
     EXPECT_EQ("yy", said({lMemory.getUsedHeapOfProcess(&lInfo), lMemory.getUsedHeapOfProcess(nullptr)}));
     EXPECT_EQ(77, lInfo.mMaxBytes);
     EXPECT_EQ(Memory::INVALID_FILE_ID, lMemory.getFileId("a"));
@@ -162,16 +160,13 @@ TEST_F(MemoryTest, SwitchedOffReportsDoNothing)
 TEST_F(MemoryTest, ReportsShowTheTables)
 {
     Memory& lMemory = *Memory::get();
-    std::string lDirectory = testing::TempDir() + "utlMemoryTestXXXXXX";
-    ASSERT_NE(nullptr, ::mkdtemp(lDirectory.data()));
-    std::filesystem::current_path(lDirectory); // the report opens the directories on its way, not that one
+    utl::test::Folder const lFolder; // the report opens the directories on its way, not that one
     utl::File::setModes(utl::FILE_MODES_OPEN);
     char const* const lpPath = "new/deep/report";
     auto const lReport = [&](bool (*nReport)(char const*))
     {
         EXPECT_TRUE(nReport(lpPath));
-        std::ifstream lStream(lpPath);
-        return std::string(std::istreambuf_iterator<char>(lStream), {});
+        return utl::test::contentOf(lpPath);
     };
     std::string const lHead = " -----------------\n       No.,       Serial,    Address,   UseBytes,   ThreadId, "
                               "ThreadName                        ,     Line, File, \n";
@@ -203,9 +198,7 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     utl::test::FailNth<&utl::internal::SystemCalls::mOpen> lFault(0, EACCES);
     EXPECT_EQ("yy", said({Peer::reportTotals(lpPath), Peer::reportTotals(nullptr)}));
     EXPECT_EQ(lFdsBefore, utl::test::openFdCount());
-    EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status("new/deep").permissions());
-    std::filesystem::current_path("/");
-    std::filesystem::remove_all(lDirectory);
+    EXPECT_EQ(0777U, utl::test::modeOf("new/deep"));
     utl::File::setModes(utl::FILE_MODES_UMASK);
 }
 

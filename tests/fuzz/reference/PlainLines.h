@@ -107,6 +107,7 @@ inline void compareLines(File& nFile, std::string const& nBytes, unsigned int nC
         lWords += inWords(lLine);
         lIsGood = lIsGood && nFile.position() == lLine.mPosition + lLine.mSize;
     }
+    lIsGood = lIsGood && lLines.textType() == lTextType;
     if (!lIsGood || lLines.hasFailed() || lWords != lExpected)
     {
         std::fprintf(stderr, "type %d, from %zu, capacity %u\n%s\n%s\n", lTextType, lFrom, nCapacity, lExpected.c_str(),

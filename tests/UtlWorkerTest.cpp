@@ -24,21 +24,16 @@ std::chrono::milliseconds longTime()
 /// A worker that a test can hold inside a closure.
 struct Held
 {
-    explicit Held(unsigned int nMessages = 16, unsigned int nTimers = 0)
-        : mWorker(WorkerOptions("held").messages(nMessages).timers(nTimers))
+    explicit Held(unsigned int nMessages = 16)
+        : mWorker(WorkerOptions("held").messages(nMessages))
     {
     }
     ~Held() { mRelease.open(); }
 
     bool hold()
     {
-        return mWorker.post(
-                   [this]
-                   {
-                       mEntered.open();
-                       mRelease.wait();
-                   }) == Post::DONE &&
-               mEntered.wait();
+        auto const lHold = [this] { mEntered.open(), mRelease.wait(); };
+        return mWorker.post(lHold) == Post::DONE && mEntered.wait();
     }
 
     Gate mEntered;
@@ -155,17 +150,8 @@ TEST(Worker, LeavesTheRegistryHoweverItEnds)
     {
         Worker lWorker(WorkerOptions("short-lived"));
         ASSERT_EQ(Start::DONE, lWorker.start()) << lRound;
-        switch (lRound % 3)
-        {
-        case 0:
-            lWorker.stop();
-            break;
-        case 1:
-            lWorker.finish();
-            break;
-        default:
-            ASSERT_EQ(Post::DONE, lWorker.post([lpWorker = &lWorker] { lpWorker->stop(); }));
-        }
+        auto const lStop = [lpWorker = &lWorker] { lpWorker->stop(); };
+        lRound % 3 == 0 ? lStop() : lRound % 3 == 1 ? lWorker.finish() : (void)lWorker.post(lStop);
     }
 }
 
@@ -175,26 +161,25 @@ TEST(Worker, FinishesBehindWhatIsQueuedAlsoIfTheQueueIsFull)
     {
         int lRun = 0;
         Held lHeld(3);
-        ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
-        ASSERT_TRUE(lHeld.hold());
-        for (int lIndex = 0; lIndex < 3; ++lIndex)
+        Worker& lWorker = lHeld.mWorker;
+        auto const lNext = [&]
         {
-            ASSERT_EQ(Post::DONE, lHeld.mWorker.post(
-                                      [&]
-                                      {
-                                          ++lRun;
-                                          if (lIsFromHandler && lRun == 1)
-                                          {
-                                              EXPECT_EQ(Post::DONE, lHeld.mWorker.post([&] { ++lRun; }));
-                                              lHeld.mWorker.finish();
-                                              EXPECT_EQ(Post::STOPPED, lHeld.mWorker.post([] {}));
-                                          }
-                                      }));
+            if (++lRun == 1 && lIsFromHandler)
+            {
+                EXPECT_EQ(Post::DONE, lWorker.post([&] { ++lRun; }));
+                lWorker.finish();
+                EXPECT_EQ(Post::STOPPED, lWorker.post([] {}));
+            }
+        };
+        ASSERT_EQ(Start::DONE, lWorker.start());
+        ASSERT_TRUE(lHeld.hold());
+        while (lWorker.post(lNext) == Post::DONE)
+        {
         }
-        std::thread lFinisher([&] { lIsFromHandler ? lHeld.mRelease.open() : lHeld.mWorker.finish(); });
+        std::thread lFinisher([&] { lIsFromHandler ? lHeld.mRelease.open() : lWorker.finish(); });
         lHeld.mRelease.open();
         lFinisher.join();
-        lHeld.mWorker.thread()->waitTo(Thread::STAGE_DONE, longMs());
+        lWorker.thread()->waitTo(Thread::STAGE_DONE, longMs());
         EXPECT_EQ(lIsFromHandler ? 4 : 3, lRun);
     }
 }
@@ -213,13 +198,13 @@ TEST(Worker, CallsEndInTimeAndNeverRunAfterwards)
     Gate lBegun;
     Gate lGoOn;
     std::thread lOpener([&] { lBegun.wait(), lGoOn.open(); });
-    Answer<int> const lAnswer = lHeld.mWorker.call(1ms,
-                                                   [&]
-                                                   {
-                                                       lBegun.open();
-                                                       lGoOn.wait();
-                                                       return *lHeld.mWorker.call(0s, [] { return 7; });
-                                                   });
+    auto const lSlow = [&]
+    {
+        lBegun.open();
+        lGoOn.wait();
+        return *lHeld.mWorker.call(0s, [] { return 7; });
+    };
+    Answer<int> const lAnswer = lHeld.mWorker.call(1ms, lSlow);
     lBegun.open(); // in case it did not begin in time
     lOpener.join();
     EXPECT_TRUE(lAnswer ? *lAnswer == 7 : lAnswer.outcome() == Call::TIMED_OUT);
@@ -227,29 +212,19 @@ TEST(Worker, CallsEndInTimeAndNeverRunAfterwards)
 
 TEST(Worker, ItsEndReleasesCallersAndDropsWhatWaits)
 {
-    std::vector<std::thread> lCallers;
-    std::atomic<int> lReleased{0};
     int lRun = 0;
-    {
-        Held lHeld;
-        ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
-        ASSERT_TRUE(lHeld.hold());
-        for (int lIndex = 0; lIndex < 3; ++lIndex)
-        {
-            lCallers.emplace_back(
-                [&]
-                { lReleased += lHeld.mWorker.call(longTime(), [&] { ++lRun; }).outcome() == Call::STOPPED ? 1 : 0; });
-        }
-        ASSERT_TRUE(waitUntil([&] { return MsgDrivenThreadTestPeer::ctlCount(*lHeld.mWorker.thread()) == 3; }));
-        ASSERT_EQ(Post::DONE, lHeld.mWorker.post([&] { ++lRun; }));
-        lHeld.mWorker.thread()->stop(0, 0); // asks while the handler still runs
-        lHeld.mRelease.open();
-        for (std::thread& lCaller : lCallers)
-        {
-            lCaller.join();
-        }
-    }
-    EXPECT_EQ(3, lReleased.load());
+    Held lHeld;
+    Worker& lWorker = lHeld.mWorker;
+    ASSERT_EQ(Start::DONE, lWorker.start());
+    ASSERT_TRUE(lHeld.hold());
+    auto const lCall = [&] { EXPECT_EQ(Call::STOPPED, lWorker.call(longTime(), [&] { ++lRun; }).outcome()); };
+    std::thread lCallers[] = {std::thread(lCall), std::thread(lCall)};
+    ASSERT_TRUE(waitUntil([&] { return MsgDrivenThreadTestPeer::ctlCount(*lWorker.thread()) == 2; }));
+    ASSERT_EQ(Post::DONE, lWorker.post([&] { ++lRun; }));
+    lWorker.thread()->stop(0, 0); // asks while the handler still runs
+    lHeld.mRelease.open();
+    lCallers[0].join();
+    lCallers[1].join();
     EXPECT_EQ(0, lRun);
 }
 
@@ -272,22 +247,13 @@ TEST(Worker, RefusesARingOfCalls)
 
 TEST(Worker, TimersRepeatFireOnceAndMakeRoomForTheNext)
 {
-    std::atomic<int> lBeats{0};
+    int lBeats = 0;
     Gate lFourth;
     Gate lSecond;
     WorkerTimer lNext;
     Worker lWorker(WorkerOptions("beats").timers(2));
-    WorkerTimer const lBeat = lWorker.every(0s,
-                                            [&]
-                                            {
-                                                if (++lBeats == 4)
-                                                {
-                                                    lFourth.open();
-                                                }
-                                            });
+    WorkerTimer const lBeat = lWorker.every(0s, [&] { ++lBeats == 4 ? lFourth.open() : void(); });
     WorkerTimer const lOnce = lWorker.after(100us, [&] { lNext = lWorker.after(1ms, [&] { lSecond.open(); }); });
-    EXPECT_TRUE(lBeat);
-    EXPECT_TRUE(lOnce);
     EXPECT_FALSE(lWorker.after(1ms, [] {}));
     EXPECT_FALSE(Worker(WorkerOptions("far").timers(1)).after(24h * 30, [] {}));
     ASSERT_EQ(Start::DONE, lWorker.start());
@@ -305,29 +271,21 @@ TEST(Worker, ACancelledTimerDoesNotRunAnyMore)
     int lRun = 0;
     Gate lRang;
     WorkerTimer lOwn;
-    ASSERT_TRUE(lpWorker->call(longTime(),
-                               [&]
-                               {
-                                   lOwn = lpWorker->every(1ms,
-                                                          [&]
-                                                          {
-                                                              ++lRun;
-                                                              lOwn.cancel();
-                                                              lRang.open();
-                                                          });
-                               }));
+    auto const lCancel = [&]
+    {
+        ++lRun;
+        lOwn.cancel();
+        lRang.open();
+    };
+    ASSERT_TRUE(lpWorker->call(longTime(), [&] { lOwn = lpWorker->every(1ms, lCancel); }));
     ASSERT_TRUE(lRang.wait());
     // From elsewhere, while it runs: what it uses may go as soon as the cancel has returned.
     for (int lRound = 0; lRound < 50; ++lRound)
     {
         auto lpAlive = std::make_unique<std::atomic<int>>(0);
         Gate lEntered;
-        WorkerTimer lTimer = lpWorker->every(1ms,
-                                             [&lEntered, lpCount = lpAlive.get()]
-                                             {
-                                                 lEntered.open();
-                                                 ++*lpCount;
-                                             });
+        WorkerTimer lTimer =
+            lpWorker->every(1ms, [&lEntered, lpCount = lpAlive.get()] { lEntered.open(), ++*lpCount; });
         ASSERT_TRUE(lTimer) << lRound; // each has given its place back
         ASSERT_TRUE(lEntered.wait());
         lTimer.cancel();
@@ -341,29 +299,20 @@ TEST(Worker, ACancelledTimerDoesNotRunAnyMore)
 
 TEST(Worker, LeavesOtherIdsToTheOtherListener)
 {
-    struct Other : ThreadMsgListener
-    {
-        void receiveMsg(int, ThreadRawMsg& nRawMsg) override
-        {
-            int lMsgId = 0;
-            nRawMsg.getMsgId(&lMsgId);
-            mIds.push_back(lMsgId);
-        }
-        Ints mIds;
-    } lOther;
+    Recorder lOther;
+    Gate lRang;
+    lOther.on(MSG_ID_TIMER, [&](int) { lRang.open(); });
     Worker lWorker(WorkerOptions("both").timers(1));
-    Inbox<int> const lInbox = lWorker.inbox<int>([&](int nNumber) { lOther.mIds.push_back(nNumber); });
+    Inbox<int> const lInbox = lWorker.inbox<int>([&](int nNumber) { lOther.note(nNumber, 0); });
     lWorker.onOther(lOther);
     ASSERT_EQ(Start::DONE, lWorker.start());
-    EXPECT_TRUE(lWorker.thread()->sendMsgSync(5));
+    EXPECT_TRUE(lWorker.thread()->sendMsgSync(NumberMsg(5)));
     EXPECT_EQ(Post::DONE, lInbox.post(6));
-    EXPECT_NE(-1, lWorker.thread()->setTimer(1, 0, 1, 0));
-    lWorker.thread()->sendMsgSync(7);
-    ASSERT_TRUE(waitUntil([&] { return lWorker.thread()->remTimerIdCount() == 1; }));
+    EXPECT_TRUE(lWorker.thread()->sendMsgSync(NumberMsg(7)));
+    EXPECT_EQ(1, lWorker.thread()->setTimer(1, 0, 1, 0));
+    EXPECT_TRUE(lRang.wait());
     lWorker.finish();
-    EXPECT_EQ(1, std::count(lOther.mIds.begin(), lOther.mIds.end(), MSG_ID_TIMER));
-    EXPECT_EQ((Ints{5, 6, 7}),
-              (lOther.mIds.erase(std::find(lOther.mIds.begin(), lOther.mIds.end(), MSG_ID_TIMER)), lOther.mIds));
+    EXPECT_EQ((std::vector<std::pair<int, int>>{{5, 0}, {6, 0}, {7, 0}, {MSG_ID_TIMER, 1}}), lOther.received());
 }
 
 TEST(Worker, IsLeftAloneInAChild)

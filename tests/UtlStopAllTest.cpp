@@ -18,12 +18,29 @@ using namespace utl::test;
 ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 std::string gEnds; // the names of the threads in the order of their ends; one ends at a time
 
-template <class Base>
-struct Noted : Base
+/// A message thread that does what a test has set when it is to stop, and at its end.
+struct Hooked : MsgDrivenThread
 {
-    using Base::Base;
-    ~Noted() override { this->stop(1, 0), this->awaitEnd(), this->leaveManagement(); }
-    void postExecute() override { gEnds += this->getName().c_str(); }
+    explicit Hooked(char const* npName)
+        : MsgDrivenThread(4, 4, npName, 1)
+    {
+    }
+    ~Hooked() override { stop(1, 0), awaitEnd(), leaveManagement(); }
+
+    /// Result: its loop runs.
+    bool begin() { return start(&mRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0) == 0 && sendMsgSync(1); }
+
+    Recorder mRecorder;
+    std::function<void()> mOnRequest = [] {};
+    std::function<void()> mAtEnd = [this] { gEnds += getName().c_str(); };
+
+protected:
+    void requestStop() override
+    {
+        MsgDrivenThread::requestStop();
+        mOnRequest();
+    }
+    void postExecute() override { mAtEnd(); }
 };
 
 struct NotedTimer : SharedTimer
@@ -36,15 +53,12 @@ struct NotedTimer : SharedTimer
 TEST(StopAll, TimersGoFirstThenTheNewestAndTheWatchdogStays)
 {
     gEnds.clear();
-    Recorder lRecorder;
-    Noted<MsgDrivenThread> lA(4, 4, "a", 1);
+    Hooked lA("a");
     NotedTimer lT(0, 0, nullptr, 1, "t");
-    Noted<MsgDrivenThread> lB(4, 4, "b", 1);
-    Noted<MsgDrivenThread> lIdle(4, 4, "idle", 1);
-    ASSERT_EQ(0, lA.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    ASSERT_EQ(0, lB.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    ASSERT_TRUE(lA.sendMsgSync(1)); // their loops run
-    ASSERT_TRUE(lB.sendMsgSync(1));
+    Hooked lB("b");
+    Hooked lIdle("idle");
+    ASSERT_TRUE(lA.begin());
+    ASSERT_TRUE(lB.begin());
     EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
     EXPECT_EQ("tba", gEnds);
     EXPECT_FALSE(whoHolds(lA.getId(), nullptr));
@@ -77,90 +91,57 @@ TEST(StopAll, TellsWhoGoesOnAndWhatKeepsIt)
     EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
 }
 
-struct LongEnd : MsgDrivenThread
-{
-    using MsgDrivenThread::MsgDrivenThread;
-    ~LongEnd() override { mGate.open(), stop(1, 0), awaitEnd(), leaveManagement(); }
-    void postExecute() override { mGate.wait(); }
-
-    Gate mGate;
-};
-
 TEST(StopAll, CountsAThreadInPostExecute)
 {
-    Recorder lRecorder;
-    LongEnd lThread(4, 4, "long end", 1);
-    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    ASSERT_TRUE(lThread.sendMsgSync(1));
+    Hooked lThread("long end");
+    Gate lGate;
+    lThread.mAtEnd = [&] { lGate.wait(); };
+    ASSERT_TRUE(lThread.begin());
     StopHolder lHolder;
     EXPECT_EQ(1U, stopAll(20, &lHolder, 1));
     EXPECT_EQ(lThread.getId(), lHolder.mThreadId);
     EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
+    lGate.open();
+    EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
 }
-
-struct StopsAnother : Noted<MsgDrivenThread>
-{
-    using Noted::Noted;
-    void requestStop() override
-    {
-        MsgDrivenThread::requestStop();
-        mEnd = mpOther->stop(1, longMs());
-    }
-
-    MsgDrivenThread* mpOther = nullptr;
-    int mEnd = -1;
-};
 
 TEST(StopAll, RequestStopMayStopAnotherAndWait)
 {
     Started lOther;
-    Recorder lRecorder;
-    StopsAnother lThread(4, 4, "stops another", 1);
-    lThread.mpOther = &lOther;
-    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    ASSERT_TRUE(lThread.sendMsgSync(1));
+    Hooked lThread("stops another");
+    int lEnd = -1;
+    lThread.mOnRequest = [&] { lEnd = lOther.stop(1, longMs()); };
+    ASSERT_TRUE(lThread.begin());
     EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
-    EXPECT_EQ(0, lThread.mEnd);
+    EXPECT_EQ(0, lEnd);
+    lThread.mOnRequest = [] {};
 }
-
-struct EndsInChild : MsgDrivenThread
-{
-    using MsgDrivenThread::MsgDrivenThread;
-    ~EndsInChild() override { stop(1, 0), awaitEnd(), leaveManagement(); }
-    void postExecute() override
-    {
-        if (mChild == 0)
-        {
-            StopHolder lHolder;
-            ::_exit(whoHolds(mOtherId, &lHolder) ? 1 : 0);
-        }
-    }
-
-    int mOtherId = 0;
-    pid_t mChild = -1;
-};
 
 TEST(StopAll, ForkInAListenerLeavesTheChildAnEmptyList)
 {
     Started lOther;
-    Recorder lRecorder;
+    Hooked lThread("forks");
     Gate lGate;
-    EndsInChild lThread(4, 4, "forks", 1);
-    lThread.mOtherId = lOther.getId();
-    lRecorder.on(1,
-                 [&](int)
-                 {
-                     lGate.wait();
-                     lThread.mChild = ::fork();
-                     lThread.mChild == 0 ? ::alarm(longMs() / 1000) : 0;
-                 });
-    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    ASSERT_TRUE(lThread.postMsg(1));
+    pid_t lChild = -1;
+    auto const lFork = [&](int)
+    {
+        lGate.wait();
+        lChild = ::fork();
+        lChild == 0 ? ::alarm(longMs() / 1000) : 0;
+    };
+    lThread.mRecorder.on(2, lFork);
+    lThread.mAtEnd = [&]
+    {
+        StopHolder lHolder;
+        lChild == 0 ? ::_exit(whoHolds(lOther.getId(), &lHolder) ? 1 : 0) : void();
+    };
+    ASSERT_TRUE(lThread.begin());
+    ASSERT_TRUE(lThread.postMsg(2));
     ASSERT_EQ(0, lThread.stop(0, 0));
     lGate.open();
     ASSERT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
     int lStatus = -1;
-    EXPECT_EQ(lThread.mChild, ::waitpid(lThread.mChild, &lStatus, 0));
+    EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
     EXPECT_EQ(0, lStatus);
 }
 

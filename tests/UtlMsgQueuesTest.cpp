@@ -81,47 +81,35 @@ struct Queues : MsgDrivenThread::MsgJudgementInterface, MsgQueues::Erasure
 
 // ---------------------------------------------------------------------------------------------- control records
 
-/// One step: a digit appends a record of that id, b takes the newest back, f erases the head, x the first of id 2, m
-/// moves the second to the head's place, p takes the head.
-void step(CtlQueue& nQueue, char nStep)
-{
-    switch (nStep)
-    {
-    case 'b':
-        nQueue.takeBack(nQueue.lastNumber());
-        break;
-    case 'f':
-        nQueue.erase(0, 1);
-        break;
-    case 'x':
-        nQueue.eraseFirst(2);
-        break;
-    case 'm':
-        nQueue.put(0, {2, 0});
-        nQueue.erase(1, 1);
-        break;
-    case 'p':
-        nQueue.pop();
-        break;
-    default:
-        nQueue.append({nStep - '0', 0});
-    }
-}
-
 TEST(CtlQueue, HeldHeadIsTriedAgainWhenItsLikeComes)
 {
-    std::pair<std::string, int> const ROWS[] = {{"2", 0},  {"1", 1},  {"1b", 0}, {"2b", 0},
-                                                {"2f", 2}, {"2x", 0}, {"2m", 2}, {"2p", 2}}; // 0: held still
-    for (auto const& [lSteps, lHead] : ROWS)
+    struct Row
+    {
+        int mAppended;
+        void (*mpDo)(CtlQueue&);
+        int mHead; // 0: held still
+    } const ROWS[] = {
+        {2, [](CtlQueue&) {}, 0},
+        {1, [](CtlQueue&) {}, 1},
+        {1, [](CtlQueue& nQueue) { nQueue.takeBack(nQueue.lastNumber()); }, 0},
+        {2, [](CtlQueue& nQueue) { nQueue.takeBack(nQueue.lastNumber()); }, 0},
+        {2, [](CtlQueue& nQueue) { nQueue.erase(0, 1); }, 2},
+        {2, [](CtlQueue& nQueue) { nQueue.eraseFirst(2); }, 0},
+        {2,
+         [](CtlQueue& nQueue) {
+             nQueue.put(0, {2, 0}), nQueue.erase(1, 1);
+         },
+         2},
+        {2, [](CtlQueue& nQueue) { nQueue.pop(); }, 2},
+    };
+    for (Row const& lRow : ROWS)
     {
         CtlQueue lQueue(4);
         lQueue.append({1, 0});
         lQueue.holdHead();
-        for (char lStep : lSteps)
-        {
-            step(lQueue, lStep);
-        }
-        EXPECT_EQ(lHead, lQueue.head() != nullptr ? lQueue.head()->mMsgId : 0) << lSteps;
+        lQueue.append({lRow.mAppended, 0});
+        lRow.mpDo(lQueue);
+        EXPECT_EQ(lRow.mHead, lQueue.head() != nullptr ? lQueue.head()->mMsgId : 0) << &lRow - ROWS;
     }
 }
 

@@ -6,6 +6,7 @@
 #include "Utl.h"
 #include "support/Gate.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -46,17 +47,11 @@ public:
     }
 
     /// A result that must be one of these.
-    long long is(char const* npStep, long long nValue, std::initializer_list<long long> nDocumented)
+    template <class T>
+    T is(char const* npStep, T nValue, std::initializer_list<long long> nDocumented)
     {
-        bool lIsDocumented = false;
-        for (long long lDocumented : nDocumented)
-        {
-            lIsDocumented = lIsDocumented || nValue == lDocumented;
-        }
-        if (!lIsDocumented)
-        {
-            wrong(npStep, nValue);
-        }
+        bool const lIsDocumented = std::find(nDocumented.begin(), nDocumented.end(), nValue) != nDocumented.end();
+        must(lIsDocumented, npStep, nValue);
         add(npStep, nValue);
         return nValue;
     }
@@ -69,11 +64,11 @@ public:
     }
 
     /// What follows from results.
-    void must(bool nHolds, char const* npWhat)
+    void must(bool nHolds, char const* npWhat, long long nValue = 0)
     {
-        if (!nHolds)
+        if (!nHolds && mWrongCount++ == 0)
         {
-            wrong(npWhat, 0);
+            std::snprintf(mWrong, sizeof(mWrong), "%s: %lld", npWhat, nValue);
         }
     }
 
@@ -108,14 +103,6 @@ private:
         {
             mSteps[mCount] = npStep;
             mValues[mCount++] = nValue;
-        }
-    }
-
-    void wrong(char const* npWhat, long long nValue)
-    {
-        if (mWrongCount++ == 0)
-        {
-            std::snprintf(mWrong, sizeof(mWrong), "%s: %lld", npWhat, nValue);
         }
     }
 
@@ -182,10 +169,10 @@ inline void messageTimers(Report& nReport)
     Ear lEar;
     MsgDrivenThread lThread(8, 4, "proof", 3);
     nReport.is("start", lThread.start(&lEar, 0, 0, nullptr, 1, 0, normal(), 0), {0, -1});
-    int const lFirst = static_cast<int>(nReport.is("registerTimer", lThread.registerTimer(1, 0, 0), {1, -1}));
+    int const lFirst = nReport.is("registerTimer", lThread.registerTimer(1, 0, 0), {1, -1});
     nReport.flag("startTimer", lThread.startTimer(lFirst, 0));
     nReport.await("two time-outs", [&] { return lEar.mTimeouts[1] >= 2; });
-    int const lSecond = static_cast<int>(nReport.is("setTimer", lThread.setTimer(1, 0, 1, 1), {1, 2, -1}));
+    int const lSecond = nReport.is("setTimer", lThread.setTimer(1, 0, 1, 1), {1, 2, -1});
     nReport.await("the only time-out", [&] { return lSecond > 0 && lEar.mTimeouts[lSecond] >= 1; });
     bool const lIsKilled = nReport.flag("killTimer", lThread.killTimer(lFirst, 0));
     unsigned int const lTimeouts = lEar.mTimeouts[1];
@@ -214,7 +201,7 @@ inline void sharedThread(Report& nReport)
     nReport.flag("peekMsg", lThread.peekMsg(&lOther, 5, &lRawMsg));
     nReport.flag("eraseMsg", lThread.eraseMsg(&lOther, 5));
     nReport.is("getFirstMsgId", lThread.getFirstMsgId(&lOther), {MSG_ID_NONE, 2});
-    int const lTimerId = static_cast<int>(nReport.is("setTimer", lThread.setTimer(&lOther, 1, 0, 0, 0), {1, -1}));
+    int const lTimerId = nReport.is("setTimer", lThread.setTimer(&lOther, 1, 0, 0, 0), {1, -1});
     nReport.await("time-out", [&] { return lOther.mTimeouts[1] >= 1; });
     nReport.flag("killTimer", lThread.killTimer(lTimerId, 0));
     nReport.flag("setTimer for all", lThread.setTimer(60000, 0, 0, 0) != -1);
@@ -245,12 +232,12 @@ inline void sharedTimer(Report& nReport)
 {
     Beat lBeat;
     SharedTimer lTimer(1, 60000, nullptr, 2, "proof");
-    int const lTimerId = static_cast<int>(nReport.is("addTimer", lTimer.addTimer(&lBeat, 1, 0, 0), {1, -1}));
+    int const lTimerId = nReport.is("addTimer", lTimer.addTimer(&lBeat, 1, 0, 0), {1, -1});
     nReport.flag("start", lTimer.start(lTimerId, 0));
     nReport.await("time-outs", [&] { return lBeat.mCount >= 2; });
     nReport.flag("setInterval", lTimer.setInterval(lTimerId, 2));
     nReport.flag("restart", lTimer.restart(lTimerId, 0));
-    int const lOther = static_cast<int>(nReport.is("addTimer", lTimer.addTimer(nullptr, 60000, 0, 1), {1, 2, -1}));
+    int const lOther = nReport.is("addTimer", lTimer.addTimer(nullptr, 60000, 0, 1), {1, 2, -1});
     lTimer.startAll(0);
     nReport.flag("isRunning", lTimer.isRunning(lOther));
     nReport.flag("stop", lTimer.stop(lTimerId, 0));
@@ -295,8 +282,8 @@ inline void threads(Report& nReport)
 {
     Job lJob;
     Thread lThread("proof", &lJob);
-    int const lStarted = static_cast<int>(
-        nReport.is("start", lThread.start(1, 60000, nullptr, 1, utl::test::longMs(), normal(), 0), {0, -1}));
+    int const lStarted =
+        nReport.is("start", lThread.start(1, 60000, nullptr, 1, utl::test::longMs(), normal(), 0), {0, -1});
     nReport.is("waitTo", lThread.waitTo(Thread::STAGE_DONE, utl::test::longMs()), {0, -1});
     unsigned int lResult = 0;
     bool const lHasResult = nReport.flag("getResult", lThread.getResult(&lResult));
@@ -458,8 +445,7 @@ inline void openFiles(Report& nReport)
         bool const lIsWritten = nReport.is("write", count(lFile.write("hello", 5)), {5, -1}) == 5;
         nReport.is("seek", lFile.seek(0, FILE_SEEK_BEGIN), {0, -1});
         char lBytes[8] = {};
-        int const lRead =
-            static_cast<int>(nReport.is("read", lFile.read(lBytes, 8), {5, FILE_READ_END, FILE_READ_ERROR}));
+        int const lRead = nReport.is("read", lFile.read(lBytes, 8), {5, FILE_READ_END, FILE_READ_ERROR});
         nReport.must(lRead != 5 || std::memcmp(lBytes, "hello", 5) == 0, "wrong bytes");
         nReport.is("position", lFile.position(), {0, 5, -1});
         nReport.is("size", lFile.size(), {5, 0, -1});

@@ -179,7 +179,8 @@ TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
 {
     ThreadManager& lManager = *ThreadManager::get();
     int const lId = lManager.entryCaller(0, 0, nullptr, "first");
-    EXPECT_EQ(ThreadManager::getCallerId(), lId);
+    EXPECT_EQ(syscall(SYS_gettid), lId);
+    EXPECT_TRUE(inChild([] { return ThreadManager::getCallerId() == static_cast<int>(syscall(SYS_gettid)); }));
     EXPECT_EQ(lManager.entryCaller(0, 0, nullptr, "second"), lId);
     EXPECT_STREQ("second", lManager.findName(lId));
     EXPECT_FALSE(lManager.isActive(lId));
@@ -324,14 +325,7 @@ TEST(ThreadManager, KernelKnowsThreadsByTheirNames)
     EXPECT_EQ(lProcess, lEnter("main"));
 }
 
-TEST(ThreadManager, CallerIdIsRightInTheChildOfAFork)
-{
-    auto const lIsRight = [] { return ThreadManager::getCallerId() == static_cast<int>(syscall(SYS_gettid)); };
-    EXPECT_TRUE(lIsRight());
-    EXPECT_TRUE(inChild(lIsRight));
-}
-
-/// Stands for both threads.
+/// A thread that is in the registry, and runs a second function once that is given.
 struct Worker
 {
     static void* run(void*)
@@ -342,6 +336,15 @@ struct Worker
         EXPECT_TRUE(sIsGiven.wait());
         return spStart(spArgument);
     }
+    static int give(pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)
+    {
+        *npThread = sThread;
+        spStart = npStart;
+        spArgument = npArgument;
+        sIsGiven.open();
+        return 0;
+    }
+
     static inline int sId = 0;
     static inline pthread_t sThread{};
     static inline Gate sIsEntered;
@@ -364,16 +367,7 @@ TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
     LogCapture const lLog;
     {
         Thread lThread("runner", &lRun);
-        Replaced const lCreate(
-            &SystemCalls::mPthreadCreate,
-            +[](pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)
-            {
-                *npThread = Worker::sThread;
-                Worker::spStart = npStart;
-                Worker::spArgument = npArgument;
-                Worker::sIsGiven.open();
-                return 0;
-            });
+        Replaced const lCreate(&SystemCalls::mPthreadCreate, &Worker::give);
         EXPECT_EQ(-1, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
         EXPECT_EQ(1U, lLog.count("entry() Error Thread Register           ID:" + std::to_string(Worker::sId)));
         EXPECT_STREQ("first", ThreadManager::get()->getName(Worker::sId));

@@ -63,24 +63,9 @@ std::string shown(HeldThread const& nThread)
     return lText + (nThread.isRunning() ? "runs " : "") + (nThread.hasRequestedStop() ? "asked" : "");
 }
 
-/// What its own thread is given.
-class Measuring : public Thread
+/// Notes what its thread is given.
+struct Measuring : Command
 {
-public:
-    Measuring()
-        : Thread("measuring", nullptr)
-    {
-    }
-    ~Measuring() override
-    {
-        stop(1, 0);
-        leaveManagement();
-    }
-
-    std::size_t mStackSize = 0;
-    cpu_set_t mProcessors{};
-
-protected:
     unsigned int execute() override
     {
         pthread_attr_t lAttributes;
@@ -90,6 +75,9 @@ protected:
         ::sched_getaffinity(0, sizeof(mProcessors), &mProcessors);
         return 0;
     }
+
+    std::size_t mStackSize = 0;
+    cpu_set_t mProcessors{};
 };
 
 TEST(Thread, StartsWithTheStackAndProcessorsAskedFor)
@@ -101,15 +89,17 @@ TEST(Thread, StartsWithTheStackAndProcessorsAskedFor)
     {
         ++lProcessor;
     }
-    Measuring lThread;
+    Measuring lMeasured;
+    Thread lThread("measuring", &lMeasured);
     ThreadOptions lOptions;
     lOptions.mStackSize = 1U << 20;
     lOptions.mProcessors = 1ULL << lProcessor;
     ASSERT_EQ(Start::DONE, lThread.tryStart(lOptions));
     ASSERT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
-    EXPECT_EQ(1U << 20, lThread.mStackSize);
-    EXPECT_EQ(1, CPU_COUNT(&lThread.mProcessors));
-    EXPECT_TRUE(CPU_ISSET(lProcessor, &lThread.mProcessors));
+    EXPECT_EQ(1U << 20, lMeasured.mStackSize);
+    EXPECT_EQ(1, CPU_COUNT(&lMeasured.mProcessors));
+    EXPECT_TRUE(CPU_ISSET(lProcessor, &lMeasured.mProcessors));
+    EXPECT_TRUE(lThread.leaveManagement());
 }
 
 TEST(Thread, TellsWhyItDoesNotStart)
@@ -121,22 +111,20 @@ TEST(Thread, TellsWhyItDoesNotStart)
     ThreadOptions lNoPolicy;
     lNoPolicy.mPolicy = SCHED_FIFO;
     lNoPolicy.mPolicyPriority = 1000;
-    Measuring lThread;
+    Thread lThread("refused", nullptr);
     EXPECT_EQ(Start::BAD_OPTION, lThread.tryStart(lNoStack));
     EXPECT_EQ(Start::BAD_OPTION, lThread.tryStart(lNoPolicy));
-    struct
-    {
-        int mError;
-        Start mStart;
-    } const CASES[] = {{EPERM, Start::NOT_PERMITTED}, {EINVAL, Start::BAD_OPTION}, {EAGAIN, Start::NO_THREAD}};
-    for (auto const& lCase : CASES)
-    {
-        EXPECT_EQ(lCase.mStart, failing<&SystemCalls::mPthreadCreate>(lCase.mError, [&]
-                                                                      { return lThread.tryStart(ThreadOptions()); }))
-            << lCase.mError;
-    }
-    EXPECT_EQ(Start::DONE, lThread.tryStart(ThreadOptions()));
-    EXPECT_EQ(Start::STARTED_ONCE, lThread.tryStart(ThreadOptions()));
+    auto const lStart = [&] { return lThread.tryStart(ThreadOptions()); };
+    EXPECT_EQ(Start::NOT_PERMITTED, failing<&SystemCalls::mPthreadCreate>(EPERM, lStart));
+    EXPECT_EQ(Start::BAD_OPTION, failing<&SystemCalls::mPthreadCreate>(EINVAL, lStart));
+    EXPECT_EQ(Start::NO_THREAD, failing<&SystemCalls::mPthreadCreate>(EAGAIN, lStart));
+    EXPECT_EQ(Start::DONE, lStart());
+    EXPECT_EQ(Start::STARTED_ONCE, lStart());
+    unsigned int lResult = 0;
+    EXPECT_EQ(0, lThread.waitTo(3, longMs()));
+    EXPECT_TRUE(lThread.getResult(&lResult));
+    EXPECT_EQ(0xFFFFFFFF, lResult); // no command: no result, but an error
+    EXPECT_TRUE(lThread.leaveManagement());
 }
 
 TEST(Thread, PassesItsStagesOnce)
@@ -199,17 +187,6 @@ TEST(Thread, TimeOutsLeaveItRunning)
     EXPECT_EQ(0, lThread.waitTo(3, longMs()));
 }
 
-TEST(Thread, WithoutACommandHasNoResultButAnError)
-{
-    Thread lThread("idle", nullptr);
-    unsigned int lResult = 0;
-    ASSERT_EQ(0, lThread.start(0, 0, nullptr, 0, 0, NORMAL, 0));
-    EXPECT_EQ(0, lThread.waitTo(3, longMs()));
-    EXPECT_TRUE(lThread.getResult(&lResult));
-    EXPECT_EQ(0xFFFFFFFF, lResult);
-    EXPECT_TRUE(lThread.leaveManagement());
-}
-
 TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
 {
     Thread::sleep(0x80000000U);
@@ -229,21 +206,14 @@ TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)
     EXPECT_EQ(3, sCalls);
 }
 
-// The registry goes before the thread ends: its owner waits for it all the same, and does not start it twice.
 TEST(Thread, OutlivesTheRegistry)
 {
     struct Run : Command
     {
-        unsigned int execute() override
-        {
-            mEnd.wait();
-            mHasEnded = true;
-            return 0;
-        }
+        unsigned int execute() override { return mHasEnded = mEnd.wait(); }
         Gate mEnd;
         std::atomic<bool> mHasEnded{false};
     } lRun;
-    int const lId = ThreadManager::getCallerId();
     std::thread lOpener;
     {
         Thread lThread("runner", &lRun);
@@ -254,7 +224,7 @@ TEST(Thread, OutlivesTheRegistry)
         EXPECT_FALSE(lThread.getPriority(&lPriority));
         EXPECT_EQ(-1, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
         lOpener = std::thread(
-            [&]
+            [&lRun, lId = ThreadManager::getCallerId()]
             {
                 EXPECT_TRUE(waitUntil([&] { return isAsleep(lId); })); // in the destructor
                 lRun.mEnd.open();

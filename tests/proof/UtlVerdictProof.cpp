@@ -302,12 +302,8 @@ private:
     bool areAllJudged()
     {
         SyncGuard lGuard(mSyncObject);
-        bool lAre = true;
-        for (auto const& lpSubject : mSubjects)
-        {
-            lAre = lAre && lpSubject->isJudged();
-        }
-        return lAre;
+        return std::all_of(mSubjects.begin(), mSubjects.end(),
+                           [](auto const& npSubject) { return npSubject->isJudged(); });
     }
 
     void onTime(int, WatchdogInfoMap const&) override {}
@@ -329,7 +325,7 @@ private:
 };
 
 /// In a child, which is stopped and continued until it is done.
-[[maybe_unused]] void judgePaused(unsigned int nCount)
+void judgePaused(unsigned int nCount)
 {
     std::fflush(nullptr);
     pid_t const lChild = ::fork();
@@ -363,53 +359,46 @@ int openWithoutSchedstat(char const* npPath, int nFlags, mode_t nMode)
     return ::open(npPath, nFlags | O_CLOEXEC, nMode);
 }
 
+/// One kind, beside others on its processor.
+void judgeBeside(Kind nKind, unsigned int nAtOnce, unsigned int nHogs, int nNiceOfHogs, unsigned int nCount)
+{
+    std::vector<std::unique_ptr<Hog>> lHogs;
+    while (lHogs.size() < std::min(nHogs, nCount))
+    {
+        lHogs.push_back(std::make_unique<Hog>(true, nNiceOfHogs));
+    }
+    Court lCourt;
+    lCourt.judge(nKind, std::min(nCount, nAtOnce), nCount);
+}
+
 void judgeAll(unsigned int nCount, std::string const& nOnly, std::string const& nWhere)
 {
     struct Row
     {
         char const* mpName;
-        Kind mKind;
-        unsigned int mAtOnce;
-        unsigned int mHogs; // beside it on its processor
-        int mNice;          // theirs
+        void (*mpJudge)(unsigned int);
     } const ROWS[] = {
-        {"blocked", WAITS, MAX_AT_ONCE, 0, 0},
-        {"blocked, with naps", NAPS, MAX_AT_ONCE, 0, 0},
-        {"running", RUNS, 2, 0, 0},
-        {"starved, nice", NICE, MAX_AT_ONCE, 1, -10},
-        {"starved, idle class", IDLE, MAX_AT_ONCE, 1, 0},
-        {"starved, crowded", CROWDED, MAX_AT_ONCE, MAX_AT_ONCE, 0},
-        {"behind a starved one", BEHIND, MAX_AT_ONCE, 1, 0},
+        {"blocked", [](unsigned int nSome) { judgeBeside(WAITS, MAX_AT_ONCE, 0, 0, nSome); }},
+        {"blocked, with naps", [](unsigned int nSome) { judgeBeside(NAPS, MAX_AT_ONCE, 0, 0, nSome); }},
+        {"running", [](unsigned int nSome) { judgeBeside(RUNS, 2, 0, 0, nSome); }},
+        {"starved, nice", [](unsigned int nSome) { judgeBeside(NICE, MAX_AT_ONCE, 1, -10, nSome); }},
+        {"starved, idle class", [](unsigned int nSome) { judgeBeside(IDLE, MAX_AT_ONCE, 1, 0, nSome); }},
+        {"starved, crowded", [](unsigned int nSome) { judgeBeside(CROWDED, MAX_AT_ONCE, MAX_AT_ONCE, 0, nSome); }},
+        {"behind a starved one", [](unsigned int nSome) { judgeBeside(BEHIND, MAX_AT_ONCE, 1, 0, nSome); }},
+        {"stopped", &judgePaused},
     };
     for (Row const& lRow : ROWS)
     {
-        if (std::strstr(lRow.mpName, nOnly.c_str()) == nullptr)
+        if (std::strstr(lRow.mpName, nOnly.c_str()) != nullptr)
         {
-            continue;
+            proof::gCase = lRow.mpName;
+            long long const lStartUs = test::monotonicUs();
+            lRow.mpJudge(nCount);
+            std::printf("%-20s %s %6u judged  %6.1f s\n", lRow.mpName, nWhere.c_str(), nCount,
+                        static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
+            std::fflush(stdout);
         }
-        proof::gCase = lRow.mpName;
-        long long const lStartUs = test::monotonicUs();
-        std::vector<std::unique_ptr<Hog>> lHogs;
-        while (lHogs.size() < std::min(lRow.mHogs, nCount))
-        {
-            lHogs.push_back(std::make_unique<Hog>(true, lRow.mNice));
-        }
-        Court lCourt;
-        lCourt.judge(lRow.mKind, std::min(nCount, lRow.mAtOnce), nCount);
-        std::printf("%-20s %s %6u judged  %6.1f s\n", lRow.mpName, nWhere.c_str(), nCount,
-                    static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
-        std::fflush(stdout);
     }
-    if (std::strstr("stopped", nOnly.c_str()) == nullptr)
-    {
-        return;
-    }
-#if !defined(UTL_UNDER_TSAN) // whose child of a fork may have no threads
-    proof::gCase = "stopped";
-    judgePaused(nCount);
-    std::printf("%-20s %s %6u judged\n", "stopped", nWhere.c_str(), nCount);
-    std::fflush(stdout);
-#endif
 }
 
 } // namespace

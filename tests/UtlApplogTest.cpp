@@ -261,22 +261,6 @@ TEST_F(ApplogTest, CallersFileComesFirstAndGetsTheTextAsItStands)
     EXPECT_EQ((LogLines{"first", "<UTIL> ERR: 100% of 5", "first", "%", "console", "console"}), mConsole.lines());
 }
 
-TEST_F(ApplogTest, LinesOfManyThreadsStayWhole)
-{
-    std::string const lText = "ERR: " + std::string(100, 'x');
-    auto const lWork = [&]
-    {
-        for (int lRound = 0; lRound < 300; ++lRound)
-        {
-            registerLogType(3, lRound % 2 == 0 ? "unusual " : "even ", 4);
-            applog(3, LOG_LEVEL_ERROR, "%s", lText.c_str() + 5);
-        }
-    };
-    utl::test::together(lWork, lWork);
-    EXPECT_EQ(600, std::count(gSyslog.begin(), gSyslog.end(), "3 even " + lText) +
-                       std::count(gSyslog.begin(), gSyslog.end(), "3 unusual " + lText));
-}
-
 /// A pipe in the place of one of the standard descriptors, for a child that is about to end.
 struct ConsolePipe
 {
@@ -411,25 +395,25 @@ TEST(Applog, ConsoleThatCameBackIsWaitedFor)
     EXPECT_EXIT(lUseTwice(), testing::ExitedWithCode(0), "");
 }
 
-// The threads of the parent are inside every leaf lock again and again while it forks.
-TEST_F(ApplogTest, ChildOfAForkLogsAndUsesText)
+// The threads of the parent are inside every leaf lock again and again while it forks, and their lines stay whole.
+TEST_F(ApplogTest, ChildOfAForkAndManyThreadsLogAndUseText)
 {
     utl::test::Watched const lWatched;
-    setLogSinks(LOG_SINK_OUTPUT);
     File lFile("/dev/null", FILE_TEXT_UTF8);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
-    utl::test::Replaced const lConsole{&internal::SystemCalls::mPrintf, +[](char const*) {}};
-    auto const lWork = [](File* npFile)
+    std::atomic<bool> lIsOver{false};
+    std::atomic<int> lLines{0};
+    auto const lWork = [&](File* npFile)
     {
         Time lTime;
         char lText[] = "text \xEF\xBC\xA1 ";
-        applog(UTL_LOG_TYPE, LOG_LEVEL_DETAIL, npFile, "a line");
+        registerLogType(3, ++lLines % 2 == 0 ? "unusual " : "even ", 4);
+        applog(3, LOG_LEVEL_ERROR, npFile, "a line");
         trimStrRight<char>(lText, " ");
         compareStrNoCase<char>(lText, "TEXT A", STR_ALL);
         getLocalTime(&lTime);
         TimeCounter::start(1U);
     };
-    std::atomic<bool> lIsOver{false};
     auto const lKeepOn = [&]
     {
         utl::test::Watched const lAlso;
@@ -446,6 +430,8 @@ TEST_F(ApplogTest, ChildOfAForkLogsAndUsesText)
     lIsOver = true;
     lThreads[0].join();
     lThreads[1].join();
+    EXPECT_EQ(lLines, std::count(gSyslog.begin(), gSyslog.end(), "3 even ERR: a line") +
+                          std::count(gSyslog.begin(), gSyslog.end(), "3 unusual ERR: a line"));
 }
 
 TEST(Applog, WorksBeforeMainAndWhileTheProcessExits)

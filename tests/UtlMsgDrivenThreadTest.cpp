@@ -318,19 +318,17 @@ TEST(MsgDrivenThread, ChildThatHoldsThePipeDelaysNoStop)
 // The loop has served the record, and ends, while its sender is still in write(): the pipe is not closed under him.
 TEST(MsgDrivenThread, PipeStaysUntilNobodyWrites)
 {
-    static Gate* spEndWaits;
+    static Gate sEndWaits;
     static std::atomic<int> sWrites;
     static std::atomic<bool> sHasWritten;
-    Gate lEndWaits;
-    spEndWaits = &lEndWaits;
-    sWrites = 0;
     auto lpThread = std::make_unique<TestThread>();
     ASSERT_TRUE(Peer::sleeps(*lpThread));
+    sWrites = 0;
     Replaced const lNanosleep(
         &SystemCalls::mNanosleep,
         +[](timespec const*, timespec*)
         {
-            spEndWaits->open();
+            sEndWaits.open();
             std::this_thread::yield();
             return 0;
         });
@@ -340,7 +338,7 @@ TEST(MsgDrivenThread, PipeStaysUntilNobodyWrites)
         {
             bool const lIsFirst = ++sWrites == 1;
             ssize_t const lWritten = ::write(nFd, npBytes, nSize);
-            sHasWritten = !lIsFirst || spEndWaits->wait();
+            sHasWritten = !lIsFirst || sEndWaits.wait();
             return lWritten;
         });
     std::thread lSender([&] { lpThread->sendMsgAsync(SimpleMsg(A)); });
@@ -424,9 +422,7 @@ TEST(MsgDrivenThread, FindsPeeksAndErasesInTheMiddle)
 // What is taken back is the message itself, although a refused synchronous one has left its slot behind it meanwhile.
 TEST(MsgDrivenThread, TakesBackItsOwnSlot)
 {
-    static TestThread* spThread;
     TestThread lThread(4);
-    spThread = &lThread;
     ASSERT_TRUE(lThread.hold());
     ASSERT_TRUE(Peer::postCtl(lThread, MSG_ID_TIMEOUT_SIGNAL)); // never dispatched: the loop sleeps behind it
     while (Peer::ctlCount(lThread) < 259)
@@ -434,16 +430,9 @@ TEST(MsgDrivenThread, TakesBackItsOwnSlot)
         ASSERT_TRUE(Peer::postCtl(lThread, MSG_ID_STOP_THREAD));
     }
     lThread.release();
-    ASSERT_TRUE(waitUntil([&] { return Peer::isAsleep(lThread); }));
+    ASSERT_TRUE(Peer::sleeps(lThread));
     {
-        Replaced lWrite(
-            &SystemCalls::mWrite,
-            +[](int, void const*, size_t) -> ssize_t
-            {
-                EXPECT_FALSE(spThread->sendMsgSync(NumberMsg(B, 2)));
-                errno = EIO;
-                return -1;
-            });
+        FailingWrites const lWrites(1, [&] { EXPECT_FALSE(lThread.sendMsgSync(NumberMsg(B, 2))); });
         EXPECT_FALSE(lThread.postMsg(NumberMsg(A, 1)));
     }
     ASSERT_TRUE(Peer::eraseCtl(lThread, MSG_ID_TIMEOUT_SIGNAL));

@@ -6,7 +6,6 @@
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MsgThread.h"
-#include "support/Resources.h"
 #include "support/Said.h"
 
 #include <functional>
@@ -34,11 +33,7 @@ public:
         return nTimer.mpImpl->mWaiters.size();
     }
 
-    static unsigned int queued(SharedTimer& nTimer)
-    {
-        SyncGuard lGuard(nTimer.mpImpl->mSyncObject);
-        return nTimer.mpImpl->mCtlQueue.size();
-    }
+    static unsigned int queued(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::ctlCountOf(*nTimer.mpImpl); }
 };
 
 } // namespace utl
@@ -266,14 +261,8 @@ TEST(SharedTimer, ListenerCancelsOthersForCertain)
         Probe lCancelled;
         TestTimer lTimer;
         int const lId = lTimer.run(&lCancelled, LONG_MS, 0, 1);
-        std::atomic<int> lWaiterId{0};
-        std::thread lWaiter(
-            [&]
-            {
-                lWaiterId = ThreadManager::getCallerId();
-                EXPECT_EQ(0, lTimer.waitToStop(lId));
-            });
-        EXPECT_TRUE(waitUntil([&] { return lWaiterId != 0 && isAsleep(lWaiterId); }));
+        std::thread lWaiter([&] { EXPECT_EQ(0, lTimer.waitToStop(lId)); });
+        EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 1; }));
         lCancels.mAction = [&](int)
         {
             Peer::expire(lTimer, lId);
@@ -461,8 +450,7 @@ TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
     } lOwn(1, 0, 0, nullptr, 2, 0, "own");
     Probe lProbe;
     Timer lListened(&lProbe, 1, 0, 0, nullptr, 2, 1, "listened");
-    Timer lAlone(nullptr, 1, 0, 0, nullptr, 2, 0, "alone");
-    for (Timer* lpTimer : {static_cast<Timer*>(&lOwn), &lListened, &lAlone})
+    for (Timer* lpTimer : {static_cast<Timer*>(&lOwn), &lListened})
     {
         for (int lRound = 0; lRound < 2; ++lRound)
         {
@@ -512,26 +500,23 @@ TEST(SharedTimer, WaitingOutlastsAListenerThatHasStoppedItsOwnTimer)
 // Two wait for one start, whose sender cannot wake the loop: both are refused, and nobody is left waiting.
 TEST(SharedTimer, WhoWaitsForARequestThatIsTakenBackIsRefused)
 {
-    static TestTimer* spTimer;
-    static std::thread sOther;
     TestTimer lTimer;
-    spTimer = &lTimer;
+    std::thread lOther;
     int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
+    auto const lStart = [&] { EXPECT_FALSE(lTimer.start(lId, 0)); };
+    ASSERT_TRUE(Peer::sleeps(lTimer));
     {
-        Replaced lWrite(
-            &SystemCalls::mWrite,
-            +[](int, void const*, size_t) -> ssize_t
-            {
-                sOther = std::thread([] { EXPECT_FALSE(spTimer->start(1, 0)); });
-                EXPECT_TRUE(waitUntil([] { return Peer::waiters(*spTimer) == 2; }));
-                errno = EIO;
-                return -1;
-            });
-        EXPECT_FALSE(lTimer.start(lId, 0));
+        FailingWrites const lWrites(1,
+                                    [&]
+                                    {
+                                        lOther = std::thread(lStart);
+                                        EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 2; }));
+                                    });
+        lStart();
     }
-    EXPECT_TRUE(waitUntil([] { return Peer::waiters(*spTimer) == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 0; }));
     lTimer.destroy(); // releases whoever was left
-    sOther.join();
+    lOther.join();
 }
 
 } // namespace

@@ -80,16 +80,13 @@ public:
     /// Releases who waits for a synchronous message, as the loop's end does.
     static void answerSync(MsgDrivenThread& nThread) { nThread.mpImpl->mSync.mCompletion.give(); }
 
-    static bool isAsleep(MsgDrivenThread& nThread)
-    {
-        SyncGuard lGuard(nThread.mpImpl->mSyncObject);
-        return nThread.mpImpl->mIsAsleep;
-    }
+    static unsigned int ctlCount(MsgDrivenThread& nThread) { return ctlCountOf(*nThread.mpImpl); }
 
-    static unsigned int ctlCount(MsgDrivenThread& nThread)
+    template <class Loop>
+    static unsigned int ctlCountOf(Loop& nLoop)
     {
-        SyncGuard lGuard(nThread.mpImpl->mSyncObject);
-        return nThread.mpImpl->mCtlQueue.size();
+        SyncGuard lGuard(nLoop.mSyncObject);
+        return nLoop.mCtlQueue.size();
     }
 };
 

@@ -16,12 +16,14 @@
 #include "support/Resources.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <new>
@@ -121,7 +123,7 @@ struct Call
 
 #define UTL_CALL(NAME, ENTRY, KIND)                                                                                    \
     {                                                                                                                  \
-        NAME, &make<FailNth<&SC::ENTRY>>, utl::test::KIND                                                          \
+        NAME, &make<FailNth<&SC::ENTRY>>, utl::test::KIND                                                              \
     }
 
 constexpr Call CALLS[] = {
@@ -282,50 +284,42 @@ int detachCounted(pthread_t nThread)
     return lError;
 }
 
-int timerCount()
+long timerCount()
 {
-    // In a file of the process's own, and read without the heap.
-    int lCount = 0;
-    if (FILE* const lpFile = std::fopen("/proc/self/timers", "r"))
-    {
-        char lLine[128];
-        while (std::fgets(lLine, sizeof(lLine), lpFile) != nullptr)
-        {
-            lCount += std::strncmp(lLine, "ID:", 3) == 0 ? 1 : 0;
-        }
-        std::fclose(lpFile);
-    }
-    return lCount;
+    std::ifstream lFile("/proc/self/timers");
+    return std::count_if(std::istream_iterator<std::string>(lFile), {},
+                         [](std::string const& nWord) { return nWord == "ID:"; });
 }
 
-struct Holdings
+struct Holding
 {
-    long mDescriptors, mThreads, mTimers, mHandles, mBlocks;
-
-    static Holdings now()
-    {
-        return {static_cast<long>(utl::test::openFdCount()), static_cast<long>(utl::test::threadCount()), timerCount(),
-                gUnjoined, gLiveBlocks};
-    }
-
-    std::string missing(Holdings const& nNow) const
-    {
-        std::ostringstream lText;
-        std::pair<char const*, long> const ROWS[] = {{"descriptors", nNow.mDescriptors - mDescriptors},
-                                                     {"threads", nNow.mThreads - mThreads},
-                                                     {"kernel timers", nNow.mTimers - mTimers},
-                                                     {"handles of threads", nNow.mHandles - mHandles},
-                                                     {"heap blocks", nNow.mBlocks - mBlocks}};
-        for (auto const& [lName, lExcess] : ROWS)
-        {
-            if (lExcess != 0)
-            {
-                lText << " " << std::showpos << lExcess << " " << lName;
-            }
-        }
-        return lText.str();
-    }
+    char const* mpName;
+    long mCount;
 };
+using Holdings = std::array<Holding, 5>;
+
+Holdings holdings()
+{
+    return {{{"descriptors", utl::test::openFdCount()},
+             {"threads", utl::test::threadCount()},
+             {"kernel timers", timerCount()},
+             {"handles of threads", gUnjoined},
+             {"heap blocks", gLiveBlocks}}};
+}
+
+std::string excess(Holdings const& nBefore)
+{
+    std::ostringstream lText;
+    Holdings const lNow = holdings();
+    for (std::size_t lIndex = 0; lIndex < lNow.size(); ++lIndex)
+    {
+        if (lNow[lIndex].mCount != nBefore[lIndex].mCount)
+        {
+            lText << " " << std::showpos << lNow[lIndex].mCount - nBefore[lIndex].mCount << " " << lNow[lIndex].mpName;
+        }
+    }
+    return lText.str();
+}
 
 // ---------------------------------------------------------------------------------------------- one fault
 
@@ -347,10 +341,6 @@ void onEnd(int nSignal)
     [[maybe_unused]] ssize_t lWritten = ::write(2, lpWhat, std::strlen(lpWhat));
     lWritten = ::write(2, gCaseText, std::strlen(gCaseText));
     lWritten = ::write(2, "\n", 1);
-    if (nSignal == SIGALRM && std::getenv("UTL_PROOF_STAY") != nullptr)
-    {
-        ::pause(); // for a debugger
-    }
     ::_exit(3);
 }
 
@@ -433,7 +423,7 @@ public:
     {
         Outcome lOutcome;
         Report const lExpected = nCase.mIsFresh ? Report("") : expectation(nCase.mScenario);
-        Holdings const lBefore = Holdings::now();
+        Holdings const lBefore = holdings();
         Report lReport(CALLS[nCase.mCall].mpName);
         bool const lIsThrough = run(nCase, lReport, &lOutcome);
         settle(lBefore);
@@ -441,7 +431,7 @@ public:
         complain(lOutcome, lReport.mWrong);
         if (!nCase.mIsFresh)
         {
-            complain(lOutcome, lBefore.missing(Holdings::now()));
+            complain(lOutcome, excess(lBefore));
         }
         label(lOutcome, lReport, lIsThrough, lExpected);
         std::string const lCase = gCaseText;
@@ -513,7 +503,7 @@ private:
     /// A thread that has told its end may still be on its way out.
     static void settle(Holdings const& nBefore)
     {
-        utl::test::waitUntil([&] { return static_cast<long>(utl::test::threadCount()) <= nBefore.mThreads; });
+        utl::test::waitUntil([&] { return static_cast<long>(utl::test::threadCount()) <= nBefore[1].mCount; });
     }
 
     static void complain(Outcome& nOutcome, std::string const& nWhat)
@@ -547,7 +537,7 @@ private:
     /// The next call works, and gives what it gave before there was a fault.
     void checkAgain(Outcome& nOutcome, Case const& nCase, Report const& nExpected, std::string const& nName)
     {
-        Holdings const lBefore = Holdings::now();
+        Holdings const lBefore = holdings();
         Report lReport("");
         bool const lIsThrough = run({nCase.mScenario, -1, 0, 0, false, nCase.mIsFresh}, lReport, nullptr);
         settle(lBefore);
@@ -558,14 +548,13 @@ private:
         {
             return;
         }
-        complain(nOutcome, lBefore.missing(Holdings::now()));
+        complain(nOutcome, excess(lBefore));
         unsigned int const lDifference = difference(nExpected, lReport);
         if (lDifference != Report::MAX_RESULTS)
         {
-            std::ostringstream lText;
-            lText << lReport.mSteps[lDifference] << " gives " << lReport.mValues[lDifference] << " and not "
-                  << nExpected.mValues[lDifference];
-            complain(nOutcome, lText.str());
+            complain(nOutcome, std::string(lReport.mSteps[lDifference]) + " gives " +
+                                   std::to_string(lReport.mValues[lDifference]) + " and not " +
+                                   std::to_string(nExpected.mValues[lDifference]));
         }
     }
 

@@ -68,12 +68,6 @@ int playClock(clockid_t, timespec* npTime)
     return 0;
 }
 
-/// A judgement that takes its time.
-struct SlowJudgement : MsgDrivenThread::MsgJudgementInterface
-{
-    bool judge(ThreadRawMsg&) override { return (gNowMs += 1000) == 0; }
-};
-
 TEST(Ledger, CallsAreTimedAndNothingBetweenThemIs)
 {
     gNowMs = 5000;
@@ -81,7 +75,8 @@ TEST(Ledger, CallsAreTimedAndNothingBetweenThemIs)
     Started lThread;
     lThread.mRecorder.on(1, [](int) { gNowMs += 30; });
     lThread.mRecorder.on(2, [](int) { gNowMs += 50; });
-    SlowJudgement lSlow;
+    auto lJudge = [](ThreadRawMsg&) { return (gNowMs += 1000) == 0; };
+    MsgDrivenThread::MsgJudgement<decltype(lJudge)> lSlow(&lJudge);
     ASSERT_TRUE(lThread.hold());
     gNowMs += 7;
     Ledger lLedger = lThread.ledger();
@@ -138,8 +133,8 @@ TEST(Ledger, OfASharedTimerCountsRequestsAndBeats)
     }
     EXPECT_EQ((Counts{lPosted + 1, 1, 0, 0, lPosted, lPosted, 1, 0, 0, 0}), messages(lTimer.ledger()));
     lSlow.mLeave.open();
-    // A beat that finds the queue full is the last.
-    ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mWaiting == 0; }));
+    ASSERT_TRUE(
+        waitUntil([&] { return lTimer.ledger().mWaiting == 0; })); // a beat that finds the queue full is the last
     ASSERT_TRUE(lTimer.start(lBeats, 0));
     ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mTimeoutsLost != 0 && lTimer.ledger().mTimeouts > 1; }));
     lTimer.eraseTimer(lBeats, 0), lTimer.destroy();

@@ -345,32 +345,25 @@ TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIsWhileItWorks)
 // The table of listeners is fuller than the one of timers while a timer is on its way out.
 TEST(MsgDrivenSharedThread, TimerMadeWhileAnotherLeavesIsNotLost)
 {
-    class Refilling : public MsgDrivenSharedThread
+    struct Refilling : MsgDrivenSharedThread
     {
-    public:
-        Refilling()
-            : MsgDrivenSharedThread(4, 4, 1, "refilling", 1)
-        {
-            EXPECT_EQ(0, start(0, 0, nullptr, 1, 0, NORMAL, 0));
-        }
+        using MsgDrivenSharedThread::MsgDrivenSharedThread;
         ~Refilling() override
         {
             stop(1, 0);
             leaveManagement();
         }
-        int mTimerId = 0;
-
-    private:
         void onEraseTimer(int nTimerId) override
         {
-            if (mTimerId == 0)
+            if (std::exchange(mTimerId, -2) == 0) // once
             {
-                mTimerId = -2;
                 mTimerId = registerTimer(1000000, 0, 0);
             }
             MsgDrivenSharedThread::onEraseTimer(nTimerId);
         }
-    } lThread;
+        int mTimerId = 0;
+    } lThread(4, 4, 1, "refilling", 1);
+    ASSERT_EQ(0, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
     int const lTimerId = lThread.setTimer(1000000, 0, 0, 0);
     EXPECT_TRUE(lThread.killTimer(lTimerId, 0));
     EXPECT_EQ(-1, lThread.mTimerId);

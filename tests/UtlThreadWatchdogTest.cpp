@@ -283,18 +283,15 @@ TEST(ThreadWatchdog, OtherMessagesAreNoBeatAndAReportMayComeFromInsideOne)
     sLines = 0;
     int const lId = ThreadManager::getCallerId();
     lWatchdog.watch(lId, 1, &lListener, TimeCounter::getTickTime() - 10);
-    ThreadRawMsg lRawMsg(8);
-    TimerMsg lTimerMsg;
-    lTimerMsg.mTimerId = 9999;
     ThreadRawMsg lShort(4);
-    EXPECT_TRUE(lShort.setMsgId(MSG_ID_TIMER));
+    ThreadRawMsg lOther(8);
+    TimerMsg lOtherTimer;
+    lOtherTimer.mTimerId = 9999;
+    EXPECT_EQ("yy", said({lShort.setMsgId(MSG_ID_TIMER), lOtherTimer.storeTo(&lOther)}));
     lWatchdog.receiveMsg(0, lShort);
-    SimpleMsg const lOther(20);
-    for (Msg const* lpMsg : {static_cast<Msg const*>(&lTimerMsg), static_cast<Msg const*>(&lOther)})
-    {
-        EXPECT_TRUE(lpMsg->storeTo(&lRawMsg));
-        lWatchdog.receiveMsg(0, lRawMsg);
-    }
+    lWatchdog.receiveMsg(0, lOther);
+    EXPECT_TRUE(lOther.setMsgId(20));
+    lWatchdog.receiveMsg(0, lOther);
     EXPECT_EQ(Ids{}, lListener.mIds);
     Peer::pass(lWatchdog, TimeCounter::getTickTime());
     EXPECT_EQ(Ids{lId}, lListener.mIds);

@@ -151,56 +151,59 @@ TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutBeatsArePauses)
     lWatchdog.shutdown();
 }
 
+/// A message thread whose silence is told by lines in the log.
+struct Reported
+{
+    Reported()
+    {
+        EXPECT_TRUE(ThreadManager::get()->setWatchdogWatchInterval(10));
+        ThreadManager::get()->setWatchdogReport(true);
+    }
+    ~Reported()
+    {
+        EXPECT_EQ(0, mThread.stop(1, 0));
+        ThreadManager::destroy();
+        EXPECT_EQ(WatchdogInfo::NO_TICK, ThreadManager::watchdogBeatDeadline());
+    }
+
+    void start()
+    {
+        ASSERT_EQ(0, mThread.start(&mRecorder, 1, 40, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
+        EXPECT_TRUE(waitUntil([&] { return mLog.count("Name:held  hung: blocked  Silent:") == 1; }));
+    }
+
+    LogCapture mLog;
+    Recorder mRecorder;
+    Gate mLeave;
+    MsgDrivenThread mThread{4, 8, "held", 1};
+};
+
 TEST(WatchdogVerdict, LinesTellOfMessageAndVerdictAndTheBeatOfItself)
 {
-    LogCapture lLog;
-    ThreadManager& lManager = *ThreadManager::get();
-    ASSERT_TRUE(lManager.setWatchdogWatchInterval(10));
-    lManager.setWatchdogReport(true);
-    Recorder lRecorder;
-    Gate lEntered;
-    Gate lLeave;
-    lRecorder.on(5, [&](int) { lEntered.open(), lLeave.wait(); });
-    MsgDrivenThread lThread(4, 8, "held", 1);
+    Reported lHeld;
+    lHeld.mRecorder.on(5, [&](int) { lHeld.mLeave.wait(); });
     for (int const lMsgId : {5, 6, 7})
     {
-        ASSERT_TRUE(lThread.sendMsgAsync(SimpleMsg(lMsgId)));
+        ASSERT_TRUE(lHeld.mThread.sendMsgAsync(SimpleMsg(lMsgId)));
     }
-    ASSERT_EQ(0, lThread.start(&lRecorder, 1, 40, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
-    ASSERT_TRUE(lEntered.wait());
-    ASSERT_TRUE(waitUntil([&] { return lLog.count("Name:held  hung: blocked  Silent:") == 1; }));
-    EXPECT_EQ(1U, lLog.count(" MsgId:0x00000005 Listener:0x"));
-    EXPECT_EQ(1U, lLog.count("ms  Waiting:2 NextId:0x00000006"));
+    lHeld.start();
+    EXPECT_EQ(1U, lHeld.mLog.count(" MsgId:0x00000005 Listener:0x"));
+    EXPECT_EQ(1U, lHeld.mLog.count("ms  Waiting:2 NextId:0x00000006"));
     EXPECT_LT(static_cast<int>(TimeCounter::getTickTime() - ThreadManager::watchdogBeatDeadline()),
               static_cast<int>(longMs()));
-    lLeave.open();
-    EXPECT_EQ(0, lThread.stop(1, 0));
-    ThreadManager::destroy();
-    EXPECT_EQ(WatchdogInfo::NO_TICK, ThreadManager::watchdogBeatDeadline());
+    lHeld.mLeave.open();
 }
 
 TEST(WatchdogVerdict, QueueThatStaysLockedHoldsUpNoBeat)
 {
-    struct Endless : MsgDrivenThread::MsgJudgementInterface
-    {
-        bool judge(ThreadRawMsg&) override { return mLeave.wait(); }
-        Gate mLeave;
-    };
-    LogCapture lLog;
-    ThreadManager& lManager = *ThreadManager::get();
-    ASSERT_TRUE(lManager.setWatchdogWatchInterval(10));
-    lManager.setWatchdogReport(true);
-    Recorder lRecorder;
-    Endless lEndless;
-    MsgDrivenThread lThread(4, 8, "locked", 1);
-    lRecorder.on(5, [&](int) { lThread.postMsg(6), lThread.hasMsgInternal(&lEndless); });
-    ASSERT_EQ(0, lThread.start(&lRecorder, 1, 40, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
-    ASSERT_TRUE(lThread.postMsg(5));
-    EXPECT_TRUE(waitUntil([&] { return lLog.count("Name:locked  hung: blocked  Silent:") == 1; }));
-    EXPECT_EQ(1U, lLog.count(" its queue is locked"));
-    lEndless.mLeave.open();
-    EXPECT_EQ(0, lThread.stop(1, 0));
-    ThreadManager::destroy();
+    Reported lHeld;
+    auto lEndless = [&](ThreadRawMsg&) { return lHeld.mLeave.wait(); };
+    MsgDrivenThread::MsgJudgement<decltype(lEndless)> lJudgement(&lEndless);
+    lHeld.mRecorder.on(5, [&](int) { lHeld.mThread.postMsg(6), lHeld.mThread.hasMsgInternal(&lJudgement); });
+    ASSERT_TRUE(lHeld.mThread.sendMsgAsync(SimpleMsg(5)));
+    lHeld.start();
+    EXPECT_EQ(1U, lHeld.mLog.count(" its queue is locked"));
+    lHeld.mLeave.open();
 }
 
 } // namespace

@@ -423,6 +423,17 @@ void printCallsPerLogLine()
     ::dup2(lConsole, 2);
 }
 
+void addLines(Encoding const& nEncoding)
+{
+    std::string const lGroup = nEncoding.mpName;
+    add("Line" + lGroup + "ToIconv/utl", readByUtl, nEncoding);
+    add("Line" + lGroup + "ToIconv/floorFgetsIconv", readByIconv, nEncoding);
+    add("Line" + lGroup + "ToFgets/utl", readByUtl, nEncoding);
+    add("Line" + lGroup + "ToFgets/floorFgets", readPlainly, nEncoding);
+    add("Loop" + lGroup + "ToReadLine/utl", readByLoop, nEncoding);
+    add("Loop" + lGroup + "ToReadLine/floorReadLine", readByUtl, nEncoding);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -433,15 +444,8 @@ int main(int argc, char** argv)
     gDirectory = lpMade != nullptr ? lpMade : ::mkdtemp(lOther);
     for (unsigned int lIndex = 0; lIndex < 4; ++lIndex)
     {
-        Encoding const& lEncoding = ENCODINGS[lIndex];
         makeFile(lIndex);
-        std::string const lGroup = lEncoding.mpName;
-        add("Line" + lGroup + "ToIconv/utl", readByUtl, lEncoding);
-        add("Line" + lGroup + "ToIconv/floorFgetsIconv", readByIconv, lEncoding);
-        add("Line" + lGroup + "ToFgets/utl", readByUtl, lEncoding);
-        add("Line" + lGroup + "ToFgets/floorFgets", readPlainly, lEncoding);
-        add("Loop" + lGroup + "ToReadLine/utl", readByLoop, lEncoding);
-        add("Loop" + lGroup + "ToReadLine/floorReadLine", readByUtl, lEncoding);
+        addLines(ENCODINGS[lIndex]);
     }
     makeLongLine();
     add("PartsOf64BytesTo8K/utl", readByParts<64>, LONG_LINE);

@@ -15,8 +15,8 @@ using namespace utl;
 
 constexpr std::size_t LIMIT = 10239; // of a text that is searched backwards
 
-/// A text whose commas are its matches, and room for what is made of it. Then a run of a letter, and a pattern that fails
-/// only in its middle wherever it is tried.
+/// A text whose commas are its matches, and room for what is made of it. Then a run of a letter, and a pattern that
+/// fails only in its middle wherever it is tried.
 struct Work
 {
     std::string mText;

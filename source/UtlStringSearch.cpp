@@ -78,9 +78,9 @@ bool canBegin(unsigned char const* npPattern)
     return internal::isLead(*npPattern) && npPattern[lTails] == 0 && lTails < 4;
 }
 
-// The last occurrence of one text in another, in a time in proportion to both and without memory. Both are read from their
-// ends. What has matched is a part of the text itself; its greatest suffix, in the order of bytes, tells its period and so
-// how far the search can go on.
+// The last occurrence of one text in another, in a time in proportion to both and without memory. Both are read from
+// their ends. What has matched is a part of the text itself; its greatest suffix, in the order of bytes, tells its
+// period and so how far the search can go on.
 class BackwardSearch
 {
 public:
@@ -202,7 +202,8 @@ private:
     int const mLast; // bytes behind the first place there is
     int const mSize;
     int mAt = 0; // bytes behind the place that is tried
-    // Of the greatest suffix: the index before it, that before its last period, how far into that it goes, and the period.
+    // Of the greatest suffix: the index before it, that before its last period, how far into that it goes, and the
+    // period.
     int mStart = -1;
     int mNext = 0;
     int mLength = 1;

@@ -24,8 +24,8 @@ void setBit(Bytes& nBytes, unsigned int nBit, bool nIsSet)
     nBytes[nBit / 8] = static_cast<unsigned char>(nIsSet ? nBytes[nBit / 8] | lMask : nBytes[nBit / 8] & ~lMask);
 }
 
-/// A stream beside the slow truth, which moves bit by bit. The input chooses: two bytes for a choice, eight for a value,
-/// zeros behind its end.
+/// A stream beside the slow truth, which moves bit by bit. The input chooses: two bytes for a choice, eight for a
+/// value, zeros behind its end.
 class BitStreamTwin
 {
 public:

@@ -1,6 +1,6 @@
 // Checked text of arbitrary bytes: no access outside source and destination, the same result in one piece and in any
-// pieces of source and destination, and what the plain ways give if they can. The functions below, for any text, too. The
-// first six bytes choose what is done, its options and the sizes of the pieces.
+// pieces of source and destination, and what the plain ways give if they can. The functions below, for any text, too.
+// The first six bytes choose what is done, its options and the sizes of the pieces.
 #include "UtlCheckedText.h"
 
 #include <algorithm>

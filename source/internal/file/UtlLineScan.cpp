@@ -43,8 +43,8 @@ int LineScan::take(LinePart& nPart)
     return lEnd == 0 && nPart.mSize == 0 ? FILE_READ_END : 1;
 }
 
-/// A line that the window cuts off is tried again behind a read. No more is looked at than can be taken, so that the parts
-/// of a long line are not each as much work as the line. Result: as take(), 0 for an unusual line.
+/// A line that the window cuts off is tried again behind a read. No more is looked at than can be taken, so that the
+/// parts of a long line are not each as much work as the line. Result: as take(), 0 for an unusual line.
 int LineScan::takeUsual(LinePart& nPart)
 {
     bool lIsCut = true;

@@ -4,9 +4,11 @@
 #include "support/LogCapture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -153,27 +155,41 @@ TEST_F(RotatingLogTest, ReadersCanLookAndAreNotInTheWay)
     EXPECT_TRUE(lLog.sync());
 }
 
-TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFile)
+TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFileBesideAReader)
 {
     constexpr int LINES = 150;
     RotatingLog lLog(path().c_str(), FILE_TEXT_UTF8, 3000, 9);
-    auto const lWrite = [&](std::string const& nName)
+    RotatingLog lOther(path().c_str(), FILE_TEXT_UTF8, 3000, 9);
+    std::atomic<int> lWriting{2};
+    auto const lWrite = [&](RotatingLog& nLog, std::string const& nName)
     {
         for (int lLine = 0; lLine < LINES; ++lLine)
         {
-            EXPECT_EQ(LineWritten::DONE, lLog.write(nName + std::to_string(lLine)));
+            EXPECT_EQ(LineWritten::DONE, nLog.write(nName + std::to_string(lLine)));
         }
+        --lWriting;
     };
     EXPECT_EQ(LineWritten::DONE, lLog.write("first")); // open before the fork
     pid_t const lChild = ::fork();
     if (lChild == 0)
     {
-        lWrite("child ");
+        lWrite(lLog, "child ");
         ::_exit(HasFailure() ? 1 : 0);
     }
-    std::thread lThread([&] { lWrite("thread "); });
-    lWrite("parent ");
+    std::thread lThread([&] { lWrite(lLog, "thread "); });
+    std::thread lOtherThread([&] { lWrite(lOther, "other "); });
+    std::set<std::string> lSeen;
+    while (lWriting != 0)
+    {
+        File lFile(path().c_str(), FILE_TEXT_UTF8);
+        lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ); // a writer may have it just now
+        for (Line const& lLine : Lines(lFile))
+        {
+            lSeen.insert(lLine.mEolSize != 0 ? std::string(lLine.mText) : "first");
+        }
+    }
     lThread.join();
+    lOtherThread.join();
     int lStatus = -1;
     ::waitpid(lChild, &lStatus, 0);
     EXPECT_EQ(0, lStatus);
@@ -186,7 +202,7 @@ TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFile)
     std::vector<std::string> lExpected{"first"};
     for (int lLine = 0; lLine < LINES; ++lLine)
     {
-        for (char const* const lpName : {"child ", "thread ", "parent "})
+        for (char const* const lpName : {"child ", "thread ", "other "})
         {
             lExpected.push_back(lpName + std::to_string(lLine));
         }
@@ -194,6 +210,7 @@ TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFile)
     std::sort(lFound.begin(), lFound.end());
     std::sort(lExpected.begin(), lExpected.end());
     EXPECT_EQ(lExpected, lFound);
+    EXPECT_TRUE(std::includes(lExpected.begin(), lExpected.end(), lSeen.begin(), lSeen.end())); // all in one piece
 }
 
 } // namespace

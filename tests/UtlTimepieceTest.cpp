@@ -265,35 +265,24 @@ TEST_F(TimepieceClockTest, ReportsAroundItsCallsAndFailsWithThem)
     EXPECT_EQ("getLocalTime:81:1", sReport);
     EXPECT_EQ("getLocalTime:89:2", lastReport("source/UtlTimepiece"));
     EXPECT_EQ(make({1, 2, 3}), lTime);
-    // A leap second, as some clocks tell it.
-    utl::test::Replaced<tm*(time_t const*, tm*)> lLeap(&SystemCalls::mGmtimeR,
-                                                       [](time_t const* npNow, tm* npFields)
-                                                       {
-                                                           gmtime_r(npNow, npFields);
-                                                           npFields->tm_sec = 60;
-                                                           return npFields;
-                                                       });
-    EXPECT_TRUE(utl::getSystemTime(&lTime));
-    EXPECT_EQ(59, lTime.second());
     EXPECT_EQ("nn", said({utl::getSystemTime(nullptr), utl::getLocalTime(nullptr)}));
 }
 
-TEST_F(TimepieceClockTest, MonthThatIsNoneChangesNothing)
+// A leap second, as some clocks tell it, and a month that there is not.
+TEST_F(TimepieceClockTest, TakesWhatAClockMayTell)
 {
-    utl::test::Replaced<tm*(time_t const*, tm*)> const lConversion(&SystemCalls::mGmtimeR,
-                                                                   [](time_t const*, tm* npFields)
-                                                                   {
-                                                                       *npFields = tm();
-                                                                       npFields->tm_year = 124;
-                                                                       npFields->tm_mon = 12;
-                                                                       npFields->tm_mday = 1;
-                                                                       return npFields;
-                                                                   });
-    Time lTime = make({1, 2, 3});
+    static tm sFields;
+    sFields.tm_mday = 1;
+    sFields.tm_sec = 60;
+    utl::test::Replaced const lConversion(
+        &SystemCalls::mGmtimeR, +[](time_t const*, tm* npFields) { return &(*npFields = sFields); });
+    Time lTime;
+    EXPECT_EQ(Time::FAILED, lTime.getElapsedDays(lTime));
+    EXPECT_TRUE(utl::getSystemTime(&lTime));
+    EXPECT_EQ(make({1900, 1, 1, 0, 0, 59}), lTime);
+    sFields.tm_mon = 12;
     EXPECT_FALSE(utl::getSystemTime(&lTime));
-    EXPECT_EQ(make({1, 2, 3}), lTime);
-    EXPECT_EQ(Time::FAILED, lTime.getElapsedDays(Time()));
-    EXPECT_EQ(Time::FAILED, lTime.getElapsedSeconds(Time()));
+    EXPECT_EQ(make({1900, 1, 1, 0, 0, 59}), lTime);
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "reference/Input.h"
 #include "reference/PlainRowScan.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* npData, std::size_t nSize);
@@ -78,24 +79,15 @@ Bytes randomInput(std::mt19937& nRandom)
 
 int main(int nArguments, char** npArguments)
 {
-    if (nArguments < 2)
-    {
-        std::fprintf(stderr, "usage: %s INPUTS [FILE]...\n", npArguments[0]);
-        return 2;
-    }
     std::signal(SIGABRT, showInput);
     for (int lFile = 2; lFile < nArguments; ++lFile)
     {
         std::ifstream lStream(npArguments[lFile], std::ios::binary);
-        if (!lStream)
-        {
-            std::fprintf(stderr, "cannot read %s\n", npArguments[lFile]);
-            return 2;
-        }
+        utl::test::require(lStream.good());
         give(Bytes(std::istreambuf_iterator<char>(lStream), {}));
     }
     std::mt19937 lRandom(1);
-    for (long lLeft = std::atol(npArguments[1]); lLeft > 0; --lLeft)
+    for (long lLeft = nArguments > 1 ? std::atol(npArguments[1]) : 0; lLeft > 0; --lLeft)
     {
         give(randomInput(lRandom));
     }

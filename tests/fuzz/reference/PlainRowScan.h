@@ -18,7 +18,7 @@ struct ClassTables
     utl::CodeRow const* mpRows;   // plain classes, and whole blocks of voiced ones
     utl::CodeRow const* mpBase;   // voiced: plain kana; signed: the signs
     utl::CodeRow const* mpMark;   // voiced: the mark; signed: the digits
-    utl::CodeRow const* mpSmall;  // voiced: small kana
+    utl::CodeRow const* mpMore;   // behind a whole one; voiced: small kana; signed: the digits
     utl::CodeRow const* mpHex[5]; // prefix, digits, lower, upper, suffix
 };
 
@@ -27,7 +27,7 @@ struct ClassTables
 #define SCAN_ROWS(CLASS) SCAN_PLAIN(CLASS, CLASS)
 #define SCAN_ALPHA(CLASS) SCAN_PLAIN(CLASS, CLASS##_ALPHA)
 #define SCAN_SIGNED(W) \
-    {utl::CHAR_ATTRIB_##W##_SIGNED, nullptr, utl::W##_SIGN_TBL, utl::W##_DIGIT_TBL, nullptr, {}}
+    {utl::CHAR_ATTRIB_##W##_SIGNED, nullptr, utl::W##_SIGN_TBL, utl::W##_DIGIT_TBL, utl::W##_DIGIT_TBL, {}}
 #define SCAN_HEX(W) \
     {utl::CHAR_ATTRIB_##W##_HEX, nullptr, nullptr, nullptr, nullptr, {utl::W##_HEX_PREFIX_TBL, utl::W##_DIGIT_TBL, \
       utl::LOWER_##W##_HEX_ALPHA_TBL, utl::UPPER_##W##_HEX_ALPHA_TBL, utl::W##_HEX_SUFFIX_TBL}}
@@ -54,7 +54,7 @@ inline utl::PairAttrib const* const PAIRS[] = {utl::LOWER_UPPER_PAIR,      utl::
 
 inline bool skipRow(char const* npStr, utl::CodeRow const* npTable, unsigned int& nOffset)
 {
-    for (; npTable->mChar != nullptr; ++npTable)
+    for (; npTable != nullptr && npTable->mChar != nullptr; ++npTable)
     {
         std::size_t const lSize = std::strlen(npTable->mChar);
         if (std::strncmp(npStr + nOffset, npTable->mChar, lSize) == 0)
@@ -89,17 +89,12 @@ inline unsigned int attribBlockSize(char const* npStr, int nAttrib)
             bool const lHasSuffix = lSkip(lTables.mpHex[4]);
             lIsBlock = lIsBlock && !(lHasPrefix && lHasSuffix);
         }
-        else if (lTables.mpBase != nullptr)
-        {
-            bool const lIsVoiced = lTables.mpSmall != nullptr;
-            lIsBlock = (lIsVoiced && lSkip(lTables.mpRows)) || (lSkip(lTables.mpBase) && lSkip(lTables.mpMark));
-            while (lIsBlock && lSkip(lIsVoiced ? lTables.mpSmall : lTables.mpMark))
-            {
-            }
-        }
         else
         {
-            lIsBlock = lSkip(lTables.mpRows);
+            lIsBlock = lSkip(lTables.mpRows) || (lSkip(lTables.mpBase) && lSkip(lTables.mpMark));
+            while (lIsBlock && lSkip(lTables.mpMore))
+            {
+            }
         }
         lResult = lIsBlock ? lOffset : lResult;
     }

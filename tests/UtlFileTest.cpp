@@ -7,7 +7,6 @@
 #include "support/Resources.h"
 #include "support/Said.h"
 
-#include <cstring>
 #include <numeric>
 #include <set>
 #include <string>

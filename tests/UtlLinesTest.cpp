@@ -4,7 +4,6 @@
 #include "support/Folder.h"
 
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <unistd.h>

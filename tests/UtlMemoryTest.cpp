@@ -1,6 +1,5 @@
 #include "UtlMemory.h"
 
-#include <cstring>
 #include <sstream>
 #include <string>
 

@@ -2,7 +2,6 @@
 // source and destination. The first six bytes choose the function, its table, capacity, classes or base.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>

@@ -2,7 +2,6 @@
 // was read is written and read back. The first byte chooses: when odd, the other bytes choose words that dates are made
 // of.
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "UtlConvertAttrib.h"

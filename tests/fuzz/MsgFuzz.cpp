@@ -2,7 +2,6 @@
 // vector and two positions, and touches nothing outside the image. The first byte is the capacity.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <string>

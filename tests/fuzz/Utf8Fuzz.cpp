@@ -3,7 +3,6 @@
 // the other bytes choose pieces of characters.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 

@@ -3,7 +3,6 @@
 #define UTL_FUZZ_INPUT_H
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <string>
 

@@ -6,7 +6,6 @@
 #include "UtlFile.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -68,37 +67,31 @@ public:
         while (lResult == 0)
         {
             char lBytes[7] = {};
-            char lOut[7] = {};
             int const lRead = read(lBytes, isUtf16() ? 2 : 6);
             if (isUtf16() ? lRead != 2 : lRead == FILE_READ_END)
             {
                 break;
             }
+            auto const* lpBytes = reinterpret_cast<unsigned char const*>(lBytes);
+            unsigned int const lCode = isUtf16() ? unit(lpBytes) : lpBytes[0]; // of more bytes: no line end
             unsigned int lSize = 2;
-            bool lIsSkipped = false;
-            if (isUtf16())
+            bool lIsSkipped = lCode == 0xFEFF || lCode == 0xFFFE;
+            if (mTextType == FILE_TEXT_SJIS)
             {
-                unsigned short const lUnit = unit(reinterpret_cast<unsigned char const*>(lBytes));
-                lIsSkipped = convertCharFromUtf16ToUtf8(lOut, 6, lUnit, nullptr) == 0;
+                char lOut[3];
+                convertCharFromSjisToUtf8(lOut, 3, lBytes, &lSize);
             }
-            else if (mTextType == FILE_TEXT_SJIS)
+            else if (!isUtf16())
             {
-                convertCharFromSjisToUtf8(lOut, 6, lBytes, &lSize);
-            }
-            else
-            {
-                bool lIsMark = false;
-                lSize = strCharBytesBase(static_cast<char const*>(lBytes), &lIsMark);
-                lIsSkipped = lIsMark || lSize - 1 > 3;
+                lSize = strCharBytesBase(static_cast<char const*>(lBytes), &lIsSkipped);
+                lIsSkipped = lIsSkipped || lSize - 1 > 3;
                 lSize = lSize - 1 > 3 ? 1 : lSize;
-                std::memcpy(lOut, lBytes, lIsSkipped ? 0 : lSize);
             }
             seek(static_cast<int>(lSize) - lRead, FILE_SEEK_CURRENT);
             lTotal += lSize;
-            bool const lIsCr = std::strcmp(lOut, "\r") == 0;
-            bool const lIsLf = std::strcmp(lOut, "\n") == 0;
-            lEol = lIsSkipped ? lEol : lIsCr || lIsLf ? lEol + lSize : 0;
-            lResult = !lIsSkipped && lIsLf ? static_cast<int>(lTotal) : 0;
+            bool const lIsLf = !lIsSkipped && lCode == '\n';
+            lEol = lIsSkipped ? lEol : lIsLf || lCode == '\r' ? lEol + lSize : 0;
+            lResult = lIsLf ? static_cast<int>(lTotal) : 0;
         }
         *npTextSize = lTotal - lEol;
         *npEolSize = lEol;

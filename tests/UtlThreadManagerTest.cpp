@@ -289,23 +289,6 @@ TEST(ThreadManager, FirstGetPassesAThreadThatLogsUnderTheLockOfTheRegistry)
     gOnBinaryLog = [] {};
 }
 
-TEST(ThreadManager, WatchCanBeStartedByTheFirstLineOfAThread)
-{
-    QuietLog const lQuiet;
-    ThreadManager& lManager = *ThreadManager::get();
-    for (int lRound = 0; lRound < 200; ++lRound)
-    {
-        bool lIsWatched = false;
-        auto const lStartWatch = [](void* npWatched)
-        { *static_cast<bool*>(npWatched) = ThreadManager::get()->startWatchdog(0); };
-        int const lId = lManager.entry(lStartWatch, &lIsWatched, 1, 600000, nullptr, "watched", NORMAL, 0);
-        ASSERT_EQ(0, lManager.waitToStop(lId, longMs()));
-        ASSERT_TRUE(lIsWatched) << lRound;
-        lManager.unregisterWatchdog(lId);
-        lManager.unregister(lId);
-    }
-}
-
 TEST(ThreadManager, KernelKnowsThreadsByTheirNames)
 {
     std::string const lProcess = kernelName(getpid());

@@ -870,14 +870,23 @@ void raceThreadStart()
 void raceRegistry()
 {
     ThreadManager& lManager = *ThreadManager::get();
-    std::atomic<unsigned int> lRuns{0};
+    struct Counts
+    {
+        std::atomic<unsigned int> mRuns{0};
+        std::atomic<unsigned int> mWatched{0};
+        static void run(void* npThis)
+        {
+            Counts& lThis = *static_cast<Counts*>(npThis);
+            ++lThis.mRuns;
+            lThis.mWatched += ThreadManager::get()->startWatchdog(0) ? 1 : 0; // by its first line
+        }
+    } lCounts;
     std::atomic<unsigned int> lAtWork{2};
     auto const lComeAndGo = [&]
     {
         for (int lTurn = 0; lTurn < 3; ++lTurn)
         {
-            int const lId = lManager.entry([](void* npRuns) { ++*static_cast<std::atomic<unsigned int>*>(npRuns); },
-                                           &lRuns, lTurn % 2, 1000000, nullptr, "short", NORMAL, 0);
+            int const lId = lManager.entry(&Counts::run, &lCounts, lTurn % 2, 1000000, nullptr, "short", NORMAL, 0);
             PROVE(lId > 0);
             PROVE(lManager.isThreadExist(lId));
             PROVE_EQ(0, lManager.waitToStop(lId, 0));
@@ -908,7 +917,8 @@ void raceRegistry()
         }
     };
     gCrew->together({lComeAndGo, lComeAndGo, lLook});
-    PROVE_EQ(6, lRuns);
+    PROVE_EQ(6, lCounts.mRuns);
+    PROVE_EQ(2, lCounts.mWatched);
 }
 
 /// Several threads use the registry for the first time: whoever comes back can enter the watchdog's table.

@@ -195,42 +195,6 @@ TEST(MsgQueues, RingOfSlotsWraps)
     }
 }
 
-TEST(MsgQueues, OrphansGoWhenTheDispatchMeetsThem)
-{
-    LogCapture lLog;
-    Queues lQueues;
-    lQueues.slot(9), lQueues.slot(9), lQueues.post(1, 11);
-    EXPECT_EQ(11, lQueues.take());
-    EXPECT_EQ(2U, lLog.count("!!!!!!!! MsgDrivenThread(queues) MismatchedMsg... DataQueueMsgId:0x00000009 "
-                             "CtlMsgId:0x00000001 Erased Data !!!!!!!!"));
-    lQueues.slot(9, 99), lQueues.slot(1, 12), lQueues.record(MSG_ID_SYNC);
-    EXPECT_EQ(99, lQueues.take()); // a synchronous one compares no ids
-    lQueues.record(1), lQueues.record(1);
-    EXPECT_EQ(12, lQueues.take());
-    EXPECT_EQ(-1, lQueues.take()); // a record without a slot stays
-    EXPECT_EQ(1U, lQueues.mCtl.size());
-}
-
-TEST(MsgQueues, ErasureJudgesEachOnceAndKeepsTheOrder)
-{
-    Queues lQueues;
-    lQueues.post(1, 11), lQueues.record(MSG_ID_START_TIMER, 5), lQueues.post(2, 12), lQueues.record(TIMEOUT, 7);
-    lQueues.slot(2, 13), lQueues.record(MSG_ID_SYNC), lQueues.record(MSG_ID_STOP_THREAD), lQueues.post(3, 14);
-    EXPECT_EQ(MsgQueues::Erased::ALL, lQueues.erase([](int nMsgId) { return nMsgId == 2; }));
-    EXPECT_EQ((Ids{1, 2, MSG_ID_TIMER, 2, 3}), lQueues.mSeen);
-    EXPECT_EQ(1, lQueues.mSyncErased);
-    Ids lLeft;
-    for (unsigned int lIndex = 0; lIndex < lQueues.mCtl.size(); ++lIndex)
-    {
-        lLeft.push_back(lQueues.mCtl.at(lIndex).mMsgId);
-    }
-    EXPECT_EQ((Ids{1, MSG_ID_START_TIMER, TIMEOUT, MSG_ID_STOP_THREAD, 3}), lLeft);
-    EXPECT_EQ(7, lQueues.mCtl.at(2).mParam);
-    EXPECT_EQ(11, lQueues.take());
-    lQueues.mCtl.erase(0, 3);
-    EXPECT_EQ(14, lQueues.take());
-}
-
 // What was removed stays removed, and the rest is whole: at every failure, and when a timer is told that it has ended.
 TEST(MsgQueues, QueuesAreWholeWhereverAnErasureStops)
 {
@@ -334,23 +298,14 @@ TEST(MsgQueues, FindGoesOnWhereThereIsNothingToShow)
     EXPECT_EQ(2U, lLog.count("ERR: MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line="));
 }
 
-TEST(MsgQueues, InterruptStaysUntilItIsTakenOrPasses)
+TEST(MsgQueues, InterruptIsTakenOnce)
 {
     Queues lQueues;
-    for (bool const lPasses : {false, true})
-    {
-        lQueues.mPasses = [&](int) { return lPasses; };
-        EXPECT_TRUE(lQueues.mMsgs.write(NumberMsg(1, 11)));
-        lQueues.mMsgs.keepAsInterrupt();
-        lQueues.post(2); // in the place where it was written
-        EXPECT_EQ(lPasses, lQueues.mMsgs.eraseInterrupt(lQueues));
-        EXPECT_EQ(!lPasses, lQueues.mMsgs.takeInterrupt(lQueues.mTarget));
-        EXPECT_FALSE(lQueues.mMsgs.eraseInterrupt(lQueues)); // none is left
-    }
-    EXPECT_EQ((Ids{1, 1}), lQueues.mSeen);
-    NumberMsg lMsg(0);
-    EXPECT_TRUE(lMsg.restoreFrom(lQueues.mTarget));
-    EXPECT_EQ(11, lMsg.mNumber);
+    EXPECT_TRUE(lQueues.mMsgs.write(NumberMsg(1)));
+    lQueues.mMsgs.keepAsInterrupt();
+    EXPECT_TRUE(lQueues.mMsgs.takeInterrupt(lQueues.mTarget));
+    EXPECT_FALSE(lQueues.mMsgs.takeInterrupt(lQueues.mTarget));
+    EXPECT_FALSE(lQueues.mMsgs.eraseInterrupt(lQueues));
 }
 
 } // namespace

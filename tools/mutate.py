@@ -44,7 +44,7 @@ class House:
         self.library = glob.glob(f"{root}/source/**/*.cpp", recursive=True)
         found = [s for d in ("*Test", "fuzz/*Fuzz", "proof/*Proof") for s in glob.glob(f"{root}/tests/{d}.cpp")]
         self.programs = {os.path.basename(s)[:-4]: s for s in found}
-        support = [f"{root}/tests/{s}.cpp" for s in ("support/Main", "support/LogCapture", "fuzz/replay")]
+        support = [f"{root}/tests/{s}.cpp" for s in ("support/Main", "fuzz/replay")]
         with ThreadPoolExecutor(jobs) as pool:
             assert all(pool.map(self.compile, self.library + found + support)), "does not compile"
         self.uses = {s: open(self.object(s)[:-2] + ".d").read().split() for s in self.library + found}
@@ -62,7 +62,7 @@ class House:
         """What was changed comes first, so that its inline functions are those of the program."""
         parts = [p for p in changed if os.path.basename(p)[:-2] not in self.programs or p == f"{folder}/{name}.o"]
         parts += [self.object(self.programs[name])] * (f"{folder}/{name}.o" not in changed)
-        more = {"Fuzz": ["replay"], "Test": ["Main", "LogCapture"], "roof": ["LogCapture"]}[name[-4:]]
+        more = {"Fuzz": ["replay"], "Test": ["Main"], "roof": []}[name[-4:]]
         parts += [f"{self.work}/{m}.o" for m in more] + [f"{self.work}/lib.a", "-lgtest", "-lrt"]
         return run(["g++", "-fuse-ld=gold", "-pthread", "-o", f"{folder}/{name}", *parts], 120).returncode == 0
 

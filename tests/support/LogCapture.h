@@ -2,12 +2,14 @@
 #ifndef UTL_TEST_LOG_CAPTURE_H
 #define UTL_TEST_LOG_CAPTURE_H
 
+#include <algorithm>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "Faults.h"
 #include "UtlApplog.h"
-#include "internal/base/UtlSystemCalls.h"
 
 namespace utl::test
 {
@@ -18,29 +20,59 @@ using LogLines = std::vector<std::string>;
 class LogCapture
 {
 public:
-    LogCapture();
-    ~LogCapture();
-    LogCapture(LogCapture const&) = delete;
-    LogCapture& operator=(LogCapture const&) = delete;
+    LogCapture() { clear(); }
 
     /// Each line as the sink renders it, without the time stamp and the line end: "<UTIL> ERR: text".
-    /// Lines of other threads may still come; a copy is given.
-    LogLines lines() const;
+    /// LogLines of other threads may still come; a copy is given.
+    LogLines lines() const
+    {
+        LogLines lLines = rawLines();
+        for (std::string& lLine : lLines)
+        {
+            std::size_t const STAMP_LENGTH = 20; // "Nov 15 08:55:34.123 "
+            bool const lIsFramed = lLine.size() >= STAMP_LENGTH + 2 && lLine[15] == '.' && lLine.back() == '\n';
+            lLine = lIsFramed ? lLine.substr(STAMP_LENGTH, lLine.size() - STAMP_LENGTH - 2) : lLine;
+        }
+        return lLines;
+    }
 
     /// The same with the time stamp and the line end.
-    LogLines rawLines() const;
+    LogLines rawLines() const
+    {
+        std::lock_guard<std::mutex> lGuard(sMutex);
+        return sLines;
+    }
 
     /// How many lines contain the text.
-    unsigned int count(std::string const& nText) const;
+    unsigned int count(std::string const& nText) const
+    {
+        LogLines const lLines = lines();
+        return static_cast<unsigned int>(std::count_if(lLines.begin(), lLines.end(),
+                                                       [&](std::string const& nLine)
+                                                       { return nLine.find(nText) != std::string::npos; }));
+    }
 
-    void clear();
+    void clear()
+    {
+        std::lock_guard<std::mutex> lGuard(sMutex);
+        sLines.clear();
+    }
 
 private:
-    using Sink = internal::SystemCall<void(char const*)>::Function;
+    static void write(char const* npFormat)
+    {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security" // a format by contract of the sink
+        char lLine[1024];
+        std::snprintf(lLine, sizeof(lLine), npFormat);
+#pragma GCC diagnostic pop
+        std::lock_guard<std::mutex> lGuard(sMutex);
+        sLines.emplace_back(lLine);
+    }
 
-    static void write(char const* npFormat);
-
-    Sink mpOriginal;
+    static inline std::mutex sMutex;
+    static inline LogLines sLines;
+    Replaced<void(char const*)> mPrintf{&internal::SystemCalls::mPrintf, &write};
 };
 
 /// While one lives, nothing is logged: for tests that provoke the same line thousands of times.

@@ -211,7 +211,7 @@ TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
     TestThread lThread;
     ASSERT_TRUE(Peer::sleeps(lThread));
     EXPECT_FALSE(failing<&SystemCalls::mWrite>(EIO, [&] { return lThread.sendMsgSync(A); }));
-    EXPECT_EQ(Lines{"<UTIL> " + FAILED + "::postThreadCtlMsg() Error. write Ret:4294967295 errno:5"}, lLog.lines());
+    EXPECT_EQ(LogLines{"<UTIL> " + FAILED + "::postThreadCtlMsg() Error. write Ret:4294967295 errno:5"}, lLog.lines());
     EXPECT_TRUE(lThread.postMsg(B)); // the note is up again
     EXPECT_TRUE(lThread.fence());
     EXPECT_EQ(1U, lLog.count("Erased Data")); // the slot stays until then

@@ -23,7 +23,7 @@ public:
     LogCapture() { clear(); }
 
     /// Each line as the sink renders it, without the time stamp and the line end: "<UTIL> ERR: text".
-    /// LogLines of other threads may still come; a copy is given.
+    /// Lines of other threads may still come; a copy is given.
     LogLines lines() const
     {
         LogLines lLines = rawLines();

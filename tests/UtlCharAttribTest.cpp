@@ -2,9 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -36,9 +34,9 @@ TEST(CharAttrib, TablesHoldTheirTextsInOrder)
     std::uint32_t lHash = 2166136261U;
     for (scan::ClassTables const& lTables : scan::CLASSES)
     {
-        std::vector<CodeRow const*> lAll(std::begin(lTables.mpHex), std::end(lTables.mpHex));
-        lAll.insert(lAll.end(), {lTables.mpRows, lTables.mpBase, lTables.mpMark, lTables.mpMore});
-        for (CodeRow const* lpRow : lAll)
+        CodeRow const* const* lpHex = lTables.mpHex;
+        for (CodeRow const* lpRow : {lpHex[0], lpHex[1], lpHex[2], lpHex[3], lpHex[4], lTables.mpRows, lTables.mpBase,
+                                     lTables.mpMark, lTables.mpMore})
         {
             for (; lpRow != nullptr; lpRow = lpRow->mChar != nullptr ? lpRow + 1 : nullptr)
             {

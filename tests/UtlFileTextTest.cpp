@@ -5,8 +5,6 @@
 #include "support/Folder.h"
 #include "support/LogCapture.h"
 
-#include <functional>
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -40,7 +38,7 @@ protected:
     Folder mFolder;
 };
 
-// Any calls on any bytes: see tests/fuzz/LineFuzz.cpp, which the tests run too.
+// Any calls on any bytes, by one file and by copies: see tests/fuzz/LineFuzz.cpp, which the tests run too.
 TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
 {
     Bytes const lLong(5119, 'x');
@@ -59,21 +57,6 @@ TEST_F(FileTextTest, ReadsIntoStringsWhatFits)
     EXPECT_EQ(lLong, lWhole.c_str());
     EXPECT_EQ(1, lFile.readText(static_cast<BasicString<char>*>(nullptr), 1, 0, &lSize));
     EXPECT_EQ(FILE_READ_END, lFile.readLine(&lText, nullptr));
-}
-
-// What copies read together, and where they stand: see tests/fuzz/LineFuzz.cpp.
-TEST_F(FileTextTest, CopiesShareWhatIsReadAhead)
-{
-    put(PATH, "zero\none\ntwo\n");
-    File lFile = opened();
-    FailNth<&SC::mPread> const lFault(2, EIO); // one piece is enough
-    EXPECT_EQ("zero", lineOf(lFile));
-    File lCopy(lFile);
-    EXPECT_EQ("one", lineOf(lCopy));
-    lFile = File("", 0); // the other goes on
-    lFile = lCopy;
-    EXPECT_EQ("two", lineOf(lFile));
-    EXPECT_FALSE(lFault.fired());
 }
 
 TEST_F(FileTextTest, AChildSharesThePosition)
@@ -280,67 +263,10 @@ TEST_F(FileTextTest, ArgumentsThatAreNone)
     EXPECT_EQ(8U, contentOf(PATH).size());
 }
 
-/// Each reading call at a line that is longer than what is read ahead, with each call of one kind failing in turn: the
-/// documented error or the right answer, and the next try without a fault gives that.
-template <class Fault>
-void readingFails(File& nFile, std::string const& nLine)
+// It was longer an instant ago.
+TEST_F(FileTextTest, AFileCutWhileItIsReadHasEnded)
 {
-    auto const lText = [&](unsigned int nSize, unsigned int nCount, bool nIsLine)
-    {
-        std::string lRead(nSize, 0);
-        int const lResult = nIsLine ? nFile.readLine(lRead.data(), nSize, nullptr)
-                                    : nFile.readText(lRead.data(), nSize, nCount, 0, nullptr);
-        return lResult > 0 && nLine.compare(0, nCount, lRead.c_str()) != 0 ? -9 : lResult;
-    };
-    std::function<long long()> const CALLS[] = {
-        [&] { return nFile.findNextLineSize(0, nullptr, nullptr); },
-        [&] { return nFile.seekKey("key", 0, ~0ULL, 0); },
-        [&] { return nFile.seekKey("key", 0, 4000, 0); },
-        [&] { return lText(5000, 4999, true); },
-        [&] { return lText(64, 50, false); },
-        [&] // read ahead, and then past that
-        {
-            char lBytes[4] = {};
-            bool const lHasRead = lText(64, 50, false) == 50;
-            int const lResult = nFile.read(lBytes, 4);
-            return lHasRead && lResult > 0 && nLine.compare(50, 4, lBytes, 4) != 0 ? -9 : lResult;
-        },
-        [&] { return lText(64, 50, false) == 50 && nFile.resize(nLine.size() + 5) ? 1 : -1; }, // as it is
-    };
-    for (auto const& lCall : CALLS)
-    {
-        ASSERT_EQ(0, nFile.seek(0, FILE_SEEK_BEGIN));
-        long long const lExpected = lCall();
-        bool lHasFired = true;
-        for (int lTry = 2; lHasFired; ++lTry)
-        {
-            SCOPED_TRACE(lTry + 1000 * (&lCall - CALLS));
-            ASSERT_EQ(0, nFile.seek(0, FILE_SEEK_BEGIN));
-            Fault const lFault(lTry / 2, EIO, lTry % 2 == 0 ? FAULT_ONCE : FAULT_FOR_EVER);
-            long long const lResult = lCall();
-            lHasFired = lFault.fired();
-            if (!lHasFired || (lResult != -1 && lResult != FILE_READ_END))
-            {
-                ASSERT_EQ(lExpected, lResult);
-            }
-        }
-    }
-}
-
-TEST_F(FileTextTest, LongLinesWhereEachCallFails)
-{
-    QuietLog const lQuiet;
-    for (std::size_t lLength : {4500U, 50000U}) // one that is kept whole while it is walked, and one that is not
-    {
-        std::string const lLine = std::string(lLength, 'x') + "key";
-        put(PATH, lLine + "\nnext");
-        File lFile = opened(FILE_ACCESS_READ_WRITE);
-        readingFails<FailNth<&SC::mLseek>>(lFile, lLine);
-        readingFails<FailNth<&SC::mPread>>(lFile, lLine);
-        readingFails<FailNth<&SC::mFstat>>(lFile, lLine);
-        EXPECT_EQ(lLength + 8, contentOf(PATH).size());
-    }
-    // Cut by another while it is read: it was longer an instant ago.
+    put(PATH, "text");
     File lFile = opened();
     Replaced const lRead(
         &SC::mPread, +[](int, void*, std::size_t, off_t) -> ssize_t { return 0; });

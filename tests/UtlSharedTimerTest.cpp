@@ -148,23 +148,6 @@ TEST(SharedTimer, KernelFailuresAreTold)
     EXPECT_EQ("ny", said({lTimer.isRunning(lRuns), lTimer.isRunning(lRests)}));
 }
 
-// What cannot be written is taken back with its own waiter, and no other one.
-TEST(SharedTimer, RefusedStopLeavesWhoWaits)
-{
-    QuietLog const lQuiet;
-    TestTimer lTimer;
-    int const lId = lTimer.run(nullptr, LONG_MS);
-    std::thread lOther([&] { EXPECT_EQ(0, lTimer.waitToStop(lId)); });
-    ASSERT_TRUE(Peer::sleeps(lTimer));
-    {
-        FailingWrites const lWrites(1, [] {});
-        EXPECT_FALSE(lTimer.stop(lId, 0));
-    }
-    EXPECT_TRUE(lTimer.isRunning(lId));
-    EXPECT_TRUE(lTimer.stop(lId, 0));
-    lOther.join();
-}
-
 TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
 {
     LogCapture lLog;

@@ -145,7 +145,7 @@ TEST(Thread, PassesItsStagesOnce)
     EXPECT_EQ(0, lThread.getId());
     EXPECT_FALSE(lThread.getPriority(&lPriority));
 
-    ASSERT_EQ(0, lThread.begin(0));
+    EXPECT_EQ(-2, lThread.begin(1, 20)); // runs on
     EXPECT_EQ("0 runs ", shown(lThread));
     EXPECT_FALSE(lThread.leaveManagement());
     lThread.mPrepare.open();
@@ -170,21 +170,6 @@ TEST(Thread, PassesItsStagesOnce)
     EXPECT_FALSE(lThread.leaveManagement());
     EXPECT_EQ(-1, lThread.waitTo(3, 0));
     EXPECT_EQ("0 1 2 3 asked", shown(lThread));
-}
-
-TEST(Thread, TimeOutsLeaveItRunning)
-{
-    HeldThread lThread;
-    EXPECT_EQ(-2, lThread.begin(1, 20)); // preExecute is held
-    EXPECT_NE(0, lThread.getId());
-    EXPECT_EQ("0 runs ", shown(lThread));
-    // Requested, but the thread cannot answer; then asked once more.
-    EXPECT_EQ(-2, lThread.stop(1, 20));
-    EXPECT_EQ(0, lThread.stop(0, 0));
-    EXPECT_EQ("0 2 runs asked", shown(lThread));
-    EXPECT_EQ(2, lThread.mRequests);
-    lThread.mPrepare.open();
-    EXPECT_EQ(0, lThread.waitTo(3, longMs()));
 }
 
 TEST(Thread, SleepsThroughSignalsAndRefusesTheNegative)

@@ -1,6 +1,5 @@
 // Conversions and lines of Japanese text beside iconv, on any processor: needs nothing but the library and the C
-// library,
-// so that it runs under an emulator, too. The least of eleven interleaved rounds counts.
+// library, so that it runs under an emulator, too. The least of eleven interleaved rounds counts.
 //
 //   textTimes [FILE]    FILE: UTF-8 that Shift-JIS has codes for; otherwise a made text of four megabytes.
 #include "UtlCharSet.h"

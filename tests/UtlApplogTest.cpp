@@ -399,7 +399,7 @@ TEST(Applog, ConsoleThatCameBackIsWaitedFor)
 TEST_F(ApplogTest, ChildOfAForkAndManyThreadsLogAndUseText)
 {
     utl::test::Watched const lWatched;
-    File lFile("/dev/null", FILE_TEXT_UTF8);
+    File lFile("/dev/zero", FILE_TEXT_UTF8);
     ASSERT_TRUE(lFile.open(FILE_OPEN_TOP, FILE_ACCESS_WRITE));
     std::atomic<bool> lIsOver{false};
     std::atomic<int> lLines{0};

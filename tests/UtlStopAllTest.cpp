@@ -136,6 +136,7 @@ TEST(StopAll, ForkInAListenerLeavesTheChildAnEmptyList)
         lChild == 0 ? ::_exit(whoHolds(lOther.getId(), &lHolder) ? 1 : 0) : void();
     };
     ASSERT_TRUE(lThread.begin());
+    ASSERT_TRUE(MsgDrivenThreadTestPeer::sleeps(lThread)); // or the stop would come before the message
     ASSERT_TRUE(lThread.postMsg(2));
     ASSERT_EQ(0, lThread.stop(0, 0));
     lGate.open();

@@ -263,6 +263,20 @@ TEST_F(FileTextTest, ArgumentsThatAreNone)
     EXPECT_EQ(8U, contentOf(PATH).size());
 }
 
+TEST_F(FileTextTest, ALongSearchMovesTheDescriptorNoMoreThanAShortOne)
+{
+    int lCalls = 0;
+    for (unsigned int const lSize : {10U, 50000U}) // within what is read ahead, and beyond it
+    {
+        put(PATH, std::string(lSize, 'x') + "key");
+        File lFile = opened();
+        FailNth<&SC::mLseek> const lSeeks(99, 0); // counts
+        EXPECT_EQ(lSize, lFile.seekKey("key", 0, ~0ULL, 0));
+        lCalls = lSize == 10 ? lSeeks.calls() : lCalls;
+        EXPECT_EQ(lCalls, lSeeks.calls());
+    }
+}
+
 // It was longer an instant ago.
 TEST_F(FileTextTest, AFileCutWhileItIsReadHasEnded)
 {

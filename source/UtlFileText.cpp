@@ -53,7 +53,7 @@ public:
     {
     }
 
-    /// Result: behind the key where it ends before npEnd, null otherwise; the next call goes on.
+    /// Result: behind the key if it ends before npEnd, null otherwise; the next call goes on.
     unsigned char const* walk(unsigned char const* npFrom, unsigned char const* npEnd)
     {
         while (npFrom != npEnd)

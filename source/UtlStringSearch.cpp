@@ -34,10 +34,10 @@ public:
         }
     }
 
-    // The set as the C library takes it; null where that would not do.
+    // The set as the C library takes it; null if that would not do.
     char const* asAscii() const { return mIsAscii && *mpEnd == 0 ? reinterpret_cast<char const*>(mpBegin) : nullptr; }
 
-    // Bytes of the character at npChar, 0 where the set does not have it or the text ends.
+    // Bytes of the character at npChar, 0 if the set does not have it or the text ends.
     unsigned int sizeAt(unsigned char const* npChar) const
     {
         if (!mIsFirst[*npChar] || *npChar < 0x80)

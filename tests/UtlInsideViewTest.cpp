@@ -296,7 +296,7 @@ TEST(InsideView, WordsAreReadWhole)
     lIsToEnd = true;
     lWriter.join();
     EXPECT_EQ(0U, lTorn);
-    EXPECT_LT(90000U, lRead);
+    EXPECT_LT(10000U, lRead); // the writer may be quicker, eight times each
 }
 
 } // namespace utl::test

@@ -294,7 +294,7 @@ long timerCount()
 struct Holding
 {
     char const* mpName;
-    long mCount;
+    long long mCount;
 };
 using Holdings = std::array<Holding, 5>;
 
@@ -630,8 +630,8 @@ public:
         std::printf(
             "# Faults\n\n"
             "Each call that the library makes and that can fail, in each scenario that makes it: how often it was "
-            "made to fail,\nand what the caller saw. Made by `UtlFaultProof --table > docs/faults.md`; "
-            "[calls.txt](../tests/proof/calls.txt) has the error numbers\nand every call that cannot fail, with the "
+            "made to fail,\nand what the caller saw. Made by `UtlFaultProof --table > docs/faults.md`;\n"
+            "[calls.txt](../tests/proof/calls.txt) has the error numbers and every call that cannot fail, with the "
             "reason.\n\n"
             "Each call fails at its first, second, ... use in the scenario, once and for ever, with each error "
             "number. *unaffected*:\nevery result was as without a fault; *exception*: `std::bad_alloc` came "

@@ -31,7 +31,7 @@ namespace utl::internal
 /// append and leave. The note is up from construction on, since the loop's first act is to wait.
 ///
 /// The note carries a generation, which the loop raises whenever it wakes: a sender whose write fails learns by it
-/// whether his record was seen all the same.
+/// whether its record was seen all the same.
 ///
 /// Timers' signals are let in while the loop waits and, when one is due, between two dispatches. Nowhere else.
 ///
@@ -68,12 +68,12 @@ public:
     /// On the thread: works until the end. Result: true after a stop, false if the pipe cannot be read.
     bool run();
 
-    /// What a sender has to do once he has let go of the lock.
+    /// What a sender has to do after letting go of the lock.
     struct Wake
     {
-        bool mIsMine = false; ///< he has taken the note down, and wakes the loop
+        bool mIsMine = false; ///< the sender has taken the note down, and wakes the loop
         unsigned int mGeneration = 0;
-        unsigned int mNumber = 0; ///< that of his record
+        unsigned int mNumber = 0; ///< that of the record
     };
 
     /// Appends a record. Result: false for a full queue.
@@ -89,7 +89,7 @@ public:
         return true;
     }
 
-    /// Wakes the loop if that is the sender's to do. If it cannot be woken, and his record is still the newest, that is
+    /// Wakes the loop if that is the sender's to do. If it cannot be woken, and the record is still the newest, that is
     /// taken back, and nTakeBack takes back under the lock what belongs to it.
     /// Result: false if it was taken back.
     template <class TakeBack>

@@ -241,7 +241,7 @@ inline char* storeUsualUnit(char* npDst, unsigned int nUnit, std::uint32_t nHead
     return npDst + usualSize(nHead);
 }
 
-/// Walks well-formed characters, a machine word at a time where they are ASCII or usual ones of three bytes.
+/// Walks well-formed characters, a machine word at a time if they are ASCII or usual ones of three bytes.
 /// Bytes from npEnd to the first that is no tail byte must be readable; a terminator at npEnd is enough.
 /// Result: npEnd, or the first character that is malformed or passes npEnd.
 unsigned char const* wellFormedEnd(unsigned char const* npText, unsigned char const* npEnd);

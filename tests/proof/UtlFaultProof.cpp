@@ -636,8 +636,8 @@ public:
             "Each call fails at its first, second, ... use in the scenario, once and for ever, with each error "
             "number. *unaffected*:\nevery result was as without a fault; *exception*: `std::bad_alloc` came "
             "through; otherwise the first result that\ndiffered (a number, or false). After each: only documented "
-            "results, no descriptor, thread, handle, kernel timer or heap block\nmore than before, and the same "
-            "scenario without a fault works. *First use* is a process that has not used the library\nbefore.\n\n"
+            "results, no descriptor, thread, handle, kernel timer or heap\nblock more than before, and the same "
+            "scenario without a fault works. *First use* is a process that has not used the\nlibrary before.\n\n"
             "| Call | Scenario | Faults | Seen |\n|---|---|---|---|\n");
         for (int lCall = 0; lCall < CALL_COUNT; ++lCall)
         {

@@ -10,6 +10,20 @@ using internal::TimerFate;
 using internal::TimerTable;
 using internal::TimerWaiter;
 
+namespace
+{
+
+/// Takes a timer, whose kernel timer is gone, out of the table that has it and tells its event.
+template <class TimerMap>
+void removeTimer(TimerMap& nMap, int nTimerId)
+{
+    SmartPointer<Event> const lpEvent = nMap.find(nTimerId)->mValue.mpRunningEvent;
+    nMap.erase(nTimerId);
+    lpEvent->setOff();
+}
+
+} // namespace
+
 // ---------------------------------------------------------------------------------------------- for callers
 
 int MsgDrivenThread::remTimerIdCount() const
@@ -134,12 +148,13 @@ bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, Time
     {
         if (stopTimerLocked(nTimerId, nInfo))
         {
-            removeTimerLocked(mTimers.map(), nTimerId);
+            removeTimer(mTimers.map(), nTimerId);
             return true;
         }
         return false;
     }
-    bool const lIsHandedOver = !hasEndedLocked() && mTimerStopEntryMap.insert(nTimerId, nInfo);
+    KilledTimer const lKilled{nInfo.mSysTimerId, nInfo.mSysTimerNumber, nInfo.mpRunningEvent};
+    bool const lIsHandedOver = !hasEndedLocked() && mTimerStopEntryMap.insert(nTimerId, lKilled);
     if (hasEndedLocked() || !postTimerRequestLocked({MSG_ID_STOP_TIMER, nTimerId}, npWaiter))
     {
         mTimerStopEntryMap.erase(nTimerId);
@@ -169,14 +184,6 @@ bool MsgDrivenThread::Impl::postTimerRequestLocked(CtlRecord const& nRecord, Tim
         enlistLocked(*npWaiter, nRecord.mParam, {MSG_ID_START_TIMER, MSG_ID_STOP_TIMER});
     }
     return true;
-}
-
-/// Takes a timer, whose kernel timer is gone, out of the table that has it and tells its event.
-void MsgDrivenThread::Impl::removeTimerLocked(TimerTable::TimerMap& nMap, int nTimerId)
-{
-    SmartPointer<Event> const lpEvent = nMap.find(nTimerId)->mValue.mpRunningEvent;
-    nMap.erase(nTimerId);
-    lpEvent->setOff();
 }
 
 // ---------------------------------------------------------------------------------------------- on the message thread
@@ -217,9 +224,9 @@ int MsgDrivenThread::Impl::executeStopTimerLocked(int nTimerId)
     {
         return 0;
     }
-    int const lResult = mTimers.disarm(lpPair->mValue) ? 0 : -1;
+    int const lResult = mTimers.destroy(lpPair->mValue.mSysTimerId, lpPair->mValue.mSysTimerNumber) ? 0 : -1;
     eraseTimeoutsLocked(nTimerId);
-    removeTimerLocked(mTimerStopEntryMap, nTimerId);
+    removeTimer(mTimerStopEntryMap, nTimerId);
     return lResult;
 }
 
@@ -258,7 +265,7 @@ MsgDrivenThread::Impl::TimeoutResult MsgDrivenThread::Impl::timeoutPostHandlingL
     TimeoutResult const lResult = finishTimeoutLocked(nTimerId, *lpInfo);
     if (lResult == TIMEOUT_ENDED)
     {
-        removeTimerLocked(mTimers.map(), nTimerId);
+        removeTimer(mTimers.map(), nTimerId);
     }
     if (lResult == TIMEOUT_REARM_FAILED)
     {
@@ -282,15 +289,15 @@ void MsgDrivenThread::Impl::eraseAllTimer()
             }
             lTimerId = lpLast->mKey;
             stopTimerLocked(lTimerId, lpLast->mValue);
-            removeTimerLocked(mTimers.map(), lTimerId);
+            removeTimer(mTimers.map(), lTimerId);
         }
         mThread.onEraseTimer(lTimerId);
     }
     SyncGuard lGuard(mSyncObject);
     while (auto* const lpLast = mTimerStopEntryMap.at(mTimerStopEntryMap.size() - 1))
     {
-        mTimers.disarm(lpLast->mValue);
-        removeTimerLocked(mTimerStopEntryMap, lpLast->mKey);
+        mTimers.destroy(lpLast->mValue.mSysTimerId, lpLast->mValue.mSysTimerNumber);
+        removeTimer(mTimerStopEntryMap, lpLast->mKey);
     }
     mCtlQueue.eraseIf(
         [](CtlRecord const& nRecord)

@@ -56,7 +56,6 @@ public:
     bool postTimerRequestLocked(CtlRecord const& nRecord, internal::TimerWaiter* npWaiter) UTL_REQUIRES(mSyncObject);
     int executeStartTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
     bool killTimerLocked(int nTimerId, TimerInfo& nInfo, internal::TimerWaiter* npWaiter) UTL_REQUIRES(mSyncObject);
-    void removeTimerLocked(internal::TimerTable::TimerMap& nMap, int nTimerId) UTL_REQUIRES(mSyncObject);
 
     enum StartTimerResult
     {
@@ -97,6 +96,14 @@ private:
     void showWork() const;
     void endLoop();
 
+    /// What the message thread still has to delete of a timer that another thread has killed.
+    struct KilledTimer
+    {
+        void* mSysTimerId;
+        int mSysTimerNumber;
+        SmartPointer<Event> mpRunningEvent;
+    };
+
     // Erasing and timers
     void onSyncErased() override { mSync.mCompletion.give(); } // mSync.mResult stays false
     bool onTimeoutErased(int nTimerId) override;
@@ -110,7 +117,8 @@ private:
     bool mHasTaken = false;                          // likewise: the work's message is in mOutputRawMsg
     std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
     std::atomic<unsigned int> mPendingRequests{0};   // bits of Request, raised under mSyncObject
-    internal::TimerTable::TimerMap mTimerStopEntryMap UTL_GUARDED_BY(mSyncObject); // those that others have killed
+    Map<int, KilledTimer, int const&, KilledTimer const&, CompareLessPairKey<int, KilledTimer>>
+        mTimerStopEntryMap UTL_GUARDED_BY(mSyncObject);
 };
 
 } // namespace utl

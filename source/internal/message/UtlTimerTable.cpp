@@ -191,23 +191,26 @@ bool TimerTable::setTime(TimerInfo& nInfo, void* npTimerId)
 bool TimerTable::disarm(TimerInfo& nInfo)
 {
     nInfo.mDueNs = TimerInfo::NEVER;
-    if (nInfo.mSysTimerNumber == -1)
+    if (!destroy(nInfo.mSysTimerId, nInfo.mSysTimerNumber))
     {
-        return true;
-    }
-    if (reported("stopTimerByTimerInfo", mKind.mLineOfDelete,
-                 [&] { return gSystem.mTimerDelete(nInfo.mSysTimerId); }) != 0)
-    {
-        applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpDeleteFailed, mpName,
-               mKind.mTellsNumberOfDeleted ? static_cast<unsigned int>(nInfo.mSysTimerNumber)
-                                           : asHex(nInfo.mSysTimerId),
-               errno);
         return false;
     }
     nInfo.mSysTimerId = nullptr;
     nInfo.mSysTimerNumber = -1;
     nInfo.mPendingTimeoutCount = 0;
     return true;
+}
+
+bool TimerTable::destroy(void* npTimerId, int nNumber) const
+{
+    if (nNumber == -1 ||
+        reported("stopTimerByTimerInfo", mKind.mLineOfDelete, [&] { return gSystem.mTimerDelete(npTimerId); }) == 0)
+    {
+        return true;
+    }
+    applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, mKind.mpDeleteFailed, mpName,
+           mKind.mTellsNumberOfDeleted ? static_cast<unsigned int>(nNumber) : asHex(npTimerId), errno);
+    return false;
 }
 
 // ---------------------------------------------------------------------------------------------- expiries

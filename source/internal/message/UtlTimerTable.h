@@ -85,6 +85,9 @@ public:
     /// Result: false, with a line in the log and the number kept, when the kernel refuses.
     bool disarm(TimerInfo& nInfo);
 
+    /// Deletes the kernel timer of this handle and number; -1: there is none. The result is that of disarm().
+    bool destroy(void* npTimerId, int nNumber) const;
+
     /// What a note gives rise to: the id of the timer and how many time-outs to queue, which count as waiting from now
     /// on. A slow listener loses beats: one waits, or two of a free-running timer.
     struct Expiry

@@ -142,6 +142,13 @@ public:
     utl::MsgDrivenThread mThread;
 };
 
+/// Without the listener's times, for which a clock is read at each message.
+class UntimedSide : public UtlSide
+{
+public:
+    UntimedSide() { mThread.setCallClock(utl::CallClock::NONE); }
+};
+
 template <unsigned int READ_SIZE>
 class PipeSide
 {
@@ -506,6 +513,7 @@ void addAll()
     add<roundTrip<Pipe8>>("roundTrip", "floor8");
     add<drain<UtlSide>>("heldBurst", "utl");
     add<drain<Pipe8>>("heldBurst", "floor8");
+    add<drain<UntimedSide>>("heldBurstUntimed", "utl");
     add<listenerAlone>("listenerAlone", "utl");
     add<floodBesideTimer>("floodBesideTimer", "utl");
     benchmark::RegisterBenchmark("postBehind/utl", postBehind)->Arg(8)->Arg(64)->Arg(1000)->Arg(20000)->UseRealTime();
@@ -518,6 +526,7 @@ void printMore(utl::bench::RatioReporter const& nReporter)
     for (std::string const lCpu : {"", "OneCpu"})
     {
         double const lBurst = nReporter.medianOf("heldBurst" + lCpu + "/utl");
+        double const lUntimed = nReporter.medianOf("heldBurstUntimed" + lCpu + "/utl");
         double const lListener = nReporter.medianOf("listenerAlone" + lCpu + "/utl");
         double const lFlood = nReporter.medianOf("oneProducer" + lCpu + "/utl");
         double const lFloodBeside = nReporter.medianOf("floodBesideTimer" + lCpu + "/utl");
@@ -525,6 +534,7 @@ void printMore(utl::bench::RatioReporter const& nReporter)
         if (lBurst > 0 && lListener > 0) // unless a filter has left one out
         {
             std::printf("  held burst, net of the listener   %6.1f ns a message\n", (lBurst - lListener) / BURST);
+            std::printf("  the same without its times        %6.1f ns a message\n", (lUntimed - lListener) / BURST);
         }
         if (lFlood > 0 && lFloodBeside > 0)
         {

@@ -16,14 +16,20 @@ namespace utl
 ///         the longest 20 ms for 0x00000005
 ///     thread 4713 "Reader": timers 2, 1 running, next due in 120 ms
 ///     thread 4713 "Reader": waits for 4714 "Writer" for 2350 ms, synchronous message 0x00000007
+///     thread 4714 "Writer": holds the queue of 4713 "Reader"
 ///     deadlock: 4713 "Reader" waits for 4714 "Writer" waits for 4713 "Reader"
 ///     utl: 2 threads, 0 passed over, 0 lines dropped
 ///
 /// Listed are the threads of the registry, and others that have reported to the watchdog or waited for a thread of the
 /// library. A thread that changes faster than it can be read is passed over. Each line is whole, and all that it says
-/// of a thread's message, wait or report is of one moment; two lines may be of two. A lock is shown with its owner if
-/// somebody waits for it. Times are as exact as the kernel's tick. "about" is said of books that change too fast to be
-/// read at one moment; otherwise accepted is the sum of delivered, erased, taken back and waiting, as in Ledger.
+/// of a thread's message, wait or report is of one moment; two lines may be of two. Times are as exact as the kernel's
+/// tick. "about" is said of books that change too fast to be read at one moment; otherwise accepted is the sum of
+/// delivered, erased, taken back and waiting, as in Ledger.
+///
+/// Who "holds" a lock is told of the queue's lock of each loop and of the locks of the process: those of the registry, the
+/// watchdog, the log and the like. Most are held for an instant, and one dump may meet that by chance; a lock that a
+/// thread holds in two dumps is the one to look at. Of any other SyncObject the owner is told if somebody waits for it.
+/// Only the C library of GNU tells owners.
 ///
 /// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second; before that the line
 /// says "circle", since one of them may only have to wake up.

@@ -9,6 +9,13 @@
 namespace utl
 {
 
+class SyncObject;
+
+namespace internal
+{
+pthread_mutex_t const& mutexOf(SyncObject const& nLock); // for the dump, which looks for its owner
+} // namespace internal
+
 /// What a SyncGuard can hold. The operations are const so that const members of other classes can lock.
 /// Safety: that of the class behind it; see SyncObject.
 class UTL_API UTL_CAPABILITY("lock") SyncObjectBase
@@ -48,6 +55,8 @@ public:
     void unlock() const override UTL_RELEASE();
 
 private:
+    friend pthread_mutex_t const& internal::mutexOf(SyncObject const& nLock);
+
     mutable pthread_mutex_t mMutex;
 };
 

@@ -58,8 +58,8 @@ struct LogState
         (void)mTypes.insert(DEFAULT_LOG_TYPE, lType);
         std::strcpy(lType.mPrefix, "<UTIL> ");
         (void)mTypes.insert(UTL_LOG_TYPE, lType);
-        freeInChild(FORK_LOG_TYPES, mTypeLock);
-        freeInChild(FORK_LOG_OUTPUT, mOutputLock);
+        freeInChild(FORK_LOG_TYPES, "the types of the log", mTypeLock);
+        freeInChild(FORK_LOG_OUTPUT, "the output of the log", mOutputLock);
     }
 
     SyncObject mTypeLock;

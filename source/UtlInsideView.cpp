@@ -248,6 +248,39 @@ void writeWait(Lines& nLines, SlotImage const& nImage)
     nLines.write(lLine);
 }
 
+/// nOf: whose queue it is; null for a lock of the process.
+void writeHeldLock(Lines& nLines, int nOwnerId, char const* npLock, SlotImage const* npOf)
+{
+    Line lLine;
+    SlotImage lOwner;
+    bool const lIsKnown = findSlot(nOwnerId, &lOwner) != SLOT_COUNT;
+    addThread(lLine.text("thread "), nOwnerId, lIsKnown ? lOwner.mIdentity : SlotImage::Identity{});
+    lLine.text(": holds ").text(npLock);
+    npOf != nullptr ? void(addThread(lLine.text(" of "), npOf->id(), npOf->mIdentity)) : void();
+    nLines.write(lLine);
+}
+
+void writeHeldLocks(Lines& nLines)
+{
+    for (internal::NamedLock const& lLock : internal::gNamedLocks)
+    {
+        char const* lpName = nullptr;
+        int const lOwnerId = internal::readLock(lLock, &lpName);
+        lOwnerId != 0 ? writeHeldLock(nLines, lOwnerId, lpName, nullptr) : void();
+    }
+    for (ThreadSlot& lSlot : gThreadSlots)
+    {
+        SlotImage lImage;
+        bool lIsWhole = false;
+        std::uint32_t const lClaim = lSlot.mClaim.load(std::memory_order_acquire);
+        int const lOwnerId = internal::ownerOfQueue(lSlot);
+        if (lOwnerId != 0 && readSlot(lSlot, &lImage, &lIsWhole) && lIsWhole && lImage.mClaim == lClaim)
+        {
+            writeHeldLock(nLines, lOwnerId, "the queue", &lImage);
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------------------------- circles
 
 /// From a thread that waits to the thread that it waits for, and on.
@@ -360,6 +393,7 @@ unsigned int dump(int nFd)
         }
         writeThread(lLines, lSlot, lImage);
     }
+    writeHeldLocks(lLines);
     for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)
     {
         writeCircle(lLines, lIndex);

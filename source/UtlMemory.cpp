@@ -6,6 +6,7 @@
 #include "UtlThreadManager.h"
 #include "internal/base/UtlHeapPort.h"
 #include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlShownLock.h"
 #include "internal/base/UtlSystemCalls.h"
 
 #include <cstdarg>
@@ -22,7 +23,7 @@ constexpr int COMPLAINTS_FD = 0;
 
 struct Singleton
 {
-    SyncObject mInstantiationSyncObject;
+    internal::ShownLock mInstantiationSyncObject{"the making of the heap account"};
     Memory* mpTheObject UTL_GUARDED_BY(mInstantiationSyncObject) = nullptr;
 };
 

@@ -13,7 +13,7 @@ StaticBuffer& StaticBuffer::get()
 {
     struct TheBuffer : StaticBuffer
     {
-        TheBuffer() { internal::freeInChild(internal::FORK_SCRATCH_ROWS, mBufferLock); }
+        TheBuffer() { internal::freeInChild(internal::FORK_SCRATCH_ROWS, "the scratch rows", mBufferLock); }
     };
     static internal::Immortal<TheBuffer> lTheBuffer;
     return lTheBuffer.get();

@@ -26,6 +26,11 @@ void stayAway(int nPauses)
 
 } // namespace
 
+pthread_mutex_t const& internal::mutexOf(SyncObject const& nLock)
+{
+    return nLock.mMutex;
+}
+
 SyncObject::SyncObject()
 {
     pthread_mutexattr_t lAttribute;

@@ -6,6 +6,7 @@
 #include "internal/base/UtlHeapPort.h"
 #include "internal/base/UtlImmortal.h"
 #include "internal/base/UtlLogFileSink.h"
+#include "internal/base/UtlShownLock.h"
 #include "internal/base/UtlSystemCalls.h"
 #include "internal/base/UtlThreadSlots.h"
 #include "internal/thread/UtlBlockingCall.h"
@@ -148,7 +149,7 @@ bool ThreadManager::ThreadEntry::isControllable() const
 
 SyncObject& ThreadManager::instantiationSyncObject()
 {
-    static internal::Immortal<SyncObject> lLock;
+    static internal::Immortal<internal::ShownLock> lLock("the making of the registry");
     return lLock.get();
 }
 
@@ -251,10 +252,12 @@ ThreadManager::ThreadManager(unsigned int nEntryMax)
       mStartedEvent(0, 0),
       mpWatchdog(internal::watchdog::create(nEntryMax))
 {
+    internal::showLock("the registry", internal::mutexOf(mEntrySyncObject));
 }
 
 ThreadManager::~ThreadManager()
 {
+    internal::hideLock(internal::mutexOf(mEntrySyncObject));
     internal::watchdog::destroy(mpWatchdog);
 }
 

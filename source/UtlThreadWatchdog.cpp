@@ -6,6 +6,7 @@
 #include "UtlString.h"
 #include "UtlThreadManager.h"
 #include "UtlTimeCounter.h"
+#include "internal/base/UtlThreadSlots.h"
 #include "internal/message/UtlLoopList.h"
 #include "internal/thread/UtlWatchdogJudge.h"
 #include "internal/thread/UtlWatchdogPort.h"
@@ -101,10 +102,12 @@ ThreadWatchdog::ThreadWatchdog(unsigned int nEntryMax)
 {
     mpThread = new MsgDrivenThread(MAX_MSG_SIZE, MAX_MSG_COUNT, "Watchdog Thread", nEntryMax);
     mpThread->setApart();
+    internal::showLock("the watchdog", internal::mutexOf(mSyncObject));
 }
 
 ThreadWatchdog::~ThreadWatchdog()
 {
+    internal::hideLock(internal::mutexOf(mSyncObject));
     delete mpThread; // first: a pass that is under way needs the table and the lock to its end
 }
 

@@ -22,7 +22,7 @@ using StartTicks = Map<unsigned int, unsigned int, unsigned int const&, unsigned
 
 struct CounterTable
 {
-    CounterTable() { internal::freeInChild(internal::FORK_COUNTERS, mSyncObject); }
+    CounterTable() { internal::freeInChild(internal::FORK_COUNTERS, "the tick counters", mSyncObject); }
 
     SyncObject mSyncObject;
     StartTicks mStartTicks UTL_GUARDED_BY(mSyncObject){TimeCounter::MAX_COUNTERS}; // by counter id

@@ -1,6 +1,7 @@
 // The dump: what it says of threads that hang, and what it does where it cannot write.
 #include "UtlInsideView.h"
 
+#include "UtlStaticBuffer.h"
 #include "UtlThreadManager.h"
 #include "internal/base/UtlThreadSlots.h"
 #include "support/Child.h"
@@ -146,6 +147,37 @@ TEST(InsideView, ALockIsShownWithItsOwner)
     }
     EXPECT_TRUE(lPair.mSecondThread.sendMsgSync(9)); // it goes on, and says so
     EXPECT_EQ(std::string::npos, dumped().find("a lock"));
+}
+
+TEST(InsideView, LocksOfTheLibraryAreShownWithWhoHoldsThem)
+{
+    struct SlowMsg : Msg
+    {
+        SlowMsg()
+            : Msg(8)
+        {
+        }
+        void storeDataTo(MsgDataBroker*) const override { mBegun.open(), mGo.wait(); }
+        void restoreDataFrom(MsgDataBroker&) override {}
+        Gate mutable mBegun;
+        Gate mutable mGo;
+    } lMsg;
+    Pair lPair;
+    std::thread lSender([&] { lPair.mFirstThread.postMsg(lMsg); });
+    EXPECT_TRUE(lMsg.mBegun.wait());
+    {
+        WorkingBuffer<char> const lRow;
+        std::string const lText = dumped();
+        EXPECT_TRUE(Pattern("\nthread [0-9]+ \"\": holds the queue of " + idOf(lPair.mFirstThread) + " \"first\"\n")
+                        .finds(lText))
+            << lText;
+        EXPECT_NE(std::string::npos,
+                  lText.find("\nthread " + std::to_string(::getpid()) + " \"\": holds the scratch rows\n"))
+            << lText;
+    }
+    lMsg.mGo.open();
+    lSender.join();
+    EXPECT_EQ(std::string::npos, dumped().find("holds the scratch rows"));
 }
 
 TEST(InsideView, ATimerAndAStopAreShown)

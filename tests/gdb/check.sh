@@ -32,6 +32,7 @@ threads() {
         " +[0-9]+  thread [0-9]+ \"left\": accepted 2, delivered 1, erased 0, taken back 0, waiting 1, most [12]; .*" \
         " +[0-9]+  thread [0-9]+ \"right\": waits for [0-9]+ \"left\" for $lMs, synchronous message 0x00000003" \
         " +[0-9]+  thread [0-9]+ \"Watchdog Thread\": timers 1, 1 running, next (due in|overdue for) $lMs" \
+        ' +1  thread [0-9]+ "": holds the scratch rows' \
         '(circle|deadlock): [0-9]+ "(left|right)" waits for [0-9]+ "(left|right)" waits for [0-9]+ "(left|right)"' \
         "[34] threads; the number ahead is gdb's"
     [ $lResult -eq 0 ] || cat "$1"

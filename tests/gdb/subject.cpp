@@ -5,6 +5,7 @@
 #include <UtlMsgDrivenThread.h>
 #include <UtlQueue.h>
 #include <UtlSmartPointer.h>
+#include <UtlStaticBuffer.h>
 
 #include <cstring>
 
@@ -96,6 +97,7 @@ int main()
     {
         ::poll(nullptr, 0, 1);
     }
+    utl::WorkingBuffer<char> const lRow;
     ::raise(SIGTRAP);
     ::_exit(0);
 }

@@ -80,6 +80,7 @@ private:
             "|thread [0-9]+ \"[A-Za-z ]*\": waits for (a lock|[0-9]+ \"[A-Za-z ]*\") for [0-9]{1,10} ms"
             "(, synchronous message 0x[0-9a-f]{8}|, interrupt 0x[0-9a-f]{8}|, a request to it|, its end"
             "|, a lock that it holds)?(, with a limit)?"
+            "|thread [0-9]+ \"[A-Za-z ]*\": holds (the queue of [0-9]+ \"[A-Za-z ]*\"|the [a-z ]+)"
             "|circle: ([0-9]+ \"[A-Za-z ]*\" waits for )+[0-9]+ \"[A-Za-z ]*\")$");
         if (!sLine.finds(nLine))
         {

@@ -193,6 +193,10 @@ class Memory:
     def text(self, address):
         return gdb.Value(address).cast(gdb.lookup_type("char").pointer()).string("utf-8", "replace") if address else ""
 
+    def owner(self, mutex):
+        """Of a mutex of glibc: its third number."""
+        return self.numbers(mutex + 8, 1, 4)[0]
+
     def copies(self, address, count):
         """The newer of two copies; address is that of their generation."""
         newer = self.numbers(address, 1, 4)[0] & 1
@@ -214,8 +218,11 @@ def find_table():
     raise gdb.GdbError("no thread slots: does the program use the library, and does it run?")
 
 
+VERSION = 2
+
+
 class Slot:
-    """One thread, as internal::ThreadSlot of table version 1 lies in memory."""
+    """One thread, as internal::ThreadSlot of table version 2 lies in memory."""
 
     NAME_SIZE = 32
 
@@ -237,8 +244,8 @@ class Slot:
         packed = struct.pack(f"{memory.order}{len(identity) - 2}{'Q' if word == 8 else 'I'}", *identity[2:])
         self.name = packed.split(b"\0")[0].decode("utf-8", "replace")
         self.waits_for = self.wait[1] if self.wait[0] != 0 else 0
-        if self.wait[0] == 5:  # a glibc mutex; its owner is the third number
-            self.waits_for = memory.numbers(self.wait[1] + 8, 1, 4)[0]
+        if self.wait[0] == 5:  # a mutex
+            self.waits_for = memory.owner(self.wait[1])
             if self.waits_for == self.number:  # it has the lock by now
                 self.waits_for, self.wait = 0, (0, 0, 0, 0)
         self.memory = memory
@@ -248,6 +255,9 @@ class Slot:
         queue, loop, calls = self.memory.words(self.loop + 7 * word, 3)
         numbers = self.memory.numbers
         return numbers(queue, 6, 4) + numbers(loop, 7, 4) + numbers(calls, 3, 4)
+
+    def owner_of_queue(self):
+        return self.memory.owner(self.memory.words(self.loop + 10 * self.memory.word, 1)[0])
 
     def timers(self):
         return self.memory.copies(self.loop, 3)
@@ -275,14 +285,18 @@ class Threads:
         memory = Memory(4)
         magic = bytes(gdb.selected_inferior().read_memory(address, 16))
         version, word, size, count = memory.numbers(address + 16, 4, 4)
-        if magic != MAGIC or version != 1:
+        if magic != MAGIC or version != VERSION:
             raise gdb.GdbError(f"thread slots of version {version}: take the script that came with the library")
         memory = Memory(word)
-        first = memory.words(address + 32, 1)[0]
+        first, locks, lock_count = memory.words(address + 32, 3)
         every = [Slot(memory, first + index * size) for index in range(count)]
         self.slots = [slot for slot in every if slot.is_used]
         self.now = slot_clock(self.slots)
         self.by_number = {slot.number: slot for slot in self.slots}
+        named = (memory.words(locks + index * 2 * word, 2) for index in range(lock_count))
+        self.held = [(memory.owner(mutex), memory.text(name)) for name, mutex in named if mutex != 0]
+        self.held += [(slot.owner_of_queue(), "the queue of " + self.title(slot.number))
+                      for slot in self.slots if slot.loop != 0]
 
     def title(self, number):
         slot = self.by_number.get(number)
@@ -341,6 +355,9 @@ class Threads:
                 yield from (title + line for line in self.loop(slot))
             if slot.wait[0] != 0:
                 yield title + self.waiting(slot)
+        for number, lock in self.held:
+            if number != 0:
+                yield f"{known.get(number, '-'):>4}  thread {self.title(number)}: holds {lock}"
         yield from self.circles()
         yield f"{len(self.slots)} threads; the number ahead is gdb's"
 

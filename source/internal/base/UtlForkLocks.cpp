@@ -3,6 +3,7 @@
 
 #include "internal/base/UtlImmortal.h"
 #include "internal/base/UtlSystemCalls.h"
+#include "internal/base/UtlThreadSlots.h"
 
 #include <atomic>
 #include <new>
@@ -63,8 +64,9 @@ void makeAnewInChild()
 
 } // namespace
 
-void freeInChild(ForkRank nRank, SyncObject& nLock)
+void freeInChild(ForkRank nRank, char const* npName, SyncObject& nLock)
 {
+    showLock(npName, mutexOf(nLock));
     gLocks[nRank] = &nLock;
 }
 
@@ -72,7 +74,7 @@ SyncObject& calendarLock()
 {
     struct Registered
     {
-        Registered() { freeInChild(FORK_CALENDAR, mLock); }
+        Registered() { freeInChild(FORK_CALENDAR, "the calendar", mLock); }
         SyncObject mLock;
     };
     static Immortal<Registered> lLock;

@@ -19,10 +19,10 @@ enum ForkRank
 };
 
 /// Frees a lock in the child of every later fork, with what it guards whole: fork() waits until nobody else has it.
-/// nLock: lives as long as the process. Once for each rank.
+/// npName: for the dump. nLock: lives as long as the process. Once for each rank.
 /// A lock that stays held, by a sink that waits for the thread that forks, say, makes fork() wait for about a second;
 /// then the lock is free in the child all the same.
-void freeInChild(ForkRank nRank, SyncObject& nLock);
+void freeInChild(ForkRank nRank, char const* npName, SyncObject& nLock);
 
 /// The C library has a lock of its own for the time zone, and a fork does not mind it: whoever asks it for the parts of
 /// a time holds this one meanwhile.

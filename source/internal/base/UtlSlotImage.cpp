@@ -81,12 +81,22 @@ unsigned int findSlot(int nId, SlotImage* npImage)
 
 bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
 {
-    nSlot.mReaders.fetch_add(1, std::memory_order_seq_cst); // from here on the view stays
+    Looking const lLooking(nSlot.mReaders);
     LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
     bool const lIsRead = lpView != nullptr && lpView->mTimers.read(&npLoop->mTimers);
     lIsRead ? readBooks(*lpView, npLoop) : void();
-    nSlot.mReaders.fetch_sub(1, std::memory_order_release);
     return lIsRead;
+}
+
+int ownerOfQueue(ThreadSlot& nSlot)
+{
+    if (nSlot.mpLoop.load(std::memory_order_relaxed) == nullptr)
+    {
+        return 0;
+    }
+    Looking const lLooking(nSlot.mReaders);
+    LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
+    return lpView != nullptr ? ownerOf(*lpView->mpMutex) : 0;
 }
 
 } // namespace utl::internal

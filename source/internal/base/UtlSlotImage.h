@@ -46,6 +46,9 @@ unsigned int findSlot(int nId, SlotImage* npImage);
 /// Result: false if the slot has no loop.
 bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop);
 
+/// The thread that holds the queue of a slot's loop; 0 for none.
+int ownerOfQueue(ThreadSlot& nSlot);
+
 } // namespace utl::internal
 
 #endif

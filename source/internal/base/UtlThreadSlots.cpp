@@ -13,12 +13,14 @@ namespace utl::internal
 {
 
 ThreadSlot gThreadSlots[SLOT_COUNT];
+NamedLock gNamedLocks[NAMED_LOCK_COUNT];
 __thread ThreadSlot* tpOwnSlot __attribute__((tls_model("initial-exec"))) = nullptr;
 
 namespace
 {
 
-std::atomic<std::uint32_t> gReleases{1}; // a thread that found no room looks again only when one has left
+std::atomic<std::uint32_t> gLockReaders{0}; // of the named locks
+std::atomic<std::uint32_t> gReleases{1};    // a thread that found no room looks again only when one has left
 __thread std::uint32_t tRefusedAt __attribute__((tls_model("initial-exec"))) = 0;
 
 std::uint32_t useOf(std::uint32_t nClaim)
@@ -141,21 +143,21 @@ ThreadSlot* find(int nId, std::uint32_t* npClaim)
     return nullptr;
 }
 
-bool hasReaders(ThreadSlot& nSlot)
+bool hasReaders(std::atomic<std::uint32_t>& nReaders)
 {
-    return nSlot.mReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a change: no store of ours may come after it
+    return nReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a change: no store of ours may come after it
 }
 
 /// Nobody looks any more at what a slot pointed to. Looking takes a microsecond and waits for nothing.
-void awaitReaders(ThreadSlot& nSlot)
+void awaitReaders(std::atomic<std::uint32_t>& nReaders)
 {
-    if (!hasReaders(nSlot))
+    if (!hasReaders(nReaders))
     {
         return;
     }
     int lState = 0;
     ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &lState); // taking a lock is no place to be cancelled
-    while (hasReaders(nSlot))
+    while (hasReaders(nReaders))
     {
         pauseBriefly();
     }
@@ -194,6 +196,7 @@ void leaveSlot()
 
 void clearSlots()
 {
+    gLockReaders = 0;
     for (ThreadSlot& lSlot : gThreadSlots)
     {
         lSlot.mReaders.store(0, std::memory_order_relaxed); // who looked at the fork is not here
@@ -277,10 +280,44 @@ int ownerOf(pthread_mutex_t const& nMutex)
 #endif
 }
 
+void showLock(char const* npName, pthread_mutex_t const& nMutex)
+{
+    for (NamedLock& lLock : gNamedLocks)
+    {
+        char const* lpNone = nullptr;
+        if (lLock.mpName.compare_exchange_strong(lpNone, npName))
+        {
+            lLock.mpMutex = &nMutex;
+            return;
+        }
+    }
+}
+
+void hideLock(pthread_mutex_t const& nMutex)
+{
+    for (NamedLock& lLock : gNamedLocks)
+    {
+        pthread_mutex_t const* lpMutex = &nMutex;
+        if (lLock.mpMutex.compare_exchange_strong(lpMutex, nullptr))
+        {
+            awaitReaders(gLockReaders);
+            lLock.mpName = nullptr;
+        }
+    }
+}
+
+int readLock(NamedLock const& nLock, char const** npName)
+{
+    Looking const lLooking(gLockReaders);
+    pthread_mutex_t const* const lpMutex = nLock.mpMutex;
+    *npName = nLock.mpName;
+    return lpMutex != nullptr ? ownerOf(*lpMutex) : 0;
+}
+
 /// While we look at a lock, who waits for it does not go on, and so it is there.
 bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std::uint32_t* npGeneration)
 {
-    nSlot.mReaders.fetch_add(1, std::memory_order_seq_cst);
+    Looking const lLooking(nSlot.mReaders);
     bool const lIsWhole = nSlot.mWait.read(npWait, npGeneration);
     if (lIsWhole)
     {
@@ -288,7 +325,6 @@ bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std:
         *npOwner = (*npWait)[0] == ThreadSlot::WAIT_LOCK ? ownerOf(*reinterpret_cast<pthread_mutex_t const*>(lWhom))
                                                          : static_cast<int>(lWhom);
     }
-    nSlot.mReaders.fetch_sub(1, std::memory_order_release);
     return lIsWhole;
 }
 
@@ -312,7 +348,7 @@ WaitShown::~WaitShown()
     mpSlot->mWait.write(mBefore);
     if (mIsForLock)
     {
-        awaitReaders(*mpSlot); // the lock may be destroyed when it has been let go
+        awaitReaders(mpSlot->mReaders); // the lock may be destroyed when it has been let go
     }
 }
 
@@ -330,7 +366,7 @@ LoopShown::~LoopShown()
     if (mpSlot != nullptr && mpSlot == tpOwnSlot) // the child of a fork has another
     {
         mpSlot->mpLoop.store(nullptr, std::memory_order_seq_cst);
-        awaitReaders(*mpSlot);
+        awaitReaders(mpSlot->mReaders);
     }
 }
 
@@ -341,4 +377,6 @@ extern "C" utl::internal::SlotTable const utlThreadSlots = {"utl thread slot",
                                                             sizeof(utl::internal::SlotWord),
                                                             sizeof(utl::internal::ThreadSlot),
                                                             utl::internal::SLOT_COUNT,
-                                                            utl::internal::gThreadSlots};
+                                                            utl::internal::gThreadSlots,
+                                                            utl::internal::gNamedLocks,
+                                                            utl::internal::NAMED_LOCK_COUNT};

@@ -149,6 +149,14 @@ struct LoopView
     QueueCounts const* mpQueue;
     LoopCounts const* mpLoop;
     CallCounts const* mpCalls;
+    pthread_mutex_t const* mpMutex; // of the queue's lock
+};
+
+/// A lock of the process that the dump names.
+struct NamedLock
+{
+    std::atomic<char const*> mpName{nullptr}; // null: a free place
+    std::atomic<pthread_mutex_t const*> mpMutex{nullptr};
 };
 
 /// One thread. Written by the thread itself unless said otherwise. tools/gdb reads it as it lies in memory: whoever
@@ -206,8 +214,9 @@ struct alignas(64) ThreadSlot
     void setStage(Stage nStage);
 };
 
-inline constexpr std::uint32_t SLOT_TABLE_VERSION = 1;
+inline constexpr std::uint32_t SLOT_TABLE_VERSION = 2;
 inline constexpr std::uint32_t SLOT_COUNT = 160;
+inline constexpr std::uint32_t NAMED_LOCK_COUNT = 24;
 
 /// Where a debugger finds the slots of a process or a core file that is stripped of all else.
 struct SlotTable
@@ -218,9 +227,12 @@ struct SlotTable
     std::uint32_t mSlotSize;
     std::uint32_t mSlotCount;
     ThreadSlot* mpSlots;
+    NamedLock* mpLocks;
+    SlotWord mLockCount;
 };
 
 extern ThreadSlot gThreadSlots[SLOT_COUNT];
+extern NamedLock gNamedLocks[NAMED_LOCK_COUNT];
 
 // Of the calling thread, or null. The model spares a call into the loader; the library is never large enough to run out
 // of room.
@@ -259,6 +271,32 @@ constexpr std::uint32_t slotTime(long long nNs)
 
 /// The thread that owns a mutex now; 0 for none, and if the platform does not tell.
 int ownerOf(pthread_mutex_t const& nMutex);
+
+/// From now on the dump names this lock, if there is a place left. npName: stays where it is.
+void showLock(char const* npName, pthread_mutex_t const& nMutex);
+
+/// The lock goes: afterwards nobody looks at it.
+void hideLock(pthread_mutex_t const& nMutex);
+
+/// The thread that owns a named lock, 0 for none. *npName: the lock's name.
+int readLock(NamedLock const& nLock, char const** npName);
+
+/// Somebody looks at what a slot points to, for a scope, and it stays there meanwhile. nReaders: those of the slot.
+class Looking
+{
+public:
+    explicit Looking(std::atomic<std::uint32_t>& nReaders)
+        : mReaders(nReaders)
+    {
+        mReaders.fetch_add(1, std::memory_order_seq_cst);
+    }
+    ~Looking() { mReaders.fetch_sub(1, std::memory_order_release); }
+    Looking(Looking const&) = delete;
+    Looking& operator=(Looking const&) = delete;
+
+private:
+    std::atomic<std::uint32_t>& mReaders;
+};
 
 /// A report to the watchdog, whether the thread is watched or not.
 inline void showReport(char const* npFile, char const* npFunction, unsigned int nLine, unsigned int nSub)

@@ -1,6 +1,7 @@
 // What has been read of a file ahead of its caller.
 #include "internal/file/UtlReadAhead.h"
 
+#include "internal/base/UtlThreadSlots.h"
 #include "internal/file/UtlFileCalls.h"
 
 #include <pthread.h>
@@ -18,7 +19,13 @@ namespace
 pthread_mutex_t gWindowsLock = PTHREAD_MUTEX_INITIALIZER;
 ReadAhead* gWindows = nullptr; // the first of those that have a window
 
-int const FORK_HANDLERS = pthread_atfork(ReadAhead::beforeFork, ReadAhead::afterFork, ReadAhead::afterFork);
+int registerLock()
+{
+    showLock("the files that are read ahead", gWindowsLock);
+    return pthread_atfork(ReadAhead::beforeFork, ReadAhead::afterFork, ReadAhead::afterFork);
+}
+
+[[maybe_unused]] int const FORK_HANDLERS = registerLock();
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include "UtlThread.h"
 #include "internal/base/UtlImmortal.h"
 #include "internal/base/UtlSystemCalls.h"
+#include "internal/base/UtlThreadSlots.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -37,7 +38,7 @@ void beginChild()
 /// Makes the lock before there can be a second thread, so that no fork finds it half made.
 int registerForkHandler()
 {
-    listLock();
+    showLock("the list of loops", mutexOf(listLock()));
     return pthread_atfork(nullptr, nullptr, &beginChild);
 }
 

@@ -19,7 +19,7 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
       mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
       mThread(nThread),
       mKind(nKind),
-      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts()}
+      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts(), &mutexOf(mSyncObject)}
 {
 }
 

@@ -1,8 +1,8 @@
 // The signal of kernel timers.
 #include "internal/message/UtlTimerSignal.h"
 
-#include "UtlSyncObject.h"
 #include "internal/base/UtlImmortal.h"
+#include "internal/base/UtlShownLock.h"
 #include "internal/base/UtlSystemCalls.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ void ExpiryNotes::add(Note const& nNote)
 
 int TimerSignal::install()
 {
-    static Immortal<SyncObject> lLock;
+    static Immortal<ShownLock> lLock("the handlers of timer signals");
     if (mIsInstalled)
     {
         return 0;

@@ -15,6 +15,7 @@ namespace utl
 ///         too large 0, stopped 0; orphaned 0, interrupts 0, time-outs 7, lost 0; calls 807,
 ///         the longest 20 ms for 0x00000005
 ///     thread 4713 "Reader": timers 2, 1 running, next due in 120 ms
+///     thread 4713 "Reader": timer 3 every 500 ms, due in 120 ms, time-outs 7 of 10
 ///     thread 4713 "Reader": waits for 4714 "Writer" for 2350 ms, synchronous message 0x00000007
 ///     thread 4714 "Writer": holds the queue of 4713 "Reader"
 ///     deadlock: 4713 "Reader" waits for 4714 "Writer" waits for 4713 "Reader"
@@ -25,6 +26,9 @@ namespace utl
 /// of a thread's message, wait or report is of one moment; two lines may be of two. Times are as exact as the kernel's
 /// tick. "about" is said of books that change too fast to be read at one moment; otherwise accepted is the sum of
 /// delivered, erased, taken back and waiting, as in Ledger.
+///
+/// Of the timers that run eight at most have a line, those that found room first. A timer whose time-out waits, or is under
+/// way, is overdue.
 ///
 /// Who "holds" a lock is told of the queue's lock of each loop and of the locks of the process: those of the registry, the
 /// watchdog, the log and the like. Most are held for an instant, and one dump may meet that by chance; a lock that a

@@ -148,6 +148,13 @@ Line& addTime(Line& nLine, SlotWord nSince)
     return addMs(nLine.text(" for "), lPassed < 0x80000000U ? lPassed : 0);
 }
 
+Line& addDue(Line& nLine, std::uint32_t nDue)
+{
+    int const lLeft = static_cast<int>(nDue - internal::slotClock());
+    return addMs(nLine.text(lLeft >= 0 ? " due in " : " overdue for "),
+                 static_cast<std::uint32_t>(lLeft >= 0 ? lLeft : -lLeft));
+}
+
 // ---------------------------------------------------------------------------------------------- lines of a thread
 
 void writeWork(Lines& nLines, SlotImage const& nImage)
@@ -209,13 +216,26 @@ void writeTimers(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
     }
     Line lLine;
     addThread(lLine, nImage).text("timers ").number(lNumber(0)).text(", ").number(lNumber(1)).text(" running");
-    if (lNumber(1) != 0)
-    {
-        int const lLeft = static_cast<int>(lNumber(2) - internal::slotClock());
-        addMs(lLine.text(lLeft >= 0 ? ", next due in " : ", next overdue for "),
-              static_cast<std::uint32_t>(lLeft >= 0 ? lLeft : -lLeft));
-    }
+    lNumber(1) != 0 ? void(addDue(lLine.text(", next"), lNumber(2))) : void();
     nLines.write(lLine);
+}
+
+void writeTimerRows(Lines& nLines, ThreadSlot& nSlot, SlotImage const& nImage)
+{
+    for (unsigned int lRow = 0; lRow < internal::TIMER_ROW_COUNT; ++lRow)
+    {
+        internal::TimerRow::Words lTimer;
+        if (!internal::readTimer(nSlot, lRow, &lTimer) || nSlot.mClaim.load(std::memory_order_acquire) != nImage.mClaim)
+        {
+            continue;
+        }
+        auto const lNumber = [&](unsigned int nIndex) { return static_cast<std::uint32_t>(lTimer[nIndex]); };
+        Line lLine;
+        addThread(lLine, nImage).text("timer ").number(lNumber(0)).text(" every ").number(lNumber(1)).text(" ms,");
+        addDue(lLine, lNumber(2)).text(", time-outs ").number(lNumber(3));
+        lNumber(4) != 0 ? void(lLine.text(" of ").number(lNumber(4))) : void();
+        nLines.write(lLine);
+    }
 }
 
 void writeWait(Lines& nLines, SlotImage const& nImage)
@@ -362,6 +382,7 @@ void writeThread(Lines& nLines, ThreadSlot& nSlot, SlotImage const& nImage)
     {
         writeBooks(nLines, nImage, lLoop);
         writeTimers(nLines, nImage, lLoop);
+        writeTimerRows(nLines, nSlot, nImage);
     }
     writeWait(nLines, nImage);
 }

@@ -167,6 +167,7 @@ bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, Time
         stopTimerLocked(nTimerId, nInfo);
         nInfo.mpRunningEvent->setOff();
     }
+    showTimerLocked(nTimerId, nullptr);
     mTimers.map().erase(nTimerId);
     return true;
 }
@@ -214,7 +215,7 @@ int MsgDrivenThread::Impl::executeStartTimerLocked(int nTimerId)
     {
         return START_WAS_RUNNING;
     }
-    return startTimerLocked(*lpInfo) ? START_DONE : START_FAILED;
+    return startTimerLocked(nTimerId, *lpInfo) ? START_DONE : START_FAILED;
 }
 
 int MsgDrivenThread::Impl::executeStopTimerLocked(int nTimerId)

@@ -440,7 +440,7 @@ int SharedTimer::Impl::executeLocked(TimerFate nFate, int nTimerId)
     bool const lIsStopped = lpInfo->mpRunningEvent->isOff() || stopTimerLocked(nTimerId, *lpInfo);
     if (nFate == TimerFate::RUNS) // also of one that runs: two starts were queued before the first was served
     {
-        return startTimerLocked(*lpInfo) ? 0 : -1;
+        return startTimerLocked(nTimerId, *lpInfo) ? 0 : -1;
     }
     if (lIsStopped)
     {

@@ -187,6 +187,15 @@ TEST(InsideView, ATimerAndAStopAreShown)
     lPair.mFirst.on(5, [&](int) { lGo.wait(); });
     ASSERT_NE(-1, lPair.mFirstThread.setTimer(100000, 0, 0, 0));
     EXPECT_TRUE(waitForLine("\"first\": timers 1, 1 running, next due in (9[0-9]{4}|100000) ms\n"));
+    EXPECT_TRUE(waitForLine("\"first\": timer 1 every 100000 ms, due in (9[0-9]{4}|100000) ms, time-outs 0\n"));
+    ASSERT_TRUE(lPair.mFirstThread.killTimer(1, 0));
+    EXPECT_EQ(std::string::npos, dumped().find("\"first\": timer"));
+    Gate lRing;
+    lPair.mFirst.on(MSG_ID_TIMER, [&](int) { lPair.mFirst.count(MSG_ID_TIMER) == 2 ? void(lRing.wait()) : void(); });
+    ASSERT_NE(-1, lPair.mFirstThread.setTimer(1, 0, 3, 0));
+    EXPECT_TRUE(waitForLine("\"first\": timer 2 every 1 ms, (due in|overdue for) [0-9]+ ms, time-outs 1 of 3\n"));
+    lRing.open();
+    EXPECT_TRUE(waitUntil([] { return dumped().find("\"first\": timer") == std::string::npos; }));
     ASSERT_TRUE(lPair.mFirstThread.postMsg(5));
     std::thread lStopper([&] { lPair.mFirstThread.stop(1, 0); });
     EXPECT_TRUE(waitForLine("\"first\": stopping, message 0x00000005 for [0-9]+ ms"));

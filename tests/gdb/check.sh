@@ -33,6 +33,7 @@ threads() {
         " +[0-9]+  thread [0-9]+ \"right\": waits for [0-9]+ \"left\" for $lMs, synchronous message 0x00000003" \
         " +[0-9]+  thread [0-9]+ \"Watchdog Thread\": timers 1, 1 running, next (due in|overdue for) $lMs" \
         ' +1  thread [0-9]+ "": holds the scratch rows' \
+        " +[0-9]+  thread [0-9]+ \"Watchdog Thread\": timer 1 every 1000 ms, (due in|overdue for) $lMs, time-outs [0-9]+" \
         '(circle|deadlock): [0-9]+ "(left|right)" waits for [0-9]+ "(left|right)" waits for [0-9]+ "(left|right)"' \
         "[34] threads; the number ahead is gdb's"
     [ $lResult -eq 0 ] || cat "$1"

@@ -77,6 +77,8 @@ private:
             "(, the longest [0-9]{1,6} ms for 0x[0-9a-f]{8})?"
             "|thread [0-9]+ \"[A-Za-z ]*\": timers [0-9]{1,3}, [0-9]{1,3} running"
             "(, next (due in [0-9]{1,10}|overdue for [0-9]{1,10}) ms)?"
+            "|thread [0-9]+ \"[A-Za-z ]*\": timer [0-9]{1,5} every [0-9]{1,7} ms, (due in|overdue for) [0-9]{1,10} ms, "
+            "time-outs [0-9]{1,5}( of [0-9])?"
             "|thread [0-9]+ \"[A-Za-z ]*\": waits for (a lock|[0-9]+ \"[A-Za-z ]*\") for [0-9]{1,10} ms"
             "(, synchronous message 0x[0-9a-f]{8}|, interrupt 0x[0-9a-f]{8}|, a request to it|, its end"
             "|, a lock that it holds)?(, with a limit)?"

@@ -262,6 +262,11 @@ class Slot:
     def timers(self):
         return self.memory.copies(self.loop, 3)
 
+    def timer_rows(self):
+        word = self.memory.word
+        rows = (self.memory.copies(self.loop + (11 + 11 * row) * word, 5) for row in range(8))
+        return [row for row in rows if row[0] != 0]
+
     def stamps(self):
         """When something began, by the clock of the slots."""
         return ([self.work[2]] if self.work[0] else []) + ([self.wait[3]] if self.wait[0] else [])
@@ -322,9 +327,13 @@ class Threads:
         yield text
         timers = slot.timers()
         if timers[0] != 0:
-            left = (timers[2] - self.now + 2**31) % 2**32 - 2**31
-            due = f", next {'due in' if left >= 0 else 'overdue for'} {milliseconds(abs(left))}"
-            yield f"timers {timers[0]}, {timers[1]} running{due if timers[1] else ''}"
+            yield f"timers {timers[0]}, {timers[1]} running{', next ' + self.due(timers[2]) if timers[1] else ''}"
+        for number, period, due, count, most in slot.timer_rows():
+            yield f"timer {number} every {period} ms, {self.due(due)}, time-outs {count}{f' of {most}' if most else ''}"
+
+    def due(self, when):
+        left = (when - self.now + 2**31) % 2**32 - 2**31
+        return f"{'due in' if left >= 0 else 'overdue for'} {milliseconds(abs(left))}"
 
     def waiting(self, slot):
         kind = slot.wait[0] % LIMITED

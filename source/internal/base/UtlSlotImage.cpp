@@ -88,6 +88,13 @@ bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
     return lIsRead;
 }
 
+bool readTimer(ThreadSlot& nSlot, unsigned int nRow, TimerRow::Words* npTimer)
+{
+    Looking const lLooking(nSlot.mReaders);
+    LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
+    return lpView != nullptr && lpView->mTimerRows[nRow].read(npTimer) && (*npTimer)[0] != 0;
+}
+
 int ownerOfQueue(ThreadSlot& nSlot)
 {
     if (nSlot.mpLoop.load(std::memory_order_relaxed) == nullptr)

@@ -46,6 +46,9 @@ unsigned int findSlot(int nId, SlotImage* npImage);
 /// Result: false if the slot has no loop.
 bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop);
 
+/// Result: false if a slot has no loop, or no timer in that row.
+bool readTimer(ThreadSlot& nSlot, unsigned int nRow, TimerRow::Words* npTimer);
+
 /// The thread that holds the queue of a slot's loop; 0 for none.
 int ownerOfQueue(ThreadSlot& nSlot);
 

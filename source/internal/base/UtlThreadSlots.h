@@ -142,6 +142,11 @@ struct CallCounts
     Count mLongestId;
 };
 
+/// A timer that runs, as it was when it was started, or when its last time-out had been handled: its id, 0 for none; the
+/// period in milliseconds; when it is due, by slotClock(); time-outs handled; after how many it ends, 0: never.
+using TimerRow = TwoCopies<5>;
+inline constexpr unsigned int TIMER_ROW_COUNT = 8;
+
 /// What a loop shows beside its slot, for as long as it runs.
 struct LoopView
 {
@@ -149,7 +154,8 @@ struct LoopView
     QueueCounts const* mpQueue;
     LoopCounts const* mpLoop;
     CallCounts const* mpCalls;
-    pthread_mutex_t const* mpMutex; // of the queue's lock
+    pthread_mutex_t const* mpMutex;       // of the queue's lock, under which the next is written
+    TimerRow mTimerRows[TIMER_ROW_COUNT]; // of some timers that run, in no order
 };
 
 /// A lock of the process that the dump names.

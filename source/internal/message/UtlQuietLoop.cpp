@@ -19,7 +19,7 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
       mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
       mThread(nThread),
       mKind(nKind),
-      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts(), &mutexOf(mSyncObject)}
+      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts(), &mutexOf(mSyncObject), {}}
 {
 }
 
@@ -380,7 +380,7 @@ void QuietLoop::describeLocked(char* npText, unsigned int nSize) const
 
 // ---------------------------------------------------------------------------------------------- timers
 
-bool QuietLoop::startTimerLocked(TimerInfo& nInfo)
+bool QuietLoop::startTimerLocked(int nTimerId, TimerInfo& nInfo)
 {
     mKind.mTimers.mSignal.keepBack(&mTimers.notes()); // the thread may not be in its loop yet
     nInfo.mTimeoutCount = 0;
@@ -389,21 +389,20 @@ bool QuietLoop::startTimerLocked(TimerInfo& nInfo)
         return false;
     }
     nInfo.mpRunningEvent->setOn();
+    showTimerLocked(nTimerId, &nInfo);
     return true;
 }
 
 bool QuietLoop::stopTimerLocked(int nTimerId, TimerInfo& nInfo)
 {
     bool const lHasRun = nInfo.mSysTimerNumber != -1;
-    if (!mTimers.disarm(nInfo))
-    {
-        return false;
-    }
-    if (lHasRun)
+    bool const lIsDisarmed = mTimers.disarm(nInfo);
+    showTimerLocked(nTimerId, nullptr);
+    if (lIsDisarmed && lHasRun)
     {
         eraseTimeoutsLocked(nTimerId);
     }
-    return true;
+    return lIsDisarmed;
 }
 
 QuietLoop::TimeoutResult QuietLoop::finishTimeoutLocked(int nTimerId, TimerInfo& nInfo)
@@ -414,12 +413,33 @@ QuietLoop::TimeoutResult QuietLoop::finishTimeoutLocked(int nTimerId, TimerInfo&
         nInfo.mpRunningEvent->setOff();
         return TIMEOUT_ENDED;
     }
-    if (nInfo.mIsFreeRunning != 0 && !nInfo.mHasNewInterval)
+    TimeoutResult lResult = TIMEOUT_GOES_ON;
+    if (nInfo.mIsFreeRunning == 0 || nInfo.mHasNewInterval)
     {
-        return TIMEOUT_GOES_ON;
+        eraseTimeoutsLocked(nTimerId);
+        lResult = mTimers.rearm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
     }
-    eraseTimeoutsLocked(nTimerId);
-    return mTimers.rearm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
+    showTimerLocked(nTimerId, &nInfo);
+    return lResult;
+}
+
+void QuietLoop::showTimerLocked(int nTimerId, TimerInfo const* npInfo)
+{
+    bool const lIsDue = npInfo != nullptr && npInfo->mDueNs != TimerInfo::NEVER;
+    auto* lpId = std::find(mShownTimers.begin(), mShownTimers.end(), nTimerId);
+    lpId = lpId == mShownTimers.end() && lIsDue ? std::find(mShownTimers.begin(), mShownTimers.end(), 0) : lpId;
+    if (lpId == mShownTimers.end())
+    {
+        return;
+    }
+    *lpId = lIsDue ? nTimerId : 0;
+    TimerRow::Words lWords{};
+    if (lIsDue)
+    {
+        lWords = {static_cast<SlotWord>(nTimerId), static_cast<SlotWord>(npInfo->mIntervalMs), slotTime(npInfo->mDueNs),
+                  npInfo->mTimeoutCount, npInfo->mMaxTimeoutCount};
+    }
+    mView.mTimerRows[lpId - mShownTimers.begin()].write(lWords);
 }
 
 void QuietLoop::eraseTimeoutsLocked(int nTimerId)

@@ -75,7 +75,7 @@ MsgDrivenThread::~MsgDrivenThread()
 {
     stop(1, 0);
     awaitEnd();
-    mpImpl->waitForWriters();
+    mpImpl->waitForOthers();
 }
 
 int MsgDrivenThread::start(ThreadMsgListener* npListener, int nUseWatchdog, unsigned int nAliveTimeMs,
@@ -96,8 +96,10 @@ int MsgDrivenThread::start(ThreadMsgListener* npListener, int nUseWatchdog, unsi
     }
     try
     {
-        return Thread::start(nUseWatchdog, nAliveTimeMs, npWatchdogListener, nWaitStart, nWaitStartMs, nPriority,
-                             nReserved);
+        int const lResult = Thread::start(nUseWatchdog, nAliveTimeMs, npWatchdogListener, nWaitStart, nWaitStartMs,
+                                          nPriority, nReserved);
+        lResult != -1 ? internal::LoopList::enter(*mpImpl) : void();
+        return lResult;
     }
     catch (...)
     {
@@ -129,6 +131,7 @@ Start MsgDrivenThread::tryStart(ThreadMsgListener* npListener, ThreadOptions con
     {
         mpImpl->mpMsgListener = nullptr; // no thread was made: it may be tried again
     }
+    lStart == Start::DONE ? internal::LoopList::enter(*mpImpl) : void(); // it may be in preExecute() for long
     return lStart;
 }
 

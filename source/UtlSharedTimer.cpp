@@ -94,7 +94,7 @@ SharedTimer::~SharedTimer()
     destroy();
     awaitEnd();
     mpImpl->eraseAllTimer(); // of a thread that never ran
-    mpImpl->waitForWriters();
+    mpImpl->waitForOthers();
     blockingCall(FILE_NAME, "~SharedTimer", 162, [this] { return mpImpl->mPipe.closeReadEnd(); });
     blockingCall(FILE_NAME, "~SharedTimer", 163, [this] { return mpImpl->mPipe.closeWriteEnd(); });
 }
@@ -127,6 +127,7 @@ void SharedTimer::requestStop()
 
 unsigned int SharedTimer::execute()
 {
+    internal::LoopList::enter(*mpImpl);
     mpImpl->mLoopEvent.setOn();
     bool const lHasStopped = mpImpl->run();
     mpImpl->eraseAllTimer();

@@ -27,11 +27,11 @@ struct Hooked : MsgDrivenThread
     }
     ~Hooked() override { stop(1, 0), awaitEnd(), leaveManagement(); }
 
-    /// Result: its loop runs.
-    bool begin() { return start(&mRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0) == 0 && sendMsgSync(1); }
+    bool begin() { return start(&mRecorder, 0, 0, nullptr, 0, 0, NORMAL, 0) == 0; }
 
     Recorder mRecorder;
     std::function<void()> mOnRequest = [] {};
+    std::function<void()> mAtBegin = [] {};
     std::function<void()> mAtEnd = [this] { gEnds += getName().c_str(); };
 
 protected:
@@ -40,6 +40,7 @@ protected:
         MsgDrivenThread::requestStop();
         mOnRequest();
     }
+    void preExecute() override { mAtBegin(); }
     void postExecute() override { mAtEnd(); }
 };
 
@@ -103,6 +104,37 @@ TEST(StopAll, CountsAThreadInPostExecute)
     EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
     lGate.open();
     EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
+}
+
+TEST(StopAll, FindsAThreadFromTheReturnOfItsStartOn)
+{
+    Hooked lThread("long begin");
+    Gate lGate;
+    lThread.mAtBegin = [&] { lGate.wait(); };
+    ASSERT_TRUE(lThread.begin());
+    StopHolder lHolder;
+    EXPECT_EQ(1U, stopAll(20, &lHolder, 1));
+    EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
+    EXPECT_STREQ("long begin", lHolder.mName);
+    lGate.open();
+    EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+}
+
+TEST(StopAll, SlowRequestStopDoesNotHideWhoGoesOn)
+{
+    Started lHeld;
+    Hooked lSlow("slow to ask");
+    lSlow.mOnRequest = [] { Thread::sleep(30); };
+    ASSERT_TRUE(lHeld.hold());
+    ASSERT_TRUE(lSlow.begin());
+    StopHolder lHolders[2];
+    unsigned int const lCount = stopAll(10, lHolders, 2); // the slow one, which comes first, may have ended or not
+    ASSERT_NE(0U, lCount);
+    EXPECT_EQ(lHeld.getId(), lHolders[lCount - 1].mHolderId);
+    EXPECT_EQ(Started::HOLD, lHolders[lCount - 1].mMsgId);
+    EXPECT_TRUE(lHeld.hasRequestedStop());
+    lHeld.release();
+    EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
 }
 
 TEST(StopAll, RequestStopMayStopAnotherAndWait)

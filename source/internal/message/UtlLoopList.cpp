@@ -1,4 +1,4 @@
-// The loops of the process that run.
+// The loops of the process that have been started.
 #include "internal/message/UtlLoopList.h"
 
 #include "UtlString.h"
@@ -46,19 +46,22 @@ int registerForkHandler()
 
 } // namespace
 
-LoopList::Listed::Listed(Loop& nLoop)
-    : mLoop(nLoop)
+void LoopList::enter(Loop& nLoop)
 {
     SyncGuard lGuard(listLock());
-    mLoop.mpNext = gpFirst;
-    gpFirst = &mLoop;
+    if (nLoop.mListing == Loop::BEFORE)
+    {
+        nLoop.mListing = Loop::LISTED;
+        nLoop.mpNext = gpFirst;
+        gpFirst = &nLoop;
+    }
 }
 
-LoopList::Listed::~Listed()
+void LoopList::leave(Loop& nLoop)
 {
-    if (takeOut(mLoop))
+    if (takeOut(nLoop))
     {
-        while (mLoop.mPins.load(std::memory_order_acquire) != 0)
+        while (nLoop.mPins.load(std::memory_order_acquire) != 0)
         {
             pauseBriefly();
         }
@@ -66,9 +69,10 @@ LoopList::Listed::~Listed()
 }
 
 /// Result: false if it was not there: its listener has forked, and this is the child, where nobody has pinned it.
-bool LoopList::takeOut(Loop const& nLoop)
+bool LoopList::takeOut(Loop& nLoop)
 {
     SyncGuard lGuard(listLock());
+    nLoop.mListing = Loop::AFTERWARDS;
     Loop** lpLink = &gpFirst;
     while (*lpLink != nullptr && *lpLink != &nLoop)
     {

@@ -1,4 +1,4 @@
-/// The loops of the process that run. Layer: internal, message-driven thread.
+/// The loops of the process that have been started. Layer: internal, message-driven thread.
 #ifndef UTL_LOOP_LIST_H
 #define UTL_LOOP_LIST_H
 
@@ -17,7 +17,8 @@ class Thread;
 namespace utl::internal
 {
 
-/// A loop is in the list from the beginning of its run to the end, and it ends only once nobody looks at it.
+/// A loop is in the list from its start on, or from the beginning of its run if that comes first, to the end of the run,
+/// and it ends only once nobody looks at it.
 ///
 /// The child of a fork begins with an empty list.
 ///
@@ -46,24 +47,24 @@ public:
 
     private:
         friend class LoopList;
-        Loop* mpNext = nullptr;
+        enum Listing
+        {
+            BEFORE,
+            LISTED,
+            AFTERWARDS
+        };
+        Loop* mpNext = nullptr;    // under the list's lock
+        Listing mListing = BEFORE; // likewise
         bool const mStopsFirst;
         bool mIsApart = false;              // set before it runs
         std::atomic<unsigned int> mPins{0}; // those who use it without the list's lock
     };
 
-    /// In the list, for a scope. The newest comes first.
-    class Listed
-    {
-    public:
-        explicit Listed(Loop& nLoop);
-        ~Listed();
-        Listed(Listed const&) = delete;
-        Listed& operator=(Listed const&) = delete;
+    /// Its thread has been started. Does nothing if it is there, or has been. The newest comes first.
+    static void enter(Loop& nLoop);
 
-    private:
-        Loop& mLoop;
-    };
+    /// Its run is over, or it is about to be destroyed. Waits until nobody uses it any more.
+    static void leave(Loop& nLoop);
 
     /// A loop at one moment.
     struct View
@@ -90,7 +91,7 @@ public:
 private:
     static Loop* findLocked(int nThreadId);
     static Loop* pinNext(Array<int, int const&> const& nThreadIds);
-    static bool takeOut(Loop const& nLoop);
+    static bool takeOut(Loop& nLoop);
 };
 
 } // namespace utl::internal

@@ -137,8 +137,9 @@ void QuietLoop::postStop(int nMsgId)
     wake(lRecord, lWake, [] {});
 }
 
-void QuietLoop::waitForWriters() const
+void QuietLoop::waitForOthers()
 {
+    LoopList::leave(*this); // its thread may have done something else than to run it
     while (mWriters.load(std::memory_order_acquire) != 0)
     {
         pauseBriefly();
@@ -149,7 +150,16 @@ void QuietLoop::waitForWriters() const
 
 bool QuietLoop::run()
 {
-    LoopList::Listed const lListed(*this);
+    struct Listed
+    {
+        explicit Listed(Loop& nLoop)
+            : mLoop(nLoop)
+        {
+            LoopList::enter(mLoop);
+        }
+        ~Listed() { LoopList::leave(mLoop); }
+        Loop& mLoop;
+    } const lListed(*this);
     TimerSignal const& lSignal = mKind.mTimers.mSignal;
     {
         SyncGuard lGuard(mSyncObject);

@@ -124,8 +124,8 @@ public:
     /// written or not.
     void postStop(int nMsgId);
 
-    /// For who destroys the loop: until nobody is about to write any more.
-    void waitForWriters() const;
+    /// For who destroys the loop: until nobody looks at it, or is about to write, any more.
+    void waitForOthers();
 
     /// Arms a timer that rests. Result: false if the kernel refuses.
     bool startTimerLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);

@@ -167,7 +167,7 @@ bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, Time
         stopTimerLocked(nTimerId, nInfo);
         nInfo.mpRunningEvent->setOff();
     }
-    showTimerLocked(nTimerId, nullptr);
+    mTimers.showTimer(nTimerId, nullptr);
     mTimers.map().erase(nTimerId);
     return true;
 }

@@ -264,7 +264,8 @@ class Slot:
 
     def timer_rows(self):
         word = self.memory.word
-        rows = (self.memory.copies(self.loop + (11 + 11 * row) * word, 5) for row in range(8))
+        first = self.memory.words(self.loop + 11 * word, 1)[0]
+        rows = (self.memory.copies(first + 11 * row * word, 5) for row in range(8 if first != 0 else 0))
         return [row for row in rows if row[0] != 0]
 
     def stamps(self):

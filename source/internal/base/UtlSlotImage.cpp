@@ -92,7 +92,8 @@ bool readTimer(ThreadSlot& nSlot, unsigned int nRow, TimerRow::Words* npTimer)
 {
     Looking const lLooking(nSlot.mReaders);
     LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);
-    return lpView != nullptr && lpView->mTimerRows[nRow].read(npTimer) && (*npTimer)[0] != 0;
+    TimerRow const* const lpRows = lpView != nullptr ? lpView->mpTimerRows.load(std::memory_order_acquire) : nullptr;
+    return lpRows != nullptr && lpRows[nRow].read(npTimer) && (*npTimer)[0] != 0;
 }
 
 int ownerOfQueue(ThreadSlot& nSlot)

@@ -154,8 +154,8 @@ struct LoopView
     QueueCounts const* mpQueue;
     LoopCounts const* mpLoop;
     CallCounts const* mpCalls;
-    pthread_mutex_t const* mpMutex;       // of the queue's lock, under which the next is written
-    TimerRow mTimerRows[TIMER_ROW_COUNT]; // of some timers that run, in no order
+    pthread_mutex_t const* mpMutex;                    // of the queue's lock
+    std::atomic<TimerRow const*> mpTimerRows{nullptr}; // of timers that run, in no order; null before the first timer
 };
 
 /// A lock of the process that the dump names.

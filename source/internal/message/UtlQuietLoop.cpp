@@ -19,7 +19,7 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
       mTimers(nKind.mTimers, nMaxTimers, nThread.getName().c_str()),
       mThread(nThread),
       mKind(nKind),
-      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts(), &mutexOf(mSyncObject), {}}
+      mView{{}, &mCtlQueue.counts(), &mCounts, &mCallTimes.counts(), &mutexOf(mSyncObject)}
 {
 }
 
@@ -399,7 +399,7 @@ bool QuietLoop::startTimerLocked(int nTimerId, TimerInfo& nInfo)
         return false;
     }
     nInfo.mpRunningEvent->setOn();
-    showTimerLocked(nTimerId, &nInfo);
+    mTimers.showTimer(nTimerId, &nInfo);
     return true;
 }
 
@@ -407,7 +407,7 @@ bool QuietLoop::stopTimerLocked(int nTimerId, TimerInfo& nInfo)
 {
     bool const lHasRun = nInfo.mSysTimerNumber != -1;
     bool const lIsDisarmed = mTimers.disarm(nInfo);
-    showTimerLocked(nTimerId, nullptr);
+    mTimers.showTimer(nTimerId, nullptr);
     if (lIsDisarmed && lHasRun)
     {
         eraseTimeoutsLocked(nTimerId);
@@ -429,27 +429,8 @@ QuietLoop::TimeoutResult QuietLoop::finishTimeoutLocked(int nTimerId, TimerInfo&
         eraseTimeoutsLocked(nTimerId);
         lResult = mTimers.rearm(nInfo) ? TIMEOUT_GOES_ON : TIMEOUT_REARM_FAILED;
     }
-    showTimerLocked(nTimerId, &nInfo);
+    mTimers.showTimer(nTimerId, &nInfo);
     return lResult;
-}
-
-void QuietLoop::showTimerLocked(int nTimerId, TimerInfo const* npInfo)
-{
-    bool const lIsDue = npInfo != nullptr && npInfo->mDueNs != TimerInfo::NEVER;
-    auto* lpId = std::find(mShownTimers.begin(), mShownTimers.end(), nTimerId);
-    lpId = lpId == mShownTimers.end() && lIsDue ? std::find(mShownTimers.begin(), mShownTimers.end(), 0) : lpId;
-    if (lpId == mShownTimers.end())
-    {
-        return;
-    }
-    *lpId = lIsDue ? nTimerId : 0;
-    TimerRow::Words lWords{};
-    if (lIsDue)
-    {
-        lWords = {static_cast<SlotWord>(nTimerId), static_cast<SlotWord>(npInfo->mIntervalMs), slotTime(npInfo->mDueNs),
-                  npInfo->mTimeoutCount, npInfo->mMaxTimeoutCount};
-    }
-    mView.mTimerRows[lpId - mShownTimers.begin()].write(lWords);
 }
 
 void QuietLoop::eraseTimeoutsLocked(int nTimerId)

@@ -13,7 +13,6 @@
 #include "internal/message/UtlTimerWaiters.h"
 #include "internal/message/UtlWakePipe.h"
 
-#include <array>
 #include <atomic>
 #include <initializer_list>
 
@@ -133,9 +132,6 @@ public:
     /// Deletes a timer's kernel timer and its time-outs that wait. Result: false if the kernel refuses.
     bool stopTimerLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
 
-    /// For the dump: a timer was started or its time-out handled. npInfo: null for one that stops or goes.
-    void showTimerLocked(int nTimerId, TimerInfo const* npInfo) UTL_REQUIRES(mSyncObject);
-
     /// A time-out has been handled: counts it, and ends the timer, arms it anew or lets it run.
     enum TimeoutResult
     {
@@ -230,8 +226,7 @@ private:
     std::atomic<bool> mIsHungUp{false};    // nothing can be read any more
     std::atomic<CallClock> mCallClock{CallClock::COARSE};
     LoopView mView;
-    std::array<int, TIMER_ROW_COUNT> mShownTimers UTL_GUARDED_BY(mSyncObject){}; // ids in its rows; 0: free
-    unsigned int mWatchdogTableVersion = 0;                                      // the loop's, with the next
+    unsigned int mWatchdogTableVersion = 0; // the loop's, with the next
     bool mIsUnderWatchdog = false;
 };
 

@@ -79,6 +79,10 @@ bool TimerTable::installHandler()
 int TimerTable::insert(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
                        int nIsFreeRunning)
 {
+    if (mpShown == nullptr)
+    {
+        mpShown = std::make_unique<ShownTimers>();
+    }
     TimerInfo lInfo;
     lInfo.mpTimerListener = npListener;
     lInfo.mIntervalMs = static_cast<int>(nIntervalMs);
@@ -271,6 +275,27 @@ void TimerTable::show(LoopView* npView) const
         lDueNs = std::min(lDueNs, monotonicNs() + (static_cast<long long>(INT_MAX) << 20U));
     }
     npView->mTimers.write({mTimers.size(), lRunning, slotTime(lDueNs)});
+    npView->mpTimerRows.store(mpShown != nullptr ? mpShown->mRows.data() : nullptr, std::memory_order_release);
+}
+
+void TimerTable::showTimer(int nTimerId, TimerInfo const* npInfo)
+{
+    bool const lRuns = npInfo != nullptr && npInfo->mDueNs != TimerInfo::NEVER;
+    auto& lIds = mpShown->mIds;
+    auto* lpId = std::find(lIds.begin(), lIds.end(), nTimerId);
+    lpId = lpId == lIds.end() && lRuns ? std::find(lIds.begin(), lIds.end(), 0) : lpId;
+    if (lpId == lIds.end())
+    {
+        return;
+    }
+    *lpId = lRuns ? nTimerId : 0;
+    TimerRow::Words lWords{};
+    if (lRuns)
+    {
+        lWords = {static_cast<SlotWord>(nTimerId), static_cast<SlotWord>(npInfo->mIntervalMs), slotTime(npInfo->mDueNs),
+                  npInfo->mTimeoutCount, npInfo->mMaxTimeoutCount};
+    }
+    mpShown->mRows[static_cast<std::size_t>(lpId - lIds.begin())].write(lWords);
 }
 
 void TimerTable::findNextDue()

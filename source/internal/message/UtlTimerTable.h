@@ -7,7 +7,9 @@
 #include "internal/base/UtlThreadSlots.h"
 #include "internal/message/UtlTimerSignal.h"
 
+#include <array>
 #include <climits>
+#include <memory>
 
 namespace utl
 {
@@ -117,13 +119,22 @@ public:
     long long nextDueNs() const { return mNextDueNs; }
     void findNextDue();
 
-    /// For the dump.
+    /// For the dump: how many there are, and where showTimer() shows them.
     void show(LoopView* npView) const;
+
+    /// For the dump: a timer was started, or its time-out has been handled. npInfo: null for one that stops or goes.
+    void showTimer(int nTimerId, TimerInfo const* npInfo);
 
     TimerSignal const& signal() const { return mKind.mSignal; }
     ExpiryNotes& notes() { return mNotes; }
 
 private:
+    struct ShownTimers
+    {
+        std::array<int, TIMER_ROW_COUNT> mIds{}; // 0: a free row
+        std::array<TimerRow, TIMER_ROW_COUNT> mRows;
+    };
+
     static int followingId(int nId) { return nId == INT_MAX ? 1 : nId + 1; }
     int insert(TimerListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
     TimerMap::Element* findNumber(int nSysTimerNumber);
@@ -135,6 +146,7 @@ private:
     Kind const& mKind;
     char const* const mpName;
     TimerMap mTimers;
+    std::unique_ptr<ShownTimers> mpShown; // made with the first timer
     int mNextUserTimerId = 1;
     int mLastSysTimerNumber = 1;
     long long mNextDueNs = TimerInfo::NEVER; // the loop's, with the notes

@@ -41,9 +41,10 @@ void give(Bytes const& nInput)
 /// Every character that a table knows, some that none knows, and pieces of characters.
 std::vector<std::string> words()
 {
-    std::vector<std::string> lWords = {"漢",       "é",        "α",     "＂",     "￣",         "～",
-                                       "ヵ",       "ヷ",       "a\x80", "あ\xBF", "\x80",       "\xE3\x81",
-                                       "\xEF\xBD", "\xC0\xB0", "\xFF",  "\uFEFF", "\U0001F600", std::string(1, '\0')};
+    std::vector<std::string> lWords = {"漢",          "é",        "α",     "＂",     "￣",         "～",
+                                       "ヵ",          "ヷ",       "a\x80", "あ\xBF", "\x80",       "\xE3\x81",
+                                       "\xEF\xBD",    "\xC0\xB0", "\xFF",  "\uFEFF", "\U0001F600", std::string(1, '\0'),
+                                       "\xED\xA0\x80"};
     for (scan::ClassTables const& lTables : scan::CLASSES)
     {
         for (utl::CodeRow const* lpRow = lTables.mpRows; lpRow != nullptr && lpRow->mChar != nullptr; ++lpRow)

@@ -25,6 +25,13 @@ UTL_FOLD_INDEX(NODAKUON_HANDAKUON);
 UTL_FOLD_INDEX(ZENKATA_HIRAGANA);
 UTL_FOLD_INDEX(HANKATA_HIRAGANA);
 
+constexpr FoldWords UPPER_WORDS = makeFoldWords(LOWER_UPPER_INDEX, 0);
+constexpr FoldWords LOWER_WORDS = makeFoldWords(LOWER_UPPER_INDEX, 1);
+constexpr FoldWords FULL_WIDTH_WORDS = makeFoldWords(HANKAKU_ZENKAKU_INDEX, 0);
+static_assert(hasFoldWords(LOWER_UPPER_INDEX, 0));
+static_assert(hasFoldWords(LOWER_UPPER_INDEX, 1));
+static_assert(hasFoldWords(HANKAKU_ZENKAKU_INDEX, 0));
+
 constexpr CharPages CHAR_PAGES = makeCharPages();
 
 // First rows without the row whose key is empty, so that the rows behind that are found.
@@ -74,7 +81,15 @@ unsigned int sizeOf(unsigned char const* npChar)
     return IS_STRICT && isSize(lSize) && lSize >= 3 && isTooHigh(npChar[0], npChar[1]) ? 0 : lSize;
 }
 
-// The loop of a fold, with its table in registers: what it writes could be anything's bytes.
+// How far a fold has come.
+struct FoldPlace
+{
+    unsigned char const* mpSrc;
+    char* mpOut;
+    unsigned int mCopied; // bytes of the last character, if no row had it
+};
+
+// The loops of a fold, with its table in registers: what they write could be anything's bytes.
 template <bool IS_STRICT>
 class FoldWalk : FoldTable
 {
@@ -87,43 +102,119 @@ public:
     unsigned char const* fold(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
                               unsigned int nLimit) const
     {
-        char* lpOut = nChunk.mBytes;
         char const* const lpLast = nChunk.mBytes + nLimit - 1;
-        unsigned int lCopied = 0; // bytes of the last character, if no row had it
-        for (; lpOut <= lpLast; lpOut += lCopied, npSrc += lCopied)
+        char const* lpGoal = lpLast;
+        FoldPlace lAt{npSrc, nChunk.mBytes, 0};
+        do
+        {
+            if (mpWords != nullptr)
+            {
+                mpWords->mAreLetters ? foldWords<true>(lAt, npEnd, lpLast) : foldWords<false>(lAt, npEnd, lpLast);
+                // The word that is not usual by single characters, then words again.
+                lpGoal = lAt.mpOut + std::min<std::ptrdiff_t>(lpLast - lAt.mpOut, sizeof(Word) - 1);
+            }
+            foldChars(lAt, npEnd, lpGoal);
+        } while (lAt.mpOut > lpGoal && lAt.mpOut <= lpLast);
+        // A stray continuation byte takes the character before it along.
+        bool const lIsStray = !IS_STRICT && isTail(*lAt.mpSrc);
+        nChunk.mNeeded = static_cast<unsigned int>(lAt.mpOut - nChunk.mBytes);
+        nChunk.mSize = nChunk.mNeeded - (lIsStray ? lAt.mCopied : 0);
+        nChunk.mIsLast = lAt.mpOut <= lpLast || lIsStray;
+        return lAt.mpSrc;
+    }
+
+private:
+    // Whether a usual character of three bytes begins no key, by its lead byte.
+    bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
+
+    // Words that FoldWords can fold. ARE_LETTERS: FoldWords::mAreLetters.
+    template <bool ARE_LETTERS>
+    void foldWords(FoldPlace& nAt, unsigned char const* npEnd, char const* npLast) const
+    {
+        unsigned char const* lpSrc = nAt.mpSrc;
+        char* lpOut = nAt.mpOut;
+        Word lTailsDue = 0;
+        bool lIsUsual = true;
+        while (lIsUsual && npEnd - lpSrc >= WORD_BYTES && lpOut <= npLast)
+        {
+            lIsUsual = foldWordRun<ARE_LETTERS>(lpSrc, npEnd, lpOut, npLast, lTailsDue);
+        }
+        if (lpSrc != nAt.mpSrc)
+        {
+            lpSrc -= cutOffBytes(lTailsDue);
+            lpOut -= cutOffBytes(lTailsDue);
+            nAt = {lpSrc, lpOut, lpSrc[-1] >= 0x80 ? 3U : mpFirst[lpSrc[-1]] == 0 ? 1U : 0U};
+        }
+    }
+
+    // Words that keep their size, and one that does not. Result: whether all were usual; the last may be cut off.
+    template <bool ARE_LETTERS>
+    bool foldWordRun(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut, char const* npLast,
+                     Word& nTailsDue) const
+    {
+        FoldWords const& lWords = *mpWords;
+        std::ptrdiff_t const lStop = std::min(npEnd - npSrc - WORD_BYTES, npLast - npOut); // no word begins behind it
+        std::ptrdiff_t lAt = 0;
+        Word lKeys = 0;
+        bool lIsUsual = true;
+        while (lAt <= lStop)
+        {
+            Word const lWord = wordAt(npSrc + lAt);
+            WordOfText const lLook = lookAt<IS_STRICT, 0xEE>(lWord, nTailsDue);
+            lIsUsual = lLook.mUnusual == 0;
+            if (!isLikely(lIsUsual))
+            {
+                break;
+            }
+            nTailsDue = lLook.mTailsDue;
+            lKeys = lWords.keys(lWord);
+            if (!ARE_LETTERS && !isLikely(lKeys == 0))
+            {
+                break;
+            }
+            storeWord(npOut + lAt, ARE_LETTERS ? FoldWords::otherCase(lWord, lKeys) : lWord);
+            lAt += WORD_BYTES;
+        }
+        npSrc += lAt;
+        npOut += lAt;
+        if (!ARE_LETTERS && lIsUsual && lKeys != 0)
+        {
+            npOut = lWords.put(npOut, wordAt(npSrc));
+            npSrc += WORD_BYTES;
+        }
+        return lIsUsual;
+    }
+
+    void foldChars(FoldPlace& nAt, unsigned char const* npEnd, char const* npLast) const
+    {
+        unsigned char const* lpSrc = nAt.mpSrc;
+        char* lpOut = nAt.mpOut;
+        unsigned int lCopied = nAt.mCopied;
+        for (; lpOut <= npLast; lpOut += lCopied, lpSrc += lCopied)
         {
             // A branch for each size, so that the next character does not wait for the row of this one.
-            if (isLikely(npEnd - npSrc >= 3 && isUsualThree(fourBytesAt(npSrc))))
+            if (isLikely(npEnd - lpSrc >= 3 && isUsualThree(fourBytesAt(lpSrc))))
             {
-                lCopied = isForeign(*npSrc) ? copyForeign(npSrc, npEnd, lpOut, lpLast) : foldThree(npSrc, lpOut);
+                lCopied = isForeign(*lpSrc) ? copyForeign(lpSrc, npEnd, lpOut, npLast) : foldThree(lpSrc, lpOut);
                 continue;
             }
-            unsigned int const lSize = npSrc < npEnd ? sizeOf<IS_STRICT>(npSrc) : 0;
+            unsigned int const lSize = lpSrc < npEnd ? sizeOf<IS_STRICT>(lpSrc) : 0;
             if (lSize == 1)
             {
-                lCopied = foldCharacter<1>(npSrc, lpOut, mpFirst[*npSrc]);
+                lCopied = foldCharacter<1>(lpSrc, lpOut, mpFirst[*lpSrc]);
             }
             else if (isSize(lSize))
             {
                 lCopied = lSize;
-                std::memcpy(lpOut, npSrc, lSize);
+                std::memcpy(lpOut, lpSrc, lSize);
             }
             else
             {
                 break;
             }
         }
-        // A stray continuation byte takes the character before it along.
-        bool const lIsStray = !IS_STRICT && isTail(*npSrc);
-        nChunk.mNeeded = static_cast<unsigned int>(lpOut - nChunk.mBytes);
-        nChunk.mSize = nChunk.mNeeded - (lIsStray ? lCopied : 0);
-        nChunk.mIsLast = lpOut <= lpLast || lIsStray;
-        return npSrc;
+        nAt = {lpSrc, lpOut, lCopied};
     }
-
-private:
-    // Whether a usual character of three bytes begins no key, by its lead byte.
-    bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
 
     // A run of foreign characters, of which there is one. Moves both to the last one of them, which is stored.
     // Result: its size.
@@ -204,15 +295,36 @@ bool IndexedRows::hasLongKey(unsigned char const* npChar) const
     return false;
 }
 
+namespace
+{
+
+IndexedRows caseRows(bool nIsReverse)
+{
+    return IndexedRows(LOWER_UPPER_INDEX, nIsReverse, nIsReverse ? &LOWER_WORDS : &UPPER_WORDS);
+}
+
+IndexedRows widthRows(bool nIsReverse)
+{
+    return IndexedRows(HANKAKU_ZENKAKU_INDEX, nIsReverse, nIsReverse ? nullptr : &FULL_WIDTH_WORDS);
+}
+
+} // namespace
+
 IndexedRows indexedRows(PairAttrib const* npTable, bool nIsReverse)
 {
+    if (npTable == LOWER_UPPER_PAIR)
+    {
+        return caseRows(nIsReverse);
+    }
+    if (npTable == HANKAKU_ZENKAKU_PAIR)
+    {
+        return widthRows(nIsReverse);
+    }
 #define UTL_INDEX_OF(NAME)                                                                                             \
     if (npTable == NAME##_PAIR)                                                                                        \
     {                                                                                                                  \
         return IndexedRows(NAME##_INDEX, nIsReverse);                                                                  \
     }
-    UTL_INDEX_OF(LOWER_UPPER)
-    UTL_INDEX_OF(HANKAKU_ZENKAKU)
     UTL_INDEX_OF(NODAKUON_DAKUON)
     UTL_INDEX_OF(NODAKUON_HANDAKUON)
     UTL_INDEX_OF(ZENKATA_HIRAGANA)
@@ -225,19 +337,19 @@ IndexedRows rowsOf(Fold nFold)
     switch (nFold)
     {
     case Fold::UPPER:
-        return IndexedRows(LOWER_UPPER_INDEX, false);
+        return caseRows(false);
     case Fold::LOWER:
-        return IndexedRows(LOWER_UPPER_INDEX, true);
+        return caseRows(true);
     case Fold::FULL_WIDTH:
-        return IndexedRows(HANKAKU_ZENKAKU_INDEX, false);
+        return widthRows(false);
     case Fold::HALF_WIDTH:
-        return IndexedRows(HANKAKU_ZENKAKU_INDEX, true);
+        return widthRows(true);
     case Fold::VOICED:
-        return IndexedRows(NODAKUON_DAKUON_INDEX, false, VOICED_FIRST.mRows);
+        return IndexedRows(NODAKUON_DAKUON_INDEX, false, VOICED_FIRST.mRows, nullptr);
     case Fold::NOT_VOICED:
         return IndexedRows(NODAKUON_DAKUON_INDEX, true);
     case Fold::SEMI_VOICED:
-        return IndexedRows(NODAKUON_HANDAKUON_INDEX, false, SEMI_VOICED_FIRST.mRows);
+        return IndexedRows(NODAKUON_HANDAKUON_INDEX, false, SEMI_VOICED_FIRST.mRows, nullptr);
     case Fold::NOT_SEMI_VOICED:
         return IndexedRows(NODAKUON_HANDAKUON_INDEX, true);
     case Fold::KATAKANA_TO_HIRAGANA:

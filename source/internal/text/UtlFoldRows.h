@@ -7,8 +7,7 @@
 
 #include "UtlCheckedText.h"
 #include "UtlConvertAttrib.h"
-#include "internal/text/UtlFoldIndex.h"
-#include "internal/text/UtlUtf8.h"
+#include "internal/text/UtlFoldWords.h"
 
 namespace utl::internal
 {
@@ -28,9 +27,9 @@ constexpr Match NO_MATCH = {false, 0, nullptr, 0};
 struct FoldedChunk
 {
     static constexpr unsigned int CAPACITY = 512;
-    static constexpr unsigned int EXCESS = sizeof(FoldText::mBytes) - 1; ///< bytes that it may be past a limit
+    static constexpr unsigned int EXCESS = FoldWords::LARGEST - 1; ///< bytes that it may be past a limit
 
-    char mBytes[CAPACITY + sizeof(FoldText)]; // past the limit by a text of a row, with what stands behind it
+    char mBytes[CAPACITY + FoldWords::LARGEST]; // past the limit by a word, with a byte that does not count
     unsigned int mSize;
     unsigned int mNeeded; // room, with what a stray byte then took away
     bool mIsLast;         // the source ends here, or is malformed
@@ -42,7 +41,8 @@ struct FoldTable
     FoldRow const* mpRows = nullptr;
     unsigned char const* mpFirst = nullptr; ///< by character
     unsigned int mKeySide = 0;
-    unsigned int mLeads = 0; ///< FoldIndex::mLeads of that side
+    unsigned int mLeads = 0;            ///< FoldIndex::mLeads of that side
+    FoldWords const* mpWords = nullptr; ///< null if words are not worth a look
 };
 
 /// The rows of one of our own tables: only those are tried, in their order, whose key begins with the character.
@@ -52,15 +52,15 @@ public:
     IndexedRows() = default; ///< For a table that is not ours.
 
     template <std::size_t N>
-    IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse)
-        : IndexedRows(nIndex, nIsReverse, nIndex.mFirst[nIsReverse ? 1 : 0])
+    IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse, FoldWords const* npWords = nullptr)
+        : IndexedRows(nIndex, nIsReverse, nIndex.mFirst[nIsReverse ? 1 : 0], npWords)
     {
     }
 
     /// npFirst: other first rows than those of the index.
     template <std::size_t N>
-    IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse, unsigned char const* npFirst)
-        : mTable{nIndex.mRows.data(), npFirst, nIsReverse ? 1U : 0U, nIndex.mLeads[nIsReverse ? 1 : 0]}
+    IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse, unsigned char const* npFirst, FoldWords const* npWords)
+        : mTable{nIndex.mRows.data(), npFirst, nIsReverse ? 1U : 0U, nIndex.mLeads[nIsReverse ? 1 : 0], npWords}
     {
     }
 

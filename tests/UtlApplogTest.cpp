@@ -1,29 +1,14 @@
 #include "UtlApplog.h"
+
 #include "UtlConvertAttrib.h"
 #include "UtlFile.h"
 #include "UtlThreadManager.h"
 #include "UtlTimeCounter.h"
 #include "UtlTimepiece.h"
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <thread>
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include "support/Child.h"
-#include "support/Faults.h"
-#include "support/Gate.h"
-#include "support/LogCapture.h"
+#include "support/Test.h"
 #include "support/Watchdog.h"
+
+#include <poll.h>
 
 using namespace utl;
 

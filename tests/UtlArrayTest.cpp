@@ -1,13 +1,11 @@
 #include "UtlArray.h"
 
-#include <algorithm>
+#include "support/Elements.h"
+#include "support/Test.h"
+
 #include <cstddef>
 #include <new>
 #include <random>
-#include <vector>
-
-#include "support/Elements.h"
-#include "support/Said.h"
 
 namespace
 {

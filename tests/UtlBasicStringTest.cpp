@@ -1,12 +1,7 @@
 #include "UtlBasicString.h"
 
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "UtlStaticBuffer.h"
-#include "support/Gate.h"
-#include "support/Said.h"
+#include "support/Test.h"
 
 using utl::test::said;
 using namespace utl;

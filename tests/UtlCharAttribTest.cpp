@@ -1,15 +1,11 @@
 #include "UtlCharAttrib.h"
 
-#include <cstdint>
-#include <cstring>
-#include <string>
-
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include "UtlCharSet.h"
 #include "UtlConvertAttrib.h"
 #include "fuzz/reference/PlainRowScan.h"
+#include "support/Test.h"
+
+#include <cstdint>
 
 using namespace utl;
 

@@ -1,13 +1,7 @@
 #include "UtlCharSet.h"
 
-#include <algorithm>
-#include <array>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "internal/text/UtlCharSetPlatform.h"
+#include "support/Test.h"
 
 using namespace utl;
 using namespace std::string_literals;

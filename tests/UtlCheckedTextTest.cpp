@@ -2,15 +2,12 @@
 // pieces, folds and comparison of any bytes: see fuzz/CheckedTextFuzz.cpp, which the tests run too.
 #include "UtlCheckedText.h"
 
-#include <iconv.h>
+#include "UtlCharSet.h"
+#include "support/Test.h"
 
 #include <map>
-#include <memory>
-#include <string>
 
-#include <gtest/gtest.h>
-
-#include "UtlCharSet.h"
+#include <iconv.h>
 
 using namespace utl;
 using namespace std::string_literals;

@@ -1,13 +1,7 @@
 #include "UtlConvertAttrib.h"
 
-#include <cstring>
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include "support/Said.h"
-
 #include "UtlStaticBuffer.h"
+#include "support/Test.h"
 
 using utl::test::said;
 using namespace utl;

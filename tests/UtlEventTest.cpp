@@ -1,14 +1,6 @@
 #include "UtlEvent.h"
 
-#include <functional>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include "support/Faults.h"
-#include "support/Gate.h"
-#include "support/LogCapture.h"
+#include "support/Test.h"
 
 namespace
 {

@@ -1,10 +1,6 @@
 #include "UtlFileReplacement.h"
 
-#include "support/Child.h"
-#include "support/Folder.h"
-#include "support/Resources.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 using namespace utl;
 using namespace utl::test;

@@ -1,23 +1,11 @@
 #include "UtlFile.h"
 
 #include "UtlThreadManager.h"
-#include "support/Faults.h"
-#include "support/Folder.h"
-#include "support/LogCapture.h"
-#include "support/Resources.h"
-#include "support/Said.h"
+#include "support/Test.h"
 
 #include <numeric>
-#include <set>
-#include <string>
-#include <vector>
 
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <gtest/gtest.h>
 
 namespace
 {

@@ -1,12 +1,6 @@
 #include "UtlFile.h"
 
-#include "support/Child.h"
-#include "support/Faults.h"
-#include "support/Folder.h"
-#include "support/LogCapture.h"
-
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 using namespace utl;
 using namespace utl::test;

@@ -4,21 +4,11 @@
 #include "UtlStaticBuffer.h"
 #include "UtlThreadManager.h"
 #include "internal/base/UtlThreadSlots.h"
-#include "support/Child.h"
 #include "support/MsgThread.h"
 #include "support/Pattern.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-
-#include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace utl::test
 {

@@ -3,11 +3,8 @@
 
 #include "UtlSharedTimer.h"
 #include "UtlTimer.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

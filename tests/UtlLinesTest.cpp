@@ -1,12 +1,6 @@
 #include "UtlLines.h"
 
-#include "support/Faults.h"
-#include "support/Folder.h"
-
-#include <string>
-
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 using namespace utl;
 using namespace utl::test;

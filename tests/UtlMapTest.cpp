@@ -1,13 +1,9 @@
 #include "UtlMap.h"
 
-#include <algorithm>
-#include <iterator>
+#include "support/Test.h"
+
 #include <map>
 #include <random>
-#include <string>
-
-#include <gtest/gtest.h>
-#include <memory>
 
 namespace
 {

@@ -1,16 +1,11 @@
 #include "UtlMemoryPool.h"
 
+#include "support/Test.h"
+#include "support/Watchdog.h"
+
 #include <cstdint>
 #include <new>
 #include <random>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include "support/Gate.h"
-#include "support/Watchdog.h"
 
 namespace utl
 {

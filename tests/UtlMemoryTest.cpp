@@ -1,17 +1,11 @@
 #include "UtlMemory.h"
 
-#include <sstream>
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "UtlFile.h"
 #include "UtlThreadManager.h"
 #include "internal/base/UtlHeapPort.h"
-#include "support/Faults.h"
-#include "support/Folder.h"
-#include "support/Resources.h"
-#include "support/Said.h"
+#include "support/Test.h"
+
+#include <sstream>
 
 namespace utl
 {

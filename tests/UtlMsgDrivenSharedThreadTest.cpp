@@ -1,13 +1,8 @@
 #include "UtlMsgDrivenSharedThread.h"
 
 #include "UtlThreadManager.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-#include "support/Said.h"
-
-#include <climits>
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

@@ -1,17 +1,8 @@
 #include "UtlMsgDrivenThread.h"
 
 #include "UtlThreadManager.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-#include "support/Said.h"
-
-#include <climits>
-#include <memory>
-
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 namespace
 {

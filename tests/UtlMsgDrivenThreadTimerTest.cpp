@@ -1,15 +1,9 @@
 // Timers of a message thread.
 #include "UtlMsgDrivenThread.h"
+
 #include "UtlThreadManager.h"
-
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-#include "support/Said.h"
-
-#include <ctime>
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

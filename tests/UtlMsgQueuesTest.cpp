@@ -1,11 +1,8 @@
 // The queues of a message thread, without the thread.
 #include "internal/message/UtlMsgQueues.h"
-#include "support/LogCapture.h"
+
 #include "support/MsgThread.h"
-
-#include <functional>
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

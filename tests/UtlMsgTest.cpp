@@ -1,12 +1,7 @@
 #include "UtlMsg.h"
+
 #include "UtlThreadRawMsg.h"
-
-#include <cstring>
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include "support/Said.h"
+#include "support/Test.h"
 
 namespace
 {

@@ -1,13 +1,10 @@
 #include "UtlQueue.h"
 
-#include <algorithm>
-#include <deque>
-#include <iterator>
-#include <random>
-#include <vector>
-
 #include "support/Elements.h"
-#include "support/Said.h"
+#include "support/Test.h"
+
+#include <deque>
+#include <random>
 
 namespace
 {

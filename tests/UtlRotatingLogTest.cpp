@@ -1,22 +1,7 @@
 #include "UtlRotatingLog.h"
 
 #include "UtlApplog.h"
-#include "support/LogCapture.h"
-
-#include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <set>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 using namespace utl;
 using utl::test::LogCapture;

@@ -3,15 +3,8 @@
 
 #include "UtlThreadManager.h"
 #include "internal/message/UtlSharedTimerImpl.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-#include "support/Said.h"
-
-#include <functional>
-
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 namespace utl
 {

@@ -1,14 +1,6 @@
 #include "UtlSmartPointer.h"
 
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include "support/Faults.h"
-#include "support/Gate.h"
-#include "support/LogCapture.h"
+#include "support/Test.h"
 
 namespace
 {

@@ -1,8 +1,6 @@
 #include "UtlStatementInfo.h"
 
-#include <string>
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

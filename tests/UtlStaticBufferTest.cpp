@@ -1,15 +1,7 @@
 #include "UtlStaticBuffer.h"
 
-#include <atomic>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <thread>
-
-#include <gtest/gtest.h>
-
 #include "UtlConvertAttrib.h"
-#include "support/Gate.h"
+#include "support/Test.h"
 
 using namespace utl;
 

@@ -3,11 +3,7 @@
 #include "UtlSharedTimer.h"
 #include "UtlThreadManager.h"
 #include "support/MsgThread.h"
-
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 namespace
 {

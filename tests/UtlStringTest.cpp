@@ -1,15 +1,9 @@
 #include "UtlString.h"
 
-#include <cstring>
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include "support/Said.h"
-
 #include "UtlRawMemory.h"
 #include "UtlStaticBuffer.h"
 #include "internal/text/UtlStringSearch.h"
+#include "support/Test.h"
 
 using utl::test::said;
 using namespace utl;

@@ -1,10 +1,8 @@
 #include "UtlSyncObject.h"
 
+#include "support/Test.h"
+
 #include <exception>
-
-#include <gtest/gtest.h>
-
-#include "support/Gate.h"
 
 namespace
 {

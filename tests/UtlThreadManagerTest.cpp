@@ -1,24 +1,12 @@
 #include "UtlThreadManager.h"
 
 #include "UtlThread.h"
-#include "support/Child.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
-#include "support/Resources.h"
-#include "support/Said.h"
+#include "support/Test.h"
 
-#include <algorithm>
 #include <cstdarg>
-#include <fstream>
-#include <functional>
 #include <optional>
-#include <string>
-#include <thread>
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace
 {

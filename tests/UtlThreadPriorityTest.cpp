@@ -1,9 +1,6 @@
 #include "UtlThreadPriority.h"
 
-#include <climits>
-#include <utility>
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 using utl::ThreadPriority;
 

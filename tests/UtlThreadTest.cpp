@@ -1,12 +1,7 @@
 #include "UtlThread.h"
 
 #include "UtlThreadManager.h"
-#include "support/Faults.h"
-#include "support/Gate.h"
-#include "support/LogCapture.h"
-#include "support/Resources.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

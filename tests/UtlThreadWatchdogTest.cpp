@@ -2,12 +2,8 @@
 
 #include "UtlThreadManager.h"
 #include "UtlTimeCounter.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-#include "support/Said.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace utl
 {

@@ -1,15 +1,6 @@
 #include "UtlTimeCounter.h"
 
-#include <atomic>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include "support/Faults.h"
-#include "support/Gate.h"
-#include "support/LogCapture.h"
-#include "support/Said.h"
+#include "support/Test.h"
 
 namespace
 {

@@ -1,17 +1,6 @@
 #include "UtlTimepiece.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <ctime>
-#include <string>
-#include <type_traits>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include "support/Faults.h"
-#include "support/Said.h"
+#include "support/Test.h"
 #include "support/Watchdog.h"
 
 namespace

@@ -3,14 +3,7 @@
 
 #include "internal/base/UtlSystemCalls.h"
 #include "internal/message/UtlTimerWaiters.h"
-#include "support/Faults.h"
-#include "support/Gate.h"
-#include "support/LogCapture.h"
-#include "support/Resources.h"
-
-#include <gtest/gtest.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include "support/Test.h"
 
 namespace
 {

@@ -4,14 +4,8 @@
 #include "UtlThreadManager.h"
 #include "UtlThreadWatchdog.h"
 #include "UtlTimeCounter.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <thread>
+#include "support/Test.h"
 
 namespace
 {

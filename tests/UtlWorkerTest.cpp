@@ -1,11 +1,7 @@
 #include "UtlWorker.h"
 
-#include "support/Child.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace
 {

@@ -20,12 +20,9 @@
 #include "support/MsgThread.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstring>
 #include <functional>
-#include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include <sched.h>
@@ -71,86 +68,30 @@ private:
     unsigned int mState;
 };
 
-/// Threads that stay, so that a round starts none. Each runs its part of a round; all begin at once, give or take a
-/// pause that differs from round to round.
-class Crew
+/// Runs each part on a thread of its own. All begin at once, give or take a pause that differs from round to round.
+void together(std::vector<std::function<void()>> const& nParts)
 {
-public:
-    using Part = std::function<void()>;
-
-    void together(std::vector<Part> nParts)
+    std::atomic<std::size_t> lAbsent{nParts.size()};
+    std::vector<std::thread> lThreads;
+    for (std::function<void()> const& lPart : nParts)
     {
-        while (mThreads.size() < nParts.size())
+        auto const lRun = [&, lSalt = static_cast<unsigned int>(lThreads.size())]
         {
-            mThreads.emplace_back([this, lIndex = mThreads.size()] { run(lIndex); });
-        }
-        std::unique_lock<std::mutex> lLock(mMutex);
-        mParts = std::move(nParts);
-        mAbsent = static_cast<unsigned int>(mParts.size());
-        mAtWork = mAbsent;
-        ++mTurn;
-        mWake.notify_all();
-        mDone.wait(lLock, [this] { return mAtWork == 0; });
+            --lAbsent;
+            while (lAbsent != 0)
+            {
+                ::sched_yield();
+            }
+            Random(lSalt).pause();
+            lPart();
+        };
+        lThreads.emplace_back(lRun);
     }
-
-    ~Crew()
+    for (std::thread& lThread : lThreads)
     {
-        together(std::vector<Part>(mThreads.size(), nullptr));
-        for (std::thread& lThread : mThreads)
-        {
-            lThread.join();
-        }
+        lThread.join();
     }
-
-private:
-    void run(std::size_t nIndex)
-    {
-        for (unsigned int lTurn = 0;;)
-        {
-            Part lPart;
-            {
-                std::unique_lock<std::mutex> lLock(mMutex);
-                mWake.wait(lLock, [&] { return mTurn != lTurn; });
-                lTurn = mTurn;
-                if (nIndex >= mParts.size())
-                {
-                    continue;
-                }
-                lPart = mParts[nIndex];
-            }
-            if (lPart)
-            {
-                --mAbsent;
-                while (mAbsent != 0)
-                {
-                    ::sched_yield();
-                }
-                Random(static_cast<unsigned int>(nIndex)).pause();
-                lPart();
-            }
-            std::lock_guard<std::mutex> lGuard(mMutex);
-            if (--mAtWork == 0)
-            {
-                mDone.notify_one();
-            }
-            if (!lPart)
-            {
-                return;
-            }
-        }
-    }
-
-    std::vector<std::thread> mThreads;
-    std::vector<Part> mParts;
-    std::mutex mMutex;
-    std::condition_variable mWake;
-    std::condition_variable mDone;
-    std::atomic<unsigned int> mAbsent{0};
-    unsigned int mAtWork = 0;
-    unsigned int mTurn = 0;
-};
-
-Crew* gCrew = nullptr;
+}
 
 /// A millisecond of the library's timers is a thirtieth of one: expiries are near whatever they race with.
 int setShortTime(timer_t nTimer, int nFlags, itimerspec const* npTime, itimerspec* npOld)
@@ -219,12 +160,12 @@ public:
     /// One round.
     void run()
     {
-        std::vector<Crew::Part> lParts;
+        std::vector<std::function<void()>> lParts;
         for (unsigned int lIndex = 0; lIndex < mSenders.size(); ++lIndex)
         {
             lParts.push_back([this, lIndex] { part(lIndex); });
         }
-        gCrew->together(std::move(lParts));
+        together(lParts);
         gFailsWrites = false;
         if (!hasRequestedStop())
         {
@@ -622,7 +563,7 @@ void raceListeners()
             lEar.mIsGone = true;
         }
     };
-    gCrew->together({lBroadcast, [&] { lComeAndGo(lGo[0]); }, [&] { lComeAndGo(lGo[1]); }});
+    together({lBroadcast, [&] { lComeAndGo(lGo[0]); }, [&] { lComeAndGo(lGo[1]); }});
     PROVE(lThread.sendMsgSync(&lStays, Ear::OWN));
     PROVE_EQ(COUNT, lStays.mHeard);
     PROVE_EQ(COUNT, lStays.mNext);
@@ -661,7 +602,7 @@ void raceSharedStop()
         }
         PROVE_EQ(0, lThread.stop(1, 0));
     };
-    gCrew->together({[&] { lUse(lEars[0]); }, [&] { lUse(lEars[1]); }, lStop});
+    together({[&] { lUse(lEars[0]); }, [&] { lUse(lEars[1]); }, lStop});
     PROVE_EQ(6, lThread.remTimerIdCount());
     PROVE(lThread.leaveManagement());
 }
@@ -743,7 +684,7 @@ void raceTimerCancel()
             PROVE(lTimer.stop(lId, 1) && lTimer.start(lId, 1) && lTimer.eraseTimer(lId, lTurn % 3));
         }
     };
-    gCrew->together({[&] { lUse(lBells[0], 1); }, [&] { lUse(lBells[1], 2); }, lUseWithoutWaiting});
+    together({[&] { lUse(lBells[0], 1); }, [&] { lUse(lBells[1], 2); }, lUseWithoutWaiting});
     int const lFence = lTimer.addTimer(nullptr, 0, 0, 0);
     PROVE(lTimer.start(lFence, 0) && lTimer.eraseTimer(lFence, 0));
     Array<int, int const&> lIds(1);
@@ -787,7 +728,7 @@ void raceTimerToggle()
             lRandom.pause();
         }
     };
-    gCrew->together({[&] { lUse(1); }, [&] { lUse(2); }, [&] { lUse(3); }});
+    together({[&] { lUse(1); }, [&] { lUse(2); }, [&] { lUse(3); }});
     lListener.mIsOver = true;
     int const lFence = lTimer.addTimer(nullptr, 0, 0, 0);
     PROVE(lTimer.start(lFence, 0) && lTimer.eraseTimer(lFence, 0));
@@ -815,7 +756,7 @@ void raceTimerEnd()
         lIsErased ? void() : lTimer.destroy();
         lBell.mIsGone = true;
     };
-    gCrew->together({[&] { lTimer.waitToStart(lRests); }, [&] { lTimer.waitToStop(lRings); }, lEnd});
+    together({[&] { lTimer.waitToStart(lRests); }, [&] { lTimer.waitToStop(lRings); }, lEnd});
     lTimer.destroy();
     PROVE(!ThreadManager::get()->isThreadExist(lTimer.getId()));
     PROVE_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
@@ -857,7 +798,7 @@ void raceThreadStart()
             ::sched_yield();
         }
     };
-    gCrew->together({lStart, lStart, lStop});
+    together({lStart, lStart, lStop});
     PROVE_EQ(1, lStarted);
     PROVE_EQ(1, lThread.mRuns);
     PROVE(lThread.hasDone(Thread::STAGE_DONE) && !lThread.isRunning());
@@ -916,7 +857,7 @@ void raceRegistry()
             ::sched_yield(); // the lock is not a fair one
         }
     };
-    gCrew->together({lComeAndGo, lComeAndGo, lLook});
+    together({lComeAndGo, lComeAndGo, lLook});
     PROVE_EQ(6, lCounts.mRuns);
     PROVE_EQ(2, lCounts.mWatched);
 }
@@ -934,7 +875,7 @@ void raceFirstUse()
         PROVE(lManager.unregisterWatchdog(0) && lManager.setWatchdogWatchInterval(1000000));
         PROVE(lManager.unregister(ThreadManager::getCallerId()));
     };
-    gCrew->together({lUse, lUse, lUse});
+    together({lUse, lUse, lUse});
 }
 
 /// Time for the watchdog passes a hundred times as fast: an alive time of a millisecond ends within a few pauses.
@@ -989,7 +930,7 @@ void raceWatchdog()
                 PROVE(lWatchdog.unregister(lId) && !lWatchdog.isRegistered(lId));
             }
         };
-        gCrew->together({[&] { lReport(lTold[0]); }, [&] { lReport(lTold[1]); }});
+        together({[&] { lReport(lTold[0]); }, [&] { lReport(lTold[1]); }});
         lWatchdog.shutdown();
     }
     for (Told const* lpTold = lTold[0]; lpTold != lTold[0] + 6; ++lpTold)
@@ -1028,7 +969,7 @@ void raceEvent()
         lBoth.setOff();
         PROVE_EQ(0, lSeen[0].waitToOff(LIMIT_MS) | lSeen[1].waitToOff(LIMIT_MS));
     };
-    gCrew->together({lDestroy, [&] { lFollow(1); }, lLead});
+    together({lDestroy, [&] { lFollow(1); }, lLead});
 }
 
 // ---------------------------------------------------------------------------------------------- the program
@@ -1120,8 +1061,6 @@ int main(int nCount, char** npValues)
     test::QuietLog const lQuiet;
     test::Replaced const lTimers(&SystemCalls::mTimerSettime, &setShortTime);
     ThreadManager::get();
-    Crew lCrew;
-    gCrew = &lCrew;
     proof::endHangs();
     bool lIsKnown = false;
     for (Race const& lRace : RACES)

@@ -124,7 +124,8 @@ public:
     /// Stops the thread, waiting without limit; not from a listener of its own. It does not start again.
     void shutdown();
 
-    /// Milliseconds from beat to beat; 0: no beat. Waits for the watchdog thread. Result: false before initialize().
+    /// Milliseconds from beat to beat; 0: no beat, and no descriptor stays open. Waits for the watchdog thread.
+    /// Result:  false before initialize().
     /// Caution: from 2147483648 on the kernel refuses, which the log alone tells, and the beat stands still.
     bool setWatchInterval(unsigned int nIntervalMs);
 
@@ -181,11 +182,14 @@ private:
     void executeWatchThreads(unsigned int nNowTick);
     int findOverdue(unsigned int nNowTick);
     void executeWatchdogTimeout(int nId);
+    internal::WatchdogJudge* judge();
     internal::WatchdogJudge* beginJudgement();
     void executeJudgement(internal::WatchdogJudge& nJudge, unsigned int nNowTick);
     void tellVerdict(WatchdogVerdict& nVerdict);
     void makeJudgeLocked() UTL_REQUIRES(mSyncObject);
+    bool hasBeat() const;
     void setBeatDeadline();
+    void restWithoutBeat();
     WatchdogInfo* findWatchdogInfo(int nId) UTL_REQUIRES(mSyncObject);
 
     MsgDrivenThread* mpThread = nullptr; // owned, constant between constructor and destructor

@@ -23,6 +23,7 @@ namespace
 unsigned int const MAX_MSG_SIZE = 4;
 unsigned int const MAX_MSG_COUNT = 64;
 unsigned int const MAX_BEAT_MS = 1U << 29; // a deadline further off would not be one
+int const MSG_ID_REST = 1;                 // the beat has ended
 
 // Most threads are not registered, and report at every blocking call: they are told so without the lock until somebody
 // enters or leaves the table.
@@ -152,18 +153,14 @@ bool ThreadWatchdog::setWatchInterval(unsigned int nIntervalMs)
     mpThread->killTimer(mTimerId.exchange(-1), 0);
     mIntervalMs = nIntervalMs;
     int const lTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
-    if (lTimerId == -1)
-    {
-        setBeatDeadline();
-        return false;
-    }
-    int const lOtherId = mTimerId.exchange(lTimerId);
+    int const lOtherId = lTimerId != -1 ? mTimerId.exchange(lTimerId) : -1;
     if (lOtherId != -1)
     {
         mpThread->killTimer(lOtherId, 0);
     }
     setBeatDeadline();
-    return true;
+    restWithoutBeat();
+    return lTimerId != -1;
 }
 
 // ---------------------------------------------------------------------------------------------- the table
@@ -356,6 +353,8 @@ void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
         }
         setBeatDeadline();
     }
+    internal::WatchdogJudge* const lpJudge = lMsgId == MSG_ID_REST && !hasBeat() ? judge() : nullptr;
+    lpJudge != nullptr ? lpJudge->rest() : void();
 }
 
 /// One pass with one time: the table may change between two reports, and a thread just reported is no longer overdue.
@@ -442,14 +441,17 @@ void ThreadWatchdog::makeJudgeLocked()
     }
 }
 
+/// Result: null if nobody has asked for verdicts.
+internal::WatchdogJudge* ThreadWatchdog::judge()
+{
+    SyncGuard lGuard(mSyncObject);
+    return mpJudge.get();
+}
+
 /// Result: null if nobody asks for verdicts.
 internal::WatchdogJudge* ThreadWatchdog::beginJudgement()
 {
-    internal::WatchdogJudge* lpJudge = nullptr;
-    {
-        SyncGuard lGuard(mSyncObject);
-        lpJudge = mpJudge.get();
-    }
+    internal::WatchdogJudge* const lpJudge = judge();
     if (lpJudge == nullptr)
     {
         return nullptr;
@@ -463,12 +465,29 @@ internal::WatchdogJudge* ThreadWatchdog::beginJudgement()
     return lpJudge;
 }
 
+bool ThreadWatchdog::hasBeat() const
+{
+    unsigned int const MAX_INTERVAL_MS = 0x7FFFFFFF; // for the kernel
+    unsigned int const lIntervalMs = mIntervalMs;
+    return mTimerId != -1 && lIntervalMs != 0 && lIntervalMs <= MAX_INTERVAL_MS;
+}
+
+/// Nobody takes samples any more: the judge lets go of its descriptors, on the watchdog thread, whose it is.
+void ThreadWatchdog::restWithoutBeat()
+{
+    if (judge() != nullptr && !hasBeat() &&
+        !mpThread->sendMsgSync(MSG_ID_REST)) // refused on the watchdog thread itself
+    {
+        mpThread->postMsg(MSG_ID_REST);
+    }
+}
+
 /// Twice the interval from the end of a beat on.
 void ThreadWatchdog::setBeatDeadline()
 {
     unsigned int const lIntervalMs = mIntervalMs;
     unsigned int const lNowTick = TimeCounter::getTickTime();
-    bool const lHasBeat = mTimerId != -1 && lIntervalMs != 0 && lIntervalMs <= MAX_BEAT_MS;
+    bool const lHasBeat = hasBeat() && lIntervalMs <= MAX_BEAT_MS;
     if (!lHasBeat || lNowTick != WatchdogInfo::NO_TICK)
     {
         mBeatDeadline = lHasBeat ? lNowTick + 2 * lIntervalMs : WatchdogInfo::NO_TICK;

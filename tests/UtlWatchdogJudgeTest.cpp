@@ -126,6 +126,7 @@ TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutBeatsArePauses)
     ThreadWatchdog lWatchdog(4);
     int const lId = ThreadManager::getCallerId();
     ASSERT_TRUE(lWatchdog.initialize(10));
+    unsigned int const lFds = openFdCount();
     lWatchdog.setVerdictListener(&lSlow);
     ASSERT_TRUE(lWatchdog.entry(lId, 40, &lSlow, "slow"));
     ASSERT_TRUE(lWatchdog.start(lId));
@@ -137,6 +138,7 @@ TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutBeatsArePauses)
     lWatchdog.keepAlive(StatementInfo::INVALID);
     EXPECT_TRUE(waitUntil([&] { return lSlow.mHung == 2; }));
     ASSERT_TRUE(lWatchdog.setWatchInterval(0));
+    EXPECT_EQ(lFds, openFdCount());
     std::this_thread::sleep_for(std::chrono::milliseconds(100)); // without a beat
     lWatchdog.keepAlive(StatementInfo::INVALID);
     ASSERT_TRUE(lWatchdog.setWatchInterval(10));
@@ -193,7 +195,13 @@ TEST(WatchdogVerdict, QueueThatStaysLockedHoldsUpNoBeat)
     Reported lHeld;
     auto lEndless = [&](ThreadRawMsg&) { return lHeld.mLeave.wait(); };
     MsgDrivenThread::MsgJudgement<decltype(lEndless)> lJudgement(&lEndless);
-    lHeld.mRecorder.on(5, [&](int) { lHeld.mThread.postMsg(6), lHeld.mThread.hasMsgInternal(&lJudgement); });
+    auto const lLockQueue = [&](int)
+    {
+        waitUntil([&] { return lHeld.mThread.isRunning(); }); // or it would find nothing
+        lHeld.mThread.postMsg(6);
+        lHeld.mThread.hasMsgInternal(&lJudgement);
+    };
+    lHeld.mRecorder.on(5, lLockQueue);
     ASSERT_TRUE(lHeld.mThread.sendMsgAsync(SimpleMsg(5)));
     lHeld.start();
     EXPECT_EQ(1U, lHeld.mLog.count(" its queue is locked"));

@@ -27,13 +27,13 @@ namespace utl
 /// tick. "about" is said of books that change too fast to be read at one moment; otherwise accepted is the sum of
 /// delivered, erased, taken back and waiting, as in Ledger.
 ///
-/// Of the timers that run eight at most have a line, those that found room first. A timer whose time-out waits, or is under
-/// way, is overdue.
+/// Of the timers that run eight at most have a line, those that found room first. A timer whose time-out waits, or is
+/// under way, is overdue.
 ///
-/// Who "holds" a lock is told of the queue's lock of each loop and of the locks of the process: those of the registry, the
-/// watchdog, the log and the like. Most are held for an instant, and one dump may meet that by chance; a lock that a
-/// thread holds in two dumps is the one to look at. Of any other SyncObject the owner is told if somebody waits for it.
-/// Only the C library of GNU tells owners.
+/// Who "holds" a lock is told of the queue's lock of each loop and of the locks of the process: those of the registry,
+/// the watchdog, the log and the like. Most are held for an instant, and one dump may meet that by chance; a lock that
+/// a thread holds in two dumps is the one to look at. Of any other SyncObject the owner is told if somebody waits for
+/// it. Only the C library of GNU tells owners.
 ///
 /// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second; before that the line
 /// says "circle", since one of them may only have to wake up.

@@ -36,10 +36,11 @@ struct StopHolder
 /// Blocking: for the locks of queues.
 UTL_API bool whoHolds(int nThreadId, StopHolder* npHolder);
 
-/// Stops every message thread and shared timer of the process, but no watchdog: first the shared timers, then the message
-/// threads, each time the newest first, since that may use the older ones. Each has half of the time that is left to end
-/// before the next is asked; in the end all have the rest together. A thread is found from the moment its start has
-/// returned, also in preExecute(); what starts meanwhile is stopped, too. They stay registered, as after stop().
+/// Stops every message thread and shared timer of the process, but no watchdog: first the shared timers, then the
+/// message threads, each time the newest first, since that may use the older ones. Each has half of the time that is
+/// left to end before the next is asked; in the end all have the rest together. A thread is found from the moment its
+/// start has returned, also in preExecute(); what starts meanwhile is stopped, too. They stay registered, as after
+/// stop().
 ///
 /// nLimitMs:  for all together; 0: without limit.
 /// npHolders: gets those that go on, the first nMaxHolders of them; may be null if that is 0. One whose loop has ended,
@@ -52,8 +53,8 @@ UTL_API bool whoHolds(int nThreadId, StopHolder* npHolder);
 /// Locks:     none while an application's requestStop() runs. That may stop other threads, and wait for them, but must
 ///            not wait for its own: the loop ends no earlier than the asking.
 /// Caution:   the limit does not hold for the asking: a requestStop() that takes long, or a judgement that holds up a
-///            queue, cannot be cut short and is waited for. Once the limit has passed, the others are asked all the same,
-///            nobody is waited for any more, and the result tells who goes on at that moment. Keep both short.
+///            queue, cannot be cut short and is waited for. Once the limit has passed, the others are asked all the
+///            same, nobody is waited for any more, and the result tells who goes on at that moment. Keep both short.
 UTL_API unsigned int stopAll(unsigned int nLimitMs, StopHolder* npHolders, unsigned int nMaxHolders);
 
 } // namespace utl

@@ -142,8 +142,8 @@ struct CallCounts
     Count mLongestId;
 };
 
-/// A timer that runs, as it was when it was started, or when its last time-out had been handled: its id, 0 for none; the
-/// period in milliseconds; when it is due, by slotClock(); time-outs handled; after how many it ends, 0: never.
+/// A timer that runs, as it was when it was started, or when its last time-out had been handled: its id, 0 for none;
+/// the period in milliseconds; when it is due, by slotClock(); time-outs handled; after how many it ends, 0: never.
 using TimerRow = TwoCopies<5>;
 inline constexpr unsigned int TIMER_ROW_COUNT = 8;
 

@@ -17,8 +17,8 @@ class Thread;
 namespace utl::internal
 {
 
-/// A loop is in the list from its start on, or from the beginning of its run if that comes first, to the end of the run,
-/// and it ends only once nobody looks at it.
+/// A loop is in the list from its start on, or from the beginning of its run if that comes first, to the end of the
+/// run, and it ends only once nobody looks at it.
 ///
 /// The child of a fork begins with an empty list.
 ///

@@ -12,7 +12,7 @@ lFolder=$6
 rm -rf "$lFolder"
 mkdir -p "$lFolder"
 
-debug() { "$lGdb" -batch -nx -iex 'set auto-load safe-path /' -iex 'set debuginfod enabled off' "$@" 2>&1; }
+debug() { LC_ALL=${lLocale:-C.UTF-8} "$lGdb" -batch -nx -iex 'set auto-load safe-path /' -iex 'set debuginfod enabled off' "$@" 2>&1; }
 
 debug -ex run -ex 'info threads' "$lSubject" >"$lFolder/first"
 grep -q SIGTRAP "$lFolder/first" || { cat "$lFolder/first"; exit 77; }
@@ -45,6 +45,8 @@ expect "$lFolder/live" '\$1 = 4 of 4 = \{10, 20, 30, 40\}' '\$2 = 3 of 3 = \{2, 
     '\$4 = "日本"' '\$5 = 42 at 0x[0-9a-f]+, 2 shares' '\$6 = \{<utl::Msg> = message 0x0000004d, mX = 5\}' \
     '\$7 = message 0x0000004d, 05 00 00 00'
 threads "$lFolder/live"
+lLocale=C debug -ex run -ex 'frame function main' -ex 'print lString' -ex 'utl threads' "$lSubject" >"$lFolder/plain"
+expect "$lFolder/plain" '\$1 = "\\346\\227\\245\\346\\234\\254"' "[34] threads; the number ahead is gdb's"
 
 # Nothing but what the dynamic linker needs is left, neither in the files nor for the core file.
 lName=$(basename "$lLibrary")

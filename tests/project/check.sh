@@ -148,7 +148,7 @@ exports() {
 # Names as in the list: large-file, 64-bit-time and fortified variants under the plain name, sizes as on 64 bits.
 calls() {
     "$1" -PD --undefined-only "$2" | awk '{ sub(/@.*/, "", $1); print $1 }' |
-        sed -E 's/^__(.*)_chk$/\1/; s/^__(.*)_time64$/\1/; s/^(__)?([a-z_]+)64(_r)?$/\2\3/
+        sed -E 's/^__(.*)_chk$/\1/; s/^__(.*)_time64$/\1/; s/^__isoc[0-9]+_//; s/^(__)?([a-z_]+)64(_r)?$/\2\3/
                 s/^(_Zn[aw])j/\1m/; s/^(_Zd[al]Pv)j$/\1m/' |
         sort -u |
         awk -v List="$3" '

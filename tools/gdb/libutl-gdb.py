@@ -7,6 +7,13 @@ import time
 import gdb
 import gdb.printing
 
+
+def for_terminal(text):
+    """What the terminal has no sign for is written as a number."""
+    charset = gdb.host_charset() if hasattr(gdb, "host_charset") else "ascii"
+    return text.encode(charset, "backslashreplace").decode(charset)
+
+
 # ---------------------------------------------------------------------------------------------- values
 
 
@@ -79,7 +86,7 @@ class StringPrinter:
         self.value = value
 
     def to_string(self):
-        return self.value["mpData"].string("utf-8", "replace")
+        return self.value["mpData"].lazy_string("utf-8")  # gdb writes as octal what the terminal has no sign for
 
     def display_hint(self):
         return "string"
@@ -389,7 +396,7 @@ last thing that happened in it."""
 
     def invoke(self, argument, from_tty):
         for line in Threads().lines():
-            gdb.write(line + "\n")
+            gdb.write(for_terminal(line) + "\n")
 
 
 gdb.printing.register_pretty_printer(gdb.current_objfile(), printers(), replace=True)

@@ -26,6 +26,7 @@
 #include <vector>
 
 #include <sched.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace
@@ -93,19 +94,35 @@ void together(std::vector<std::function<void()>> const& nParts)
     }
 }
 
+long long toNs(timespec const& nTime)
+{
+    return nTime.tv_sec * 1000000000LL + nTime.tv_nsec;
+}
+
+timespec toTime(long long nNs)
+{
+    timespec lTime{};
+    lTime.tv_sec = static_cast<time_t>(nNs / 1000000000);
+    lTime.tv_nsec = static_cast<long>(nNs % 1000000000);
+    return lTime;
+}
+
 /// A millisecond of the library's timers is a thirtieth of one: expiries are near whatever they race with.
 int setShortTime(timer_t nTimer, int nFlags, itimerspec const* npTime, itimerspec* npOld)
 {
-    auto const lShort = [](timespec const& nTime)
-    {
-        long long const lNs = (nTime.tv_sec * 1000000000LL + nTime.tv_nsec) / 30;
-        timespec lTime{};
-        lTime.tv_sec = static_cast<time_t>(lNs / 1000000000);
-        lTime.tv_nsec = static_cast<long>(lNs % 1000000000);
-        return lTime;
-    };
-    itimerspec const lTime{lShort(npTime->it_interval), lShort(npTime->it_value)};
+    itimerspec const lTime{toTime(toNs(npTime->it_interval) / 30), toTime(toNs(npTime->it_value) / 30)};
     return ::timer_settime(nTimer, nFlags, &lTime, npOld);
+}
+
+/// Likewise, a wait with a limit ends within some ten microseconds, short ones more often.
+int waitShortTime(pthread_cond_t* npCondition, pthread_mutex_t* npMutex, timespec const*)
+{
+    static std::atomic<unsigned int> sWaits{0};
+    Random lRandom(++sWaits);
+    timespec lNow{};
+    ::clock_gettime(CLOCK_MONOTONIC, &lNow);
+    timespec const lUntil = toTime(toNs(lNow) + lRandom.below(1U << lRandom.below(17)));
+    return ::pthread_cond_timedwait(npCondition, npMutex, &lUntil);
 }
 
 // ---------------------------------------------------------------------------------------------- messages and timers
@@ -137,8 +154,8 @@ struct Totals
 
 /// A message thread that keeps an account of each message and timer. The parts of a round are letters:
 ///   p posts, d posts so slowly that the thread sleeps between, s sends synchronously, m posts and sends, i interrupts,
-///   e erases selections, f looks for messages, t makes and kills timers, ! stops; without a stop all that was accepted
-///   is waited for.
+///   l sends synchronously within a limit, the only one of a round to send so, e erases selections, f looks for messages,
+///   t makes and kills timers, ! stops; without a stop all that was accepted is waited for.
 class Subject : public MsgDrivenThread, private ThreadMsgListener
 {
 public:
@@ -201,6 +218,7 @@ private:
     {
         POSTED,
         RECEIVED, // says the sender's result
+        GIVEN_UP, // likewise
         NOT_RECEIVED
     };
 
@@ -259,6 +277,11 @@ private:
             {
                 bool const lIsReceived = lKind == 's' ? sendMsgSync(lMsg) : sendMsgInterrupt(lMsg);
                 lSent.push_back(lIsReceived ? RECEIVED : NOT_RECEIVED);
+            }
+            else if (lKind == 'l')
+            {
+                Send const lSend = trySend(lMsg, 1);
+                lSent.push_back(lSend == Send::DONE ? RECEIVED : lSend == Send::TIMED_OUT ? GIVEN_UP : NOT_RECEIVED);
             }
             else if (postMsg(lMsg))
             {
@@ -405,7 +428,6 @@ private:
         {
             settle(NumberMsg(lMsgId, lNumber), LEFT);
         }
-        closeLedger();
         for (Sender const& lSender : mSenders)
         {
             for (unsigned int lNumber = 0; lNumber < mCount; ++lNumber)
@@ -416,8 +438,11 @@ private:
                 PROVE(lSent != POSTED || lFate != NOWHERE);
                 PROVE_EQ(lSent == RECEIVED, lSent != POSTED && lFate == DELIVERED);
                 PROVE(lFate == NOWHERE || lNumber < lSender.mSent.size());
+                PROVE(lFate != ERASED || lSent != GIVEN_UP);
+                mDropped += lFate == NOWHERE && lSent == GIVEN_UP ? 1 : 0;
             }
         }
+        closeLedger();
     }
 
     /// The thread's own books say what was met.
@@ -426,7 +451,7 @@ private:
         Ledger const lLedger = ledger();
         proveBalanced(lLedger);
         PROVE_EQ(mMet[DELIVERED], lLedger.mDelivered + lLedger.mInterrupts);
-        PROVE_EQ(mMet[ERASED], lLedger.mErased);
+        PROVE_EQ(mMet[ERASED] + mDropped, lLedger.mErased);
         PROVE_EQ(mMet[LEFT], lLedger.mWaiting);
         PROVE_EQ(mTimeoutsHeard, lLedger.mTimeouts);
         PROVE_EQ(lLedger.mCalls, lLedger.mDelivered + lLedger.mInterrupts + lLedger.mTimeouts);
@@ -462,6 +487,7 @@ private:
     unsigned int mMet[4] = {};         // by fate; the message thread's, until its end, with the next two
     unsigned int mTimeoutsHeard = 0;
     unsigned int mSettled = 0;
+    unsigned int mDropped = 0; // given up, and met by nobody
     test::Gate mIsToStop;
 };
 
@@ -469,6 +495,7 @@ private:
 void raceMessages(char const* npParts, unsigned int nCount, bool nWritesFail = false)
 {
     test::Replaced const lWrite(&SystemCalls::mWrite, nWritesFail ? &writeOrFail : internal::gSystem.mWrite.function());
+    test::Replaced const lWait(&SystemCalls::mPthreadCondTimedwait, &waitShortTime);
     Subject lSubject(npParts, nCount, 8);
     gFailsWrites = nWritesFail;
     lSubject.run();
@@ -882,9 +909,7 @@ void raceFirstUse()
 int getFastTime(clockid_t nClock, timespec* npTime)
 {
     int const lResult = ::clock_gettime(nClock, npTime);
-    long long const lNs = (npTime->tv_sec * 1000000000LL + npTime->tv_nsec) * 100;
-    npTime->tv_sec = static_cast<time_t>(lNs / 1000000000);
-    npTime->tv_nsec = static_cast<long>(lNs % 1000000000);
+    *npTime = toTime(toNs(*npTime) * 100);
     return lResult;
 }
 
@@ -985,6 +1010,7 @@ struct Race
 Race const RACES[] = {
     {"stop-send", [] { raceMessages("pp!", 30); }, 1},
     {"stop-sync", [] { raceMessages("ss!", 30); }, 1},
+    {"stop-limit", [] { raceMessages("lp!", 30); }, 1},
     {"stop-interrupt", [] { raceMessages("ii!", 30); }, 1},
     {"stop-timer", [] { raceMessages("tt!", 4); }, 1},
     {"stop-erase", [] { raceMessages("pse!", 30); }, 1},
@@ -993,6 +1019,7 @@ Race const RACES[] = {
     {"write-fails", [] { raceMessages("ddi", 20, true); }, 40},
     {"write-fails-stop", [] { raceMessages("ddi!", 30, true); }, 1},
     {"sync-sync", [] { raceMessages("mmm", 20); }, 20},
+    {"limit-dispatch", [] { raceMessages("lpe", 20); }, 20},
     {"interrupt-dispatch", [] { raceMessages("pii", 20); }, 40},
     {"erase-dispatch", [] { raceMessages("pmee", 20); }, 40},
     {"find-dispatch", [] { raceMessages("meff", 20); }, 40},
@@ -1060,6 +1087,7 @@ int main(int nCount, char** npValues)
     unsigned long const lDumps = nCount > 3 ? std::strtoul(npValues[3], nullptr, 10) : QUICK_DUMPS;
     test::QuietLog const lQuiet;
     test::Replaced const lTimers(&SystemCalls::mTimerSettime, &setShortTime);
+    ::prctl(PR_SET_TIMERSLACK, 1); // or each short wait would take 50 microseconds more
     ThreadManager::get();
     proof::endHangs();
     bool lIsKnown = false;

@@ -225,9 +225,9 @@ private:
     std::atomic<unsigned int> mWriters{0}; // those who have taken the note down and not yet written
     std::atomic<bool> mIsHungUp{false};    // nothing can be read any more
     std::atomic<CallClock> mCallClock{CallClock::COARSE};
-    LoopView mView;
     unsigned int mWatchdogTableVersion = 0; // the loop's, with the next
     bool mIsUnderWatchdog = false;
+    LoopView mView;
 };
 
 } // namespace utl::internal

@@ -51,10 +51,16 @@ TEST(MsgDrivenThreadTimer, KernelFailuresAreTold)
 
 TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 {
-    SignalsBlocked const lBlocked; // by the threads that are made here, too
-    TestThread lThread;
-    EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
-    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
+    auto const lUse = []
+    {
+        sigset_t lAll;
+        ::sigfillset(&lAll);
+        ::pthread_sigmask(SIG_BLOCK, &lAll, nullptr);
+        TestThread lThread; // inherits that
+        EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
+        EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
+    };
+    together(lUse);
 }
 
 TEST(MsgDrivenThreadTimer, FullTableRefuses)

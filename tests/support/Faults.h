@@ -134,18 +134,13 @@ private:
         }
     }
 
+    template <auto>
+    struct Place;
     template <auto OTHER>
-    static constexpr bool is()
-    {
-        if constexpr (std::is_same_v<decltype(ENTRY), decltype(OTHER)>)
-        {
-            return ENTRY == OTHER;
-        }
-        return false;
-    }
+    static constexpr bool IS = std::is_same_v<Place<ENTRY>*, Place<OTHER>*>;
     using SC = internal::SystemCalls;
     static constexpr bool IS_PTHREAD =
-        is<&SC::mPthreadCreate>() || is<&SC::mPthreadCondTimedwait>() || is<&SC::mPthreadDetach>();
+        IS<&SC::mPthreadCreate> || IS<&SC::mPthreadCondTimedwait> || IS<&SC::mPthreadDetach>;
 
     static inline std::atomic<int> sCalls{0};
     static inline std::atomic<int> sNth{0};

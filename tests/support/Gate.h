@@ -9,7 +9,6 @@
 #include <thread>
 
 #include <pthread.h>
-#include <signal.h>
 
 namespace utl::test
 {
@@ -87,24 +86,6 @@ bool waitUntil(Condition nCondition)
     }
     return true;
 }
-
-/// While one lives, the calling thread, and those that are made here, block all signals.
-class SignalsBlocked
-{
-public:
-    SignalsBlocked()
-    {
-        sigset_t lAll;
-        sigfillset(&lAll);
-        pthread_sigmask(SIG_BLOCK, &lAll, &mFormer);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &mFormer, nullptr); }
-    SignalsBlocked(SignalsBlocked const&) = delete;
-    SignalsBlocked& operator=(SignalsBlocked const&) = delete;
-
-private:
-    sigset_t mFormer;
-};
 
 /// Runs each on a thread of its own, all at once, and waits for their ends.
 template <class... Work>

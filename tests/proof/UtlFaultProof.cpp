@@ -33,6 +33,7 @@
 #include <thread>
 #include <vector>
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 #ifdef UTL_COVERAGE
@@ -195,62 +196,49 @@ constexpr ErrorName ERRORS[] = {
     UTL_ERROR(EOVERFLOW), UTL_ERROR(ESRCH),     UTL_ERROR(EWOULDBLOCK), UTL_ERROR(EXDEV),
 };
 
-/// The error numbers of each call, from calls.txt; ends the program where list and table do not fit.
-class ErrorLists
+void check(bool nHolds, std::string const& nMessage)
 {
-public:
-    ErrorLists()
+    if (!nHolds)
     {
-        std::ifstream lFile(UTL_PROOF_DIR "/calls.txt");
-        std::string lLine;
-        while (std::getline(lFile, lLine))
+        std::fprintf(stderr, "%s\n", nMessage.c_str());
+        std::exit(2);
+    }
+}
+
+/// The error numbers of each call, from calls.txt; ends the program where list and table do not fit.
+std::map<std::string, std::vector<int>> errorLists()
+{
+    std::map<std::string, std::vector<int>> lErrors;
+    for (Call const& lCall : CALLS)
+    {
+        lErrors[lCall.mpName] = {};
+    }
+    lErrors[CALLS[HEAP_CALL].mpName] = lErrors[CALLS[HEAP_CALL + 1].mpName] = {ENOMEM};
+    std::ifstream lFile(UTL_PROOF_DIR "/calls.txt");
+    for (std::string lLine; std::getline(lFile, lLine);)
+    {
+        std::istringstream lWords(lLine);
+        std::string lName;
+        std::string lWord;
+        if (lWords >> lName >> lWord && lName[0] != '#' && lWord == "injected")
         {
-            std::istringstream lWords(lLine);
-            std::string lName;
-            std::string lVerdict;
-            if (lWords >> lName >> lVerdict && lName[0] != '#' && lVerdict == "injected")
+            check(lErrors.count(lName) != 0, "calls.txt lists as injected what is not: " + lName);
+            while (lWords >> lWord)
             {
-                take(lName, lWords);
+                auto const* const lpError =
+                    std::find_if(std::begin(ERRORS), std::end(ERRORS),
+                                 [&](ErrorName const& nError) { return lWord == nError.mpName; });
+                check(lpError != std::end(ERRORS), "no such error number: " + lWord);
+                lErrors[lName].push_back(lpError->mNumber);
             }
         }
-        for (int lCall = 0; lCall < HEAP_CALL; ++lCall)
-        {
-            check(!mErrors[lCall].empty(), std::string("calls.txt lists as injected no ") + CALLS[lCall].mpName);
-        }
-        mErrors[HEAP_CALL] = mErrors[HEAP_CALL + 1] = {ENOMEM};
     }
-
-    std::vector<int> const& of(int nCall) const { return mErrors[nCall]; }
-
-private:
-    void take(std::string const& nName, std::istringstream& nWords)
+    for (auto const& [lName, lNumbers] : lErrors)
     {
-        int lCall = 0;
-        while (lCall < HEAP_CALL && nName != CALLS[lCall].mpName)
-        {
-            ++lCall;
-        }
-        check(lCall < HEAP_CALL, "calls.txt lists as injected what is not: " + nName);
-        for (std::string lError; nWords >> lError;)
-        {
-            auto const* const lpError = std::find_if(std::begin(ERRORS), std::end(ERRORS),
-                                                     [&](ErrorName const& nError) { return lError == nError.mpName; });
-            check(lpError != std::end(ERRORS), "no such error number: " + lError);
-            mErrors[lCall].push_back(lpError->mNumber);
-        }
+        check(!lNumbers.empty(), "calls.txt lists as injected no " + lName);
     }
-
-    static void check(bool nHolds, std::string const& nMessage)
-    {
-        if (!nHolds)
-        {
-            std::fprintf(stderr, "%s\n", nMessage.c_str());
-            std::exit(2);
-        }
-    }
-
-    std::vector<int> mErrors[CALL_COUNT];
-};
+    return lErrors;
+}
 
 char const* errorName(int nError)
 {
@@ -356,7 +344,7 @@ void name(Case const& nCase)
                   errorName(nCase.mError), nCase.mIsForEver ? "for ever" : "once", nCase.mIsFresh ? ", first use" : "");
 }
 
-/// What became of a run; small enough for a pipe.
+/// What became of a run; it comes out of a child in memory that both share.
 struct Outcome
 {
     bool mHasFired = false;
@@ -570,34 +558,26 @@ Outcome inChild(char const* nName, Work nWork)
     // Threads are detached: one that has told its end may still be on its way out, and the race checker ends the child
     // of a process with several threads as soon as it starts one.
     utl::test::waitUntil([] { return utl::test::threadCount() <= ALONE; });
-    int lFds[2];
-    Outcome lOutcome;
-    lOutcome.mFaults = 1;
-    if (::pipe(lFds) != 0)
-    {
-        return lOutcome;
-    }
+    static Outcome* const spShared = static_cast<Outcome*>(
+        ::mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    *spShared = Outcome();
+    spShared->mFaults = 1; // of one that crashes
     pid_t const lChild = ::fork();
     if (lChild == 0)
     {
-        ::close(lFds[0]);
-        lOutcome = nWork();
-        [[maybe_unused]] ssize_t const lWritten = ::write(lFds[1], &lOutcome, sizeof(lOutcome));
+        *spShared = nWork();
 #ifdef UTL_COVERAGE
         __gcov_dump();
 #endif
         ::_exit(0);
     }
-    ::close(lFds[1]);
-    [[maybe_unused]] ssize_t const lRead = ::read(lFds[0], &lOutcome, sizeof(lOutcome)); // nothing of one that crashed
-    ::close(lFds[0]);
     int lStatus = 0;
     ::waitpid(lChild, &lStatus, 0);
     if (WIFSIGNALED(lStatus))
     {
         std::fprintf(stderr, "CRASH by signal %d: %s\n", WTERMSIG(lStatus), nName);
     }
-    return lOutcome;
+    return *spShared;
 }
 
 // ---------------------------------------------------------------------------------------------- all faults
@@ -700,7 +680,7 @@ private:
             std::size_t lRound = 0;
             for (int lNth = 1; lNth <= std::min(nCounts.mCalls[lCall], nMaxNth); ++lNth)
             {
-                for (int lError : mErrors.of(lCall))
+                for (int lError : mErrors.at(lName))
                 {
                     for (bool lIsForEver : {false, true})
                     {
@@ -761,7 +741,7 @@ private:
     std::vector<std::string> const mNames;
     std::chrono::steady_clock::time_point const mStart = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point const mEnd;
-    ErrorLists const mErrors;
+    std::map<std::string, std::vector<int>> const mErrors = errorLists();
     Runner mRunner;
     std::vector<std::vector<Case>> mRounds;
     std::map<Row, std::map<std::string, unsigned int>> mTable;

@@ -1,11 +1,6 @@
 // Classes, folds and numbers of arbitrary bytes: the same as the plain scan of all rows gives, and no access outside
 // source and destination. The first six bytes choose the function, its table, capacity, classes or base.
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "UtlConvertAttrib.h"
 #include "reference/Input.h"

@@ -1,7 +1,4 @@
 // Bit streams: operations that the input chooses do the same in the stream and in the slow reference.
-#include <algorithm>
-#include <cstdint>
-#include <vector>
 
 #include "UtlBitStream.h"
 #include "reference/Input.h"

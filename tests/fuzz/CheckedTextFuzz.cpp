@@ -3,11 +3,6 @@
 // The first six bytes choose what is done, its options and the sizes of the pieces.
 #include "UtlCheckedText.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "UtlCharSet.h"
 #include "reference/Input.h"
 #include "reference/PlainRowScan.h"

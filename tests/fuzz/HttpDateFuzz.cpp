@@ -1,8 +1,6 @@
 // HTTP dates of arbitrary bytes: the same as a slow scan gives that folds and converts each piece anew, and a date that
 // was read is written and read back. The first byte chooses: when odd, the other bytes choose words that dates are made
 // of.
-#include <cstdint>
-#include <string>
 
 #include "UtlConvertAttrib.h"
 #include "UtlTimepiece.h"

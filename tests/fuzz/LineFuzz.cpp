@@ -10,12 +10,7 @@
 #include "reference/PlainLines.h"
 #include "reference/PlainTextReader.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <sstream>
 
 #include <sys/mman.h>
 #include <unistd.h>

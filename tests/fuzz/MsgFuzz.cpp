@@ -1,11 +1,6 @@
 // Message images of arbitrary bytes: any sequence of begins, stores and reads does the same as a model that keeps a
 // vector and two positions, and touches nothing outside the image. The first byte is the capacity.
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "UtlThreadRawMsg.h"
 #include "reference/Input.h"

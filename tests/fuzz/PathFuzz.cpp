@@ -3,12 +3,8 @@
 #include "internal/base/UtlSystemCalls.h"
 #include "reference/Input.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <functional>
 #include <optional>
-#include <string>
-#include <vector>
 
 using namespace utl;
 

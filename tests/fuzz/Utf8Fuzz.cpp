@@ -1,10 +1,6 @@
 // UTF-8 primitives on arbitrary bytes: the same as plain strings give, and no access outside source and destination.
 // The first six bytes are a capacity, two numbers, a mode, the length of the pattern and a choice: when that is odd,
 // the other bytes choose pieces of characters.
-#include <algorithm>
-#include <cstdint>
-#include <string>
-#include <vector>
 
 #include "UtlString.h"
 #include "reference/Input.h"

@@ -2,14 +2,9 @@
 // Gives the target the files, such as seeds or what libFuzzer found, and then INPUTS that chance makes, each time the
 // same ones. Where the target aborts, the input is shown in hexadecimal.
 #include <csignal>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "reference/Input.h"
 #include "reference/PlainRowScan.h"

@@ -7,16 +7,10 @@
 #include "internal/base/UtlSystemCalls.h"
 #include "support/Pattern.h"
 
-#include <string>
-#include <thread>
-#include <vector>
-
 #include <dirent.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 namespace utl::proof
 {

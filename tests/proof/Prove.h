@@ -1,14 +1,29 @@
-/// What the proofs share: a condition that must hold, and where the program is when it does not.
+/// What the proofs share: the headers that most need, a condition that must hold, and where the program is when it does not.
 #ifndef UTL_PROOF_PROVE_H
 #define UTL_PROOF_PROVE_H
 
+#include "UtlThreadManager.h"
+#include "support/Faults.h"
 #include "support/Gate.h"
+#include "support/LogCapture.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
 #include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace utl::proof
 {

@@ -7,20 +7,16 @@
 // call by its table. That no wait is handed to the kernel with a time of the wall clock is what scripts/proof.sh sees
 // in the system calls.
 #include "Prove.h"
-#include "UtlThreadManager.h"
 #include "UtlThreadWatchdog.h"
 #include "UtlTimeCounter.h"
 #include "UtlTimer.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 
 #include <sys/syscall.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 namespace
 {

@@ -12,22 +12,11 @@
 #include "Prove.h"
 #include "UtlEvent.h"
 #include "UtlMsgDrivenSharedThread.h"
-#include "UtlThreadManager.h"
 #include "UtlThreadWatchdog.h"
 #include "UtlTimer.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 #include "support/MsgThread.h"
 
-#include <algorithm>
-#include <cstring>
-#include <functional>
-#include <memory>
-#include <vector>
-
-#include <sched.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 namespace
 {

@@ -7,25 +7,11 @@
 // program with 1, a hang with 3.
 #include "Prove.h"
 #include "UtlMsgDrivenThread.h"
-#include "UtlThreadManager.h"
 #include "UtlThreadWatchdog.h"
 #include "internal/base/UtlThreadSlots.h"
-#include "support/Faults.h"
-#include "support/LogCapture.h"
 
-#include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <fcntl.h>
-#include <sched.h>
 #include <semaphore.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace
 {

@@ -1,10 +1,15 @@
-/// What the fuzz targets share: a condition that must hold, and texts that are made of an input's bytes.
+/// What the fuzz targets share: the headers that most need, a condition that must hold, and texts that are made of an input's bytes.
 #ifndef UTL_FUZZ_INPUT_H
 #define UTL_FUZZ_INPUT_H
 
-#include <cstddef>
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace utl::test
 {

@@ -2,14 +2,10 @@
 #ifndef UTL_FUZZ_PLAIN_LINES_H
 #define UTL_FUZZ_PLAIN_LINES_H
 
+#include "Input.h"
 #include "UtlLines.h"
 #include "internal/file/UtlTextReader.h"
 #include "internal/text/UtlCodec.h"
-
-#include <cstdio>
-#include <cstdlib>
-#include <sstream>
-#include <string>
 
 namespace utl::test
 {

@@ -2,12 +2,9 @@
 #ifndef UTL_FUZZ_PLAIN_TEXT_READER_H
 #define UTL_FUZZ_PLAIN_TEXT_READER_H
 
+#include "Input.h"
 #include "UtlCharSet.h"
 #include "UtlFile.h"
-
-#include <algorithm>
-#include <string>
-#include <vector>
 
 namespace utl::test
 {

@@ -164,27 +164,6 @@ TEST(String, BackwardSearchesGiveTheLastByteOfTheMatch)
     EXPECT_EQ(lBefore, STR_ERROR);
 }
 
-TEST(String, BackwardSearchesFindWhatRepeatsItself)
-{
-    auto const lLetters = [](unsigned int nBits, unsigned int nCount)
-    {
-        std::string lText;
-        for (unsigned int lBit = 0; lBit < nCount; ++lBit)
-        {
-            lText += (nBits >> lBit & 1) != 0 ? 'b' : 'a';
-        }
-        return lText;
-    };
-    for (unsigned int lCase = 0; lCase < 1U << 18; ++lCase)
-    {
-        std::string const lText = lLetters(lCase, 12);
-        std::string const lPattern = lLetters(lCase >> 12, 6);
-        std::size_t const lMatch = lText.rfind(lPattern);
-        unsigned int const lLast = lMatch == std::string::npos ? STR_ERROR : static_cast<unsigned int>(lMatch + 5);
-        ASSERT_EQ(lLast, findReverseStr(lText.c_str(), lPattern.c_str(), STR_ALL, nullptr)) << lText << " " << lPattern;
-    }
-}
-
 TEST(String, ScratchRowsLimitTheText)
 {
     std::string lText(WorkingBuffer<char>::CAPACITY, 'x');

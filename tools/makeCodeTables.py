@@ -26,7 +26,7 @@ HIGHEST = {0x222A, 0x9ADC, 0x9B75, 0x9B72, 0x9B8F, 0x9BB1, 0x9BBB, 0x9C00, 0x9D7
 
 FIRST_TRAIL, TRAIL_COUNT = 0x40, 189
 DOUBLE_LEADS = [*range(0x81, 0xA0), *range(0xE0, 0xF0), *range(0xFA, 0xFD)]
-NO_LEAD = 0xFFFF
+NO_LEAD, EMPTY_PAGE = 0, 1  # in both there is nothing
 UNIT_PAGE = 64  # characters in a page: what the last byte of a UTF-8 character tells apart
 
 
@@ -55,11 +55,11 @@ def utf8_rows(rows):
     return sorted((utf8_key(unit), (max if unit in HIGHEST else min)(some)) for unit, some in codes.items())
 
 
-def paged(values, keys, page_of, slot_of, page_size):
-    """A two-level index with page 0 empty: starts of the pages by key, and the pages."""
-    starts, pages = dict.fromkeys(keys, 0), [0] * page_size
+def paged(values, keys, page_of, slot_of, page_size, empty=0):
+    """A two-level index: starts of the pages by key, and the pages. The pages from 0 to empty hold nothing."""
+    starts, pages = dict.fromkeys(keys, empty), [0] * (empty + page_size)
     for key, value in values:
-        if starts[page_of(key)] == 0:
+        if starts[page_of(key)] == empty:
             starts[page_of(key)] = len(pages)
             pages += [0] * page_size
         pages[starts[page_of(key)] + slot_of(key)] = value
@@ -75,11 +75,17 @@ def words(values):
     return [f"0x{value:04X}," for value in values]
 
 
+def entry(unit):
+    """A unit, and below it the first two bytes of its UTF-8, the first one lowest."""
+    first, second = chr(unit).encode("utf-8")[:2]
+    return unit << 16 | second << 8 | first
+
+
 def source():
     rows = sjis_rows()
     back = utf8_rows(rows)
-    leads, units = paged([(code, unit) for code, unit, _ in rows if code > 0xFF], DOUBLE_LEADS,
-                         lambda code: code >> 8, lambda code: (code & 0xFF) - FIRST_TRAIL, TRAIL_COUNT)
+    leads, chars = paged([(code, entry(unit)) for code, unit, _ in rows if code > 0xFF], DOUBLE_LEADS,
+                         lambda code: code >> 8, lambda code: (code & 0xFF) - FIRST_TRAIL, TRAIL_COUNT, EMPTY_PAGE)
     unit_of_key = {key: unit for _, unit, key in rows}
     pages, codes = paged([(unit_of_key[key], code) for key, code in back], range(0x10000 // UNIT_PAGE),
                          lambda unit: unit // UNIT_PAGE, lambda unit: unit % UNIT_PAGE, UNIT_PAGE)
@@ -94,7 +100,7 @@ def source():
               [f"{{0x{key:06X}, 0x{code:04X}}}," for key, code in back], 5),
         "namespace internal", "{", "",
         array("std::uint16_t const SJIS_LEADS[256]", words(leads.get(lead, NO_LEAD) for lead in range(256)), 14),
-        array(f"std::uint16_t const SJIS_UNITS[{len(units)}]", words(units), 14),
+        array(f"std::uint32_t const SJIS_CHARS[{len(chars)}]", [f"0x{value:08X}," for value in chars], 10),
         array("std::uint16_t const UNIT_PAGES[1024]", words(pages.values()), 14),
         array(f"std::uint16_t const UNIT_CODES[{len(codes)}]", words(codes), 14),
         "} // namespace internal", "} // namespace utl", ""])

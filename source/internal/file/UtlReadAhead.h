@@ -15,7 +15,7 @@ namespace utl::internal
 struct FileWindow
 {
     static constexpr unsigned int CAPACITY = 16384;
-    static constexpr unsigned int SLACK = 8; // zeros behind the last byte: a cut-off character ends in them
+    static constexpr unsigned int SLACK = 8; // zeros behind the last byte: a cut-off character and a word end in them
 
     long long end() const { return mStart + mSize; }
 
@@ -23,7 +23,7 @@ struct FileWindow
     unsigned int mSize = 0;
     unsigned char mBytes[CAPACITY + SLACK];
     unsigned short mUnits[FILE_TEXT_CHUNK_MAX / 2 + 1]; // UTF-16 in host order
-    char mText[FILE_TEXT_CHUNK_MAX * 3 + 1];            // UTF-8: three bytes at most for a byte of Shift-JIS
+    char mText[FILE_TEXT_CHUNK_MAX * 3 + 2 * SLACK];    // UTF-8: three bytes at most for a byte of Shift-JIS
 };
 
 /// How often this process or its ancestors have forked since the library was loaded.

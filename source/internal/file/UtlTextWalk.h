@@ -6,6 +6,7 @@
 #include "UtlFile.h"
 #include "internal/text/UtlCodeTables.h"
 #include "internal/text/UtlCodec.h"
+#include "internal/text/UtlTextWord.h"
 
 #include <algorithm>
 
@@ -114,55 +115,51 @@ inline unsigned int trailingCrs(char const* npBegin, char const* npEnd)
     return static_cast<unsigned int>(npEnd - lpAt);
 }
 
-/// Stores a character of two bytes. Result: behind it; null if it is none.
-inline char* storeUsualSjis(char* npText, unsigned int nUnit)
+/// Walks characters outside ASCII. Result: whether all were usual.
+inline bool walkSjisRun(unsigned char const*& npAt, unsigned char const* npEnd, char*& npText)
 {
-    if (isLikely(nUnit >= 0x800))
+    while (npAt < npEnd && *npAt >= 0x80)
     {
-        storeUtf8AndOneMore(npText, nUnit);
-        return npText + 3;
-    }
-    if (nUnit == 0)
-    {
-        return nullptr;
-    }
-    storeUtf8(npText, nUnit, 2);
-    return npText + 2;
-}
-
-inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
-{
-    while (npAt < npEnd)
-    {
-        unsigned char const lByte = *npAt;
-        if (isLikely(isSjisLead(lByte)))
+        std::uint32_t const lEntry = entryOfSjis(npAt[0], npAt[1]);
+        if (isLikely(hasThreeBytes(lEntry)))
         {
-            char* const lpTextEnd = storeUsualSjis(npText, unitOfSjis(lByte, npAt[1]));
-            if (lpTextEnd == nullptr)
-            {
-                break;
-            }
-            npText = lpTextEnd;
+            npText = storeThreeOf(npText, lEntry);
             npAt += 2;
         }
-        else if (lByte < 0x80)
+        else if (lEntry != 0)
         {
-            if (lByte == '\n' || lByte == 0)
-            {
-                return {npAt, npText, lByte == '\n'};
-            }
-            *npText++ = static_cast<char>(lByte);
-            ++npAt;
+            npText = storeTwoOf(npText, lEntry);
+            npAt += 2;
         }
-        else if (isSjisKana(lByte))
+        else if (isSjisKana(*npAt))
         {
-            storeUtf8AndOneMore(npText, unitOfSjisKana(lByte));
+            storeUtf8AndOneMore(npText, unitOfSjisKana(*npAt));
             npText += 3;
             ++npAt;
         }
         else
         {
-            break;
+            return false;
+        }
+    }
+    return true;
+}
+
+/// May go up to a word past npEnd, where zeros must stand if the text ends there.
+inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
+{
+    while (npAt < npEnd && walkSjisRun(npAt, npEnd, npText))
+    {
+        unsigned int const lAscii = copyAscii(npText, npAt);
+        npAt += lAscii;
+        npText += lAscii;
+        if (*npAt <= '\n')
+        {
+            if (*npAt == '\n' || *npAt == 0)
+            {
+                return {npAt, npText, *npAt == '\n'};
+            }
+            *npText++ = static_cast<char>(*npAt++);
         }
     }
     return {npAt, npText, false};
@@ -232,22 +229,22 @@ private:
 template <bool IS_BIG_ENDIAN, bool IS_STRICT>
 UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
 {
-    using Word = UnitWord<IS_BIG_ENDIAN>;
+    using Units = UnitWord<IS_BIG_ENDIAN>;
     unsigned char const* const lpEnd = npEnd - (npEnd - npAt) % 2;
     while (npAt != lpEnd)
     {
-        while (lpEnd - npAt >= Word::SIZE)
+        while (lpEnd - npAt >= Units::SIZE)
         {
-            Word const lWord(npAt);
-            if (!isLikely(lWord.isText()))
+            Units const lUnits(npAt);
+            if (!isLikely(lUnits.isText()))
             {
                 break;
             }
-            npText = lWord.store(npText);
-            npAt += Word::SIZE;
+            npText = lUnits.store(npText);
+            npAt += Units::SIZE;
         }
         // The word that is not, a unit at a time.
-        for (unsigned char const* const lpStop = npAt + std::min(Word::SIZE, lpEnd - npAt); npAt != lpStop; npAt += 2)
+        for (unsigned char const* const lpStop = npAt + std::min(Units::SIZE, lpEnd - npAt); npAt != lpStop; npAt += 2)
         {
             unsigned int const lUnit = loadUnit<IS_BIG_ENDIAN>(npAt);
             std::uint32_t const lHead = usualHead(lUnit);

@@ -10,17 +10,18 @@ namespace utl::internal
 
 // Two-level indexes that give what a search of the sorted tables would give, for every code. They hold the answer
 // itself and not the number of its row: one load less, and the pages of the sorted tables are never touched by a
-// conversion. Constant data, made together with those tables. Page 0 of each is empty. Declared hidden, so that a walk
+// conversion. Constant data, made together with those tables. Page 0 of each is empty, and page 1
+// of SJIS_CHARS. Declared hidden, so that a walk
 // does not look up their addresses for each character.
 #pragma GCC visibility push(hidden)
-extern std::uint16_t const SJIS_LEADS[256];   ///< By lead byte: start of its page in SJIS_UNITS, or NO_LEAD.
-extern std::uint16_t const SJIS_UNITS[8694];  ///< Pages of 189, by trail byte from 0x40: the UTF-16 unit or 0.
+extern std::uint16_t const SJIS_LEADS[256];   ///< By lead byte: start of its page in SJIS_CHARS, or NO_LEAD.
+extern std::uint32_t const SJIS_CHARS[8695];  ///< Pages of 189, by trail byte from 0x40: an entry or 0.
 extern std::uint16_t const UNIT_PAGES[1024];  ///< By the upper ten bits of a unit: start of its page in UNIT_CODES.
 extern std::uint16_t const UNIT_CODES[23168]; ///< Pages of 64, by the lower six bits: the Shift-JIS code or 0.
 #pragma GCC visibility pop
 
-constexpr unsigned int NO_LEAD = 0xFFFF;
-constexpr unsigned int INDEX_BYTES_FROM_SJIS = sizeof(SJIS_LEADS) + sizeof(SJIS_UNITS);
+constexpr unsigned int NO_LEAD = 0;
+constexpr unsigned int INDEX_BYTES_FROM_SJIS = sizeof(SJIS_LEADS) + sizeof(SJIS_CHARS);
 constexpr unsigned int INDEX_BYTES_TO_SJIS = sizeof(UNIT_PAGES) + sizeof(UNIT_CODES);
 
 // --- Shift-JIS. Three classes of bytes: lead of a double-byte code, half-width katakana, anything else ---
@@ -37,11 +38,36 @@ inline bool isSjisKana(unsigned char nByte)
     return nByte >= 0xA1 && nByte <= 0xDF;
 }
 
+/// nLead is any byte. Result: the UTF-16 unit and below it the first two bytes of its UTF-8, the first one lowest; 0 for a
+/// code without a row, and if nLead is no lead byte.
+inline std::uint32_t entryOfSjis(unsigned char nLead, unsigned char nTrail)
+{
+    unsigned int const lSlot = nTrail - 0x40U;
+    return lSlot < 189 ? SJIS_CHARS[SJIS_LEADS[nLead] + lSlot] : 0;
+}
+
 /// nLead must be one. Result: the UTF-16 unit, or 0 for a code without a row.
 inline unsigned int unitOfSjis(unsigned char nLead, unsigned char nTrail)
 {
-    unsigned int const lSlot = nTrail - 0x40U;
-    return lSlot < 189 ? SJIS_UNITS[SJIS_LEADS[nLead] + lSlot] : 0;
+    return entryOfSjis(nLead, nTrail) >> 16;
+}
+
+/// Whether the character of an entry has three bytes in UTF-8: nearly all. Otherwise it has two, or there is none.
+inline bool hasThreeBytes(std::uint32_t nEntry)
+{
+    return nEntry >= 0x800U << 16;
+}
+
+/// These store the UTF-8 of an entry in a word of four bytes. Result: behind the character.
+inline char* storeThreeOf(char* npDst, std::uint32_t nEntry)
+{
+    storeFour(npDst, 0x800000U | (nEntry & 0x3FFFFFU)); // the low six bits of the unit are those of the third byte
+    return npDst + 3;
+}
+inline char* storeTwoOf(char* npDst, std::uint32_t nEntry)
+{
+    storeFour(npDst, nEntry);
+    return npDst + 2;
 }
 
 /// The byte must be one of the katakana, which all have a row.

@@ -87,6 +87,16 @@ inline unsigned int firstOf(Word nMarks)
            8;
 }
 
+/// Copies a word, of which the first bytes count: ASCII from 0x0B up. Result: so many. Without a branch for where they
+/// end, since runs of letters among kanji are short.
+inline unsigned int copyAscii(char* npDst, unsigned char const* npSrc)
+{
+    Word const lWord = wordAt(npSrc);
+    Word const lStops = (lWord & HIGH_BITS) | controlsOf(lWord);
+    storeWord(npDst, lWord);
+    return lStops != 0 ? firstOf(lStops) : sizeof(Word);
+}
+
 /// How far to go back to the start of a character that is not complete.
 inline unsigned int cutOffBytes(Word nTailsDue)
 {

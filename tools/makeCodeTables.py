@@ -100,7 +100,7 @@ def source():
               [f"{{0x{key:06X}, 0x{code:04X}}}," for key, code in back], 5),
         "namespace internal", "{", "",
         array("std::uint16_t const SJIS_LEADS[256]", words(leads.get(lead, NO_LEAD) for lead in range(256)), 14),
-        array(f"std::uint32_t const SJIS_CHARS[{len(chars)}]", [f"0x{value:08X}," for value in chars], 10),
+        array(f"std::uint32_t const SJIS_CHARS[{len(chars)}]", [f"0x{value:08X}," for value in chars], 9),
         array("std::uint16_t const UNIT_PAGES[1024]", words(pages.values()), 14),
         array(f"std::uint16_t const UNIT_CODES[{len(codes)}]", words(codes), 14),
         "} // namespace internal", "} // namespace utl", ""])

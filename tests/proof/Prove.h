@@ -1,4 +1,5 @@
-/// What the proofs share: the headers that most need, a condition that must hold, and where the program is when it does not.
+/// What the proofs share: the headers that most need, a condition that must hold, and where the program is when it does
+/// not.
 #ifndef UTL_PROOF_PROVE_H
 #define UTL_PROOF_PROVE_H
 

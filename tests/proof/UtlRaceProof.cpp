@@ -143,8 +143,8 @@ struct Totals
 
 /// A message thread that keeps an account of each message and timer. The parts of a round are letters:
 ///   p posts, d posts so slowly that the thread sleeps between, s sends synchronously, m posts and sends, i interrupts,
-///   l sends synchronously within a limit, the only one of a round to send so, e erases selections, f looks for messages,
-///   t makes and kills timers, ! stops; without a stop all that was accepted is waited for.
+///   l sends synchronously within a limit, the only one of a round to send so, e erases selections, f looks for
+///   messages, t makes and kills timers, ! stops; without a stop all that was accepted is waited for.
 class Subject : public MsgDrivenThread, private ThreadMsgListener
 {
 public:

@@ -1,4 +1,5 @@
-/// What the fuzz targets share: the headers that most need, a condition that must hold, and texts that are made of an input's bytes.
+/// What the fuzz targets share: the headers that most need, a condition that must hold, and texts that are made of an
+/// input's bytes.
 #ifndef UTL_FUZZ_INPUT_H
 #define UTL_FUZZ_INPUT_H
 

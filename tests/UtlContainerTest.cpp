@@ -1,4 +1,5 @@
 // Array, queue and map.
+#include "UtlArray.h"
 #include "UtlMap.h"
 #include "UtlQueue.h"
 

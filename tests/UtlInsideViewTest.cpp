@@ -19,8 +19,6 @@ namespace
 using Peer = MsgDrivenThreadTestPeer;
 using internal::TwoCopies;
 
-ThreadPriority const NORMAL(ThreadPriority::NORMAL);
-
 /// A pipe whose reading end does not wait.
 struct Pipe
 {

@@ -10,8 +10,6 @@ namespace
 using namespace utl;
 using namespace utl::test;
 
-ThreadPriority const NORMAL(ThreadPriority::NORMAL);
-
 /// A shared thread with the listeners a to d, and 0 for null. What they hear stands in one text: "b1 a1 ct " is message
 /// 1 for b, then for a, then a time-out for c.
 class Room : public Holdable<MsgDrivenSharedThread>

@@ -14,7 +14,6 @@ using Peer = MsgDrivenThreadTestPeer;
 using TestThread = Started;
 using Ids = std::vector<int>;
 
-ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 int const A = 1;
 int const B = 2;
 int const C = 3;

@@ -250,7 +250,7 @@ TEST(MsgDrivenThreadTimer, TimerMayBeSetBeforeTheLoopBegins)
     };
     Recorder lRecorder;
     Early lThread(8, 4, "early", 1);
-    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
+    ASSERT_EQ(0, lThread.start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0));
     EXPECT_EQ(0, lThread.mResult);
     EXPECT_TRUE(waitUntil([&] { return lRecorder.count(MSG_ID_TIMER) == 1; }));
     EXPECT_EQ(0, lThread.stop(1, 0));

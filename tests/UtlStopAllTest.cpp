@@ -11,7 +11,6 @@ namespace
 using namespace utl;
 using namespace utl::test;
 
-ThreadPriority const NORMAL(ThreadPriority::NORMAL);
 std::string gEnds; // the names of the threads in the order of their ends; one ends at a time
 
 /// A message thread that does what a test has set when it is to stop, and at its end.

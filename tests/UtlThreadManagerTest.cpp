@@ -15,8 +15,6 @@ using namespace utl;
 using namespace utl::test;
 using internal::SystemCalls;
 
-ThreadPriority const NORMAL(ThreadPriority::NORMAL);
-
 std::function<void()> gOnBinaryLog = [] {};
 
 } // namespace

@@ -10,8 +10,6 @@ using namespace utl;
 using namespace utl::test;
 using internal::SystemCalls;
 
-ThreadPriority const NORMAL(ThreadPriority::NORMAL);
-
 /// A thread whose stages a test can hold and whose job ends on request.
 class HeldThread : public Thread
 {

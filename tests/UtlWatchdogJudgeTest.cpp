@@ -164,7 +164,7 @@ struct Reported
 
     void start()
     {
-        ASSERT_EQ(0, mThread.start(&mRecorder, 1, 40, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0));
+        ASSERT_EQ(0, mThread.start(&mRecorder, 1, 40, nullptr, 1, 0, NORMAL, 0));
         EXPECT_TRUE(waitUntil([&] { return mLog.count("Name:held  hung: blocked  Silent:") == 1; }));
     }
 

@@ -1,7 +1,7 @@
 // What the library's objects cost, as the rows of a table: bytes of the object, heap behind it with the allocator's own
 // bytes, descriptors, threads and kernel timers. scripts/cost.sh makes docs/cost.md of it.
 #include "Utl.h"
-#include "support/Resources.h"
+#include "support/Process.h"
 
 #include <cstdio>
 #include <cstdlib>

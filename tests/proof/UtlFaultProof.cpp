@@ -13,7 +13,7 @@
 #include "Heap.h"
 #include "support/Faults.h"
 #include "support/LogCapture.h"
-#include "support/Resources.h"
+#include "support/Process.h"
 
 #include <algorithm>
 #include <array>

@@ -22,12 +22,28 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "Child.h"
 #include "Faults.h"
-#include "Folder.h"
 #include "Gate.h"
 #include "LogCapture.h"
-#include "Resources.h"
-#include "Said.h"
+#include "Process.h"
+#include "UtlThreadPriority.h"
+
+namespace utl::test
+{
+
+inline ThreadPriority const NORMAL(ThreadPriority::NORMAL);
+
+/// y or n for each answer, in the order of the calls: EXPECT_EQ("yn", said({lQueue.push(1), lQueue.push(2)})).
+inline std::string said(std::initializer_list<bool> nAnswers)
+{
+    std::string lSaid;
+    for (bool const lAnswer : nAnswers)
+    {
+        lSaid += lAnswer ? 'y' : 'n';
+    }
+    return lSaid;
+}
+
+} // namespace utl::test
 
 #endif

@@ -545,20 +545,22 @@ public:
     }
 };
 
-/// Listeners come and go while another thread broadcasts.
-void raceListeners()
+/// Listeners come and go while another thread broadcasts, or stops the thread.
+void raceListeners(bool nIsStopped)
 {
     Ear lStays;
     Ear lGo[2][3];
-    SharedThread lThread(64); // never full: a full one refuses a detachment
+    SharedThread lThread(nIsStopped ? 8 : 64); // never full without a stop: a full one refuses a detachment
     PROVE(lThread.attachMsgListener(&lStays));
-    int const COUNT = 30;
-    auto const lBroadcast = [&]
+    int const COUNT = nIsStopped ? static_cast<int>(Random(9).below(50)) : 30;
+    auto const lOther = [&]
     {
         for (int lNumber = 0; lNumber < COUNT; ++lNumber)
         {
-            PROVE(lThread.postMsg(NumberMsg(Ear::BROADCAST, lNumber)));
+            Random(static_cast<unsigned int>(lNumber)).pause();
+            PROVE(lThread.postMsg(NumberMsg(Ear::BROADCAST + (nIsStopped ? 10 : 0), lNumber)) || nIsStopped);
         }
+        PROVE_EQ(0, nIsStopped ? lThread.stop(1, 0) : 0);
     };
     auto const lComeAndGo = [&](Ear* npEars)
     {
@@ -566,60 +568,27 @@ void raceListeners()
         for (int lTurn = 0; lTurn < 3; ++lTurn)
         {
             Ear& lEar = npEars[lTurn];
-            PROVE(lThread.attachMsgListener(&lEar));
-            PROVE(lThread.postMsg(&lEar, Ear::OWN) && lThread.sendMsgInterrupt(&lEar, Ear::OWN));
+            PROVE(lThread.attachMsgListener(&lEar) || nIsStopped);
+            unsigned int const lPosted = lThread.postMsg(&lEar, Ear::OWN) ? 1 : 0;
+            unsigned int lSent = lThread.sendMsgInterrupt(&lEar, Ear::OWN) ? 1 : 0;
             lThread.setTimer(&lEar, 1, lTurn % 2, lRandom.below(2), lTurn % 2);
             lRandom.pause();
-            PROVE(lThread.sendMsgSync(&lEar, Ear::OWN));
-            PROVE_EQ(3, lEar.mOwn);
+            lSent += lThread.sendMsgSync(&lEar, Ear::OWN) ? 1 : 0;
+            PROVE(lEar.mOwn == lSent + lPosted || (nIsStopped && lEar.mOwn == lSent)); // what was posted may be left
+            PROVE(lSent + lPosted == 3 || nIsStopped);
+            lThread.hasMsg(&lEar, Ear::OWN);
             lThread.detachMsgListener(&lEar);
-            lEar.mIsDetached = true;
-            PROVE(lThread.postMsg(&lEar, Ear::OWN));
-            lThread.abortMsg(&lEar);
-            lEar.mIsGone = true;
+            lEar.mIsDetached = !nIsStopped; // a full queue refuses, and what is left calls nobody
+            PROVE(lThread.postMsg(&lEar, Ear::OWN) || nIsStopped);
+            PROVE(lThread.abortMsg(&lEar) || nIsStopped);
+            lEar.mIsGone = !nIsStopped;
         }
     };
-    together({lBroadcast, [&] { lComeAndGo(lGo[0]); }, [&] { lComeAndGo(lGo[1]); }});
-    PROVE(lThread.sendMsgSync(&lStays, Ear::OWN));
-    PROVE_EQ(COUNT, lStays.mHeard);
-    PROVE_EQ(COUNT, lStays.mNext);
+    together({lOther, [&] { lComeAndGo(lGo[0]); }, [&] { lComeAndGo(lGo[1]); }});
+    PROVE(nIsStopped || lThread.sendMsgSync(&lStays, Ear::OWN));
+    PROVE_EQ(nIsStopped ? 0 : COUNT, lStays.mHeard);
     PROVE_EQ(6, lThread.remTimerIdCount());
-    PROVE_EQ(0, lThread.stop(1, 0));
-    PROVE(lThread.leaveManagement());
-}
-
-/// All that a shared thread does, against its stop.
-void raceSharedStop()
-{
-    Ear lEars[2];
-    SharedThread lThread(8);
-    auto const lUse = [&](Ear& nEar)
-    {
-        Random lRandom(3);
-        unsigned int lSent = 0;
-        for (int lTurn = 0; lTurn < 5 && !lThread.hasRequestedStop(); ++lTurn)
-        {
-            lThread.attachMsgListener(&nEar);
-            lThread.setTimer(&nEar, 1, static_cast<int>(lRandom.below(2)), 0, static_cast<int>(lRandom.below(2)));
-            lSent += lThread.sendMsgSync(&nEar, Ear::OWN) ? 1 : 0;
-            lSent += lThread.sendMsgInterrupt(&nEar, Ear::OWN) ? 1 : 0;
-            lThread.postMsg(Ear::BROADCAST + 10);
-            lThread.hasMsg(&nEar, Ear::OWN);
-            lThread.detachMsgListener(&nEar);
-            lThread.abortMsg(&nEar);
-            PROVE_EQ(lSent, nEar.mOwn);
-        }
-    };
-    auto const lStop = [&]
-    {
-        for (unsigned int lPause = Random(9).below(50); lPause > 0; --lPause)
-        {
-            Random(lPause).pause();
-        }
-        PROVE_EQ(0, lThread.stop(1, 0));
-    };
-    together({[&] { lUse(lEars[0]); }, [&] { lUse(lEars[1]); }, lStop});
-    PROVE_EQ(6, lThread.remTimerIdCount());
+    PROVE_EQ(nIsStopped ? -1 : 0, lThread.stop(1, 0));
     PROVE(lThread.leaveManagement());
 }
 
@@ -1014,8 +983,8 @@ Race const RACES[] = {
     {"find-dispatch", [] { raceMessages("meff", 20); }, 40},
     {"timer-kill-expiry", [] { raceMessages("tt", 4); }, 8},
     {"timer-erase-expiry", [] { raceMessages("pte", 4); }, 4},
-    {"listener-detach", &raceListeners, 6},
-    {"shared-stop", &raceSharedStop, 1},
+    {"listener-detach", [] { raceListeners(false); }, 6},
+    {"shared-stop", [] { raceListeners(true); }, 1},
     {"shared-timer-cancel", &raceTimerCancel, 14},
     {"shared-timer-toggle", &raceTimerToggle, 24},
     {"shared-timer-end", &raceTimerEnd, 1},

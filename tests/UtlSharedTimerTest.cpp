@@ -145,7 +145,7 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
 {
     LogCapture lLog;
     SharedTimer lTimer(1, 1000000, nullptr, 2, "small");
-    EXPECT_TRUE(ThreadManager::get()->isRegisteredWatchdog(lTimer.getId()));
+    ThreadManager& lManager = *ThreadManager::get();
     Array<int, int const&> lIds(2);
     EXPECT_EQ("yy", said({lIds.insertAt(0, 77), lIds.insertAt(1, 78)})); // which go
     lLog.clear();
@@ -153,6 +153,12 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     EXPECT_EQ(2, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
     EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
     EXPECT_TRUE(lTimer.eraseTimer(1, 0));
+    EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); })); // an idle thread
+    lTimer.startThreadWatchdog();
+    lTimer.setThreadWatchdogAliveTime(1000000);
+    EXPECT_TRUE(lManager.isWatchingWatchdog(lTimer.getId()));
+    lTimer.stopThreadWatchdog();
+    EXPECT_FALSE(lManager.isWatchingWatchdog(lTimer.getId()));
     EXPECT_EQ(3, lTimer.addTimer(nullptr, 30, 0, 0));
     EXPECT_EQ("yn", said({lTimer.getTimerIdSet(&lIds), lTimer.getTimerIdSet(nullptr)}));
     EXPECT_EQ(2, lIds.size());
@@ -396,23 +402,6 @@ TEST(SharedTimer, FailuresOfThePipeAreTold)
     EXPECT_EQ(~0U, lResult);
     EXPECT_FALSE(lTimer.isRunning(lId));
     EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
-}
-
-TEST(SharedTimer, WatchdogLooksAwayFromAnIdleThread)
-{
-    ThreadManager& lManager = *ThreadManager::get();
-    Probe lProbe;
-    lProbe.mAction = [&](int) { EXPECT_TRUE(lManager.isWatchingWatchdog(0)); };
-    TestTimer lTimer;
-    EXPECT_TRUE(lManager.entryWatchdog(1000000, nullptr, lTimer.getId()));
-    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lProbe, 1, 1)));
-    EXPECT_EQ(1U, lProbe.mCalls);
-    EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); }));
-    lTimer.startThreadWatchdog();
-    lTimer.setThreadWatchdogAliveTime(1000000);
-    EXPECT_TRUE(lManager.isWatchingWatchdog(lTimer.getId()));
-    lTimer.stopThreadWatchdog();
-    EXPECT_FALSE(lManager.isWatchingWatchdog(lTimer.getId()));
 }
 
 TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)

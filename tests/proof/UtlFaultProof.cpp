@@ -177,18 +177,15 @@ constexpr int HEAP_CALL = CALL_COUNT - 2;
 // What the log's sinks and the look at their console tell is not heeded. A new entry of the table is added here.
 static_assert(sizeof(internal::SystemCalls) == (HEAP_CALL + 5) * sizeof(void*), "an entry that never fails here");
 
-struct ErrorName
-{
-    char const* mpName;
-    int mNumber;
-};
+using Error = std::pair<std::string const, int>;
+using ErrorLists = std::map<std::string, std::vector<Error const*>>;
 
 #define UTL_ERROR(NAME)                                                                                                \
     {                                                                                                                  \
 #NAME, NAME                                                                                                    \
     }
 
-constexpr ErrorName ERRORS[] = {
+std::map<std::string, int> const ERRORS = {
     UTL_ERROR(EACCES),    UTL_ERROR(EAGAIN),    UTL_ERROR(EBADF),       UTL_ERROR(EBUSY),  UTL_ERROR(EEXIST),
     UTL_ERROR(EILSEQ),    UTL_ERROR(EINTR),     UTL_ERROR(EINVAL),      UTL_ERROR(EIO),    UTL_ERROR(EMFILE),
     UTL_ERROR(EMLINK),    UTL_ERROR(ENFILE),    UTL_ERROR(ENOENT),      UTL_ERROR(ENOLCK), UTL_ERROR(ENOMEM),
@@ -206,14 +203,14 @@ void check(bool nHolds, std::string const& nMessage)
 }
 
 /// The error numbers of each call, from calls.txt; ends the program where list and table do not fit.
-std::map<std::string, std::vector<int>> errorLists()
+ErrorLists errorLists()
 {
-    std::map<std::string, std::vector<int>> lErrors;
+    ErrorLists lErrors;
     for (Call const& lCall : CALLS)
     {
         lErrors[lCall.mpName] = {};
     }
-    lErrors[CALLS[HEAP_CALL].mpName] = lErrors[CALLS[HEAP_CALL + 1].mpName] = {ENOMEM};
+    lErrors[CALLS[HEAP_CALL].mpName] = lErrors[CALLS[HEAP_CALL + 1].mpName] = {&*ERRORS.find("ENOMEM")};
     std::ifstream lFile(UTL_PROOF_DIR "/calls.txt");
     for (std::string lLine; std::getline(lFile, lLine);)
     {
@@ -225,11 +222,9 @@ std::map<std::string, std::vector<int>> errorLists()
             check(lErrors.count(lName) != 0, "calls.txt lists as injected what is not: " + lName);
             while (lWords >> lWord)
             {
-                auto const* const lpError =
-                    std::find_if(std::begin(ERRORS), std::end(ERRORS),
-                                 [&](ErrorName const& nError) { return lWord == nError.mpName; });
-                check(lpError != std::end(ERRORS), "no such error number: " + lWord);
-                lErrors[lName].push_back(lpError->mNumber);
+                auto const lError = ERRORS.find(lWord);
+                check(lError != ERRORS.end(), "no such error number: " + lWord);
+                lErrors[lName].push_back(&*lError);
             }
         }
     }
@@ -238,18 +233,6 @@ std::map<std::string, std::vector<int>> errorLists()
         check(!lNumbers.empty(), "calls.txt lists as injected no " + lName);
     }
     return lErrors;
-}
-
-char const* errorName(int nError)
-{
-    for (ErrorName const& lError : ERRORS)
-    {
-        if (lError.mNumber == nError)
-        {
-            return lError.mpName;
-        }
-    }
-    return "?";
 }
 
 // ---------------------------------------------------------------------------------------------- what is held
@@ -316,7 +299,7 @@ struct Case
     int mScenario;
     int mCall; // of CALLS; -1: no fault
     int mNth;
-    int mError;
+    Error const* mpError;
     bool mIsForEver;
     bool mIsFresh; // in a process that has not called the library before
 };
@@ -341,7 +324,8 @@ void name(Case const& nCase)
         return;
     }
     std::snprintf(gCaseText, sizeof(gCaseText), "%s, %s #%d %s %s%s", lpName, CALLS[nCase.mCall].mpName, nCase.mNth,
-                  errorName(nCase.mError), nCase.mIsForEver ? "for ever" : "once", nCase.mIsFresh ? ", first use" : "");
+                  nCase.mpError->first.c_str(), nCase.mIsForEver ? "for ever" : "once",
+                  nCase.mIsFresh ? ", first use" : "");
 }
 
 /// What became of a run; it comes out of a child in memory that both share.
@@ -411,19 +395,12 @@ public:
     {
         Outcome lOutcome;
         Report const lExpected = nCase.mIsFresh ? Report("") : expectation(nCase.mScenario);
-        Holdings const lBefore = holdings();
-        Report lReport(CALLS[nCase.mCall].mpName);
-        bool const lIsThrough = run(nCase, lReport, &lOutcome);
-        settle(lBefore);
         name(nCase);
-        complain(lOutcome, lReport.mWrong);
-        if (!nCase.mIsFresh)
-        {
-            complain(lOutcome, excess(lBefore));
-        }
+        std::string const lName = gCaseText;
+        Report lReport(CALLS[nCase.mCall].mpName);
+        bool const lIsThrough = runChecked(nCase, lName, lReport, lOutcome, &lOutcome);
         label(lOutcome, lReport, lIsThrough, lExpected);
-        std::string const lCase = gCaseText;
-        checkAgain(lOutcome, nCase, lExpected, lCase);
+        checkAgain(lOutcome, nCase, lExpected, "after " + lName);
         return lOutcome;
     }
 
@@ -434,7 +411,7 @@ public:
         if (lFound == mExpectations.end())
         {
             Outcome lOutcome;
-            Case const lCase{nScenario, -1, 0, 0, false, false};
+            Case const lCase{nScenario, -1, 0, nullptr, false, false};
             Report lFirst("");
             run(lCase, lFirst, nullptr);
             Report lSecond("");
@@ -451,7 +428,7 @@ public:
     {
         Outcome lOutcome;
         Report lReport("");
-        run({nScenario, -1, 0, 0, false, false}, lReport, &lOutcome);
+        run({nScenario, -1, 0, nullptr, false, false}, lReport, &lOutcome);
         return lOutcome;
     }
 
@@ -471,7 +448,7 @@ private:
             else if (nCase.mCall == lCall)
             {
                 lFaults.push_back(CALLS[lCall].mpMake(
-                    nCase.mNth, nCase.mError,
+                    nCase.mNth, nCase.mpError->second,
                     CALLS[lCall].mKind | (nCase.mIsForEver ? utl::test::FAULT_FOR_EVER : utl::test::FAULT_ONCE)));
             }
         }
@@ -522,23 +499,26 @@ private:
         }
     }
 
+    /// A run, under a name of its own for what is wrong with it: results, and what is held afterwards.
+    bool runChecked(Case const& nCase, std::string const& nName, Report& nReport, Outcome& nOutcome, Outcome* npNoted)
+    {
+        Holdings const lBefore = holdings();
+        bool const lIsThrough = run(nCase, nReport, npNoted);
+        settle(lBefore);
+        std::snprintf(gCaseText, sizeof(gCaseText), "%s", nName.c_str());
+        complain(nOutcome, nReport.mWrong);
+        complain(nOutcome, nCase.mIsFresh ? "" : excess(lBefore));
+        return lIsThrough;
+    }
+
     /// The next call works, and gives what it gave before there was a fault.
     void checkAgain(Outcome& nOutcome, Case const& nCase, Report const& nExpected, std::string const& nName)
     {
-        Holdings const lBefore = holdings();
         Report lReport("");
-        bool const lIsThrough = run({nCase.mScenario, -1, 0, 0, false, nCase.mIsFresh}, lReport, nullptr);
-        settle(lBefore);
-        std::snprintf(gCaseText, sizeof(gCaseText), "after %s", nName.c_str());
-        complain(nOutcome, lReport.mWrong);
-        complain(nOutcome, lIsThrough ? "" : "an exception");
-        if (nCase.mIsFresh)
-        {
-            return;
-        }
-        complain(nOutcome, excess(lBefore));
+        Case const lCase{nCase.mScenario, -1, 0, nullptr, false, nCase.mIsFresh};
+        complain(nOutcome, runChecked(lCase, nName, lReport, nOutcome, nullptr) ? "" : "an exception");
         unsigned int const lDifference = difference(nExpected, lReport);
-        if (lDifference != Report::MAX_RESULTS)
+        if (!nCase.mIsFresh && lDifference != Report::MAX_RESULTS)
         {
             complain(nOutcome, std::string(lReport.mSteps[lDifference]) + " gives " +
                                    std::to_string(lReport.mValues[lDifference]) + " and not " +
@@ -680,16 +660,16 @@ private:
             std::size_t lRound = 0;
             for (int lNth = 1; lNth <= std::min(nCounts.mCalls[lCall], nMaxNth); ++lNth)
             {
-                for (int lError : mErrors.at(lName))
+                for (Error const* lpError : mErrors.at(lName))
                 {
                     for (bool lIsForEver : {false, true})
                     {
-                        if (lIsForEver && lError == EINTR)
+                        if (lIsForEver && lpError->second == EINTR)
                         {
                             continue; // a signal interrupts one call, not all
                         }
                         mRounds.resize(std::max(mRounds.size(), lRound + 1));
-                        mRounds[lRound++].push_back({nScenario, lCall, lNth, lError, lIsForEver, nIsFresh});
+                        mRounds[lRound++].push_back({nScenario, lCall, lNth, lpError, lIsForEver, nIsFresh});
                         ++mListed;
                     }
                 }
@@ -741,7 +721,7 @@ private:
     std::vector<std::string> const mNames;
     std::chrono::steady_clock::time_point const mStart = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point const mEnd;
-    std::map<std::string, std::vector<int>> const mErrors = errorLists();
+    ErrorLists const mErrors = errorLists();
     Runner mRunner;
     std::vector<std::vector<Case>> mRounds;
     std::map<Row, std::map<std::string, unsigned int>> mTable;

@@ -4,7 +4,7 @@
 #include "support/Test.h"
 
 using namespace utl;
-using utl::test::LogCapture;
+using namespace utl::test;
 
 namespace
 {
@@ -13,16 +13,13 @@ namespace
 class RotatingLogTest : public testing::Test
 {
 protected:
-    RotatingLogTest() { ::mkdtemp(mDirectory); }
-    ~RotatingLogTest() override { std::filesystem::remove_all(mDirectory); }
-
     /// 0 for the file itself.
-    std::string path(unsigned int nNumber = 0) const
+    static std::string path(unsigned int nNumber = 0)
     {
-        return std::string(mDirectory) + "/sub/log" + (nNumber == 0 ? "" : "." + std::to_string(nNumber));
+        return "sub/log" + (nNumber == 0 ? "" : "." + std::to_string(nNumber));
     }
 
-    std::vector<std::string> lines(unsigned int nNumber, int nTextType) const
+    static std::vector<std::string> lines(unsigned int nNumber, int nTextType)
     {
         std::vector<std::string> lTexts;
         File lFile(path(nNumber).c_str(), nTextType);
@@ -34,7 +31,7 @@ protected:
         return lTexts;
     }
 
-    char mDirectory[24] = "/tmp/utlRotateXXXXXX";
+    Folder mFolder;
 };
 
 TEST_F(RotatingLogTest, ChangesFilesBeforeTheyAreTooLong)
@@ -64,10 +61,8 @@ TEST_F(RotatingLogTest, ChangesFilesBeforeTheyAreTooLong)
         EXPECT_LT(20000U, std::filesystem::file_size(path()));
         EXPECT_TRUE(lLog.rotate());
         EXPECT_EQ(0U, std::filesystem::file_size(path()));
-        struct stat lStat = {};
-        ::stat(path().c_str(), &lStat);
-        EXPECT_EQ(0640U, lStat.st_mode & 07777U);
-        std::filesystem::remove_all(std::string(mDirectory) + "/sub"); // made anew by the next
+        EXPECT_EQ(0640U, modeOf(path()));
+        std::filesystem::remove_all("sub"); // made anew by the next
     }
 }
 
@@ -80,7 +75,7 @@ TEST_F(RotatingLogTest, LinesInPiecesAreMeasuredAsAWhole)
         EXPECT_EQ(LineWritten::DONE, lLog.write(std::string(lLength, 'x')));
         EXPECT_EQ(LineWritten::DONE, lLog.write(std::string(lLength + 999, 'y'))); // its first piece would fit
         EXPECT_EQ(1U, lines(0, lTextType).size());
-        std::filesystem::remove_all(std::string(mDirectory) + "/sub");
+        std::filesystem::remove_all("sub");
     }
 }
 

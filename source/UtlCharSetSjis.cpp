@@ -1,6 +1,5 @@
 // Shift-JIS to the other encodings and back, by the two code tables.
 #include "internal/text/UtlCharOutput.h"
-#include "internal/text/UtlStringSearch.h"
 
 namespace utl
 {
@@ -63,11 +62,10 @@ struct Utf8ToSjisWalk
     template <class Output>
     static unsigned int run(Output nOutput, unsigned char const* npSrc)
     {
-        unsigned char const* lpPieceEnd = npSrc;
         bool lHasRoom = true;
         while (lHasRoom)
         {
-            runUsual(nOutput, npSrc, lpPieceEnd);
+            nOutput.runUsual(Encoding::SJIS, Encoding::UTF8, npSrc);
             unsigned int const lKeySize = keySize(*npSrc);
             if (isLikely(lKeySize == 3))
             {
@@ -87,21 +85,6 @@ struct Utf8ToSjisWalk
             }
         }
         return STR_ERROR;
-    }
-
-    // Whatever has a code, piece by piece, so that a piece is still at hand when it has been measured.
-    template <class Output>
-    static void runUsual(Output& nOutput, unsigned char const*& npSrc, unsigned char const*& npPieceEnd)
-    {
-        if (Output::IS_STORING)
-        {
-            constexpr unsigned int PIECE_BYTES = 4096;
-            if (npSrc >= npPieceEnd)
-            {
-                npPieceEnd = npSrc + lengthUpTo(reinterpret_cast<char const*>(npSrc), PIECE_BYTES);
-            }
-            nOutput.runUsual(Encoding::SJIS, Encoding::UTF8, npSrc, npPieceEnd);
-        }
     }
 
     template <unsigned int SIZE, class Output>
@@ -125,12 +108,17 @@ struct SjisToUtf8Walk
     static unsigned int run(Output nOutput, unsigned char const* npSrc)
     {
         bool lHasRoom = true;
-        while (lHasRoom && *npSrc != 0)
+        while (lHasRoom)
         {
+            nOutput.runUsual(Encoding::UTF8, Encoding::SJIS, npSrc);
             if (isLikely(isSjisLead(*npSrc)))
             {
                 lHasRoom = nOutput.putUtf8(unitOfSjis(npSrc[0], npSrc[1]));
                 npSrc += 2;
+            }
+            else if (*npSrc == 0)
+            {
+                return nOutput.end();
             }
             else
             {
@@ -138,7 +126,7 @@ struct SjisToUtf8Walk
                 ++npSrc;
             }
         }
-        return lHasRoom ? nOutput.end() : STR_ERROR;
+        return STR_ERROR;
     }
 };
 

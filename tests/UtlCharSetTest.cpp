@@ -105,6 +105,21 @@ TEST(CharSet, SharpEdgesAreAsDocumented)
     }
 }
 
+TEST(CharSet, NothingBehindTheTerminatorChanges)
+{
+    for (char const* lpEnd : {"a", "abc", "abcdef", "漢", "a漢b", "α", "abcdefgh", "字abcdefghijk"})
+    {
+        std::string const lText = std::string("これは十分に長いABC text") + lpEnd;
+        std::string lUtf8(200, '\xFF');
+        std::string lSjis(200, '\xFF');
+        unsigned int const lSjisSize = convertStrFromUtf8ToSjis(&lSjis[0], 200, lText.c_str());
+        EXPECT_EQ(std::string(200 - lSjisSize, '\xFF'), lSjis.substr(lSjisSize)) << lText;
+        unsigned int const lUtf8Size = convertStrFromSjisToUtf8(&lUtf8[0], 200, lSjis.c_str());
+        EXPECT_EQ(std::string(200 - lUtf8Size, '\xFF'), lUtf8.substr(lUtf8Size)) << lText;
+        EXPECT_STREQ(lText.c_str(), lUtf8.c_str());
+    }
+}
+
 TEST(CharSet, CharactersAgainstTheirCapacity)
 {
     char lBytes[4] = {};

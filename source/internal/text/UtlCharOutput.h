@@ -3,6 +3,7 @@
 #define UTL_CHAR_OUTPUT_H
 
 #include "internal/text/UtlCodeTables.h"
+#include "internal/text/UtlStringSearch.h"
 #include "internal/text/UtlUsualChars.h"
 
 #include <cstddef>
@@ -67,12 +68,19 @@ public:
         mpEnd = lpEnd;
     }
 
-    /// Moves over usual characters of a text of nFrom. Does nothing if it counts.
-    void runUsual(Encoding nTo, Encoding nFrom, unsigned char const*& npSrc, unsigned char const* npSrcEnd)
+    /// Moves over usual characters of a terminated text of nFrom, piece by piece, so that a piece is still at hand when it
+    /// has been measured. Does nothing if it counts, nor the first times: most texts are short, and not worth a measure.
+    void runUsual(Encoding nTo, Encoding nFrom, unsigned char const*& npSrc)
     {
-        if (STORES)
+        constexpr unsigned int FIRST_CHARS = 4;
+        if (STORES && ++mCalls > FIRST_CHARS)
         {
-            TextCursor lCursor{npSrc, npSrcEnd, reinterpret_cast<unsigned char*>(mpEnd),
+            constexpr unsigned int PIECE_BYTES = 4096;
+            if (mpPieceEnd == nullptr || npSrc >= mpPieceEnd)
+            {
+                mpPieceEnd = npSrc + lengthUpTo(reinterpret_cast<char const*>(npSrc), PIECE_BYTES);
+            }
+            TextCursor lCursor{npSrc, mpPieceEnd, reinterpret_cast<unsigned char*>(mpEnd),
                                reinterpret_cast<unsigned char*>(mpLast)};
             runUsualChars(lCursor, nTo, nFrom, false);
             npSrc = lCursor.mpSrc;
@@ -120,8 +128,10 @@ private:
 
     Unit* const mpBegin;
     Unit* mpEnd;
-    Unit* const mpLast;      // where the terminator may stand at most
-    unsigned int mCount = 0; // of units, if nothing is stored
+    Unit* const mpLast;                        // where the terminator may stand at most
+    unsigned int mCount = 0;                   // of units, if nothing is stored
+    unsigned int mCalls = 0;                   // of runUsual()
+    unsigned char const* mpPieceEnd = nullptr; // as far as the source has been measured
 };
 
 /// The end of a character conversion into nSize bytes: nothing for a capacity of 0, or all of them, or failure.

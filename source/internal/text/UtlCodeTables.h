@@ -10,8 +10,9 @@ namespace utl::internal
 
 // Two-level indexes that give what a search of the sorted tables would give, for every code. They hold the answer
 // itself and not the number of its row: one load less, and the pages of the sorted tables are never touched by a
-// conversion. Constant data, made together with those tables. Page 0 of each is empty, and page 1 of SJIS_CHARS.
-// Declared hidden, so that a walk does not look up their addresses for each character.
+// conversion. Constant data, made together with those tables. Page 0 of each is empty, and page 1 of SJIS_CHARS: the
+// one is for bytes that lead nothing, the other for leads without a character. Declared hidden, so that a walk does not
+// look up their addresses for each character.
 #pragma GCC visibility push(hidden)
 extern std::uint16_t const SJIS_LEADS[256];   ///< By lead byte: start of its page in SJIS_CHARS, or NO_LEAD.
 extern std::uint32_t const SJIS_CHARS[8695];  ///< Pages of 189, by trail byte from 0x40: an entry or 0.

@@ -5,6 +5,7 @@
 
 #include "internal/text/UtlCodeTables.h"
 #include "internal/text/UtlCodec.h"
+#include "internal/text/UtlTextWord.h"
 
 namespace utl::internal
 {
@@ -14,13 +15,15 @@ namespace
 
 // Destinations. put() takes a unit from 0x80 that is no surrogate, putThree() the bytes of a character of three bytes,
 // as fourBytesAt() gives them. Both store up to LARGEST bytes and may overwrite WRITES. False, with nothing stored, if
-// it has no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES.
+// it has no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES. HAS_BYTES: ASCII is stored
+// as it is.
 
 struct ToUtf8
 {
     static constexpr Encoding ENCODING = Encoding::UTF8;
     static constexpr unsigned int WRITES = 4;
     static constexpr unsigned int LARGEST = 3;
+    static constexpr bool HAS_BYTES = true;
 
     static void putAscii(unsigned char*& npDst, unsigned int nByte) { *npDst++ = static_cast<unsigned char>(nByte); }
 
@@ -46,6 +49,7 @@ struct ToSjis
     static constexpr bool REFUSES_SURROGATES = true;
     static constexpr unsigned int WRITES = 2;
     static constexpr unsigned int LARGEST = 2;
+    static constexpr bool HAS_BYTES = true;
 
     static void putAscii(unsigned char*& npDst, unsigned int nByte) { *npDst++ = static_cast<unsigned char>(nByte); }
 
@@ -83,6 +87,7 @@ struct ToUtf16
     static constexpr bool REFUSES_SURROGATES = false;
     static constexpr unsigned int WRITES = 2;
     static constexpr unsigned int LARGEST = 2;
+    static constexpr bool HAS_BYTES = false;
 
     static void putAscii(unsigned char*& npDst, unsigned int nByte) { put(npDst, nByte); }
 
@@ -102,6 +107,7 @@ struct ToWide
     static constexpr bool REFUSES_SURROGATES = false;
     static constexpr unsigned int WRITES = 4;
     static constexpr unsigned int LARGEST = 4;
+    static constexpr bool HAS_BYTES = false;
 
     static void putAscii(unsigned char*& npDst, unsigned int nByte) { put(npDst, nByte); }
 
@@ -118,35 +124,57 @@ struct ToWide
 // Sources. step() takes one usual character of SMALLEST bytes or more, out of what load() makes of READS bytes. False,
 // with nothing done, if there is none. A branch for each size: the next character waits for none.
 
+// Puts ASCII that a word begins with: all of it if the destination has bytes, too, without a branch for where it ends,
+// since among kanji most runs are short. What lies behind it in the destination stays.
+template <class To>
+void putAsciiRun(Word nWord, unsigned char const*& npSrc, unsigned char*& npDst)
+{
+    if constexpr (To::HAS_BYTES)
+    {
+        Word const lEnds = nWord & HIGH_BITS;
+        Word const lMask = ((lEnds & (0 - lEnds)) >> 7) - 1;
+        Word const lOld = wordAt(npDst);
+        storeWord(reinterpret_cast<char*>(npDst), lOld ^ ((lOld ^ nWord) & lMask));
+        unsigned int const lCount = lEnds != 0 ? firstOf(lEnds) : sizeof(Word);
+        npSrc += lCount;
+        npDst += lCount;
+    }
+    else
+    {
+        To::putAscii(npDst, static_cast<unsigned int>(nWord & 0x7FU));
+        ++npSrc;
+    }
+}
+
 struct FromUtf8
 {
     static constexpr Encoding ENCODING = Encoding::UTF8;
-    static constexpr unsigned int READS = 4;
+    static constexpr unsigned int READS = sizeof(Word);
     static constexpr unsigned int SMALLEST = 1;
 
-    static std::uint32_t load(unsigned char const* npSrc) { return fourBytesAt(npSrc); }
+    static Word load(unsigned char const* npSrc) { return wordAt(npSrc); }
 
     template <class To>
-    static bool step(std::uint32_t nBytes, unsigned char const*& npSrc, unsigned char*& npDst)
+    static bool step(Word nWord, unsigned char const*& npSrc, unsigned char*& npDst)
     {
-        if (isLikely(isThree(nBytes)))
+        std::uint32_t const lBytes = static_cast<std::uint32_t>(nWord);
+        if (isLikely(isThree(lBytes)))
         {
-            if (!isLikely((To::REFUSES_SURROGATES || !isSurrogateThree(nBytes)) && To::putThree(npDst, nBytes)))
+            if (!isLikely((To::REFUSES_SURROGATES || !isSurrogateThree(lBytes)) && To::putThree(npDst, lBytes)))
             {
                 return false;
             }
             npSrc += 3;
             return true;
         }
-        unsigned int const lLead = nBytes & 0xFFU;
-        if (lLead < 0x80)
+        unsigned int const lLead = lBytes & 0xFFU;
+        if (isLikely(lLead < 0x80))
         {
-            To::putAscii(npDst, lLead);
-            ++npSrc;
+            putAsciiRun<To>(nWord, npSrc, npDst);
             return true;
         }
-        bool const lIsTwo = lLead >= 0xC2 && (nBytes & 0xC0E0U) == 0x80C0U;
-        if (!lIsTwo || !To::put(npDst, (nBytes & 0x1FU) << 6 | (nBytes >> 8 & 0x3FU)))
+        bool const lIsTwo = lLead >= 0xC2 && (lBytes & 0xC0E0U) == 0x80C0U;
+        if (!lIsTwo || !To::put(npDst, (lBytes & 0x1FU) << 6 | (lBytes >> 8 & 0x3FU)))
         {
             return false;
         }
@@ -155,32 +183,45 @@ struct FromUtf8
     }
 };
 
+// Puts the character of an entry of the index; nothing if it is 0.
+template <class To>
+bool putEntry(unsigned char*& npDst, std::uint32_t nEntry)
+{
+    return isLikely(nEntry != 0) && To::put(npDst, nEntry >> 16);
+}
+
+template <>
+bool putEntry<ToUtf8>(unsigned char*& npDst, std::uint32_t nEntry)
+{
+    if (isLikely(hasThreeBytes(nEntry)))
+    {
+        storeThreeOf(reinterpret_cast<char*>(npDst), nEntry);
+        npDst += 3;
+        return true;
+    }
+    return nEntry != 0 && ToUtf8::put(npDst, nEntry >> 16);
+}
+
 struct FromSjis
 {
     static constexpr Encoding ENCODING = Encoding::SJIS;
-    static constexpr unsigned int READS = 2;
+    static constexpr unsigned int READS = sizeof(Word);
     static constexpr unsigned int SMALLEST = 1;
 
-    static std::uint32_t load(unsigned char const* npSrc) { return loadUnit<false>(npSrc); }
+    static Word load(unsigned char const* npSrc) { return wordAt(npSrc); }
 
     template <class To>
-    static bool step(std::uint32_t nBytes, unsigned char const*& npSrc, unsigned char*& npDst)
+    static bool step(Word nWord, unsigned char const*& npSrc, unsigned char*& npDst)
     {
-        unsigned char const lLead = static_cast<unsigned char>(nBytes);
-        if (isLikely(isSjisLead(lLead)))
-        {
-            unsigned int const lUnit = unitOfSjis(lLead, static_cast<unsigned char>(nBytes >> 8));
-            if (!isLikely(lUnit != 0) || !To::put(npDst, lUnit))
-            {
-                return false;
-            }
-            npSrc += 2;
-            return true;
-        }
+        unsigned char const lLead = static_cast<unsigned char>(nWord);
         if (lLead < 0x80)
         {
-            To::putAscii(npDst, lLead);
-            ++npSrc;
+            putAsciiRun<To>(nWord, npSrc, npDst);
+            return true;
+        }
+        if (isLikely(putEntry<To>(npDst, entryOfSjis(lLead, static_cast<unsigned char>(nWord >> 8)))))
+        {
+            npSrc += 2;
             return true;
         }
         if (!isSjisKana(lLead) || !To::put(npDst, unitOfSjisKana(lLead)))
@@ -244,16 +285,25 @@ struct FromWide
     }
 };
 
+// Bytes that a step may overwrite.
+template <class From, class To>
+constexpr unsigned int writes()
+{
+    constexpr unsigned int ASCII = From::SMALLEST < From::READS && To::HAS_BYTES ? sizeof(Word) : 0;
+    return std::max(To::WRITES + 0, ASCII);
+}
+
 // Moves over usual characters that begin before npSrcEnd, while there is room for sure. Result: whether all is usual.
 template <class From, class To>
 bool runInside(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsigned char*& npDst,
                unsigned char const* npDstEnd)
 {
+    constexpr unsigned int WRITES = writes<From, To>();
     constexpr unsigned int GROWTH = (To::LARGEST + From::SMALLEST - 1) / From::SMALLEST; // bytes that a byte becomes
-    while (npSrc < npSrcEnd && static_cast<std::size_t>(npDstEnd - npDst) >= To::WRITES)
+    while (npSrc < npSrcEnd && static_cast<std::size_t>(npDstEnd - npDst) >= WRITES)
     {
         // What begins before the stop has room, so that the loop has one end to look at.
-        std::size_t const lSafe = static_cast<std::size_t>(npDstEnd - npDst - To::WRITES) / GROWTH + 1;
+        std::size_t const lSafe = static_cast<std::size_t>(npDstEnd - npDst - WRITES) / GROWTH + 1;
         unsigned char const* const lpStop = npSrc + std::min(static_cast<std::size_t>(npSrcEnd - npSrc), lSafe);
         while (npSrc < lpStop)
         {
@@ -266,21 +316,24 @@ bool runInside(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsig
     return true;
 }
 
-// Moves the cursor over usual characters.
+// Moves the cursor over usual characters. A function for each pair: in a common one the loops would lie in pieces.
 template <class From, class To>
-void runFast(TextCursor& nCursor)
+[[gnu::noinline]] void runFast(TextCursor& nCursor)
 {
     constexpr std::ptrdiff_t READS = From::READS;
+    constexpr std::ptrdiff_t WRITES = writes<From, To>();
     unsigned char const* lpSrc = nCursor.mpSrc;
     unsigned char const* const lpEnd = nCursor.mpSrcEnd;
     unsigned char* lpDst = nCursor.mpDst;
-    if (lpEnd - lpSrc >= READS && runInside<From, To>(lpSrc, lpEnd - (READS - 1), lpDst, nCursor.mpDstEnd))
+    bool lIsUsual = lpEnd - lpSrc >= READS && runInside<From, To>(lpSrc, lpEnd - (READS - 1), lpDst, nCursor.mpDstEnd);
+    if constexpr (From::SMALLEST < READS)
     {
-        // Behind the last bytes, zeros: they complete no character.
-        bool lIsUsual = From::SMALLEST < READS && lpEnd - lpSrc < READS;
-        while (lIsUsual && lpSrc != lpEnd && nCursor.mpDstEnd - lpDst >= static_cast<std::ptrdiff_t>(To::WRITES))
+        lIsUsual = lIsUsual && lpEnd - lpSrc < READS;
+        while (lIsUsual && lpSrc != lpEnd && nCursor.mpDstEnd - lpDst >= WRITES)
         {
-            std::uint32_t const lLast = From::load(lpEnd - READS) >> 8 * (READS - (lpEnd - lpSrc));
+            // Behind the last bytes, FF: they complete no character.
+            std::ptrdiff_t const lBits = 8 * (lpEnd - lpSrc);
+            Word const lLast = From::load(lpEnd - READS) >> (8 * READS - lBits) | ~Word(0) << lBits;
             lIsUsual = From::template step<To>(lLast, lpSrc, lpDst);
         }
     }

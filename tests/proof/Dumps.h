@@ -59,7 +59,7 @@ private:
     /// races have a clock of their own.
     void check(std::string const& nLine)
     {
-        static test::Pattern sLine(
+        static test::Pattern& sLine = *new test::Pattern( // for a dump that is read while the program ends
             "^(utl: threads of process [0-9]+"
             "|utl: [0-9]+ threads, ([0-9]+) passed over, [0-9]+ lines dropped"
             "|thread [0-9]+ \"[A-Za-z ]*\": (starting|running|stopping|done|the main thread|not registered)"

@@ -64,17 +64,6 @@ protected:
                                               }};
 };
 
-} // namespace
-
-extern "C" void BinaryLogWrite(int nKind, char const* npText, unsigned int nLength)
-{
-    EXPECT_EQ(3, nKind);
-    gBinary.emplace_back(npText, nLength);
-}
-
-namespace
-{
-
 TEST_F(ApplogTest, EachLevelHasItsPrefixAndItsSinks)
 {
     setFilterLevel(UTL_LOG_TYPE, LOG_LEVEL_DEBUG);
@@ -441,12 +430,17 @@ TEST(Applog, WorksBeforeMainAndWhileTheProcessExits)
 
 TEST_F(ApplogTest, StampThatCannotBeMadeIsLeftOut)
 {
-    utl::test::LogCapture const lLog;
     utl::test::Replaced const lConversion(
         &utl::internal::SystemCalls::mCtimeR,
         +[](time_t const*, char* npText) { return std::strcpy(npText, "nothing\n"); });
     applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "a line");
-    EXPECT_EQ(LogLines{" ERR: a line\r\n"}, lLog.rawLines());
+    EXPECT_EQ(LogLines{" ERR: a line\r\n"}, mConsole.rawLines());
 }
 
 } // namespace
+
+extern "C" void BinaryLogWrite(int nKind, char const* npText, unsigned int nLength)
+{
+    EXPECT_EQ(3, nKind);
+    gBinary.emplace_back(npText, nLength);
+}

@@ -73,8 +73,6 @@ protected:
     LogCapture mLog;
 };
 
-} // namespace
-
 // Any path and room: see tests/fuzz/PathFuzz.cpp, which the tests run too.
 TEST_F(FileTest, PathsComeApartIntoStringsThatGrow)
 {
@@ -107,9 +105,6 @@ TEST_F(FileTest, PathsComeApartIntoStringsThatGrow)
     EXPECT_STREQ("a1/x", lPath.c_str());
 }
 
-namespace
-{
-
 /// Opens, writes and cuts. A cut that fails leaves the position.
 bool writeAndCut()
 {
@@ -124,8 +119,6 @@ bool readByte()
     File lFile("d/s", 0);
     return lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ) && lFile.read(&lByte, 1) == 1;
 }
-
-} // namespace
 
 // What is left, for each call of each use: see tests/proof/UtlFaultProof.cpp, which the tests run too.
 TEST_F(FileTest, AFailedCallIsTold)
@@ -509,3 +502,5 @@ TEST_F(FileTest, ArgumentsThatAreNoneAndTheFileItself)
     FailNth<&SC::mFnmatch> const lFault(0, EINVAL);
     EXPECT_EQ(0U, File::children("d/*", &lNames, FILE_CHILD_ALL, nullptr, 0)); // no name that could be judged
 }
+
+} // namespace

@@ -17,16 +17,6 @@ using internal::SystemCalls;
 
 std::function<void()> gOnBinaryLog = [] {};
 
-} // namespace
-
-extern "C" void BinaryLogWrite(int, char const*, unsigned int)
-{
-    gOnBinaryLog();
-}
-
-namespace
-{
-
 UTL_PRINTF(1, 2) std::string line(char const* npFormat, ...)
 {
     char lLine[256];
@@ -341,3 +331,8 @@ TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
 }
 
 } // namespace
+
+extern "C" void BinaryLogWrite(int, char const*, unsigned int)
+{
+    gOnBinaryLog();
+}

@@ -68,8 +68,8 @@ public:
         mpEnd = lpEnd;
     }
 
-    /// Moves over usual characters of a terminated text of nFrom, piece by piece, so that a piece is still at hand when it
-    /// has been measured. Does nothing if it counts, nor the first times: most texts are short, and not worth a measure.
+    /// Moves over usual characters of a terminated text of nFrom, piece by piece, so that a piece is still at hand when
+    /// it has been measured. Does nothing if it counts, nor the first times: short texts are not worth a measure.
     void runUsual(Encoding nTo, Encoding nFrom, unsigned char const*& npSrc)
     {
         constexpr unsigned int FIRST_CHARS = 4;

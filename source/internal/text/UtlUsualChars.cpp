@@ -15,8 +15,8 @@ namespace
 
 // Destinations. put() takes a unit from 0x80 that is no surrogate, putThree() the bytes of a character of three bytes,
 // as fourBytesAt() gives them. Both store up to LARGEST bytes and may overwrite WRITES. False, with nothing stored, if
-// it has no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES. HAS_BYTES: ASCII is stored
-// as it is.
+// it has no code or is not usual. putThree() may be given a surrogate if it REFUSES_SURROGATES. HAS_BYTES: ASCII is
+// stored as it is.
 
 struct ToUtf8
 {

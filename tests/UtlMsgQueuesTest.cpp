@@ -164,34 +164,6 @@ TEST(MsgQueues, ReservedIdsOwnSlotsOrNot)
     }
 }
 
-// The slots go round many times, with what is erased in the middle and taken back at the end.
-TEST(MsgQueues, RingOfSlotsWraps)
-{
-    Queues lQueues;
-    int lPosted = 0;
-    int lTaken = 0;
-    for (int lRound = 0; lRound < 20; ++lRound)
-    {
-        while (lQueues.mMsgs.slots().size() < 4)
-        {
-            ++lPosted;
-            lQueues.post(lPosted % 4 == 2 ? 2 : 1, lPosted);
-        }
-        QuietLog const lQuiet;
-        ASSERT_TRUE(lQueues.mMsgs.write(NumberMsg(3))); // the place behind the last one
-        ASSERT_FALSE(lQueues.mMsgs.keep(3, 1));
-        ASSERT_EQ(MsgQueues::Erased::ALL, lQueues.erase([](int nMsgId) { return nMsgId == 2; }));
-        for (int lLeft = 0; lLeft < 1 + lRound % 3; ++lLeft)
-        {
-            ++lTaken;
-            lTaken += lTaken % 4 == 2 ? 1 : 0;
-            ASSERT_EQ(lTaken, lQueues.take());
-        }
-        lQueues.slot(3);
-        lQueues.mMsgs.takeBack(lQueues.mMsgs.slots().size() - 1);
-    }
-}
-
 // What was removed stays removed, and the rest is whole: at every failure, and when a timer is told that it has ended.
 TEST(MsgQueues, QueuesAreWholeWhereverAnErasureStops)
 {

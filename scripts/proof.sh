@@ -86,9 +86,9 @@ step "every fault"
 run release tests/proof/UtlFaultProof --table >"$lWork/faults"
 grep -E '^[0-9,]+ faults' "$lWork/faults" || tail -n 3 "$lWork/faults"
 step "races, full speed"
-run release tests/proof/UtlRaceProof all $lOverlaps 10000
+run release tests/proof/UtlRaceProof all $lOverlaps $((lOverlaps / 10))
 step "races, race checks"
-run tsan tests/proof/UtlRaceProof all $((lOverlaps / 10)) 1000
+run tsan tests/proof/UtlRaceProof all $((lOverlaps / 10)) $((lOverlaps / 100))
 step "verdicts of the watchdog"
 run release tests/proof/UtlVerdictProof $((lMinutes * 4))
 step "account, full speed"

@@ -29,6 +29,7 @@ public:
     std::atomic<unsigned int> mLines{0};
     std::atomic<unsigned int> mPassedOver{0}; // threads
     std::atomic<unsigned int> mAbout{0};      // books that changed too fast
+    std::atomic<int> mThreadId{0};            // of the reader, which has to read what the others write
 
 private:
     DumpReader()
@@ -40,6 +41,7 @@ private:
 
     void read()
     {
+        mThreadId = static_cast<int>(::syscall(SYS_gettid));
         std::string lText;
         char lBuffer[16384];
         for (ssize_t lRead = 0; (lRead = ::read(mFds[0], lBuffer, sizeof(lBuffer))) > 0 || errno == EINTR;)
@@ -146,7 +148,8 @@ private:
             for (int const lId : threads())
             {
                 unsigned int const lBefore = count();
-                bool const lIsSent = lId != lOwnId && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
+                bool const lIsOther = lId != lOwnId && lId != DumpReader::get().mThreadId;
+                bool const lIsSent = lIsOther && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
                 for (unsigned int lTry = 0; lIsSent && count() == lBefore && lTry < 20 && !mIsToEnd; ++lTry)
                 {
                     internal::pauseBriefly(); // the races shall have the processors

@@ -34,6 +34,20 @@ Mark markOf(unsigned char const (&nBytes)[3], int nCount, int nTextType)
                              : Mark{0, nTextType};
 }
 
+/// The first bytes of a file, of which one read may give fewer than there are.
+/// Result: how many, or FILE_READ_ERROR.
+int readBeginning(int nHandle, BasicString<char> const& nPath, unsigned char (&nBytes)[3])
+{
+    int lCount = 0;
+    int lRead = 1;
+    while (lCount < 3 && lRead > 0)
+    {
+        lRead = internal::readFileAt(nHandle, nPath, nBytes + lCount, static_cast<unsigned int>(3 - lCount), lCount);
+        lCount += lRead > 0 ? lRead : 0;
+    }
+    return lRead != FILE_READ_ERROR ? lCount : FILE_READ_ERROR;
+}
+
 } // namespace
 
 Lines::Lines(File& nFile, unsigned int nCapacity)
@@ -63,7 +77,7 @@ Line const* Lines::fail(int nError)
 bool Lines::begin(internal::TextReader& nReader)
 {
     unsigned char lBytes[3] = {};
-    int const lCount = internal::readFileAt(mFile.mpReadAhead->handle(), mFile.mPath, lBytes, sizeof(lBytes), 0);
+    int const lCount = readBeginning(mFile.mpReadAhead->handle(), mFile.mPath, lBytes);
     Mark const lMark = markOf(lBytes, lCount, mFile.mTextType);
     if (lCount == FILE_READ_ERROR || (nReader.position() == 0 && !nReader.moveTo(lMark.mSize)))
     {

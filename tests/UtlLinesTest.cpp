@@ -66,6 +66,17 @@ TEST_F(LinesTest, AMarkThatComesLateWinsOverTheTextType)
     EXPECT_EQ(FILE_TEXT_SJIS, mFile.textType());
 }
 
+TEST_F(LinesTest, MarkIsSeenIfAReadGivesLess)
+{
+    Replaced const lRead(
+        &SC::mPread, +[](int nHandle, void* npBuffer, std::size_t, off_t nPosition)
+                     { return ::pread(nHandle, npBuffer, 1, nPosition); });
+    Lines lLines(store("\xFF\xFE\n", FILE_TEXT_UTF16_LE));
+    Line const* const lpLine = lLines.next();
+    ASSERT_NE(nullptr, lpLine);
+    EXPECT_EQ(2, lpLine->mPosition);
+}
+
 TEST_F(LinesTest, PositionsBeyondFourGigabytes)
 {
     long long const lFar = 10LL << 30;

@@ -151,6 +151,7 @@ TEST(InsideView, LocksOfTheLibraryAreShownWithWhoHoldsThem)
         Gate mutable mGo;
     } lMsg;
     Pair lPair;
+    EXPECT_TRUE(lPair.mFirstThread.sendMsgSync(5)); // its loop shows itself
     std::thread lSender([&] { lPair.mFirstThread.postMsg(lMsg); });
     EXPECT_TRUE(lMsg.mBegun.wait());
     {

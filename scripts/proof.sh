@@ -4,7 +4,8 @@
 #   the race checks; ten million messages at full speed and on 32-bit ARM, a million under the race checks, each accounted
 #   for; every test that keeps time, and the races, across an uptime of 2^31 ms, 2^32 ms and 2^31 s; waits and timers under
 #   a wall clock that steps by years.
-# MINUTES, 60 by default, scales the counts; a busy machine takes longer. Needs root for time namespaces.
+# MINUTES, 60 by default, scales the counts; ten more are the same for any, and a busy machine takes longer. Needs root for
+# time namespaces.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac

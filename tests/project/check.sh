@@ -129,8 +129,8 @@ soname() {
 }
 
 # exports NM LIBRARY LIBRARY_OBJECTS TEST_OBJECTS: what the tests call of the library's public part is exported,
-# although they are linked with its objects. The last two are files of paths, one a line. Tests also call what is private
-# by its name, which cmake/utl.map keeps inside.
+# although they are linked with its objects. The last two are files of paths, one a line. Tests also call private
+# members, which cmake/utl.map keeps inside.
 exports() {
     lScratch=$(mktemp -d)
     trap 'rm -rf "$lScratch"' EXIT
@@ -139,8 +139,10 @@ exports() {
     "$1" -PD --defined-only "$2" | awk '{ sub(/@.*/, "", $1); print $1 }' | sort -u >"$lScratch/exported"
     comm -12 "$lScratch/called" "$lScratch/ours" >"$lScratch/used"
     [ -s "$lScratch/used" ] || echo "the tests call nothing of the library: is this check right?"
+    grep -o 'utl::[^;]*' "$(dirname "$0")/../../cmake/utl.map" | sed 's/[*]/.*/g; s/?/./g' >"$lScratch/private"
     comm -23 "$lScratch/used" "$lScratch/exported" |
         grep -vE '^_Z[A-Z]*3utl8internal|LockedE|[0-9]{2}execute[A-Z]' |
+        c++filt | grep -vxEf "$lScratch/private" |
         sed 's/^/not exported: /'
 }
 

@@ -9,7 +9,7 @@ namespace utl
 
 namespace internal
 {
-class SlotImage;
+class RingImage;
 }
 
 /// Holds a message as bytes: the id in the first 4, then the values as they lie in memory, one directly behind the
@@ -98,7 +98,7 @@ public:
     unsigned int maxSize() const { return mMaxSize; } ///< Its size in bytes.
 
 private:
-    friend class internal::SlotImage;
+    friend class internal::RingImage;
 
     /// An image in a block of somebody else, who takes it away before we go.
     ThreadRawMsg(unsigned char* npBuffer, unsigned int nSize);

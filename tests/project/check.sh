@@ -116,6 +116,12 @@ floors() {
             }'
 }
 
+# names SOURCE_DIR: no two headers define classes of one name, of which the linker could take the wrong one's functions.
+names() {
+    (cd "$1" && grep -hoE '^(class|struct|enum) (UTL_[A-Z]+ )?[A-Za-z]+( final)?( :.*)?$' include/*.h source/internal/*/*.h) |
+        sed -E 's/^[a-z]+ (UTL_[A-Z]+ )?//; s/ .*//' | sort | uniq -d | sed 's/^/defined twice: /'
+}
+
 # columns SOURCE_DIR: no line of C++ is longer than 120 columns. A byte that continues a character of UTF-8 takes none.
 columns() {
     (cd "$1" && find include source bench examples tests tools \( -name '*.h' -o -name '*.cpp' \) -exec awk '

@@ -19,7 +19,8 @@ constexpr unsigned int KEPT_LINE_MAX = 8192; // a longer line cannot be read, so
 
 /// Walks on from npFrom while nAhead bytes are left before npEnd. Result: where the walk stopped.
 template <class Chars>
-unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* npEnd, unsigned int nAhead, Line& nLine)
+unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* npEnd, unsigned int nAhead,
+                              LineWalk& nLine)
 {
     unsigned char const* lpAt = npFrom;
     unsigned int lEolSize = nLine.mEolSize;
@@ -37,7 +38,8 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
             nLine.mIsEnded = lChar.mKind == CharKind::LF;
         }
     }
-    nLine.mSize = static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), Line::SIZE_MAX_TOLD));
+    nLine.mSize =
+        static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), LineWalk::SIZE_MAX_TOLD));
     nLine.mEolSize = std::min(lEolSize, nLine.mSize);
     return lpAt;
 }
@@ -183,7 +185,7 @@ bool TextReader::takeUsualLine(int nTextType, unsigned int nDstSize, Piece& nTex
 }
 
 template <class Chars>
-bool TextReader::measureChars(Line& nLine)
+bool TextReader::measureChars(LineWalk& nLine)
 {
     long long const lStart = position();
     bool lIsLast = false;
@@ -206,7 +208,7 @@ bool TextReader::measureChars(Line& nLine)
     return true;
 }
 
-bool TextReader::measure(int nTextType, Line& nLine)
+bool TextReader::measure(int nTextType, LineWalk& nLine)
 {
     bool lIsRead = false;
     switch (nTextType)
@@ -237,7 +239,7 @@ bool TextReader::measure(int nTextType, Line& nLine)
     return lIsRead;
 }
 
-bool TextReader::moveBehindWalk(Line const& nLine)
+bool TextReader::moveBehindWalk(LineWalk const& nLine)
 {
     return moveTo(nLine.mIsEnded ? position() : std::max(position(), end()));
 }

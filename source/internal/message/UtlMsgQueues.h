@@ -10,15 +10,15 @@
 namespace utl::internal
 {
 
-/// Writes an image where it lies, in a slot.
-class SlotImage : public ThreadRawMsg
+/// Writes a message straight into a slot of the ring.
+class RingImage : public ThreadRawMsg
 {
 public:
-    explicit SlotImage(unsigned int nSize)
+    explicit RingImage(unsigned int nSize)
         : ThreadRawMsg(nullptr, nSize)
     {
     }
-    ~SlotImage() override { mpBuffer = nullptr; }
+    ~RingImage() override { mpBuffer = nullptr; }
 
     void moveTo(unsigned char* npSlot) { mpBuffer = npSlot; }
 };
@@ -169,7 +169,7 @@ private:
     char const* const mpName;
     unsigned int const mMaxCount;
     SlotRing mSlots;
-    SlotImage mInput;
+    RingImage mInput;
     ThreadRawMsg mFindRawMsg;
     bool mHasInterrupt = false;   // in the slot aside
     Compaction* mpWalk = nullptr; // under way

@@ -178,9 +178,9 @@ TEST(MsgDrivenThreadTimer, TimeoutsStandBehindWhatIsQueued)
     TestThread lThread;
     auto const lUse = [&](int)
     {
-        EXPECT_EQ(1, lThread.setTimer(3, 0, 1, 0));
+        EXPECT_EQ(1, lThread.setTimer(100, 0, 1, 0)); // late enough for a machine that is busy elsewhere
         EXPECT_EQ(2, lThread.setTimer(1, 0, 1, 0));
-        long long const lEndUs = monotonicUs() + 4000;
+        long long const lEndUs = monotonicUs() + 101000;
         EXPECT_TRUE(lThread.postMsg(NumberMsg(2)));
         EXPECT_TRUE(waitUntil([&] { return monotonicUs() > lEndUs; }));
         EXPECT_TRUE(lThread.postMsg(NumberMsg(3)));

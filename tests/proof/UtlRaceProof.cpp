@@ -574,7 +574,8 @@ void raceListeners(bool nIsStopped)
             lThread.setTimer(&lEar, 1, lTurn % 2, lRandom.below(2), lTurn % 2);
             lRandom.pause();
             lSent += lThread.sendMsgSync(&lEar, Ear::OWN) ? 1 : 0;
-            PROVE(lEar.mOwn == lSent + lPosted || (nIsStopped && lEar.mOwn == lSent)); // what was posted may be left
+            unsigned int const lOwn = lEar.mOwn; // looked at once: what was posted may come now, or be left at the stop
+            PROVE(lOwn == lSent + lPosted || (nIsStopped && lOwn == lSent));
             PROVE(lSent + lPosted == 3 || nIsStopped);
             lThread.hasMsg(&lEar, Ear::OWN);
             lThread.detachMsgListener(&lEar);

@@ -1,4 +1,4 @@
-/// Every public header of the library. Layer: above everything.
+/// Every public header of the library but UtlWorker.h, which the application compiles. Layer: above everything.
 #ifndef UTL_H
 #define UTL_H
 
@@ -49,7 +49,7 @@
 #include "UtlVersion.h"
 #include "UtlWatchdogVerdict.h"
 
-/// The library. Only the log, jk_mbtowc() and jk_wctomb() stand outside.
+/// The library. Only the log functions, jk_mbtowc() and jk_wctomb() are outside this namespace.
 namespace utl
 {
 }

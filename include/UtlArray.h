@@ -17,7 +17,7 @@ namespace utl
 namespace internal
 {
 
-/// A block of constructed elements by array-new; null for 0. More than 4 GiB fails in the allocator, on 64 bits too.
+/// A block of constructed elements by array-new; null for 0. 4 GiB and more fail in the allocator, on 64 bits too.
 template <class T>
 T* newBlock(unsigned int nCount)
 {
@@ -71,13 +71,13 @@ void assignBackward(T* npTarget, S* npSource, unsigned int nCount)
 
 } // namespace internal
 
-/// Owns one block of constructed elements, sized once; the first size() of them are in use. A full array refuses
+/// Owns one block of constructed elements, of which the first size() are in use. A full array refuses new elements
 /// unless it was made to expand. Removed elements are not destroyed: stale copies stay behind the used ones.
 ///
 /// Results:  false leaves the array as it was. Nothing is logged.
-/// Errors:   exceptions of the allocator and of the elements pass through. An assignment that throws leaves elements
-///           doubled. In a change of the capacity, one that throws leaves an empty array of the new capacity; a
-///           constructor or an allocator that throws leaves one without a block, see resizeMax().
+/// Errors:   exceptions of the allocator and of the elements pass through. If an assignment throws, some elements may
+///           be there twice. If one throws while the capacity changes, the array is empty and has the new capacity. If
+///           a constructor or the allocator throws then, the array has no block, see resizeMax().
 /// Threads:  no lock; the owner guards every access.
 /// Signals:  only to read what is not being changed.
 /// Forks:    the child has a copy of its own.
@@ -86,9 +86,9 @@ template <class T, class A = T const&>
 class Array
 {
 public:
-    /// nMaxSize: elements, 0 for no block. nExpandMode: 1 lets insertAt() and copy() enlarge the array, by exactly
-    /// what they need; any other value fixes the capacity. So n appends to a full array copy n * n / 2 elements: make
-    /// room with resizeMax() first.
+    /// nMaxSize:    the capacity in elements; 0 for no block.
+    /// nExpandMode: 1 lets insertAt() and copy() enlarge the array by exactly what they need; any other value fixes the
+    ///              capacity. Since n appends to a full array copy about n * n / 2 elements, call resizeMax() first.
     explicit Array(unsigned int nMaxSize, int nExpandMode = 0)
         : mpData(internal::newBlock<T>(nMaxSize)),
           mSize(0),
@@ -104,31 +104,30 @@ public:
         copy(nOther, nOther.mSize);
     }
 
-    Array& operator=(Array const&) = delete; // copy() tells how many, and whether they fit
+    Array& operator=(Array const&) = delete; // copy() says how many elements, and returns whether they fit
     virtual ~Array() { delete[] mpData; }
 
     unsigned int size() const { return mSize; }       ///< Elements in use.
     unsigned int maxSize() const { return mMaxSize; } ///< The capacity.
 
-    /// Null when nIndex is not below size(). Valid until the capacity changes.
+    /// The element; null if nIndex is not below size(). Valid until the capacity changes.
     T* at(unsigned int nIndex) { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }
     T const* at(unsigned int nIndex) const { return nIndex < mSize && mpData != nullptr ? mpData + nIndex : nullptr; }
 
-    /// For a loop over the used elements, which must not insert or remove.
+    /// For a loop over the used elements. The loop must not insert or remove any.
     T* begin() { return mpData; }
     T* end() { return mpData != nullptr ? mpData + mSize : nullptr; }
     T const* begin() const { return mpData; }
     T const* end() const { return mpData != nullptr ? mpData + mSize : nullptr; }
 
-    /// The block, used elements first; null when the capacity is 0.
+    /// The block, used elements first; null if the capacity is 0.
     T const* data() const { return mpData; }
 
-    /// Makes the capacity exactly nNewMax. Elements beyond it are lost without a word; an equal capacity touches
-    /// nothing. Allocates twice, so not for a message path.
+    /// Sets the capacity to exactly nNewMax. Elements beyond it are dropped without a message; with an equal capacity
+    /// nothing happens. Allocates twice. Result: true.
     ///
-    /// Caution: when the allocator fails, or the constructor of an element throws, the contents are gone, the capacity
-    /// already reads nNewMax and size() is the old one, but at() gives null; resizeMax() to a different capacity makes
-    /// the array whole again.
+    /// Caution: if the allocator fails, or the constructor of an element throws, the contents are gone, maxSize() is
+    /// nNewMax and size() the old one, but at() gives null; resizeMax() to a different capacity repairs the array.
     bool resizeMax(unsigned int nNewMax)
     {
         if (nNewMax == mMaxSize)
@@ -150,8 +149,8 @@ public:
         return true;
     }
 
-    /// Inserts before nIndex, at the end for size(). The value may be an element of this array.
-    /// Result: false when nIndex is above size(), or the array is full and does not expand.
+    /// Inserts before nIndex; size() appends. The value may be an element of this array.
+    /// Result: false if nIndex is above size(), or the array is full and does not expand.
     [[nodiscard]] bool insertAt(unsigned int nIndex, A nValue)
     {
         unsigned int const lNewSize = mSize + 1;
@@ -159,7 +158,7 @@ public:
         {
             return false;
         }
-        T const lValue(nValue); // moves along, or goes with the old block, if it lies inside
+        T const lValue(nValue); // nValue may be an element, which is shifted or freed with the old block
         if (mExpandMode == 1 && lNewSize > mMaxSize)
         {
             resizeMax(lNewSize);
@@ -174,7 +173,8 @@ public:
         return true;
     }
 
-    /// The same for elements that cannot be copied, in a fixed array; the value is moved in if it finds room.
+    /// The same for elements that cannot be copied. The array never expands, and the value is moved only if there is
+    /// room.
     template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
     [[nodiscard]] bool insertAt(unsigned int nIndex, T&& nValue)
     {
@@ -188,8 +188,8 @@ public:
         return true;
     }
 
-    /// Overwrites a used element. The value may be an element of this array; an element put on itself stays untouched.
-    /// Result: false when nIndex is not below size().
+    /// Overwrites a used element. The value may be an element of this array; assigning one to itself does nothing.
+    /// Result: false if nIndex is not below size().
     bool setAt(unsigned int nIndex, A nValue)
     {
         T* const lpTarget = at(nIndex);
@@ -204,7 +204,7 @@ public:
         }
         if (isUsedElement(lpValue))
         {
-            T const lValue(nValue); // dropping the old content of the target might take the source along
+            T const lValue(nValue); // the target's old content may own the source
             *lpTarget = lValue;
             return true;
         }
@@ -212,8 +212,9 @@ public:
         return true;
     }
 
-    /// Takes over the first nCount elements of the other, at most all; -1 for all. From itself it only truncates.
-    /// Result: false when they do not fit and the array does not expand.
+    /// Replaces the contents by the first nCount elements of another array, or by all if it has fewer; -1 for all.
+    /// Copied from itself, the array is only truncated.
+    /// Result: false if they do not fit and the array does not expand.
     bool copy(Array const& nSource, unsigned int nCount)
     {
         if (&nSource == this)
@@ -240,7 +241,7 @@ public:
         return true;
     }
 
-    /// Shifts the later elements down by one. Nothing happens when nIndex is not below size().
+    /// Removes an element by shifting the later ones down. Nothing happens if nIndex is not below size().
     void removeAt(unsigned int nIndex)
     {
         T* const lpRemoved = at(nIndex);

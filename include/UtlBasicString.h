@@ -13,14 +13,14 @@ namespace utl
 /// A terminated text in a heap buffer with an explicit capacity. T is char.
 ///
 /// Capacity:  in bytes, terminator included, at least 1. copy() and replace() enlarge it only in expand mode 1, the
-///            operators always; only resizeMax() makes it smaller. An empty default string has no buffer of its own.
-/// Ownership: owns its buffer and copies what it is given; pointers from c_str() end with the next change. Arguments
-///            may point into the string itself.
+///            operators always; only resizeMax() makes it smaller. A string made without arguments has no buffer.
+/// Ownership: owns its buffer and copies what it is given. A pointer from c_str() is valid until the next change.
+///            Arguments may point into the string itself.
 /// Threads:   one at a time uses an object.
 /// Signals:   only to read what is not being changed.
 /// Forks:     the child has a copy of its own.
 /// Blocking:  never, but for replace().
-/// Errors:    nothing is logged. If memory runs out the allocator's exception passes through, nothing changed.
+/// Errors:    nothing is logged. If memory runs out, the allocator's exception passes through and nothing has changed.
 template <class T>
 class BasicString
 {
@@ -38,7 +38,7 @@ public:
     BasicString(unsigned int nMaxSize, int nExpandMode);
 
     /// npText:   null counts as empty.
-    /// nMaxSize: the capacity, raised to what the text needs; 0 for just that.
+    /// nMaxSize: the capacity, raised to what the text needs; 0 for just what it needs.
     BasicString(T const* npText, unsigned int nMaxSize, int nExpandMode);
 
     /// A copy with expand mode 0 and just the capacity that the text needs.
@@ -52,44 +52,45 @@ public:
     /// Assigns the whole text, null meaning empty. The capacity grows to exactly what is needed and never shrinks.
     BasicString& operator=(T const* npText);
 
-    /// Assigns the text; capacity as above, the expand mode stays.
+    /// Assigns the text as above; the expand mode stays.
     BasicString& operator=(BasicString const& nOther) { return *this = static_cast<T const*>(nOther.mpData); }
 
-    /// Appends, null meaning empty. If room is short the capacity grows by the text's length plus 1.
+    /// Appends, null meaning empty. If there is too little room, the capacity grows by the text's length plus 1.
     BasicString& operator+=(T const* npText);
 
-    /// Sets the capacity in any expand mode, keeping the whole characters that fit. 0 and 1 empty the string and
-    /// give its buffer back.
-    /// Result: false if a cut of malformed text finds no character's start: the string is then empty.
+    /// Sets the capacity in any expand mode and keeps the whole characters that fit. 0 and 1 empty the string and free
+    /// its buffer.
+    /// Result: false if malformed text is cut and no start of a character is found: the string is then empty.
     bool resizeMax(unsigned int nMaxSize);
 
     /// Replaces the content by at most nMaxBytes bytes of a text (STR_ALL: all of it).
     ///
     /// nMode:  1 cuts to the capacity at a character boundary, any other value means all or nothing.
-    /// Result: false for null, no room, malformed text in mode 1, a cut of malformed text that finds no character's
-    ///         start: the text is unchanged, in expand mode 1 the capacity may have grown.
+    /// Result: false for null, no room, malformed text in mode 1, and if malformed text is cut and no start of a
+    ///         character is found. The text is then unchanged; in expand mode 1 the capacity may have grown.
     /// Caution: nMaxBytes 0 gives true and keeps the old text; assign "" to empty the string.
     [[nodiscard]] bool copy(T const* npText, unsigned int nMaxBytes, int nMode);
 
     /// Replaces every npPattern. Takes the StaticBuffer's lock and one scratch row.
     ///
-    /// nMode:  as in copy().
-    /// Forks:  as StaticBuffer. Blocking: until no other thread has a scratch row.
-    /// Result: false for nulls and for text of WorkingBuffer<T>::CAPACITY bytes or more: the text is unchanged; false
-    ///         for no room and for malformed text in mode 1: it holds what was written until then.
-    /// Capacity: in expand mode 1 it has grown before any failure is found. An empty npPattern is counted as one
-    ///         match, so that the capacity grows by the length of npReplacement although nothing is replaced.
+    /// nMode:    as in copy().
+    /// Forks:    as StaticBuffer.
+    /// Blocking: until no other thread has a scratch row.
+    /// Result:   false for nulls and for text of WorkingBuffer<T>::CAPACITY bytes or more: the text is unchanged. False
+    ///           also for no room and for malformed text in mode 1: the text is then what was written until there.
+    /// Capacity: in expand mode 1 it has grown before any failure is found. An empty npPattern counts as one match: the
+    ///           capacity grows by the length of npReplacement, although nothing is replaced.
     /// Caution: an empty replacement drops everything behind the first match, see replaceStr(); use eraseStrSpan().
     UTL_SHARP_EDGE("with an empty replacement use eraseStrSpan()")
     bool replace(T const* npPattern, T const* npReplacement, int nMode);
 
-    /// The text, never null. Writers stay within maxSize() and leave a terminator.
-    /// Caution: all strings without a buffer of their own (maxSize() 1) share EMPTY_CHAR; write nothing into those.
+    /// The text, never null. Who writes into it must stay within maxSize() bytes and leave a terminator.
+    /// Caution: strings without a buffer, whose maxSize() is 1, share EMPTY_CHAR; write nothing into those.
     UTL_SHARP_EDGE("write nothing into a string of maxSize() 1")
     T* c_str() { return mpData; }
     T const* c_str() const { return mpData; }
 
-    /// The text without its terminator; good until the next change.
+    /// The text without its terminator; valid until the next change.
     std::basic_string_view<T> view() const { return mpData; }
 
     /// The capacity in bytes, terminator included.
@@ -102,13 +103,13 @@ private:
 
     T* mpData;             // owned unless shared; a shared one is never written
     unsigned int mMaxSize; // bytes, at least 1 and more than the text's length
-    int mExpandMode;       // constant but for the constructors
+    int mExpandMode;       // set by the constructors, then constant
     bool mIsShared;        // mpData is EMPTY_CHAR
 };
 
 extern template class UTL_API BasicString<char>;
 
-/// Compares texts byte by byte, bytes as unsigned numbers; capacities do not count. A char const* must not be null.
+/// Compare the texts byte by byte, as unsigned numbers; capacities do not count. A char const* must not be null.
 /// Safety: as BasicString.
 inline bool operator==(BasicString<char> const& nLeft, BasicString<char> const& nRight)
 {
@@ -141,7 +142,7 @@ inline bool operator<(BasicString<char> const& nLeft, BasicString<char> const& n
 
 } // namespace utl
 
-/// A new string of expand mode 0 and just the capacity it needs: npLeft, null meaning empty, then nRight.
+/// npLeft, null meaning empty, followed by nRight, as a new string of expand mode 0 and just the capacity it needs.
 /// Safety: as BasicString.
 UTL_API utl::BasicString<char> operator+(char const* npLeft, utl::BasicString<char> const& nRight);
 

@@ -8,15 +8,16 @@ namespace utl
 {
 
 /// Reads and writes fields of 1 to 64 bits and runs of bytes at any bit offset. Bit 0 is the most significant bit of
-/// the first byte, and values stand with their most significant bit first.
+/// the first byte, and the most significant bit of a value comes first.
 ///
-/// Position:  nPosition is -1 for the current position, which then advances by the bits transferred, or an absolute
-///            bit position, which leaves the current one alone; below -1 is an error.
-/// Bounds:    reads and writes end at the buffer's end. The bit size is a high-water mark, the furthest bit that was
-///            written or sought to; reads may pass it.
-/// Errors:    one sticky flag, without a getter and a log. What fails transfers nothing and moves nothing; then all
-///            but seekBitOffset() does nothing, and reads give 0, until clear() or setBitStream(). Too many bits for
-///            the type, a position below -1, a range past the buffer and null data are errors; 0 bits are none.
+/// Position:  nPosition is -1 for the current position, which then advances by the bits transferred. From 0 on it is an
+///            absolute bit position, and the current one stays. Below -1 is an error.
+/// Bounds:    reads and writes end at the buffer's end. The bit size is the furthest position that was written or
+///            sought to; reads may go past it.
+/// Errors:    one flag that stays set until clear() or setBitStream(). It has no getter, and nothing is logged. A call
+///            that fails transfers nothing and moves nothing. While the flag is set, reads give 0 and writes do
+///            nothing; seekBitOffset() works. Too many bits for the type, a position below -1, a range past the buffer
+///            and null data are errors; 0 bits are none.
 /// Ownership: the buffer is the caller's and must outlive its use here. No heap.
 /// Threads:   one at a time uses an object.
 /// Signals:   yes, for a stream and a buffer that are the handler's own.
@@ -25,7 +26,7 @@ namespace utl
 class UTL_API BitStream
 {
 public:
-    /// Without a buffer: every transfer is past its end.
+    /// Without a buffer: every transfer is an error.
     BitStream();
 
     /// As setBitStream().
@@ -40,11 +41,11 @@ public:
 
     ~BitStream();
 
-    /// Begins anew with a buffer of nSize bytes, whose content stays: position and bit size 0, no error.
-    /// Result: false for a null buffer or a size of 0: unchanged.
+    /// Begins anew with a buffer of nSize bytes: position and bit size 0, no error. The buffer's content stays.
+    /// Result: false for a null buffer or a size of 0: the stream is unchanged.
     bool setBitStream(unsigned char* npBuffer, unsigned int nSize);
 
-    /// Sets the position to 0 and takes the error back. nZeroFill: also sets the bit size and the whole buffer to 0.
+    /// Sets the position to 0 and clears the error. nZeroFill: also sets the bit size and the whole buffer to 0.
     void clear(bool nZeroFill);
 
     unsigned char* getBitStreamAddress() const { return mpBuffer; } ///< The buffer.
@@ -67,14 +68,15 @@ public:
     void writeBitToUint32(unsigned int nValue, unsigned int nBits, int nPosition);
     void writeBitToUint64(unsigned long long nValue, unsigned int nBits, int nPosition);
 
-    /// A run of bits as bytes: the last byte of npData holds the bits left over at its top, with zeros below.
+    /// Reads a run of bits as bytes. If nBits is no multiple of 8, the remaining bits are at the top of the last byte,
+    /// with zeros below.
     /// npData: room for nBits / 8 bytes, rounded up; must not overlap the buffer.
     void readBitData(unsigned char* npData, unsigned int nBits, int nPosition);
 
-    /// The other direction; only the bits left over are taken from the last byte.
+    /// Writes a run of bits in that form; of the last byte only the remaining bits are taken.
     void writeBitData(unsigned char const* npData, unsigned int nBits, int nPosition);
 
-    /// Writes the bits of another stream, from its first to its bit size. The ranges must not overlap.
+    /// Writes the bits of another stream, from its first one up to its bit size. The ranges must not overlap.
     /// Caution: on a byte boundary whole bytes are written, with the source's bits behind its bit size. Off a
     /// boundary the bits left over in the last byte are taken one place too low, and a last byte that is full is not
     /// written at all. writeBitData() with the source's address and bit size writes exactly its bits.
@@ -82,18 +84,18 @@ public:
     UTL_SHARP_EDGE("use writeBitData() with the address and the bit size of the source")
     void copy(BitStream const& nSource, int nPosition);
 
-    /// Moves to nOffset from the start (nOrigin 0), the position (1) or the bit size (2) and raises the bit size to
-    /// it. Backwards by wrap-around: an offset of -8U goes back a byte. Works with the error set, too.
+    /// Moves to nOffset bits from the start (nOrigin 0), the position (1) or the bit size (2), and raises the bit size
+    /// to the new position. Backwards by wrap-around: an offset of -8U goes back a byte. Works while the error is set.
     /// Another origin and a target past the buffer set the error.
     void seekBitOffset(unsigned int nOffset, int nOrigin);
 
-    /// One bit at the position, 0 or 1, and on. The error flag is not looked at.
+    /// Reads one bit, 0 or 1, at the position, which advances. Ignores the error flag.
     /// Caution: no bounds check, here and in writeCurBit(): outside the buffer this reads and writes memory of others.
     /// Use readBitToUint8() and writeBitToUint8() with 1 bit.
     UTL_SHARP_EDGE("use readBitToUint8() with 1 bit")
     unsigned char readCurBit();
 
-    /// nBit: 0 clears the bit, any other value sets it.
+    /// Writes one bit at the position, which advances. nBit: 0 clears the bit, any other value sets it.
     UTL_SHARP_EDGE("use writeBitToUint8() with 1 bit")
     void writeCurBit(unsigned char nBit);
 
@@ -111,7 +113,7 @@ private:
     void storeBytes(unsigned char const* npData, unsigned int nStart, unsigned int nCount);
 
     unsigned char* mpBuffer;   // not owned
-    unsigned int mByteSize;    // of the buffer
+    unsigned int mByteSize;    // bytes of the buffer
     unsigned int mBitPosition; // bits from the start
     unsigned int mBitSize;     // the highest position reached by writing or seeking
     bool mHasError;

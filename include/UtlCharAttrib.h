@@ -9,15 +9,15 @@
 /// Holds for all of this header:
 ///
 /// Text:     UTF-8 in char, terminated, not owned; T is char. Sizes and offsets count bytes. No log, no heap.
-/// Tables:   constant-initialised, so that the constructors of static objects may use them, read-only from then on, and
-///           never destroyed: a thread that still runs while the process exits finds them whole. The order of rows
-///           counts: the first row that matches wins. They are references to arrays, to be used like the arrays.
+/// Tables:   read-only and constant-initialised, so that the constructors of static objects may use them. They are
+///           never destroyed: a thread that still runs while the process exits finds them intact. The order of rows
+///           matters: the first row that matches wins. They are references to arrays, to be used like arrays.
 /// Threads:  any, without a lock.
 /// Signals:  yes.
-/// Forks:    nothing to heed.
+/// Forks:    usable in the child.
 /// Blocking: never.
-/// Blocks:   a class is a set of texts, its blocks: mostly one character, but also a number with its sign, or a voiced
-///           kana with the small kana behind it.
+/// Blocks:   a class is a set of texts. Each of them is a block: mostly one character, but also a number with its sign,
+///           or a voiced kana with the small kana behind it.
 
 namespace utl
 {
@@ -33,9 +33,9 @@ extern UTL_API CodeRow const (&KAIGYO_TBL)[3];     ///< line ends: CR, LF
 extern UTL_API CodeRow const (&TAB_FF_TBL)[4];     ///< tabulators and form feed: 0x09, 0x0B, 0x0C
 extern UTL_API CodeRow const (&CTL_OTHER_TBL)[28]; ///< the other control codes, 0x7F too
 
-/// What the name says: HAN half-width, ZEN full-width, KATA katakana, HIRA hiragana, DAKU voiced, HANDAKU semi-voiced,
-/// NODAKU without such a mark, DAKUTEN and HANDAKUTEN the marks alone, YOUSOKU small kana. The katakana and hiragana
-/// tables hold Japanese punctuation too.
+/// In the names: HAN half-width, ZEN full-width, KATA katakana, HIRA hiragana, DAKU voiced, HANDAKU semi-voiced, NODAKU
+/// without such a mark, DAKUTEN and HANDAKUTEN the marks alone, YOUSOKU small kana. The katakana and hiragana tables
+/// have Japanese punctuation, too.
 extern UTL_API CodeRow const (&HAN_SPACE_TBL)[2];
 extern UTL_API CodeRow const (&ZEN_SPACE_TBL)[2];
 extern UTL_API CodeRow const (&HAN_MARK_TBL)[33]; ///< ASCII punctuation
@@ -75,11 +75,11 @@ extern UTL_API CodeRow const (&ZEN_HANDAKUTEN_TBL)[2];
 
 // --- Class bits ---
 //
-// To be or-ed together. If a text begins with blocks of several of them, the class that stands last here decides.
+// To be or-ed together. If a text begins with blocks of several classes, the class that comes last here decides.
 
 constexpr int CHAR_ATTRIB_NUL = 0x1; ///< the terminator, 1 byte
 
-/// A row of the table of that name; so for all classes without another comment.
+/// Without another comment, the blocks of a class are the rows of the table of the same name.
 constexpr int CHAR_ATTRIB_KAIGYO = 0x2;
 constexpr int CHAR_ATTRIB_TAB_FF = 0x4;
 constexpr int CHAR_ATTRIB_CTL_OTHER = 0x8;
@@ -114,27 +114,28 @@ constexpr int CHAR_ATTRIB_OTHER = -0x7FFFFFFF - 1; ///< 0x80000000: a character 
 
 // --- Classification ---
 
-/// The first row of a table that the text at npStr + *npOffset begins with.
+/// Finds the first row of a table with which the text at npStr + *npOffset begins.
 ///
-/// npOffset: moved past the match; left alone without one.
+/// npOffset: moved past the match; unchanged if there is none.
 /// Result:   the row's mChar, for reading only; null for no match and for nulls.
 template <class T>
 UTL_API T* findCodeTable(T const* npStr, DualType<T const*, wchar_t const*> const* npTable, unsigned int* npOffset);
 
-/// Size of the block at the start of a text that belongs to one of the classes; STR_ERROR for none and for null.
+/// The size in bytes of the block, of one of the classes in nAttrib, with which a text begins; STR_ERROR if there is
+/// none, and for null.
 ///
 /// Caution: of several classes the one with the highest bit decides, not the longest block: "ab" is a block of 1 byte
 /// for HAN_HEX | LOWER_HAN_HEX. Ask for one class at a time if the length matters.
 template <class T>
 UTL_API unsigned int attribBlockSize(T const* npStr, int nAttrib);
 
-/// Whether a text is a sequence of such blocks; null counts as empty.
-/// Caution: an empty text is one only if nAttrib has CHAR_ATTRIB_NUL.
+/// Whether a text is a sequence of blocks of the classes in nAttrib; null counts as empty.
+/// Caution: an empty text is such a sequence only if nAttrib has CHAR_ATTRIB_NUL.
 template <class T>
 UTL_API bool isStrAttribBase(T const* npStr, int nAttrib);
 
-/// Whether the first character, taken alone, is such a block; false for a byte-order mark and a malformed character.
-/// Null and empty text are so with CHAR_ATTRIB_NUL.
+/// Whether the first character, taken alone, is a block of one of the classes in nAttrib. False for a byte-order mark
+/// and a malformed character. Null and empty text count as CHAR_ATTRIB_NUL.
 /// Caution: a character right before a stray continuation byte counts as empty text; check with t_charlen() first.
 template <class T>
 UTL_API bool isCharAttribBase(T const* npStr, int nAttrib);

@@ -7,22 +7,22 @@
 #include "UtlMacros.h"
 #include "UtlString.h"
 
-// The platform's converter between narrow and wide text. A process that has it, in itself or in one of its shared
-// libraries, gets it called; any other has our own, between UTF-8 and 32-bit wide characters.
+// The platform's converter between narrow and wide text. The library calls it if the process has it, in itself or in
+// one of its shared libraries. Otherwise it uses its own, between UTF-8 and 32-bit wide characters.
 // A source that includes the platform's own declarations defines UTL_PLATFORM_KCP before it includes this header.
 #ifndef UTL_PLATFORM_KCP
 extern "C"
 {
-    /// Encodings that the platform's converter knows. The library passes this one value, its narrow encoding.
+    /// Encodings of the platform's converter. The library passes only this value, its narrow encoding.
     enum EN_KCP : int
     {
         KCP_UTF8 = 32 ///< UTF-8
     };
 
-    /// What the library expects of them, and calls without a lock, on the caller's thread. They are not the library's:
-    /// call convertStrFromTcharToWchar() and convertStrFromWcharToTchar(), which work in every process.
+    /// The platform's converters. The library calls them on the caller's thread, without a lock. Applications call
+    /// convertStrFromTcharToWchar() and convertStrFromWcharToTchar() instead, which work in every process.
     ///
-    /// The source is counted, without a terminator; the destination is left terminated, also after a failure.
+    /// The source has a length and no terminator; the destination must be left terminated, also after a failure.
     /// Result: units stored, without the terminator; 0 or less for failure.
     /// Safety: the platform's. Our own: any thread, also in a signal handler and after a fork; never blocks.
     int jk_mbtowc(wchar_t* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcBytes, EN_KCP nCharset);
@@ -39,21 +39,21 @@ namespace utl
 /// Encodings: Utf8, Tchar, Char: narrow text, UTF-8. Sjis: Shift-JIS, code page 932. Utf16: 16-bit units in host byte
 ///            order. Dchar, Uint8: 16-bit units and bytes as raw data. Wchar: wide text, 32 bits.
 /// Results:   STR_ERROR for failure: a null source, a null destination with a capacity, a capacity too small. The
-///            destination then may hold the text before the fault, without a terminator.
-/// convertStr...: terminated text. Capacity and result are units of the destination with the terminator. A capacity
-///            of 0 asks for the size: the text is walked, nothing is stored, and a destination may be null.
-/// convertChar...: the first character, without a terminator. Result: units stored. npConsumed may be null; it
+///            destination may then hold the text before the fault, without a terminator.
+/// convertStr...: convert terminated text. Capacity and result count units of the destination, terminator included. A
+///            capacity of 0 asks for the size: nothing is stored, and the destination may be null.
+/// convertChar...: convert the first character, without a terminator. Result: units stored. npConsumed may be null; it
 ///            receives the units taken from the source. A capacity of 0 asks for the size.
-/// Capacity:  nothing behind it is touched by a call that fails.
+/// Capacity:  a call that fails touches nothing behind it.
 /// Caution:   Shift-JIS from outside ends in two NUL bytes: a lead byte as the last byte takes one as its trail byte,
 ///            and the convertStr functions from Shift-JIS then go on behind it.
 /// Ownership: nothing is owned or kept; source and destination must not overlap.
 /// Threads:   any; no state, no lock, no heap, no log.
 /// Signals:   yes, but for wide text if the process brings its own converter.
-/// Forks:     nothing to heed, with the same exception.
+/// Forks:     usable in the child, with the same exception.
 /// Blocking:  never, with the same exception.
 
-/// The reference mark, for what UTF-16 cannot get: Shift-JIS codes without a row, four-byte UTF-8 characters.
+/// The reference mark. UTF-16 gets it for Shift-JIS codes without a row and for four-byte UTF-8 characters.
 constexpr unsigned short REPLACEMENT_CHAR = 0x203B;
 
 /// One Shift-JIS code and its character. A double-byte code has its lead byte in the high half.
@@ -75,7 +75,7 @@ constexpr unsigned int SJIS_TO_UNICODE_COUNT = 7787; ///< Rows of SJIS_TO_UNICOD
 constexpr unsigned int UTF8_TO_SJIS_COUNT = 7389;    ///< Rows of UTF8_TO_SJIS.
 
 /// Code page 932 without ASCII and the user-defined area, ascending by mSjis; and its inverse, ascending by mKey, with
-/// one code for each character. Constant data. The conversions give what a search of these gives, but need none.
+/// one code for each character. Constant data. The conversions give the results of a search here, but use an index.
 extern UTL_API SjisToUnicode const SJIS_TO_UNICODE[SJIS_TO_UNICODE_COUNT];
 extern UTL_API Utf8ToSjis const UTF8_TO_SJIS[UTF8_TO_SJIS_COUNT];
 
@@ -115,10 +115,12 @@ UTL_API unsigned int convertStrFromSjisToUtf8(char* npDst, unsigned int nDstSize
 
 // --- Shift-JIS and UTF-16 ---
 
-/// The classes of convertCharFromSjisToUtf8(). npDst must not be null and takes one unit; 0 for a code without a row.
+/// Looks up the codes that convertCharFromSjisToUtf8() looks up; one without a row gives a 0 unit. Any other byte is
+/// stored as a unit of the same value.
 ///
-/// Result:  1 for a code of the table classes.
-/// Caution: 2 for any other byte, which still is one unit; never add the result to a position.
+/// npDst:   not null; takes one unit.
+/// Result:  1 for a code that is looked up.
+/// Caution: 2 for any other byte, although one unit is stored; never add the result to a position.
 UTL_API unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char const* npSrc, unsigned int* npConsumed);
 
 /// The same for a text; a double-byte code without a row becomes REPLACEMENT_CHAR.
@@ -130,21 +132,22 @@ UTL_API unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned i
 
 // --- UTF-16 and UTF-8 ---
 
-/// Any unit, 0 and lone surrogates too: each unit of a surrogate pair becomes three bytes of its own.
+/// Converts any unit, 0 and lone surrogates too: each unit of a surrogate pair becomes three bytes of its own.
 ///
 /// npBom:  may be null; set to 1 for the unit 0xFEFF, to 2 for 0xFFFE, and left alone otherwise.
 /// Result: 1 to 3 bytes; 0 for those two units, with nothing stored.
 UTL_API unsigned int convertCharFromUtf16ToUtf8(char* npDst, unsigned int nDstSize, unsigned short nUnit, int* npBom);
 
-/// Up to the 0 unit.
+/// Converts a text up to the 0 unit, unit by unit as above.
 ///
 /// Caution: a byte-order mark anywhere, the first unit too, fails the whole text; pass the text behind it.
 UTL_API unsigned int convertStrFromUtf16ToUtf8(char* npDst, unsigned int nDstSize, unsigned short const* npSrc);
 
-/// npDst takes one unit. Result: 1; STR_ERROR for null, empty and malformed text and for a four-byte character.
+/// npDst:  takes one unit.
+/// Result: 1; STR_ERROR for null, empty and malformed text and for a four-byte character.
 UTL_API unsigned int convertCharFromUtf8ToUtf16(unsigned short* npDst, char const* npSrc, unsigned int* npConsumed);
 
-/// A four-byte character becomes REPLACEMENT_CHAR.
+/// Converts a text. A four-byte character becomes REPLACEMENT_CHAR.
 ///
 /// Caution: a character with a wrong, overlong or cut-off tail ends the text there, without failure, and the rest is
 ///          dropped; check the text with t_charlen() first.
@@ -156,17 +159,18 @@ UTL_API unsigned int convertStrFromUtf8ToUtf16(unsigned short* npDst, unsigned i
 
 // --- Wide text, through the platform's converter or our own ---
 //
-// Our own fails for text that is cut off, overlong, of surrogates or above U+10FFFF.
+// Our own converter fails for cut-off and overlong characters, surrogates, and code points above U+10FFFF.
 
-/// The size query gives an upper bound: the bytes of the source plus one. A result of the converter below 1 fails.
+/// Converts narrow to wide text. A size query gives an upper bound: the bytes of the source plus one. The call fails if
+/// the converter's result is below 1.
 UTL_API unsigned int convertStrFromTcharToWchar(wchar_t* npDst, unsigned int nDstSize, char const* npSrc);
 
-/// The size query gives an upper bound: six bytes for each character plus one.
+/// Converts wide to narrow text. A size query gives an upper bound: six bytes for each character plus one.
 UTL_API unsigned int convertStrFromWcharToTchar(char* npDst, unsigned int nDstSize, wchar_t const* npSrc);
 
 // --- Narrow text to narrow text ---
 
-/// Plain copies, all or nothing.
+/// Copy the text, all or nothing.
 UTL_API unsigned int convertStrFromTcharToChar(char* npDst, unsigned int nDstSize, char const* npSrc);
 UTL_API unsigned int convertStrFromCharToTchar(char* npDst, unsigned int nDstSize, char const* npSrc);
 
@@ -175,12 +179,12 @@ UTL_API unsigned int convertCharSet(char* npDst, unsigned int nDstSize, char con
 
 // --- Byte order of raw data. No terminator is written or counted ---
 
-/// Bytes of the units before the first 0 unit, nMaxUnits at most. nBigEndian 1 puts the high byte first, any other
-/// value the low byte. Capacity and result are bytes.
+/// Stores the units before the first 0 unit as bytes, nMaxUnits units at most. nBigEndian: 1 puts the high byte first,
+/// any other value the low byte. Capacity and result are bytes.
 UTL_API unsigned int convertStrFromDcharToUint8(unsigned char* npDst, unsigned int nDstSize,
                                                 unsigned short const* npSrc, unsigned int nMaxUnits, int nBigEndian);
 
-/// The inverse, 0 units included. Capacity and result are units; an odd nBytes fails.
+/// Stores nBytes bytes as units, 0 units included. Capacity and result are units; an odd nBytes fails.
 UTL_API unsigned int convertBinFromUint8ToDchar(unsigned short* npDst, unsigned int nDstSize,
                                                 unsigned char const* npSrc, unsigned int nBytes, int nBigEndian);
 

@@ -21,57 +21,57 @@ namespace utl
 ///     deadlock: 4713 "Reader" waits for 4714 "Writer" waits for 4713 "Reader"
 ///     utl: 2 threads, 0 passed over, 0 lines dropped
 ///
-/// Listed are the threads of the registry, and others that have reported to the watchdog or waited for a thread of the
-/// library. A thread that changes faster than it can be read is passed over. Each line is whole, and all that it says
-/// of a thread's message, wait or report is of one moment; two lines may be of two. Times are as exact as the kernel's
-/// tick. "about" is said of books that change too fast to be read at one moment; otherwise accepted is the sum of
-/// delivered, erased, taken back and waiting, as in Ledger.
+/// The dump lists the threads of the registry, and others that have reported to the watchdog or waited for a thread of
+/// the library. It passes over a thread that changes faster than it can be read. Everything that one line says of a
+/// thread's message, wait or report was true at one moment; two lines may be of two moments. Times are as exact as the
+/// kernel's tick. Counts that change too fast to be read at one moment are marked "about"; otherwise accepted is the
+/// sum of delivered, erased, taken back and waiting, as in Ledger.
 ///
-/// Of the timers that run eight at most have a line, those that found room first. A timer whose time-out waits, or is
-/// under way, is overdue.
+/// At most eight running timers of a thread have a line. A timer is overdue while its time-out waits or is handled.
 ///
-/// Who "holds" a lock is told of the queue's lock of each loop and of the locks of the process: those of the registry,
-/// the watchdog, the log and the like. Most are held for an instant, and one dump may meet that by chance; a lock that
-/// a thread holds in two dumps is the one to look at. Of any other SyncObject the owner is told if somebody waits for
-/// it. Only the C library of GNU tells owners.
+/// The dump names the thread that "holds" the queue of a loop or a lock of the process (those of the registry, the
+/// watchdog, the log and the like). Most locks are held for an instant, and a dump may show one by chance; look at a
+/// lock that the same thread holds in two dumps. Of any other SyncObject the dump names the owner if a thread waits for
+/// it. Owners are known with the GNU C library only.
 ///
-/// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second; before that the line
+/// Threads that wait for each other in a circle are a "deadlock" if each has waited for a second. Before that the line
 /// says "circle", since one of them may only have to wake up.
 ///
 /// nFd:      not owned. Each line is one write().
-/// Result:   how many lines were dropped because the descriptor took none for 100 ms, or failed.
+/// Result:   the number of lines that were dropped because the descriptor accepted none for 100 ms, or failed.
 /// Caution:  reads the texts of file and function that each thread gave with its last report; a plug-in that has
 /// reported must not be unloaded while that thread runs.
 /// Threads:  any; two dumps at once mix their lines.
-/// Signals:  yes, with any lock held by anybody. Takes no lock, allocates nothing, keeps errno.
+/// Signals:  yes, whatever locks are held. Takes no lock, allocates nothing, keeps errno.
 /// Forks:    the child shows its own threads.
 /// Blocking: for the descriptor, at most 100 ms before a line; after that for nothing.
 UTL_API unsigned int dump(int nFd);
 
-/// From now on the signal nSignal, SIGUSR1 perhaps, makes the process write a dump to nFd:
+/// Makes the process write a dump to nFd whenever it gets the signal nSignal, for example SIGUSR1:
 ///
 ///     utl::installDumpSignal(SIGUSR1, STDERR_FILENO);   // then, from a shell: kill -USR1 PID
 ///
-/// If the main thread is in an uninterruptible wait, the watchdog's thread takes the signal, at its next beat.
-/// nFd:      not owned, and stays open. The handler that the signal had is gone.
+/// If the main thread is in an uninterruptible wait, the watchdog's thread takes the signal, at its next beat. The
+/// signal's former handler is replaced.
+/// nFd:      not owned; must stay open.
 /// Result:   false, with errno, if the system refuses.
-/// Caution:  a signal ends the sleeping calls of the application that are not made again by themselves, nanosleep() and
-/// poll() for example, with EINTR, on the thread that takes it.
+/// Caution:  calls that are not restarted after a signal, nanosleep() and poll() for example, end with EINTR on the
+/// thread that takes it.
 /// Threads:  any.
 /// Signals:  no.
 /// Forks:    the handler is inherited.
 /// Blocking: never.
 UTL_API bool installDumpSignal(int nSignal, int nFd);
 
-/// Writes the books of all message threads and shared timers that run, as Ledger (UtlLedger.h) tells them, in the text
-/// format that a Prometheus server collects; how it gets there is the application's business.
+/// Writes the counts of Ledger (UtlLedger.h) for all message threads and shared timers that run, in the text format
+/// that a Prometheus server collects. Passing the text on is left to the application.
 ///
 ///     utl_messages_accepted_total{thread="Reader",id="4713"} 812
 ///
-/// Counts are modulo 2^32; such a server takes a wrap for a start from 0. Each number is read at a moment of its own.
-/// npBuffer: gets nSize bytes at most, the terminator included; null: nothing.
-/// Result:   the bytes that the text takes, the terminator included, about 1.2 KB a thread. If that is more than nSize,
-///           the buffer holds an empty text. The next call may need more again, for a thread that came meanwhile.
+/// Counts are modulo 2^32; the server takes a wrap for a start from 0. Each number is read at a moment of its own.
+/// npBuffer: gets nSize bytes at most, the terminator included; may be null.
+/// Result:   the size of the text in bytes, the terminator included, about 1.2 KB a thread. If that is more than nSize,
+///           the buffer holds an empty text. A thread that starts between two calls makes the text longer.
 /// Threads:  any.
 /// Signals:  no.
 /// Forks:    the child shows its own threads.

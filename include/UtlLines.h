@@ -24,25 +24,25 @@ struct FileRange
 };
 } // namespace internal
 
-constexpr unsigned int LINE_CAPACITY = 8192; ///< Bytes of UTF-8 in a part of a line, terminator included, by default.
+constexpr unsigned int LINE_CAPACITY = 8192; ///< The default size in bytes of the buffer for a line, with terminator.
 
 /// A line of a text file, or a part of one that is too long for the buffer.
 struct Line
 {
-    /// Well-formed UTF-8 without the line end, in the buffer until the next line, a NUL behind it. What is malformed in
-    /// the file, or has no character, is U+FFFD here, one for each fault that convertText() would find.
+    /// Well-formed UTF-8 without the line end, followed by a NUL; valid until the next line is read. Malformed bytes
+    /// and codes without a character are U+FFFD here, one for each fault that convertText() would find.
     std::string_view mText;
-    unsigned long long mNumber =
-        0;                   ///< Of the line, counted from 1 where the loop began; parts of a line have the same.
-    long long mPosition = 0; ///< Of the first byte in the file.
+    /// The number of the line, counted from 1 at the start of the loop; the same for all parts of a line.
+    unsigned long long mNumber = 0;
+    long long mPosition = 0; ///< Where its first byte is in the file.
     long long mSize = 0;     ///< Bytes in the file, with the line end.
-    long long mEolSize = 0;  ///< Of these the line end: 0 for a part that goes on, and if the file ends without.
-    /// There is U+FFFD in the text for something malformed, or for a Shift-JIS code without a character.
+    long long mEolSize = 0;  ///< How many of these are the line end: 0 for a part that goes on, or without a line end.
+    /// Whether a U+FFFD in the text replaces malformed bytes or a Shift-JIS code without a character.
     bool mIsMalformed = false;
-    bool mGoesOn = false; ///< The next Line is the next part of this line.
+    bool mGoesOn = false; ///< Whether the next Line is the next part of this line.
 };
 
-/// The lines of an open file from its position on, whatever they hold: no line fails, is skipped or comes twice.
+/// The lines of an open file, from its position on. Whatever they hold, no line fails, is skipped or comes twice.
 ///
 ///     utl::File lFile("names.txt", utl::FILE_TEXT_SJIS);
 ///     lFile.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ);
@@ -52,36 +52,38 @@ struct Line
 ///     if (lLines.hasFailed())
 ///         complain(lLines.error());
 ///
-/// Encoding:  a byte-order mark at the start of the file tells it, and otherwise the text type of the file, which stays
-///            as it is. The mark is no text. Anywhere else U+FEFF is a character like others.
-/// Line ends: where File::readLine() finds them: LF, with all CR directly before it, and CR at the end of the file. Of
-///            a line in parts all CR before the LF are line end too. A stray lead byte of Shift-JIS does not take the
-///            LF behind it along, as it does there.
-/// Malformed: as in UtlCheckedText.h; an odd byte at the end of UTF-16 too. A NUL is text.
-/// Position:  the file stands behind the last Line that was given; before the loop, and between its steps, it may be
-///            moved, read and written, and the next line is the one at its position. A second loop goes on where the
-///            first was left.
-/// Results:   the loop ends at the end of the file, and goes on later if the file has grown; or at a failure, which
-///            hasFailed() tells and which is for good.
-/// Memory:    one buffer, made by the constructor or brought by the caller, and what the file reads ahead.
-/// Threads:   those of the file. Signals: no. Forks: as the file.
+/// Encoding:  a byte-order mark at the start of the file decides, and otherwise the text type of the file, which is not
+///            changed. That mark is no part of the text. Anywhere else U+FEFF is a character like others.
+/// Line ends: those of File::readLine(): LF, with all CR directly before it, and CR at the end of the file. If a line
+///            comes in parts, all CR before its LF are line end, too. Unlike there, a stray lead byte of Shift-JIS
+///            before an LF does not hide it.
+/// Malformed: as in UtlCheckedText.h; an odd byte at the end of UTF-16, too. A NUL is text.
+/// Position:  that of the file is behind the last Line that was given. Before the loop and between its steps the file
+///            may be read, written and its position moved; the next line is the one at the position. A second loop goes
+///            on where the first ended.
+/// Results:   the loop ends at the end of the file; another loop goes on there if the file has grown. The loop also
+///            ends at a failure: hasFailed() tells, and no later loop gives a line.
+/// Memory:    one buffer, made by the constructor or given by the caller, and what the file reads ahead.
+/// Threads:   those of the file.
+/// Signals:   no.
+/// Forks:     as the file.
 /// Blocking:  as File::readLine(); no locks of its own.
 class UTL_API Lines
 {
 public:
-    /// The loop's place: all that begin() gives walk together.
+    /// The place in the loop. All iterators of one Lines share its position: what one reads, the others skip.
     /// Safety: that of Lines.
     class Iterator
     {
     public:
-        using iterator_category = std::input_iterator_tag; ///< For the standard library, as the next four.
-        using value_type = Line;                           ///< What it shows.
-        using difference_type = std::ptrdiff_t;            ///< Of no use.
+        using iterator_category = std::input_iterator_tag; ///< The standard library needs these five types.
+        using value_type = Line;                           ///< What the iterator gives.
+        using difference_type = std::ptrdiff_t;            ///< Not used.
         using pointer = Line const*;                       ///< To a line.
         using reference = Line const&;                     ///< To a line.
 
-        Iterator() = default; ///< The end.
-        /// Takes the first line; npLines: not owned, must outlive this.
+        Iterator() = default; ///< The end of the loop.
+        /// Reads the first line. npLines: not owned, must outlive this.
         explicit Iterator(Lines* npLines)
             : mpLines(npLines),
               mpLine(npLines->next())
@@ -89,13 +91,13 @@ public:
         }
         Line const& operator*() const { return *mpLine; }
         Line const* operator->() const { return mpLine; }
-        /// The next line.
+        /// Reads the next line.
         Iterator& operator++()
         {
             mpLine = mpLines->next();
             return *this;
         }
-        /// The same. No result, which would have to keep a line whose text is gone by then.
+        /// The same. It gives no iterator to the old line, because reading the next one overwrites that line's text.
         void operator++(int) { ++*this; }
         bool operator==(Iterator const& nOther) const { return mpLine == nOther.mpLine; }
         bool operator!=(Iterator const& nOther) const { return mpLine != nOther.mpLine; }
@@ -105,11 +107,12 @@ public:
         Line const* mpLine = nullptr;
     };
 
-    /// nFile: open for reading at the latest when the loop begins; must outlive this object. nCapacity: of the buffer,
-    /// terminator included; below 5, which holds any character, the loop fails with EINVAL.
+    /// nFile:     must be open for reading when the loop begins, and outlive this object.
+    /// nCapacity: bytes of the buffer, terminator included. At least 5, which is room for any character; with less the
+    ///            loop fails with EINVAL.
     explicit Lines(File& nFile, unsigned int nCapacity = LINE_CAPACITY);
-    /// The same with a buffer of the caller's, of nCapacity bytes, which must outlive this object; null fails with
-    /// EINVAL.
+    /// The same with a buffer of the caller's.
+    /// npBuffer: nCapacity bytes, which must outlive this object; with null the loop fails with EINVAL.
     Lines(File& nFile, char* npBuffer, unsigned int nCapacity);
     Lines(Lines const&) = delete;
     Lines& operator=(Lines const&) = delete;
@@ -117,13 +120,14 @@ public:
     Iterator begin() { return Iterator(this); } ///< Reads a line.
     Iterator end() { return Iterator(); }       ///< Behind the last line.
 
-    /// The next line, for loops of another shape. Result: valid until the next call; null at the end and for a failure.
+    /// Reads the next line, for loops of another shape.
+    /// Result: the line, valid until the next call; null at the end of the file and for a failure.
     Line const* next();
 
-    bool hasFailed() const { return mError != 0; } ///< The file was not read to its end.
-    /// An error number; 0 for none, EBADF for a file that is not open, EINVAL for a text type that there is not.
+    bool hasFailed() const { return mError != 0; } ///< Whether a failure ended the loop before the end of the file.
+    /// The error number of the failure: 0 for none, EBADF for a file that is not open, EINVAL for an unknown text type.
     int error() const { return mError; }
-    /// How the file is read: FILE_TEXT_...; before the first line the text type of the file.
+    /// The encoding, FILE_TEXT_..., in which the file is read; before the first line the text type of the file.
     int textType() const { return mTextType; }
 
 private:
@@ -132,7 +136,7 @@ private:
 
     // One thread at a time.
     File& mFile;
-    std::unique_ptr<char[]> mpOwned; // null for a buffer of the caller's
+    std::unique_ptr<char[]> mpOwned; // null if the caller gave the buffer
     char* const mpBuffer;
     unsigned int const mCapacity; // constant, bytes
     int mTextType;
@@ -142,19 +146,20 @@ private:
     Line mLine;
 };
 
-/// What became of a line that was to be written.
+/// The result of writing a line.
 enum class [[nodiscard]] LineWritten{
-    DONE,     ///< it is there
-    REPLACED, ///< it is there, with a replacement for what was malformed or has no code
-    FAILED    ///< it is not, or a part of it is, which the log tells
+    DONE,     ///< the line is in the file
+    REPLACED, ///< the same, with replacements for malformed bytes and for characters without a code
+    FAILED    ///< the line is not in the file, or only a part of it is, which the log tells
 };
 
-/// Writes UTF-8 and a line end at the file's position, in the encoding of its text type, Shift-JIS too.
+/// Writes UTF-8 and a line end at the file's position, in the encoding of its text type, Shift-JIS too. No byte-order
+/// mark is written.
 ///
-/// nText: of any length; what is malformed becomes U+FFFD. In Shift-JIS that and what has no code becomes U+203B.
-/// nEol:  the line end; "" for none.
-/// A line of up to FILE_TEXT_CHUNK_MAX bytes in the file is one File::write(). No byte-order mark is written.
-/// Result: FAILED too for a file that is not open for writing or has no text type that there is.
+/// nText:  of any length. A malformed byte becomes U+FFFD; in Shift-JIS it becomes U+203B, and so does a character
+///         without a code. A line of up to FILE_TEXT_CHUNK_MAX bytes in the file is one File::write().
+/// nEol:   the line end; "" for none.
+/// Result: FAILED also for a file that is not open for writing, and for an unknown text type.
 /// Safety: that of File; takes 5 KB of stack.
 UTL_API LineWritten writeLine(File& nFile, std::string_view nText, std::string_view nEol = "\n");
 

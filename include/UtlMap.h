@@ -1,7 +1,7 @@
 /// A sorted table with unique keys, and the search in sorted tables. Layer: map.
 ///
-/// Safety: the searches touch their arguments only, so any thread may call them on a table that nobody changes, also in
-///         a signal handler and after a fork; they never block.
+/// Safety: the searches use nothing but their arguments, so any thread may call them on a table that nobody changes,
+///         also in a signal handler and after a fork; they never block.
 #ifndef UTL_MAP_H
 #define UTL_MAP_H
 
@@ -16,14 +16,16 @@ template <class K, class V>
 class CompareLessPairKey
 {
 public:
-    /// The left key is less than the right one.
+    /// Whether the left key is less than the right one.
     bool operator()(K const& nKey, Pair<K, V> const& nPair) const { return nKey < nPair.mKey; }
     bool operator()(Pair<K, V> const& nPair, K const& nKey) const { return nPair.mKey < nKey; }
 };
 
-/// The first element of an ascending table whose key is not less than nKey; nSize when all are less.
-/// nCompare: takes (key, element) and (element, key).
-/// Result:   -1 for an unusable table: null, also with nSize 0, or of more than INT_MAX elements.
+/// Searches an ascending table for the first element whose key is not less than nKey.
+///
+/// nCompare: less-than for (key, element) and for (element, key).
+/// Result:   the index; nSize if all keys are less; -1 for a null table, also with nSize 0, and for more than INT_MAX
+///           elements.
 template <class K, class E, class Cmp>
 unsigned int searchPosition(K const& nKey, E const* npData, unsigned int nSize, Cmp nCompare)
 {
@@ -42,7 +44,8 @@ unsigned int searchPosition(K const& nKey, E const* npData, unsigned int nSize, 
     return lLow;
 }
 
-/// The first element with that key, or null. An empty or unusable table is not read.
+/// Searches an ascending table for the first element with that key; null if there is none, and for a table that
+/// searchPosition() refuses.
 template <class K, class E, class Cmp>
 E const* searchBinary(K const& nKey, E const* npData, unsigned int nSize, Cmp nCompare)
 {
@@ -67,34 +70,34 @@ template <class K, class V, class KA = K const&, class VA = V const&, class Cmp 
 class Map
 {
 public:
-    /// What stands in the array.
+    /// The element of the array.
     using Element = Pair<K, V>;
 
-    /// nMaxSize: pairs. nExpandMode: that of the array. A map of capacity 0 refuses every key in any mode.
+    /// nMaxSize: the capacity in pairs. nExpandMode: that of the array. A map of capacity 0 refuses every key in any
+    /// mode.
     explicit Map(unsigned int nMaxSize, int nExpandMode = 0)
         : mArray(nMaxSize, nExpandMode)
     {
     }
-    Map(Map const&) = default; ///< As for Array: just large enough, fixed.
+    Map(Map const&) = default; ///< As for Array: just large enough for the pairs stored, and fixed.
     virtual ~Map() = default;
 
     unsigned int size() const { return mArray.size(); }       ///< Pairs stored.
     unsigned int maxSize() const { return mArray.maxSize(); } ///< The capacity.
 
-    /// The pair at a position in ascending order, or null when nIndex is not below size().
-    /// Caution: a changed mKey breaks the order and with it every search; change mValue alone.
+    /// The pair at a position in ascending order; null if nIndex is not below size().
+    /// Caution: a changed mKey breaks the order and with it every search; change only mValue.
     Element* at(unsigned int nIndex) { return mArray.at(nIndex); }
     Element const* at(unsigned int nIndex) const { return mArray.at(nIndex); }
 
-    /// For a loop over the pairs in ascending order, which must not insert or erase.
-    /// As at(): change mValue alone.
+    /// For a loop over the pairs in ascending order. The loop must not insert or erase, nor change an mKey.
     Element* begin() { return mArray.begin(); }
     Element* end() { return mArray.end(); }
     Element const* begin() const { return mArray.begin(); }
     Element const* end() const { return mArray.end(); }
 
     /// Adds a pair, or overwrites the one that has the key.
-    /// Result: false when the key is new and the map full.
+    /// Result: false if the key is new and the map full.
     [[nodiscard]] bool insert(KA nKey, VA nValue)
     {
         unsigned int const lPosition = position(nKey);
@@ -113,7 +116,7 @@ public:
         return searchBinary<K, Element, Cmp>(nKey, mArray.data(), mArray.size(), mCompare);
     }
 
-    /// Result: false when there is no such key.
+    /// Removes the pair with the key. Result: false if there is none.
     bool erase(KA nKey)
     {
         unsigned int const lPosition = position(nKey);
@@ -125,8 +128,8 @@ public:
         return true;
     }
 
-    /// The array behind, for resizeMax() and copy().
-    /// Caution: whatever is written through it must leave the keys strictly ascending.
+    /// The array of pairs, for resizeMax() and copy().
+    /// Caution: what is written through it must leave the keys strictly ascending.
     Array<Element, Element const&>& array() { return mArray; }
     Array<Element, Element const&> const& array() const { return mArray; }
 

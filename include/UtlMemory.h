@@ -1,4 +1,4 @@
-/// Account of heap blocks. Layer: heap accounting.
+/// An account of heap blocks. Layer: heap accounting.
 #ifndef UTL_MEMORY_H
 #define UTL_MEMORY_H
 
@@ -14,32 +14,32 @@ namespace utl
 /// Safety: a value.
 struct ProcessHeapInfo
 {
-    std::uint32_t mUseBytes = 0; ///< Now.
-    std::uint32_t mUseCount = 0; ///< Blocks now.
+    std::uint32_t mUseBytes = 0; ///< Bytes in use now.
+    std::uint32_t mUseCount = 0; ///< Blocks in use now.
     std::uint32_t mMaxBytes = 0; ///< The highest mUseBytes so far.
     std::uint32_t mMaxCount = 0; ///< The highest mUseCount so far.
 };
 
-/// A block.
+/// A row of the table of blocks.
 /// Safety: as ProcessHeapInfo.
 struct DetailHeapInfo
 {
     std::uint64_t mSerial = 0;                                 ///< Ascending by allocation, from 1.
-    std::uintptr_t mAddress = static_cast<std::uintptr_t>(-1); ///< Where it begins.
+    std::uintptr_t mAddress = static_cast<std::uintptr_t>(-1); ///< Where the block begins.
     std::uint32_t mUseBytes = 0;                               ///< Its size.
-    std::int32_t mThreadId = 0;                                ///< Of the thread that allocated it.
-    std::uint32_t mFileId = 0xFFFFFFFFU;                       ///< Of the source that allocated it.
-    std::int32_t mLine = 0;                                    ///< Where in that source.
+    std::int32_t mThreadId = 0;                                ///< The thread that allocated it.
+    std::uint32_t mFileId = 0xFFFFFFFFU;                       ///< The source file that allocated it.
+    std::int32_t mLine = 0;                                    ///< The line in that file.
 };
 
-/// A source.
+/// A row of the table of source files.
 /// Safety: as ProcessHeapInfo.
 struct FileNameInfo
 {
     char mFileName[260] = {}; ///< Its path.
 };
 
-/// A thread.
+/// A row of the table of threads.
 /// Safety: as ProcessHeapInfo.
 struct ThreadNameInfo
 {
@@ -47,9 +47,9 @@ struct ThreadNameInfo
     char mThreadName[128] = {}; ///< Its name.
 };
 
-/// Keeps totals and a table of the blocks that it is told of by updateManagement(), and prints both as text. It does
-/// not see allocations by itself. In this system it is switched off: the reports print nothing and the tables have one
-/// row each. The thread registry tells it the names of threads all the same.
+/// Keeps totals and a table of the blocks that updateManagement() reports to it, and prints both as text. It does not
+/// see allocations by itself. In this build it is switched off: the reports print nothing, and each table has one row.
+/// The thread registry reports the names of threads to it all the same.
 ///
 /// Threads:  any.
 /// Locks:    mSyncObject, also while a report is written.
@@ -59,24 +59,24 @@ struct ThreadNameInfo
 class UTL_API Memory
 {
 public:
-    static constexpr unsigned int INVALID_FILE_ID = 0xFFFFFFFFU; ///< No source.
+    static constexpr unsigned int INVALID_FILE_ID = 0xFFFFFFFFU; ///< The id of no source file.
     static constexpr unsigned int MAX_DETAILS = 1;               ///< Rows of the table of blocks.
-    static constexpr unsigned int MAX_FILES = 1;                 ///< Rows of the table of sources.
+    static constexpr unsigned int MAX_FILES = 1;                 ///< Rows of the table of source files.
     static constexpr unsigned int MAX_THREADS = 1;               ///< Rows of the table of threads.
 
-    using ProcessHeapInfo = utl::ProcessHeapInfo; ///< The same by another name,
-    using DetailHeapInfo = utl::DetailHeapInfo;   ///< likewise,
-    using FileNameInfo = utl::FileNameInfo;       ///< likewise,
-    using ThreadNameInfo = utl::ThreadNameInfo;   ///< likewise.
+    using ProcessHeapInfo = utl::ProcessHeapInfo; ///< The type of that name, as a member.
+    using DetailHeapInfo = utl::DetailHeapInfo;   ///< The type of that name, as a member.
+    using FileNameInfo = utl::FileNameInfo;       ///< The type of that name, as a member.
+    using ThreadNameInfo = utl::ThreadNameInfo;   ///< The type of that name, as a member.
 
-    /// A row that is free.
+    /// The content of a free row.
     static DetailHeapInfo const INITIAL_DETAIL_HEAP_INFO;
 
     /// The one object, made on first use.
     static Memory* get();
 
     /// Deletes it; a later get() makes a new one.
-    /// Caution: pointers that get() gave are dangling afterwards, and names that were asked for with them.
+    /// Caution: pointers that get() gave dangle afterwards, and so do names that the object gave.
     UTL_SHARP_EDGE("keep no pointer that get() gave")
     static void destroy();
 
@@ -84,32 +84,34 @@ public:
     Memory(Memory const&) = delete;
     Memory& operator=(Memory const&) = delete;
 
-    /// The switch: always false. The operations named after it here obey it, the others do not.
+    /// The switch: always false. Functions whose comments mention it do nothing while it is off; the others work.
     bool enabledHeapManagement() const { return IS_ENABLED; }
 
-    /// Records an allocation (nMode 0) or a release (any other; of null nothing) by the calling thread.
+    /// Records an allocation (nMode 0) or a release (any other nMode) by the calling thread. A release of null does
+    /// nothing.
     ///
-    /// A block that finds the table full and one that is not in it are left out of the account, with a complaint.
-    /// Caution: the complaint goes to file descriptor 0, whatever that is.
+    /// An allocation for which the table has no room, and a release of a block that is not in it, are left out and
+    /// reported as text.
+    /// Caution: that text goes to file descriptor 0, whatever that is.
     void updateManagement(int nMode, void* npAddress, unsigned int nUseBytes, unsigned int nFileId, int nLine);
 
-    /// Adds a row, without the totals. Result: its mUseBytes; -1 when the table is full.
-    /// Caution: updateManagement() takes the bytes of any row from the totals, which then wrap, and takes a block of
-    /// 0xFFFFFFFF bytes for a full table although its row is stored; leave both functions on rows to it.
+    /// Adds a row; the totals stay. Result: its mUseBytes; -1 if the table is full.
+    /// Caution: updateManagement() subtracts the bytes of any row from the totals, which then wrap, and takes a block
+    /// of 0xFFFFFFFF bytes for a full table although its row is stored; call only updateManagement().
     int addDetailHeapInfo(DetailHeapInfo const& nInfo);
 
-    /// Takes a row away, without the totals. Result: its mUseBytes; -1 when the address is unknown.
+    /// Removes a row; the totals stay. Result: its mUseBytes; -1 if the address is unknown.
     int eraseDetailHeapInfo(void const* npAddress);
 
-    /// The id of a source's path, which is stored if there is room: at most 259 bytes of it.
-    /// Result: INVALID_FILE_ID when it is unknown and there is no room, and while the switch is off.
+    /// The id of a source file's path. An unknown path is stored if there is room: at most 259 bytes of it.
+    /// Result: INVALID_FILE_ID if it is unknown and there is no room, and while the switch is off.
     unsigned int getFileId(char const* npPath);
 
     /// The path of an id; "" for an unknown one. Valid until the tables are reset.
     char const* getFileName(unsigned int nFileId);
 
-    /// Stores a thread's name, at most 127 bytes, if there is room: that is, of the first thread. Id 0, null and "" are
-    /// left out.
+    /// Stores a thread's name, at most 127 bytes, if there is room, which the table has for the first thread only. Does
+    /// nothing for id 0, null and "".
     void registerThreadName(int nThreadId, char const* npName);
 
     /// The name of a thread; "" for an unknown one. Valid until the tables are reset.
@@ -118,20 +120,22 @@ public:
     /// Remembers this moment for printMarkedHeapDetail().
     void mark();
 
-    /// Reports: the totals, all blocks, the blocks allocated since mark(). The file is made anew, and so are missing
-    /// directories; with the default modes of File its directory then is open to all.
+    /// Write a report: of the totals, of all blocks, of the blocks allocated since mark(). An existing file is
+    /// replaced, and missing directories are created; with the default modes of File the directory is then open to
+    /// everybody.
     ///
-    /// nLevel: not used. npPath: null writes nothing.
-    /// Result: true, even if the file cannot be written; false if nothing was marked. While the switch is off
+    /// nLevel: not used.
+    /// npPath: null writes nothing.
+    /// Result: true, even if the file cannot be written; false if mark() was never called. While the switch is off:
     ///         true, and nothing is done.
     bool printUsedHeap(int nLevel, char const* npPath);
     bool printUsedHeapDetail(int nLevel, char const* npPath);
     bool printMarkedHeapDetail(int nLevel, char const* npPath);
 
-    /// Copies the totals. Result: false for null. While the switch is off true, and nothing is written.
+    /// Copies the totals. Result: false for null. While the switch is off: true, and nothing is written.
     bool getUsedHeapOfProcess(ProcessHeapInfo* npInfo);
 
-    /// Does initializeManagementTable(), while the switch is on.
+    /// Calls initializeManagementTable(); does nothing while the switch is off.
     void resetUsedHeap();
 
     /// Empties all tables and totals; the mark stays.

@@ -11,15 +11,16 @@
 namespace utl
 {
 
-/// Hands out blocks of a fixed size, the lowest free one first, checks each that comes back and reports what is missing
-/// at the end. Allocates in the constructor alone; the first report of a process also makes the thread registry.
+/// Hands out blocks of a fixed size, the lowest free one first. It checks each block that is given back, and reports
+/// those still missing at the end. Only the constructor allocates; the first report to the watchdog also makes the
+/// thread registry.
 ///
-/// Ownership: the blocks are the pool's; none may be used after it.
+/// Ownership: the blocks belong to the pool; none may be used after its destruction.
 /// Threads:   create() and release() from any.
 /// Signals:   no.
 /// Forks:     the child has a pool and blocks of its own, unless the lock was held at the fork.
-/// Blocking:  both wait for the pool's lock, between two reports to the watchdog; if it is free at once, the first
-///            report is left out.
+/// Blocking:  create() and release() wait for the pool's lock, between two reports to the watchdog; if the lock is
+///            free, the first report is left out.
 /// Locks:     mSyncObject, before the watchdog's.
 /// Errors:    misuse is logged as an error, with the pool's name, and changes nothing.
 /// Caution:   create() and release() report, and so use the registry; call ThreadManager::initializeEntryMax() before.
@@ -28,23 +29,24 @@ class UTL_API MemoryPool
 public:
     /// nSlotSize:  bytes of a block. Blocks follow each other directly: what alignment they need must divide it, and is
     ///             at most that of a new-expression.
-    /// nSlotCount: blocks. If either number is 0, that is logged, and the pool stays empty for ever.
+    /// nSlotCount: the number of blocks. If either number is 0, that is logged, and the pool stays empty for ever.
     /// npName:     for the log, copied; null counts as empty.
     MemoryPool(unsigned int nSlotSize, unsigned int nSlotCount, char const* npName);
 
-    /// Logs each block that is still out.
-    /// Caution: such a block is freed all the same, and its holder's pointer dangles; give all back first.
+    /// Logs each block that was not given back.
+    /// Caution: such a block is freed all the same, and its user's pointer dangles; give all blocks back first.
     virtual ~MemoryPool();
 
     MemoryPool(MemoryPool const&) = delete;
     MemoryPool& operator=(MemoryPool const&) = delete;
 
-    /// Result: the lowest free block, zeroed when it is new, else as its last user left it; null, in silence, if
-    ///         none is free. Takes time by the pool's size, 64 blocks (32 on 32 bits) at a step, at most.
+    /// Hands out the lowest free block. At worst it looks at the whole pool, at 64 blocks (32 on 32 bits) in one step.
+    /// Result: the block, zeroed if it was never used, otherwise as its last user left it; null, in silence, if none is
+    ///         free.
     void* create();
 
     /// Gives a block back. npBlock: from create(); null does nothing. A pointer from elsewhere, one into a block, and
-    /// one to a block that is free are reported.
+    /// one to a block that is free are reported, and change nothing.
     void release(void* npBlock);
 
 private:

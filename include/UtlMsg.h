@@ -1,4 +1,4 @@
-/// Messages, the interface that flattens them, and the reserved message ids. Layer: message marshalling.
+/// Messages, the interface that flattens them into bytes, and the reserved message ids. Layer: message marshalling.
 #ifndef UTL_MSG_H
 #define UTL_MSG_H
 
@@ -7,7 +7,7 @@
 namespace utl
 {
 
-// Ids from 0x80000000 to 0x80000800 are the library's; the application's are all others.
+// Ids from 0x80000000 to 0x80000800 are reserved for the library. Applications may use all others.
 constexpr int MSG_ID_NONE = static_cast<int>(0x80000000U);            ///< No message.
 constexpr int MSG_ID_ANY = static_cast<int>(0x80000001U);             ///< For a search: matches every message.
 constexpr int MSG_ID_TIMER = static_cast<int>(0x80000002U);           ///< A time-out, as a listener sees it: TimerMsg.
@@ -18,19 +18,19 @@ constexpr int MSG_ID_STOP_TIMER = static_cast<int>(0x80000007U);      ///< Stop 
 constexpr int MSG_ID_TIMEOUT = static_cast<int>(0x80000008U);         ///< A time-out waits for its dispatch.
 constexpr int MSG_ID_STOP_THREAD = static_cast<int>(0x80000009U);     ///< Look at the stop request.
 constexpr int MSG_ID_TIMEOUT_SIGNAL = static_cast<int>(0x80000013U);  ///< From the signal handler, on the pipe only.
-constexpr int MSG_ID_ATTACH_LISTENER = static_cast<int>(0x80000021U); ///< Shared message thread: a listener comes.
-constexpr int MSG_ID_DETACH_LISTENER = static_cast<int>(0x80000022U); ///< Shared message thread: a listener goes.
+constexpr int MSG_ID_ATTACH_LISTENER = static_cast<int>(0x80000021U); ///< Shared message thread: attach a listener.
+constexpr int MSG_ID_DETACH_LISTENER = static_cast<int>(0x80000022U); ///< Shared message thread: detach a listener.
 constexpr int MSG_ID_SPECIFIED_LISTENER = static_cast<int>(0x80000023U); ///< Shared message thread: for one listener.
-// On a Worker's thread, the ids of its posting ends. On any other thread they are ids like all others.
-constexpr int MSG_ID_WORKER_FIRST = static_cast<int>(0x80001000U); ///< Worker: the first.
-constexpr int MSG_ID_WORKER_LAST = static_cast<int>(0x80001FFFU);  ///< Worker: the last.
-constexpr int MSG_ID_FIRST_USER = static_cast<int>(0x80000801U);   ///< The first that is not reserved.
+// On a Worker's thread these are the ids of its inboxes. On any other thread they are ids like all others.
+constexpr int MSG_ID_WORKER_FIRST = static_cast<int>(0x80001000U); ///< The first id of inboxes.
+constexpr int MSG_ID_WORKER_LAST = static_cast<int>(0x80001FFFU);  ///< The last id of inboxes.
+constexpr int MSG_ID_FIRST_USER = static_cast<int>(0x80000801U);   ///< The first id that is not reserved.
 
-/// A target that messages flatten their values into and read them back from, in the same order with the same types:
-/// nothing tells a reader what was written. "Input" is into the broker, "output" out of it.
+/// Where messages write their values with set() and read them back with get(), in the same order with the same types:
+/// the broker does not store the types. "Input" is into the broker, "output" out of it.
 ///
 /// Results: true on success. The first failure makes all further set() or get() calls fail, so that a message need
-///          not look at each; getResult() tells it in the end.
+///          not check each; getResult() tells in the end.
 /// Safety:  that of the class behind it; see ThreadRawMsg.
 ///
 /// Caution: there is no overload for a plain char or for a pointer to constant data. set('x') stores an int and
@@ -45,15 +45,15 @@ public:
 
     // The order of the virtual functions is fixed.
     virtual bool beginInput();  ///< Before the first set().
-    virtual bool endInput();    ///< After the last.
+    virtual bool endInput();    ///< After the last set().
     virtual bool beginOutput(); ///< Before the first get().
-    virtual bool endOutput();   ///< After the last.
-    virtual int getResult();    ///< 0 while all is well.
+    virtual bool endOutput();   ///< After the last get().
+    virtual int getResult();    ///< 0 if nothing has failed.
 
-    virtual bool setMsgId(int nMsgId) = 0;   ///< Puts the id in its own place.
-    virtual bool getMsgId(int* npMsgId) = 0; ///< Gives it.
+    virtual bool setMsgId(int nMsgId) = 0;   ///< Stores the id, in its own place.
+    virtual bool getMsgId(int* npMsgId) = 0; ///< Reads the id.
 
-    /// Puts a value behind the ones before.
+    /// Appends a value.
     virtual bool set(bool nValue) = 0;
     virtual bool set(unsigned char nValue) = 0;
     virtual bool set(unsigned short nValue) = 0;
@@ -69,9 +69,9 @@ public:
     virtual bool set(char const* npText) = 0;    ///< The characters and the terminator.
     virtual bool set(wchar_t const* npText) = 0; ///< The same with 4 bytes each.
     virtual bool set(unsigned char const* npBytes,
-                     unsigned int nSize) = 0; ///< The bytes alone; the size is not stored.
+                     unsigned int nSize) = 0; ///< Only the bytes; the size is not stored.
 
-    /// Takes the next value.
+    /// Reads the next value.
     virtual bool get(bool* npValue) = 0;
     virtual bool get(unsigned char* npValue) = 0;
     virtual bool get(unsigned short* npValue) = 0;
@@ -89,13 +89,22 @@ public:
     virtual bool get(unsigned char* npBuffer, unsigned int nSize) = 0;
 };
 
-/// An id and what a derived class adds. A message never goes to another thread as an object: it is flattened into a
-/// MsgDataBroker, and the receiver restores an object of the class that the id stands for.
+/// A message: an id, and the values that a derived class adds. A message never goes to another thread as an object: it
+/// is flattened into a MsgDataBroker, and the receiver restores an object of the class that belongs to the id.
+///
+///     struct Card : Msg
+///     {
+///         Card() : Msg(7) {}
+///         void storeDataTo(MsgDataBroker* npBroker) const override { npBroker->set(mNumber); }
+///         void restoreDataFrom(MsgDataBroker& nBroker) override { nBroker.get(&mNumber); }
+///         unsigned int mNumber = 0;
+///     };
+///
 /// Safety: a value.
 class UTL_API Msg
 {
 public:
-    /// Any id; those of the library are its own.
+    /// nMsgId: any id that is not reserved.
     explicit Msg(int nMsgId)
         : mMsgId(nMsgId)
     {
@@ -104,19 +113,19 @@ public:
     Msg& operator=(Msg const&) = default;
     virtual ~Msg();
 
-    /// Writes the values of the derived class with set(), for storeTo().
+    /// Writes the values of the derived class with set(). storeTo() calls this.
     virtual void storeDataTo(MsgDataBroker* npBroker) const = 0;
-    /// Reads them back with get() in the same order, for restoreFrom().
+    /// Reads these values with get() in the same order. restoreFrom() calls this.
     virtual void restoreDataFrom(MsgDataBroker& nBroker) = 0;
 
-    /// Flattens id and values. Result: false for null, or when the broker's result is not 0 in the end.
+    /// Flattens id and values. Result: false for null, and if the broker's result is not 0 in the end.
     bool storeTo(MsgDataBroker* npBroker) const;
 
-    /// Takes id and values from the broker. Result: false when the broker's result is not 0 in the end; the values
-    /// read up to the failure are in place.
+    /// Reads id and values from the broker. Result: false if the broker's result is not 0 in the end; the values
+    /// read before the failure are then set.
     bool restoreFrom(MsgDataBroker& nBroker);
 
-    int mMsgId; ///< what the message means
+    int mMsgId; ///< tells what the message means
 };
 
 /// A message without values.
@@ -124,7 +133,7 @@ public:
 class UTL_API SimpleMsg : public Msg
 {
 public:
-    /// Any id.
+    /// nMsgId: any id that is not reserved.
     explicit SimpleMsg(int nMsgId)
         : Msg(nMsgId)
     {
@@ -140,7 +149,7 @@ public:
 class UTL_API TimerMsg : public Msg
 {
 public:
-    /// Of no timer.
+    /// Belongs to no timer.
     TimerMsg()
         : Msg(MSG_ID_TIMER)
     {

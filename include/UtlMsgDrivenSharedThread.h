@@ -15,8 +15,8 @@ namespace utl
 {
 
 /// Serves many listeners on one message thread. A message or timer is either a broadcast, for all attached listeners,
-/// or specified, for one listener, attached or not. Functions without a listener, as those of MsgDrivenThread, are for
-/// broadcasts.
+/// or specified, for one listener, attached or not. Functions without a listener argument, those of MsgDrivenThread
+/// included, are for broadcasts.
 ///
 ///     MsgDrivenSharedThread lThread(16, 8, 2, "shared", 1);   // 16 bytes of data, 8 messages, 2 listeners, one timer
 ///     lThread.attachMsgListener(&lFirst);
@@ -27,31 +27,32 @@ namespace utl
 ///     lThread.stop(1, 0);
 ///     lThread.leaveManagement();
 ///
-/// Order:     the listener attached last hears a broadcast first. One detached meanwhile, by itself or by another,
-///            is not called any more; one attached meanwhile is not called yet; all others are called once.
-/// Sizes:     the constructor's; nothing grows. Views for one listener allocate, sending does not.
-/// Ownership: listeners are the caller's. One that goes is detached first, then aborted.
+/// Order:     the listener attached last gets a broadcast first. One that is detached meanwhile, by itself or by
+///            another, is not called any more; one attached meanwhile is not called yet; all others are called once.
+/// Sizes:     set by the constructor; nothing grows. hasMsg, eraseMsg, peekMsg and getFirstMsgId for one listener
+///            allocate, sending does not.
+/// Ownership: listeners are the caller's. Before destroying one, detach it, then call abortMsg for it.
 /// Signals:   no.
 /// Forks:     as MsgDrivenThread.
-/// Threads:   any; listeners run on the message thread and may call everything here. What would wait for their own
-///            thread is done at once, or refused.
-/// Blocking:  from other threads start, stop, attaching and detaching take their turn, and the last two wait for the
-///            message thread: a listener must not wait for such a caller.
+/// Threads:   any; listeners run on the message thread and may call everything here. What would wait for the message
+///            thread itself is done at once, or refused.
+/// Blocking:  start, stop, attaching and detaching from other threads wait for each other. Attaching and detaching also
+///            wait for the message thread: a listener must not wait for such a caller.
 /// Locks:     mListenerSyncObject or a staging lock, then those of MsgDrivenThread, then mTimerListenerSyncObject. None
 ///            is held across a listener call.
 /// Caution:   setTimer and registerTimer are not virtual: called through a MsgDrivenThread they make timers of nobody,
-///            whose time-outs are dropped, and its views show envelopes. Call them on this type.
-/// Errors:    false or -1, the reason in the log. In silence: null listeners, specified messages that do not fit, and
-///            what MsgDrivenThread refuses in silence.
+///            whose time-outs are dropped, and its hasMsg and the like see envelopes. Call them on this type.
+/// Errors:    false or -1, with the reason in the log. Not logged are null listeners, specified messages that do not
+///            fit, and what MsgDrivenThread does not log.
 class UTL_API MsgDrivenSharedThread : public MsgDrivenThread, public ThreadMsgListener
 {
 public:
-    /// Names a listener: the id, then the pointer's own bits.
+    /// A message that names a listener: its image is the id, then the pointer.
     /// Safety: as Msg.
     class UTL_API MsgListenerMsg : public Msg
     {
     public:
-        /// Of no listener.
+        /// Names no listener.
         explicit MsgListenerMsg(int nMsgId)
             : Msg(nMsgId)
         {
@@ -84,12 +85,12 @@ public:
         void storeDataTo(MsgDataBroker* npBroker) const override;
         void restoreDataFrom(MsgDataBroker& nBroker) override;
 
-        ThreadRawMsg mRawMsg; ///< the image
+        ThreadRawMsg mRawMsg; ///< the image of the message
     };
 
-    /// nMaxMsgSize:       bytes of a specified message's data at most. A slot takes 8 and a pointer more; a broadcast
-    ///                    may use 4 and a pointer of these.
-    /// nMaxListenerCount: listeners attached at a time; from 2147483648 on as 0.
+    /// nMaxMsgSize:       the most bytes of data in a specified message. A slot takes 8 bytes and a pointer more, of
+    ///                    which a broadcast may use 4 bytes and the pointer for its data.
+    /// nMaxListenerCount: the most listeners attached at a time; from 2147483648 on it counts as 0.
     /// The other arguments are those of MsgDrivenThread.
     MsgDrivenSharedThread(unsigned int nMaxMsgSize, unsigned int nMaxMsgCount, unsigned int nMaxListenerCount,
                           char const* npName, unsigned int nMaxTimerCount);
@@ -104,26 +105,28 @@ public:
     int start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener, int nWaitStart,
               unsigned int nWaitStartMs, ThreadPriority const& nPriority, unsigned int nReserved);
 
-    /// As MsgDrivenThread::stop; it waits for an attaching or detaching under way as well.
+    /// As MsgDrivenThread::stop; it also waits for an attaching or detaching under way.
     int stop(int nWait, unsigned int nTimeoutMs);
 
-    /// Adds a listener at the end: at once before the start, on the message thread and after the end; while the thread
-    /// runs, in the order of the queue, waiting; once a stop is requested, after waiting for the end of the thread.
-    /// Result: true if it is attached, even if it was before; false for null, for a full list, and if the
+    /// Adds a listener at the end of the list. Before the start, on the message thread and after the end this is done
+    /// at once. While the thread runs, the message thread does it in the order of the queue, and the caller waits. Once
+    /// a stop is requested, the caller waits for the end of the thread first.
+    /// Result: true if the listener is attached, even if it was before; false for null, for a full list, and if the
     ///         message thread cannot be reached (logged).
     bool attachMsgListener(ThreadMsgListener* npListener);
 
-    /// Removes a listener, in the same way. Null and one that is not attached do nothing.
+    /// Removes a listener, in the same way. Nothing happens for null and for one that is not attached.
     /// Caution: specified messages and timers still reach it; abortMsg removes those.
-    /// Caution: with a full queue it stays attached, which the log alone tells; detach on the message thread, where
+    /// Caution: with a full queue it stays attached, which only the log tells; detach on the message thread, where
     /// nothing can fail, or keep the listener until the thread has ended.
     UTL_SHARP_EDGE("detach on the message thread")
     void detachMsgListener(ThreadMsgListener* npListener);
 
-    /// Kills the timers of a listener and erases what is queued for it: messages, time-outs, and on the message thread
-    /// an interrupt that waits; senders that wait see false, that of the interrupt once the listener call under way has
-    /// returned. From another thread messages that are queued may still arrive meanwhile. Afterwards nothing reaches it
-    /// but broadcasts and what is sent from then on, and no call of it is under way, except the caller's own.
+    /// Kills the timers of a listener and erases what is queued for it: messages, time-outs and, if called on the
+    /// message thread, an interrupt that waits. Senders that wait get false; the sender of an interrupt gets it once
+    /// the listener call under way has returned. While another thread calls this, queued messages may still arrive.
+    /// Afterwards nothing reaches the listener but broadcasts and what is sent from then on, and no call of it is under
+    /// way, except one that itself calls this.
     ///
     /// Result: false for null, if the thread does not run, if a timer could not be killed (it may have ended by itself
     ///         meanwhile), and if the queue could not be searched.
@@ -136,8 +139,9 @@ public:
     using MsgDrivenThread::sendMsgInterrupt;
     using MsgDrivenThread::sendMsgSync;
 
-    /// The operations of MsgDrivenThread for one listener; false for null. The synchronous ones take their turn.
-    /// Caution: a listener that goes while its message is queued is called all the same; see abortMsg.
+    /// The operations of MsgDrivenThread for one listener; false for null. Callers of sendMsgSync wait for each other,
+    /// and so do callers of sendMsgInterrupt.
+    /// Caution: a listener that is destroyed while its message is queued is called all the same; call abortMsg first.
     bool postMsg(ThreadMsgListener* npListener, Msg const& nMsg);
     bool postMsg(ThreadMsgListener* npListener, int nMsgId) { return postMsg(npListener, SimpleMsg(nMsgId)); }
     bool sendMsgSync(ThreadMsgListener* npListener, Msg const& nMsg);
@@ -148,8 +152,8 @@ public:
         return sendMsgInterrupt(npListener, SimpleMsg(nMsgId));
     }
 
-    /// The views of MsgDrivenThread. Without a listener they see broadcasts and time-outs for all, otherwise what is
-    /// for that listener, as it will see it. Nothing for null.
+    /// As in MsgDrivenThread. Without a listener they find broadcasts and time-outs for all. With one they find what is
+    /// for that listener, in the form in which it will get it; nothing for null.
     bool hasMsg(int nMsgId);
     bool hasMsg(ThreadMsgListener* npListener, int nMsgId);
     bool eraseMsg(int nMsgId);
@@ -159,7 +163,7 @@ public:
     int getFirstMsgId();
     int getFirstMsgId(ThreadMsgListener* npListener);
 
-    /// The timers of MsgDrivenThread, for all or for one listener, who gets the TimerMsg; -1 for null.
+    /// As in MsgDrivenThread. All listeners get the TimerMsg, or only npListener; -1 for null.
     int registerTimer(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning);
     int registerTimer(ThreadMsgListener* npListener, unsigned int nIntervalMs, unsigned int nMaxTimeoutCount,
                       int nIsFreeRunning);
@@ -173,17 +177,17 @@ public:
                  int nIsFreeRunning);
 
 protected:
-    /// Forgets whose the timer was. An override calls this one too.
+    /// Forgets the listener of the timer. An override must call this one, too.
     void onEraseTimer(int nTimerId) override;
 
-    /// Routes what the loop delivers.
+    /// Passes what the loop delivers on to the listeners.
     void receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg) override;
 
 private:
     class JudgeMsgBroadcast;
     class JudgeMsgSpecifiedListener;
 
-    /// The envelope of one kind of sending.
+    /// The envelope that all senders of one kind use, one at a time.
     struct Staging
     {
         explicit Staging(unsigned int nMaxSize)
@@ -221,15 +225,16 @@ private:
     Staging mPostMsg;
     Staging mSendSyncMsg;
     Staging mSendInterruptMsg;
-    SpecifiedMsgListenerMsg mReceiveMsg; // the message thread's
+    SpecifiedMsgListenerMsg mReceiveMsg; // used by the message thread only
 
-    // The list and the index are the message thread's while it runs, and under this lock before that and afterwards.
-    SyncObject mListenerSyncObject; // start, stop, attaching and detaching from other threads, also while they wait
+    // Start, stop, attaching and detaching from other threads hold this lock, also while they wait. While the message
+    // thread runs, only it uses the list and the index; before that and afterwards they are under the lock.
+    SyncObject mListenerSyncObject;
     Array<ThreadMsgListener*, ThreadMsgListener* const&> mMsgListeners; // in the order of attaching
     bool mAttachResult = false; // written by the message thread while the lock's owner waits
-    int mForwardIndex;          // whom forwardMsg is calling; the smallest int while it is not at work
+    int mForwardIndex;          // the listener that forwardMsg is calling; the smallest int if it is not running
 
-    SyncObject mTimerListenerSyncObject;                                                     // the innermost
+    SyncObject mTimerListenerSyncObject;                                                     // the innermost lock
     Map<int, ThreadMsgListener*> mTimerListenerMap UTL_GUARDED_BY(mTimerListenerSyncObject); // null: for all
 };
 

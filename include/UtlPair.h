@@ -5,7 +5,7 @@
 namespace utl
 {
 
-/// Made without arguments, numbers and pointers in it are not set.
+/// A key and a value. If it is made without arguments, numbers and pointers in it are not initialised.
 /// Safety: that of K and V; no lock, the owner guards it.
 template <class K, class V>
 class Pair
@@ -21,7 +21,7 @@ public:
     Pair(Pair const&) = default;
     virtual ~Pair() = default;
 
-    /// Assigns key and value; itself to itself does nothing.
+    /// Assigns key and value; self-assignment does nothing.
     Pair& operator=(Pair const& nOther)
     {
         if (this != &nOther)

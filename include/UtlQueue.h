@@ -1,4 +1,4 @@
-/// A circular store and the first-in-first-out queue on it. Layer: sequence containers.
+/// A ring buffer and the first-in-first-out queue on it. Layer: sequence containers.
 #ifndef UTL_QUEUE_H
 #define UTL_QUEUE_H
 
@@ -54,9 +54,9 @@ private:
 
 } // namespace internal
 
-/// Owns one block of constructed elements, sized for life, and uses it in a circle. Logical index 0 is the oldest
-/// element. A full ring refuses; it neither overwrites nor grows, and nothing allocates after construction. Dropped
-/// elements are not destroyed. Runs of trivially copyable elements move as blocks.
+/// A ring buffer: owns one block of constructed elements of constant size. Logical index 0 is the oldest element. A
+/// full ring refuses; it neither overwrites nor grows, and nothing allocates after construction. Dropped elements are
+/// not destroyed. Runs of trivially copyable elements are copied as blocks.
 ///
 /// Results:  false leaves the ring as it was. Nothing is logged.
 /// Errors:   exceptions of the elements' assignment pass through and leave size() as it was.
@@ -65,7 +65,7 @@ template <class T, class A = T const&>
 class RingArray
 {
 public:
-    /// nMaxCount: elements, for life.
+    /// nMaxCount: the capacity in elements.
     explicit RingArray(unsigned int nMaxCount)
         : mpData(internal::newBlock<T>(nMaxCount)),
           mCount(0),
@@ -80,7 +80,8 @@ public:
     unsigned int size() const { return mCount; }       ///< Elements stored.
     unsigned int maxSize() const { return mMaxCount; } ///< The capacity.
 
-    /// Where in the block a logical index lies, within one turn either way: a negative index counts back from the head.
+    /// The place in the block of a logical index from -maxSize() to below maxSize(); a negative one counts back from
+    /// the oldest element.
     int physicalIndex(int nIndex) const
     {
         int const lIndex = mHead + nIndex;
@@ -92,17 +93,17 @@ public:
         return lIndex < lMax ? lIndex : lIndex - lMax;
     }
 
-    /// Null when nIndex is not below size(). The place is reused once the element is dropped.
+    /// The element; null if nIndex is not below size(). Its place is reused once the element is dropped.
     T* at(unsigned int nIndex) { return nIndex < mCount ? mpData + slot(nIndex) : nullptr; }
     T const* at(unsigned int nIndex) const { return nIndex < mCount ? mpData + slot(nIndex) : nullptr; }
 
-    /// For a loop from the oldest to the newest, which must not append or drop.
+    /// For a loop from the oldest to the newest element. The loop must not append or drop any.
     auto begin() { return internal::RingIterator<RingArray, T>(*this, 0); }
     auto end() { return internal::RingIterator<RingArray, T>(*this, mCount); }
     auto begin() const { return internal::RingIterator<RingArray const, T const>(*this, 0); }
     auto end() const { return internal::RingIterator<RingArray const, T const>(*this, mCount); }
 
-    /// Appends. Result: false when full.
+    /// Appends. Result: false if the ring is full.
     [[nodiscard]] bool push(A nValue)
     {
         if (mCount >= mMaxCount)
@@ -114,7 +115,7 @@ public:
         return true;
     }
 
-    /// The same for elements that cannot be copied; the value is moved in if it finds room.
+    /// The same for elements that cannot be copied; the value is moved only if there is room.
     template <class U = T, class = std::enable_if_t<!std::is_copy_constructible_v<U>>>
     [[nodiscard]] bool push(T&& nValue)
     {
@@ -127,7 +128,7 @@ public:
         return true;
     }
 
-    /// Appends a run as a whole. Result: false when not all of it fits, or for a null with a count.
+    /// Appends nCount elements. Result: false, with none appended, if not all of them fit, or for a null with a count.
     [[nodiscard]] bool pushAll(T const* npValues, unsigned int nCount)
     {
         if (nCount > mMaxCount - mCount || (npValues == nullptr && nCount != 0))
@@ -145,8 +146,8 @@ public:
         return true;
     }
 
-    /// Copies at most nCount elements from a logical index on, and leaves them in place.
-    /// npTarget: room for nCount elements outside the ring. Result: elements copied.
+    /// Copies at most nCount elements, from a logical index on; they stay in the ring.
+    /// npTarget: room for nCount elements, not inside the ring. Result: the number of elements copied.
     unsigned int copyOut(unsigned int nIndex, T* npTarget, unsigned int nCount) const
     {
         if (nIndex >= mCount)
@@ -161,10 +162,10 @@ public:
         return lCount;
     }
 
-    /// Drops the oldest element, if any, by moving the head.
+    /// Drops the oldest element, if any.
     void pop() { pop(1); }
 
-    /// Drops the oldest nCount elements, at most all, by moving the head.
+    /// Drops the oldest nCount elements, or all if there are fewer.
     void pop(unsigned int nCount)
     {
         unsigned int const lCount = std::min(nCount, mCount);
@@ -175,7 +176,7 @@ public:
         }
     }
 
-    /// Takes back the newest nCount elements. Result: false for 0, and for more than there are.
+    /// Drops the newest nCount elements. Result: false for 0, and for more than there are.
     bool popBack(unsigned int nCount)
     {
         if (nCount == 0 || nCount > mCount)
@@ -186,8 +187,8 @@ public:
         return true;
     }
 
-    /// Removes at most nCount elements from a logical index on by shifting the newer ones; the head stays, also
-    /// for index 0. Linear in the elements behind the run; pop() drops the oldest at no such cost.
+    /// Removes at most nCount elements, from a logical index on, by shifting the newer ones. Takes time in proportion
+    /// to the elements shifted; pop() drops the oldest without shifting.
     void erase(unsigned int nIndex, unsigned int nCount)
     {
         if (nIndex >= mCount)
@@ -212,7 +213,7 @@ public:
         mCount = lNewCount;
     }
 
-    /// Drops everything and puts the head back to the front of the block.
+    /// Drops all elements; the next one goes to the front of the block.
     void clear()
     {
         mCount = 0;
@@ -235,13 +236,13 @@ private:
     int mHead;              // physical index of logical element 0
 };
 
-/// The first-in-first-out face of a RingArray. Members do, give and leave what those of the same names there do.
+/// A first-in-first-out queue of constant capacity. Its members are those of RingArray.
 /// Safety: as Array.
 template <class T>
 class Queue
 {
 public:
-    /// nMaxCount: elements, for life.
+    /// nMaxCount: the capacity in elements.
     explicit Queue(unsigned int nMaxCount)
         : mRing(nMaxCount)
     {

@@ -1,4 +1,4 @@
-/// Plain operations on bytes that accept null pointers. Layer: raw memory (lowest).
+/// Operations on bytes that accept null pointers. Layer: raw memory (lowest).
 ///
 /// Sizes are bytes. With a null pointer nothing happens, and compareMemory() gives false. No log, no lock.
 /// Safety: any thread, also in a signal handler and after a fork; never blocks.
@@ -10,10 +10,10 @@
 namespace utl
 {
 
-/// The areas must not overlap; see moveMemory().
+/// Copies bytes. The areas must not overlap; see moveMemory().
 UTL_API void copyMemory(void* npDst, void const* npSrc, unsigned int nSize);
 
-/// Like copyMemory(), for areas that may overlap.
+/// Copies bytes between areas that may overlap.
 UTL_API void moveMemory(void* npDst, void const* npSrc, unsigned int nSize);
 
 /// Sets every byte to nValue.
@@ -22,7 +22,7 @@ UTL_API void fillMemory(void* npDst, unsigned int nSize, unsigned char nValue);
 /// Sets every byte to 0.
 UTL_API void zeroMemory(void* npDst, unsigned int nSize);
 
-/// Result: true when all bytes are equal, also for a size of 0.
+/// Result: true if all bytes are equal, also for a size of 0.
 UTL_API bool compareMemory(void const* npFirst, void const* npSecond, unsigned int nSize);
 
 } // namespace utl

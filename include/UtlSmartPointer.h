@@ -12,11 +12,12 @@
 namespace utl
 {
 
-/// The number of holders of one thing.
+/// Counts the holders of one object or handle.
 ///
-/// Threads:  any. Locks: one of its own, a leaf, held for one step of the count.
+/// Threads:  any.
+/// Locks:    one of its own, a leaf, held while the count changes.
 /// Signals:  no.
-/// Forks:    the child has a count of its own, in which the parent's holders stay; see SyncObject.
+/// Forks:    the child has a count of its own, which still counts the parent's holders; for its lock see SyncObject.
 /// Blocking: for that lock.
 class UTL_API RefCounter
 {
@@ -26,9 +27,9 @@ public:
     RefCounter& operator=(RefCounter const&) = delete;
     virtual ~RefCounter();
 
-    void addReference(); ///< One holder more.
-    int dropReference(); ///< Result: the holders left; whoever gets 0 disposes of thing and counter.
-    int count() const;   ///< As of now; other threads may change it at once.
+    void addReference(); ///< Adds a holder.
+    int dropReference(); ///< Removes a holder. Result: those left; whoever gets 0 disposes of object and counter.
+    int count() const;   ///< The holders at this moment; other threads may change the count at once.
 
 private:
     int mCounter UTL_GUARDED_BY(mLock) = 0;
@@ -41,9 +42,9 @@ class UTL_API GetRefCounterInterface
 {
 public:
     virtual ~GetRefCounterInterface();
-    virtual RefCounter* actGetRefCounter() const = 0; ///< Ours; null when nothing is held.
+    virtual RefCounter* actGetRefCounter() const = 0; ///< This holder's counter; null if it holds nothing.
 
-    /// The other's; null when nothing is held.
+    /// Another holder's counter; null if that holds nothing.
     RefCounter* getRefCounter(GetRefCounterInterface const& nOther) const { return nOther.actGetRefCounter(); }
 
 protected:
@@ -55,23 +56,24 @@ protected:
 namespace internal
 {
 
-/// Adds a holder, if there is a counter.
+/// Adds a holder, if the counter is not null. Result: npCounter.
 UTL_API RefCounter* addReference(RefCounter* npCounter);
 
-/// Takes one holder away; reports a count below 0 in the log.
-/// npClass: the name for the report. Result: true for the last one: dispose of the thing, then delete the counter.
+/// Removes a holder; reports a count below 0 in the log.
+/// npClass: the class name for the report.
+/// Result:  true for the last holder, which disposes of the object and then deletes the counter.
 UTL_API bool dropReference(RefCounter* npCounter, char const* npClass);
 
 } // namespace internal
 
-/// Shares a pointer: the last holder to go calls D()(pointer) on it, without a lock.
+/// A holder that shares a pointer with its copies: the last one to let go calls D()(pointer), without a lock.
 ///
-/// Ownership: taken by construction and set(), unless allocating the counter throws: then nothing has changed.
-/// While a disposer runs, the holder that lets go must not be used.
-/// Threads:   copies may live in different threads. One holder is for one thread at a time, and the object behind is
+/// Ownership: construction and set() take it, unless allocating the counter throws: then nothing has changed.
+///            While a disposer runs, the holder that lets go must not be used.
+/// Threads:   copies may be used by different threads. One holder is used by one thread at a time, and the object is
 ///            not protected.
 /// Signals:   only get(), of a holder that is not being changed.
-/// Forks:     the child has holders and a count of its own, so the disposer runs in parent and child.
+/// Forks:     the child has holders and a count of its own, so the disposer runs in both parent and child.
 /// Blocking:  for the counter's lock, and as long as the disposer does.
 template <class T, class D>
 class CountingPointer : public GetRefCounterInterface
@@ -97,15 +99,15 @@ public:
     /// Shares what the other holds, and lets go of what was held before.
     CountingPointer& operator=(CountingPointer const& nOther)
     {
-        T* const lpObject = nOther.mpObject; // the other may belong to the object that goes
+        T* const lpObject = nOther.mpObject; // nOther may be part of the object that replace() disposes of
         RefCounter* const lpRefCounter = internal::addReference(getRefCounter(nOther));
         replace(lpObject, lpRefCounter);
         return *this;
     }
 
-    /// Holds another object, or none for null, with a counter of its own; other holders keep the old one. Setting
-    /// the same object again changes nothing.
-    /// Caution: an object that other holders share must come by copying a holder; set() would count it twice.
+    /// Holds another object, or none for null, with a new counter; other holders keep the old object. Setting the same
+    /// object again changes nothing.
+    /// Caution: to share an object that has holders already, copy one of them; set() would count it twice.
     UTL_SHARP_EDGE("copy a holder of an object that is shared")
     void set(T* npObject)
     {
@@ -118,13 +120,13 @@ public:
     /// Lets go, and is empty afterwards.
     void release() { replace(nullptr, nullptr); }
 
-    T& operator*() const { return *mpObject; }                             ///< Not when empty.
-    T* operator->() const { return mpObject; }                             ///< Null when empty.
-    T* get() const { return mpObject; }                                    ///< Null when empty.
-    RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null when empty.
+    T& operator*() const { return *mpObject; }                             ///< Not of an empty holder.
+    T* operator->() const { return mpObject; }                             ///< Null if empty.
+    T* get() const { return mpObject; }                                    ///< Null if empty.
+    RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null if empty.
 
 protected:
-    /// Shares what a holder of another type holds, seen as npObject.
+    /// Shares what a holder of another type holds. npObject: the same object as a T.
     CountingPointer(T* npObject, GetRefCounterInterface const& nOther)
         : mpObject(npObject),
           mpRefCounter(internal::addReference(getRefCounter(nOther)))
@@ -153,13 +155,14 @@ private:
 };
 
 /// Shares a handle, by value, as CountingPointer shares a pointer. The handle 0 means that nothing is held.
-/// Safety: as CountingPointer. A descriptor is the child's too: closing it on one side leaves it open on the other.
+/// Safety: as CountingPointer. After a fork both parent and child have a descriptor: closing it in one leaves it open
+///         in the other.
 template <class T, class D>
 class Counting : public GetRefCounterInterface
 {
 public:
     Counting() = default;
-    /// Members do what those of the same names in CountingPointer do.
+    /// As in CountingPointer, and so are all members.
     explicit Counting(T nHandle) { set(nHandle); }
     /// Shares what the other holds.
     Counting(Counting const& nOther)
@@ -192,9 +195,9 @@ public:
     /// Lets go, and is empty afterwards.
     void release() { replace(T(), nullptr); }
 
-    T operator*() const { return mHandle; }                                ///< 0 when empty.
-    T get() const { return mHandle; }                                      ///< 0 when empty.
-    RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null when empty.
+    T operator*() const { return mHandle; }                                ///< 0 if empty.
+    T get() const { return mHandle; }                                      ///< 0 if empty.
+    RefCounter* actGetRefCounter() const override { return mpRefCounter; } ///< Null if empty.
 
 private:
     void drop()
@@ -231,8 +234,9 @@ public:
     }
 };
 
-/// Closes a file descriptor after an fsync, and ignores both results. 0 and -1 are left alone.
-/// Safety: any thread, also in a signal handler, but for errno, and after a fork; blocks as long as the device does.
+/// Closes a file descriptor after an fsync, and ignores both results. Does nothing for 0 and -1.
+/// Safety: any thread, also after a fork, and in a signal handler that restores errno; blocks as long as the device
+///         does.
 class UTL_API DestructCloseFile
 {
 public:
@@ -251,7 +255,7 @@ public:
         : CountingPointer<T, DestructPointer<T>>(npObject)
     {
     }
-    /// Shares what a holder of a derived class holds. The last holder deletes it as whatever it knows it as.
+    /// Shares what a holder of a derived class holds. The last holder deletes the object through its own pointer type.
     template <class D, class = std::enable_if_t<std::is_convertible_v<D*, T*> && !std::is_same_v<D, T>>>
     SmartPointer(SmartPointer<D> const& nOther)
         : CountingPointer<T, DestructPointer<T>>(nOther.get(), nOther)
@@ -259,10 +263,10 @@ public:
         static_assert(std::has_virtual_destructor_v<T>, "the last holder deletes it as a T");
     }
 
-    explicit operator bool() const { return this->get() != nullptr; } ///< Holds something.
+    explicit operator bool() const { return this->get() != nullptr; } ///< Whether it holds an object.
 };
 
-/// A new object in a holder. If memory runs out, for the object or for its counter, neither is left.
+/// A new object in a holder. If memory runs out, for the object or for its counter, both are freed.
 /// Safety: as SmartPointer.
 template <class T, class... A>
 SmartPointer<T> makeSmart(A&&... nArguments)
@@ -273,7 +277,7 @@ SmartPointer<T> makeSmart(A&&... nArguments)
     return lpHolder;
 }
 
-/// Two holders of the same object, or of none. Safety: as SmartPointer.
+/// Whether two holders hold the same object, or both hold none. Safety: as SmartPointer.
 template <class T, class D>
 bool operator==(SmartPointer<T> const& nLeft, SmartPointer<D> const& nRight)
 {

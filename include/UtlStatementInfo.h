@@ -7,15 +7,15 @@
 namespace utl
 {
 
-/// Where a thread last passed. By custom a blocking call stands between two reports of one line:
-/// sub 1 just before it, sub 2 just after it.
+/// The place in the source where a thread last reported. A blocking call has two reports with the same line: sub 1 just
+/// before it, sub 2 just after it.
 ///
 /// Ownership: the texts are not owned and must live for ever; pass literals. Copies copy the pointers.
 /// Safety:    a value.
 class UTL_API StatementInfo
 {
 public:
-    /// npFile: the source's path, stored as it comes. npFunction: its literal name; null counts as empty.
+    /// npFile: the path of the source file, stored as it is. npFunction: the function's name; null counts as empty.
     constexpr StatementInfo(char const* npFile, char const* npFunction, unsigned int nLine, unsigned int nSub)
         : mFile(npFile),
           mFunction(npFunction != nullptr ? npFunction : ""),
@@ -33,7 +33,7 @@ public:
     unsigned int line() const { return mLine; }
     unsigned int sub() const { return mSub; }
 
-    /// Compares the texts as texts, a null being empty, then line and sub.
+    /// Compares the contents of the texts, a null counting as empty, then line and sub.
     bool operator==(StatementInfo const& nOther) const;
     bool operator!=(StatementInfo const& nOther) const { return !(*this == nOther); }
 

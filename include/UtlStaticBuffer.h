@@ -10,10 +10,10 @@ namespace utl
 template <class T>
 class WorkingBuffer;
 
-/// Three rows of scratch memory, one object for the process. Its rows are borrowed through WorkingBuffer.
+/// Three rows of scratch memory, in one object for the process. WorkingBuffer borrows a row.
 ///
-/// Lifetime: built zero-filled on first use, also before main(); never destroyed, so that threads which still run
-///           while the process exits may go on using it.
+/// Lifetime: made zero-filled on first use, also before main(). It is never destroyed: threads that still run while the
+///           process exits can go on using it.
 /// Locks:    mBufferLock, a recursive leaf: nothing but text work runs while it is held.
 /// Threads:  any, through WorkingBuffer.
 /// Signals:  no.
@@ -42,12 +42,12 @@ private:
 
     SyncObject mBufferLock;
     char mBuffers[ROW_COUNT][ROW_SIZE] UTL_GUARDED_BY(mBufferLock);
-    int mUseCount UTL_GUARDED_BY(mBufferLock); // WorkingBuffers alive
+    int mUseCount UTL_GUARDED_BY(mBufferLock); // the number of WorkingBuffers that exist
 };
 
 /// Borrows one row of the StaticBuffer for a scope. T is char.
 ///
-/// The row comes as its last user left it. Nested objects of one thread get rows 0, 1 and 2.
+/// The row's content is what its last user left. Nested objects of one thread get rows 0, 1 and 2.
 /// Caution: a fourth nested object, and every deeper one, gets row 2 again and overwrites what is in it; keep at most
 /// three alive in one thread.
 ///
@@ -62,8 +62,8 @@ class WorkingBuffer
 public:
     static constexpr unsigned int CAPACITY = StaticBuffer::ROW_SIZE; ///< bytes, terminator included
 
-    WorkingBuffer();          ///< Takes the lock and the next row.
-    virtual ~WorkingBuffer(); ///< Gives both back.
+    WorkingBuffer();          ///< Takes the lock and borrows the next row.
+    virtual ~WorkingBuffer(); ///< Gives the row back and releases the lock.
     WorkingBuffer(WorkingBuffer const&) = delete;
     WorkingBuffer& operator=(WorkingBuffer const&) = delete;
 

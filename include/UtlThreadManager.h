@@ -23,21 +23,22 @@ class ThreadWatchdog;
 class WatchdogTimerListener;
 class WatchdogVerdictListener;
 
-/// Starts threads, knows them by their kernel thread ids, holds name, priority and stop signal of each, and owns
-/// the software watchdog.
+/// Starts threads, keeps name, priority and end event of each under its kernel thread id, and owns the software
+/// watchdog.
 ///
 /// Ids:       kernel thread ids (gettid), never pthread_t values.
 /// Ownership: owns its entries and the watchdog; destroying it detaches threads and ends none.
 /// Threads:   any, unless said otherwise.
 /// Signals:   no, but for getCallerId() and getIfCreated().
-/// Forks:     the child has the entries, not the threads: these count as active for ever, the watchdog stands still,
-///            and destroy() waits for ever. The thread that forked has a new id, which is not registered. Entering the
-///            watchdog's table is refused if another thread's first get() was starting the watchdog.
-/// Blocking:  for the lock below, and so for a thread that starts, or for the watchdog's alone (reports and most
-///            operations of the watchdog); the first get(), entry(), destroy(), waitToStop() and
-///            setWatchdogWatchInterval() for a thread. getCallerId() and getIfCreated() never.
+/// Forks:     the child has the entries, not the threads: these count as active for ever, the watchdog checks nothing,
+///            and destroy() waits for ever. The thread that forked has a new id, which is not registered. If another
+///            thread was starting the watchdog by its first get() at the fork, the child cannot enter threads into the
+///            watchdog's table.
+/// Blocking:  most functions wait for the lock below, and so for a thread that starts. Reports and most operations of
+///            the watchdog wait for its lock only. The first get(), entry(), destroy(), waitToStop() and
+///            setWatchdogWatchInterval() wait for a thread. getCallerId() and getIfCreated() never wait.
 /// Locks:     mEntrySyncObject, before the instantiation lock and before the watchdog's lock. It is held while
-///            a new thread starts, so that everything else here waits for that.
+///            a new thread starts, so all other functions that need it wait for that.
 /// Reports:   each blocking system call stands between two keep-alive reports.
 class UTL_API ThreadManager
 {
@@ -50,90 +51,94 @@ public:
     static constexpr unsigned int DEFAULT_ENTRY_MAX = 128;
 
     /// The registry, created on first use with DEFAULT_ENTRY_MAX entries; the first call also starts the watchdog.
-    /// If several threads make the first call at once, one starts the watchdog and the others go on. What they enter
-    /// into its table waits until it runs. From a sink of the log it is refused instead, as before the start.
+    /// If several threads make the first call at once, one starts the watchdog and the others go on. If they enter a
+    /// thread into the watchdog's table, that waits until the watchdog runs; in a sink of the log it is refused
+    /// instead.
     static ThreadManager* get();
 
     /// The registry, or null if nothing has created it yet. Creates nothing and starts no watchdog.
     static ThreadManager* getIfCreated();
 
-    /// Creates the registry with room for nEntryMax threads; it must be the first use of the registry, and every
-    /// keep-alive report counts as one. Result: false, with nothing changed, if it exists already.
+    /// Creates the registry with room for nEntryMax threads. This must be the first use of the registry; every
+    /// keep-alive report counts as a use. Result: false, with nothing changed, if the registry exists already.
     static bool initializeEntryMax(unsigned int nEntryMax);
 
-    /// Shuts the watchdog down, waiting for its thread, and deletes the registry; a later get() starts all over.
-    /// Caution: pointers that get() gave are dangling afterwards; stop your threads and file operations first. Called
-    /// from a watchdog listener it would wait for itself.
+    /// Shuts the watchdog down, waiting for its thread, and deletes the registry; a later get() makes new ones.
+    /// Caution: pointers that get() gave dangle afterwards; stop your threads and file operations first. Called from a
+    /// watchdog listener it would wait for itself.
     UTL_SHARP_EDGE("stop threads and file operations first")
     static void destroy();
 
     /// The calling thread's kernel id. Cached for each thread, right again in the child of a fork.
     static int getCallerId();
 
-    /// For destroy() alone.
+    /// Called by destroy() only.
     virtual ~ThreadManager();
     ThreadManager(ThreadManager const&) = delete;
     ThreadManager& operator=(ThreadManager const&) = delete;
 
     /// Starts a thread and registers it.
     ///
-    /// npFunction, npName: not null. npArgument: handed to the function.
+    /// npFunction, npName: not null.
+    /// npArgument:   passed to the function.
     /// nUseWatchdog: at exactly 1 the watchdog reports the thread once it has been silent for nAliveTimeMs, to the log
-    ///               and to npListener, which is not owned; with null the table of all threads is logged.
-    ///               Whether the watchdog's table has room is not looked at.
+    ///               and to npListener, which is not owned; with null the table of all threads is logged. It is not
+    ///               checked whether the watchdog's table has room.
+    /// nPriority:    a thread that cannot set its nice value logs that and runs at the one that it has; see
+    ///               ThreadPriority for a process that was started with nice.
     /// nReserved:    ignored.
     /// Caution: an invalid nPriority is not refused: the thread runs at nice 19. Check it first.
     /// Caution: entries of ended threads stay until unregister(); with a registry full of them every entry() fails in
     /// silence.
     /// Blocking: until the new thread has set its priority and told its id. The function may run before this returns;
-    /// with nUseWatchdog 1 it begins when the watchdog has been told of the thread, or could not be.
-    /// Kernel:   top, ps, gdb and core files show the thread by npName, cut to whole characters within 15 bytes.
-    /// Result:   the thread's id; 0 for a null, for a full registry (both in silence), when no thread can be made, and
-    ///           when the id is registered already (both logged; in the last case the thread runs on, unregistered).
-    /// A thread that cannot set its nice value logs that and runs at the priority that it has; see ThreadPriority for a
-    /// process that is niced.
+    ///           with nUseWatchdog 1 it begins after the thread was entered into the watchdog's table, or refused
+    ///           there.
+    /// Kernel:   top, ps, gdb and core files show the thread with npName, cut to whole characters within 15 bytes.
+    /// Result:   the thread's id; 0 for a null and for a full registry (both in silence), and if no thread can be made
+    ///           or the id is registered already (both logged; in the last case the thread runs on, unregistered).
     int entry(void (*npFunction)(void*), void* npArgument, int nUseWatchdog, unsigned int nAliveTimeMs,
               WatchdogTimerListener* npListener, char const* npName, ThreadPriority const& nPriority,
               unsigned int nReserved);
 
-    /// Registers the calling thread, which the library did not start, or gives it a new name, also for the kernel as
-    /// entry() does, but not to the first thread: its name is that of the process. Such a thread has no stop signal and
-    /// never counts as active.
-    /// Result: its id; 0 for a null name, for a thread that entry() started (both in silence), for a full registry
-    /// (logged).
-    /// Caution: an ended thread of the same kernel id that is still registered counts as started: 0. Take ended threads
-    /// out.
+    /// Registers the calling thread, which the library did not start, or gives it a new name. As with entry() the
+    /// kernel gets the name, too, but not for the first thread, whose name is that of the process. Such a thread never
+    /// counts as active, and waitToStop() does not wait for it.
+    /// Result: its id; 0 for a null name and for a thread that entry() started (both in silence), and for a full
+    ///         registry (logged).
+    /// Caution: if an ended thread with the same kernel id is still registered, the result is 0; take ended threads out
+    /// with unregister().
     int entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName);
 
-    /// Takes a thread out of the registry, not out of the watchdog's table, and lets go of its handle.
+    /// Takes a thread out of the registry, but not out of the watchdog's table, and lets go of its handle.
     /// Result: false for an unknown id and for a thread that is active.
     bool unregister(int nId);
 
-    /// From now on entries are logged at level 3. Cannot be taken back.
+    /// From now on entries are logged at level 3. Cannot be undone.
     void enableRegistrationLog();
 
-    /// An entry exists, also of a thread that has ended.
+    /// Whether there is an entry, also of a thread that has ended.
     bool isThreadExist(int nId);
 
-    /// The entry exists, was made by entry(), and its function has not returned.
+    /// Whether the thread was started by entry() and its function has not returned.
     bool isThreadActive(int nId);
 
-    /// isThreadExist and isThreadActive, locked separately.
+    /// Whether isThreadExist and isThreadActive are both true; each takes the lock for itself.
     bool isActive(int nId);
 
-    /// The thread's name, or the empty text.
-    /// Caution: the pointer refers into the registry and is good only as long as no entry comes or goes; copy it at
-    /// once, or use getNames.
+    /// The thread's name; the empty text for an unknown id.
+    /// Caution: the pointer refers into the registry and is valid only until an entry is added or removed; copy the
+    /// name at once, or use getNames.
     UTL_SHARP_EDGE("use getNames()")
     char const* findName(int nId);
     UTL_SHARP_EDGE("use getNames()")
     char const* getName(int nId);
 
     /// Adds (id, name) of every entry to *npNames in ascending order; names of ids already there are replaced.
-    /// Result: false for null, and if *npNames is full: what fitted stays in it.
+    /// Result: false for null, and if *npNames is full: the entries that fitted stay in it.
     bool getNames(NameMap* npNames);
 
-    /// Result: false, with *npPriority unchanged, unless npPriority is not null and the thread is active.
+    /// Gives a thread's priority. Result: false, with *npPriority unchanged, if the thread is not active or npPriority
+    /// is null.
     bool getPriority(int nId, ThreadPriority* npPriority);
 
     /// Sets the nice value of the calling thread; nId must be its id and it must have been started by entry().
@@ -144,8 +149,8 @@ public:
     /// Result: 0; -2 at the time-out; -1 at once for an unknown id and a thread that entered itself.
     int waitToStop(int nId, unsigned int nTimeoutMs);
 
-    /// As the operations of ThreadWatchdog without the last word of the name; nId 0 stands for the calling thread. All
-    /// of them are false while the watchdog does not run.
+    /// As the functions of ThreadWatchdog whose names lack "Watchdog"; nId 0 means the calling thread. All are false
+    /// while the watchdog does not run.
     bool entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, int nId);
     bool unregisterWatchdog(int nId);
     bool isRegisteredWatchdog(int nId);
@@ -155,13 +160,13 @@ public:
     bool stopWatchdog(int nId);
     bool setWatchdogWatchInterval(unsigned int nIntervalMs);
 
-    /// As ThreadWatchdog's setVerdictListener, setReport and beatDeadline. The last is NO_TICK, all bits set, too if
-    /// nothing has created the registry; it is good in a signal handler, but not against destroy().
+    /// As ThreadWatchdog's setVerdictListener, setReport and beatDeadline. The last is also NO_TICK, all bits set, if
+    /// nothing has created the registry. A signal handler may call it, but nobody may while destroy() runs.
     void setWatchdogVerdictListener(WatchdogVerdictListener* npListener);
     void setWatchdogReport(bool nIsOn);
     static unsigned int watchdogBeatDeadline();
 
-    /// The calling thread has passed nStatement.
+    /// Reports to the watchdog that the calling thread has passed nStatement.
     void keepAliveWatchdog(StatementInfo const& nStatement);
 
     /// Prints nothing. Use printThreadInfoReg.
@@ -176,7 +181,7 @@ public:
 private:
     friend class Thread;
 
-    /// Told apart by each start of a registry: 1 at first, raised by destroy().
+    /// The number of the registry: 1 at first, raised by destroy().
     static unsigned int version() { return mVersion.load(std::memory_order_acquire); }
 
     /// Detaches a thread when the last holder of its handle goes. A handle of 0 is neither detached nor freed.
@@ -197,7 +202,7 @@ private:
         bool isActive() const;
         bool isControllable() const;
 
-        char const* name() const { return std::as_const(*mpName).c_str(); } ///< Of an entry that was made with one.
+        char const* name() const { return std::as_const(*mpName).c_str(); } ///< Not of an entry without a name.
 
         SmartPointer<BasicString<char>> mpName;
         ThreadPriority mPriority;
@@ -222,8 +227,8 @@ private:
     Start startLocked(StartRecord& nRecord, ThreadOptions const& nOptions) UTL_REQUIRES(mEntrySyncObject);
     int entryLocked(int nId, ThreadEntry const& nEntry) UTL_REQUIRES(mEntrySyncObject);
 
-    /// As entry(). *npId: the id, or 0. *npEndEvent: the event that goes on when the function has returned, wherever a
-    /// thread was made, even if it could not be registered.
+    /// As entry(). *npId: the id, or 0. *npEndEvent: the event that is set when the function has returned; set whenever
+    /// a thread was made, even if it could not be registered.
     Start entryWithEvent(void (*npFunction)(void*), void* npArgument, char const* npName, ThreadOptions const& nOptions,
                          int* npId, SmartPointer<Event>* npEndEvent);
     ThreadEntry* findLocked(int nId) UTL_REQUIRES(mEntrySyncObject);

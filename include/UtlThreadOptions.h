@@ -1,4 +1,4 @@
-/// How a thread is to run. Layer: thread registry.
+/// The options with which a thread is started. Layer: thread registry.
 #ifndef UTL_THREAD_OPTIONS_H
 #define UTL_THREAD_OPTIONS_H
 
@@ -13,7 +13,7 @@ namespace utl
 
 class WatchdogTimerListener;
 
-/// Each member as it stands leaves the matter to the system:
+/// Options for tryStart(). By default a thread is not watched, and the system decides the rest:
 ///
 ///     ThreadOptions lOptions;
 ///     lOptions.mStackSize = 64 * 1024;
@@ -21,14 +21,14 @@ class WatchdogTimerListener;
 ///     if (Start lStart = lThread.tryStart(lOptions); lStart != Start::DONE) { std::puts(text(lStart)); }
 struct ThreadOptions
 {
-    bool mUseWatchdog = false;                           ///< enter the thread into the watchdog's table
-    unsigned int mAliveTimeMs = 0;                       ///< reports that are further apart are a hang
-    WatchdogTimerListener* mpWatchdogListener = nullptr; ///< who is told of one; not owned, may be null
-    ThreadPriority mPriority{ThreadPriority::NORMAL};    ///< its nice value; must be valid
-    std::size_t mStackSize = 0;                          ///< bytes; 0: what the system gives
-    int mPolicy = SCHED_OTHER;                           ///< SCHED_FIFO and SCHED_RR need a right of the process
-    int mPolicyPriority = 0;                             ///< with these two 1 to 99, otherwise 0
-    unsigned long long mProcessors = 0;                  ///< bit n: may run on processor n; 0: on all
+    bool mUseWatchdog = false;                           ///< whether the watchdog's table gets the thread
+    unsigned int mAliveTimeMs = 0;                       ///< longest silence in milliseconds; a longer one is reported
+    WatchdogTimerListener* mpWatchdogListener = nullptr; ///< gets the report; not owned; null: only the log
+    ThreadPriority mPriority{ThreadPriority::NORMAL};    ///< the nice value; must be valid
+    std::size_t mStackSize = 0;                          ///< bytes; 0: the system's default
+    int mPolicy = SCHED_OTHER;                           ///< SCHED_FIFO and SCHED_RR need a privilege of the process
+    int mPolicyPriority = 0;                             ///< 1 to 99 with these two, otherwise 0
+    unsigned long long mProcessors = 0;                  ///< bit n allows processor n; 0: all
 };
 
 } // namespace utl

@@ -7,24 +7,24 @@
 namespace utl
 {
 
-/// A nice value, and its place on a scale of seven steps, the lowest number being the most urgent.
+/// A nice value, and its step on a scale of seven, where step 0 is the most urgent.
 ///
-/// The values are absolute, not relative to the process. Only a process with privileges may lower a nice value: in one
-/// that was started with nice -n 10 and has none, a thread that asks for NORMAL, or anything below 10, logs
-/// "ThreadManager::startThread() Error setpriority() OsValue:0" and runs at nice 10. IDLE is nice 3, so there no step
-/// is left; ThreadPriority lPriority; lPriority.OsValue(10) asks for what the process has.
+/// The values are absolute, not relative to the process. Only a privileged process may lower a nice value. Without
+/// privileges, in a process that was started with nice -n 10, a thread that asks for less than 10, such as NORMAL, logs
+/// "ThreadManager::startThread() Error setpriority() OsValue:0" and runs at nice 10. That holds for every step, since
+/// even IDLE is nice 3. There, set the process's own nice value with OsValue(10).
 ///
 /// Safety: a value.
 class UTL_API ThreadPriority
 {
 public:
-    /// The nice value that stands for "no priority"; the operating system knows none such.
+    /// Means "no priority"; no nice value of the operating system.
     static constexpr int INVALID_OS_VALUE = 100;
 
     /// The scale.
     enum Priority
     {
-        INVALID = -1,      ///< no step
+        INVALID = -1,      ///< no step of the scale
         TIME_CRITICAL = 0, ///< nice -4
         HIGH = 1,          ///< nice -2
         ABOVE_NORMAL = 2,  ///< nice -1
@@ -34,20 +34,20 @@ public:
         IDLE = 6           ///< nice 3
     };
 
-    /// nPriority: a step of the scale; any other number makes INVALID_OS_VALUE.
+    /// nPriority: a step of the scale; any other number gives INVALID_OS_VALUE.
     ThreadPriority(int nPriority = NORMAL);
     ThreadPriority(ThreadPriority const&) = default;
     ThreadPriority& operator=(ThreadPriority const&) = default;
     virtual ~ThreadPriority() = default;
 
-    /// The same.
+    /// Set a step, as the constructor does.
     ThreadPriority& operator=(Priority nPriority);
     void value(int nPriority);
 
     /// The step of the nice value: everything below -3 is TIME_CRITICAL, -3 is HIGH, everything above 3 is INVALID.
     int value() const;
 
-    /// The nice value, stored as it comes.
+    /// The nice value; any number is stored.
     void OsValue(int nOsValue) { mOsValue = nOsValue; }
     int OsValue() const { return mOsValue; }
 

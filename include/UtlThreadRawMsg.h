@@ -1,4 +1,4 @@
-/// The image of one message, of fixed size. Layer: message marshalling.
+/// The fixed-size image of one message. Layer: message marshalling.
 #ifndef UTL_THREAD_RAW_MSG_H
 #define UTL_THREAD_RAW_MSG_H
 
@@ -12,18 +12,19 @@ namespace internal
 class RingImage;
 }
 
-/// Holds a message as bytes: the id in the first 4, then the values as they lie in memory, one directly behind the
-/// other, without tags, lengths or padding; the rest is whatever was there before. A pointer takes sizeof(void*)
-/// bytes. The image always has maxSize() bytes and stays inside the process.
+/// Holds a message as bytes: the id in the first 4, then the values as they are in memory, without tags, lengths or
+/// padding; the remaining bytes are whatever was there before. A pointer takes sizeof(void*) bytes. The image always
+/// has maxSize() bytes and stays inside the process.
 ///
-/// One object stores or restores at a time and serves for many messages: beginInput() and beginOutput(), which
-/// Msg::storeTo() and restoreFrom() call, rewind behind the id and forget failures; they clear no bytes.
+/// One object serves for many messages, one at a time: beginInput() and beginOutput(), which Msg::storeTo() and
+/// restoreFrom() call, move the position behind the id and forget failures; they clear no bytes.
 ///
 /// Caution: on a new or copied object both positions are 0, on the id: set() overwrites it and get() reads it; call
 /// beginInput() or beginOutput() first.
 ///
-/// Results:  false on failure. A failure (no room, a null) is kept, and everything fails until the next begin; a text
-///           too long for the caller's buffer alone is not kept. Nothing is logged, nothing grows.
+/// Results:  false on failure. After a failure (no room, a null) every call fails until the next beginInput() or
+///           beginOutput(). Only a text that is too long for the caller's buffer does not make later calls fail.
+///           Nothing is logged, nothing grows.
 /// Threads:  no lock; the owner guards every access.
 /// Signals:  yes, for an object that is the handler's own; making and assigning one allocates.
 /// Forks:    the child has a copy of its own.
@@ -31,11 +32,11 @@ class RingImage;
 class UTL_API ThreadRawMsg : public MsgDataBroker
 {
 public:
-    /// nMaxSize: bytes with the id, at least 4 are taken. The image is not cleared.
+    /// nMaxSize: bytes of the image, its id included; below 4 counts as 4. The image is not cleared.
     explicit ThreadRawMsg(unsigned int nMaxSize);
     /// Copies the image, and starts at position 0 without a failure.
     ThreadRawMsg(ThreadRawMsg const& nOther);
-    /// Takes over capacity, image, positions and result. buffer() may change. An allocator's exception changes nothing.
+    /// Copies capacity, image, positions and result. buffer() may change. An allocator's exception changes nothing.
     ThreadRawMsg& operator=(ThreadRawMsg const& nOther);
     ~ThreadRawMsg() override;
 
@@ -43,7 +44,7 @@ public:
     bool beginOutput() override;
     int getResult() override; ///< 0, or -1 after a failure.
 
-    /// The id has its own place: neither positions nor failures matter, and a null alone gives false.
+    /// The id has its own place: positions and failures do not matter. Result: false for null only.
     bool setMsgId(int nMsgId) override;
     bool getMsgId(int* npMsgId) override;
 
@@ -60,8 +61,8 @@ public:
     bool set(double nValue) override;
     bool set(void* npValue) override;
     bool set(char const* npText) override;
-    /// Caution: a wide text is measured before anything else, even if the image has failed already; it must be
-    /// readable up to its terminator at any time. getResult() tells beforehand. Null fails as everywhere.
+    /// Caution: a wide text is measured before anything else, even after a failure; it must always be readable up to
+    /// its terminator. getResult() tells of a failure beforehand. Null fails as everywhere.
     UTL_SHARP_EDGE("look at getResult() first")
     bool set(wchar_t const* npText) override;
     bool set(unsigned char const* npBytes, unsigned int nSize) override;
@@ -78,8 +79,8 @@ public:
     bool get(float* npValue) override;
     bool get(double* npValue) override;
     bool get(void** npValue) override;
-    /// Caution: a text that does not fit nMaxLength, or has no terminator, gives false but no failure: getResult()
-    /// and restoreFrom() know nothing of it, and the next get() starts at the same place. Look at this result.
+    /// Caution: a text that does not fit nMaxLength, or has no terminator, gives false, but getResult() and
+    /// restoreFrom() do not tell, and the next get() starts at the same place. Check this result.
     UTL_SHARP_EDGE("look at the result")
     bool get(char* npBuffer, unsigned int nMaxLength) override;
     /// Caution: as for narrow text.
@@ -87,20 +88,20 @@ public:
     bool get(wchar_t* npBuffer, unsigned int nMaxLength) override;
     bool get(unsigned char* npBuffer, unsigned int nSize) override;
 
-    /// What the text at the output position takes, in characters with the terminator.
-    /// Result: -1 when it is longer than nMaxLength, counted so, or has no terminator inside the image.
+    /// The length of the text at the output position, in characters with the terminator.
+    /// Result: -1 if that is more than nMaxLength, or there is no terminator inside the image.
     int checkOutputStrLength(unsigned int nMaxLength) const;
     int checkOutputWideStrLength(unsigned int nMaxLength) const;
 
-    /// The image, maxSize() bytes; ours.
+    /// The image, maxSize() bytes; owned by this object.
     unsigned char* buffer() { return mpBuffer; }
     unsigned char const* buffer() const { return mpBuffer; }
-    unsigned int maxSize() const { return mMaxSize; } ///< Its size in bytes.
+    unsigned int maxSize() const { return mMaxSize; } ///< The size of the image in bytes.
 
 private:
     friend class internal::RingImage;
 
-    /// An image in a block of somebody else, who takes it away before we go.
+    /// An image in a block that internal::SlotImage owns, and takes away again before this object is destroyed.
     ThreadRawMsg(unsigned char* npBuffer, unsigned int nSize);
 
     bool setBytes(void const* npBytes, unsigned long long nSize);

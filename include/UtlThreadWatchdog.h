@@ -29,26 +29,26 @@ class WatchdogJudge;
 class UTL_API WatchdogInfo
 {
 public:
-    /// Whether it is watched.
+    /// Whether the thread is watched.
     enum WatchStatus
     {
-        WATCHING = 0,    ///< it must report
-        NOT_WATCHING = 1 ///< it need not
+        WATCHING = 0,    ///< the thread must report
+        NOT_WATCHING = 1 ///< the thread need not report
     };
-    /// How it was last seen.
+    /// The thread's last known state.
     enum AliveStatus
     {
         UNKNOWN = 0,  ///< it has not reported yet
-        ALIVE = 1,    ///< it reported
-        TIMED_OUT = 2 ///< it was silent for too long, and that was told
+        ALIVE = 1,    ///< it reported in time
+        TIMED_OUT = 2 ///< it was silent for too long, and that was reported
     };
 
     static constexpr unsigned int DEFAULT_WATCH_INTERVAL = 1000; ///< milliseconds between two beats
-    static constexpr unsigned int NO_TICK = ~0U;                 ///< no time runs
-    static WatchdogInfo const INVALID;                           ///< a default-made one
+    static constexpr unsigned int NO_TICK = ~0U;                 ///< no tick: the time is not running
+    static WatchdogInfo const INVALID;                           ///< made without arguments
 
     WatchdogInfo() = default;
-    /// No report yet, and no time runs. npName: copied.
+    /// No report yet, and the time is not running. npName: copied.
     WatchdogInfo(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName,
                  int nWatchStatus);
     WatchdogInfo(WatchdogInfo const&) = default;
@@ -59,53 +59,54 @@ public:
     bool operator==(WatchdogInfo const& nOther) const;
     bool operator!=(WatchdogInfo const& nOther) const { return !(*this == nOther); }
 
-    /// Watched, not reported yet, and silent for the alive time. While nNowTick is below the last report's, after a
-    /// wrap of the tick counter, nothing is overdue.
+    /// Whether the thread is watched, has been silent for the alive time, and that was not reported yet. False while
+    /// nNowTick is below the tick of the last report, which happens after a wrap of the tick counter.
     bool isOverdue(unsigned int nNowTick) const;
 
     int mId = 0;                                           ///< kernel thread id
     unsigned int mAliveTime = 0;                           ///< milliseconds that may pass between two reports
     WatchdogTimerListener* mpListener = nullptr;           ///< may be null, not owned
-    unsigned int mLastAliveTick = NO_TICK;                 ///< at the last report or the start of watching
+    unsigned int mLastAliveTick = NO_TICK;                 ///< tick of the last report or the start of watching
     int mWatchStatus = NOT_WATCHING;                       ///< WatchStatus
     int mAliveStatus = UNKNOWN;                            ///< AliveStatus
-    unsigned int mTimeoutCount = 0;                        ///< lapses so far
-    StatementInfo mLastAliveInfo = StatementInfo::INVALID; ///< where it last passed
-    BasicString<char> mName;                               ///< of the thread
+    unsigned int mTimeoutCount = 0;                        ///< time-outs so far
+    StatementInfo mLastAliveInfo = StatementInfo::INVALID; ///< place of the last report
+    BasicString<char> mName;                               ///< name of the thread
 };
 
-/// The table, by thread id.
+/// The watchdog's table, by thread id.
 using WatchdogInfoMap = Map<int, WatchdogInfo, int const&, WatchdogInfo const&, CompareLessPairKey<int, WatchdogInfo>>;
 
-/// Is told of a time-out. Implemented by the application.
-/// Caution: a call may be under way, or just about to come, when unregister() or stop() returns; a listener is safe to
-/// destroy after ThreadManager::destroy(), or one that lives as long as the process.
+/// Called when a thread has been silent for too long. Implemented by the application.
+/// Caution: a call may be under way, or about to begin, when unregister() or stop() returns; destroy a listener only
+/// after ThreadManager::destroy(), or let it live as long as the process.
 /// Safety: that of the application's class; onTime() tells where it is called.
 class UTL_API WatchdogTimerListener
 {
 public:
     virtual ~WatchdogTimerListener() = default;
 
-    /// Thread nId has been silent for its alive time. On the watchdog thread, with no lock held; it may call back into
-    /// the watchdog. A slow listener delays the next beats. nInfos: a copy of the whole table, good for this call;
-    /// empty if there was no memory for it.
+    /// Thread nId has been silent for its alive time. Called on the watchdog thread, with no lock held; it may call
+    /// back into the watchdog. A slow listener delays the next beats.
+    /// nInfos: a copy of the whole table, valid for this call; empty if there was no memory for it.
     virtual void onTime(int nId, WatchdogInfoMap const& nInfos) = 0;
 };
 
 /// Checks that watched threads go on reporting. A thread that is silent for its alive time is reported once, in
-/// the log and to a listener, and again only after it has come back and lapsed again. Nothing is killed.
+/// the log and to a listener. It is reported again only if it falls silent again after a report of its own. Nothing is
+/// killed.
 ///
-/// Caution:  a thread that falls silent just before the tick counter wraps, every 49.7 days of uptime, is not reported
-///           for that lapse; the next report it makes puts it right.
-/// Use:      ThreadManager owns the process's watchdog and hands nobody a pointer to it: its operations with "Watchdog"
-///           in their names are these. A ThreadWatchdog of one's own is another one, with a table and a thread of its
-///           own, that gets only the reports that are made to it. Before initialize() and after shutdown() every query
-///           answers false.
-/// Clock:    a beat on which the clock fails passes over the table; nothing is overdue then.
+/// Caution:  if a thread falls silent just before the tick counter wraps, every 49.7 days of uptime, that is not
+///           reported; the thread is checked again from its next report on.
+/// Use:      ThreadManager owns the process's watchdog and gives nobody a pointer to it: its functions with "Watchdog"
+///           in their names call these. A ThreadWatchdog that you make yourself has a table and a thread of its own,
+///           and gets only the reports that are made to it. Before initialize() and after shutdown() every query is
+///           false.
+/// Clock:    if the clock fails on a beat, nothing is checked on that beat.
 /// Threads:  any; the checks run on a message thread of its own, "Watchdog Thread".
 /// Signals:  no.
 /// Forks:    the watchdog thread is not in the child: nothing is checked there, and shutdown() waits for ever.
-/// Blocking: for the lock; initialize(), setWatchInterval() and shutdown() for the watchdog thread, and so for a
+/// Blocking: for the lock; initialize(), setWatchInterval() and shutdown() also for the watchdog thread, and so for a
 ///           listener.
 /// Locks:    mSyncObject, after the registry's; not held while a listener runs.
 class UTL_API ThreadWatchdog : public ThreadMsgListener
@@ -113,20 +114,21 @@ class UTL_API ThreadWatchdog : public ThreadMsgListener
 public:
     /// nEntryMax: threads that can be registered; no more can be added.
     explicit ThreadWatchdog(unsigned int nEntryMax);
-    /// Ends the thread as shutdown() does, then gives up the table: a pass that is under way finds it whole to its end.
+    /// Ends the thread as shutdown() does, then frees the table: a check that is under way can use it to the end.
     ~ThreadWatchdog() override;
     ThreadWatchdog(ThreadWatchdog const&) = delete;
     ThreadWatchdog& operator=(ThreadWatchdog const&) = delete;
 
-    /// Starts thread and beat and waits until both are up. Result: false if that was done before or fails.
+    /// Starts thread and beat, and waits until both run. Result: false if that was done before, or fails.
     bool initialize(unsigned int nIntervalMs);
 
-    /// Stops the thread, waiting without limit; not from a listener of its own. It does not start again.
+    /// Stops the thread, waiting without limit. It cannot be started again. Not from a listener of this watchdog.
     void shutdown();
 
-    /// Milliseconds from beat to beat; 0: no beat, and no descriptor stays open. Waits for the watchdog thread.
+    /// Sets the time from beat to beat, in milliseconds; 0: no beat, and no descriptor stays open. Waits for the
+    /// watchdog thread.
     /// Result:  false before initialize().
-    /// Caution: from 2147483648 on the kernel refuses, which the log alone tells, and the beat stands still.
+    /// Caution: from 2147483648 on the kernel refuses, which only the log tells, and there are no beats.
     bool setWatchInterval(unsigned int nIntervalMs);
 
     /// Registers a thread, not watched until start(). npListener null: the table is printed to the log at level 3.
@@ -134,17 +136,19 @@ public:
     ///         null name (in silence).
     bool entry(int nId, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener, char const* npName);
 
-    // false for an unknown id
-    bool unregister(int nId);   ///< out of the table
-    bool isRegistered(int nId); ///< it is in the table
-    bool isWatching(int nId);   ///< it is watched
-    bool start(int nId);        ///< watched from now on; a time that runs already runs on
-    bool stop(int nId);         ///< no longer watched; status and count stay
+    // All of these are false for an unknown id.
+    bool unregister(int nId);   ///< Takes the thread out of the table.
+    bool isRegistered(int nId); ///< Whether the thread is in the table.
+    bool isWatching(int nId);   ///< Whether the thread is watched.
+    bool start(int nId);        ///< Watches the thread from now on; a time that is running already goes on.
+    bool stop(int nId);         ///< Ends watching the thread; its status and count stay.
 
-    /// A watched thread's time begins anew. Result: false for 0 (logged) and for an unknown id.
+    /// Sets a thread's alive time; a watched thread's time begins anew. Result: false for 0 (logged) and for an unknown
+    /// id.
     bool setAliveTime(int nId, unsigned int nAliveTimeMs);
 
-    /// The calling thread has passed nStatement. A lock, a search and a clock read; nothing is allocated.
+    /// Reports that the calling thread has passed nStatement. Costs a lock, a search and reading the clock; allocates
+    /// nothing.
     /// Result: false for a thread that is not registered; true otherwise, even if it is not watched and the report
     ///         is dropped.
     bool keepAlive(StatementInfo const& nStatement);
@@ -152,22 +156,25 @@ public:
     /// Prints the table to the log.
     void printWatchdogInfo(int nLevel);
 
-    /// From the next beat on each thread that is silent is judged, and npListener is told, in place of the one before;
-    /// null: nobody. Not owned. Costs some 4 microseconds a beat for each thread that has not reported since the last
-    /// one, and two descriptors while it stays silent.
-    /// When this returns, a call of the former one may be under way, or about to come, as for WatchdogTimerListener.
+    /// From the next beat on the watchdog judges each thread that is silent, and calls npListener instead of the former
+    /// listener. Costs some 4 microseconds a beat for each thread that has not reported since the last one, and two
+    /// descriptors while it stays silent.
+    ///
+    /// npListener: not owned; null: none. When this returns, a call of the former listener may be under way, or about
+    ///             to begin, as for WatchdogTimerListener.
     void setVerdictListener(WatchdogVerdictListener* npListener);
 
-    /// true: from now on a time-out of a message thread or a shared timer has a second line in the log, which tells
-    /// what that does, and each verdict has a line: level 1 for a thread that hangs, otherwise 2. Off at first.
+    /// nIsOn: true makes the log tell more. A time-out of a message thread or a shared timer gets a second line, which
+    ///        tells what that thread does. Each verdict gets a line: level 1 for a thread that hangs, otherwise 2. Off
+    ///        by default.
     void setReport(bool nIsOn);
 
-    /// The tick, as of TimeCounter::getTickTime(), by which the next beat will have ended if the watchdog is alive: a
-    /// later one is overdue. NO_TICK: there is no beat.
+    /// The tick of TimeCounter::getTickTime() by which the next beat ends if the watchdog is alive. Once that tick has
+    /// passed, the watchdog itself is late. NO_TICK: there is no beat.
     /// Threads: any; also in a signal handler; never blocks.
     unsigned int beatDeadline() const { return mBeatDeadline.load(std::memory_order_relaxed); }
 
-    /// The watchdog thread's messages.
+    /// Handles the watchdog thread's messages.
     void receiveMsg(int nThreadId, ThreadRawMsg& nRawMsg) override;
 
 private:
@@ -195,7 +202,7 @@ private:
     MsgDrivenThread* mpThread = nullptr; // owned, constant between constructor and destructor
 
     // Any thread, without a lock.
-    std::atomic<int> mTimerId{-1}; // the beat
+    std::atomic<int> mTimerId{-1}; // the timer of the beat
     std::atomic<bool> mIsInitialized{false};
     std::atomic<unsigned int> mIntervalMs{0};
     std::atomic<unsigned int> mBeatDeadline{WatchdogInfo::NO_TICK};
@@ -205,7 +212,7 @@ private:
     SyncObject mSyncObject;
     WatchdogInfoMap mWatchdogInfos UTL_GUARDED_BY(mSyncObject);
     bool mIsInKeepAlive UTL_GUARDED_BY(mSyncObject) = false; // a report from inside a report is dropped
-    std::unique_ptr<internal::WatchdogJudge> mpJudge UTL_GUARDED_BY(mSyncObject); // set once; the watchdog thread's
+    std::unique_ptr<internal::WatchdogJudge> mpJudge UTL_GUARDED_BY(mSyncObject); // set once; for the watchdog thread
 };
 
 } // namespace utl

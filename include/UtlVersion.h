@@ -1,4 +1,4 @@
-/// Which version of the library this is. Layer: below everything.
+/// The version of the library. Layer: below everything.
 #ifndef UTL_VERSION_H
 #define UTL_VERSION_H
 
@@ -14,8 +14,8 @@
 namespace utl
 {
 
-/// The version of the library that the process runs with, as UTL_VERSION counts. It differs from UTL_VERSION if the
-/// library was exchanged after the program was built.
+/// The version of the library that the process runs with, in the form of UTL_VERSION. It differs from UTL_VERSION if
+/// the library was replaced after the program was built.
 ///
 /// Safety: any thread, signal handlers, the child of a fork; never waits, never fails.
 UTL_API unsigned int version();

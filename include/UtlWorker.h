@@ -1,6 +1,6 @@
 /// A worker in today's C++: typed messages, closures, calls that answer, timers. Layer: face, above all.
 ///
-/// Compiled by its user and not part of the library's binary interface, so not in Utl.h.
+/// The application compiles this header; it is no part of the library's binary interface, so Utl.h does not include it.
 #ifndef UTL_WORKER_H
 #define UTL_WORKER_H
 
@@ -30,21 +30,21 @@
 namespace utl
 {
 
-/// The version of this header. What two shared libraries compiled from different versions never has the same name.
+/// The version of this header. Two shared libraries compiled with different versions have different symbol names.
 inline namespace worker_1_0
 {
 
 /// What became of a call.
 enum class [[nodiscard]] Call{
-    DONE,        ///< it has run
-    FULL,        ///< no room now; it does not run
-    STOPPED,     ///< the worker has ended, was asked to end, or ended before it came to the call; it does not run
-    NOT_STARTED, ///< the worker does not run yet
-    TIMED_OUT,   ///< it had not begun when its time was over, and does not run any more
-    CYCLE        ///< the worker waits, perhaps through others, for the very thread that calls
+    DONE,        ///< the closure has run
+    FULL,        ///< no room in the queue now; the closure does not run
+    STOPPED,     ///< the worker has ended, was asked to end, or ended before the closure's turn; it does not run
+    NOT_STARTED, ///< the worker has not been started; the closure does not run
+    TIMED_OUT,   ///< the closure had not begun at the limit; it does not run any more
+    CYCLE        ///< the worker waits, perhaps through others, for the calling thread; the closure does not run
 };
 
-/// A few words for a person, never null.
+/// A few words for people, never null.
 /// Safety: any thread; also in a signal handler and after a fork; never blocks.
 inline char const* text(Call nCall)
 {
@@ -70,9 +70,9 @@ namespace worker_internal
 {
 
 constexpr unsigned int CLOSURE_SIZE = 6 * sizeof(void*); // bytes of a closure that is posted
-constexpr unsigned int TOO_LONG_MS = 0x80000000U;        // a duration that no timer takes
+constexpr unsigned int TOO_LONG_MS = 0x80000000U;        // longer than any timer accepts
 
-/// Milliseconds, rounded up, at least 1.
+/// Milliseconds, rounded up, at least 1; TOO_LONG_MS for 2^31 and more.
 template <class Rep, class Period>
 unsigned int toMs(std::chrono::duration<Rep, Period> nDuration)
 {
@@ -85,7 +85,7 @@ unsigned int toMs(std::chrono::duration<Rep, Period> nDuration)
     return lWhole == 0 || static_cast<double>(lWhole) < lMs ? lWhole + 1 : lWhole;
 }
 
-/// Something to run on the worker, with the bytes of a message or with null.
+/// What the worker calls: for a message with its bytes, otherwise with null.
 class WorkerHandler
 {
 public:
@@ -140,17 +140,17 @@ private:
     F mFunction;
 };
 
-/// A closure as it lies in a slot.
+/// A posted closure, as it is stored in a slot of the queue.
 template <class F>
 struct WorkerClosure
 {
-    void (*mpRun)(unsigned char const*); // is given the bytes of the second
-    unsigned char mBytes[sizeof(F)];
+    void (*mpRun)(unsigned char const*); // called with mBytes
+    unsigned char mBytes[sizeof(F)];     // the closure
 
     static void run(unsigned char const* npBytes) noexcept { WorkerCopy<F>(npBytes).get()(); }
 };
 
-/// Bytes under an id.
+/// A message of plain bytes. nIndex is added to MSG_ID_WORKER_FIRST to make its id.
 class WorkerMsg final : public Msg
 {
 public:
@@ -170,7 +170,7 @@ private:
     unsigned int const mSize;
 };
 
-/// A thread that waits in a call, and the thread that it waits for.
+/// The kernel ids of a thread that waits in a call and of the thread that it waits for.
 struct WaitEdge
 {
     int mFrom;
@@ -178,11 +178,11 @@ struct WaitEdge
     WaitEdge* mpNext = nullptr;
 };
 
-/// All of them in the process, so that a ring is found before it closes.
+/// Every WaitEdge of the process. A call looks here before it waits, and refuses to close a ring.
 class WaitLedger
 {
 public:
-    /// Result: false, with nothing entered, if it would close a ring.
+    /// Result: false, with nothing entered, if the edge would close a ring.
     bool enter(WaitEdge& nEdge)
     {
         SyncGuard lGuard(mSyncObject);
@@ -224,7 +224,7 @@ private:
     WaitEdge* mpFirst UTL_GUARDED_BY(mSyncObject) = nullptr;
 };
 
-/// One for all shared libraries of the process, also those that hide their symbols. Never destroyed.
+/// The one object that all shared libraries of the process use, also those that hide their symbols. Never destroyed.
 UTL_API inline WaitLedger& waitLedger()
 {
     static WaitLedger* const lpLedger = new WaitLedger;
@@ -238,7 +238,7 @@ struct CallRecord
     void* mpContext;
     unsigned int mNumber = 0;
     CallRecord* mpNext = nullptr;
-    Call mOutcome = Call::STOPPED; // written before the next
+    Call mOutcome = Call::STOPPED; // final once mOverEvent is on
     Event mOverEvent{0, 0};
 };
 
@@ -258,10 +258,10 @@ public:
 
     using MsgDrivenThread::isOwnThread;
 
-    /// From the thread itself too: its loop ends after this dispatch.
+    /// Asks the thread to end, without waiting. On the thread itself, its loop ends after this dispatch.
     void ask() { Thread::stop(0, 0); }
 
-    /// Waits for the end, if it runs at all; it must have been asked, or is asked here.
+    /// Asks a thread that runs to end, waits for that, and takes it out of the registry.
     void join()
     {
         stop(1, 0);
@@ -274,7 +274,7 @@ protected:
     {
         if (!hasRequestedStop())
         {
-            ThreadManager::get()->unregisterWatchdog(0); // its pipe has failed; otherwise stop() has done it
+            ThreadManager::get()->unregisterWatchdog(0); // the loop ended because its pipe failed: no stop() did this
         }
         mAtEnd.handle(nullptr);
     }
@@ -283,7 +283,7 @@ private:
     WorkerHandler& mAtEnd;
 };
 
-/// What a worker and its handles share. It lives as long as one of them does; the thread ends with the worker.
+/// What a worker shares with its inboxes and timers. The last of them destroys it; the thread ends with the worker.
 ///
 /// Locks: mSyncObject, never held across a call to the message thread or to a handler.
 class WorkerState final : private ThreadMsgListener, private WorkerHandler
@@ -294,7 +294,7 @@ public:
           mOptions(nOptions),
           mMsgCount(nMsgCount),
           mTimerCount(nTimerCount),
-          mTimers(nTimerCount + 1U) // one more: a timer that fires once may set the next
+          mTimers(nTimerCount + 1U) // one more, so that a one-shot timer's closure can set the next one
     {
     }
     ~WorkerState() override = default;
@@ -303,7 +303,7 @@ public:
 
     // ------------------------------------------------------------------------------------------ before the start
 
-    /// Result: the index of its messages, 0 if it comes too late.
+    /// Result: the index of the handler's messages; 0 after the start, or if there are too many.
     unsigned int addHandler(std::unique_ptr<WorkerHandler> npHandler, unsigned int nSize)
     {
         SyncGuard lGuard(mSyncObject);
@@ -428,7 +428,7 @@ public:
         Event lIdleEvent(0, 0);
         bool lIsToWait = false;
         int lTimerId = -1;
-        if (hasForked()) // the lock may be held for ever
+        if (hasForked()) // another thread may have held the lock at the fork: it is never released here
         {
             return;
         }
@@ -445,7 +445,7 @@ public:
             lSlot.mpIdleEvent = lIsToWait ? &lIdleEvent : nullptr;
             lpHandler = lSlot.mIsRunning ? nullptr : std::move(lSlot.mpHandler);
         }
-        // Refused only if the queue is full of requests or the loop has ended: the next time-out frees the slot.
+        // Refused only if the queue is full of requests or the loop has ended. Then the next time-out frees the slot.
         if (lTimerId == -1 || thread()->killTimer(lTimerId, 1))
         {
             freeIfCancelled(nIndex, nSerial);
@@ -460,7 +460,7 @@ public:
 
     bool hasForked() const { return mProcessId != 0 && mProcessId != ::getpid(); }
 
-    /// The thread's id may be another's after its end.
+    /// Called on the worker's thread? After its end the kernel may give its id to another thread, hence mHasEnded.
     bool isHere() const { return thread() != nullptr && !mHasEnded && thread()->isOwnThread(); }
 
     void stop()
@@ -488,7 +488,7 @@ public:
         postFinish();
         if (!isHere())
         {
-            unsigned int const RETRY_MS = 20; // a queue that was full of requests need not bring a message to retry at
+            unsigned int const RETRY_MS = 20; // receiveMsg() retries, too, but a queue full of requests has no message
             while (mIsToFinish && thread()->waitTo(Thread::STAGE_DONE, RETRY_MS) == Event::TIMED_OUT)
             {
                 postFinish();
@@ -507,7 +507,7 @@ public:
             std::abort();
         }
         stop();
-        std::vector<std::unique_ptr<WorkerHandler>> lHandlers; // theirs may be the last handles of us
+        std::vector<std::unique_ptr<WorkerHandler>> lHandlers; // destroyed without the lock: they may hold our inboxes
         {
             SyncGuard lGuard(mSyncObject);
             mPhase = Phase::ENDED;
@@ -531,22 +531,22 @@ private:
 
     enum class Phase
     {
-        OPEN, // inboxes may come
+        OPEN, // inboxes can be added
         STARTING,
         STARTED,
         ENDED
     };
 
-    /// Free without a serial number. A timer that fires once gives its id up before it runs.
+    /// A slot with mSerial 0 is free. A one-shot timer gives up mTimerId before its closure runs.
     struct TimerSlot
     {
         unsigned int mSerial = 0;
         unsigned int mMs = 0;
         int mTimerId = -1;
         bool mIsOneShot = false;
-        bool mIsToArm = false;     // the thread below does not know it yet
-        bool mIsRunning = false;   // its handler is being called, and stays until it has returned
-        bool mIsCancelled = false; // kept until the thread below lets go of it, or the handler has returned
+        bool mIsToArm = false;     // the message thread does not have the timer yet
+        bool mIsRunning = false;   // its handler is being called, and must not be destroyed
+        bool mIsCancelled = false; // free once the message thread has dropped the timer and no handler runs
         Event* mpIdleEvent = nullptr;
         std::unique_ptr<WorkerHandler> mpHandler;
     };
@@ -575,7 +575,7 @@ private:
             mpThread.store(mpOwnedThread.get(), std::memory_order_release);
             return lStart;
         }
-        lpThread.reset(); // one that runs outside the registry ends here
+        lpThread.reset(); // ends the thread, if it runs although the registry could not enter it
         mHasEnded = false;
         mProcessId = 0;
         return lStart;
@@ -616,11 +616,11 @@ private:
         }
         if (mIsToFinish.load(std::memory_order_relaxed))
         {
-            postFinish(); // now there is room
+            postFinish(); // this message has left room in the queue
         }
     }
 
-    /// Result: false if it is not for us.
+    /// Handles closures, calls, the end and the worker's timers. Result: false for any other message.
     bool receiveOwn(unsigned int nIndex, int nMsgId, unsigned char const* npBytes)
     {
         switch (nIndex)
@@ -639,7 +639,7 @@ private:
         }
     }
 
-    /// At the end of the thread: nobody waits any more, and nobody begins to.
+    /// Called at the end of the thread: releases all calls that wait. From now on no call begins to wait.
     void handle(unsigned char const*) noexcept override
     {
         CallRecord* lpRecord = nullptr;
@@ -650,7 +650,7 @@ private:
         }
         while (lpRecord != nullptr)
         {
-            CallRecord* const lpNext = lpRecord->mpNext; // the record goes with its event
+            CallRecord* const lpNext = lpRecord->mpNext; // its caller destroys the record once the event is on
             lpRecord->mOverEvent.setOn();
             lpRecord = lpNext;
         }
@@ -667,7 +667,7 @@ private:
 
     // ------------------------------------------------------------------------------------------ calls
 
-    /// The number and not the address is posted: a call that was given up may have left its message behind.
+    /// Posts the record's number, not its address: a call that gave up may leave its message in the queue.
     Call callRecord(CallRecord& nRecord, unsigned int nLimitMs)
     {
         {
@@ -692,12 +692,12 @@ private:
         }
         while (!nRecord.mOverEvent.isOn())
         {
-            nRecord.mOverEvent.waitToOn(0); // it has begun, and refers to our caller's stack
+            nRecord.mOverEvent.waitToOn(0); // the closure has begun, and refers to our caller's stack
         }
         return nRecord.mOutcome;
     }
 
-    /// Result: the call, which nobody else takes; null if it was given up, has begun, or was released by the end.
+    /// Takes a call that has not begun out of the list. Result: null if it gave up, has begun, or the end released it.
     CallRecord* takeCall(unsigned int nNumber)
     {
         SyncGuard lGuard(mSyncObject);
@@ -743,8 +743,8 @@ private:
         return lCount < mTimerCount && mPhase != Phase::ENDED ? lpFree : nullptr;
     }
 
-    /// Makes the thread below know a timer. The id is known here before the timer runs.
-    /// Result: false if it cannot be had, or was cancelled meanwhile; then the slot is free again.
+    /// Registers a timer with the message thread, notes its id, and only then starts it.
+    /// Result: false if that fails or the timer was cancelled meanwhile; then the slot is free again.
     bool armIfDue(unsigned int nIndex)
     {
         unsigned int lSerial = 0;
@@ -781,7 +781,7 @@ private:
         return false;
     }
 
-    /// Frees the slot of a timer that the thread below does not know any more, unless its handler runs.
+    /// Frees the slot of a timer that the message thread has dropped, unless its handler runs.
     void freeIfCancelled(unsigned int nIndex, unsigned int nSerial)
     {
         SyncGuard lGuard(mSyncObject);
@@ -871,10 +871,10 @@ private:
 
     SyncObject mSyncObject;
     Phase mPhase UTL_GUARDED_BY(mSyncObject) = Phase::OPEN;
-    CallRecord* mpCalls UTL_GUARDED_BY(mSyncObject) = nullptr; // those that wait to begin
+    CallRecord* mpCalls UTL_GUARDED_BY(mSyncObject) = nullptr; // calls that have not begun
     unsigned int mLastCall UTL_GUARDED_BY(mSyncObject) = 0;
     unsigned int mLastSerial UTL_GUARDED_BY(mSyncObject) = 0;
-    std::vector<TimerSlot> mTimers; // its length is constant; what is in it is under mSyncObject
+    std::vector<TimerSlot> mTimers; // constant length; mSyncObject guards the elements
 
     // Constant while the thread runs.
     std::vector<std::unique_ptr<WorkerHandler>> mHandlers;
@@ -886,13 +886,13 @@ private:
     // Any thread, without a lock.
     std::atomic<WorkerThread*> mpThread{nullptr}; // mpOwnedThread, once it runs
     std::atomic<bool> mIsClosed{false};           // nothing is posted any more
-    std::atomic<bool> mIsToFinish{false};         // the last message finds no room yet
+    std::atomic<bool> mIsToFinish{false};         // the finish message did not fit into the queue yet
     std::atomic<bool> mHasEnded{false};           // written under mSyncObject
 };
 
 } // namespace worker_internal
 
-/// What a call gave: a value, or why there is none.
+/// The result of Worker::call(): a value, or why there is none.
 ///
 ///     if (utl::Answer<double> lMean = lMeans.call(100ms, [&] { return lSum / lCount; })) { use(*lMean); }
 ///
@@ -901,9 +901,9 @@ template <class R>
 class [[nodiscard]] Answer
 {
 public:
-    explicit operator bool() const { return mValue.has_value(); } ///< There is a value.
-    Call outcome() const { return mOutcome; }                     ///< DONE, or why there is none.
-    /// Only if there is one.
+    explicit operator bool() const { return mValue.has_value(); } ///< True if there is a value.
+    Call outcome() const { return mOutcome; }                     ///< DONE, or why there is no value.
+    /// The value. Call these only if there is one.
     R& operator*() { return *mValue; }
     R const& operator*() const { return *mValue; }
     R* operator->() { return &*mValue; }
@@ -922,14 +922,14 @@ private:
     Call mOutcome = Call::NOT_STARTED;
 };
 
-/// The answer to a call that gives nothing: whether it has run.
+/// The result of Worker::call() with a closure that returns void: whether it has run.
 /// Safety: a value, but not in a signal handler.
 template <>
 class [[nodiscard]] Answer<void>
 {
 public:
-    explicit operator bool() const { return mOutcome == Call::DONE; } ///< It has run.
-    Call outcome() const { return mOutcome; }                         ///< DONE, or why it has not.
+    explicit operator bool() const { return mOutcome == Call::DONE; } ///< True if the closure has run.
+    Call outcome() const { return mOutcome; }                         ///< DONE, or why it has not run.
 
 private:
     friend class Worker;
@@ -943,18 +943,18 @@ private:
     Call mOutcome = Call::NOT_STARTED;
 };
 
-/// A posting end for messages of one type. Copies post to the same worker, and may outlive it.
+/// Posts messages of one type to a worker. Copies post to the same worker, and may outlive it.
 ///
-/// Safety: any thread, each its own copy or a constant one; not in a signal handler; after a fork the child must not
-/// post; never blocks but for the lock of the worker's queue.
+/// Safety: any thread, which uses its own copy or a constant object; not in a signal handler; after a fork the child
+/// must not post; waits for nothing but the lock of the worker's queue.
 template <class T>
 class Inbox
 {
 public:
-    /// Of no worker: nothing can be posted.
+    /// Belongs to no worker: post() gives NOT_STARTED.
     Inbox() = default;
 
-    /// Puts a copy of the message behind all others. Result: DONE, FULL, STOPPED, NOT_STARTED, UNREACHABLE.
+    /// Puts a copy of the message behind all that is queued. Result: DONE, FULL, STOPPED, NOT_STARTED, UNREACHABLE.
     Post post(T const& nMsg) const
     {
         return mpState != nullptr ? mpState->post(mIndex, &nMsg, sizeof(T)) : Post::NOT_STARTED;
@@ -967,12 +967,13 @@ private:
     unsigned int mIndex = 0;
 };
 
-/// A timer, which the end of this object cancels: once that has returned, the closure does not run any more. On the
-/// worker's own thread at once, the running closure included, which goes on to its end; from elsewhere after a closure
-/// under way has returned. May outlive its worker.
+/// A timer of a worker. The destructor cancels it: once it has returned, the closure does not run any more. May outlive
+/// its worker.
 ///
-/// Safety: one thread at a time; not in a signal handler; in the child of a fork it does nothing; blocks as told.
-/// From elsewhere it must not be cancelled with a lock held that the closure takes.
+/// On another thread the destructor waits for a closure under way; the caller must hold no lock that the closure takes.
+/// On the worker's own thread it never waits: a closure that cancels its own timer runs to its end.
+///
+/// Safety: one thread at a time; not in a signal handler; in the child of a fork it does nothing; waits as told above.
 class [[nodiscard]] WorkerTimer
 {
 public:
@@ -989,10 +990,10 @@ public:
     WorkerTimer(WorkerTimer const&) = delete;
     WorkerTimer& operator=(WorkerTimer const&) = delete;
 
-    /// There is a timer; also one that has fired for the last time.
+    /// True if there is a timer, even one that has fired for the last time.
     explicit operator bool() const { return mpState != nullptr; }
 
-    /// As the end of this object, now.
+    /// Cancels the timer, as the destructor does. Afterwards there is no timer.
     void cancel()
     {
         if (std::shared_ptr<worker_internal::WorkerState> const lpState = std::exchange(mpState, nullptr))
@@ -1001,7 +1002,7 @@ public:
         }
     }
 
-    /// Leaves it to the worker, with which it ends.
+    /// Leaves the timer to the worker: it goes on until the worker ends. Afterwards there is no timer here.
     void keep() { mpState.reset(); }
 
 private:
@@ -1019,32 +1020,33 @@ private:
     unsigned int mSerial = 0;
 };
 
-/// How a worker is made. All but the name may be left out.
+/// What a worker is made with. Everything but the name has a default.
 /// Safety: a value, but not in a signal handler.
 class WorkerOptions
 {
 public:
-    /// npName: copied; in the log and in the tables of threads.
+    /// npName: copied; shown in the log and in the tables of threads.
     explicit WorkerOptions(char const* npName)
         : mName(npName, 0, 0)
     {
     }
 
-    /// Messages, closures and calls that can wait; 64 if not told.
+    /// The number of messages, closures and calls that can wait; 64 by default.
     WorkerOptions& messages(unsigned int nCount)
     {
         mMsgCount = nCount;
         return *this;
     }
 
-    /// Timers at a time; none if not told.
+    /// The number of timers at a time; 0 by default.
     WorkerOptions& timers(unsigned int nCount)
     {
         mTimerCount = nCount;
         return *this;
     }
 
-    /// A handler that runs longer is a hang: the log tells, and npListener if it is given; not owned.
+    /// A handler that runs for longer than nAlive is reported, in the log and to npListener if it is not null.
+    /// npListener: not owned; must live as long as the process, or until after ThreadManager::destroy().
     template <class Rep, class Period>
     WorkerOptions& watchdog(std::chrono::duration<Rep, Period> nAlive, WatchdogTimerListener* npListener = nullptr)
     {
@@ -1054,21 +1056,21 @@ public:
         return *this;
     }
 
-    /// The nice value.
+    /// The thread's nice value.
     WorkerOptions& priority(ThreadPriority const& nPriority)
     {
         mThread.mPriority = nPriority;
         return *this;
     }
 
-    /// Bytes.
+    /// The size of the thread's stack in bytes; 0 is the system's default.
     WorkerOptions& stackSize(std::size_t nBytes)
     {
         mThread.mStackSize = nBytes;
         return *this;
     }
 
-    /// SCHED_FIFO or SCHED_RR, with 1 to 99.
+    /// nPolicy: SCHED_FIFO or SCHED_RR. nPolicyPriority: 1 to 99.
     WorkerOptions& realTime(int nPolicy, int nPolicyPriority)
     {
         mThread.mPolicy = nPolicy;
@@ -1076,7 +1078,7 @@ public:
         return *this;
     }
 
-    /// Bit n: may run on processor n.
+    /// nMask: bit n allows processor n.
     WorkerOptions& processors(unsigned long long nMask)
     {
         mThread.mProcessors = nMask;
@@ -1092,43 +1094,45 @@ private:
     ThreadOptions mThread;
 };
 
-/// A thread that runs handlers one after the other, so that what only they use needs no lock.
+/// A thread that runs handlers one at a time, so data that only they use needs no lock.
 ///
 ///     double lSum = 0;                                      // declared before the worker that uses it
 ///     utl::Worker lWorker(utl::WorkerOptions("sums").messages(64));
 ///     utl::Inbox<double> lNumbers = lWorker.inbox<double>([&](double nNumber) { lSum += nNumber; });
 ///     if (lWorker.start() != utl::Start::DONE) { return 1; }
 ///     if (lNumbers.post(0.5) == utl::Post::FULL) { std::puts("behind"); }
-///     lWorker.finish();                                     // after what is queued
+///     lWorker.finish();                                     // handles what is queued, then ends the worker
 ///
-/// Sizes:     all is allocated before and by start(), and by each timer; posting and dispatching allocate nothing.
-/// Order:     messages, closures and calls of one thread run in the order of their posts; a time-out runs behind what
-///            was queued when it was noticed.
-/// Ownership: copies messages and posted closures, keeps handlers until its destructor. What they refer to must be
-///            declared before the worker. Handlers must not throw.
-/// Threads:   inbox(), onOther(), moving and destroying: one thread, as with any object. The others: any.
+/// Sizes:     memory is allocated by the constructor, by inbox(), start() and each timer. Posting and dispatching
+///            allocate nothing.
+/// Order:     messages, closures and calls of one thread run in the order in which it made them. A time-out runs after
+///            everything that was queued when the worker noticed it.
+/// Ownership: copies messages and posted closures, keeps handlers until its destructor. Declare what they refer to
+///            before the worker. Handlers must not throw.
+/// Threads:   inbox(), onOther(), moving and destroying: one thread at a time. The others: any.
 /// Signals:   no.
-/// Forks:     the worker is not in the child. There its destructor, stop(), finish() and the end of a timer do nothing
-///            and call() gives STOPPED; nothing may be posted.
-/// Blocking:  call(), finish(), stop() and the destructor, as told. Posting only for the lock of the queue.
+/// Forks:     the child has the object but not the thread. In the child the destructor, stop(), finish() and cancelling
+///            a timer do nothing, call() gives STOPPED, and nothing may be posted.
+/// Blocking:  call(), finish(), stop() and the destructor wait as told there. Posting waits only for the lock of the
+///            queue.
 /// Locks:     none is held while a handler runs.
-/// Errors:    told by values; what is registered too late is logged.
-/// Moved-from: nothing can be posted, started or called; all else does nothing.
+/// Errors:    returned; what is registered after the start is also logged.
+/// Moved-from: post() and call() give NOT_STARTED, start() gives STARTED_ONCE; all else does nothing.
 class Worker
 {
 public:
-    /// Starts nothing.
+    /// Starts no thread.
     explicit Worker(WorkerOptions const& nOptions)
         : mpState(std::make_shared<worker_internal::WorkerState>(nOptions.mName.c_str(), nOptions.mMsgCount,
                                                                  nOptions.mTimerCount, nOptions.mThread))
     {
     }
 
-    /// Stops it and waits for the handler under way; drops what waits, and releases whoever waits for a call.
-    /// Destroyed by its own handler, it would wait for itself: a line in the log, and the process aborts.
+    /// Ends the worker: waits for the handler under way, drops what is queued, and releases every call that waits.
+    /// A worker destroyed by its own handler would wait for itself: it logs that, and the process aborts.
     ~Worker() { end(); }
     Worker(Worker&& nOther) noexcept = default;
-    /// As the destructor, first.
+    /// Ends this worker as the destructor does, then takes over the other.
     Worker& operator=(Worker&& nOther) noexcept
     {
         if (this != &nOther)
@@ -1141,8 +1145,10 @@ public:
     Worker(Worker const&) = delete;
     Worker& operator=(Worker const&) = delete;
 
-    /// A posting end, before the start. nHandler: called as nHandler(T const&) with an aligned copy.
-    /// Result: an end of no worker, and a line in the log, if it comes after the start.
+    /// Registers a handler for messages of type T. Call it before start().
+    ///
+    /// nHandler: called on the worker as nHandler(T const&), with an aligned copy.
+    /// Result:   posts to this worker. After the start it belongs to no worker, and a line is logged.
     template <class T, class F>
     [[nodiscard]] Inbox<T> inbox(F nHandler)
     {
@@ -1158,8 +1164,10 @@ public:
         return lInbox;
     }
 
-    /// Who receives what is sent to thread() under other ids, time-outs of its own timers included; before the start.
-    /// Not owned. A time-out of a timer that was cancelled an instant ago may come to it, too.
+    /// Sets the listener for messages that are sent to thread() with ids of your own, and for time-outs of timers that
+    /// you set there. Call it before start().
+    ///
+    /// nListener: not owned. It may also get a time-out of a worker's timer that was cancelled a moment ago.
     void onOther(ThreadMsgListener& nListener)
     {
         if (mpState != nullptr)
@@ -1168,13 +1176,14 @@ public:
         }
     }
 
-    /// Result: DONE, or why not; after a failure it may be tried again. STARTED_ONCE also for a moved-from worker.
+    /// Starts the thread. Result: DONE, or why not. After a failure it may be tried again; a worker that was started
+    /// once, or moved from, gives STARTED_ONCE.
     Start start() { return mpState != nullptr ? mpState->start() : Start::STARTED_ONCE; }
 
-    /// Runs a small closure behind all that waits.
+    /// Runs a small closure after everything that is queued, without waiting for it.
     ///
-    /// nFunction: called without arguments. It is copied byte by byte, so what it captures must be references, pointers
-    ///            and plain values, together at most six pointers long.
+    /// nFunction: called without arguments. It is copied byte by byte, so it may capture only references, pointers and
+    ///            plain values, together no larger than six pointers.
     /// Result: as Inbox::post().
     template <class F>
     Post post(F const& nFunction) const
@@ -1192,10 +1201,11 @@ public:
         return mpState->post(worker_internal::WorkerState::INDEX_CLOSURE, &lClosure, sizeof(lClosure));
     }
 
-    /// Runs a closure behind all that waits and gives its result. On the worker itself it runs at once. Any number of
-    /// threads may call at a time.
+    /// Runs a closure after everything that is queued, waits for it, and gives its result. On the worker itself it runs
+    /// at once. Any number of threads may call at the same time.
     ///
-    /// nLimit:   the longest wait until it begins. What has begun is waited for.
+    /// nLimit:    the longest wait until the closure begins, rounded up to a millisecond, never 0, at most 24 days.
+    ///            Once it has begun, the call waits for its end without a limit.
     /// nFunction: called without arguments; its result must not be a reference.
     template <class Rep, class Period, class F>
     Answer<std::invoke_result_t<F&>> call(std::chrono::duration<Rep, Period> nLimit, F&& nFunction) const
@@ -1212,10 +1222,11 @@ public:
         return lAnswer;
     }
 
-    /// Runs a closure again and again, or once. Before the start too: then the time counts from there.
+    /// Runs a closure on the worker again and again, or once. Set before start(), the time counts from start().
     ///
     /// nPeriod, nDelay: rounded up to a millisecond, never 0; at most 24 days.
-    /// Result: the timer; none if there is no room for one more, the time is too long, or the worker has ended.
+    /// Result: the timer; no timer if all of WorkerOptions::timers() are in use, the time is too long, or the worker
+    ///         has ended.
     template <class Rep, class Period, class F>
     WorkerTimer every(std::chrono::duration<Rep, Period> nPeriod, F nFunction)
     {
@@ -1227,7 +1238,8 @@ public:
         return addTimer(worker_internal::toMs(nDelay), true, std::move(nFunction));
     }
 
-    /// Ends it after the handler under way and drops what waits. Returns after the end, but in a handler at once.
+    /// Ends the worker after the handler under way and drops what is queued. Waits for the end; in a handler it returns
+    /// at once.
     void stop()
     {
         if (mpState != nullptr)
@@ -1236,7 +1248,8 @@ public:
         }
     }
 
-    /// Ends it behind what is queued; from now on posts give STOPPED. Returns after the end, but in a handler at once.
+    /// Ends the worker after everything that is queued; from now on posts give STOPPED. Waits for the end; in a handler
+    /// it returns at once.
     void finish()
     {
         if (mpState != nullptr)
@@ -1245,8 +1258,8 @@ public:
         }
     }
 
-    /// The message thread below, for what the worker does not offer; null before the start. It goes with the worker.
-    /// Its timers come out of the worker's number.
+    /// The message thread that the worker runs on, for what the worker does not offer. Null before the start; destroyed
+    /// with the worker. Timers that you set on it count towards WorkerOptions::timers().
     MsgDrivenThread* thread() const { return mpState != nullptr ? mpState->thread() : nullptr; }
 
 private:
@@ -1268,7 +1281,7 @@ private:
     {
         if (mpState != nullptr && mpState->hasForked())
         {
-            // Nothing of it may be destroyed in the child: the share is given away for good.
+            // Nothing of it may be destroyed in the child, so this reference is leaked on purpose.
             static_cast<void>(new std::shared_ptr<worker_internal::WorkerState>(std::move(mpState)));
         }
         else if (mpState != nullptr)

@@ -1,7 +1,7 @@
 // A look inside the running process. All of the dump runs in signal handlers, too.
 #include "UtlInsideView.h"
 
-#include "internal/base/UtlSlotImage.h"
+#include "internal/base/UtlSlotSnapshot.h"
 #include "internal/base/UtlSystemCalls.h"
 
 #include <cerrno>
@@ -18,12 +18,12 @@ namespace
 using internal::findSlot;
 using internal::gSystem;
 using internal::gThreadSlots;
-using internal::LoopImage;
+using internal::LoopSnapshot;
 using internal::MAX_TRIES;
 using internal::readLoop;
 using internal::readSlot;
 using internal::SLOT_COUNT;
-using internal::SlotImage;
+using internal::SlotSnapshot;
 using internal::SlotWord;
 using internal::ThreadSlot;
 
@@ -124,16 +124,16 @@ private:
     unsigned int mDropped = 0;
 };
 
-Line& addThread(Line& nLine, int nId, SlotImage::Identity const& nIdentity)
+Line& addThread(Line& nLine, int nId, SlotSnapshot::Identity const& nIdentity)
 {
     char lName[ThreadSlot::NAME_SIZE];
     std::memcpy(lName, &nIdentity[2], sizeof(lName));
     return nLine.number(static_cast<std::uint32_t>(nId)).text(" \"").text(lName).text("\"");
 }
 
-Line& addThread(Line& nLine, SlotImage const& nImage)
+Line& addThread(Line& nLine, SlotSnapshot const& nSnapshot)
 {
-    return addThread(nLine.text("thread "), nImage.id(), nImage.mIdentity).text(": ");
+    return addThread(nLine.text("thread "), nSnapshot.id(), nSnapshot.mIdentity).text(": ");
 }
 
 Line& addMs(Line& nLine, std::uint32_t nSlotTime)
@@ -157,44 +157,44 @@ Line& addDue(Line& nLine, std::uint32_t nDue)
 
 // ---------------------------------------------------------------------------------------------- lines of a thread
 
-void writeWork(Lines& nLines, SlotImage const& nImage)
+void writeWork(Lines& nLines, SlotSnapshot const& nSnapshot)
 {
     static char const* const STAGES[] = {"starting", "running", "stopping", "done"};
     Line lLine;
-    bool const lIsRegistered = nImage.mIdentity[1] != 0;
-    addThread(lLine, nImage)
-        .text(lIsRegistered               ? STAGES[nImage.mStage & 3U]
-              : nImage.id() == ::getpid() ? "the main thread"
-                                          : "not registered");
-    if (nImage.mWork[0] != ThreadSlot::WORK_NONE)
+    bool const lIsRegistered = nSnapshot.mIdentity[1] != 0;
+    addThread(lLine, nSnapshot)
+        .text(lIsRegistered                  ? STAGES[nSnapshot.mStage & 3U]
+              : nSnapshot.id() == ::getpid() ? "the main thread"
+                                             : "not registered");
+    if (nSnapshot.mWork[0] != ThreadSlot::WORK_NONE)
     {
-        bool const lIsMsg = nImage.mWork[0] == ThreadSlot::WORK_MSG;
+        bool const lIsMsg = nSnapshot.mWork[0] == ThreadSlot::WORK_MSG;
         lLine.text(lIsMsg ? ", message " : ", time-out of timer ");
-        std::uint32_t const lId = static_cast<std::uint32_t>(nImage.mWork[1]);
+        std::uint32_t const lId = static_cast<std::uint32_t>(nSnapshot.mWork[1]);
         lIsMsg ? lLine.hex(lId) : lLine.number(lId);
-        nImage.mWork[2] != 0 ? void(addTime(lLine, nImage.mWork[2])) : void();
+        nSnapshot.mWork[2] != 0 ? void(addTime(lLine, nSnapshot.mWork[2])) : void();
     }
-    if (nImage.mReport[1] != 0)
+    if (nSnapshot.mReport[1] != 0)
     {
         lLine.text(", last report ")
-            .text(reinterpret_cast<char const*>(nImage.mReport[0]))
+            .text(reinterpret_cast<char const*>(nSnapshot.mReport[0]))
             .text(" ")
-            .text(reinterpret_cast<char const*>(nImage.mReport[1]))
+            .text(reinterpret_cast<char const*>(nSnapshot.mReport[1]))
             .text(":")
-            .number(static_cast<std::uint32_t>(nImage.mReport[2]))
+            .number(static_cast<std::uint32_t>(nSnapshot.mReport[2]))
             .text(":")
-            .number(static_cast<std::uint32_t>(nImage.mReport[3]));
+            .number(static_cast<std::uint32_t>(nSnapshot.mReport[3]));
     }
     nLines.write(lLine);
 }
 
-void writeBooks(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
+void writeBooks(Lines& nLines, SlotSnapshot const& nSnapshot, LoopSnapshot const& nLoop)
 {
     static char const* const NAMES[] = {
         "accepted ",    ", delivered ", ", erased ",   ", taken back ", ", waiting ",   ", most ", "; refused full ",
         ", too large ", ", stopped ",   "; orphaned ", ", interrupts ", ", time-outs ", ", lost ", "; calls "};
     Line lLine;
-    addThread(lLine, nImage).text(nLoop.mIsWhole ? "" : "about ");
+    addThread(lLine, nSnapshot).text(nLoop.mIsWhole ? "" : "about ");
     unsigned int lIndex = 0;
     for (char const* const lpName : NAMES)
     {
@@ -207,7 +207,7 @@ void writeBooks(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
     nLines.write(lLine);
 }
 
-void writeTimers(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
+void writeTimers(Lines& nLines, SlotSnapshot const& nSnapshot, LoopSnapshot const& nLoop)
 {
     auto const lNumber = [&](unsigned int nIndex) { return static_cast<std::uint32_t>(nLoop.mTimers[nIndex]); };
     if (lNumber(0) == 0)
@@ -215,66 +215,68 @@ void writeTimers(Lines& nLines, SlotImage const& nImage, LoopImage const& nLoop)
         return;
     }
     Line lLine;
-    addThread(lLine, nImage).text("timers ").number(lNumber(0)).text(", ").number(lNumber(1)).text(" running");
+    addThread(lLine, nSnapshot).text("timers ").number(lNumber(0)).text(", ").number(lNumber(1)).text(" running");
     lNumber(1) != 0 ? void(addDue(lLine.text(", next"), lNumber(2))) : void();
     nLines.write(lLine);
 }
 
-void writeTimerRows(Lines& nLines, ThreadSlot& nSlot, SlotImage const& nImage)
+void writeTimerRows(Lines& nLines, ThreadSlot& nSlot, SlotSnapshot const& nSnapshot)
 {
     for (unsigned int lRow = 0; lRow < internal::TIMER_ROW_COUNT; ++lRow)
     {
         internal::TimerRow::Words lTimer;
-        if (!internal::readTimer(nSlot, lRow, &lTimer) || nSlot.mClaim.load(std::memory_order_acquire) != nImage.mClaim)
+        if (!internal::readTimer(nSlot, lRow, &lTimer) ||
+            nSlot.mClaim.load(std::memory_order_acquire) != nSnapshot.mClaim)
         {
             continue;
         }
         auto const lNumber = [&](unsigned int nIndex) { return static_cast<std::uint32_t>(lTimer[nIndex]); };
         Line lLine;
-        addThread(lLine, nImage).text("timer ").number(lNumber(0)).text(" every ").number(lNumber(1)).text(" ms,");
+        addThread(lLine, nSnapshot).text("timer ").number(lNumber(0)).text(" every ").number(lNumber(1)).text(" ms,");
         addDue(lLine, lNumber(2)).text(", time-outs ").number(lNumber(3));
         lNumber(4) != 0 ? void(lLine.text(" of ").number(lNumber(4))) : void();
         nLines.write(lLine);
     }
 }
 
-void writeWait(Lines& nLines, SlotImage const& nImage)
+void writeWait(Lines& nLines, SlotSnapshot const& nSnapshot)
 {
     static char const* const WAITS[] = {"",          ", synchronous message ", ", interrupt ", ", a request to it",
                                         ", its end", ", a lock that it holds"};
-    SlotWord const lKind = nImage.mWait[0] & ThreadSlot::WAIT_KINDS;
+    SlotWord const lKind = nSnapshot.mWait[0] & ThreadSlot::WAIT_KINDS;
     if (lKind == ThreadSlot::WAIT_NONE || lKind >= sizeof(WAITS) / sizeof(WAITS[0]))
     {
         return;
     }
     Line lLine;
-    addThread(lLine, nImage).text("waits for ");
-    SlotImage lOther;
-    if (nImage.mWaitsFor == 0)
+    addThread(lLine, nSnapshot).text("waits for ");
+    SlotSnapshot lOther;
+    if (nSnapshot.mWaitsFor == 0)
     {
-        addTime(lLine.text("a lock"), nImage.mWait[3]); // given up at this moment, or the platform does not tell whose
+        addTime(lLine.text("a lock"),
+                nSnapshot.mWait[3]); // given up at this moment, or the platform does not tell whose
     }
     else
     {
-        bool const lIsKnown = findSlot(nImage.mWaitsFor, &lOther) != SLOT_COUNT;
-        addThread(lLine, nImage.mWaitsFor, lIsKnown ? lOther.mIdentity : SlotImage::Identity{});
-        addTime(lLine, nImage.mWait[3]).text(WAITS[lKind]);
+        bool const lIsKnown = findSlot(nSnapshot.mWaitsFor, &lOther) != SLOT_COUNT;
+        addThread(lLine, nSnapshot.mWaitsFor, lIsKnown ? lOther.mIdentity : SlotSnapshot::Identity{});
+        addTime(lLine, nSnapshot.mWait[3]).text(WAITS[lKind]);
     }
     if (lKind == ThreadSlot::WAIT_SYNC_MSG || lKind == ThreadSlot::WAIT_INTERRUPT)
     {
-        lLine.hex(static_cast<std::uint32_t>(nImage.mWait[2]));
+        lLine.hex(static_cast<std::uint32_t>(nSnapshot.mWait[2]));
     }
-    lLine.text(nImage.isLimited() ? ", with a limit" : "");
+    lLine.text(nSnapshot.isLimited() ? ", with a limit" : "");
     nLines.write(lLine);
 }
 
 /// nOf: whose queue it is; null for a lock of the process.
-void writeHeldLock(Lines& nLines, int nOwnerId, char const* npLock, SlotImage const* npOf)
+void writeHeldLock(Lines& nLines, int nOwnerId, char const* npLock, SlotSnapshot const* npOf)
 {
     Line lLine;
-    SlotImage lOwner;
+    SlotSnapshot lOwner;
     bool const lIsKnown = findSlot(nOwnerId, &lOwner) != SLOT_COUNT;
-    addThread(lLine.text("thread "), nOwnerId, lIsKnown ? lOwner.mIdentity : SlotImage::Identity{});
+    addThread(lLine.text("thread "), nOwnerId, lIsKnown ? lOwner.mIdentity : SlotSnapshot::Identity{});
     lLine.text(": holds ").text(npLock);
     npOf != nullptr ? void(addThread(lLine.text(" of "), npOf->id(), npOf->mIdentity)) : void();
     nLines.write(lLine);
@@ -290,13 +292,13 @@ void writeHeldLocks(Lines& nLines)
     }
     for (ThreadSlot& lSlot : gThreadSlots)
     {
-        SlotImage lImage;
+        SlotSnapshot lSnapshot;
         bool lIsWhole = false;
         std::uint32_t const lClaim = lSlot.mClaim.load(std::memory_order_acquire);
         int const lOwnerId = internal::ownerOfQueue(lSlot);
-        if (lOwnerId != 0 && readSlot(lSlot, &lImage, &lIsWhole) && lIsWhole && lImage.mClaim == lClaim)
+        if (lOwnerId != 0 && readSlot(lSlot, &lSnapshot, &lIsWhole) && lIsWhole && lSnapshot.mClaim == lClaim)
         {
-            writeHeldLock(nLines, lOwnerId, "the queue", &lImage);
+            writeHeldLock(nLines, lOwnerId, "the queue", &lSnapshot);
         }
     }
 }
@@ -318,24 +320,24 @@ Walk walkFrom(unsigned int nIndex, Line* npLine)
     unsigned int lIndex = nIndex;
     for (unsigned int lSteps = 0; lSteps < SLOT_COUNT && !lWalk.mIsCircle; ++lSteps)
     {
-        SlotImage lImage;
+        SlotSnapshot lSnapshot;
         bool lIsWhole = false;
-        if (!readSlot(gThreadSlots[lIndex], &lImage, &lIsWhole) || !lIsWhole || lImage.mWaitsFor == 0 ||
-            lImage.isLimited())
+        if (!readSlot(gThreadSlots[lIndex], &lSnapshot, &lIsWhole) || !lIsWhole || lSnapshot.mWaitsFor == 0 ||
+            lSnapshot.isLimited())
         {
             return lWalk;
         }
         if (npLine != nullptr)
         {
-            addThread(*npLine, lImage.id(), lImage.mIdentity).text(" waits for ");
+            addThread(*npLine, lSnapshot.id(), lSnapshot.mIdentity).text(" waits for ");
         }
-        lWalk.mIsOld &= internal::slotClock() - static_cast<std::uint32_t>(lImage.mWait[3]) >= ONE_SECOND;
+        lWalk.mIsOld &= internal::slotClock() - static_cast<std::uint32_t>(lSnapshot.mWait[3]) >= ONE_SECOND;
         lWalk.mFirst = lIndex < lWalk.mFirst ? lIndex : lWalk.mFirst;
-        for (std::uint32_t const lPart : {std::uint32_t(lIndex), lImage.mClaim, lImage.mWaitGeneration})
+        for (std::uint32_t const lPart : {std::uint32_t(lIndex), lSnapshot.mClaim, lSnapshot.mWaitGeneration})
         {
             lWalk.mHash = (lWalk.mHash ^ lPart) * 16777619U;
         }
-        lIndex = findSlot(lImage.mWaitsFor, &lImage);
+        lIndex = findSlot(lSnapshot.mWaitsFor, &lSnapshot);
         if (lIndex == SLOT_COUNT)
         {
             return lWalk;
@@ -357,11 +359,11 @@ void writeCircle(Lines& nLines, unsigned int nIndex)
     // A young one may have been opened: the other thread must only wake up.
     lLine.text(lFirst.mIsOld ? "deadlock: " : "circle: ");
     Walk const lSecond = walkFrom(nIndex, &lLine);
-    SlotImage lImage;
+    SlotSnapshot lSnapshot;
     bool lIsWhole = false;
-    if (lSecond.mIsCircle && lSecond.mHash == lFirst.mHash && readSlot(gThreadSlots[nIndex], &lImage, &lIsWhole))
+    if (lSecond.mIsCircle && lSecond.mHash == lFirst.mHash && readSlot(gThreadSlots[nIndex], &lSnapshot, &lIsWhole))
     {
-        addThread(lLine, lImage.id(), lImage.mIdentity);
+        addThread(lLine, lSnapshot.id(), lSnapshot.mIdentity);
         nLines.write(lLine);
     }
 }
@@ -374,17 +376,17 @@ void onDumpSignal(int)
 }
 
 /// Writes all that is told of one thread; what its slot holds was read whole.
-void writeThread(Lines& nLines, ThreadSlot& nSlot, SlotImage const& nImage)
+void writeThread(Lines& nLines, ThreadSlot& nSlot, SlotSnapshot const& nSnapshot)
 {
-    writeWork(nLines, nImage);
-    LoopImage lLoop;
-    if (readLoop(nSlot, &lLoop) && nSlot.mClaim.load(std::memory_order_acquire) == nImage.mClaim)
+    writeWork(nLines, nSnapshot);
+    LoopSnapshot lLoop;
+    if (readLoop(nSlot, &lLoop) && nSlot.mClaim.load(std::memory_order_acquire) == nSnapshot.mClaim)
     {
-        writeBooks(nLines, nImage, lLoop);
-        writeTimers(nLines, nImage, lLoop);
-        writeTimerRows(nLines, nSlot, nImage);
+        writeBooks(nLines, nSnapshot, lLoop);
+        writeTimers(nLines, nSnapshot, lLoop);
+        writeTimerRows(nLines, nSlot, nSnapshot);
     }
-    writeWait(nLines, nImage);
+    writeWait(nLines, nSnapshot);
 }
 
 } // namespace
@@ -400,9 +402,9 @@ unsigned int dump(int nFd)
     unsigned int lPassedOver = 0;
     for (ThreadSlot& lSlot : gThreadSlots)
     {
-        SlotImage lImage;
+        SlotSnapshot lSnapshot;
         bool lIsWhole = false;
-        if (!readSlot(lSlot, &lImage, &lIsWhole))
+        if (!readSlot(lSlot, &lSnapshot, &lIsWhole))
         {
             continue;
         }
@@ -412,7 +414,7 @@ unsigned int dump(int nFd)
             ++lPassedOver;
             continue;
         }
-        writeThread(lLines, lSlot, lImage);
+        writeThread(lLines, lSlot, lSnapshot);
     }
     writeHeldLocks(lLines);
     for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)

@@ -1,6 +1,6 @@
 // The books of all loops as text for a collector of metrics.
 #include "UtlInsideView.h"
-#include "internal/base/UtlSlotImage.h"
+#include "internal/base/UtlSlotSnapshot.h"
 
 #include <cinttypes>
 #include <cstdarg>
@@ -14,11 +14,11 @@ namespace
 {
 
 using internal::gThreadSlots;
-using internal::LoopImage;
-using internal::SlotImage;
+using internal::LoopSnapshot;
+using internal::SlotSnapshot;
 using internal::ThreadSlot;
 
-/// One name of the exposition format. mBook: the place of its number in LoopImage::mCounts.
+/// One name of the exposition format. mBook: the place of its number in LoopSnapshot::mCounts.
 struct Metric
 {
     char const* mpName;
@@ -87,7 +87,7 @@ private:
 /// A label's value: a quote, a backslash and the end of a line are escaped.
 struct Label
 {
-    explicit Label(SlotImage::Identity const& nIdentity)
+    explicit Label(SlotSnapshot::Identity const& nIdentity)
     {
         char lName[ThreadSlot::NAME_SIZE];
         std::memcpy(lName, &nIdentity[2], sizeof(lName));
@@ -106,9 +106,9 @@ struct Label
     char mText[2 * ThreadSlot::NAME_SIZE];
 };
 
-void addSample(Text& nText, Metric const& nMetric, SlotImage const& nImage, LoopImage const& nLoop)
+void addSample(Text& nText, Metric const& nMetric, SlotSnapshot const& nSnapshot, LoopSnapshot const& nLoop)
 {
-    nText.add("%s{thread=\"%s\",id=\"%d\"%s} ", nMetric.mpName, Label(nImage.mIdentity).mText, nImage.id(),
+    nText.add("%s{thread=\"%s\",id=\"%d\"%s} ", nMetric.mpName, Label(nSnapshot.mIdentity).mText, nSnapshot.id(),
               nMetric.mpLabel);
     std::uint32_t const lNumber = nLoop.mCounts[nMetric.mBook];
     if (nMetric.mBook == LONGEST_CALL)
@@ -136,13 +136,13 @@ unsigned int printMetrics(char* npBuffer, unsigned int nSize)
         }
         for (ThreadSlot& lSlot : gThreadSlots)
         {
-            SlotImage lImage;
-            LoopImage lLoop;
+            SlotSnapshot lSnapshot;
+            LoopSnapshot lLoop;
             bool lIsWhole = false;
-            if (readSlot(lSlot, &lImage, &lIsWhole) && lIsWhole && readLoop(lSlot, &lLoop) &&
-                lSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim)
+            if (readSlot(lSlot, &lSnapshot, &lIsWhole) && lIsWhole && readLoop(lSlot, &lLoop) &&
+                lSlot.mClaim.load(std::memory_order_acquire) == lSnapshot.mClaim)
             {
-                addSample(lText, lMetric, lImage, lLoop);
+                addSample(lText, lMetric, lSnapshot, lLoop);
             }
         }
     }

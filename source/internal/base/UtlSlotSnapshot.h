@@ -1,6 +1,6 @@
 /// What a slot, and the loop behind it, said at one moment. Also in signal handlers. Layer: internal, lowest.
-#ifndef UTL_SLOT_IMAGE_H
-#define UTL_SLOT_IMAGE_H
+#ifndef UTL_SLOT_SNAPSHOT_H
+#define UTL_SLOT_SNAPSHOT_H
 
 #include "internal/base/UtlThreadSlots.h"
 
@@ -10,7 +10,7 @@ namespace utl::internal
 inline constexpr int MAX_TRIES = 8;
 
 /// What a slot said at one moment.
-struct SlotImage
+struct SlotSnapshot
 {
     using Identity = TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words;
 
@@ -30,7 +30,7 @@ struct SlotImage
 using BookCounts = std::array<std::uint32_t, 6 + 7 + 3>; // as QueueCounts, LoopCounts and CallCounts have them
 
 /// What a loop shows, at one moment. The books are whole if they were the same twice, since they only grow.
-struct LoopImage
+struct LoopSnapshot
 {
     TwoCopies<3>::Words mTimers{};
     BookCounts mCounts{};
@@ -38,13 +38,13 @@ struct LoopImage
 };
 
 /// Result: false if the slot is free. *npIsWhole: all was read.
-bool readSlot(ThreadSlot& nSlot, SlotImage* npImage, bool* npIsWhole);
+bool readSlot(ThreadSlot& nSlot, SlotSnapshot* npSnapshot, bool* npIsWhole);
 
 /// Result: the slot's number; SLOT_COUNT for none.
-unsigned int findSlot(int nId, SlotImage* npImage);
+unsigned int findSlot(int nId, SlotSnapshot* npSnapshot);
 
 /// Result: false if the slot has no loop.
-bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop);
+bool readLoop(ThreadSlot& nSlot, LoopSnapshot* npLoop);
 
 /// Result: false if a slot has no loop, or no timer in that row.
 bool readTimer(ThreadSlot& nSlot, unsigned int nRow, TimerRow::Words* npTimer);

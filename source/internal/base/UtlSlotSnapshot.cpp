@@ -1,5 +1,5 @@
 // What a slot, and the loop behind it, said at one moment.
-#include "internal/base/UtlSlotImage.h"
+#include "internal/base/UtlSlotSnapshot.h"
 
 namespace utl::internal
 {
@@ -23,7 +23,7 @@ BookCounts countsOf(LoopView const& nView)
             lLoop.mTimeoutsLost,   lCalls.mCalls,       lCalls.mLongest,    lCalls.mLongestId};
 }
 
-void readBooks(LoopView const& nView, LoopImage* npLoop)
+void readBooks(LoopView const& nView, LoopSnapshot* npLoop)
 {
     npLoop->mCounts = countsOf(nView);
     for (int lTry = 0; lTry < MAX_TRIES && !npLoop->mIsWhole; ++lTry)
@@ -39,39 +39,39 @@ void readBooks(LoopView const& nView, LoopImage* npLoop)
 
 } // namespace
 
-bool readSlot(ThreadSlot& nSlot, SlotImage* npImage, bool* npIsWhole)
+bool readSlot(ThreadSlot& nSlot, SlotSnapshot* npSnapshot, bool* npIsWhole)
 {
     *npIsWhole = false;
-    npImage->mWait = {};
-    npImage->mWaitsFor = 0;
+    npSnapshot->mWait = {};
+    npSnapshot->mWaitsFor = 0;
     for (int lTry = 0; lTry < MAX_TRIES && !*npIsWhole; ++lTry)
     {
-        SlotImage& lImage = *npImage;
-        lImage.mClaim = nSlot.mClaim.load(std::memory_order_acquire);
-        if (!isInUse(lImage.mClaim))
+        SlotSnapshot& lSnapshot = *npSnapshot;
+        lSnapshot.mClaim = nSlot.mClaim.load(std::memory_order_acquire);
+        if (!isInUse(lSnapshot.mClaim))
         {
             return false;
         }
-        lImage.mStage = nSlot.mStage.load(std::memory_order_acquire) & 7U;
-        *npIsWhole = nSlot.mIdentity.read(&lImage.mIdentity) && nSlot.mReport.read(&lImage.mReport) &&
-                     nSlot.mWork.read(&lImage.mWork) &&
-                     readWait(nSlot, &lImage.mWait, &lImage.mWaitsFor, &lImage.mWaitGeneration) &&
-                     nSlot.mClaim.load(std::memory_order_acquire) == lImage.mClaim;
+        lSnapshot.mStage = nSlot.mStage.load(std::memory_order_acquire) & 7U;
+        *npIsWhole = nSlot.mIdentity.read(&lSnapshot.mIdentity) && nSlot.mReport.read(&lSnapshot.mReport) &&
+                     nSlot.mWork.read(&lSnapshot.mWork) &&
+                     readWait(nSlot, &lSnapshot.mWait, &lSnapshot.mWaitsFor, &lSnapshot.mWaitGeneration) &&
+                     nSlot.mClaim.load(std::memory_order_acquire) == lSnapshot.mClaim;
     }
-    if (npImage->mWait[0] == ThreadSlot::WAIT_LOCK && npImage->mWaitsFor == npImage->id())
+    if (npSnapshot->mWait[0] == ThreadSlot::WAIT_LOCK && npSnapshot->mWaitsFor == npSnapshot->id())
     {
-        npImage->mWait[0] = ThreadSlot::WAIT_NONE; // it has the lock by now
-        npImage->mWaitsFor = 0;
+        npSnapshot->mWait[0] = ThreadSlot::WAIT_NONE; // it has the lock by now
+        npSnapshot->mWaitsFor = 0;
     }
     return true;
 }
 
-unsigned int findSlot(int nId, SlotImage* npImage)
+unsigned int findSlot(int nId, SlotSnapshot* npSnapshot)
 {
     for (unsigned int lIndex = 0; lIndex < SLOT_COUNT; ++lIndex)
     {
         bool lIsWhole = false;
-        if (readSlot(gThreadSlots[lIndex], npImage, &lIsWhole) && lIsWhole && npImage->id() == nId)
+        if (readSlot(gThreadSlots[lIndex], npSnapshot, &lIsWhole) && lIsWhole && npSnapshot->id() == nId)
         {
             return lIndex;
         }
@@ -79,7 +79,7 @@ unsigned int findSlot(int nId, SlotImage* npImage)
     return SLOT_COUNT;
 }
 
-bool readLoop(ThreadSlot& nSlot, LoopImage* npLoop)
+bool readLoop(ThreadSlot& nSlot, LoopSnapshot* npLoop)
 {
     Looking const lLooking(nSlot.mReaders);
     LoopView const* const lpView = nSlot.mpLoop.load(std::memory_order_seq_cst);

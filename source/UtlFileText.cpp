@@ -124,7 +124,7 @@ int File::findNextLineSize(unsigned int, unsigned int* npTextSize, unsigned int*
         return -1;
     }
     TextReader lReader(*mpReadAhead, mPath);
-    internal::LineWalk lLine;
+    internal::WalkedLine lLine;
     if (lReader.position() == -1 || !lReader.measure(mTextType, lLine) || !lReader.moveBehindWalk(lLine))
     {
         return -1;
@@ -146,7 +146,7 @@ int readAnyLine(TextReader& nReader, int nTextType, char* npDst, unsigned int nD
     {
         return lAvailable == 0 ? FILE_READ_END : FILE_READ_ERROR;
     }
-    internal::LineWalk lLine;
+    internal::WalkedLine lLine;
     if (!nReader.measure(nTextType, lLine) || !nReader.moveTo(lStart) || lLine.mSize == lLine.SIZE_MAX_TOLD)
     {
         return FILE_READ_ERROR;

@@ -20,7 +20,7 @@ constexpr unsigned int KEPT_LINE_MAX = 8192; // a longer line cannot be read, so
 /// Walks on from npFrom while nAhead bytes are left before npEnd. Result: where the walk stopped.
 template <class Chars>
 unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* npEnd, unsigned int nAhead,
-                              LineWalk& nLine)
+                              WalkedLine& nLine)
 {
     unsigned char const* lpAt = npFrom;
     unsigned int lEolSize = nLine.mEolSize;
@@ -39,7 +39,7 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
         }
     }
     nLine.mSize =
-        static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), LineWalk::SIZE_MAX_TOLD));
+        static_cast<unsigned int>(std::min<long long>(nLine.mSize + (lpAt - npFrom), WalkedLine::SIZE_MAX_TOLD));
     nLine.mEolSize = std::min(lEolSize, nLine.mSize);
     return lpAt;
 }
@@ -185,7 +185,7 @@ bool TextReader::takeUsualLine(int nTextType, unsigned int nDstSize, Piece& nTex
 }
 
 template <class Chars>
-bool TextReader::measureChars(LineWalk& nLine)
+bool TextReader::measureChars(WalkedLine& nLine)
 {
     long long const lStart = position();
     bool lIsLast = false;
@@ -208,7 +208,7 @@ bool TextReader::measureChars(LineWalk& nLine)
     return true;
 }
 
-bool TextReader::measure(int nTextType, LineWalk& nLine)
+bool TextReader::measure(int nTextType, WalkedLine& nLine)
 {
     bool lIsRead = false;
     switch (nTextType)
@@ -239,7 +239,7 @@ bool TextReader::measure(int nTextType, LineWalk& nLine)
     return lIsRead;
 }
 
-bool TextReader::moveBehindWalk(LineWalk const& nLine)
+bool TextReader::moveBehindWalk(WalkedLine const& nLine)
 {
     return moveTo(nLine.mIsEnded ? position() : std::max(position(), end()));
 }

@@ -29,7 +29,7 @@ inline Encoding encodingOf(int nTextType)
 }
 
 /// A line as far as it was walked, in bytes of the file.
-struct LineWalk
+struct WalkedLine
 {
     static constexpr unsigned int SIZE_MAX_TOLD = INT_MAX; // or more: the walk goes on, the count stands still
 
@@ -92,10 +92,10 @@ public:
 
     /// Measures the line at the position, which then stands behind what was walked.
     /// Result: false for a text type that does not exist, and with a message for a read error.
-    bool measure(int nTextType, LineWalk& nLine);
+    bool measure(int nTextType, WalkedLine& nLine);
 
     /// Takes an odd byte at the end of the file along, and a lead byte's missing trail byte.
-    bool moveBehindWalk(LineWalk const& nLine);
+    bool moveBehindWalk(WalkedLine const& nLine);
 
     /// File::readText() after its first checks.
     int readPiece(int nTextType, char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nDstOffset,
@@ -103,7 +103,7 @@ public:
 
 private:
     template <class Chars>
-    bool measureChars(LineWalk& nLine);
+    bool measureChars(WalkedLine& nLine);
     /// Takes bytes at the position and converts them. nRoom: for them as they are. Result: as readPiece().
     int takePiece(int nTextType, unsigned int nSrcBytes, unsigned int nRoom, Piece& nPiece);
 

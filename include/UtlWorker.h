@@ -179,7 +179,7 @@ struct WaitEdge
 };
 
 /// Every WaitEdge of the process. A call looks here before it waits, and refuses to close a ring.
-class WaitLedger
+class WaitGraph
 {
 public:
     /// Result: false, with nothing entered, if the edge would close a ring.
@@ -225,10 +225,10 @@ private:
 };
 
 /// The one object that all shared libraries of the process use, also those that hide their symbols. Never destroyed.
-UTL_API inline WaitLedger& waitLedger()
+UTL_API inline WaitGraph& waitGraph()
 {
-    static WaitLedger* const lpLedger = new WaitLedger;
-    return *lpLedger;
+    static WaitGraph* const lpGraph = new WaitGraph;
+    return *lpGraph;
 }
 
 /// A call on its caller's stack.
@@ -385,13 +385,13 @@ public:
             return Call::DONE;
         }
         WaitEdge lEdge{ThreadManager::getCallerId(), lpThread->getId()};
-        if (!waitLedger().enter(lEdge))
+        if (!waitGraph().enter(lEdge))
         {
             return Call::CYCLE;
         }
         CallRecord lRecord{npRun, npContext};
         Call const lOutcome = callRecord(lRecord, nLimitMs);
-        waitLedger().leave(lEdge);
+        waitGraph().leave(lEdge);
         return lOutcome;
     }
 

@@ -38,7 +38,11 @@ public:
           mTally(nTally)
     {
     }
-    ~Sampler() override { stop(1, 0); } // here, since ~Thread() would not call our requestStop()
+    ~Sampler() override
+    {
+        stop(1, 0); // here, since ~Thread() would not call our requestStop()
+        awaitEnd();
+    }
 
     utl::Event mHasEnough{0, 0};
 

@@ -74,6 +74,11 @@ void assignBackward(T* npTarget, S* npSource, unsigned int nCount)
 /// Owns one block of constructed elements, of which the first size() are in use. A full array refuses new elements
 /// unless it was made to expand. Removed elements are not destroyed: stale copies stay behind the used ones.
 ///
+///     Array<int> lReadings(3);                                            // room for three
+///     bool const lIsStored = lReadings.insertAt(0, 20);                   // false if it is full
+///     for (int lReading : lReadings) { use(lReading); }
+///     if (int const* const lpThird = lReadings.at(2)) { use(*lpThird); }  // null: there is no third
+///
 /// Results:  false leaves the array as it was. Nothing is logged.
 /// Errors:   exceptions of the allocator and of the elements pass through. If an assignment throws, some elements may
 ///           be there twice. If one throws while the capacity changes, the array is empty and has the new capacity. If

@@ -12,6 +12,11 @@ namespace utl
 
 /// A terminated text in a heap buffer with an explicit capacity. T is char.
 ///
+///     BasicString<char> lLabel(10, 0);                            // ten bytes, terminator included
+///     bool const lFits = lLabel.copy("観測小屋", STR_ALL, 0);     // false, and unchanged: it takes 13 bytes
+///     bool const lIsDone = lLabel.copy("観測小屋", STR_ALL, 1);    // true: "観測小", cut between characters
+///     lLabel += ", north";                                        // operators enlarge the capacity
+///
 /// Capacity:  in bytes, terminator included, at least 1. copy() and replace() enlarge it only in expand mode 1, the
 ///            operators always; only resizeMax() makes it smaller. A string made without arguments has no buffer.
 /// Ownership: owns its buffer and copies what it is given. A pointer from c_str() is valid until the next change.

@@ -10,6 +10,13 @@ namespace utl
 /// Reads and writes fields of 1 to 64 bits and runs of bytes at any bit offset. Bit 0 is the most significant bit of
 /// the first byte, and the most significant bit of a value comes first.
 ///
+///     unsigned char lHeader[2] = {};
+///     BitStream lBits(lHeader, sizeof lHeader);
+///     lBits.writeBitToUint8(5, 3, -1);                            // the value 5 in 3 bits
+///     lBits.writeBitToUint16(1000, 13, -1);                       // in the 13 bits that follow
+///     lBits.seekBitOffset(0, 0);
+///     unsigned int const lVersion = lBits.readBitToUint8(3, -1);  // 5
+///
 /// Position:  nPosition is -1 for the current position, which then advances by the bits transferred. From 0 on it is an
 ///            absolute bit position, and the current one stays. Below -1 is an error.
 /// Bounds:    reads and writes end at the buffer's end. The bit size is the furthest position that was written or

@@ -6,6 +6,11 @@
 #include "UtlString.h"
 
 /// @file
+///
+///     isStrAttribBase("１２３", CHAR_ATTRIB_ZEN_DIGIT);                              // true: full-width digits only
+///     isStrAttribBase("１２3", CHAR_ATTRIB_ZEN_DIGIT | CHAR_ATTRIB_HAN_DIGIT);       // true: of either width
+///     attribBlockSize("-12号室", CHAR_ATTRIB_HAN_SIGNED);                            // 3: the number with its sign
+///
 /// Holds for all of this header:
 ///
 /// Text:     UTF-8 in char, terminated, not owned; T is char. Sizes and offsets count bytes. No log, no heap.

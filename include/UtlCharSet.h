@@ -34,6 +34,12 @@ namespace utl
 {
 
 /// @file
+///
+///     char lText[32];
+///     unsigned int const lSize = convertStrFromSjisToUtf8(lText, sizeof lText, lpSjis);   // terminator included
+///     if (lSize == STR_ERROR) { complain(); }                                             // it does not fit
+///     convertStrFromSjisToUtf8(nullptr, 0, lpSjis);                                       // the size that it takes
+///
 /// Holds for all functions of this header unless said otherwise:
 ///
 /// Encodings: Utf8, Tchar, Char: narrow text, UTF-8. Sjis: Shift-JIS, code page 932. Utf16: 16-bit units in host byte

@@ -5,6 +5,13 @@
 #include "UtlCharAttrib.h"
 
 /// @file
+///
+///     char lText[64] = "";
+///     convertAttrib(lText, sizeof lText, "ｶｰﾄﾞ 12", HANKAKU_ZENKAKU_PAIR, 0, 0);    // "カード　１２"
+///     convertAttrib(lText, sizeof lText, "カード", HANKAKU_ZENKAKU_PAIR, 1, 0);      // "ｶｰﾄﾞ"
+///     unsigned short lCount = 0;
+///     strToInt(&lCount, "１２枚", 10);                                               // 12
+///
 /// Holds for all of this header:
 ///
 /// Text:     UTF-8 in char, terminated, not owned; T is char. Sizes count bytes. No log, no heap.

@@ -64,6 +64,12 @@ E const* searchBinary(K const& nKey, E const* npData, unsigned int nSize, Cmp nC
 /// Pairs in ascending order of their unique keys, in an array of fixed capacity; a full map refuses new keys.
 /// Finding takes logarithmic time and allocates nothing; inserting and erasing shift by assignment.
 ///
+///     Map<int, int> lHighest(2);                                          // by sensor, for two sensors
+///     bool const lIsStored = lHighest.insert(7, 120);                     // false if it is full
+///     (void)lHighest.insert(7, 131);                                      // overwrites the value of this key
+///     if (auto const* const lpFound = lHighest.find(7)) { use(lpFound->mValue); }
+///     for (auto const& lPair : lHighest) { use(lPair.mKey); }             // ascending
+///
 /// Errors: what the allocator or an assignment throws passes through. Nothing is logged.
 /// Safety: as Array.
 template <class K, class V, class KA = K const&, class VA = V const&, class Cmp = CompareLessPairKey<K, V>>

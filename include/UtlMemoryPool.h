@@ -15,6 +15,12 @@ namespace utl
 /// those still missing at the end. Only the constructor allocates; the first report to the watchdog also makes the
 /// thread registry.
 ///
+///     MemoryPool lPool(64, 8, "cards");           // 8 blocks of 64 bytes
+///     if (void* const lpBlock = lPool.create())   // null: none is free
+///     {
+///         lPool.release(lpBlock);
+///     }
+///
 /// Ownership: the blocks belong to the pool; none may be used after its destruction.
 /// Threads:   create() and release() from any.
 /// Signals:   no.

@@ -237,6 +237,14 @@ private:
 };
 
 /// A first-in-first-out queue of constant capacity. Its members are those of RingArray.
+///
+///     Queue<int> lLast(2);
+///     (void)lLast.push(120);
+///     (void)lLast.push(84);
+///     bool const lIsStored = lLast.push(131);                             // false: it is full
+///     if (int const* const lpOldest = lLast.at(0)) { use(*lpOldest); }    // 120
+///     lLast.pop();                                                        // the oldest
+///
 /// Safety: as Array.
 template <class T>
 class Queue

@@ -16,7 +16,7 @@ namespace utl
 /// "<path>.1" to "<path>.2", and so on; the oldest is removed, and the line begins a new file.
 ///
 ///     utl::RotatingLog lLog("log/app.txt", utl::FILE_TEXT_UTF8, 1 << 20, 5);
-///     lLog.write("started");
+///     (void)lLog.write("started");
 ///     applog(MY_TYPE, utl::LOG_LEVEL_INFO, lLog, "%u cards read", lCards);
 ///
 /// Readers: the file is locked only while a line is written, so File::open() for reading fails at worst for a moment. A

@@ -244,6 +244,11 @@ public:
 };
 
 /// A shared object made by new.
+///
+///     SmartPointer<Card> lCard = makeSmart<Card>();
+///     SmartPointer<Card> const lOther = lCard;    // shares the card
+///     lCard.release();                            // lOther still has it; the last holder deletes it
+///
 /// Safety: as CountingPointer.
 template <class T>
 class SmartPointer : public CountingPointer<T, DestructPointer<T>>

@@ -47,6 +47,9 @@ private:
 
 /// Borrows one row of the StaticBuffer for a scope. T is char.
 ///
+///     WorkingBuffer<char> const lRow;
+///     formatStr(lRow.get(), lRow.CAPACITY, "card %u", lNumber);
+///
 /// The row's content is what its last user left. Nested objects of one thread get rows 0, 1 and 2.
 /// Caution: a fourth nested object, and every deeper one, gets row 2 again and overwrites what is in it; keep at most
 /// three alive in one thread.

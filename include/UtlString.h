@@ -5,6 +5,12 @@
 #include "UtlMacros.h"
 
 /// @file
+///
+///     char lName[8];
+///     copyStrBase(lName, sizeof lName, "観測小屋", STR_ALL, 1);    // "観測", 7 with the terminator: cut to fit
+///     copyStrBase(lName, sizeof lName, "観測小屋", STR_ALL, 0);    // STR_ERROR: all or nothing
+///     t_strstr("観測小屋", "小");                                  // 6, in bytes
+///
 /// Holds for all functions of this header:
 ///
 /// Text:     T is char; the library has the instantiations. Lengths, indexes and capacities count bytes, but text is

@@ -31,6 +31,12 @@ public:
 
 /// A recursive lock for the threads of one process.
 ///
+///     SyncObject lLock;
+///     {
+///         SyncGuard const lGuard(lLock);   // to the end of the block
+///         ++lCount;
+///     }
+///
 /// Threads:  any. The owner may lock again, and must unlock as often as it locked.
 /// Signals:  no. A handler that interrupts the owner would get the lock at once and find half-changed data.
 /// Forks:    a lock that any thread held at the fork stays locked in the child for ever; the library releases some of

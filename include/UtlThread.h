@@ -32,6 +32,16 @@ public:
 
 /// A thread with a name, a job, four stages and a result. An object runs once.
 ///
+///     struct Counts : Command { unsigned int execute() override { return countCards(); } } lCounts;
+///     Thread lThread("counter", &lCounts);
+///     lThread.start(0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
+///     if (lThread.waitTo(Thread::STAGE_DONE, 1000) == 0)              // within a second
+///     {
+///         unsigned int lCount = 0;
+///         lThread.getResult(&lCount);
+///         lThread.leaveManagement();
+///     }
+///
 /// Stages:    0 started and registered, 1 preExecute has returned, 2 stop requested, 3 done (postExecute has returned,
 ///            the result is available, and the registry no longer counts the thread as active).
 /// Ownership: the command is the caller's and must live until stage 3, and so must the object.

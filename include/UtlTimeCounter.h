@@ -10,6 +10,11 @@ namespace utl
 /// Measures elapsed time, with an object, or with one of 50 numbered counters of the process, which can be started in
 /// one function and stopped in another.
 ///
+///     TimeCounter lTime;
+///     lTime.start();
+///     work();
+///     unsigned int const lElapsedMs = lTime.stop();   // FAILED if the clock failed
+///
 /// Ticks and times are unsigned milliseconds that wrap after 49.7 days; longer times cannot be measured.
 ///
 /// Threads:  an object belongs to one thread; the static functions may be called from any.

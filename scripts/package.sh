@@ -24,7 +24,7 @@ made() {
     lWork=$lRoot/build/package-$1
     rm -rf "$lWork"
     mkdir -p "$lWork/utl"
-    tar -cf - CHANGELOG.md CMakeLists.txt cmake debian include source | tar -C "$lWork/utl" -xf -
+    tar -cf - CHANGELOG.md CMakeLists.txt cmake debian include source tools | tar -C "$lWork/utl" -xf -
     reprotest --min-cpus="$(nproc)" --no-diffoscope --store-dir="$lWork/stored" \
         --vary=-all,+build_path,+environment,+exec_path,+home,+locales,+timezone,+umask \
         --build-command "DEB_BUILD_OPTIONS='nocheck parallel=$(nproc)' dpkg-buildpackage -b -us -uc -d -Pnocheck -a$1" \

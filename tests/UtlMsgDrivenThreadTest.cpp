@@ -37,37 +37,36 @@ TEST(MsgDrivenThread, InterruptThenErasureThenSearchGoAheadOfTheQueue)
 TEST(MsgDrivenThread, RunsOnceAndRefusesWhereItWouldWaitForItself)
 {
     TestThread lThread;
-    auto const lStart = [&](ThreadMsgListener* npListener)
-    { return lThread.start(npListener, 0, 0, nullptr, 1, 0, NORMAL, 0); };
+    auto const lStart = [&] { return lThread.start(&lThread.mRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0); };
     lThread.mRecorder.on(A,
                          [&](int)
                          {
                              EXPECT_EQ("nn", said({lThread.sendMsgSync(B), lThread.sendMsgInterrupt(B)}));
-                             EXPECT_EQ(-1, lStart(&lThread.mRecorder));
+                             EXPECT_EQ(Send::OWN_THREAD, lThread.trySend(SimpleMsg(B), 0));
+                             EXPECT_EQ(-1, lStart());
                              EXPECT_EQ(-1, lThread.stop(1, 0));
                              EXPECT_TRUE(lThread.postMsg(C));
                          });
     ASSERT_EQ("yy", said({lThread.sendMsgSync(A), lThread.fence()}));
     EXPECT_EQ((Ids{A, C}), lThread.ids());
-    EXPECT_EQ(-1, lStart(&lThread.mRecorder));
+    EXPECT_EQ(-1, lStart());
     EXPECT_EQ(0, lThread.stop(1, 0));
     unsigned int lResult = 1;
     EXPECT_TRUE(lThread.getResult(&lResult));
     EXPECT_EQ(0, lResult);
-    EXPECT_EQ(-1, lStart(&lThread.mRecorder));
+    EXPECT_EQ(-1, lStart());
     EXPECT_FALSE(lThread.postMsg(A));
+    EXPECT_EQ(Send::STOPPED, lThread.trySend(SimpleMsg(A), 0));
 
     MsgDrivenThread lDeaf(4, 4, "deaf", 0);
+    EXPECT_EQ("nnnn", said({lDeaf.postMsg(A), lDeaf.sendMsgSync(A), lDeaf.hasMsg(A), lDeaf.eraseMsg(A)}));
+    EXPECT_EQ(Post::NOT_STARTED, lDeaf.tryPost(SimpleMsg(A)));
+    EXPECT_EQ(Send::NOT_STARTED, lDeaf.trySend(SimpleMsg(A), 0));
+    EXPECT_EQ(-1, lDeaf.start(nullptr, 0, 0, nullptr, 1, 0, NORMAL, 0));
     EXPECT_EQ(0, static_cast<Thread&>(lDeaf).start(0, 0, nullptr, 1, 0, NORMAL, 0));
-    EXPECT_TRUE(lDeaf.sendMsgSync(A));
+    EXPECT_TRUE(lDeaf.sendMsgSync(A)); // nobody listens
     EXPECT_EQ(0, lDeaf.stop(1, 0));
-    EXPECT_TRUE(lDeaf.leaveManagement()); // nobody listens
-
-    MsgDrivenThread lIdle(4, 4, "idle", 0);
-    EXPECT_EQ(-1, lIdle.start(nullptr, 0, 0, nullptr, 1, 0, NORMAL, 0));
-    EXPECT_EQ("nnnn", said({lIdle.postMsg(A), lIdle.sendMsgSync(A), lIdle.hasMsg(A), lIdle.eraseMsg(A)}));
-    EXPECT_EQ(Post::NOT_STARTED, lIdle.tryPost(SimpleMsg(A)));
-    EXPECT_EQ(Send::NOT_STARTED, lIdle.trySend(SimpleMsg(A), 0));
+    EXPECT_TRUE(lDeaf.leaveManagement());
 }
 
 TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
@@ -97,58 +96,41 @@ TEST(MsgDrivenThread, OversizedReachNoQueueAndAFullOneIsAnErrorOncePerBurst)
     EXPECT_EQ(LogLines{"<UTIL> ERR: " + FULL}, lLog.lines());
 }
 
-TEST(MsgDrivenThread, GivesUpASendThatDoesNotBeginInTime)
+TEST(MsgDrivenThread, TellsWhatBecameOfASend)
 {
     LogCapture lLog;
     TestThread lThread(3, 3); // one byte short of a number
     EXPECT_EQ(Send::TOO_LARGE, lThread.trySend(NumberMsg(A, 1), 0));
-    ASSERT_TRUE(lThread.hold());
-    EXPECT_EQ(Send::TIMED_OUT, lThread.trySend(SimpleMsg(A), 1));
-    ASSERT_TRUE(lThread.elsewhere(2, [&] { EXPECT_EQ(Send::DONE, lThread.trySend(SimpleMsg(B), 0)); }));
-    EXPECT_EQ(Send::TIMED_OUT, lThread.trySend(SimpleMsg(C), 1)); // behind the other sender
-    EXPECT_TRUE(lThread.postMsg(D));
-    EXPECT_EQ(Post::FULL, lThread.tryPost(SimpleMsg(D)));
-    lThread.release();
-    EXPECT_TRUE(lThread.fence());
-    EXPECT_EQ((Ids{B, D}), lThread.ids());
-    EXPECT_EQ(1U, lThread.ledger().mErased);
-    EXPECT_EQ(LogLines(), lLog.lines());
-}
-
-TEST(MsgDrivenThread, TellsWhatBecameOfASend)
-{
-    TestThread lThread;
-    lThread.mRecorder.on(A, [&](int) { EXPECT_EQ(Send::OWN_THREAD, lThread.trySend(SimpleMsg(B), 0)); });
-    EXPECT_EQ(Send::DONE, lThread.trySend(SimpleMsg(A), 10000));
     lThread.mRecorder.on(C, [&](int) { EXPECT_TRUE(lThread.eraseMsg(D)); });
     ASSERT_TRUE(lThread.hold());
+    EXPECT_EQ(Send::TIMED_OUT, lThread.trySend(SimpleMsg(A), 1));
     EXPECT_TRUE(lThread.postMsg(C));
-    ASSERT_TRUE(lThread.elsewhere(2, [&] { EXPECT_EQ(Send::ERASED, lThread.trySend(SimpleMsg(D), 0)); }));
+    ASSERT_TRUE(lThread.elsewhere(3, [&] { EXPECT_EQ(Send::ERASED, lThread.trySend(SimpleMsg(D), 0)); }));
+    EXPECT_EQ(Send::TIMED_OUT, lThread.trySend(SimpleMsg(B), 1)); // behind the other sender
+    EXPECT_EQ(Post::FULL, lThread.tryPost(SimpleMsg(B)));
     lThread.release();
+    EXPECT_EQ(Send::DONE, lThread.trySend(SimpleMsg(A), longMs()));
+    EXPECT_EQ((Ids{C, A}), lThread.ids());
+    EXPECT_EQ(2U, lThread.ledger().mErased);
+    EXPECT_EQ(LogLines(), lLog.lines());
 
     TestThread lEnding;
     ASSERT_TRUE(lEnding.hold());
     ASSERT_TRUE(lEnding.elsewhere(1, [&] { EXPECT_EQ(Send::STOPPED, lEnding.trySend(SimpleMsg(D), 0)); }));
     lEnding.stop(0, 0);
-    lEnding.release();
-    lEnding.stop(1, 0);
-    EXPECT_EQ(Send::STOPPED, lEnding.trySend(SimpleMsg(A), 0));
 }
 
 TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
 {
     LogCapture lLog;
     Recorder lRecorder;
-    ThreadOptions const lOptions;
     auto const lMake = [] { return std::make_unique<MsgDrivenThread>(4U, 4U, "piped", 0U); };
     auto const lpNoPipe = failing<&SystemCalls::mPipe2>(EMFILE, lMake);
-    EXPECT_EQ(Start::NO_PIPE, lpNoPipe->tryStart(&lRecorder, lOptions));
+    EXPECT_EQ(Start::NO_PIPE, lpNoPipe->tryStart(&lRecorder, ThreadOptions()));
     EXPECT_EQ(1U, lLog.count("<UTIL> ERR: MsgDrivenThread(piped) pipe errno:24"));
     EXPECT_EQ(0, lpNoPipe->start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0)); // and ends at once
-    EXPECT_EQ(0, lpNoPipe->waitTo(Thread::STAGE_DONE, longMs()));
-    EXPECT_TRUE(lpNoPipe->leaveManagement());
-    EXPECT_EQ(Start::STARTED_ONCE, lpNoPipe->tryStart(&lRecorder, lOptions));
-    EXPECT_EQ(Start::REFUSED, lMake()->tryStart(nullptr, lOptions));
+    EXPECT_EQ(Start::STARTED_ONCE, lpNoPipe->tryStart(&lRecorder, ThreadOptions()));
+    EXPECT_EQ(Start::REFUSED, lMake()->tryStart(nullptr, ThreadOptions()));
 }
 
 // 256 control records fit beside a data queue of no use to them; then everything is refused, and nothing is lost.
@@ -196,36 +178,6 @@ TEST(MsgDrivenThread, StopReleasesEveryoneWhoWaits)
     lThread.release();
 }
 
-// What the callers are told, and that the next call works: see proof/FaultScenarios.h.
-TEST(MsgDrivenThread, FailuresOfThePipeAreTold)
-{
-    std::string const FAILED = "ERR: MsgDrivenThread(under test)";
-    LogCapture lLog;
-    TestThread lThread;
-    ASSERT_TRUE(Peer::sleeps(lThread));
-    EXPECT_FALSE(failing<&SystemCalls::mWrite>(EIO, [&] { return lThread.sendMsgSync(A); }));
-    EXPECT_EQ(LogLines{"<UTIL> " + FAILED + "::postThreadCtlMsg() Error. write Ret:4294967295 errno:5"}, lLog.lines());
-    EXPECT_TRUE(lThread.postMsg(B)); // the note is up again
-    EXPECT_TRUE(lThread.fence());
-    EXPECT_EQ(1U, lLog.count("Erased Data")); // the slot stays until then
-    std::string const RETRY = "INF: MsgDrivenThread(under test) Error. read Ret:4294967295 errno:4=EINTR Retry read";
-    EXPECT_TRUE(waitUntil(
-        [&]
-        {
-            lLog.clear();
-            FailNth<&SystemCalls::mRead> const lFault(1, EINTR); // the watchdog's thread may meet it in our place
-            return lThread.fence() && waitUntil([&] { return !lLog.lines().empty(); }) && lLog.count(RETRY) == 1;
-        }));
-    FailNth<&SystemCalls::mRead> lFault(0, EIO);
-    EXPECT_TRUE(lThread.postMsg(A));
-    EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
-    EXPECT_EQ(1U, lLog.count(FAILED + " Error. read Ret:4294967295 errno:5 !!Break msg loop!!"));
-    unsigned int lResult = 0;
-    EXPECT_TRUE(lThread.getResult(&lResult));
-    EXPECT_EQ(~0U, lResult);
-    EXPECT_FALSE(lThread.sendMsgSync(A));
-}
-
 TEST(MsgDrivenThread, NothingIsWrittenToAnAwakeLoop)
 {
     TestThread lThread;
@@ -245,31 +197,19 @@ TEST(MsgDrivenThread, NothingIsWrittenToAnAwakeLoop)
 
 TEST(MsgDrivenThread, StopComesThrough)
 {
-    struct Row
-    {
-        char const* mpWhat;
-        bool mIsFull;  // of records without slots: the first is held
-        int mFailures; // of writes
-    } const ROWS[] = {
-        {"full queue", true, 0},
-        {"full queue, no write", true, INT_MAX},
-        {"a write that fails", false, 1},
-        {"no write", false, INT_MAX},
-    };
     QuietLog const lQuiet;
-    for (Row const& lRow : ROWS)
+    for (bool const lIsFull : {false, true}) // of records without slots: the first is held
     {
-        SCOPED_TRACE(lRow.mpWhat);
-        TestThread lThread;
-        while (lRow.mIsFull && Peer::postCtl(lThread, D))
+        for (int const lFailures : {0, 1, INT_MAX}) // of writes
         {
+            TestThread lThread;
+            while (lIsFull && Peer::postCtl(lThread, D))
+            {
+            }
+            ASSERT_TRUE(Peer::sleeps(lThread));
+            FailingWrites const lWrites(lFailures, [] {});
+            EXPECT_EQ(0, lThread.stop(1, longMs())) << lIsFull << lFailures;
         }
-        ASSERT_TRUE(Peer::sleeps(lThread));
-        FailingWrites const lWrites(lRow.mFailures, [] {});
-        EXPECT_EQ(0, lThread.stop(1, longMs()));
-        unsigned int lResult = 1;
-        EXPECT_TRUE(lThread.getResult(&lResult));
-        EXPECT_EQ(0U, lResult);
     }
     // The stop relies on a sender whose writes all fail.
     TestThread lThread;
@@ -284,12 +224,10 @@ TEST(MsgDrivenThread, ChildThatHoldsThePipeDelaysNoStop)
     TestThread lThread;
     ASSERT_TRUE(Peer::sleeps(lThread));
     pid_t const lChild = ::fork();
-    if (lChild == 0)
+    while (lChild == 0)
     {
         ::pause();
-        ::_exit(0);
     }
-    ASSERT_NE(-1, lChild);
     EXPECT_EQ(0, lThread.stop(1, longMs()));
     EXPECT_EQ(0, ::kill(lChild, SIGKILL));
     EXPECT_EQ(lChild, ::waitpid(lChild, nullptr, 0));
@@ -303,7 +241,6 @@ TEST(MsgDrivenThread, PipeStaysUntilNobodyWrites)
     static std::atomic<bool> sHasWritten;
     auto lpThread = std::make_unique<TestThread>();
     ASSERT_TRUE(Peer::sleeps(*lpThread));
-    sWrites = 0;
     Replaced const lNanosleep(
         &SystemCalls::mNanosleep,
         +[](timespec const*, timespec*)

@@ -1,4 +1,4 @@
-// Shared timers, and the timer with a thread to itself.
+// Shared timers, the timer with a thread to itself, and what message threads say of the same failures.
 #include "UtlTimer.h"
 
 #include "UtlThreadManager.h"
@@ -13,19 +13,7 @@ namespace utl
 class SharedTimerTestPeer
 {
 public:
-    /// On the timer thread: as if a signal of the timer had come and been noted.
-    static void expire(SharedTimer& nTimer, int nTimerId)
-    {
-        MsgDrivenThreadTestPeer::expireOf(*nTimer.mpImpl, nTimerId);
-    }
-
     static bool sleeps(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::sleepsOf(*nTimer.mpImpl); }
-    static unsigned int waiters(SharedTimer& nTimer)
-    {
-        SyncGuard lGuard(nTimer.mpImpl->mSyncObject);
-        return nTimer.mpImpl->mWaiters.size();
-    }
-
     static unsigned int queued(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::ctlCountOf(*nTimer.mpImpl); }
 };
 
@@ -97,48 +85,106 @@ private:
     Gate mRelease;
 };
 
-// The first test, since the handler is installed once in a process. The kernel refuses: the documented lines, nobody
-// left waiting, the state as it was, and the next try works.
-TEST(SharedTimer, KernelFailuresAreTold)
+// The first test, since a handler is installed once in a process. The kernel refuses: the documented lines, nobody left
+// waiting, the state as it was.
+TEST(SharedTimer, FailuresOfTheKernelAreToldAsByAMessageThread)
 {
-    ThreadManager::get(); // brings a message thread with a signal of its own
     LogCapture lLog;
+    failing<&SystemCalls::mSigaction>(EINVAL, [] { MsgDrivenThread(4, 4, "first", 1); });
+    ThreadManager::get(); // has a message thread
     failing<&SystemCalls::mSigaction>(EINVAL, [] { SharedTimer(0, 0, nullptr, 1, "first"); });
+    Started lThread;
     TestTimer lTimer;
-    TestTimer lThird;
-    EXPECT_EQ((LogLines{"<UTIL> ERR: SharedTimer sigaction  errno:22",
-                        "<UTIL> DTL: SharedTimer sigaction  success:" + std::to_string(SIGRTMIN + 1)}),
-              lLog.lines());
+    SharedTimer(0, 0, nullptr, 1, "third");
+    EXPECT_EQ(
+        (LogLines{"<UTIL> ERR: MsgDrivenThread sigaction  errno:22", "<UTIL> ERR: SharedTimer sigaction  errno:22",
+                  "<UTIL> DTL: SharedTimer sigaction  success:" + std::to_string(SIGRTMIN + 1)}),
+        lLog.lines());
+    lThread.registerTimer(LONG_MS, 0, 0);
+    lThread.setTimer(0, 0, 0, 0); // runs and never fires
     int const lRests = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
-    int const lRuns = lTimer.run(nullptr, 0); // runs and never fires
+    int const lRuns = lTimer.run(nullptr, 0);
+    auto const lStartMsg = [&] { EXPECT_TRUE(lThread.startTimer(1, 0)); };
+    auto const lStopMsg = [&] { EXPECT_TRUE(lThread.killTimer(2, 0)); };
     auto const lStart = [&] { EXPECT_TRUE(lTimer.start(lRests, 0)); };
     auto const lStop = [&] { EXPECT_TRUE(lTimer.stop(lRuns, 0)); };
+    std::string const MSG = "MsgDrivenThread(under test)";
+    std::string const TIMER = "SharedTimerThread(under test)";
+    std::string const CREATE = " timer_create SysTimerId:0x00000000 errno:11\n";
     struct Row
     {
         std::function<void()> mDo;
-        std::string mCall, mError, mMsgId;
+        std::string mName, mCall, mError, mMsgId;
     } const ROWS[] = {
-        {[&] { failing<&SystemCalls::mTimerCreate>(EAGAIN, lStart); }, "create", ":0x00000000 errno:11\n", "4"},
-        {[&] { failing<&SystemCalls::mTimerSettime>(EPERM, lStart); }, "settime", "errno:1\n", "4"},
-        {[&] { lTimer.setInterval(lRests, 0x80000000U), lStart(); }, "settime", "errno:22\n", "4"}, // a negative time
-        {[&] { failing<&SystemCalls::mTimerDelete>(EINVAL, lStop); }, "delete", "errno:22", "5"},
+        {[&] { failing<&SystemCalls::mTimerCreate>(EAGAIN, lStartMsg); }, MSG, CREATE, "", "6"},
+        {[&] { failing<&SystemCalls::mTimerSettime>(EPERM, lStartMsg); }, MSG, " timer_settime SysTimerId:0x", "1\n",
+         "6"},
+        {[&] { failing<&SystemCalls::mTimerDelete>(EINVAL, lStopMsg); }, MSG, " timer_delete SysTimerNum:0x", "22",
+         "7"},
+        {[&] { failing<&SystemCalls::mTimerCreate>(EAGAIN, lStart); }, TIMER, CREATE, "", "4"},
+        {[&] { failing<&SystemCalls::mTimerSettime>(EPERM, lStart); }, TIMER, " timer_settime SysTimerId:0x", "1\n",
+         "4"},
+        {[&] { lTimer.setInterval(lRests, 0x80000000U), lStart(); }, TIMER, " timer_settime", "22\n", "4"}, // below 0
+        {[&] { failing<&SystemCalls::mTimerDelete>(EINVAL, lStop); }, TIMER, " timer_delete SysTimerId:0x", "22", "5"},
     };
     for (Row const& lRow : ROWS)
     {
         lLog.clear();
         lRow.mDo();
         ASSERT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; })) << lRow.mCall;
-        std::string const lFirst = lLog.lines()[0];
-        EXPECT_EQ(0U, lFirst.find("<UTIL> ERR: SharedTimerThread(under test) timer_" + lRow.mCall + " SysTimerId:0x"));
-        EXPECT_NE(std::string::npos, lFirst.find(lRow.mError)) << lFirst;
-        EXPECT_EQ("<UTIL> ERR: !!!!!!!! SharedTimerThread(under test) Error. MsgId:0x8000000" + lRow.mMsgId +
-                      " !!!!!!!!",
+        EXPECT_EQ(0U, lLog.lines()[0].find("<UTIL> ERR: " + lRow.mName + lRow.mCall)) << lLog.lines()[0];
+        EXPECT_EQ(1U, lLog.count(" errno:" + lRow.mError));
+        EXPECT_EQ("<UTIL> ERR: !!!!!!!! " + lRow.mName + " Error. MsgId:0x8000000" + lRow.mMsgId + " !!!!!!!!",
                   lLog.lines()[1]);
         EXPECT_EQ("ny", said({lTimer.isRunning(lRests), lTimer.isRunning(lRuns)}));
     }
     lStop();
     EXPECT_EQ("yy", said({lTimer.setInterval(lRests, 10), lTimer.start(lRests, 0)}));
-    EXPECT_EQ("ny", said({lTimer.isRunning(lRuns), lTimer.isRunning(lRests)}));
+    EXPECT_EQ("yn", said({lTimer.isRunning(lRests), lTimer.isRunning(lRuns)}));
+}
+
+TEST(SharedTimer, FailuresOfThePipeAreToldAsByAMessageThread)
+{
+    LogCapture lLog;
+    failing<&SystemCalls::mPipe2>(EMFILE,
+                                  [] { SharedTimer(0, 0, nullptr, 1, "no pipe").waitTo(Thread::STAGE_DONE, 0); });
+    EXPECT_EQ(1U, lLog.count("ERR: SharedTimerThread(no pipe) pipe errno:24"));
+    EXPECT_EQ(1U, lLog.count("SharedTimerThread(no pipe) Error. read Ret:4294967295 errno:9 !!Break msg loop!!"));
+    Started lThread;
+    TestTimer lTimer;
+    struct
+    {
+        Thread& mThread;
+        std::function<bool()> mSleeps, mUse;
+        std::string mName, mWriter;
+    } const ROWS[] = {{lThread, [&] { return MsgDrivenThreadTestPeer::sleeps(lThread); },
+                       [&] { return lThread.sendMsgSync(1); }, "MsgDrivenThread(under test)", "::postThreadCtlMsg()"},
+                      {lTimer, [&] { return Peer::sleeps(lTimer); }, [&] { return lTimer.fence(); },
+                       "SharedTimerThread(under test)", ""}};
+    for (auto const& lRow : ROWS)
+    {
+        ASSERT_TRUE(lRow.mSleeps());
+        lLog.clear();
+        EXPECT_FALSE(failing<&SystemCalls::mWrite>(EIO, lRow.mUse));
+        EXPECT_EQ(LogLines{"<UTIL> ERR: " + lRow.mName + lRow.mWriter + " Error. write Ret:4294967295 errno:5"},
+                  lLog.lines());
+        EXPECT_TRUE(lRow.mUse()); // the note is up again
+        std::string const lFailed = lRow.mName + " Error. read Ret:4294967295 errno:";
+        auto const lIsInterrupted = [&]
+        {
+            FailNth<&SystemCalls::mRead> const lFault(1, EINTR); // the watchdog's thread may meet it in our place
+            return lRow.mUse() && lRow.mSleeps() && lLog.count("INF: " + lFailed + "4=EINTR Retry read") == 1;
+        };
+        EXPECT_TRUE(waitUntil(lIsInterrupted));
+        FailNth<&SystemCalls::mRead> const lFault(0, EIO);
+        lRow.mUse(); // wakes the loop, which reads again
+        EXPECT_EQ(0, lRow.mThread.waitTo(Thread::STAGE_DONE, longMs()));
+        EXPECT_EQ(1U, lLog.count("ERR: " + lFailed + "5 !!Break msg loop!!"));
+        unsigned int lResult = 0;
+        EXPECT_TRUE(lRow.mThread.getResult(&lResult));
+        EXPECT_EQ(~0U, lResult);
+        EXPECT_FALSE(lRow.mUse());
+    }
 }
 
 TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
@@ -147,7 +193,7 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     SharedTimer lTimer(1, 1000000, nullptr, 2, "small");
     ThreadManager& lManager = *ThreadManager::get();
     Array<int, int const&> lIds(2);
-    EXPECT_EQ("yy", said({lIds.insertAt(0, 77), lIds.insertAt(1, 78)})); // which go
+    EXPECT_TRUE(lIds.insertAt(0, 77)); // which goes
     lLog.clear();
     EXPECT_EQ(1, lTimer.addTimer(nullptr, 10, 0, 0));
     EXPECT_EQ(2, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
@@ -155,7 +201,6 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     EXPECT_TRUE(lTimer.eraseTimer(1, 0));
     EXPECT_TRUE(waitUntil([&] { return !lManager.isWatchingWatchdog(lTimer.getId()); })); // an idle thread
     lTimer.startThreadWatchdog();
-    lTimer.setThreadWatchdogAliveTime(1000000);
     EXPECT_TRUE(lManager.isWatchingWatchdog(lTimer.getId()));
     lTimer.stopThreadWatchdog();
     EXPECT_FALSE(lManager.isWatchingWatchdog(lTimer.getId()));
@@ -164,22 +209,20 @@ TEST(SharedTimer, IdsGoOnAndAFullTableRefusesInSilence)
     EXPECT_EQ(2, lIds.size());
     EXPECT_EQ(2, *lIds.at(0));
     EXPECT_EQ(3, *lIds.at(1));
-    EXPECT_EQ(30, lTimer.getInterval(3));
     EXPECT_EQ("nnnn",
               said({lTimer.start(1, 0), lTimer.stop(1, 0), lTimer.restart(1, 0), lTimer.setInterval(1, 1)})); // gone
     EXPECT_EQ(-1, lTimer.waitToStart(1));
-    EXPECT_EQ(-1, lTimer.waitToStop(1));
-    EXPECT_FALSE(lTimer.isRunning(1));
     EXPECT_EQ("ny", said({lTimer.eraseTimer(1, 0), lTimer.eraseTimer(1, 1)})); // not looked at
-    lTimer.startAll(0);
-    EXPECT_EQ("yyy", said({lTimer.isRunning(2), lTimer.isRunning(3), lTimer.start(2, 0)})); // runs already
-    lTimer.stopAll(0);
-    EXPECT_EQ("nn", said({lTimer.isRunning(2), lTimer.isRunning(3)}));
-    lTimer.restartAll(0);
-    EXPECT_EQ("yy", said({lTimer.isRunning(2), lTimer.isRunning(3)}));
+    std::pair<void (SharedTimer::*)(int), char const*> const ROWS[] = {
+        {&SharedTimer::startAll, "yy"}, {&SharedTimer::stopAll, "nn"}, {&SharedTimer::restartAll, "yy"}};
+    for (auto const& [lDo, lRunning] : ROWS)
+    {
+        (lTimer.*lDo)(0);
+        EXPECT_EQ(lRunning, said({lTimer.isRunning(2), lTimer.isRunning(3)}));
+    }
     lTimer.destroy();
     EXPECT_EQ(-1, lTimer.addTimer(nullptr, 10, 0, 0));
-    EXPECT_EQ("nn", said({lTimer.isRunning(2), lTimer.start(2, 0)}));
+    EXPECT_FALSE(lTimer.isRunning(2));
     EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
@@ -188,30 +231,22 @@ TEST(SharedTimer, ListenerMayCallEverything)
 {
     Probe lProbe;
     TestTimer lTimer;
-    int const lOther = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     Gate lIsIn;
-    lProbe.mAction = [&](int nId)
-    {
-        switch (lProbe.mCalls)
+    std::function<void(int)> const ACTIONS[] = {
+        [&](int nId)
         {
-        case 0:
             lIsIn.open();
             waitUntil([&] { return Peer::queued(lTimer) == 1; });
             EXPECT_TRUE(lTimer.stop(nId, 0));
             EXPECT_EQ(0, lTimer.waitToStop(nId)); // it rests at once
-            EXPECT_NE(-1, lTimer.addTimer(nullptr, 1, 0, 0));
             EXPECT_FALSE(lTimer.start(99, 0));
-            break;
-        case 1:
-            lTimer.restartAll(0);
-            break;
-        case 2:
-            EXPECT_TRUE(lTimer.restart(nId, 0));
-            break;
-        default:
-            EXPECT_TRUE(lTimer.eraseTimer(nId, 0));
-        }
+        },
+        [&](int) { lTimer.restartAll(0); },
+        [&](int nId) { EXPECT_TRUE(lTimer.restart(nId, 0)); },
+        [&](int nId) { EXPECT_TRUE(lTimer.eraseTimer(nId, 0)); },
     };
+    lProbe.mAction = [&](int nId) { ACTIONS[lProbe.mCalls](nId); };
+    int const lOther = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
     int const lId = lTimer.run(&lProbe, 1, 1);
     ASSERT_TRUE(lIsIn.wait());
     ASSERT_TRUE(lTimer.start(lOther, 0)); // holds the lock of callers meanwhile
@@ -221,65 +256,6 @@ TEST(SharedTimer, ListenerMayCallEverything)
     ASSERT_TRUE(waitUntil([&] { return lTimer.getInterval(lId) == 0xFFFFFFFFU; }));
     EXPECT_TRUE(waitUntil([&] { return lProbe.mCalls == 4; })); // it was gone before its listener had returned
     EXPECT_TRUE(lTimer.isRunning(lOther));
-}
-
-// On the timer thread a stop and an erasure are done when they return: a time-out that waits calls nobody, and whoever
-// waits is released. If the kernel refuses, nothing has changed.
-TEST(SharedTimer, ListenerCancelsOthersForCertain)
-{
-    struct Row
-    {
-        bool (SharedTimer::*mpCancel)(int, int);
-        bool mIsRefused;
-    } const ROWS[] = {{&SharedTimer::stop, false},
-                      {&SharedTimer::eraseTimer, false},
-                      {&SharedTimer::stop, true},
-                      {&SharedTimer::eraseTimer, true}};
-    for (Row const& lRow : ROWS)
-    {
-        SCOPED_TRACE(&lRow - ROWS);
-        QuietLog const lQuiet;
-        Probe lCancels;
-        Probe lCancelled;
-        TestTimer lTimer;
-        int const lId = lTimer.run(&lCancelled, LONG_MS, 0, 1);
-        std::thread lWaiter([&] { EXPECT_EQ(0, lTimer.waitToStop(lId)); });
-        EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 1; }));
-        lCancels.mAction = [&](int)
-        {
-            Peer::expire(lTimer, lId);
-            FailNth<&SystemCalls::mTimerDelete> const lFault(lRow.mIsRefused ? 0 : -1, EINVAL);
-            EXPECT_EQ(!lRow.mIsRefused, (lTimer.*lRow.mpCancel)(lId, 0));
-            EXPECT_EQ(lRow.mIsRefused, lTimer.isRunning(lId));
-        };
-        EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lCancels, 1, 1)));
-        EXPECT_TRUE(lTimer.fence());
-        EXPECT_EQ(lRow.mIsRefused ? 1U : 0U, lCancelled.mCalls);
-        lTimer.stop(lId, 0); // if it could not be before
-        lWaiter.join();
-    }
-}
-
-// A time-out that stands behind the end of its timer calls nobody, not even if the kernel does not let go of the timer.
-TEST(SharedTimer, TimeoutBehindTheEndOfItsTimerCallsNobody)
-{
-    QuietLog const lQuiet;
-    Probe lGoes;
-    Probe lErases;
-    TestTimer lTimer;
-    int const lId = lTimer.run(&lGoes, LONG_MS, 0, 1);
-    lErases.mAction = [&](int nTimerId)
-    {
-        EXPECT_TRUE(lTimer.eraseTimer(lId, 1));
-        Peer::expire(lTimer, lId);
-        EXPECT_TRUE(lTimer.stop(nTimerId, 0));
-    };
-    FailNth<&SystemCalls::mTimerDelete> const lFault(2, EINVAL, FAULT_ACTS);
-    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lErases, 1)));
-    EXPECT_TRUE(lTimer.fence());
-    EXPECT_TRUE(lFault.fired());
-    EXPECT_EQ(0xFFFFFFFFU, lTimer.getInterval(lId));
-    EXPECT_EQ(0U, lGoes.mCalls);
 }
 
 TEST(SharedTimer, ListenerMayEndTheThread)
@@ -359,51 +335,6 @@ TEST(SharedTimer, BusyThreadRestartsToStoppedAndAFullControlQueueRefusesInSilenc
     EXPECT_EQ(LogLines{}, lLog.lines());
 }
 
-TEST(SharedTimer, FailuresOfThePipeAreTold)
-{
-    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet the faults
-    std::string const FAILED = "SharedTimerThread(under test) Error. ";
-    LogCapture lLog;
-    failing<&SystemCalls::mPipe2>(EMFILE,
-                                  [] { SharedTimer(0, 0, nullptr, 1, "no pipe").waitTo(Thread::STAGE_DONE, 0); });
-    EXPECT_EQ(1U, lLog.count("ERR: SharedTimerThread(no pipe) pipe errno:24"));
-    EXPECT_EQ(1U, lLog.count("SharedTimerThread(no pipe) Error. read Ret:4294967295 errno:9 !!Break msg loop!!"));
-    {
-        FailNth<&SystemCalls::mPthreadCreate> lFault(1, EAGAIN);
-        SharedTimer lTimer(0, 0, nullptr, 1, "no thread"); // which nothing may wait for
-        EXPECT_EQ(1, lTimer.addTimer(nullptr, 1, 0, 0));
-        EXPECT_EQ("yn", said({lTimer.start(1, 0), lTimer.isRunning(1)}));
-        EXPECT_EQ(-1, lTimer.waitToStart(1));
-    }
-    TestTimer lTimer;
-    int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
-    lLog.clear();
-    ASSERT_TRUE(Peer::sleeps(lTimer));
-    failing<&SystemCalls::mWrite>(EIO, [&] { EXPECT_FALSE(lTimer.start(lId, 0)); });
-    ASSERT_TRUE(lTimer.fence());
-    EXPECT_FALSE(lTimer.isRunning(lId)); // taken back, and not served in the place of another
-    {
-        FailNth<&SystemCalls::mRead> lFault(1, EINTR);
-        EXPECT_TRUE(lTimer.fence());
-        EXPECT_TRUE(waitUntil([&] { return lLog.lines().size() == 2; }));
-    }
-    EXPECT_EQ((LogLines{"<UTIL> ERR: " + FAILED + "write Ret:4294967295 errno:5",
-                        "<UTIL> INF: " + FAILED + "read Ret:4294967295 errno:4=EINTR Retry read"}),
-              lLog.lines());
-    ASSERT_TRUE(lTimer.start(lId, 0));
-    ASSERT_TRUE(Peer::sleeps(lTimer));
-    FailNth<&SystemCalls::mRead> lFault(0, EIO);
-    lTimer.eraseTimer(99, 1); // wakes the loop, which reads again
-    lTimer.waitToStop(lId);   // the thread ends: nobody is left waiting
-    EXPECT_EQ(0, lTimer.waitTo(Thread::STAGE_DONE, 0));
-    EXPECT_EQ(1U, lLog.count(FAILED + "read Ret:4294967295 errno:5 !!Break msg loop!!"));
-    unsigned int lResult = 0;
-    EXPECT_TRUE(lTimer.getResult(&lResult));
-    EXPECT_EQ(~0U, lResult);
-    EXPECT_FALSE(lTimer.isRunning(lId));
-    EXPECT_EQ(-1, lTimer.addTimer(nullptr, 1, 0, 0));
-}
-
 TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
 {
     struct Own : Timer
@@ -420,7 +351,6 @@ TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
         for (int lRound = 0; lRound < 2; ++lRound)
         {
             EXPECT_EQ("ny", said({lpTimer->isRunning(), lpTimer->start(0)}));
-            EXPECT_EQ(1, lpTimer->getInterval());
             EXPECT_TRUE(waitUntil([&] { return !lpTimer->isRunning(); }));
         }
         EXPECT_TRUE(lpTimer->setInterval(LONG_MS));
@@ -434,7 +364,7 @@ TEST(Timer, CallsItsListenerOrItsSubclassAndStartsAnew)
 // Who stops or erases with waiting outlasts the listener under way, also if that has stopped its timer itself.
 TEST(SharedTimer, WaitingOutlastsAListenerThatHasStoppedItsOwnTimer)
 {
-    for (bool const lIsErased : {false, true})
+    for (auto const lWait : {&SharedTimer::eraseTimer, &SharedTimer::stop})
     {
         Gate lStopped, lRelease;
         std::atomic<bool> lHasReturned{false};
@@ -448,40 +378,13 @@ TEST(SharedTimer, WaitingOutlastsAListenerThatHasStoppedItsOwnTimer)
         };
         int const lId = lTimer.run(&lProbe, 1);
         ASSERT_TRUE(lStopped.wait());
-        std::thread lOwner(
-            [&]
-            {
-                EXPECT_TRUE(lIsErased ? lTimer.eraseTimer(lId, 0) : lTimer.stop(lId, 0));
-                lHasReturned = true;
-            });
+        std::thread lOwner([&] { lHasReturned = (lTimer.*lWait)(lId, 0); });
         EXPECT_TRUE(waitUntil([&] { return lHasReturned || Peer::queued(lTimer) == 1; }));
         EXPECT_FALSE(lHasReturned);
         lRelease.open();
         lOwner.join();
-        EXPECT_EQ(lIsErased ? ~0U : 1U, lTimer.getInterval(lId));
+        EXPECT_TRUE(lHasReturned);
     }
-}
-
-// Two wait for one start, whose sender cannot wake the loop: both are refused, and nobody is left waiting.
-TEST(SharedTimer, WhoWaitsForARequestThatIsTakenBackIsRefused)
-{
-    TestTimer lTimer;
-    std::thread lOther;
-    int const lId = lTimer.addTimer(nullptr, LONG_MS, 0, 0);
-    auto const lStart = [&] { EXPECT_FALSE(lTimer.start(lId, 0)); };
-    ASSERT_TRUE(Peer::sleeps(lTimer));
-    {
-        FailingWrites const lWrites(1,
-                                    [&]
-                                    {
-                                        lOther = std::thread(lStart);
-                                        EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 2; }));
-                                    });
-        lStart();
-    }
-    EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 0; }));
-    lTimer.destroy(); // releases whoever was left
-    lOther.join();
 }
 
 } // namespace

@@ -27,16 +27,14 @@ public:
     static bool eraseCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.eraseMsgFromCtlQueue(nMsgId); }
 
     /// On the message thread: as if a signal of the timer had come and been noted.
-    static void expire(MsgDrivenThread& nThread, int nTimerId) { expireOf(*nThread.mpImpl, nTimerId); }
-
-    template <class Loop>
-    static void expireOf(Loop& nLoop, int nTimerId)
+    static void expire(MsgDrivenThread& nThread, int nTimerId)
     {
-        SyncGuard lGuard(nLoop.mSyncObject);
-        TimerInfo& lInfo = *nLoop.mTimers.find(nTimerId);
+        Impl& lImpl = *nThread.mpImpl;
+        SyncGuard lGuard(lImpl.mSyncObject);
+        TimerInfo& lInfo = *lImpl.mTimers.find(nTimerId);
         lInfo.mAwaitsFirst = false;
-        nLoop.mTimers.notes().add({lInfo.mSysTimerNumber, 0});
-        nLoop.takeNotesLocked();
+        lImpl.mTimers.notes().add({lInfo.mSysTimerNumber, 0});
+        lImpl.takeNotesLocked();
     }
 
     /// Afterwards the loop waits, its note up: the next record is written to its pipe.
@@ -222,8 +220,9 @@ public:
     static constexpr int FENCE = 9002;
     static constexpr int ERASED = 9003; // noted for a timer that leaves
 
-    explicit Started(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4)
-        : Holdable(nMaxMsgSize, nMaxMsgCount, "under test", nMaxTimerCount)
+    explicit Started(unsigned int nMaxMsgCount = 8, unsigned int nMaxMsgSize = 16, unsigned int nMaxTimerCount = 4,
+                     char const* npName = "under test")
+        : Holdable(nMaxMsgSize, nMaxMsgCount, npName, nMaxTimerCount)
     {
         ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet the faults
         mRecorder.on(HOLD, [this](int) { park(); });

@@ -94,7 +94,7 @@ TEST(CtlQueue, HeldHeadIsTriedAgainWhenItsLikeComes)
         {2, [](CtlQueue& nQueue) { nQueue.eraseFirst(2); }, 0},
         {2,
          [](CtlQueue& nQueue) {
-             nQueue.put(0, {2, 0}), nQueue.erase(1, 1);
+             nQueue.put(0, {2, 0});
          },
          2},
         {2, [](CtlQueue& nQueue) { nQueue.pop(); }, 2},
@@ -108,20 +108,6 @@ TEST(CtlQueue, HeldHeadIsTriedAgainWhenItsLikeComes)
         lRow.mpDo(lQueue);
         EXPECT_EQ(lRow.mHead, lQueue.head() != nullptr ? lQueue.head()->mMsgId : 0) << &lRow - ROWS;
     }
-}
-
-// A sender knows his record by its number: an equal one of another sender is not taken for it.
-TEST(CtlQueue, OnlyTheNewestRecordIsTakenBack)
-{
-    CtlQueue lQueue(4);
-    lQueue.append({1, 0});
-    unsigned int const lFirst = lQueue.lastNumber();
-    lQueue.append({1, 0});
-    EXPECT_FALSE(lQueue.takeBack(lFirst));
-    unsigned int const lSecond = lQueue.lastNumber();
-    lQueue.erase(1, 1);
-    EXPECT_FALSE(lQueue.takeBack(lSecond)); // gone, and the first is not his
-    EXPECT_EQ(1U, lQueue.size());
 }
 
 // ---------------------------------------------------------------------------------------------- messages
@@ -139,17 +125,13 @@ TEST(MsgQueues, ReservedIdsOwnSlotsOrNot)
         {MSG_ID_NONE, CtlClass::MSG, false},
         {MSG_ID_ANY, CtlClass::MSG, false},
         {MSG_ID_TIMER, CtlClass::MSG, true},
-        {MSG_ID_TIMER + 1, CtlClass::MSG, true},
         {MSG_ID_OUT_OF_BAND, CtlClass::CONTROL, false},
-        {MSG_ID_START_TIMER, CtlClass::CONTROL, false},
         {MSG_ID_STOP_THREAD, CtlClass::CONTROL, false},
         {MSG_ID_STOP_THREAD + 1, CtlClass::MSG, true},
         {MSG_ID_TIMEOUT_SIGNAL, CtlClass::NEVER, false},
         {MSG_ID_FIRST_USER - 1, CtlClass::MSG, true},
         {MSG_ID_FIRST_USER, CtlClass::MSG, true},
-        {-1, CtlClass::MSG, true},
         {0, CtlClass::MSG, true},
-        {INT_MAX, CtlClass::MSG, true},
     };
     for (Row const& lRow : ROWS)
     {
@@ -170,78 +152,69 @@ TEST(MsgQueues, QueuesAreWholeWhereverAnErasureStops)
     std::string const FAILED = "ERR: MsgDrivenThread::executeEraseMsg(): ";
     struct Row
     {
-        std::function<void(Queues&)> mFill; // behind 1, which goes, and 2, which stays
-        std::string mLine;                  // or none
+        int mSlot;         // behind 1, which goes, and 2, which stays; 0: none
+        CtlRecord mRecord; // likewise
+        std::string mLine; // or none
     } const ROWS[] = {
-        {[](Queues& nQueues) { nQueues.record(4); }, FAILED + "Peek Data Queue fail. Line="},
-        {[](Queues& nQueues) { nQueues.record(MSG_ID_SYNC); }, FAILED + "Peek Data Queue fail. Line="},
-        {[](Queues& nQueues) { nQueues.slot(9), nQueues.record(4); },
-         FAILED + "Data Queue is different from Ctl Queue . Line="},
-        {[](Queues& nQueues) { nQueues.record(TIMEOUT, 7); }, ""},
+        {0, {4, -1}, FAILED + "Peek Data Queue fail. Line="},
+        {0, {MSG_ID_SYNC, -1}, FAILED + "Peek Data Queue fail. Line="},
+        {9, {4, -1}, FAILED + "Data Queue is different from Ctl Queue . Line="},
+        {0, {TIMEOUT, 7}, ""},
     };
     for (Row const& lRow : ROWS)
     {
         SCOPED_TRACE(lRow.mLine);
+        bool const lIsWell = lRow.mLine.empty();
         LogCapture lLog;
         Queues lQueues;
-        lQueues.post(1, 11), lQueues.post(2, 12), lRow.mFill(lQueues);
-        lQueues.mOnTimeout = [&](int nTimerId)
-        {
-            EXPECT_EQ(7, nTimerId);
-            EXPECT_EQ(1U, lQueues.mCtl.size());
-            return true;
-        };
-        EXPECT_EQ(lRow.mLine.empty() ? MsgQueues::Erased::TIMER_ENDED : MsgQueues::Erased::FAILED,
+        lQueues.post(1, 11), lQueues.post(2, 12);
+        lRow.mSlot != 0 ? lQueues.slot(lRow.mSlot) : void();
+        lQueues.record(lRow.mRecord.mMsgId, lRow.mRecord.mParam);
+        lQueues.mOnTimeout = [&](int) { return lQueues.mCtl.size() == 1; };
+        EXPECT_EQ(lIsWell ? MsgQueues::Erased::TIMER_ENDED : MsgQueues::Erased::FAILED,
                   lQueues.erase([](int nMsgId) { return nMsgId != 2; }));
-        EXPECT_EQ(lRow.mLine.empty() ? 7 : -1, lQueues.mEndedTimerId);
-        EXPECT_EQ(lRow.mLine.empty() ? 0U : 1U, lLog.count(lRow.mLine));
+        EXPECT_EQ(lIsWell ? 7 : -1, lQueues.mEndedTimerId);
+        EXPECT_EQ(lIsWell ? 0U : 1U, lLog.count(lRow.mLine));
         EXPECT_EQ(12, lQueues.take());
     }
 }
 
-// A judgement erases all there is at its first message: told if it passes that, and nothing else is touched.
+// A judgement erases all there is at its second message: told if it passes that, and nothing else is touched.
 TEST(MsgQueues, JudgementMayEraseWhatIsWalked)
 {
     struct Row
     {
         int mMsgId; // the second of three records, the first having gone
-        bool mPasses;
         std::string mLine;
     } const ROWS[] = {
-        {TIMEOUT, true, "Erase Ctl Queue fail. Line="},
-        {MSG_ID_SYNC, true, "Erase Queue fail. Line="},
-        {2, true, "erase Data Queue fail. Line="},
-        {2, false, ""},
-        {MSG_ID_SYNC, false, ""},
-        {TIMEOUT, false, ""},
+        {TIMEOUT, "Erase Ctl Queue fail. Line="},
+        {MSG_ID_SYNC, "Erase Queue fail. Line="},
+        {2, "erase Data Queue fail. Line="},
     };
     for (Row const& lRow : ROWS)
     {
-        SCOPED_TRACE(lRow.mLine + std::to_string(lRow.mMsgId));
-        LogCapture lLog;
-        Queues lQueues;
-        lQueues.post(1);
-        lRow.mMsgId != TIMEOUT ? lQueues.slot(2) : void();
-        lQueues.record(lRow.mMsgId), lQueues.post(3);
-        auto lYes = [](ThreadRawMsg&) { return true; };
-        MsgDrivenThread::MsgJudgement<decltype(lYes)> lAll(&lYes);
-        int lCalls = 0;
-        auto const lErased = lQueues.erase(
-            [&](int)
-            {
-                if (++lCalls == 2)
+        for (bool const lPasses : {true, false})
+        {
+            SCOPED_TRACE(lRow.mLine + std::to_string(lPasses));
+            LogCapture lLog;
+            Queues lQueues;
+            lQueues.post(1);
+            lRow.mMsgId != TIMEOUT ? lQueues.slot(2) : void();
+            lQueues.record(lRow.mMsgId), lQueues.post(3);
+            int lCalls = 0;
+            auto const lErased = lQueues.erase(
+                [&](int)
                 {
-                    EXPECT_EQ(MsgQueues::Erased::ALL, lQueues.mMsgs.erase(lAll, lQueues, &lQueues.mEndedTimerId));
-                }
-                return lCalls != 2 || lRow.mPasses;
-            });
-        EXPECT_EQ(lRow.mPasses ? MsgQueues::Erased::FAILED : MsgQueues::Erased::ALL, lErased);
-        EXPECT_EQ(lRow.mPasses ? 1U : 0U, lLog.count("ERR: MsgDrivenThread::executeEraseMsg(): " + lRow.mLine));
-        EXPECT_EQ(lRow.mMsgId == MSG_ID_SYNC ? 1 : 0, lQueues.mSyncErased);
-        EXPECT_EQ(0U, lQueues.mCtl.size());
-        EXPECT_EQ(0U, lQueues.mMsgs.slots().size());
-        lQueues.post(5, 55);
-        EXPECT_EQ(55, lQueues.take());
+                    bool const lIsSecond = ++lCalls == 2;
+                    EXPECT_EQ(MsgQueues::Erased::ALL, lIsSecond ? lQueues.eraseAll() : MsgQueues::Erased::ALL);
+                    return !lIsSecond || lPasses;
+                });
+            EXPECT_EQ(lPasses ? MsgQueues::Erased::FAILED : MsgQueues::Erased::ALL, lErased);
+            EXPECT_EQ(lPasses ? 1U : 0U, lLog.count("ERR: MsgDrivenThread::executeEraseMsg(): " + lRow.mLine));
+            EXPECT_EQ(lRow.mMsgId == MSG_ID_SYNC ? 1 : 0, lQueues.mSyncErased);
+            EXPECT_EQ(0U, lQueues.mCtl.size());
+            EXPECT_EQ(0U, lQueues.mMsgs.slots().size());
+        }
     }
 }
 
@@ -265,16 +238,6 @@ TEST(MsgQueues, FindGoesOnWhereThereIsNothingToShow)
     EXPECT_TRUE(lMsg.restoreFrom(lFound));
     EXPECT_EQ(7, lMsg.mTimerId);
     EXPECT_EQ(2U, lLog.count("ERR: MsgDrivenThread::executeFindMsg(): Peek Data Queue fail. Line="));
-}
-
-TEST(MsgQueues, InterruptIsTakenOnce)
-{
-    Queues lQueues;
-    EXPECT_TRUE(lQueues.mMsgs.write(NumberMsg(1)));
-    lQueues.mMsgs.keepAsInterrupt();
-    EXPECT_TRUE(lQueues.mMsgs.takeInterrupt(lQueues.mTarget));
-    EXPECT_FALSE(lQueues.mMsgs.takeInterrupt(lQueues.mTarget));
-    EXPECT_FALSE(lQueues.mMsgs.eraseInterrupt(lQueues));
 }
 
 } // namespace

@@ -185,49 +185,6 @@ TEST(ExpiryNotes, HaveRoomForTwoOfEachTimer)
     }
     EXPECT_EQ(4U, lNotes.count());
     EXPECT_EQ(4, lNotes.at(3).mSysTimerNumber);
-    ExpiryNotes lNone(0);
-    lNone.add({1, 0});
-    EXPECT_EQ(0U, lNone.count());
-}
-
-// Each is released by his own request, or by whatever brings about what he waits for; and when the timer goes.
-TEST(TimerWaiters, AreReleasedByWhatTheyWaitFor)
-{
-    struct Row
-    {
-        void (*mpDo)(TimerWaiters&);
-        char const*
-            mpReleased; // of: the first and the second request to start 1, who waits for 1 to run, for 1 to rest,
-                        // and the request for 2
-    } const ROWS[] = {
-        {[](TimerWaiters& nWaiters) { nWaiters.onServed(1, TimerFate::RUNS); }, "x.x.."},
-        {[](TimerWaiters& nWaiters) { nWaiters.onServed(1, TimerFate::RESTS); }, "x..x."},
-        {[](TimerWaiters& nWaiters) { nWaiters.onServed(1, TimerFate::RUNS), nWaiters.onServed(1, TimerFate::RUNS); },
-         "xxx.."},
-        {[](TimerWaiters& nWaiters) { nWaiters.onServed(2, TimerFate::RUNS); }, "....x"},
-        {[](TimerWaiters& nWaiters) { nWaiters.onReached(1, TimerFate::RUNS); }, "..x.."},
-        {[](TimerWaiters& nWaiters) { nWaiters.onReached(1, TimerFate::RESTS); }, "...x."},
-        {[](TimerWaiters& nWaiters) { nWaiters.onGone(1); }, "xxxx."},
-        {[](TimerWaiters& nWaiters) { nWaiters.releaseAll(); }, "xxxxx"},
-    };
-    for (Row const& lRow : ROWS)
-    {
-        TimerWaiters lWaiters;
-        TimerWaiter lAll[] = {TimerWaiter(TimerFate::RUNS), TimerWaiter(TimerFate::RUNS), TimerWaiter(TimerFate::RUNS),
-                              TimerWaiter(TimerFate::RESTS), TimerWaiter(TimerFate::RUNS)};
-        lWaiters.enlistRequest(lAll[0], 1, 0);
-        lWaiters.enlistRequest(lAll[1], 1, 1);
-        lWaiters.enlist(lAll[2], 1);
-        lWaiters.enlist(lAll[3], 1);
-        lWaiters.enlistRequest(lAll[4], 2, 0);
-        lRow.mpDo(lWaiters);
-        std::string lReleased;
-        for (TimerWaiter& lWaiter : lAll)
-        {
-            lReleased += lWaiter.mEvent.isOn() ? 'x' : '.';
-        }
-        EXPECT_EQ(lRow.mpReleased, lReleased);
-    }
 }
 
 // The newest request that somebody waits for decides.
@@ -248,35 +205,6 @@ TEST(TimerWaiters, TellWhatTheTimerWillDo)
     EXPECT_TRUE(lStops.mIsRefused);
     EXPECT_FALSE(lStarts.mIsRefused);
     EXPECT_TRUE(lWaiters.willRun(1, false));
-}
-
-// Two threads install a handler: the second waits for the first, and leaves it at that.
-TEST(TimerSignal, IsInstalledOnce)
-{
-    static TimerSignal sSignal(7);
-    static std::thread sSecond;
-    static std::atomic<int> sSecondId;
-    static std::atomic<int> sSecondResult;
-    static std::atomic<int> sInstalled;
-    sSecondId = sInstalled = 0;
-    Replaced const lSigaction(
-        &SystemCalls::mSigaction,
-        +[](int, struct sigaction const*, struct sigaction*)
-        {
-            ++sInstalled;
-            sSecond = std::thread(
-                []
-                {
-                    sSecondId = static_cast<int>(::syscall(SYS_gettid));
-                    sSecondResult = sSignal.install();
-                });
-            EXPECT_TRUE(waitUntil([] { return sSecondId != 0 && isAsleep(sSecondId); }));
-            return 0;
-        });
-    EXPECT_EQ(1, sSignal.install());
-    sSecond.join();
-    EXPECT_EQ(0, sSecondResult);
-    EXPECT_EQ(1, sInstalled);
 }
 
 } // namespace

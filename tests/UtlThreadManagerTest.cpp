@@ -4,7 +4,6 @@
 #include "support/Test.h"
 
 #include <cstdarg>
-#include <optional>
 
 #include <sys/resource.h>
 
@@ -59,45 +58,22 @@ struct Parked
     int const mId;
 };
 
-// Each thread is detached when its entry goes, whatever other entries did before: nothing piles up.
-TEST(ThreadManager, UnregisteredThreadsAreDetachedAtOnce)
-{
-    ThreadManager::get();
-    FailNth<&SystemCalls::mPthreadDetach> const lDetach(99, 0); // counts
-    std::optional<Parked> lThreads[3];
-    for (auto& lThread : lThreads)
-    {
-        lThread.emplace();
-    }
-    for (int lCount = 0; lCount < 3; ++lCount)
-    {
-        lThreads[lCount].reset();
-        EXPECT_EQ(lCount + 1, lDetach.calls());
-    }
-}
-
-TEST(ThreadManager, RefusalsLeaveNoThread)
+TEST(ThreadManager, RefusalsAreTold)
 {
     ASSERT_TRUE(ThreadManager::initializeEntryMax(2)); // the watchdog's thread is the first of them
     EXPECT_FALSE(ThreadManager::initializeEntryMax(9));
+    ThreadManager& lManager = *ThreadManager::get();
     auto const lNothing = [](void*) {};
     LogCapture lLog;
-    {
-        FailNth<&SystemCalls::mPthreadCreate> lFault(2, EAGAIN);
-        unsigned int const lThreads = (ThreadManager::get(), threadCount());
-        EXPECT_EQ(0, enter(lNothing, nullptr, "never"));
-        EXPECT_EQ(LogLines{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)}, lLog.lines());
-        EXPECT_EQ(0, enter(nullptr, nullptr));
-        EXPECT_EQ(0, enter(lNothing, nullptr, nullptr));
-        EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, nullptr));
-        EXPECT_EQ(lThreads, threadCount());
-    }
+    EXPECT_EQ(0, failing<&SystemCalls::mPthreadCreate>(EAGAIN, [&] { return enter(lNothing, nullptr, "never"); }));
+    EXPECT_EQ(0, enter(nullptr, nullptr));
+    EXPECT_EQ(0, enter(lNothing, nullptr, nullptr));
+    EXPECT_EQ(0, lManager.entryCaller(0, 0, nullptr, nullptr));
+    EXPECT_EQ(LogLines{line("ERR: Thread Start Failed  Ret:%d, PriOs:0, Name:never", EAGAIN)}, lLog.lines());
     Parked lThread;
-    unsigned int const lThreads = threadCount();
     lLog.clear();
     EXPECT_EQ(0, enter(lNothing, nullptr));
-    EXPECT_EQ(lThreads, threadCount());
-    EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "late"));
+    EXPECT_EQ(0, lManager.entryCaller(0, 0, nullptr, "late"));
     EXPECT_EQ(LogLines{line("ERR: entryCaller() Error Thread Register           ID:%d, Name:late",
                             ThreadManager::getCallerId())},
               lLog.lines());
@@ -122,12 +98,12 @@ TEST(ThreadManager, PriorityIsAskedForAtTheStartAndThenSetByTheThreadAlone)
     {
         ThreadManager& lRegistry = *ThreadManager::get();
         int const lOwn = ThreadManager::getCallerId();
+        auto const lSet = [&](int nStep) { return lRegistry.setPriority(lOwn, ThreadPriority(nStep)); };
         EXPECT_TRUE(waitUntil([&] { return lRegistry.isActive(lOwn); }));
-        EXPECT_FALSE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::INVALID)));
-        auto const lSetHigh = [&] { return lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::HIGH)); };
-        EXPECT_FALSE(failing<&SystemCalls::mSetpriority>(EACCES, lSetHigh));
+        EXPECT_FALSE(lSet(ThreadPriority::INVALID));
+        EXPECT_FALSE(failing<&SystemCalls::mSetpriority>(EACCES, [&] { return lSet(ThreadPriority::HIGH); }));
         int const lNice = getpriority(PRIO_PROCESS, 0); // below 2 unless the process is niced and may not lower that
-        EXPECT_TRUE(lRegistry.setPriority(lOwn, ThreadPriority(ThreadPriority::LOW)));
+        EXPECT_TRUE(lSet(ThreadPriority::LOW));
         ThreadPriority lKept(ThreadPriority::NORMAL);
         EXPECT_TRUE(lRegistry.getPriority(lOwn, &lKept));
         EXPECT_EQ(2, lKept.OsValue());
@@ -141,7 +117,6 @@ TEST(ThreadManager, PriorityIsAskedForAtTheStartAndThenSetByTheThreadAlone)
                              lId, EACCES, strerror(EACCES))}),
               lLog.lines());
     EXPECT_FALSE(lManager.getPriority(lId, &lPriority)); // no longer active
-    EXPECT_TRUE(lManager.unregister(lId));
 }
 
 TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
@@ -159,9 +134,7 @@ TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
 
     // Refused however early it comes: the registry is locked until the thread is in it.
     auto const lAgain = [](void*) { EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "again")); };
-    int const lStarted = enter(lAgain, nullptr);
-    EXPECT_EQ(0, lManager.waitToStop(lStarted, longMs()));
-    EXPECT_TRUE(lManager.unregister(lStarted));
+    EXPECT_EQ(0, lManager.waitToStop(enter(lAgain, nullptr), longMs()));
 }
 
 TEST(ThreadManager, TablesNameEveryThread)
@@ -199,10 +172,6 @@ TEST(ThreadManager, TablesNameEveryThread)
     EXPECT_EQ("nn", said({lManager.getNames(nullptr), lManager.getNames(&lNames)})); // room for two of three
     EXPECT_EQ(2U, lNames.size());
     EXPECT_TRUE(lManager.unregister(lMain));
-    lThread.mRelease.open();
-    EXPECT_EQ(0, lManager.waitToStop(lThread.mId, longMs()));
-    lManager.printThreadInfoReg(3);
-    EXPECT_EQ(1U, lLog.count("bytes...  , UNKNOWN     ,        100, INVALID         , "));
     ThreadManager::NameMap lAll(2);
     EXPECT_TRUE(lManager.getNames(&lAll));
     EXPECT_STREQ(lpName, lAll.find(lThread.mId)->mValue.c_str());
@@ -230,36 +199,6 @@ TEST(ThreadManager, FirstGetEndsWhateverASinkOfTheLogAsksFor)
     gOnBinaryLog = [] {};
 }
 
-// The same on a thread that holds the registry's lock meanwhile.
-TEST(ThreadManager, FirstGetPassesAThreadThatLogsUnderTheLockOfTheRegistry)
-{
-    LogCapture lLog;
-    ASSERT_TRUE(ThreadManager::initializeEntryMax(8));
-    ThreadManager& lManager = *ThreadManager::getIfCreated();
-    lManager.enableRegistrationLog();
-    std::thread lGetter;
-    gOnBinaryLog = [&]
-    {
-        if (lGetter.joinable())
-        {
-            return;
-        }
-        std::atomic<int> lGetterId{0};
-        lGetter = std::thread(
-            [&]
-            {
-                lGetterId = ThreadManager::getCallerId();
-                ThreadManager::get();
-            });
-        EXPECT_TRUE(waitUntil([&] { return lGetterId != 0 && isAsleep(lGetterId); })); // for the lock that we hold
-        EXPECT_FALSE(lManager.setWatchdogWatchInterval(10));
-    };
-    lManager.entryCaller(0, 0, nullptr, "logs");
-    lGetter.join();
-    EXPECT_TRUE(lManager.setWatchdogWatchInterval(10));
-    gOnBinaryLog = [] {};
-}
-
 TEST(ThreadManager, KernelKnowsThreadsByTheirNames)
 {
     std::string const lProcess = kernelName(getpid());
@@ -268,44 +207,11 @@ TEST(ThreadManager, KernelKnowsThreadsByTheirNames)
     Parked const lNameless("");
     EXPECT_EQ("fourteen bytes", kernelName(lThread.mId));
     EXPECT_EQ(lProcess, kernelName(lNameless.mId));
-    auto const lEnter = [&](char const* npName)
-    {
-        int const lId = ThreadManager::get()->entryCaller(0, 0, nullptr, npName);
-        std::string const lName = kernelName(lId);
-        ThreadManager::get()->unregister(lId);
-        return lName;
-    };
+    auto const lEnter = [](char const* npName)
+    { return kernelName(ThreadManager::get()->entryCaller(0, 0, nullptr, npName)); };
     std::thread([&] { EXPECT_EQ("entered itself", lEnter("entered itself")); }).join();
     EXPECT_EQ(lProcess, lEnter("main"));
 }
-
-/// A thread that is in the registry, and runs a second function once that is given.
-struct Worker
-{
-    static void* run(void*)
-    {
-        EXPECT_NE(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "first"));
-        sId = ThreadManager::getCallerId();
-        sIsEntered.open();
-        EXPECT_TRUE(sIsGiven.wait());
-        return spStart(spArgument);
-    }
-    static int give(pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)
-    {
-        *npThread = sThread;
-        spStart = npStart;
-        spArgument = npArgument;
-        sIsGiven.open();
-        return 0;
-    }
-
-    static inline int sId = 0;
-    static inline pthread_t sThread{};
-    static inline Gate sIsEntered;
-    static inline Gate sIsGiven;
-    static inline void* (*spStart)(void*) = nullptr;
-    static inline void* spArgument = nullptr;
-};
 
 // The kernel gives a thread an id that is in the registry still, of one that entered itself and ended without a word:
 // the start fails, and the thread runs on, known to its owner alone.
@@ -314,20 +220,23 @@ TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
     struct Run : Command
     {
         unsigned int execute() override { return ++mRuns; }
-        std::atomic<unsigned int> mRuns{0};
+        unsigned int mRuns = 0;
     } lRun;
-    ASSERT_EQ(0, ::pthread_create(&Worker::sThread, nullptr, &Worker::run, nullptr));
-    ASSERT_TRUE(Worker::sIsEntered.wait());
+    int const lId = ThreadManager::get()->entryCaller(0, 0, nullptr, "first");
+    Thread lThread("runner", &lRun);
     LogCapture const lLog;
-    {
-        Thread lThread("runner", &lRun);
-        Replaced const lCreate(&SystemCalls::mPthreadCreate, &Worker::give);
-        EXPECT_EQ(-1, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
-        EXPECT_EQ(1U, lLog.count("entry() Error Thread Register           ID:" + std::to_string(Worker::sId)));
-        EXPECT_STREQ("first", ThreadManager::get()->getName(Worker::sId));
-    }
+    Replaced const lCreate(
+        &SystemCalls::mPthreadCreate,
+        +[](pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)
+        {
+            *npThread = ::pthread_self();
+            npStart(npArgument); // on the thread that has the id
+            return 0;
+        });
+    EXPECT_EQ(-1, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
+    EXPECT_EQ(1U, lLog.count("entry() Error Thread Register           ID:" + std::to_string(lId)));
+    EXPECT_STREQ("first", ThreadManager::get()->getName(lId));
     EXPECT_EQ(1U, lRun.mRuns);
-    EXPECT_TRUE(ThreadManager::get()->unregister(Worker::sId));
 }
 
 } // namespace

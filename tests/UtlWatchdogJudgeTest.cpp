@@ -100,53 +100,6 @@ TEST(ThreadCharge, NextThreadHasAnAccountOfItsOwn)
     EXPECT_EQ(0U, lVerdict.mStarvedMs);
 }
 
-/// Takes its time with a time-out, and counts verdicts.
-struct Slow : WatchdogTimerListener, WatchdogVerdictListener
-{
-    void onTime(int, WatchdogInfoMap const&) override
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(600));
-        ++mTimeouts;
-    }
-    void onVerdict(WatchdogVerdict const& nVerdict) override
-    {
-        mHung +=
-            nVerdict.mVerdict == Verdict::BLOCKED || nVerdict.mVerdict == Verdict::RUNNING; // it looks again and again
-        mStopped += nVerdict.mVerdict == Verdict::STOPPED;
-    }
-
-    std::atomic<int> mTimeouts{0};
-    std::atomic<int> mHung{0};
-    std::atomic<int> mStopped{0};
-};
-
-TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutBeatsArePauses)
-{
-    Slow lSlow;
-    ThreadWatchdog lWatchdog(4);
-    int const lId = ThreadManager::getCallerId();
-    ASSERT_TRUE(lWatchdog.initialize(10));
-    unsigned int const lFds = openFdCount();
-    lWatchdog.setVerdictListener(&lSlow);
-    ASSERT_TRUE(lWatchdog.entry(lId, 40, &lSlow, "slow"));
-    ASSERT_TRUE(lWatchdog.start(lId));
-    ASSERT_TRUE(waitUntil([&] { return lSlow.mHung == 1; }));
-    lWatchdog.setVerdictListener(nullptr);
-    lWatchdog.keepAlive(StatementInfo::INVALID);
-    ASSERT_TRUE(waitUntil([&] { return lSlow.mTimeouts == 2; }));
-    lWatchdog.setVerdictListener(&lSlow);
-    lWatchdog.keepAlive(StatementInfo::INVALID);
-    EXPECT_TRUE(waitUntil([&] { return lSlow.mHung == 2; }));
-    ASSERT_TRUE(lWatchdog.setWatchInterval(0));
-    EXPECT_EQ(lFds, openFdCount());
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // without a beat
-    lWatchdog.keepAlive(StatementInfo::INVALID);
-    ASSERT_TRUE(lWatchdog.setWatchInterval(10));
-    EXPECT_TRUE(waitUntil([&] { return lSlow.mHung == 3; }));
-    EXPECT_EQ(0, lSlow.mStopped);
-    lWatchdog.shutdown();
-}
-
 /// A message thread whose silence is told by lines in the log.
 struct Reported
 {

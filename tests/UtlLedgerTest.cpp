@@ -23,6 +23,7 @@ Counts messages(Ledger const& nLedger)
             nLedger.mRefusedStopped, nLedger.mOrphaned};
 }
 
+// What is accepted, delivered, erased or taken back while threads race: see proof/UtlRaceProof.cpp.
 TEST(Ledger, EachWayInAndOutHasItsCount)
 {
     QuietLog const lQuiet;
@@ -33,7 +34,6 @@ TEST(Ledger, EachWayInAndOutHasItsCount)
     failing<&SystemCalls::mWrite>(EIO, [&] { return lThread.postMsg(1); });
     failing<&SystemCalls::mWrite>(EIO, [&] { return lThread.sendMsgSync(1); }); // leaves its slot
     ASSERT_TRUE(lThread.hold());                                                // meets the slot
-    EXPECT_EQ((Counts{3, 1, 0, 2, 0, 1, 0, 0, 0, 1}), messages(lThread.ledger()));
     lThread.postMsg(lLarge), lThread.sendMsgSync(lLarge), lThread.sendMsgInterrupt(lLarge);
     EXPECT_EQ(Post::TOO_LARGE, lThread.tryPost(lLarge));
     lThread.postMsg(2), lThread.postMsg(3);
@@ -42,18 +42,14 @@ TEST(Ledger, EachWayInAndOutHasItsCount)
     }
     lThread.postMsg(3), lThread.sendMsgSync(3), lThread.sendMsgInterrupt(3);
     EXPECT_EQ((Counts{5, 1, 0, 2, 2, 2, 3, 4, 0, 2}), messages(lThread.ledger()));
-    EXPECT_TRUE(lThread.tryPost(SimpleMsg(3)) == Post::FULL);
     lThread.release();
     ASSERT_TRUE(Peer::sleeps(lThread)); // there is room again
     ASSERT_TRUE(lThread.sendMsgInterrupt(4));
     lThread.stop(1, 0);
     lThread.postMsg(1), lThread.sendMsgSync(1), lThread.sendMsgInterrupt(1), lThread.sendMsgAsync(SimpleMsg(1));
     EXPECT_EQ(Post::STOPPED, lThread.tryPost(SimpleMsg(1)));
-    Ledger const lLedger = lThread.ledger();
-    EXPECT_EQ(4U, lLedger.mRefusedStopped);
-    EXPECT_EQ(1U, lLedger.mInterrupts);
-    EXPECT_EQ(1U, lLedger.mErased);
-    EXPECT_EQ(lLedger.mAccepted, lLedger.mDelivered + lLedger.mErased + lLedger.mTakenBack + lLedger.mWaiting);
+    EXPECT_EQ((Counts{6, 2, 1, 2, 1, 2, 3, 4, 4, 2}), messages(lThread.ledger()));
+    EXPECT_EQ(1U, lThread.ledger().mInterrupts);
 }
 
 std::atomic<long long> gNowMs{0};
@@ -117,22 +113,17 @@ TEST(Ledger, OfASharedTimerCountsRequestsAndBeats)
         Gate mEntered;
         Gate mLeave;
     } lSlow;
-    SharedTimer lTimer(0, 0, nullptr, 3, "timer");
+    SharedTimer lTimer(0, 0, nullptr, 2, "timer");
     int const lOnce = lTimer.addTimer(&lSlow, 1, 1, 0);
     int const lBeats = lTimer.addTimer(&lSlow, 1, 0, 1);
-    int const lIdle = lTimer.addTimer(nullptr, 0, 0, 0);
     ASSERT_TRUE(lTimer.start(lOnce, 0) && lSlow.mEntered.wait());
     EXPECT_EQ(lOnce, lTimer.ledger().mCallId);
-    unsigned int lPosted = 0;
-    while (lTimer.eraseTimer(lIdle, 1)) // until no more wait
+    while (lTimer.eraseTimer(99, 1)) // until no more wait
     {
-        ++lPosted;
     }
-    EXPECT_EQ((Counts{lPosted + 1, 1, 0, 0, lPosted, lPosted, 1, 0, 0, 0}), messages(lTimer.ledger()));
+    EXPECT_EQ((Counts{257, 1, 0, 0, 256, 256, 1, 0, 0, 0}), messages(lTimer.ledger()));
     lSlow.mLeave.open();
-    ASSERT_TRUE(
-        waitUntil([&] { return lTimer.ledger().mWaiting == 0; })); // a beat that finds the queue full is the last
-    ASSERT_TRUE(lTimer.start(lBeats, 0));
+    ASSERT_TRUE(waitUntil([&] { return lTimer.start(lBeats, 0); })); // a beat that finds the queue full is the last
     ASSERT_TRUE(waitUntil([&] { return lTimer.ledger().mTimeoutsLost != 0 && lTimer.ledger().mTimeouts > 1; }));
     lTimer.eraseTimer(lBeats, 0), lTimer.destroy();
     Ledger const lLedger = lTimer.ledger();

@@ -81,38 +81,27 @@ TEST(StopAll, TellsWhoGoesOnAndWhatKeepsIt)
     EXPECT_EQ(lBehind.getId(), lHolders[0].mThreadId);
     EXPECT_EQ(lHeld.getId(), lHolders[0].mHolderId);
     EXPECT_EQ(Started::HOLD, lHolders[0].mMsgId);
+    EXPECT_STREQ("under test", lHolders[0].mName);
     EXPECT_STREQ("under test", lHolders[0].mHolderName);
     EXPECT_EQ(0, lHolders[1].mThreadId);
     lHeld.release();
     EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
 }
 
-TEST(StopAll, CountsAThreadInPostExecute)
+TEST(StopAll, CountsAThreadFromTheReturnOfItsStartToItsEnd)
 {
-    Hooked lThread("long end");
-    Gate lGate;
-    lThread.mAtEnd = [&] { lGate.wait(); };
-    ASSERT_TRUE(lThread.begin());
-    StopHolder lHolder;
-    EXPECT_EQ(1U, stopAll(20, &lHolder, 1));
-    EXPECT_EQ(lThread.getId(), lHolder.mThreadId);
-    EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
-    lGate.open();
-    EXPECT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
-}
-
-TEST(StopAll, FindsAThreadFromTheReturnOfItsStartOn)
-{
-    Hooked lThread("long begin");
-    Gate lGate;
-    lThread.mAtBegin = [&] { lGate.wait(); };
-    ASSERT_TRUE(lThread.begin());
-    StopHolder lHolder;
-    EXPECT_EQ(1U, stopAll(20, &lHolder, 1));
-    EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
-    EXPECT_STREQ("long begin", lHolder.mName);
-    lGate.open();
-    EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+    for (auto const lHook : {&Hooked::mAtBegin, &Hooked::mAtEnd})
+    {
+        Hooked lThread("long");
+        Gate lGate;
+        lThread.*lHook = [&] { lGate.wait(); };
+        ASSERT_TRUE(lThread.begin());
+        StopHolder lHolder;
+        EXPECT_EQ(1U, stopAll(20, &lHolder, 1));
+        EXPECT_EQ(lThread.getId(), lHolder.mHolderId);
+        lGate.open();
+        EXPECT_EQ(0U, stopAll(longMs(), nullptr, 0));
+    }
 }
 
 TEST(StopAll, SlowRequestStopDoesNotHideWhoGoesOn)
@@ -148,13 +137,15 @@ TEST(StopAll, ForkInAListenerLeavesTheChildAnEmptyList)
 {
     Started lOther;
     Hooked lThread("forks");
-    Gate lGate;
     pid_t lChild = -1;
     auto const lFork = [&](int)
     {
-        lGate.wait();
         lChild = ::fork();
-        lChild == 0 ? ::alarm(longMs() / 1000) : 0;
+        if (lChild == 0)
+        {
+            ::alarm(longMs() / 1000);
+            lThread.Thread::stop(0, 0);
+        }
     };
     lThread.mRecorder.on(2, lFork);
     lThread.mAtEnd = [&]
@@ -163,11 +154,7 @@ TEST(StopAll, ForkInAListenerLeavesTheChildAnEmptyList)
         lChild == 0 ? ::_exit(whoHolds(lOther.getId(), &lHolder) ? 1 : 0) : void();
     };
     ASSERT_TRUE(lThread.begin());
-    ASSERT_TRUE(MsgDrivenThreadTestPeer::sleeps(lThread)); // or the stop would come before the message
-    ASSERT_TRUE(lThread.postMsg(2));
-    ASSERT_EQ(0, lThread.stop(0, 0));
-    lGate.open();
-    ASSERT_EQ(0, lThread.waitTo(Thread::STAGE_DONE, longMs()));
+    ASSERT_TRUE(waitUntil([&] { return lThread.sendMsgSync(2); })); // once it has begun
     int lStatus = -1;
     EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
     EXPECT_EQ(0, lStatus);

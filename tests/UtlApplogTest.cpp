@@ -317,54 +317,49 @@ TEST(Applog, StalledConsoleDropsLinesAndSaysHowMany)
     }
 }
 
+/// Keeps the stream from others.
+struct StreamHolder
+{
+    StreamHolder() { mIsHeld.wait(); }
+    void release()
+    {
+        mRelease.open();
+        mThread.joinable() ? mThread.join() : void();
+    }
+    utl::test::Gate mIsHeld;
+    utl::test::Gate mRelease;
+    std::thread mThread{[this]
+                        {
+                            ::flockfile(stdout);
+                            mIsHeld.open();
+                            mRelease.wait();
+                            ::funlockfile(stdout);
+                        }};
+};
+
 // A stream that was in other hands for long, and came back, is waited for again if somebody uses it for a moment.
 TEST(Applog, ConsoleThatCameBackIsWaitedFor)
 {
     auto const lUseTwice = []
     {
-        static utl::test::Gate sIsHeld[2];
-        static utl::test::Gate sRelease[2];
-        static utl::test::Gate sIsFree[2];
-        static utl::test::Gate sGoOn;
-        static bool sIsBrief = false;
-        ConsolePipe lConsole(1);
-        setLogSinks(LOG_SINK_OUTPUT);
+        static StreamHolder* spBrief = nullptr;
         utl::internal::gSystem.mNanosleep.exchange(
             [](timespec const*, timespec*)
             {
-                if (sIsBrief)
-                {
-                    sRelease[1].open();
-                    sIsFree[1].wait();
-                }
+                spBrief != nullptr ? spBrief->release() : void();
                 return 0;
             });
-        std::thread lOther(
-            []
-            {
-                for (int lUse : {0, 1})
-                {
-                    ::flockfile(stdout);
-                    sIsHeld[lUse].open();
-                    sRelease[lUse].wait();
-                    ::funlockfile(stdout);
-                    sIsFree[lUse].open();
-                    sGoOn.wait();
-                }
-            });
-        sIsHeld[0].wait();
+        ConsolePipe lConsole(1);
+        setLogSinks(LOG_SINK_OUTPUT);
+        StreamHolder lLong;
         rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, "dropped");
-        sRelease[0].open();
-        sIsFree[0].wait();
+        lLong.release();
         rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, "after");
-        sGoOn.open();
-        sIsHeld[1].wait();
-        sIsBrief = true;
+        StreamHolder lBrief;
+        spBrief = &lBrief;
         rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, " kept");
-        lOther.join();
         std::fflush(stdout);
-        std::string const lText = lConsole.drain();
-        exitWhere(lText.find("lines dropped:1\r\nafter kept") != std::string::npos);
+        exitWhere(lConsole.drain().find("lines dropped:1\r\nafter kept") != std::string::npos);
     };
     EXPECT_EXIT(lUseTwice(), testing::ExitedWithCode(0), "");
 }
@@ -387,23 +382,24 @@ TEST_F(ApplogTest, ChildOfAForkAndManyThreadsLogAndUseText)
         compareStrNoCase<char>(lText, "TEXT A", STR_ALL);
         getLocalTime(&lTime);
         TimeCounter::start(1U);
+        return true;
     };
     auto const lKeepOn = [&]
     {
         utl::test::Watched const lAlso;
-        while (!lIsOver)
+        while (!lIsOver && lWork(nullptr))
         {
-            lWork(nullptr);
         }
     };
-    std::thread lThreads[] = {std::thread(lKeepOn), std::thread(lKeepOn)};
-    for (int lRound = 0; lRound < 100 && !HasFailure(); ++lRound)
+    auto const lFork = [&]
     {
-        EXPECT_TRUE(utl::test::inChild([&] { return lWork(&lFile), true; })) << lRound;
-    }
-    lIsOver = true;
-    lThreads[0].join();
-    lThreads[1].join();
+        for (int lRound = 0; lRound < 100 && !HasFailure(); ++lRound)
+        {
+            EXPECT_TRUE(utl::test::inChild([&] { return lWork(&lFile); })) << lRound;
+        }
+        lIsOver = true;
+    };
+    utl::test::together(lKeepOn, lKeepOn, lFork);
     EXPECT_EQ(lLines, std::count(gSyslog.begin(), gSyslog.end(), "3 even ERR: a line") +
                           std::count(gSyslog.begin(), gSyslog.end(), "3 unusual ERR: a line"));
 }

@@ -24,7 +24,6 @@ TEST(Event, HasTheStateOfItsSides)
             EXPECT_GE(monotonicUs() - lStartUs, 3000);
             EXPECT_EQ(lTwoSided == 1 ? 0 : Event::FAILED, lEvent.waitToOff(0));
             lEvent.setOn();
-            EXPECT_FALSE(lEvent.isOff());
             EXPECT_EQ(0, lEvent.waitToOn(0));
             EXPECT_EQ(lTwoSided == 1 ? Event::TIMED_OUT : Event::FAILED, lEvent.waitToOff(1));
         }

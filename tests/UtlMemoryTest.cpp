@@ -195,18 +195,4 @@ TEST_F(MemoryTest, ReportsShowTheTables)
     utl::File::setModes(utl::FILE_MODES_UMASK);
 }
 
-TEST_F(MemoryTest, WhatIsNotThereIsNotLookedAt)
-{
-    Memory& lMemory = *Memory::get();
-    int lBlocks[3] = {};
-    EXPECT_STREQ("", lMemory.getThreadName(77));
-    lMemory.updateManagement(0, &lBlocks[2], 4, 0, 1);
-    lMemory.updateManagement(1, &lBlocks[0], 4, 0, 1); // lies below the only one, and is not in the account
-    lMemory.updateManagement(1, nullptr, 4, 0, 1);
-    lMemory.printGlobalMemoryStatus(nullptr);
-    EXPECT_EQ(Memory::INVALID_FILE_ID, Peer::findFileId(nullptr));
-    EXPECT_TRUE(Peer::reportTotals(""));
-    EXPECT_TRUE(Peer::reportTotals(nullptr));
-}
-
 } // namespace

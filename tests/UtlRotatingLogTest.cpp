@@ -141,6 +141,7 @@ TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFileBesideAReader)
     RotatingLog lLog(path().c_str(), FILE_TEXT_UTF8, 3000, 9);
     RotatingLog lOther(path().c_str(), FILE_TEXT_UTF8, 3000, 9);
     std::atomic<int> lWriting{2};
+    std::multiset<std::string> lExpected{"first"};
     auto const lWrite = [&](RotatingLog& nLog, std::string const& nName)
     {
         for (int lLine = 0; lLine < LINES; ++lLine)
@@ -149,6 +150,26 @@ TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFileBesideAReader)
         }
         --lWriting;
     };
+    for (int lLine = 0; lLine < LINES; ++lLine)
+    {
+        for (char const* const lpName : {"child ", "thread ", "other "})
+        {
+            lExpected.insert(lpName + std::to_string(lLine));
+        }
+    }
+    std::set<std::string> lSeen;
+    auto const lRead = [&]
+    {
+        while (lWriting != 0)
+        {
+            File lFile(path().c_str(), FILE_TEXT_UTF8);
+            lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ); // a writer may have it just now
+            for (Line const& lLine : Lines(lFile))
+            {
+                lSeen.insert(lLine.mEolSize != 0 ? std::string(lLine.mText) : "first");
+            }
+        }
+    };
     EXPECT_EQ(LineWritten::DONE, lLog.write("first")); // open before the fork
     pid_t const lChild = ::fork();
     if (lChild == 0)
@@ -156,39 +177,16 @@ TEST_F(RotatingLogTest, ProcessesAndThreadsShareAFileBesideAReader)
         lWrite(lLog, "child ");
         ::_exit(HasFailure() ? 1 : 0);
     }
-    std::thread lThread([&] { lWrite(lLog, "thread "); });
-    std::thread lOtherThread([&] { lWrite(lOther, "other "); });
-    std::set<std::string> lSeen;
-    while (lWriting != 0)
-    {
-        File lFile(path().c_str(), FILE_TEXT_UTF8);
-        lFile.open(FILE_OPEN_TOP, FILE_ACCESS_READ); // a writer may have it just now
-        for (Line const& lLine : Lines(lFile))
-        {
-            lSeen.insert(lLine.mEolSize != 0 ? std::string(lLine.mText) : "first");
-        }
-    }
-    lThread.join();
-    lOtherThread.join();
+    together([&] { lWrite(lLog, "thread "); }, [&] { lWrite(lOther, "other "); }, lRead);
     int lStatus = -1;
     ::waitpid(lChild, &lStatus, 0);
     EXPECT_EQ(0, lStatus);
-    std::vector<std::string> lFound;
+    std::multiset<std::string> lFound;
     for (unsigned int lNumber = 0; std::filesystem::exists(path(lNumber)); ++lNumber)
     {
         std::vector<std::string> const lPart = lines(lNumber, FILE_TEXT_UTF8);
-        lFound.insert(lFound.end(), lPart.begin(), lPart.end());
+        lFound.insert(lPart.begin(), lPart.end());
     }
-    std::vector<std::string> lExpected{"first"};
-    for (int lLine = 0; lLine < LINES; ++lLine)
-    {
-        for (char const* const lpName : {"child ", "thread ", "other "})
-        {
-            lExpected.push_back(lpName + std::to_string(lLine));
-        }
-    }
-    std::sort(lFound.begin(), lFound.end());
-    std::sort(lExpected.begin(), lExpected.end());
     EXPECT_EQ(lExpected, lFound);
     EXPECT_TRUE(std::includes(lExpected.begin(), lExpected.end(), lSeen.begin(), lSeen.end())); // all in one piece
 }

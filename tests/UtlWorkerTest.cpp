@@ -120,26 +120,6 @@ TEST(Worker, StartsAfterAFailure)
     EXPECT_EQ(Start::BAD_OPTION, lNoStack.start());
 }
 
-// The loop below ends by itself: nobody hangs, nobody is watched, and the worker says that it is over.
-TEST(Worker, EndsInOrderIfItsPipeFails)
-{
-    ThreadManager::get()->setWatchdogWatchInterval(0); // the watchdog's thread is not to meet the fault
-    LogCapture lLog;
-    Worker lWorker(WorkerOptions("broken").watchdog(1h));
-    ASSERT_EQ(Start::DONE, lWorker.start());
-    int const lId = lWorker.thread()->getId();
-    FailNth<&SystemCalls::mRead> lFault(0, EIO);
-    Call lOutcome = Call::DONE;
-    while (lOutcome == Call::DONE) // until the loop comes to its next read
-    {
-        lOutcome = lWorker.call(longTime(), [] {}).outcome();
-    }
-    EXPECT_EQ(Call::STOPPED, lOutcome);
-    EXPECT_EQ(0, lWorker.thread()->waitTo(Thread::STAGE_DONE, longMs()));
-    EXPECT_EQ(Post::STOPPED, lWorker.post([] {}));
-    EXPECT_FALSE(ThreadManager::get()->isRegisteredWatchdog(lId));
-}
-
 TEST(Worker, LeavesTheRegistryHoweverItEnds)
 {
     for (int lRound = 0; lRound < 300; ++lRound) // more than it has entries

@@ -257,11 +257,6 @@ struct ConsolePipe
     int mFds[2] = {-1, -1};
 };
 
-void exitWhere(bool nIsWell)
-{
-    ::_exit(nIsWell ? 0 : 1);
-}
-
 TEST(Applog, ErrorsAndWarningsAreOnTheirWayWhenTheCallReturns)
 {
     for (int lLevel : {LOG_LEVEL_ERROR, LOG_LEVEL_WARNING})
@@ -271,9 +266,9 @@ TEST(Applog, ErrorsAndWarningsAreOnTheirWayWhenTheCallReturns)
             ConsolePipe lConsole(1);
             rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_DETAIL, "before");
             rawlog(DEFAULT_LOG_TYPE, lLevel, " and now");
-            exitWhere(lConsole.drain() == "before and now"); // as abort(), without a core
+            return lConsole.drain() == "before and now"; // as abort(), without a core
         };
-        EXPECT_EXIT(lDie(), testing::ExitedWithCode(0), "") << lLevel;
+        EXPECT_TRUE(utl::test::inChild(lDie)) << lLevel;
     }
 }
 
@@ -283,7 +278,6 @@ TEST(Applog, StalledConsoleDropsLinesAndSaysHowMany)
     {
         auto const lStall = [&]
         {
-            ::alarm(utl::test::longMs() / 1000);
             utl::internal::gSystem.mPoll.exchange( // patience within reason, and a signal ends each turn
                 [](pollfd* npFds, nfds_t nCount, int nMs)
                 {
@@ -311,57 +305,10 @@ TEST(Applog, StalledConsoleDropsLinesAndSaysHowMany)
             std::string const lTold =
                 "<UTIL> WRN: Console stalled, lines dropped:" + std::to_string(LINES - lKept) + "\r\n";
             std::size_t const lAt = lText.find(lTold);
-            exitWhere(lAt != std::string::npos && lText.find("ERR: after\r\n", lAt) != std::string::npos);
+            return lAt != std::string::npos && lText.find("ERR: after\r\n", lAt) != std::string::npos;
         };
-        EXPECT_EXIT(lStall(), testing::ExitedWithCode(0), "") << lFd;
+        EXPECT_TRUE(utl::test::inChild(lStall)) << lFd;
     }
-}
-
-/// Keeps the stream from others.
-struct StreamHolder
-{
-    StreamHolder() { mIsHeld.wait(); }
-    void release()
-    {
-        mRelease.open();
-        mThread.joinable() ? mThread.join() : void();
-    }
-    utl::test::Gate mIsHeld;
-    utl::test::Gate mRelease;
-    std::thread mThread{[this]
-                        {
-                            ::flockfile(stdout);
-                            mIsHeld.open();
-                            mRelease.wait();
-                            ::funlockfile(stdout);
-                        }};
-};
-
-// A stream that was in other hands for long, and came back, is waited for again if somebody uses it for a moment.
-TEST(Applog, ConsoleThatCameBackIsWaitedFor)
-{
-    auto const lUseTwice = []
-    {
-        static StreamHolder* spBrief = nullptr;
-        utl::internal::gSystem.mNanosleep.exchange(
-            [](timespec const*, timespec*)
-            {
-                spBrief != nullptr ? spBrief->release() : void();
-                return 0;
-            });
-        ConsolePipe lConsole(1);
-        setLogSinks(LOG_SINK_OUTPUT);
-        StreamHolder lLong;
-        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, "dropped");
-        lLong.release();
-        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, "after");
-        StreamHolder lBrief;
-        spBrief = &lBrief;
-        rawlog(DEFAULT_LOG_TYPE, LOG_LEVEL_INFO, " kept");
-        std::fflush(stdout);
-        exitWhere(lConsole.drain().find("lines dropped:1\r\nafter kept") != std::string::npos);
-    };
-    EXPECT_EXIT(lUseTwice(), testing::ExitedWithCode(0), "");
 }
 
 // The threads of the parent are inside every leaf lock again and again while it forks, and their lines stay whole.
@@ -422,15 +369,6 @@ TEST(Applog, WorksBeforeMainAndWhileTheProcessExits)
         std::exit(testing::Test::HasFailure() ? 1 : 0);
     };
     EXPECT_EXIT(lExitWhileLogging(), testing::ExitedWithCode(0), "");
-}
-
-TEST_F(ApplogTest, StampThatCannotBeMadeIsLeftOut)
-{
-    utl::test::Replaced const lConversion(
-        &utl::internal::SystemCalls::mCtimeR,
-        +[](time_t const*, char* npText) { return std::strcpy(npText, "nothing\n"); });
-    applog(DEFAULT_LOG_TYPE, LOG_LEVEL_ERROR, "a line");
-    EXPECT_EQ(LogLines{" ERR: a line\r\n"}, mConsole.rawLines());
 }
 
 } // namespace

@@ -325,33 +325,6 @@ TEST(MsgDrivenSharedThread, TellsTheWatchdogWhereItIsWhileItWorks)
     EXPECT_FALSE(lManager.isRegisteredWatchdog(lRoom.getId()));
 }
 
-// The table of listeners is fuller than the one of timers while a timer is on its way out.
-TEST(MsgDrivenSharedThread, TimerMadeWhileAnotherLeavesIsNotLost)
-{
-    struct Refilling : Room
-    {
-        using Room::Room;
-        ~Refilling() override { end(); }
-        void onEraseTimer(int nTimerId) override
-        {
-            if (std::exchange(mTimerId, -2) == 0) // once
-            {
-                mTimerId = registerTimer(1000000, 0, 0);
-            }
-            Room::onEraseTimer(nTimerId);
-        }
-        int mTimerId = 0;
-    } lRoom;
-    while (lRoom.remTimerIdCount() != 0)
-    {
-        EXPECT_LT(0, lRoom.registerTimer(1000000, 0, 0));
-    }
-    EXPECT_TRUE(lRoom.killTimer(1, 0));
-    EXPECT_EQ(-1, lRoom.mTimerId);
-    EXPECT_EQ(1, lRoom.remTimerIdCount()); // none that nobody knows
-    EXPECT_LT(0, lRoom.registerTimer(1000000, 0, 0));
-}
-
 TEST(MsgDrivenSharedThread, ImageWithoutAnIdIsTold)
 {
     struct Nameless : ThreadRawMsg

@@ -12,23 +12,7 @@ using namespace utl;
 using namespace utl::test;
 using internal::SystemCalls;
 using Peer = MsgDrivenThreadTestPeer;
-using TestThread = Started;
 using Ids = std::vector<int>;
-
-TEST(MsgDrivenThreadTimer, RestsIfItCannotBeArmedAnew)
-{
-    QuietLog const lQuiet;
-    TestThread lThread;
-    {
-        FailNth<&SystemCalls::mTimerSettime> lFault(2, EAGAIN);
-        EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
-        EXPECT_TRUE(waitUntil([&] { return lFault.fired(); }));
-        EXPECT_TRUE(lThread.fence());
-    }
-    EXPECT_EQ(Ids{1}, lThread.mRecorder.numbers(MSG_ID_TIMER));
-    EXPECT_TRUE(lThread.startTimer(1, 0));
-    EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
-}
 
 TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 {
@@ -36,7 +20,7 @@ TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
     sigset_t lBefore;
     ::sigfillset(&lAll);
     ::pthread_sigmask(SIG_BLOCK, &lAll, &lBefore);
-    TestThread lThread; // inherits that
+    Started lThread; // inherits that
     ::pthread_sigmask(SIG_SETMASK, &lBefore, nullptr);
     EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
     EXPECT_TRUE(waitUntil([&] { return lThread.mRecorder.count(MSG_ID_TIMER) > 1; }));
@@ -44,7 +28,7 @@ TEST(MsgDrivenThreadTimer, ExpiresWhereTheApplicationBlocksAllSignals)
 
 TEST(MsgDrivenThreadTimer, FullTableRefuses)
 {
-    TestThread lThread(8, 16, 2);
+    Started lThread(8, 16, 2);
     EXPECT_EQ(1, lThread.registerTimer(10, 0, 0));
     EXPECT_EQ(2, lThread.setTimer(0, 0, 0, 0)); // an interval of 0 runs and never fires
     EXPECT_EQ(-1, lThread.setTimer(10, 0, 0, 0));
@@ -64,7 +48,7 @@ TEST(MsgDrivenThreadTimer, FullTableRefuses)
 TEST(MsgDrivenThreadTimer, ListenerWaitsForNothingAndMayKillTheTimerThatCallsIt)
 {
     LogCapture lLog;
-    TestThread lThread;
+    Started lThread;
     auto const lUse = [&](int)
     {
         EXPECT_EQ(1, lThread.setTimer(1000000, 0, 0, 0));
@@ -87,7 +71,7 @@ TEST(MsgDrivenThreadTimer, SlowListenerIsNotBuried)
 {
     for (int const lIsFreeRunning : {0, 1})
     {
-        TestThread lThread;
+        Started lThread;
         auto const lExpire = [&](int)
         {
             unsigned int const lMost = lIsFreeRunning == 0 ? 1 : 2;
@@ -113,7 +97,7 @@ TEST(MsgDrivenThreadTimer, SlowListenerIsNotBuried)
 // More timers are being stopped than the table for them holds; the rest goes with the thread.
 TEST(MsgDrivenThreadTimer, AllThatAreKilledOrLeftAreErasedOnce)
 {
-    TestThread lThread(8, 16, 3);
+    Started lThread(8, 16, 3);
     ASSERT_TRUE(lThread.hold());
     for (int lId : {1, 2, 3, 4, 5})
     {
@@ -134,7 +118,7 @@ TEST(MsgDrivenThreadTimer, AllThatAreKilledOrLeftAreErasedOnce)
 // Signals come to the thread that owns the timer, and to that only while it waits.
 TEST(MsgDrivenThreadTimer, InterruptsNobody)
 {
-    TestThread lThread;
+    Started lThread;
     timespec const lTime{0, 30000000};
     lThread.mRecorder.on(1, [&](int) { EXPECT_EQ(0, ::nanosleep(&lTime, nullptr)); });
     EXPECT_EQ(1, lThread.setTimer(5, 0, 0, 1));
@@ -146,7 +130,7 @@ TEST(MsgDrivenThreadTimer, InterruptsNobody)
 // Behind all that is queued when they are seen, in the order of their signals.
 TEST(MsgDrivenThreadTimer, TimeoutsStandBehindWhatIsQueued)
 {
-    TestThread lThread;
+    Started lThread;
     auto const lUse = [&](int)
     {
         EXPECT_EQ(1, lThread.setTimer(100, 0, 1, 0)); // late enough for a machine that is busy elsewhere
@@ -166,7 +150,7 @@ TEST(MsgDrivenThreadTimer, TimeoutsStandBehindWhatIsQueued)
 
 TEST(MsgDrivenThreadTimer, LoopThatNeverSleepsHearsItsTimers)
 {
-    TestThread lThread;
+    Started lThread;
     lThread.mRecorder.on(1, [&](int) { EXPECT_TRUE(lThread.erased().size() == 1 || lThread.postMsg(1)); });
     EXPECT_EQ(1, lThread.setTimer(1, 0, 3, 0));
     EXPECT_TRUE(lThread.postMsg(1));
@@ -179,27 +163,12 @@ TEST(MsgDrivenThreadTimer, LoopThatNeverSleepsHearsItsTimers)
 TEST(MsgDrivenThreadTimer, TimeoutThatDoesNotFitIsTold)
 {
     LogCapture lLog;
-    TestThread lThread(4, 0, 1);
+    Started lThread(4, 0, 1);
     EXPECT_EQ(1, lThread.setTimer(1, 0, 0, 0));
     EXPECT_TRUE(waitUntil(
         [&] { return lLog.count("!!!!!!!! MsgDrivenThread(under test) Error. MsgId:0x80000008 !!!!!!!!") == 1; }));
     EXPECT_TRUE(lThread.fence());
     EXPECT_EQ(0U, lThread.mRecorder.count(MSG_ID_TIMER));
-}
-
-TEST(MsgDrivenThreadTimer, TimerThatAListenerCannotStartTakesNoPlace)
-{
-    QuietLog const lQuiet;
-    TestThread lThread(8, 16, 1);
-    auto const lSet = [&] { return lThread.setTimer(1000000, 0, 0, 0); };
-    auto const lUse = [&](int)
-    {
-        EXPECT_EQ(-1, failing<&SystemCalls::mTimerCreate>(EAGAIN, lSet));
-        EXPECT_EQ(1, lSet()); // the id was not used up
-        EXPECT_EQ(-1, lSet());
-    };
-    lThread.mRecorder.on(1, lUse);
-    EXPECT_TRUE(lThread.sendMsgSync(1));
 }
 
 // No call is interrupted ahead of the loop either, and the time-out is not lost.

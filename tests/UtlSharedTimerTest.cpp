@@ -146,6 +146,7 @@ TEST(SharedTimer, FailuresOfTheKernelAreToldAsByAMessageThread)
 TEST(SharedTimer, FailuresOfThePipeAreToldAsByAMessageThread)
 {
     LogCapture lLog;
+    ThreadManager::get(); // has a pipe, too
     failing<&SystemCalls::mPipe2>(EMFILE,
                                   [] { SharedTimer(0, 0, nullptr, 1, "no pipe").waitTo(Thread::STAGE_DONE, 0); });
     EXPECT_EQ(1U, lLog.count("ERR: SharedTimerThread(no pipe) pipe errno:24"));

@@ -133,31 +133,4 @@ TEST(StopAll, RequestStopMayStopAnotherAndWait)
     lThread.mOnRequest = [] {};
 }
 
-TEST(StopAll, ForkInAListenerLeavesTheChildAnEmptyList)
-{
-    Started lOther;
-    Hooked lThread("forks");
-    pid_t lChild = -1;
-    auto const lFork = [&](int)
-    {
-        lChild = ::fork();
-        if (lChild == 0)
-        {
-            ::alarm(longMs() / 1000);
-            lThread.Thread::stop(0, 0);
-        }
-    };
-    lThread.mRecorder.on(2, lFork);
-    lThread.mAtEnd = [&]
-    {
-        StopHolder lHolder;
-        lChild == 0 ? ::_exit(whoHolds(lOther.getId(), &lHolder) ? 1 : 0) : void();
-    };
-    ASSERT_TRUE(lThread.begin());
-    ASSERT_TRUE(waitUntil([&] { return lThread.sendMsgSync(2); })); // once it has begun
-    int lStatus = -1;
-    EXPECT_EQ(lChild, ::waitpid(lChild, &lStatus, 0));
-    EXPECT_EQ(0, lStatus);
-}
-
 } // namespace

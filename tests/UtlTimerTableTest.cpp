@@ -2,7 +2,6 @@
 #include "internal/message/UtlTimerTable.h"
 
 #include "internal/base/UtlSystemCalls.h"
-#include "internal/message/UtlTimerWaiters.h"
 #include "support/Test.h"
 
 namespace
@@ -12,11 +11,8 @@ using namespace utl;
 using namespace utl::test;
 using internal::ExpiryNotes;
 using internal::SystemCalls;
-using internal::TimerFate;
 using internal::TimerSignal;
 using internal::TimerTable;
-using internal::TimerWaiter;
-using internal::TimerWaiters;
 
 long long const MS = 1000000;
 TimerSignal gSignal(3);
@@ -185,26 +181,6 @@ TEST(ExpiryNotes, HaveRoomForTwoOfEachTimer)
     }
     EXPECT_EQ(4U, lNotes.count());
     EXPECT_EQ(4, lNotes.at(3).mSysTimerNumber);
-}
-
-// The newest request that somebody waits for decides.
-TEST(TimerWaiters, TellWhatTheTimerWillDo)
-{
-    TimerWaiters lWaiters;
-    TimerWaiter lRests(TimerFate::RESTS);
-    TimerWaiter lStarts(TimerFate::RUNS);
-    TimerWaiter lStops(TimerFate::RESTS);
-    lWaiters.enlist(lRests, 1); // has asked for nothing
-    EXPECT_TRUE(lWaiters.willRun(1, true));
-    lWaiters.enlistRequest(lStarts, 1, 0);
-    EXPECT_TRUE(lWaiters.willRun(1, false));
-    EXPECT_FALSE(lWaiters.willRun(2, false));
-    lWaiters.enlistRequest(lStops, 1, 1);
-    EXPECT_FALSE(lWaiters.willRun(1, true));
-    lWaiters.onTakenBack(1, 1);
-    EXPECT_TRUE(lStops.mIsRefused);
-    EXPECT_FALSE(lStarts.mIsRefused);
-    EXPECT_TRUE(lWaiters.willRun(1, false));
 }
 
 } // namespace

@@ -56,14 +56,8 @@ TEST(Worker, RunsMessagesClosuresAndCallsInOrderAsAlignedCopies)
     ASSERT_EQ(Start::DONE, lHeld.mWorker.start());
     ASSERT_TRUE(lHeld.hold());
     EXPECT_EQ(Post::DONE, lWides.post({1}));
-    struct
-    {
-        void* mpWords[4];
-        void operator()() { mpSeen->push_back(static_cast<int>(reinterpret_cast<std::uintptr_t>(mpWords[3]))); }
-        Ints* mpSeen;
-        void* mpLast;
-    } lLargest{{nullptr, nullptr, nullptr, reinterpret_cast<void*>(2)}, &lSeen, nullptr};
-    EXPECT_EQ(Post::DONE, lHeld.mWorker.post(lLargest));
+    std::array<std::intptr_t, 5> const lWords{0, 0, 0, 0, 2}; // with the reference as much as a closure may hold
+    EXPECT_EQ(Post::DONE, lHeld.mWorker.post([lWords, &lSeen] { lSeen.push_back(static_cast<int>(lWords[4])); }));
     EXPECT_EQ(Post::DONE, lChars.post(3));
     lHeld.mRelease.open();
     Answer<Ints> lAnswer = lHeld.mWorker.call(longTime(), [&] { return lSeen; });

@@ -149,38 +149,6 @@ private:
     static inline std::atomic<bool> sFired{false};
 };
 
-/// For its scope, the first nFailures writes fail, the first one after nMeanwhile has run: what comes between a record
-/// and the write that would tell of it. One at a time.
-class FailingWrites
-{
-public:
-    FailingWrites(int nFailures, std::function<void()> nMeanwhile)
-        : mWrite(&internal::SystemCalls::mWrite, &write)
-    {
-        sMeanwhile = std::move(nMeanwhile);
-        sFailures = nFailures;
-    }
-
-private:
-    static ssize_t write(int nFd, void const* npBytes, std::size_t nSize)
-    {
-        if (auto const lMeanwhile = std::exchange(sMeanwhile, nullptr))
-        {
-            lMeanwhile();
-        }
-        if (sFailures-- <= 0)
-        {
-            return ::write(nFd, npBytes, nSize);
-        }
-        errno = EIO;
-        return -1;
-    }
-
-    static inline std::function<void()> sMeanwhile;
-    static inline std::atomic<int> sFailures{0};
-    Replaced<ssize_t(int, void const*, std::size_t)> mWrite;
-};
-
 /// Does something while the first call of one entry fails. Result: what that gave.
 ///
 ///     EXPECT_FALSE(failing<&internal::SystemCalls::mWrite>(EIO, [&] { return lThread.postMsg(1); }));

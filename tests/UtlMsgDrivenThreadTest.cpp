@@ -128,6 +128,8 @@ TEST(MsgDrivenThread, TellsWhyItDoesNotStart)
     EXPECT_EQ(Start::NO_PIPE, lpNoPipe->tryStart(&lRecorder, ThreadOptions()));
     EXPECT_EQ(1U, lLog.count("<UTIL> ERR: MsgDrivenThread(piped) pipe errno:24"));
     EXPECT_EQ(0, lpNoPipe->start(&lRecorder, 0, 0, nullptr, 1, 0, NORMAL, 0)); // and ends at once
+    EXPECT_EQ(0, lpNoPipe->waitTo(Thread::STAGE_DONE, longMs()));
+    EXPECT_TRUE(lpNoPipe->leaveManagement());
     EXPECT_EQ(Start::STARTED_ONCE, lpNoPipe->tryStart(&lRecorder, ThreadOptions()));
     EXPECT_EQ(Start::REFUSED, lMake()->tryStart(nullptr, ThreadOptions()));
 }

@@ -117,6 +117,7 @@ TEST(ThreadManager, PriorityIsAskedForAtTheStartAndThenSetByTheThreadAlone)
                              lId, EACCES, strerror(EACCES))}),
               lLog.lines());
     EXPECT_FALSE(lManager.getPriority(lId, &lPriority)); // no longer active
+    EXPECT_TRUE(lManager.unregister(lId));
 }
 
 TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
@@ -134,7 +135,9 @@ TEST(ThreadManager, EntryCallerNamesAThreadAnewButNotAStartedOne)
 
     // Refused however early it comes: the registry is locked until the thread is in it.
     auto const lAgain = [](void*) { EXPECT_EQ(0, ThreadManager::get()->entryCaller(0, 0, nullptr, "again")); };
-    EXPECT_EQ(0, lManager.waitToStop(enter(lAgain, nullptr), longMs()));
+    int const lStarted = enter(lAgain, nullptr);
+    EXPECT_EQ(0, lManager.waitToStop(lStarted, longMs()));
+    EXPECT_TRUE(lManager.unregister(lStarted));
 }
 
 TEST(ThreadManager, TablesNameEveryThread)
@@ -225,6 +228,7 @@ TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
     int const lId = ThreadManager::get()->entryCaller(0, 0, nullptr, "first");
     Thread lThread("runner", &lRun);
     LogCapture const lLog;
+    FailNth<&SystemCalls::mPthreadDetach> const lDetach(0, ESRCH);
     Replaced const lCreate(
         &SystemCalls::mPthreadCreate,
         +[](pthread_t* npThread, pthread_attr_t const*, void* (*npStart)(void*), void* npArgument)

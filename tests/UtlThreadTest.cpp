@@ -87,6 +87,7 @@ TEST(Thread, StartsWithTheStackAndProcessorsAskedFor)
     EXPECT_EQ(1U << 20, lMeasured.mStackSize);
     EXPECT_EQ(1, CPU_COUNT(&lMeasured.mProcessors));
     EXPECT_TRUE(CPU_ISSET(lProcessor, &lMeasured.mProcessors));
+    EXPECT_TRUE(lThread.leaveManagement());
 }
 
 TEST(Thread, TellsWhyItDoesNotStart)
@@ -111,6 +112,7 @@ TEST(Thread, TellsWhyItDoesNotStart)
     EXPECT_EQ(0, lThread.waitTo(3, longMs()));
     EXPECT_TRUE(lThread.getResult(&lResult));
     EXPECT_EQ(0xFFFFFFFF, lResult); // no command: no result, but an error
+    EXPECT_TRUE(lThread.leaveManagement());
 }
 
 TEST(Thread, PassesItsStagesOnce)

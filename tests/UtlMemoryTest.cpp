@@ -120,6 +120,7 @@ TEST_F(MemoryTest, KeepsTheFirstNames)
     EXPECT_STREQ("caller", lMemory.getThreadName(utl::ThreadManager::getCallerId()));
 
     EXPECT_STREQ("", lMemory.getFileName(0));
+    EXPECT_EQ(Memory::INVALID_FILE_ID, Peer::findFileId(nullptr));
     EXPECT_EQ(0U, Peer::findFileId(lLong.c_str()));
     EXPECT_EQ(0U, Peer::findFileId(lLong.substr(0, 259).c_str()));
     EXPECT_EQ(Memory::INVALID_FILE_ID, Peer::findFileId("other"));

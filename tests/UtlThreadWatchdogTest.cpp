@@ -213,24 +213,21 @@ TEST(ThreadWatchdog, DeadlineGoesWithTheInterval)
 TEST(WatchdogInfo, EachFieldCounts)
 {
     Listener lListener;
-    std::function<void(WatchdogInfo&)> const CHANGES[] = {
-        [](WatchdogInfo& nInfo) { ++nInfo.mId; },
-        [](WatchdogInfo& nInfo) { ++nInfo.mAliveTime; },
-        [&](WatchdogInfo& nInfo) { nInfo.mpListener = &lListener; },
-        [](WatchdogInfo& nInfo) { nInfo.mLastAliveTick = 5; },
-        [](WatchdogInfo& nInfo) { nInfo.mWatchStatus = WatchdogInfo::NOT_WATCHING; },
-        [](WatchdogInfo& nInfo) { nInfo.mAliveStatus = WatchdogInfo::ALIVE; },
-        [](WatchdogInfo& nInfo) { ++nInfo.mTimeoutCount; },
-        [](WatchdogInfo& nInfo) { nInfo.mLastAliveInfo = HERE; },
-        [](WatchdogInfo& nInfo) { nInfo.mName = "other"; },
-    };
     WatchdogInfo const lInfo(7, 100, nullptr, "name", WatchdogInfo::WATCHING);
-    EXPECT_EQ(WatchdogInfo(7, 100, nullptr, "name", WatchdogInfo::WATCHING), lInfo);
-    for (auto const& lChange : CHANGES)
+    std::vector<WatchdogInfo> lOthers(9, lInfo);
+    EXPECT_EQ(lOthers[0], lInfo);
+    ++lOthers[0].mId;
+    ++lOthers[1].mAliveTime;
+    lOthers[2].mpListener = &lListener;
+    lOthers[3].mLastAliveTick = 5;
+    lOthers[4].mWatchStatus = WatchdogInfo::NOT_WATCHING;
+    lOthers[5].mAliveStatus = WatchdogInfo::ALIVE;
+    ++lOthers[6].mTimeoutCount;
+    lOthers[7].mLastAliveInfo = HERE;
+    lOthers[8].mName = "other";
+    for (WatchdogInfo const& lOther : lOthers)
     {
-        WatchdogInfo lOther(lInfo);
-        lChange(lOther);
-        EXPECT_NE(lOther, lInfo) << &lChange - CHANGES;
+        EXPECT_NE(lOther, lInfo) << &lOther - lOthers.data();
     }
 }
 

@@ -7,8 +7,8 @@
 #include "internal/base/UtlSystemCalls.h"
 #include "support/Pattern.h"
 
-#include <dirent.h>
-#include <poll.h>
+#include <filesystem>
+
 #include <signal.h>
 #include <sys/syscall.h>
 
@@ -26,10 +26,6 @@ public:
     }
 
     std::atomic<unsigned int> mCount{0}; // dumps that were read to the end
-    std::atomic<unsigned int> mLines{0};
-    std::atomic<unsigned int> mPassedOver{0}; // threads
-    std::atomic<unsigned int> mAbout{0};      // books that changed too fast
-    std::atomic<int> mThreadId{0};            // of the reader, which has to read what the others write
 
 private:
     DumpReader()
@@ -41,19 +37,15 @@ private:
 
     void read()
     {
-        mThreadId = static_cast<int>(::syscall(SYS_gettid));
-        std::string lText;
-        char lBuffer[16384];
-        for (ssize_t lRead = 0; (lRead = ::read(mFds[0], lBuffer, sizeof(lBuffer))) > 0 || errno == EINTR;)
+        sigset_t lDump;
+        ::sigemptyset(&lDump);
+        ::sigaddset(&lDump, SIGUSR1);
+        ::pthread_sigmask(SIG_BLOCK, &lDump, nullptr); // it has to read what the others write
+        std::FILE* const lpPipe = ::fdopen(mFds[0], "r");
+        char lLine[1024];
+        while (std::fgets(lLine, sizeof(lLine), lpPipe) != nullptr)
         {
-            lText.append(lBuffer, lRead > 0 ? static_cast<std::size_t>(lRead) : 0);
-            std::size_t lBegin = 0;
-            for (std::size_t lEnd = 0; (lEnd = lText.find('\n', lBegin)) != std::string::npos; lBegin = lEnd + 1)
-            {
-                check(lText.substr(lBegin, lEnd - lBegin));
-            }
-            lText.erase(0, lBegin);
-            errno = 0;
+            check(lLine);
         }
     }
 
@@ -79,22 +71,18 @@ private:
             "(, synchronous message 0x[0-9a-f]{8}|, interrupt 0x[0-9a-f]{8}|, a request to it|, its end"
             "|, a lock that it holds)?(, with a limit)?"
             "|thread [0-9]+ \"[A-Za-z ]*\": holds (the queue of [0-9]+ \"[A-Za-z ]*\"|the [a-z ]+)"
-            "|circle: ([0-9]+ \"[A-Za-z ]*\" waits for )+[0-9]+ \"[A-Za-z ]*\")$");
+            "|circle: ([0-9]+ \"[A-Za-z ]*\" waits for )+[0-9]+ \"[A-Za-z ]*\")\n$");
         if (!sLine.finds(nLine))
         {
             std::fprintf(stderr, "a torn line: %s\n", nLine.c_str());
             fail("a whole line", 0, 0, __LINE__);
         }
         auto const lNumber = [&](unsigned int nGroup) { return sLine.number(nLine, nGroup); };
-        bool const lIsAbout = lNumber(8) != -1;
-        if (lNumber(9) != -1 && !lIsAbout)
+        if (lNumber(9) != -1 && lNumber(8) == -1)
         {
             PROVE_EQ(lNumber(9), lNumber(10) + lNumber(11) + lNumber(12) + lNumber(13));
         }
-        mAbout += lIsAbout ? 1 : 0;
-        ++mLines;
         mCount += lNumber(2) != -1 ? 1 : 0;
-        mPassedOver += lNumber(2) > 0 ? static_cast<unsigned int>(lNumber(2)) : 0;
     }
 
     int mFds[2] = {-1, -1};
@@ -110,7 +98,6 @@ public:
         if (nWanted != 0)
         {
             DumpReader::get().mCount = 0;
-            DumpReader::get().mLines = 0;
             mSender = std::thread([this] { send(); });
         }
     }
@@ -126,30 +113,18 @@ public:
     bool isWanting() const { return count() < mWanted; }
 
 private:
-    static std::vector<int> threads()
-    {
-        std::vector<int> lIds;
-        DIR* const lpDir = ::opendir("/proc/self/task");
-        while (dirent const* const lpEntry = lpDir != nullptr ? ::readdir(lpDir) : nullptr)
-        {
-            int const lId = std::atoi(lpEntry->d_name);
-            lIds.insert(lIds.end(), lId != 0 ? 1 : 0, lId);
-        }
-        lpDir != nullptr ? ::closedir(lpDir) : 0;
-        return lIds;
-    }
-
     /// One at a time: the next when the last has been read, or was lost with its thread.
     void send()
     {
         int const lOwnId = static_cast<int>(::syscall(SYS_gettid));
         while (!mIsToEnd && isWanting())
         {
-            for (int const lId : threads())
+            std::error_code lGone; // with a thread
+            for (auto const& lThread : std::filesystem::directory_iterator("/proc/self/task", lGone))
             {
+                int const lId = std::stoi(lThread.path().filename());
                 unsigned int const lBefore = count();
-                bool const lIsOther = lId != lOwnId && lId != DumpReader::get().mThreadId;
-                bool const lIsSent = lIsOther && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
+                bool const lIsSent = lId != lOwnId && ::syscall(SYS_tgkill, ::getpid(), lId, SIGUSR1) == 0;
                 for (unsigned int lTry = 0; lIsSent && count() == lBefore && lTry < 20 && !mIsToEnd; ++lTry)
                 {
                     internal::pauseBriefly(); // the races shall have the processors

@@ -16,6 +16,8 @@
 #include "UtlTimer.h"
 #include "support/MsgThread.h"
 
+#include <map>
+
 #include <sys/prctl.h>
 
 namespace
@@ -45,12 +47,15 @@ public:
         return (mState >> 8) % nLimit;
     }
 
-    /// Passes between nothing and some ten microseconds, short ones more often.
-    void pause()
+    /// Passes so often between nothing and some ten microseconds, short ones more often.
+    void pause(unsigned int nTimes = 1)
     {
-        unsigned int const lTurns = below(1U << below(14));
-        for (unsigned int volatile lTurn = 0; lTurn < lTurns; lTurn = lTurn + 1)
+        for (; nTimes > 0; --nTimes)
         {
+            unsigned int const lTurns = below(1U << below(14));
+            for (unsigned int volatile lTurn = 0; lTurn < lTurns; lTurn = lTurn + 1)
+            {
+            }
         }
     }
 
@@ -63,19 +68,18 @@ void together(std::vector<std::function<void()>> const& nParts)
 {
     std::atomic<std::size_t> lAbsent{nParts.size()};
     std::vector<std::thread> lThreads;
-    for (std::function<void()> const& lPart : nParts)
+    for (std::size_t lIndex = 0; lIndex < nParts.size(); ++lIndex)
     {
-        auto const lRun = [&, lSalt = static_cast<unsigned int>(lThreads.size())]
-        {
-            --lAbsent;
-            while (lAbsent != 0)
+        lThreads.emplace_back(
+            [&, lIndex]
             {
-                ::sched_yield();
-            }
-            Random(lSalt).pause();
-            lPart();
-        };
-        lThreads.emplace_back(lRun);
+                for (--lAbsent; lAbsent != 0;)
+                {
+                    ::sched_yield();
+                }
+                Random(static_cast<unsigned int>(lIndex)).pause();
+                nParts[lIndex]();
+            });
     }
     for (std::thread& lThread : lThreads)
     {
@@ -157,8 +161,7 @@ public:
     {
         for (Sender& lSender : mSenders)
         {
-            lSender.mSent.reserve(nCount);
-            lSender.mFates.assign(nCount, NOWHERE);
+            lSender.mMessages.resize(nCount);
         }
         PROVE_EQ(0, start(this, static_cast<int>(gRound % 2), 1000000, nullptr, 1, 0, NORMAL, 0));
     }
@@ -169,7 +172,7 @@ public:
         std::vector<std::function<void()>> lParts;
         for (unsigned int lIndex = 0; lIndex < mSenders.size(); ++lIndex)
         {
-            lParts.push_back([this, lIndex] { part(lIndex); });
+            lParts.emplace_back([this, lIndex] { part(lIndex); });
         }
         together(lParts);
         gFailsWrites = false;
@@ -196,27 +199,19 @@ private:
     static constexpr unsigned int TIMERS = 8;
     static constexpr int FENCE = 1000;
 
-    enum Fate : unsigned char
+    /// mSent is the sender's: p posted, r received, g given up, n not received, all as the results say. mFate is the
+    /// message thread's, until its end: d delivered, e erased, l left by the stop. 0 before.
+    struct Message
     {
-        NOWHERE,
-        DELIVERED,
-        ERASED,
-        LEFT
-    };
-    enum Sent : unsigned char
-    {
-        POSTED,
-        RECEIVED, // says the sender's result
-        GIVEN_UP, // likewise
-        NOT_RECEIVED
+        char mSent = 0;
+        char mFate = 0;
     };
 
     /// Numbers its messages from 0 on without a gap. Its id is its index and 1.
     struct Sender
     {
-        std::vector<unsigned char> mSent;  // the sender's
-        std::vector<unsigned char> mFates; // the message thread's, until its end
-        int mLast = -1;                    // likewise: the last number delivered
+        std::vector<Message> mMessages;
+        int mLast = -1; // the message thread's, until its end: the last number delivered
     };
 
     struct TimerAccount
@@ -240,10 +235,7 @@ private:
         case 't':
             return makeTimers(lRandom);
         case '!':
-            if (mStopAfter != 0)
-            {
-                PROVE(mIsToStop.wait());
-            }
+            PROVE(mStopAfter == 0 || mIsToStop.wait());
             PROVE_EQ(0, stop(1, 0));
             return;
         default:
@@ -253,68 +245,59 @@ private:
 
     void send(unsigned int nIndex, Random& nRandom)
     {
-        std::vector<unsigned char>& lSent = mSenders[nIndex].mSent;
-        while (lSent.size() < mCount && !hasRequestedStop())
+        for (unsigned int lNumber = 0; lNumber < mCount && !hasRequestedStop();)
         {
-            NumberMsg const lMsg(static_cast<int>(nIndex) + 1, static_cast<int>(lSent.size()));
             char const lKind = mpParts[nIndex] != 'm' ? mpParts[nIndex] : nRandom.below(32) == 0 ? 's' : 'p';
-            if (lKind == 'd')
-            {
-                nRandom.pause();
-            }
-            if (lKind == 's' || lKind == 'i')
-            {
-                bool const lIsReceived = lKind == 's' ? sendMsgSync(lMsg) : sendMsgInterrupt(lMsg);
-                lSent.push_back(lIsReceived ? RECEIVED : NOT_RECEIVED);
-            }
-            else if (lKind == 'l')
-            {
-                Send const lSend = trySend(lMsg, 1);
-                lSent.push_back(lSend == Send::DONE ? RECEIVED : lSend == Send::TIMED_OUT ? GIVEN_UP : NOT_RECEIVED);
-            }
-            else if (postMsg(lMsg))
-            {
-                lSent.push_back(POSTED);
-            }
-            else
-            {
-                ::sched_yield(); // a full queue, or the end
-            }
+            lKind == 'd' ? nRandom.pause() : void();
+            char const lSent = sent(lKind, NumberMsg(static_cast<int>(nIndex) + 1, static_cast<int>(lNumber)));
+            mSenders[nIndex].mMessages[lNumber].mSent = lSent;
+            lNumber += lSent != 0 ? 1 : 0;
         }
     }
 
-    /// Passes each mEvery-th message and keeps it in the account: it runs on the message thread, like the delivery.
-    struct Selection
+    char sent(char nKind, NumberMsg const& nMsg)
     {
-        Subject& mSubject;
-        int mEvery;
-        int mRest;
-
-        bool operator()(ThreadRawMsg& nRawMsg)
+        switch (nKind)
         {
-            NumberMsg lMsg(0);
-            if (!lMsg.restoreFrom(nRawMsg) || lMsg.mMsgId == FENCE || lMsg.mNumber % mEvery != mRest)
-            {
-                return false;
-            }
-            mSubject.settle(lMsg, ERASED);
-            return true;
+        case 's':
+            return sendMsgSync(nMsg) ? 'r' : 'n';
+        case 'i':
+            return sendMsgInterrupt(nMsg) ? 'r' : 'n';
+        case 'l':
+        {
+            Send const lSend = trySend(nMsg, 1);
+            return lSend == Send::DONE ? 'r' : lSend == Send::TIMED_OUT ? 'g' : 'n';
         }
-    };
+        default:
+            return postMsg(nMsg) ? 'p' : static_cast<char>(::sched_yield()); // 0: a full queue, or the end
+        }
+    }
 
+    /// Passes some messages and keeps them in the account.
     void erase(Random& nRandom)
     {
         for (unsigned int lCount = 0; lCount < mCount && isRunning(); ++lCount)
         {
-            int const lEvery = 1 + static_cast<int>(nRandom.below(8));
-            Selection lSelection{*this, lEvery, static_cast<int>(nRandom.below(static_cast<unsigned int>(lEvery)))};
-            MsgJudgement<Selection> lJudgement(&lSelection);
-            PROVE(eraseMsgInternal(&lJudgement) || !isRunning());
-            for (unsigned int lPause = 0; lPause < mCount / 50; ++lPause)
+            unsigned int const lEvery = 1 + nRandom.below(8);
+            int const lRest = static_cast<int>(nRandom.below(lEvery));
+            auto lPasses = [&](ThreadRawMsg& nRawMsg) // on the message thread, like the delivery
             {
-                nRandom.pause();
-            }
+                NumberMsg lMsg(0);
+                bool const lIsOurs = lMsg.restoreFrom(nRawMsg) && lMsg.mMsgId != FENCE;
+                bool const lIsPassed = lIsOurs && lMsg.mNumber % static_cast<int>(lEvery) == lRest;
+                lIsPassed ? settle(lMsg, 'e') : void();
+                return lIsPassed;
+            };
+            MsgJudgement<decltype(lPasses)> lJudgement(&lPasses);
+            PROVE(eraseMsgInternal(&lJudgement) || !isRunning());
+            nRandom.pause(mCount / 50);
         }
+    }
+
+    bool isKnown(int nMsgId) const
+    {
+        bool const lIsSender = nMsgId > 0 && nMsgId <= static_cast<int>(mSenders.size());
+        return lIsSender || nMsgId == MSG_ID_TIMER || nMsgId == FENCE;
     }
 
     void find(Random& nRandom)
@@ -328,8 +311,7 @@ private:
             {
                 NumberMsg lMsg(0);
                 PROVE(lMsg.restoreFrom(lImage));
-                PROVE(lMsg.mMsgId == MSG_ID_TIMER || lMsg.mMsgId == FENCE ||
-                      (lMsg.mMsgId > 0 && lMsg.mMsgId <= static_cast<int>(mSenders.size())));
+                PROVE(isKnown(lMsg.mMsgId));
             }
             nRandom.pause();
         }
@@ -340,9 +322,8 @@ private:
         for (unsigned int lCount = 0; lCount < mCount && !hasRequestedStop(); ++lCount)
         {
             unsigned int const lMaxCount = nRandom.below(3);
-            unsigned int const lIsFreeRunning = lCount % 2;
-            int const lId =
-                setTimer(1, static_cast<int>(nRandom.below(2)), lMaxCount, static_cast<int>(lIsFreeRunning));
+            int const lIsFreeRunning = static_cast<int>(lCount % 2);
+            int const lId = setTimer(1, static_cast<int>(nRandom.below(2)), lMaxCount, lIsFreeRunning);
             if (lId == -1)
             {
                 continue; // no room, or the end
@@ -352,17 +333,14 @@ private:
             PROVE(!lTimer.mIsMade); // an id is given once
             lTimer.mIsMade = true;
             lTimer.mMaxCount = lMaxCount;
-            for (unsigned int lPause = nRandom.below(60); lPause > 0; --lPause)
-            {
-                nRandom.pause();
-            }
+            nRandom.pause(nRandom.below(60));
             int const lNoWait = static_cast<int>(nRandom.below(2));
             bool const lIsKilled = killTimer(lId, lNoWait);
             PROVE(lIsKilled || lMaxCount != 0 || hasRequestedStop()); // it cannot have gone by itself
             if (lIsKilled)
             {
                 lTimer.mIsDead = lNoWait == 0;
-                lTimer.mMaxCount += lMaxCount != 0 ? lIsFreeRunning : 0; // two may wait, and both come
+                lTimer.mMaxCount += lMaxCount != 0 ? lCount % 2 : 0; // two may wait, and both come
             }
             else if (!hasRequestedStop())
             {
@@ -378,14 +356,14 @@ private:
         PROVE_EQ(getId(), nThreadId);
         NumberMsg lMsg(0);
         PROVE(lMsg.restoreFrom(nRawMsg));
-        settle(lMsg, DELIVERED);
+        settle(lMsg, 'd');
     }
 
     /// On the message thread, and after its end.
-    void settle(NumberMsg const& nMsg, Fate nFate)
+    void settle(NumberMsg const& nMsg, char nFate)
     {
         bool const lIsTimeout = nMsg.mMsgId == MSG_ID_TIMER;
-        ++(!lIsTimeout ? mMet[nFate] : nFate == DELIVERED ? mTimeoutsHeard : mMet[NOWHERE]);
+        ++(lIsTimeout ? mTimeoutsMet : mMet)[nFate];
         if (lIsTimeout)
         {
             TimerAccount& lTimer = mTimers[static_cast<unsigned int>(nMsg.mNumber)];
@@ -395,19 +373,14 @@ private:
         }
         else if (nMsg.mMsgId != FENCE)
         {
-            PROVE(nMsg.mMsgId > 0 && nMsg.mMsgId <= static_cast<int>(mSenders.size()));
+            PROVE(isKnown(nMsg.mMsgId));
             Sender& lSender = mSenders[static_cast<unsigned int>(nMsg.mMsgId) - 1];
-            PROVE(nMsg.mNumber >= 0 && nMsg.mNumber < static_cast<int>(mCount));
-            unsigned char& lFate = lSender.mFates[static_cast<unsigned int>(nMsg.mNumber)];
-            PROVE_EQ(NOWHERE, lFate); // nothing is met twice
-            PROVE(nFate == ERASED || nMsg.mNumber > lSender.mLast);
+            char& lFate = lSender.mMessages.at(static_cast<unsigned int>(nMsg.mNumber)).mFate;
+            PROVE_EQ(0, lFate); // nothing is met twice
+            PROVE(nFate == 'e' || nMsg.mNumber > lSender.mLast);
             lFate = nFate;
-            lSender.mLast = nFate == ERASED ? lSender.mLast : nMsg.mNumber; // what is left comes behind what was heard
-            ++mSettled;
-            if (mSettled == mStopAfter)
-            {
-                mIsToStop.open();
-            }
+            lSender.mLast = nFate == 'e' ? lSender.mLast : nMsg.mNumber; // what is left comes behind what was heard
+            ++mSettled == mStopAfter ? mIsToStop.open() : void();
         }
     }
 
@@ -415,20 +388,17 @@ private:
     {
         for (auto const& [lMsgId, lNumber] : Peer::left(*this))
         {
-            settle(NumberMsg(lMsgId, lNumber), LEFT);
+            settle(NumberMsg(lMsgId, lNumber), 'l');
         }
         for (Sender const& lSender : mSenders)
         {
-            for (unsigned int lNumber = 0; lNumber < mCount; ++lNumber)
+            for (auto const& [lSent, lFate] : lSender.mMessages)
             {
-                Fate const lFate = static_cast<Fate>(lSender.mFates[lNumber]);
-                Sent const lSent =
-                    lNumber < lSender.mSent.size() ? static_cast<Sent>(lSender.mSent[lNumber]) : NOT_RECEIVED;
-                PROVE(lSent != POSTED || lFate != NOWHERE);
-                PROVE_EQ(lSent == RECEIVED, lSent != POSTED && lFate == DELIVERED);
-                PROVE(lFate == NOWHERE || lNumber < lSender.mSent.size());
-                PROVE(lFate != ERASED || lSent != GIVEN_UP);
-                mDropped += lFate == NOWHERE && lSent == GIVEN_UP ? 1 : 0;
+                PROVE(lSent != 'p' || lFate != 0);
+                PROVE_EQ(lSent == 'r', lSent != 'p' && lFate == 'd');
+                PROVE(lFate == 0 || lSent != 0);
+                PROVE(lFate != 'e' || lSent != 'g');
+                mDropped += lFate == 0 && lSent == 'g' ? 1 : 0;
             }
         }
         closeLedger();
@@ -439,10 +409,10 @@ private:
     {
         Ledger const lLedger = ledger();
         proveBalanced(lLedger);
-        PROVE_EQ(mMet[DELIVERED], lLedger.mDelivered + lLedger.mInterrupts);
-        PROVE_EQ(mMet[ERASED] + mDropped, lLedger.mErased);
-        PROVE_EQ(mMet[LEFT], lLedger.mWaiting);
-        PROVE_EQ(mTimeoutsHeard, lLedger.mTimeouts);
+        PROVE_EQ(mMet['d'], lLedger.mDelivered + lLedger.mInterrupts);
+        PROVE_EQ(mMet['e'] + mDropped, lLedger.mErased);
+        PROVE_EQ(mMet['l'], lLedger.mWaiting);
+        PROVE_EQ(mTimeoutsMet['d'], lLedger.mTimeouts);
         PROVE_EQ(lLedger.mCalls, lLedger.mDelivered + lLedger.mInterrupts + lLedger.mTimeouts);
         PROVE(!lLedger.mIsInCall);
         gTotals.mAccepted += lLedger.mAccepted - lLedger.mTakenBack + lLedger.mInterrupts;
@@ -473,8 +443,8 @@ private:
     unsigned int const mCount; // turns of each part
     std::vector<Sender> mSenders;
     std::vector<TimerAccount> mTimers; // by id
-    unsigned int mMet[4] = {};         // by fate; the message thread's, until its end, with the next two
-    unsigned int mTimeoutsHeard = 0;
+    std::map<char, unsigned int> mMet; // by fate; the message thread's, until its end, with the next two
+    std::map<char, unsigned int> mTimeoutsMet;
     unsigned int mSettled = 0;
     unsigned int mDropped = 0; // given up, and met by nobody
     test::Gate mIsToStop;
@@ -535,22 +505,14 @@ struct Ear : ThreadMsgListener
     std::atomic<unsigned int> mOwn{0};
 };
 
-class SharedThread : public MsgDrivenSharedThread
-{
-public:
-    explicit SharedThread(unsigned int nQueue)
-        : MsgDrivenSharedThread(4, nQueue, 4, "shared", 6)
-    {
-        PROVE_EQ(0, start(0, 0, nullptr, 1, 0, NORMAL, 0));
-    }
-};
-
 /// Listeners come and go while another thread broadcasts, or stops the thread.
 void raceListeners(bool nIsStopped)
 {
     Ear lStays;
     Ear lGo[2][3];
-    SharedThread lThread(nIsStopped ? 8 : 64); // never full without a stop: a full one refuses a detachment
+    // Never full without a stop: a full one refuses a detachment.
+    MsgDrivenSharedThread lThread(4, nIsStopped ? 8 : 64, 4, "shared", 6);
+    PROVE_EQ(0, lThread.start(0, 0, nullptr, 1, 0, NORMAL, 0));
     PROVE(lThread.attachMsgListener(&lStays));
     int const COUNT = nIsStopped ? static_cast<int>(Random(9).below(50)) : 30;
     auto const lOther = [&]
@@ -801,19 +763,19 @@ void raceRegistry()
     {
         std::atomic<unsigned int> mRuns{0};
         std::atomic<unsigned int> mWatched{0};
-        static void run(void* npThis)
-        {
-            Counts& lThis = *static_cast<Counts*>(npThis);
-            ++lThis.mRuns;
-            lThis.mWatched += ThreadManager::get()->startWatchdog(0) ? 1 : 0; // by its first line
-        }
     } lCounts;
+    auto const lRun = [](void* npCounts)
+    {
+        ++static_cast<Counts*>(npCounts)->mRuns;
+        bool const lIsWatched = ThreadManager::get()->startWatchdog(0); // by its first line
+        static_cast<Counts*>(npCounts)->mWatched += lIsWatched ? 1 : 0;
+    };
     std::atomic<unsigned int> lAtWork{2};
     auto const lComeAndGo = [&]
     {
         for (int lTurn = 0; lTurn < 3; ++lTurn)
         {
-            int const lId = lManager.entry(&Counts::run, &lCounts, lTurn % 2, 1000000, nullptr, "short", NORMAL, 0);
+            int const lId = lManager.entry(lRun, &lCounts, lTurn % 2, 1000000, nullptr, "short", NORMAL, 0);
             PROVE(lId > 0);
             PROVE(lManager.isThreadExist(lId));
             PROVE_EQ(0, lManager.waitToStop(lId, 0));
@@ -1001,25 +963,6 @@ unsigned int const QUICK_OVERLAPS = 500;
 unsigned int const QUICK_MESSAGES = 100000;
 unsigned int const QUICK_DUMPS = 20;
 
-void printTotals(Race const& nRace, unsigned int nDumps, double nSeconds)
-{
-    std::printf("%-20s %8llu %s %8.1f s", nRace.mpName, gRound * std::max(nRace.mOverlaps, 1U),
-                nRace.mOverlaps != 0 ? "overlaps" : "stops   ", nSeconds);
-    if (nDumps != 0)
-    {
-        proof::DumpReader const& lReader = proof::DumpReader::get();
-        std::printf("  dumps %u, lines %u, in all passed over %u, about %u", nDumps, lReader.mLines.load(),
-                    lReader.mPassedOver.load(), lReader.mAbout.load());
-    }
-    if (gTotals.mAccepted != 0)
-    {
-        std::printf("  accepted %llu = delivered %llu + erased %llu + left at stop %llu;  refused by a full queue %llu",
-                    gTotals.mAccepted, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
-    }
-    std::printf("  time-outs %llu\n", gTotals.mTimeouts);
-    std::fflush(stdout);
-}
-
 /// nWanted: overlaps, or messages of an account; 0 for a few.
 void runRace(Race const& nRace, unsigned long long nWanted, unsigned long nDumps)
 {
@@ -1034,7 +977,12 @@ void runRace(Race const& nRace, unsigned long long nWanted, unsigned long nDumps
     {
         nRace.mpRun();
     }
-    printTotals(nRace, lDumps.count(), static_cast<double>(test::monotonicUs() - lStartUs) / 1e6);
+    std::printf("%-20s %8llu %s %8.1f s  dumps %u  time-outs %llu", nRace.mpName,
+                gRound * std::max(nRace.mOverlaps, 1U), lIsAccount ? "stops   " : "overlaps",
+                static_cast<double>(test::monotonicUs() - lStartUs) / 1e6, lDumps.count(), gTotals.mTimeouts);
+    std::printf("  accepted %llu = delivered %llu + erased %llu + left at stop %llu;  refused by a full queue %llu\n",
+                gTotals.mAccepted, gTotals.mDelivered, gTotals.mErased, gTotals.mLeft, gTotals.mRefused);
+    std::fflush(stdout);
 }
 
 } // namespace

@@ -8,23 +8,12 @@
 #include "support/Gate.h"
 #include "support/LogCapture.h"
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace utl::proof
 {

@@ -8,9 +8,10 @@
 #include "Prove.h"
 #include "UtlMsgDrivenThread.h"
 #include "UtlThreadWatchdog.h"
-#include "internal/base/UtlThreadSlots.h"
+#include "support/Process.h"
 
-#include <semaphore.h>
+#include <deque>
+
 #include <sys/resource.h>
 
 namespace
@@ -45,10 +46,7 @@ long long clockUs(clockid_t nClock)
 
 std::string account(int nId, char const* npName)
 {
-    std::ifstream lFile("/proc/self/task/" + std::to_string(nId) + "/" + npName);
-    std::string lLine;
-    std::getline(lFile, lLine);
-    return lLine;
+    return test::contentOf("/proc/self/task/" + std::to_string(nId) + "/" + npName);
 }
 
 /// How long a thread was ready without a processor, until it was given one.
@@ -102,7 +100,7 @@ void work()
 
 enum Kind
 {
-    WAITS,     // for a semaphore
+    WAITS,     // for a gate
     NAPS,      // wakes up now and then, and waits on
     RUNS,      // without end
     NICE,      // beside one that is nice to nobody
@@ -112,6 +110,9 @@ enum Kind
     WAS_PAUSED // with the process
 };
 
+Verdict const TRUTHS[] = {Verdict::BLOCKED, Verdict::BLOCKED, Verdict::RUNNING, Verdict::STARVED,
+                          Verdict::STARVED, Verdict::STARVED, Verdict::STARVED, Verdict::STOPPED};
+
 /// A watched thread that does one kind of thing, until it is told to end.
 class Subject
 {
@@ -120,7 +121,6 @@ public:
         : mKind(nKind),
           mServer(nServer)
     {
-        ::sem_init(&mEnd, 0, 0);
         mThread = std::thread([&] { run(nWatchdog, nDeaf); });
         while (mId == 0)
         {
@@ -131,9 +131,8 @@ public:
     {
         setPlace(mId, ~0UL, 0, SCHED_OTHER); // let it come to its end
         mIsOver = true;
-        ::sem_post(&mEnd);
+        mEnd.open();
         mThread.join();
-        ::sem_destroy(&mEnd);
     }
 
     int id() const { return mId; }
@@ -143,10 +142,7 @@ public:
     void judged(WatchdogVerdict const& nVerdict)
     {
         Verdict const lVerdict = nVerdict.mVerdict;
-        Verdict const lTruth = mKind == RUNS         ? Verdict::RUNNING
-                               : mKind <= NAPS       ? Verdict::BLOCKED
-                               : mKind == WAS_PAUSED ? Verdict::STOPPED
-                                                     : Verdict::STARVED;
+        Verdict const lTruth = TRUTHS[mKind];
         // All are starved as well, among many: one that hangs until it has had its alive time, one that is
         // paused before that.
         // Of its silence only a part counts if the beats came late.
@@ -201,7 +197,7 @@ private:
     {
         if (mKind == WAITS)
         {
-            ::sem_wait(&mEnd);
+            mEnd.wait();
         }
         else if (mKind == NAPS)
         {
@@ -227,7 +223,7 @@ private:
     MsgDrivenThread& mServer;
     clockid_t mClock{};
     long long mStartUs = 0;
-    sem_t mEnd;
+    test::Gate mEnd;
     std::atomic<long long> mQueuedUs{0}; // at its report
     std::atomic<unsigned int> mNaps{0};
     std::atomic<int> mId{0};
@@ -237,7 +233,7 @@ private:
 };
 
 /// A watchdog and the subjects of a round.
-class Court : private WatchdogTimerListener, private WatchdogVerdictListener, private ThreadMsgListener
+class Court : public WatchdogTimerListener, private WatchdogVerdictListener, private ThreadMsgListener
 {
 public:
     Court()
@@ -263,7 +259,7 @@ public:
             setPlace(mServer.getId(), 1, 0, SCHED_IDLE);
             for (unsigned int lIndex = 0; lIndex < nAtOnce; ++lIndex)
             {
-                auto lpSubject = std::make_unique<Subject>(mWatchdog, deaf(), nKind, mServer);
+                auto lpSubject = std::make_unique<Subject>(mWatchdog, *this, nKind, mServer);
                 SyncGuard lGuard(mSyncObject);
                 mSubjects.push_back(std::move(lpSubject));
             }
@@ -272,10 +268,9 @@ public:
                 Thread::sleep(1);
             }
             std::vector<std::unique_ptr<Subject>> lSubjects;
-            {
-                SyncGuard lGuard(mSyncObject);
-                lSubjects.swap(mSubjects);
-            }
+            mSyncObject.lock();
+            lSubjects.swap(mSubjects);
+            mSyncObject.unlock();
             setPlace(mServer.getId(), ~0UL, 0, SCHED_OTHER); // let it come to its end
             lSubjects.clear();
             ++proof::gRound;
@@ -283,8 +278,6 @@ public:
     }
 
 private:
-    WatchdogTimerListener& deaf() { return *this; }
-
     bool areAllJudged()
     {
         SyncGuard lGuard(mSyncObject);
@@ -317,10 +310,7 @@ void judgePaused(unsigned int nCount)
     pid_t const lChild = ::fork();
     if (lChild == 0)
     {
-        {
-            Court lCourt;
-            lCourt.judge(WAS_PAUSED, std::min(nCount, MAX_AT_ONCE), nCount);
-        }
+        Court().judge(WAS_PAUSED, std::min(nCount, MAX_AT_ONCE), nCount);
         ::_exit(0);
     }
     int lStatus = 0;
@@ -348,13 +338,12 @@ int openWithoutSchedstat(char const* npPath, int nFlags, mode_t nMode)
 /// One kind, beside others on its processor.
 void judgeBeside(Kind nKind, unsigned int nAtOnce, unsigned int nHogs, int nNiceOfHogs, unsigned int nCount)
 {
-    std::vector<std::unique_ptr<Hog>> lHogs;
+    std::deque<Hog> lHogs;
     while (lHogs.size() < std::min(nHogs, nCount))
     {
-        lHogs.push_back(std::make_unique<Hog>(true, nNiceOfHogs));
+        lHogs.emplace_back(true, nNiceOfHogs);
     }
-    Court lCourt;
-    lCourt.judge(nKind, std::min(nCount, nAtOnce), nCount);
+    Court().judge(nKind, std::min(nCount, nAtOnce), nCount);
 }
 
 void judgeAll(unsigned int nCount, std::string const& nOnly, std::string const& nWhere)

@@ -1,7 +1,9 @@
-// Bit streams: operations that the input chooses do the same in the stream and in the slow reference.
+// Bit streams: operations that the input chooses do the same in the stream and in a text of its bits.
 
 #include "UtlBitStream.h"
 #include "reference/Input.h"
+
+#include <bitset>
 
 namespace
 {
@@ -10,19 +12,17 @@ using utl::BitStream;
 using utl::test::require;
 using Bytes = std::vector<unsigned char>;
 
-bool bitOf(Bytes const& nBytes, unsigned int nBit)
+std::string bitsOf(Bytes const& nBytes)
 {
-    return (nBytes[nBit / 8] >> (7 - nBit % 8) & 1) != 0;
+    std::string lBits;
+    for (unsigned char const lByte : nBytes)
+    {
+        lBits += std::bitset<8>(lByte).to_string();
+    }
+    return lBits;
 }
 
-void setBit(Bytes& nBytes, unsigned int nBit, bool nIsSet)
-{
-    unsigned int const lMask = 0x80U >> nBit % 8;
-    nBytes[nBit / 8] = static_cast<unsigned char>(nIsSet ? nBytes[nBit / 8] | lMask : nBytes[nBit / 8] & ~lMask);
-}
-
-/// A stream beside the slow truth, which moves bit by bit. The input chooses: two bytes for a choice, eight for a
-/// value, zeros behind its end.
+/// A stream beside the slow truth. The input chooses: two bytes for a choice, eight for a value, zeros behind its end.
 class BitStreamTwin
 {
 public:
@@ -40,7 +40,7 @@ public:
             require(mStream.getBitPosition() == mPosition);
             require(mStream.getBitStreamBitSize() == mSize);
             require(mStream.getBitStreamSize() == (mSize + 7) / 8);
-            require(mMemory == mExpected); // nothing was written around the buffer
+            require(bitsOf(mMemory) == mBits); // nothing was written around the buffer
             if (below(mHasError ? 3 : 100) == 0)
             {
                 clear(below(4) == 0);
@@ -51,6 +51,7 @@ public:
 private:
     static constexpr unsigned int SIZE = 64;  // bytes
     static constexpr unsigned int GUARD = 16; // in front and behind
+    static constexpr std::size_t NOWHERE = SIZE_MAX;
 
     unsigned int below(unsigned int nLimit) { return static_cast<unsigned int>(take(2) % nLimit); }
 
@@ -75,25 +76,21 @@ private:
         switch (lKind)
         {
         case 0:
-            require(readValue(lMax, lBits, lAt) == plainRead(lMax, lBits, lAt));
-            break;
+            mHasError = mHasError || lBits > lMax;
+            return require(readValue(lMax, lBits, lAt) == std::stoull("0" + plainRead(lBits, lAt), nullptr, 2));
         case 1:
             writeValue(lMax, lValue, lBits, lAt);
-            plainWrite(lMax, lValue, lBits, lAt);
-            break;
+            mHasError = mHasError || lBits > lMax;
+            return plainWrite(std::bitset<72>(lValue).to_string().substr(72 - lBits), lBits, lAt);
         case 2:
-            readData(lBits, lAt);
-            break;
+            return readData(lBits, lAt);
         case 3:
             mStream.writeBitData(mData.data(), lBits, lAt);
-            writeRun(lBits, lBits, lAt, [&](unsigned int nIndex) { return bitOf(mData, nIndex); });
-            break;
+            return plainWrite(bitsOf(mData).substr(0, lBits), lBits, lAt);
         case 4:
-            copy(lBits, lAt);
-            break;
+            return copy(lBits, lAt);
         case 5:
-            primitives(lValue);
-            break;
+            return primitives(lValue);
         default:
             seek(lBits);
         }
@@ -115,57 +112,39 @@ private:
                      : mStream.writeBitToUint64(nValue, nBits, nAt);
     }
 
-    // nEach gets the place of each of nMoved bits, of nBits that must be inside, and its index in the run.
-    template <class Each>
-    void move(unsigned int nBits, unsigned int nMoved, int nAt, Each nEach)
+    /// Where nBits that must be inside begin, of which nMoved move the position.
+    std::size_t place(unsigned int nBits, std::size_t nMoved, int nAt)
     {
         unsigned long long const lStart = nAt == -1 ? mPosition : static_cast<unsigned int>(nAt);
         mHasError = mHasError || (nBits != 0 && (nAt < -1 || lStart + nBits > SIZE * 8));
-        unsigned int const lCount = mHasError || nBits == 0 ? 0 : nMoved;
-        for (unsigned int lIndex = 0; lIndex < lCount; ++lIndex)
+        bool const lIsNowhere = mHasError || nBits == 0;
+        mPosition += nAt == -1 && !lIsNowhere ? static_cast<unsigned int>(nMoved) : 0;
+        return lIsNowhere ? NOWHERE : GUARD * 8 + static_cast<std::size_t>(lStart);
+    }
+
+    std::string plainRead(unsigned int nBits, int nAt)
+    {
+        std::size_t const lPlace = place(nBits, nBits, nAt);
+        return lPlace == NOWHERE ? "" : mBits.substr(lPlace, nBits);
+    }
+
+    void plainWrite(std::string const& nText, unsigned int nBits, int nAt)
+    {
+        std::size_t const lPlace = place(nBits, nText.size(), nAt);
+        if (lPlace != NOWHERE && !nText.empty())
         {
-            nEach(GUARD * 8 + static_cast<unsigned int>(lStart) + lIndex, lIndex);
+            mBits.replace(lPlace, nText.size(), nText);
+            mSize = std::max(mSize, static_cast<unsigned int>(lPlace + nText.size()) - GUARD * 8);
         }
-        mPosition += nAt == -1 ? lCount : 0;
-    }
-
-    template <class Bit>
-    void writeRun(unsigned int nBits, unsigned int nMoved, int nAt, Bit nBit)
-    {
-        move(nBits, nMoved, nAt,
-             [&](unsigned int nPlace, unsigned int nIndex)
-             {
-                 setBit(mExpected, nPlace, nBit(nIndex));
-                 mSize = std::max(mSize, nPlace - GUARD * 8 + 1);
-             });
-    }
-
-    unsigned long long plainRead(unsigned int nMax, unsigned int nBits, int nAt)
-    {
-        unsigned long long lValue = 0;
-        mHasError = mHasError || nBits > nMax;
-        move(nBits, nBits, nAt,
-             [&](unsigned int nPlace, unsigned int) { lValue = lValue << 1 | (bitOf(mExpected, nPlace) ? 1U : 0U); });
-        return lValue;
-    }
-
-    void plainWrite(unsigned int nMax, unsigned long long nValue, unsigned int nBits, int nAt)
-    {
-        mHasError = mHasError || nBits > nMax;
-        writeRun(nBits, nBits, nAt, [&](unsigned int nIndex) { return (nValue >> (nBits - 1 - nIndex) & 1) != 0; });
     }
 
     void readData(unsigned int nBits, int nAt)
     {
-        Bytes lExpected(mData);
+        std::string lExpected = bitsOf(mData);
         mStream.readBitData(mData.data(), nBits, nAt);
-        move(nBits, nBits, nAt,
-             [&](unsigned int nPlace, unsigned int nIndex)
-             {
-                 lExpected[nIndex / 8] = nIndex % 8 == 0 ? static_cast<unsigned char>(0) : lExpected[nIndex / 8];
-                 setBit(lExpected, nIndex, bitOf(mExpected, nPlace));
-             });
-        require(mData == lExpected);
+        std::string lText = plainRead(nBits, nAt);
+        lText.resize((lText.size() + 7) / 8 * 8, '0');
+        require(bitsOf(mData) == lExpected.replace(0, lText.size(), lText));
     }
 
     void copy(unsigned int nBits, int nAt)
@@ -173,15 +152,16 @@ private:
         BitStream lSource(mData.data(), SIZE + 1);
         lSource.seekBitOffset(nBits, 0);
         mStream.copy(lSource, nAt);
-        unsigned int const lStart = nAt == -1 ? mPosition : static_cast<unsigned int>(nAt);
+        std::size_t const lStart = nAt == -1 ? mPosition : static_cast<unsigned int>(nAt);
         unsigned int const lTail = nBits - nBits % 8;
+        std::string const lData = bitsOf(mData);
         // Not at a byte: the bits left over come from one place further, a full last byte not at all.
         bool const lIsCrooked = lStart % 8 != 0;
-        writeRun(nBits, lIsCrooked && lTail == nBits ? nBits - 8 : nBits, nAt,
-                 [&](unsigned int nIndex) { return bitOf(mData, nIndex + (lIsCrooked && nIndex >= lTail ? 1 : 0)); });
+        std::string const lText = lData.substr(0, lTail) + lData.substr(lTail + (lIsCrooked ? 1 : 0), nBits % 8);
+        plainWrite(lIsCrooked && lTail == nBits && nBits != 0 ? lText.substr(0, nBits - 8) : lText, nBits, nAt);
         if (!lIsCrooked && !mHasError && lTail != nBits)
         {
-            mExpected[GUARD + (lStart + lTail) / 8] = mData[lTail / 8]; // whole
+            mBits.replace(GUARD * 8 + lStart + lTail, 8, lData, lTail, 8); // whole
         }
     }
 
@@ -190,9 +170,9 @@ private:
     {
         if (!mHasError && mPosition + 2 <= SIZE * 8)
         {
-            require(mStream.readCurBit() == plainRead(1, 1, -1));
+            require(mStream.readCurBit() == (plainRead(1, -1) == "1" ? 1 : 0));
             mStream.writeCurBit(static_cast<unsigned char>(nValue & 2));
-            plainWrite(1, nValue >> 1 & 1, 1, -1);
+            plainWrite((nValue & 2) != 0 ? "1" : "0", 1, -1);
         }
     }
 
@@ -211,7 +191,7 @@ private:
     void clear(bool nIsZeroed)
     {
         mStream.clear(nIsZeroed);
-        mExpected = nIsZeroed ? Bytes(mExpected.size()) : mExpected;
+        mBits = nIsZeroed ? std::string(mBits.size(), '0') : mBits;
         mPosition = 0;
         mSize = nIsZeroed ? 0 : mSize;
         mHasError = false;
@@ -221,7 +201,7 @@ private:
     std::uint8_t const* mpEnd;
     Bytes mMemory = Bytes(SIZE + 2 * GUARD);
     BitStream mStream{&mMemory[GUARD], SIZE};
-    Bytes mExpected = mMemory;
+    std::string mBits = bitsOf(mMemory); // what the memory must be
     Bytes mData = Bytes(SIZE + 1);
     unsigned int mPosition = 0;
     unsigned int mSize = 0;

@@ -109,17 +109,22 @@ void checkBelow(unsigned int (*npConvert)(To*, unsigned int, From const*), Bytes
     std::vector<From> lSource(nText.size() / sizeof(From) + nTerminators);
     std::copy_n(nText.data(), nText.size() / sizeof(From) * sizeof(From), reinterpret_cast<char*>(lSource.data()));
     unsigned int const lAsked = npConvert(nullptr, 0, lSource.data());
-    std::vector<To> lTarget(lAsked == STR_ERROR ? 64 : lAsked);
-    unsigned int const lSize = npConvert(lTarget.data(), static_cast<unsigned int>(lTarget.size()), lSource.data());
-    require(lSize == lAsked || sizeof(To) + sizeof(From) > 4);
-    if (lSize != STR_ERROR)
+    for (unsigned int const lMore : {0U, 40U}) // between narrow texts nothing changes behind the terminator
     {
-        require(lSize <= lAsked);
-        require(lTarget[lSize - 1] == 0);
-        std::vector<To> lShort(lSize - 1);
-        require(lShort.empty() || npConvert(lShort.data(), lSize - 1, lSource.data()) == STR_ERROR);
+        std::vector<To> lTarget((lAsked == STR_ERROR ? 64 : lAsked) + lMore, To('#'));
+        unsigned int const lSize = npConvert(lTarget.data(), static_cast<unsigned int>(lTarget.size()), lSource.data());
+        require(lSize == lAsked || sizeof(To) + sizeof(From) > 4);
+        if (lSize != STR_ERROR)
+        {
+            require(lSize <= lAsked);
+            require(lTarget[lSize - 1] == 0);
+            auto const lIsKept = [](To nUnit) { return nUnit == To('#'); };
+            require(std::all_of(lTarget.begin() + lSize, lTarget.end(), lIsKept) || sizeof(To) + sizeof(From) > 2);
+            std::vector<To> lShort(lSize - 1);
+            require(lShort.empty() || npConvert(lShort.data(), lSize - 1, lSource.data()) == STR_ERROR);
+        }
+        require(npExpected == nullptr || bytesOfUnits(lTarget.data(), lSize - 1) == *npExpected);
     }
-    require(npExpected == nullptr || bytesOfUnits(lTarget.data(), lSize - 1) == *npExpected);
 }
 
 /// A character into every capacity from 1.
@@ -131,8 +136,8 @@ void checkChar(unsigned int (*npConvert)(char*, unsigned int, char const*, unsig
     {
         Bytes lTarget(lCapacity);
         unsigned int lConsumed = 0;
-        unsigned int const lSize = npConvert(lTarget.data(), lCapacity, nText.data(), &lConsumed);
-        require(lSize == STR_ERROR || lSize <= lCapacity);
+        require(npConvert(lTarget.data(), lCapacity, nText.data(), &lConsumed) - 1 < lCapacity ||
+                npConvert(nullptr, 0, nText.data(), nullptr) > lCapacity);
         require(lConsumed >= 1 && lConsumed <= 3);
     }
 }

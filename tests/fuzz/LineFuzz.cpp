@@ -86,35 +86,30 @@ std::string outcomeOf(std::uint8_t const* npCall, std::string const& nContent, A
     std::string const lKey = nContent.substr(std::min<std::size_t>(lFirst, nContent.size()), lSecond % 8);
     unsigned int lOut = 7;
     unsigned int lEol = 7;
-    long long lResult = 0;
-    switch (npCall[0] % 16)
+    unsigned long long const lStart = (lThird & 1) != 0 ? ~1ULL : lThird == 254 ? ~0ULL : lThird;
+    auto const lCall = [&]() -> long long
     {
-    case 1:
-        lResult = nFile.readText(lDst.data(), lDstSize, lSecond * (npCall[0] < 0x80 ? 1 : 21), lThird, &lOut);
-        break;
-    case 2:
-        lResult = nFile.findNextLineSize(0, &lOut, &lEol);
-        break;
-    case 3:
-        lResult =
-            nFile.seekKey(reinterpret_cast<unsigned char const*>(lKey.data()), static_cast<unsigned int>(lKey.size()),
-                          (lThird & 1) != 0 ? ~1ULL
-                          : lThird == 254   ? ~0ULL
-                                            : lThird,
-                          (lThird & 2) != 0 ? ~0ULL : lSecond, (lThird & 4) != 0 ? 1 : 0);
-        break;
-    case 4:
-        lResult = nFile.nextEOLSize();
-        break;
-    case 5:
-        lResult = nFile.read(lDst.data(), 1);
-        break;
-    case 6:
-        lResult = nFile.seek(lThird, FILE_SEEK_BEGIN);
-        break;
-    default:
-        lResult = nFile.readLine(lDst.data(), lDstSize, &lOut);
-    }
+        switch (npCall[0] % 16)
+        {
+        case 1:
+            return nFile.readText(lDst.data(), lDstSize, lSecond * (npCall[0] < 0x80 ? 1 : 21), lThird, &lOut);
+        case 2:
+            return nFile.findNextLineSize(0, &lOut, &lEol);
+        case 3:
+            return nFile.seekKey(reinterpret_cast<unsigned char const*>(lKey.data()),
+                                 static_cast<unsigned int>(lKey.size()), lStart, (lThird & 2) != 0 ? ~0ULL : lSecond,
+                                 (lThird & 4) != 0 ? 1 : 0);
+        case 4:
+            return nFile.nextEOLSize();
+        case 5:
+            return nFile.read(lDst.data(), 1);
+        case 6:
+            return nFile.seek(lThird, FILE_SEEK_BEGIN);
+        default:
+            return nFile.readLine(lDst.data(), lDstSize, &lOut);
+        }
+    };
+    long long const lResult = lCall();
     std::ostringstream lWords;
     lWords << "kind " << npCall[0] % 16 << ", capacity " << lDstSize << ": " << lResult << ", sizes " << lOut << ' '
            << lEol << ", position " << nFile.position() << ", left " << nFile.availableSize() << ", "

@@ -14,9 +14,9 @@ namespace
 /// A part; none where the function gives false.
 using Part = std::optional<std::string>;
 
-void trimRight(std::string& nText)
+std::string trimmed(std::string const& nText)
 {
-    nText.erase(nText.find_last_not_of('/') + 1);
+    return nText.substr(0, nText.find_last_not_of('/') + 1);
 }
 
 /// The parts of a path, by the rules alone.
@@ -27,9 +27,8 @@ struct Plain
     {
         std::replace(mPath.begin(), mPath.end(), '\\', '/');
         mNormalised = mPath;
-        mIsValid = mPath.size() < FILE_PATH_MAX && mPath.find("//") == std::string::npos;
-        trimRight(mPath);
-        mIsValid = mIsValid && !mPath.empty();
+        mPath = trimmed(mPath);
+        mIsValid = mNormalised.size() < FILE_PATH_MAX && mNormalised.find("//") == std::string::npos && !mPath.empty();
     }
 
     Part fileName(bool nWithoutExtension) const
@@ -38,12 +37,7 @@ struct Plain
         return mIsValid ? Part(nWithoutExtension ? lName.substr(0, lName.rfind('.')) : lName) : Part();
     }
 
-    Part directory() const
-    {
-        std::string lDirectory = mPath.substr(0, mPath.rfind('/') + 1);
-        trimRight(lDirectory);
-        return mIsValid ? Part(lDirectory) : Part();
-    }
+    Part directory() const { return mIsValid ? Part(trimmed(mPath.substr(0, mPath.rfind('/') + 1))) : Part(); }
 
     Part extension() const
     {

@@ -19,12 +19,38 @@ inline std::string inWords(Line const& nLine)
     return lWords.str();
 }
 
+struct PlainChar
+{
+    std::string mText; // UTF-8
+    std::size_t mAt;   // where it begins
+    bool mIsFault;
+};
+
+/// All characters from a position on, and one behind the last, which is empty.
+inline std::vector<PlainChar> plainChars(std::string const& nBytes, std::size_t nFrom, int nTextType)
+{
+    std::vector<PlainChar> lChars;
+    while (nFrom < nBytes.size())
+    {
+        internal::DecodedChar const lChar = internal::decodeChar(
+            internal::encodingOf(nTextType), internal::bytesOf(&nBytes[nFrom]), nBytes.size() - nFrom, false);
+        unsigned char lUtf8[4];
+        bool const lIsFault = lChar.mFault != TextStop::END;
+        std::size_t const lSize = internal::encodeUtf8(lIsFault ? 0xFFFD : lChar.mCode, lUtf8);
+        lChars.push_back({std::string(lUtf8, lUtf8 + lSize), nFrom, lIsFault});
+        nFrom += lChar.mSize;
+    }
+    lChars.push_back({"", nFrom, false});
+    return lChars;
+}
+
 /// All lines from a position on, in words.
 inline std::string plainLines(std::string const& nBytes, std::size_t nFrom, int nTextType, std::size_t nRoom)
 {
+    std::vector<PlainChar> const lChars = plainChars(nBytes, nFrom, nTextType);
     std::string lWords;
     std::string lText;
-    Line lLine;
+    Line lLine{{}, 1, static_cast<long long>(nFrom), 0, 0, false, false};
     auto const lEnd = [&](std::size_t nTo, std::size_t nEolSize, bool nGoesOn)
     {
         lLine.mText = lText;
@@ -35,49 +61,23 @@ inline std::string plainLines(std::string const& nBytes, std::size_t nFrom, int 
         lText.clear();
         lLine = Line{{}, lLine.mNumber + (nGoesOn ? 0 : 1), static_cast<long long>(nTo), 0, 0, false, false};
     };
-    Encoding const lEncoding = internal::encodingOf(nTextType);
-    std::size_t const lUnit = nTextType >= FILE_TEXT_UTF16_BE ? 2 : 1;
-    lLine.mNumber = 1;
-    lLine.mPosition = static_cast<long long>(nFrom);
-    std::size_t lCrs = 0; // since the last character of another kind
-    for (std::size_t lAt = nFrom; lAt < nBytes.size();)
+    for (std::size_t lAt = 0, lNext = 0; lAt + 1 < lChars.size(); lAt = lNext)
     {
-        internal::DecodedChar const lDecoded =
-            internal::decodeChar(lEncoding, internal::bytesOf(&nBytes[lAt]), nBytes.size() - lAt, false);
-        unsigned char lUtf8[4];
-        bool const lIsFault = lDecoded.mFault != TextStop::END;
-        std::string const lChar(reinterpret_cast<char*>(lUtf8),
-                                internal::encodeUtf8(lIsFault ? 0xFFFD : lDecoded.mCode, lUtf8));
-        std::size_t const lBehind = lAt + lDecoded.mSize;
-        bool const lIsCr = lChar == "\r";
-        lCrs += lIsCr ? 1 : 0;
-        if (lChar == "\n" || (lIsCr && lBehind == nBytes.size()))
+        for (lNext = lAt; lNext + 1 < lChars.size() && lChars[lNext].mText != "\n"; ++lNext)
         {
-            lEnd(lBehind, lUnit * (lCrs + (lIsCr ? 0 : 1)), false);
-            lCrs = 0;
         }
-        else if (!lIsCr)
+        std::size_t lEol = lNext; // CR in front of LF or of the end
+        for (; lEol > lAt && lChars[lEol - 1].mText == "\r"; --lEol)
         {
-            auto const lAppend = [&](std::size_t nAt, std::string const& nText)
-            {
-                if (lText.size() + nText.size() > nRoom)
-                {
-                    lEnd(nAt, 0, true);
-                }
-                lText += nText;
-            };
-            for (; lCrs != 0; --lCrs)
-            {
-                lAppend(lAt - lUnit * lCrs, "\r");
-            }
-            lAppend(lAt, lChar);
-            lLine.mIsMalformed = lLine.mIsMalformed || lIsFault;
         }
-        lAt = lBehind;
-    }
-    if (lLine.mPosition < static_cast<long long>(nBytes.size()))
-    {
-        lEnd(nBytes.size(), 0, false);
+        for (; lAt < lEol; ++lAt)
+        {
+            lText.size() + lChars[lAt].mText.size() > nRoom ? lEnd(lChars[lAt].mAt, 0, true) : void();
+            lText += lChars[lAt].mText;
+            lLine.mIsMalformed = lLine.mIsMalformed || lChars[lAt].mIsFault;
+        }
+        lNext += lNext + 1 < lChars.size() ? 1 : 0;
+        lEnd(lChars[lNext].mAt, lChars[lNext].mAt - lChars[lEol].mAt, false);
     }
     return lWords;
 }

@@ -28,99 +28,75 @@ public:
     }
     int read(char* npBuffer, unsigned int nSize)
     {
-        std::size_t const lCount = static_cast<std::size_t>(std::min<long long>(nSize, availableSize()));
-        if (lCount == 0)
-        {
-            return FILE_READ_END;
-        }
-        mBytes.copy(npBuffer, lCount, static_cast<std::size_t>(mPosition));
-        mPosition += static_cast<long long>(lCount);
-        return static_cast<int>(lCount);
-    }
-
-    bool isUtf16() const { return mTextType >= FILE_TEXT_UTF16_BE; }
-
-    unsigned short unit(unsigned char const* npBytes) const
-    {
-        bool const lIsBig = mTextType == FILE_TEXT_UTF16_BE;
-        return static_cast<unsigned short>(npBytes[lIsBig ? 0 : 1] << 8 | npBytes[lIsBig ? 1 : 0]);
+        std::string const lNext = ahead(nSize);
+        mPosition += static_cast<long long>(lNext.copy(npBuffer, lNext.size()));
+        return lNext.empty() ? FILE_READ_END : static_cast<int>(lNext.size());
     }
 
     int nextEOLSize()
     {
-        char lBytes[2] = {};
-        long long const lStart = mPosition;
-        bool const lIsEnd = read(lBytes, 2) == FILE_READ_END;
-        mPosition = lStart;
-        bool const lIsCr = lBytes[0] == '\r';
-        return lIsEnd ? 0 : lIsCr && lBytes[1] == '\n' ? 2 : lIsCr || lBytes[0] == '\n' ? 1 : -1;
+        std::string const lNext = ahead(2);
+        return lNext.empty() ? 0 : lNext == "\r\n" ? 2 : lNext[0] == '\r' || lNext[0] == '\n' ? 1 : -1;
     }
 
     int findNextLineSize(unsigned int, unsigned int* npTextSize, unsigned int* npEolSize)
     {
         unsigned int lTotal = 0;
         unsigned int lEol = 0;
-        int lResult = 0;
-        while (lResult == 0)
+        bool lIsLf = false;
+        std::string lNext = ahead(6);
+        for (; !lIsLf && lNext.size() >= unitSize(); lNext = ahead(6))
         {
-            char lBytes[7] = {};
-            int const lRead = read(lBytes, isUtf16() ? 2 : 6);
-            if (isUtf16() ? lRead != 2 : lRead == FILE_READ_END)
-            {
-                break;
-            }
-            auto const* lpBytes = reinterpret_cast<unsigned char const*>(lBytes);
-            unsigned int const lCode = isUtf16() ? unit(lpBytes) : lpBytes[0]; // of more bytes: no line end
+            unsigned int const lCode = unit(lNext, 0); // of more bytes: no line end
             unsigned int lSize = 2;
             bool lIsSkipped = lCode == 0xFEFF || lCode == 0xFFFE;
             if (mTextType == FILE_TEXT_SJIS)
             {
                 char lOut[3];
-                convertCharFromSjisToUtf8(lOut, 3, lBytes, &lSize);
+                convertCharFromSjisToUtf8(lOut, 3, lNext.c_str(), &lSize);
             }
-            else if (!isUtf16())
+            else if (mTextType == FILE_TEXT_UTF8)
             {
-                lSize = strCharBytesBase(static_cast<char const*>(lBytes), &lIsSkipped);
+                lSize = strCharBytesBase(lNext.c_str(), &lIsSkipped);
                 lIsSkipped = lIsSkipped || lSize - 1 > 3;
                 lSize = lSize - 1 > 3 ? 1 : lSize;
             }
-            seek(static_cast<int>(lSize) - lRead, FILE_SEEK_CURRENT);
+            mPosition += lSize;
             lTotal += lSize;
-            bool const lIsLf = !lIsSkipped && lCode == '\n';
+            lIsLf = !lIsSkipped && lCode == '\n';
             lEol = lIsSkipped ? lEol : lIsLf || lCode == '\r' ? lEol + lSize : 0;
-            lResult = lIsLf ? static_cast<int>(lTotal) : 0;
         }
+        mPosition += lIsLf ? 0 : static_cast<long long>(lNext.size()); // half a unit
         *npTextSize = lTotal - lEol;
         *npEolSize = lEol;
-        return lResult;
+        return lIsLf ? static_cast<int>(lTotal) : 0;
     }
 
     int readText(char* npDst, unsigned int nDstSize, unsigned int nSrcBytes, unsigned int nOffset,
                  unsigned int* npOutSize)
     {
-        unsigned int const lUnit = isUtf16() ? 2 : 1;
-        nSrcBytes -= nSrcBytes % lUnit;
+        nSrcBytes -= nSrcBytes % unitSize();
         if (nSrcBytes == 0 || nSrcBytes >= 5120)
         {
             return -1;
         }
-        if (availableSize() == 0)
+        std::string const lText = ahead(nSrcBytes);
+        unsigned int const lCount = static_cast<unsigned int>(lText.size());
+        if (lCount == 0)
         {
             return FILE_READ_END;
         }
-        unsigned int const lCount = static_cast<unsigned int>(std::min<long long>(nSrcBytes, availableSize()));
-        if (nDstSize != 0 && nDstSize < lUnit + nOffset + lCount)
+        if (nDstSize != 0 && nDstSize < unitSize() + nOffset + lCount)
         {
             return -1;
         }
-        std::string lText(lCount + 2, '\0');
-        int const lRead = read(&lText[0], lCount);
-        std::string lUtf8(3 * lText.size(), '\0');
+        mPosition += lCount;
+        std::string lUtf8(3 * lCount + 6, '\0');
         unsigned int const lRoom = static_cast<unsigned int>(lUtf8.size());
         unsigned int lSize = 0;
         if (mTextType == FILE_TEXT_SJIS)
         {
-            lSize = convertStrFromSjisToUtf8(&lUtf8[0], lRoom, lText.c_str());
+            lSize = convertStrFromSjisToUtf8(&lUtf8[0], lRoom, (lText + '\0').c_str());
         }
         else if (mTextType == FILE_TEXT_UTF8)
         {
@@ -132,8 +108,7 @@ public:
             std::vector<unsigned short> lUnits;
             for (unsigned int lIndex = 0; lIndex < lCount; lIndex += 2)
             {
-                auto const* lpBytes = reinterpret_cast<unsigned char const*>(&lText[lIndex]);
-                lUnits.push_back(lIndex + 1 < lCount ? unit(lpBytes) : lpBytes[0]);
+                lUnits.push_back(unit(lText, lIndex));
             }
             lUnits.push_back(0);
             lSize = convertStrFromUtf16ToUtf8(&lUtf8[0], lRoom, lUnits.data());
@@ -145,7 +120,7 @@ public:
             return -1;
         }
         *npOutSize = lSize;
-        return lRead;
+        return static_cast<int>(lCount);
     }
 
     int readLine(char* npDst, unsigned int nDstSize, unsigned int* npOutSize)
@@ -165,11 +140,8 @@ public:
         mPosition = lStart;
         int lResult = 0;
         unsigned int lSize = 1;
-        if (lTextSize == 0)
-        {
-            *npDst = 0;
-        }
-        else if ((lResult = readText(npDst, nDstSize, lTextSize, 0, &lSize)) < 0)
+        lTextSize == 0 ? void(*npDst = 0) : void(lResult = readText(npDst, nDstSize, lTextSize, 0, &lSize));
+        if (lResult < 0)
         {
             return lResult;
         }
@@ -186,16 +158,14 @@ public:
         {
             return -1;
         }
-        unsigned long long const lLimit = std::min(nMaxBytes, static_cast<unsigned long long>(availableSize()));
+        std::string const lText = ahead(nMaxBytes);
         unsigned int lMatched = 0;
-        for (unsigned long long lCount = 0; lCount < lLimit; ++lCount)
+        for (std::size_t lAt = 0; lAt < lText.size(); ++lAt)
         {
-            char lByte = 0;
-            read(&lByte, 1);
-            lMatched = static_cast<unsigned char>(lByte) == npKey[lMatched] ? lMatched + 1 : 0;
+            lMatched = static_cast<unsigned char>(lText[lAt]) == npKey[lMatched] ? lMatched + 1 : 0;
             if (lMatched == nKeySize)
             {
-                return seek(nMode == 1 ? 0 : -static_cast<long long>(nKeySize), FILE_SEEK_CURRENT);
+                return mPosition += static_cast<long long>(lAt) + 1 - (nMode == 1 ? 0 : nKeySize);
             }
         }
         mPosition = lOld;
@@ -203,6 +173,25 @@ public:
     }
 
 private:
+    std::string ahead(unsigned long long nCount) const
+    {
+        std::size_t const lFrom = std::min(mBytes.size(), static_cast<std::size_t>(mPosition));
+        return mBytes.substr(lFrom, static_cast<std::size_t>(std::min<unsigned long long>(nCount, mBytes.size())));
+    }
+
+    unsigned int unitSize() const { return mTextType >= FILE_TEXT_UTF16_BE ? 2 : 1; }
+
+    /// A byte, of UTF-16 two: half a unit at the end is the first of them.
+    unsigned short unit(std::string const& nText, std::size_t nAt) const
+    {
+        unsigned int const lFirst = static_cast<unsigned char>(nText[nAt]);
+        unsigned int const lSecond = nAt + 1 < nText.size() ? static_cast<unsigned char>(nText[nAt + 1]) : 0;
+        bool const lIsBig = mTextType == FILE_TEXT_UTF16_BE && nAt + 1 < nText.size();
+        return static_cast<unsigned short>(unitSize() == 1 ? lFirst
+                                           : lIsBig        ? lFirst << 8 | lSecond
+                                                           : lSecond << 8 | lFirst);
+    }
+
     std::string const& mBytes;
     int const mTextType;
     long long mPosition = 0;

@@ -24,7 +24,7 @@ inline void* allocateOrThrow(std::size_t nSize)
 
 } // namespace utl::proof
 
-// All of them: the address checks bring each one of their own.
+// All that are called: the address checks bring each one of their own.
 void* operator new(std::size_t nSize)
 {
     return utl::proof::allocateOrThrow(nSize);
@@ -57,13 +57,4 @@ void operator delete[](void* npBlock, std::size_t) noexcept
 {
     utl::proof::giveBack(npBlock);
 }
-void operator delete(void* npBlock, std::nothrow_t const&) noexcept
-{
-    utl::proof::giveBack(npBlock);
-}
-void operator delete[](void* npBlock, std::nothrow_t const&) noexcept
-{
-    utl::proof::giveBack(npBlock);
-}
-
 #endif

@@ -7,10 +7,10 @@
 namespace utl::internal
 {
 
-/// The order in which a fork takes them, which is that of the locks in general: outer first.
+/// The order in which fork() takes these locks. As with all locks, outer ones come first.
 enum ForkRank
 {
-    FORK_COUNTERS, // numbered tick counters; logs
+    FORK_COUNTERS, // numbered tick counters; outermost, because the log is written under it
     FORK_LOG_OUTPUT,
     FORK_LOG_TYPES,
     FORK_SCRATCH_ROWS,
@@ -18,14 +18,14 @@ enum ForkRank
     FORK_RANKS
 };
 
-/// Frees a lock in the child of every later fork, with what it guards whole: fork() waits until nobody else has it.
-/// npName: for the dump. nLock: lives as long as the process. Once for each rank.
-/// A lock that stays held, by a sink that waits for the thread that forks, say, makes fork() wait for about a second;
-/// then the lock is free in the child all the same.
+/// Makes a lock free, and the data that it guards consistent, in the child of every later fork: fork() waits until no
+/// other thread has the lock. If the lock stays held, for example by a sink that waits for the thread that forks,
+/// fork() waits for about a second; the lock is free in the child all the same. Call it once for each rank.
+/// npName: for the dump. nLock: lives as long as the process.
 void freeInChild(ForkRank nRank, char const* npName, SyncObject& nLock);
 
-/// The C library has a lock of its own for the time zone, and a fork does not mind it: whoever asks it for the parts of
-/// a time holds this one meanwhile.
+/// The C library's own lock for the time zone is not freed by a fork. So this lock is held around every call that
+/// converts a time to calendar fields.
 SyncObject& calendarLock();
 
 } // namespace utl::internal

@@ -1,4 +1,4 @@
-/// Objects that are never destroyed: made on first use, or by the compiler. Layer: internal, lowest.
+/// Objects that are never destroyed, made on first use or constant-initialised. Layer: internal, lowest.
 #ifndef UTL_IMMORTAL_H
 #define UTL_IMMORTAL_H
 
@@ -12,16 +12,16 @@
 #define UTL_CONSTINIT __constinit
 #endif
 
-/// Marks an Undestroyed constant with addresses in it: read-only once they are relocated. The compilers do so by
+/// Marks an Undestroyed constant that holds addresses: it becomes read-only after relocation. Compilers do that by
 /// themselves only for classes without a destructor.
 #define UTL_RELRO __attribute__((section(".data.rel.ro.utl")))
 
 namespace utl::internal
 {
 
-/// Holds a T that no exit handler destroys: a thread that still runs while the process exits finds it intact.
-/// Use it as the only variable of a function that gives a reference, so that constructors of static objects
-/// in other files may come first:
+/// Holds a T that no exit handler destroys: a thread that still runs while the process exits finds it intact. Make it
+/// the only variable of a function that returns a reference. Then constructors of static objects in other files can
+/// use it, whichever comes first:
 ///
 ///     SyncObject& tableLock() { static Immortal<SyncObject> lLock; return lLock.get(); }
 template <class T>
@@ -40,8 +40,7 @@ private:
     alignas(T) unsigned char mStorage[sizeof(T)];
 };
 
-/// Holds a default-made T whose destructor never runs, so that a thread which still runs while the process exits finds
-/// it whole.
+/// Holds a constant-initialised T whose destructor never runs, for the same reason.
 template <class T>
 union Undestroyed
 {

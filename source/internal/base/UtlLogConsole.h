@@ -8,13 +8,13 @@
 namespace utl::internal
 {
 
-/// Puts the stamp, "Nov 15 08:55:34.123", at the start of a zeroed buffer.
+/// Writes the stamp, "Nov 15 08:55:34.123", to the start of a zeroed buffer.
 void makeStamp(char (&nStamp)[64]);
 
-/// Standard output or standard error as a sink. A stream that takes nothing is waited for once, at most PATIENCE_MS;
-/// then what finds no room is dropped at once, until the stream takes something again. That begins with the
-/// number of lines dropped.
-/// Threads: one at a time, the log's output lock guards.
+/// Standard output or standard error as a sink of the log. A stream that accepts no data is waited for once, at most
+/// PATIENCE_MS. From then on lines are dropped at once until the stream accepts data again; the number of lines dropped
+/// is then written first.
+/// Threads: one at a time; the log's output lock guards this object.
 class LogConsole
 {
 public:
@@ -25,8 +25,8 @@ public:
     {
     }
 
-    /// npFormat: a finished line as a format without arguments; "%m" in it tells nErrno. nIsUrgent: the line is on its
-    /// way to the stream's file when this returns, unless that stalls.
+    /// npFormat:  a finished line as a format without arguments; "%m" in it gives the text of nErrno.
+    /// nIsUrgent: the stream is flushed before this returns, unless it has stalled.
     void write(char const* npFormat, int nErrno, bool nIsUrgent);
 
 private:
@@ -38,9 +38,9 @@ private:
     void tellDropped();
 
     bool const mIsError;
-    bool mIsStalled = false;   // the stream's file took nothing
-    bool mIsHeld = false;      // somebody else kept the stream
-    unsigned int mDropped = 0; // lines since the stream took one
+    bool mIsStalled = false;   // the stream's file accepted no data
+    bool mIsHeld = false;      // somebody else kept the stream locked
+    unsigned int mDropped = 0; // lines since the stream accepted one
 };
 
 } // namespace utl::internal

@@ -8,7 +8,7 @@
 namespace utl::internal
 {
 
-/// Lives as long as the process. npName: likewise.
+/// A SyncObject that the dump shows. It and npName live as long as the process.
 struct ShownLock : SyncObject
 {
     explicit ShownLock(char const* npName) { showLock(npName, mutexOf(*this)); }

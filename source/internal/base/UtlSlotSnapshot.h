@@ -1,4 +1,4 @@
-/// What a slot, and the loop behind it, said at one moment. Also in signal handlers. Layer: internal, lowest.
+/// Consistent copies of a thread's slot and of its loop's counts, also in signal handlers. Layer: internal, lowest.
 #ifndef UTL_SLOT_SNAPSHOT_H
 #define UTL_SLOT_SNAPSHOT_H
 
@@ -9,7 +9,7 @@ namespace utl::internal
 
 inline constexpr int MAX_TRIES = 8;
 
-/// What a slot said at one moment.
+/// The contents of a slot at one moment.
 struct SlotSnapshot
 {
     using Identity = TwoCopies<2 + ThreadSlot::NAME_WORDS>::Words;
@@ -27,9 +27,9 @@ struct SlotSnapshot
     int mWaitsFor; // a thread's id, or 0
 };
 
-using BookCounts = std::array<std::uint32_t, 6 + 7 + 3>; // as QueueCounts, LoopCounts and CallCounts have them
+using BookCounts = std::array<std::uint32_t, 6 + 7 + 3>; // those of QueueCounts, LoopCounts and CallCounts in turn
 
-/// What a loop shows, at one moment. The books are whole if they were the same twice, since they only grow.
+/// What a loop shows at one moment. mIsWhole: all counts are of one moment, because two readings were equal.
 struct LoopSnapshot
 {
     TwoCopies<3>::Words mTimers{};
@@ -37,10 +37,10 @@ struct LoopSnapshot
     bool mIsWhole = false;
 };
 
-/// Result: false if the slot is free. *npIsWhole: all was read.
+/// Result: false if the slot is free. *npIsWhole: whether everything was read.
 bool readSlot(ThreadSlot& nSlot, SlotSnapshot* npSnapshot, bool* npIsWhole);
 
-/// Result: the slot's number; SLOT_COUNT for none.
+/// Finds the slot of a thread. Result: its number; SLOT_COUNT for none.
 unsigned int findSlot(int nId, SlotSnapshot* npSnapshot);
 
 /// Result: false if the slot has no loop.

@@ -1,4 +1,4 @@
-/// The one table of system calls that the library makes and that can fail. Layer: internal, lowest.
+/// A table of all system calls that the library makes and that can fail. Layer: internal, lowest.
 #ifndef UTL_SYSTEM_CALLS_H
 #define UTL_SYSTEM_CALLS_H
 
@@ -21,8 +21,8 @@
 namespace utl::internal
 {
 
-/// One entry of the table: called like the function it stands for. A test may put another function in its
-/// place; the entry is atomic so that threads of earlier tests may go on calling meanwhile.
+/// One entry of the table, called like the function in it. A test may exchange the function; the entry is atomic
+/// because threads of earlier tests may be calling it meanwhile.
 template <class F>
 class SystemCall;
 
@@ -45,8 +45,8 @@ private:
     std::atomic<Function> mpFunction;
 };
 
-/// Names, arguments and results are those of the platform's functions; those of the pthread family give the
-/// error number, the others -1 or null and errno.
+/// Names, arguments and results are those of the platform's functions. For failure the functions of the pthread family
+/// return the error number; the others return -1 or null and set errno.
 struct SystemCalls
 {
     // Threads and clocks
@@ -54,7 +54,7 @@ struct SystemCalls
     SystemCall<int(pthread_t)> mPthreadDetach;
     SystemCall<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> mPthreadCondTimedwait;
     SystemCall<int(sem_t*)> mSemWait;
-    SystemCall<int(int, id_t, int)> mSetpriority; // the first argument is PRIO_PROCESS and its kin
+    SystemCall<int(int, id_t, int)> mSetpriority; // the first argument is PRIO_PROCESS or the like
     SystemCall<int(clockid_t, timespec*)> mClockGettime;
     SystemCall<int(timespec const*, timespec*)> mNanosleep;
     SystemCall<int(timeval*)> mGettimeofday; // without the time zone
@@ -95,7 +95,7 @@ struct SystemCalls
     SystemCall<int(DIR*)> mClosedir;
     SystemCall<int(char const*, char const*, int)> mFnmatch;
 
-    // Text, and the log's sinks: a priority and a format, a format alone for either console
+    // Text, and the log's sinks: syslog takes a priority and a format, the two consoles only a format
     SystemCall<int(char*, std::size_t, char const*, va_list)> mVsnprintf;
     SystemCall<void(int, char const*)> mSyslog;
     SystemCall<void(char const*)> mPrintf;
@@ -104,10 +104,10 @@ struct SystemCalls
     SystemCall<int(pollfd*, nfds_t, int)> mPoll;
 };
 
-/// Constant-initialised, never destroyed: usable before and after every static object.
+/// Constant-initialised and never destroyed: constructors and destructors of static objects can use it.
 extern SystemCalls gSystem;
 
-/// Calls again while a signal handler interrupted the call. Never for close.
+/// Repeats a call for as long as a signal handler interrupts it. Never for close.
 template <class F>
 auto retryOnSignal(F nCall)
 {
@@ -119,7 +119,7 @@ auto retryOnSignal(F nCall)
     return lResult;
 }
 
-/// Between two looks at something that another thread is about to change.
+/// Sleeps 50 microseconds, between two looks at something that another thread is about to change.
 inline void pauseBriefly()
 {
     timespec const lPause{0, 50000};

@@ -1,4 +1,4 @@
-/// What each thread of the process does, for whoever looks from outside. Layer: internal, lowest.
+/// Slots in which each thread shows what it is doing, for dumps and debuggers. Layer: internal, lowest.
 #ifndef UTL_THREAD_SLOTS_H
 #define UTL_THREAD_SLOTS_H
 
@@ -13,7 +13,7 @@
 namespace utl::internal
 {
 
-/// A number or a pointer. Nothing wider is stored at once: a 32-bit machine may have no wider atomic.
+/// A number or a pointer. Nothing wider is stored in one step: a 32-bit machine may have no wider atomic.
 using SlotWord = std::uintptr_t;
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "a signal handler reads the slots");
 static_assert(std::atomic<SlotWord>::is_always_lock_free, "a signal handler reads the slots");
@@ -30,7 +30,7 @@ static_assert(std::atomic<SlotWord>::is_always_lock_free, "a signal handler read
 inline void orderStores()
 {
 #if defined(UTL_UNDER_TSAN)
-    std::atomic_signal_fence(std::memory_order_seq_cst); // it knows no other fence; the words are atomic all the same
+    std::atomic_signal_fence(std::memory_order_seq_cst); // ThreadSanitizer supports no other; all words are atomic
 #else
     std::atomic_thread_fence(std::memory_order_release);
 #endif
@@ -46,20 +46,20 @@ inline void orderLoads()
 #endif
 }
 
-/// Words that belong together. One thread writes them, and anybody reads them whole, also in a signal handler that has
-/// interrupted the writer. The writer fills the copy that nobody is to read and then says that it is the newer one; a
-/// reader is disturbed only if the writer comes back to the same copy meanwhile.
+/// Words that belong together. One thread writes them. Any thread reads them as a whole, even a signal handler that has
+/// interrupted the writer. The writer fills the older of two copies and then declares it the newer one; a reader is
+/// disturbed only if the writer returns to the copy being read.
 template <unsigned int WORDS>
 class TwoCopies
 {
 public:
     using Words = std::array<SlotWord, WORDS>;
 
-    /// Only by the one writer.
+    /// Only for the one writer.
     void write(Words const& nWords)
     {
         std::uint32_t const lGeneration = mGeneration.load(std::memory_order_relaxed) + 1;
-        orderStores(); // the generation before this one
+        orderStores(); // a reader that sees one of these words also sees the last write's generation
         for (unsigned int lIndex = 0; lIndex < WORDS; ++lIndex)
         {
             mCopies[lGeneration & 1U][lIndex].store(nWords[lIndex], std::memory_order_relaxed);
@@ -67,7 +67,7 @@ public:
         mGeneration.store(lGeneration, std::memory_order_release);
     }
 
-    /// Result: false if the writer was quicker eight times; then *npWords is of no use.
+    /// Result: false if the writer disturbed eight tries; *npWords is then useless.
     bool read(Words* npWords, std::uint32_t* npGeneration = nullptr) const
     {
         int const MAX_TRIES = 8;
@@ -92,7 +92,7 @@ private:
     std::atomic<SlotWord> mCopies[2][WORDS] = {};
 };
 
-/// A count that one thread at a time changes, as it would a plain number, and that anybody reads.
+/// A count that one thread at a time changes like a plain number, and that any thread may read.
 class Count
 {
 public:
@@ -105,13 +105,13 @@ public:
     Count& operator+=(unsigned int nMore) { return *this = *this + nMore; }
     Count& operator++() { return *this += 1; }
     Count& operator--() { return *this = *this - 1; }
-    void addFromAnywhere() { mValue.fetch_add(1, std::memory_order_relaxed); } ///< For one that no lock guards.
+    void addFromAnywhere() { mValue.fetch_add(1, std::memory_order_relaxed); } ///< For a count that no lock guards.
 
 private:
     std::atomic<std::uint32_t> mValue{0};
 };
 
-/// The books of a loop, changed under its lock.
+/// The counts that a loop's control queue keeps; see Ledger. Changed under the loop's lock.
 struct QueueCounts
 {
     Count mAccepted;
@@ -122,19 +122,19 @@ struct QueueCounts
     Count mMostWaiting;
 };
 
-/// What its queue cannot count.
+/// The counts that the loop itself keeps; see Ledger.
 struct LoopCounts
 {
     Count mRefusedFull;
     Count mRefusedTooLarge;
-    Count mRefusedStopped; // by no lock, for a refusal waits for nobody
+    Count mRefusedStopped; // not under the lock, because refusing must not wait
     Count mOrphaned;
     Count mInterrupts;
     Count mTimeouts;
     Count mTimeoutsLost;
 };
 
-/// The calls of its listener.
+/// The counts of the calls of a loop's listener.
 struct CallCounts
 {
     Count mCalls;
@@ -142,20 +142,21 @@ struct CallCounts
     Count mLongestId;
 };
 
-/// A timer that runs, as it was when it was started, or when its last time-out had been handled: its id, 0 for none;
-/// the period in milliseconds; when it is due, by slotClock(); time-outs handled; after how many it ends, 0: never.
+/// A running timer, as it was when it was started or when its last time-out had been handled. The words are: its id, 0
+/// for none; the period in milliseconds; when it is due, by slotClock(); time-outs handled; the number of time-outs
+/// after which it ends, 0: never.
 using TimerRow = TwoCopies<5>;
 inline constexpr unsigned int TIMER_ROW_COUNT = 8;
 
-/// What a loop shows beside its slot, for as long as it runs.
+/// What a running loop shows; its thread's slot points to it.
 struct LoopView
 {
-    TwoCopies<3> mTimers; // registered; running of these; when the next is due, by slotClock()
+    TwoCopies<3> mTimers; // how many are registered; how many of these run; when the next is due, by slotClock()
     QueueCounts const* mpQueue;
     LoopCounts const* mpLoop;
     CallCounts const* mpCalls;
-    pthread_mutex_t const* mpMutex;                    // of the queue's lock
-    std::atomic<TimerRow const*> mpTimerRows{nullptr}; // of timers that run, in no order; null before the first timer
+    pthread_mutex_t const* mpMutex;                    // that of the queue's lock
+    std::atomic<TimerRow const*> mpTimerRows{nullptr}; // running timers, in no order; null before the first timer
 };
 
 /// A lock of the process that the dump names.
@@ -165,11 +166,11 @@ struct NamedLock
     std::atomic<pthread_mutex_t const*> mpMutex{nullptr};
 };
 
-/// One thread. Written by the thread itself unless said otherwise. tools/gdb reads it as it lies in memory: whoever
-/// changes the order raises SLOT_TABLE_VERSION.
+/// One thread. The thread itself writes it unless said otherwise. tools/gdb reads its memory directly: if you change
+/// the order of members, raise SLOT_TABLE_VERSION.
 struct alignas(64) ThreadSlot
 {
-    /// The two lower bits of mClaim; the rest tells one owner from the next.
+    /// The two lowest bits of mClaim; the others differ from one owner to the next.
     enum Use : std::uint32_t
     {
         USE_NONE = 0,
@@ -177,12 +178,13 @@ struct alignas(64) ThreadSlot
         USE_THREAD = 2
     };
 
-    /// The three lower bits of mStage; the rest is that of mClaim, so that nobody means an earlier owner.
+    /// The three lowest bits of mStage; the others are those of mClaim, so that a stage is never taken for another
+    /// owner's.
     enum Stage : std::uint32_t
     {
         STAGE_STARTING = 0,
         STAGE_RUNNING = 1,
-        STAGE_STOPPING = 2, // also by who has asked for it
+        STAGE_STOPPING = 2, // also written by the thread that asks for the stop
         STAGE_DONE = 3
     };
 
@@ -196,12 +198,12 @@ struct alignas(64) ThreadSlot
     enum Wait : SlotWord
     {
         WAIT_NONE = 0,
-        WAIT_SYNC_MSG = 1,  // whom: a thread's id; what: the message's
+        WAIT_SYNC_MSG = 1,  // whom for: a thread's id; what: the message's id
         WAIT_INTERRUPT = 2, // the same
-        WAIT_REQUEST = 3,   // whom: a thread's id. A search, an erasure, a timer's start or stop
-        WAIT_END = 4,       // whom: a thread's id
-        WAIT_LOCK = 5,      // whom: the pthread_mutex_t
-        WAIT_LIMITED = 16,  // added to one of these: not for ever
+        WAIT_REQUEST = 3,   // whom for: a thread's id. A search, an erasure, or the start or stop of a timer
+        WAIT_END = 4,       // whom for: a thread's id
+        WAIT_LOCK = 5,      // whom for: a pthread_mutex_t
+        WAIT_LIMITED = 16,  // added to one of these if the wait has a limit
         WAIT_KINDS = WAIT_LIMITED - 1
     };
 
@@ -210,11 +212,11 @@ struct alignas(64) ThreadSlot
 
     std::atomic<std::uint32_t> mClaim{0};
     std::atomic<std::uint32_t> mStage{0};
-    std::atomic<std::uint32_t> mReaders{0}; // of what the slot points to; theirs
+    std::atomic<std::uint32_t> mReaders{0}; // how many read what the slot points to; written by the readers
     std::atomic<LoopView const*> mpLoop{nullptr};
     TwoCopies<2 + NAME_WORDS> mIdentity; // kernel id; 1 for a thread of the registry; the name
     TwoCopies<4> mReport;                // file, function, line, sub
-    TwoCopies<3> mWork;                  // Work; message or timer; since when, 0 for unknown
+    TwoCopies<3> mWork;                  // Work; id of message or timer; since when, 0 for unknown
     TwoCopies<4> mWait;                  // Wait; whom for; what; since when
 
     void setStage(Stage nStage);
@@ -224,7 +226,7 @@ inline constexpr std::uint32_t SLOT_TABLE_VERSION = 2;
 inline constexpr std::uint32_t SLOT_COUNT = 160;
 inline constexpr std::uint32_t NAMED_LOCK_COUNT = 24;
 
-/// Where a debugger finds the slots of a process or a core file that is stripped of all else.
+/// Tells a debugger where the slots are, in a process or core file without debug information.
 struct SlotTable
 {
     char mMagic[16];
@@ -240,35 +242,37 @@ struct SlotTable
 extern ThreadSlot gThreadSlots[SLOT_COUNT];
 extern NamedLock gNamedLocks[NAMED_LOCK_COUNT];
 
-// Of the calling thread, or null. The model spares a call into the loader; the library is never large enough to run out
-// of room.
+// The calling thread's slot, or null. This TLS model avoids a call into the loader; one pointer fits into the room that
+// the C library keeps for it.
 extern __thread ThreadSlot* tpOwnSlot __attribute__((tls_model("initial-exec")));
 
-/// Gives the calling thread a slot of this name, or its slot this name. npName: within NAME_SIZE. Without room it has
-/// none, and all below does nothing for it.
+/// Gives the calling thread a slot, or its slot a new name. npName: within NAME_SIZE. If no slot is free the thread has
+/// none, and the functions below do nothing for it.
 void enterSlot(int nId, char const* npName);
 
-/// The calling thread's slot; one without a name for a thread that nobody has entered. May be null.
+/// The calling thread's slot. A thread that was not entered gets one without a name. May be null.
 ThreadSlot* slotOfCaller();
 
-/// The calling thread ends. Otherwise the slot goes when the system ends the thread.
+/// Frees the calling thread's slot, which otherwise happens when the system ends the thread.
 void leaveSlot();
 
-/// Reads what a thread waits for. *npOwner: a thread's id, of a lock its owner's; 0 for none. Result: that of read().
+/// Reads what a thread waits for. *npOwner: the id of the thread, or of the lock's owner, that it waits for; 0 for
+/// none.
+/// Result: that of read().
 bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std::uint32_t* npGeneration);
 
-/// The end of a chain of waits: the thread that this one waits for, perhaps through others. Itself if it waits for
-/// nobody that is known, or in a circle.
+/// The last thread in a chain of waits that begins with nId: nId itself if it waits for no known thread, or in a
+/// circle.
 int endOfWaits(int nId);
 
-/// A stop was asked of this thread.
+/// Shows that this thread was asked to stop.
 void showStopRequest(int nId);
 
-/// In the child of a fork: none of the threads is there.
+/// For the child of a fork, which has none of the threads.
 void clearSlots();
 
 /// The monotonic clock in units of 2^20 nanoseconds, as exact as the kernel's tick; wraps after 52 days. The unit
-/// spares a division on the way of each message.
+/// avoids a division for each message.
 std::uint32_t slotClock();
 constexpr std::uint32_t slotTime(long long nNs)
 {
@@ -278,16 +282,16 @@ constexpr std::uint32_t slotTime(long long nNs)
 /// The thread that owns a mutex now; 0 for none, and if the platform does not tell.
 int ownerOf(pthread_mutex_t const& nMutex);
 
-/// From now on the dump names this lock, if there is a place left. npName: stays where it is.
+/// From now on the dump names this lock, if there is a free place. npName: not copied.
 void showLock(char const* npName, pthread_mutex_t const& nMutex);
 
-/// The lock goes: afterwards nobody looks at it.
+/// Call this before a lock is destroyed: once it has returned, nobody looks at the lock.
 void hideLock(pthread_mutex_t const& nMutex);
 
 /// The thread that owns a named lock, 0 for none. *npName: the lock's name.
 int readLock(NamedLock const& nLock, char const** npName);
 
-/// Somebody looks at what a slot points to, for a scope, and it stays there meanwhile. nReaders: those of the slot.
+/// For a scope, keeps what a slot points to from being destroyed. nReaders: ThreadSlot::mReaders of that slot.
 class Looking
 {
 public:
@@ -304,7 +308,7 @@ private:
     std::atomic<std::uint32_t>& mReaders;
 };
 
-/// A report to the watchdog, whether the thread is watched or not.
+/// Shows a report to the watchdog, whether the thread is watched or not.
 inline void showReport(char const* npFile, char const* npFunction, unsigned int nLine, unsigned int nSub)
 {
     if (ThreadSlot* const lpSlot = slotOfCaller())
@@ -314,7 +318,7 @@ inline void showReport(char const* npFile, char const* npFunction, unsigned int 
     }
 }
 
-/// What the calling thread works on, and since when by slotClock().
+/// Shows what the calling thread works on, and since when by slotClock().
 inline void showWork(ThreadSlot::Work nWork, int nId, std::uint32_t nSince)
 {
     if (tpOwnSlot != nullptr)
@@ -323,13 +327,13 @@ inline void showWork(ThreadSlot::Work nWork, int nId, std::uint32_t nSince)
     }
 }
 
-/// A wait of this kind within a limit; 0: without.
+/// A wait of this kind with a limit; nLimitMs 0: without.
 inline ThreadSlot::Wait waitWithin(ThreadSlot::Wait nWait, unsigned int nLimitMs)
 {
     return static_cast<ThreadSlot::Wait>(nLimitMs == 0 ? nWait : nWait | ThreadSlot::WAIT_LIMITED);
 }
 
-/// Shows whom the calling thread waits for, for a scope. What it waited for before is shown again afterwards.
+/// For a scope, shows what the calling thread waits for. Afterwards an outer wait is shown again.
 class WaitShown
 {
 public:
@@ -344,7 +348,7 @@ private:
     TwoCopies<4>::Words mBefore{};
 };
 
-/// Shows a loop of the calling thread, for a scope.
+/// For a scope, shows the loop of the calling thread. The end waits until nobody reads it.
 class LoopShown
 {
 public:

@@ -1,4 +1,4 @@
-/// What the files of class File share: reports, paths, modes of parents. Layer: internal, paths to open files.
+/// What the sources of File share: reports, paths, modes of parents. Layer: internal, paths to open files.
 #ifndef UTL_FILE_CALLS_H
 #define UTL_FILE_CALLS_H
 
@@ -6,7 +6,7 @@
 #include "internal/base/UtlSystemCalls.h"
 #include "internal/thread/UtlBlockingCall.h"
 
-/// One call of gSystem between two reports of the watchdog. FUNCTION: the literal name in the reports.
+/// One call of gSystem between two reports to the watchdog. FUNCTION: the name in the reports.
 #define UTL_FILE_CALL(FUNCTION, CALL)                                                                                  \
     ::utl::internal::blockingCall("source/UtlFile", FUNCTION, __LINE__, [&] { return ::utl::internal::gSystem.CALL; })
 
@@ -16,48 +16,48 @@ namespace utl::internal
 /// A copy of a path with '/' for every backslash. Null counts as empty, which is valid but names nothing.
 BasicString<char> normalisedPath(char const* npPath);
 
-/// Not null, fewer than FILE_PATH_MAX bytes, no doubled separator.
+/// Whether a path is not null, has fewer than FILE_PATH_MAX bytes and no doubled separator.
 bool isValidPath(char const* npPath);
 
-/// Makes the directories that the file of a path is to lie in. Result: as File::makeDirectories().
+/// Creates the missing directories above the file of a path. Result: as File::makeDirectories().
 bool makeParents(char const* npPath);
 
-/// Writes all of it, in several goes if need be. Result: false if that failed; some of it may be written.
+/// Writes all bytes, with several calls if necessary. Result: false if that failed; a part may be written.
 bool writeAll(File& nFile, void const* npBytes, unsigned int nSize);
 
-/// Puts one file in the place of another, or of none, unless a writer holds that. Locks of the source are not looked
-/// at.
-/// Result: false with a message if the system refused, without one because of the writer; nothing has changed then.
+/// Renames a file, replacing the destination if it exists, unless a writer has that locked. Locks of the source are
+/// ignored.
+/// Result: false, with nothing changed, if the system refused (logged) or a writer has it locked (not logged).
 bool renameOver(char const* npSource, char const* npDestination);
 
-/// Result: false with a message if the directory of a path could not be synced.
+/// Syncs the directory of a path. Result: false with a line in the log if that failed.
 bool syncParent(char const* npPath);
 
-/// Removes a file of the library's own, in silence.
+/// Removes a file that the library made; failures are not logged.
 void removeFile(char const* npPath);
 
-/// Whether a descriptor counts as open: 0 does not.
+/// Whether a descriptor counts as open; 0 and -1 do not.
 inline bool isOpenHandle(int nHandle)
 {
     return nHandle != 0 && nHandle != -1;
 }
 
-/// Whether the library opens up directories and what it creates; otherwise existing modes and the umask hold.
+/// Whether FILE_MODES_OPEN was chosen: directories, and what is created, are opened to everybody.
 bool opensUp();
 
-/// Length of an open file; -1 with a message.
+/// The length of an open file; -1 with a line in the log.
 long long fileSize(int nHandle);
 
-/// The same for a file of that path, which the message then names too.
+/// The same, with the path in the line.
 long long openFileSize(int nHandle, BasicString<char> const& nPath);
 
-/// What File::read() does, with its messages, from any position and without moving the descriptor.
+/// As File::read(), with its lines in the log, but from any position and without moving the descriptor.
 int readFileAt(int nHandle, BasicString<char> const& nPath, void* npBuffer, unsigned int nSize, long long nPosition);
 
-/// lseek with the platform's origin; -1 with a message.
+/// lseek with the platform's origin; -1 with a line in the log.
 long long seekFile(int nHandle, long long nOffset, int nWhence);
 
-/// A descriptor that nobody shares: synced and closed at the end of the scope, and without a counter to allocate.
+/// A descriptor that is not shared, so it needs no counter. Synced and closed at the end of the scope.
 class ScopedHandle
 {
 public:
@@ -71,7 +71,7 @@ public:
 
     int get() const { return mHandle; }
 
-    /// To a holder that shares it.
+    /// Gives the descriptor to a holder that shares it.
     void moveTo(SmartHandle<DestructCloseFile>& nHolder)
     {
         nHolder.set(mHandle);
@@ -82,8 +82,8 @@ private:
     int mHandle;
 };
 
-/// The parent directory of a path, opened up until restore() or the end of the scope if the library opens up at all.
-/// errno is kept by both.
+/// Gives the parent directory of a path mode 0777 until restore() or the end of the scope; does nothing unless
+/// opensUp(). Both keep errno.
 class OpenParent
 {
 public:
@@ -105,7 +105,7 @@ public:
             mIsChanged = false;
             if (!File::changeParentAccessMode(mpPath, mOldMode, nullptr) && (mOldMode & 07777) != 0777)
             {
-                setMode(); // one refusal must not leave the directory open
+                setMode(); // tries once more: one refusal must not leave the directory open
             }
             errno = lError;
         }

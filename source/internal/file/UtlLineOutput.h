@@ -1,4 +1,4 @@
-/// Text on its way into a file, in any of the encodings. Layer: internal, text files.
+/// Encodes lines for a text file, in any of the encodings. Layer: internal, text files.
 #ifndef UTL_LINE_OUTPUT_H
 #define UTL_LINE_OUTPUT_H
 
@@ -9,12 +9,13 @@
 namespace utl::internal
 {
 
-/// Encodes texts one behind the other and hands them on in pieces of whole characters, in one if they fit the buffer.
+/// Encodes a text and its line end, and passes them on in pieces of whole characters: in one piece if they fit the
+/// buffer.
 class LineOutput
 {
 public:
     static constexpr unsigned int CAPACITY = FILE_TEXT_CHUNK_MAX;
-    static constexpr unsigned int GROWTH_MAX = 3; // bytes for one of the text: a malformed one becomes U+FFFD
+    static constexpr unsigned int GROWTH_MAX = 3; // bytes for one byte of the text: a malformed one becomes U+FFFD
 
     /// nTextType: FILE_TEXT_..., not checked.
     explicit LineOutput(int nTextType)
@@ -24,7 +25,8 @@ public:
         mOptions.mReplacement = nTextType == FILE_TEXT_SJIS ? "\u203B" : "\uFFFD";
     }
 
-    /// nSink: takes a pointer and a size, and gives false to end it. Nothing is handed on of empty texts.
+    /// nSink: called with a pointer and a size for each piece; its result false ends the writing. It is not called for
+    ///        empty texts.
     template <class Sink>
     LineWritten write(std::string_view nText, std::string_view nEol, Sink nSink)
     {
@@ -35,7 +37,7 @@ public:
         return mFaults != 0 ? LineWritten::REPLACED : LineWritten::DONE;
     }
 
-    /// Bytes that write() would hand on.
+    /// How many bytes write() would pass on.
     std::size_t sizeOf(std::string_view nText, std::string_view nEol) const
     {
         if (!isTextType(mTextType))

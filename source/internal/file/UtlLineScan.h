@@ -1,4 +1,4 @@
-/// The next line of a file, or a part of it, as well-formed text. Layer: internal, text files.
+/// Takes the next line of a file, or a part of it, as well-formed text. Layer: internal, text files.
 #ifndef UTL_LINE_SCAN_H
 #define UTL_LINE_SCAN_H
 
@@ -9,7 +9,7 @@
 namespace utl::internal
 {
 
-/// What was found at a position.
+/// The line, or the part of one, at a position.
 struct LinePart
 {
     unsigned int mLength = 0; // of the text in bytes of UTF-8
@@ -19,12 +19,13 @@ struct LinePart
     bool mGoesOn = false;
 };
 
-/// Takes lines for one call. Not moved by a failure.
+/// Takes a line on behalf of one call of Lines. A failure does not move the position.
 class LineScan
 {
 public:
-    /// nTextType: one that there is. npText: room for nRoom bytes, 4 at least. nTextCrs: kept from call to call, CR
-    /// that are known to be text.
+    /// nTextType: a valid one.
+    /// npText:    room for nRoom bytes, at least 4.
+    /// nTextCrs:  CR that are known to be text; the caller keeps it from call to call.
     LineScan(TextReader& nReader, int nTextType, char* npText, unsigned int nRoom, FileRange& nTextCrs)
         : mReader(nReader),
           mTextType(nTextType),
@@ -35,8 +36,8 @@ public:
     {
     }
 
-    /// Takes a line, or the part of it that there is room for, and moves behind it.
-    /// Result: 1; FILE_READ_END; FILE_READ_ERROR with a message.
+    /// Takes a line, or the part of it that fits, and moves behind it.
+    /// Result: 1; FILE_READ_END; FILE_READ_ERROR with a line in the log.
     int take(LinePart& nPart);
 
 private:

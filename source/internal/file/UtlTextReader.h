@@ -1,4 +1,4 @@
-/// Lines and pieces of text out of what a file has read ahead. Layer: internal, text files.
+/// Finds lines and pieces of text in what a file has read ahead. Layer: internal, text files.
 #ifndef UTL_TEXT_READER_H
 #define UTL_TEXT_READER_H
 
@@ -21,20 +21,20 @@ inline bool isTextType(int nTextType)
     return static_cast<unsigned int>(nTextType) <= FILE_TEXT_UTF16_LE;
 }
 
-/// nTextType: one that there is.
+/// nTextType: a valid one.
 inline Encoding encodingOf(int nTextType)
 {
     constexpr Encoding ENCODINGS[] = {Encoding::SJIS, Encoding::UTF8, Encoding::UTF16_BE, Encoding::UTF16_LE};
     return ENCODINGS[nTextType];
 }
 
-/// A line as far as it was walked, in bytes of the file.
+/// A line, as far as it was walked, in bytes of the file.
 struct WalkedLine
 {
-    static constexpr unsigned int SIZE_MAX_TOLD = INT_MAX; // or more: the walk goes on, the count stands still
+    static constexpr unsigned int SIZE_MAX_TOLD = INT_MAX; // the largest mSize, also for longer lines
 
-    unsigned int mSize = 0;    // all of it
-    unsigned int mEolSize = 0; // of the line end so far
+    unsigned int mSize = 0;    // with the line end
+    unsigned int mEolSize = 0; // the line end so far
     bool mIsEnded = false;     // the LF was found
 };
 
@@ -42,7 +42,7 @@ struct WalkedLine
 class TextReader
 {
 public:
-    /// nPath: of the file, for messages. Both must outlive this object.
+    /// nPath: the file's path for the log. Both must outlive this object.
     TextReader(ReadAhead& nAhead, BasicString<char> const& nPath)
         : mAhead(nAhead),
           mPath(nPath),
@@ -59,42 +59,43 @@ public:
         }
     }
 
-    /// Where the caller stands; -1 if the file could not tell, and then nothing else may be called.
+    /// The caller's position; -1 if the file does not tell it: then call nothing else.
     long long position() const { return mIsReady ? mAhead.here() : -1; }
 
-    /// Where the window ends.
+    /// The position at which the window ends.
     long long end() const { return mAhead.window().end(); }
 
     /// The byte of the window at a position.
     unsigned char* at(long long nPosition) { return mAhead.window().mBytes + (nPosition - mAhead.window().mStart); }
 
-    /// Room for one conversion.
+    /// Room for the result of one conversion.
     char* room() { return mAhead.window().mText; }
 
-    /// False with a message if the file refuses the position; it stays, or goes to the end of the file if a walk took
-    /// it past that.
+    /// Moves the position. Result: false with a line in the log if the file refuses; the position stays, or goes to the
+    /// end of the file if a walk took it past that.
     bool moveTo(long long nPosition);
 
-    /// Bytes from the position to the end of the file, or to that of the window if there are any: enough to tell
-    /// 0 and failure, -1, from the rest.
+    /// Whether there are bytes behind the position: 0 at the end of the file, -1 for failure, otherwise above 0: the
+    /// bytes to the end of the window or of the file.
     long long available();
 
-    /// Reads once behind the window and drops what is before nKeepFrom. Result: as File::read().
+    /// Reads once at the end of the window and drops what is before nKeepFrom. Result: as File::read().
     int fill(long long nKeepFrom);
 
     /// Reads until nCount bytes follow the position or the file ends. Result: the bytes, nCount at most; -1.
     int require(unsigned int nCount);
 
-    /// Takes a line that is usual: whole in the window, shorter than a piece may be, nothing malformed, no NUL, no
-    /// byte-order mark but one in front of UTF-8. The position moves behind it if nDstSize is enough for it.
+    /// Takes a usual line: as a whole in the window, shorter than FILE_TEXT_CHUNK_MAX, nothing malformed, no NUL, no
+    /// byte-order mark but one in front of UTF-8. The position moves behind it if nDstSize is large enough.
     /// Result: false, with nothing changed, for any other line.
     bool takeUsualLine(int nTextType, unsigned int nDstSize, Piece& nText);
 
-    /// Measures the line at the position, which then stands behind what was walked.
-    /// Result: false for a text type that does not exist, and with a message for a read error.
+    /// Measures the line at the position, which moves behind what was walked.
+    /// Result: false for an invalid text type, and with a line in the log for a read error.
     bool measure(int nTextType, WalkedLine& nLine);
 
-    /// Takes an odd byte at the end of the file along, and a lead byte's missing trail byte.
+    /// Moves behind a line that was measured; counts an odd byte at the end of the file, and a lead byte's missing
+    /// trail byte.
     bool moveBehindWalk(WalkedLine const& nLine);
 
     /// File::readText() after its first checks.
@@ -104,7 +105,7 @@ public:
 private:
     template <class Chars>
     bool measureChars(WalkedLine& nLine);
-    /// Takes bytes at the position and converts them. nRoom: for them as they are. Result: as readPiece().
+    /// Takes bytes at the position and converts them. nRoom: for the bytes before conversion. Result: as readPiece().
     int takePiece(int nTextType, unsigned int nSrcBytes, unsigned int nRoom, Piece& nPiece);
 
     ReadAhead& mAhead;

@@ -1,4 +1,4 @@
-/// Walks over the bytes of a text file: its characters, as far as lines go, and whole lines of usual text. Layer:
+/// Walks over the bytes of a text file: character by character to find line ends, and over whole usual lines. Layer:
 /// internal, text files.
 #ifndef UTL_TEXT_WALK_H
 #define UTL_TEXT_WALK_H
@@ -13,14 +13,14 @@
 namespace utl::internal
 {
 
-constexpr unsigned int LOOKAHEAD = 6; // bytes that tell any character
+constexpr unsigned int LOOKAHEAD = 6; // bytes that are enough to recognise any character
 
-// --- The characters of a line. Each encoding tells the size of the next one and what it means for the line end ---
+// --- The characters of a line. For each encoding next() gives the size of a character and its part in a line end ---
 
 enum class CharKind
 {
     TEXT,    // ends a run of CR
-    NEUTRAL, // malformed bytes and marks: do not even end a run of CR
+    NEUTRAL, // malformed bytes and byte-order marks, which do not end a run of CR
     CR,
     LF
 };
@@ -77,15 +77,15 @@ struct Utf16Chars
     }
 };
 
-// --- Usual lines: the end found, the text converted and checked in one pass ---
+// --- Usual lines: one pass finds the end, and checks and converts the text ---
 
 /// A piece of a file as UTF-8.
 struct Piece
 {
-    char const* mpText = nullptr; // in the window, until the next call
-    unsigned int mLength = 0;     // of it, up to the first NUL
-    unsigned int mSize = 0;       // of all that was converted, with a terminator
-    unsigned int mSrcBytes = 0;   // of the file, without a line end
+    char const* mpText = nullptr; // in the window; valid until the next call
+    unsigned int mLength = 0;     // bytes up to the first NUL
+    unsigned int mSize = 0;       // bytes that were converted, with a terminator
+    unsigned int mSrcBytes = 0;   // bytes of the file, without a line end
 
     void set(char const* npText, unsigned int nLength, unsigned int nSrcBytes)
     {
@@ -100,11 +100,11 @@ struct Piece
 struct UsualWalk
 {
     unsigned char const* mpStop;
-    char* mpTextEnd; // of what was converted
-    bool mIsLf;
+    char* mpTextEnd; // end of the converted text
+    bool mIsLf;      // whether it stopped at an LF
 };
 
-/// Bytes of CR at the end of a text, which are as many characters.
+/// The number of CR at the end of a text.
 inline unsigned int trailingCrs(char const* npBegin, char const* npEnd)
 {
     char const* lpAt = npEnd;
@@ -145,7 +145,7 @@ inline bool walkSjisRun(unsigned char const*& npAt, unsigned char const* npEnd, 
     return true;
 }
 
-/// May go up to a word past npEnd, where zeros must stand if the text ends there.
+/// May read up to a word past npEnd, which must be zeros if the text ends there.
 inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* npEnd, char* npText)
 {
     while (npAt < npEnd && walkSjisRun(npAt, npEnd, npText))
@@ -165,7 +165,7 @@ inline UsualWalk walkUsualSjis(unsigned char const* npAt, unsigned char const* n
     return {npAt, npText, false};
 }
 
-/// A machine word of units, to be looked at together.
+/// A machine word of UTF-16 units, checked and converted together.
 template <bool IS_BIG_ENDIAN>
 class UnitWord
 {
@@ -196,7 +196,8 @@ public:
         return lUsual != 0 && ((mUnits - EVERY * (LF + 1)) & ~mUnits & EVERY * 0x8000) == 0;
     }
 
-    /// Stores all of isText(), and a byte that does not count. Result: behind them.
+    /// Stores the units as UTF-8 if isText(), and one byte more, to be overwritten. Result: the end of the units'
+    /// bytes.
     char* store(char* npText) const
     {
         for (unsigned int lIndex = 0; lIndex < COUNT; ++lIndex)
@@ -209,13 +210,13 @@ public:
 private:
     static constexpr unsigned int COUNT = SIZE / 2;
     static constexpr unsigned int LF = '\n';
-    static constexpr std::uintptr_t EVERY = ~std::uintptr_t(0) / 0xFFFF; // 1 in the place of each unit
+    static constexpr std::uintptr_t EVERY = ~std::uintptr_t(0) / 0xFFFF; // each unit is 1
     static constexpr bool IS_REVERSED = IS_BIG_ENDIAN != (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);
 
     static std::uint64_t reversed(std::uint64_t nUnits) { return __builtin_bswap64(nUnits); }
     static std::uint32_t reversed(std::uint32_t nUnits) { return __builtin_bswap32(nUnits); }
 
-    /// The first unit is the lowest in a little-endian word, whichever the machine's order is, and else the highest.
+    /// The first unit of a little-endian text is the lowest of mUnits on any machine; of a big-endian one the highest.
     unsigned int unit(unsigned int nIndex) const
     {
         return static_cast<unsigned int>(mUnits >> 16 * (IS_BIG_ENDIAN ? COUNT - 1 - nIndex : nIndex)) & 0xFFFFU;
@@ -243,7 +244,7 @@ UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, 
             npText = lUnits.store(npText);
             npAt += Units::SIZE;
         }
-        // The word that is not, a unit at a time.
+        // A word with something else in it, unit by unit.
         for (unsigned char const* const lpStop = npAt + std::min(Units::SIZE, lpEnd - npAt); npAt != lpStop; npAt += 2)
         {
             unsigned int const lUnit = loadUnit<IS_BIG_ENDIAN>(npAt);
@@ -267,7 +268,7 @@ UsualWalk walkUsualUtf16(unsigned char const* npAt, unsigned char const* npEnd, 
     return {npAt, npText, false};
 }
 
-/// IS_STRICT: surrogates and codes above U+10FFFF are not usual, and a mark is text anywhere.
+/// IS_STRICT: surrogates and codes above U+10FFFF are not usual, and a byte-order mark is text anywhere.
 template <bool IS_STRICT>
 unsigned char const* walkUsualUtf8(unsigned char const* npFrom, unsigned char const* npEnd, Piece& nText)
 {
@@ -304,10 +305,11 @@ unsigned char const* walkUsualConverted(unsigned char const* npFrom, unsigned ch
     return lWalk.mpStop + UNIT;
 }
 
-/// Walks the line from npFrom if it is usual: whole before npEnd, nothing malformed, no NUL, no byte-order mark but one
-/// in front of UTF-8 or, with IS_STRICT, anywhere in UTF-8.
-/// npRoom: FileWindow::mText, for what has to be converted. nText: not changed by an unusual line.
-/// Result: behind the line end; of an unusual line where the walk stopped.
+/// Walks the line from npFrom if it is usual: it ends before npEnd, nothing is malformed, there is no NUL and no
+/// byte-order mark but one in front of UTF-8 or, with IS_STRICT, anywhere in UTF-8.
+/// npRoom: FileWindow::mText, for converted text.
+/// nText:  unchanged if the line is not usual.
+/// Result: behind the line end; if the line is not usual, where the walk stopped.
 template <bool IS_STRICT>
 unsigned char const* walkUsualLine(int nTextType, unsigned char const* npFrom, unsigned char const* npEnd, char* npRoom,
                                    Piece& nText)

@@ -1,4 +1,4 @@
-/// How long the calls of a listener take. Layer: internal, message-driven thread.
+/// Measures how long the calls of a listener take. Layer: internal, message-driven thread.
 #ifndef UTL_CALL_TIMES_H
 #define UTL_CALL_TIMES_H
 
@@ -9,13 +9,14 @@
 namespace utl::internal
 {
 
-/// One reading of the clock between two calls: the end of one is the beginning of the next.
+/// The times of a listener's calls. The clock is read once between two calls: the end of one is the beginning of the
+/// next.
 ///
-/// Locks: none; the owner's guards it. Only the loop changes it.
+/// Locks: none; the owner's lock guards it. Only the loop changes it.
 class CallTimes
 {
 public:
-    /// It is nNowNs: the call under way, if there is one, has returned.
+    /// Takes the time nNowNs. If a call was under way, it has returned.
     void tick(long long nNowNs)
     {
         if (mIsInCall)
@@ -44,7 +45,7 @@ public:
     }
 
     CallCounts const& counts() const { return mCounts; }
-    std::uint32_t since() const { return slotTime(mSinceNs); } ///< By slotClock(); 0 for unknown.
+    std::uint32_t since() const { return slotTime(mSinceNs); } ///< The last tick, by slotClock(); 0 for unknown.
 
 private:
     /// 0 if either time is unknown, or from another clock that is ahead.
@@ -66,7 +67,7 @@ private:
         mIsInCall = false;
     }
 
-    long long mSinceNs = 0; // 0: unknown
+    long long mSinceNs = 0; // the last tick; 0: unknown
     unsigned long long mCallsNs = 0;
     unsigned long long mLongestNs = 0;
     CallCounts mCounts;

@@ -1,4 +1,4 @@
-/// The order of a loop's work. Layer: internal, message-driven thread.
+/// The queue of a loop's work. Layer: internal, message-driven thread.
 #ifndef UTL_CTL_QUEUE_H
 #define UTL_CTL_QUEUE_H
 
@@ -12,7 +12,7 @@
 namespace utl::internal
 {
 
-/// One piece of work: what to do, and with what.
+/// One piece of work: mMsgId says what to do, mParam with what.
 struct CtlRecord
 {
     int mMsgId = MSG_ID_NONE;
@@ -22,17 +22,18 @@ struct CtlRecord
 };
 static_assert(sizeof(CtlRecord) == 8, "the record's form on the pipe");
 
-/// A bounded queue of control records. Each append has a number of its own, by which a sender knows its record again.
+/// A bounded queue of control records. Each append gets a number, by which its sender recognises the record.
 ///
-/// A head that cannot be dispatched is held: it is passed over until a record of the same id is appended.
+/// A head that cannot be dispatched is held: head() does not give it until a record of the same id is appended.
 ///
-/// Counts the messages that come and go, so that no way in or out is forgotten. Whatever is no control record is one.
+/// The queue itself counts the messages that enter and leave it, so that none is missed. Every record whose id is not
+/// among the control ids is a message.
 ///
-/// Locks: none; the owner's guards it.
+/// Locks: none; the owner's lock guards it.
 class CtlQueue
 {
 public:
-    /// Ids as nControlIds below takes them.
+    /// The ids in the form of nControlIds below.
     static constexpr unsigned int bitsOf(std::initializer_list<int> nMsgIds)
     {
         unsigned int lBits = 0;
@@ -43,7 +44,7 @@ public:
         return lBits;
     }
 
-    /// nControlIds: bit n says that the id MSG_ID_NONE + n is that of a control record.
+    /// nControlIds: bit n is set if MSG_ID_NONE + n is the id of control records.
     explicit CtlQueue(unsigned int nMaxCount, unsigned int nControlIds = 0)
         : mRecords(nMaxCount),
           mControlIds(nControlIds)
@@ -83,7 +84,8 @@ public:
         return true;
     }
 
-    /// Removes the record of that number, if it is still the newest and nothing was erased since. Result: it was.
+    /// Removes the record of that number if it is still the newest and nothing was erased since. Result: whether it was
+    /// removed.
     bool takeBack(unsigned int nNumber)
     {
         if (nNumber != mLastNumber || size() == 0)
@@ -108,10 +110,10 @@ public:
         mIsHeadHeld = false;
     }
 
-    /// For a walk through the queue: a record goes now, and erase() takes out its place later.
+    /// For a walk through the queue: counts a record as erased now; erase() removes its place later.
     void countErased(CtlRecord const& nRecord) { countGone(nRecord.mMsgId, &mCounts.mErased); }
 
-    /// Removes records that have been counted, or that were put elsewhere.
+    /// Removes the places of records that were counted as erased, or were moved with put().
     void erase(unsigned int nIndex, unsigned int nCount)
     {
         if (nCount != 0)
@@ -122,7 +124,7 @@ public:
         }
     }
 
-    /// Removes the first record of that id. Result: there was one.
+    /// Removes the first record of that id. Result: whether there was one.
     bool eraseFirst(int nMsgId)
     {
         for (unsigned int lIndex = 0; lIndex < size(); ++lIndex)
@@ -136,7 +138,7 @@ public:
         return false;
     }
 
-    /// Removes all records that pass; the others keep their order. Rare and short: each removal moves the rest.
+    /// Removes all records that pass; the others keep their order. For rare use: each removal moves the records behind.
     template <class Passes>
     void eraseIf(Passes nPasses)
     {
@@ -193,7 +195,7 @@ private:
     QueueCounts mCounts;
     unsigned int mLastNumber = 0;
     bool mIsHeadHeld = false;
-    bool mHasLastFreedHead = false; // the newest append let go of the head
+    bool mHasLastFreedHead = false; // the newest append ended the holding of the head
 };
 
 } // namespace utl::internal

@@ -1,4 +1,4 @@
-/// The loops of the process that have been started. Layer: internal, message-driven thread.
+/// The list of the running loops of the process. Layer: internal, message-driven thread.
 #ifndef UTL_LOOP_LIST_H
 #define UTL_LOOP_LIST_H
 
@@ -17,20 +17,21 @@ class Thread;
 namespace utl::internal
 {
 
-/// A loop is in the list from its start on, or from the beginning of its run if that comes first, to the end of the
-/// run, and it ends only once nobody looks at it.
+/// A loop is in the list from its start, or from the beginning of its run if that comes first, to the end of the run.
+/// The run does not end while somebody uses the loop.
 ///
 /// The child of a fork begins with an empty list.
 ///
-/// Locks: the list's own, before that of a queue; not held while a thread is waited for or the application called.
+/// Locks: the list's own, taken before that of a queue; not held while a thread is waited for or the application is
+///        called.
 class LoopList
 {
 public:
-    /// What the list knows of a loop.
+    /// The list's view of a loop.
     class Loop
     {
     public:
-        /// nStopsFirst: of those that are stopped together.
+        /// nStopsFirst: whether stopAll() stops it before the loops that pass false.
         explicit Loop(bool nStopsFirst)
             : mStopsFirst(nStopsFirst)
         {
@@ -39,10 +40,10 @@ public:
         virtual Thread& thread() = 0;
         virtual Ledger ledger() const = 0;
 
-        /// It is not to be stopped with the others.
+        /// From now on stopAll() does not stop it.
         void setApart() { mIsApart = true; }
 
-        /// Writes in words what the loop does now, cut to nSize with the terminator. Does not wait for long.
+        /// Describes in words what the loop is doing, cut to nSize bytes with the terminator. Does not wait for long.
         virtual void describe(char* npText, unsigned int nSize) const = 0;
 
     private:
@@ -57,13 +58,13 @@ public:
         Listing mListing = BEFORE; // likewise
         bool const mStopsFirst;
         bool mIsApart = false;              // set before it runs
-        std::atomic<unsigned int> mPins{0}; // those who use it without the list's lock
+        std::atomic<unsigned int> mPins{0}; // how many use it without the list's lock
     };
 
-    /// Its thread has been started. Does nothing if it is there, or has been. The newest comes first.
+    /// Lists a loop whose thread has been started, as the first. Does nothing if it is or was in the list.
     static void enter(Loop& nLoop);
 
-    /// Its run is over, or it is about to be destroyed. Waits until nobody uses it any more.
+    /// Takes out a loop whose run is over, or that is about to be destroyed. Waits until nobody uses it any more.
     static void leave(Loop& nLoop);
 
     /// A loop at one moment.
@@ -76,16 +77,16 @@ public:
     /// Result: false if no loop runs on that thread.
     static bool look(int nThreadId, View* npView);
 
-    /// Asks the next loop to end that is to be stopped, and is not one of these threads. Without the list's lock: the
-    /// loop ends no earlier than the asking.
-    /// Result: its thread's id; 0 if there is none.
+    /// Asks the next loop that is to be stopped, and is not on one of these threads, to end. Not under the list's lock;
+    /// the loop is not destroyed while this asks.
+    /// Result: the id of its thread; 0 if there is no such loop.
     static int askNext(Array<int, int const&> const& nThreadIds);
 
-    /// Does not wait for long: a lock may be held for good by the thread that is described.
+    /// Describes the loop of a thread. Does not wait for long, since that thread may hold a lock for good.
     /// Result: false if no loop runs on that thread.
     static bool describe(int nThreadId, char* npText, unsigned int nSize);
 
-    /// Tries a few times. Result: the caller owns the lock.
+    /// Tries a few times to take a lock. Result: whether the caller owns the lock.
     static bool lockSoon(SyncObject const& nLock) UTL_TRY_ACQUIRE(true, nLock);
 
 private:

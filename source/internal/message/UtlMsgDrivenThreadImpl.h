@@ -1,4 +1,4 @@
-/// The inside of a message thread. Layer: internal, message-driven thread.
+/// The implementation of MsgDrivenThread. Layer: internal, message-driven thread.
 #ifndef UTL_MSG_DRIVEN_THREAD_IMPL_H
 #define UTL_MSG_DRIVEN_THREAD_IMPL_H
 
@@ -10,7 +10,8 @@
 namespace utl
 {
 
-/// Its loop, with messages and requests. mSyncObject is what the documents call the queue's lock.
+/// The loop of a message thread, with its messages and requests. The inherited mSyncObject is "the queue's lock" of the
+/// documents.
 class MsgDrivenThread::Impl : public internal::QuietLoop, private internal::MsgQueues::Erasure
 {
 public:
@@ -24,7 +25,7 @@ public:
         std::atomic<bool> mResult{false}; // written by the message thread before it gives the completion
     };
 
-    /// What the loop looks for ahead of the queue, in mPendingRequests.
+    /// Bits of mPendingRequests: what the loop serves ahead of the queue.
     enum Request : unsigned int
     {
         REQUEST_INTERRUPT = 1,
@@ -113,10 +114,10 @@ private:
     void eraseAllTimer();
 
     MsgDrivenThread& mThread;
-    ThreadRawMsg mOutputRawMsg;                      // the message thread's
-    bool mHasTaken = false;                          // likewise: the work's message is in mOutputRawMsg
-    std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message went out
-    std::atomic<unsigned int> mPendingRequests{0};   // bits of Request, raised under mSyncObject
+    ThreadRawMsg mOutputRawMsg;                      // for the message thread only
+    bool mHasTaken = false;                          // likewise; whether mOutputRawMsg has the work's message
+    std::atomic<bool> mIsDataQueueOverflowed{false}; // an overflow was reported since the last message was taken
+    std::atomic<unsigned int> mPendingRequests{0};   // bits of Request, set under mSyncObject
     Map<int, KilledTimer, int const&, KilledTimer const&, CompareLessPairKey<int, KilledTimer>>
         mTimerStopEntryMap UTL_GUARDED_BY(mSyncObject);
 };

@@ -10,7 +10,7 @@
 namespace utl::internal
 {
 
-/// Writes a message straight into a slot of the ring.
+/// An image whose bytes are in a slot, so that a message is written directly into the queue.
 class RingImage : public ThreadRawMsg
 {
 public:
@@ -23,8 +23,9 @@ public:
     void moveTo(unsigned char* npSlot) { mpBuffer = npSlot; }
 };
 
-/// Blocks of one size in a circle, the oldest first. There is one more than may be filled: the next message is written
-/// there before it is known whether it stays. And there is one aside.
+/// A ring of blocks of one size, the oldest first. It has one block more than its capacity, next(): a message is
+/// written there before it is known whether it is kept. One more block, aside(), is not in the ring: it holds the
+/// interrupt.
 class SlotRing
 {
 public:
@@ -54,79 +55,80 @@ private:
     unsigned int mCount = 0;
 };
 
-/// How the dispatch takes a record, by its id.
+/// How the dispatch handles a record, by its id.
 enum class CtlClass
 {
-    MSG,     // with a slot
-    CONTROL, // without
-    NEVER    // not at all: it stays at the head
+    MSG,     // it owns a slot
+    CONTROL, // it owns no slot
+    NEVER    // it cannot be dispatched, and stays at the head
 };
 CtlClass classOf(int nMsgId);
 
-/// Stores messages in slots that follow the control records, and takes, finds and erases them. No thread in it.
+/// Stores messages in slots, and takes, finds and erases them. It has no thread of its own.
 ///
-/// Every record that owns a slot has it at its own place in the order. A slot without a record, an orphan, is left
-/// behind by a synchronous sender whose record was refused; the dispatch throws it away when it meets it.
+/// The slots are in the order of the records that own them. A slot without a record, an orphan, is left behind by a
+/// synchronous sender whose record was refused; the dispatch drops it when it comes to it.
 ///
-/// Locks: none; the owner's guards it.
+/// Locks: none; the owner's lock guards it.
 class MsgQueues
 {
 public:
     using Judgement = MsgDrivenThread::MsgJudgementInterface;
 
-    /// Is told what else an erasure does.
+    /// What erase() calls for records that need more than removing.
     class Erasure
     {
     public:
         virtual ~Erasure() = default;
 
-        /// A synchronous message has gone.
+        /// A synchronous message was erased.
         virtual void onSyncErased() = 0;
 
-        /// A time-out has gone, which counts as one that fired; may change the queues. Result: the timer has ended.
+        /// A time-out was erased, which counts as one that fired; may change the queues. Result: whether the timer has
+        /// ended.
         virtual bool onTimeoutErased(int nTimerId) = 0;
     };
 
     enum class Erased
     {
         ALL,
-        FAILED,     // queue and data do not fit together
-        TIMER_ENDED // the walk must be made again
+        FAILED,     // records and slots do not fit together
+        TIMER_ENDED // call erase() again
     };
 
-    /// nCtlQueue must outlive us, and npName as well: of the owner, in the log.
+    /// nCtlQueue: must outlive us. npName: the owner's name for the log; must outlive us.
     MsgQueues(CtlQueue& nCtlQueue, unsigned int nSlotSize, unsigned int nMaxCount, char const* npName);
 
     unsigned int slotSize() const { return mFindRawMsg.maxSize(); }
 
-    /// Writes a message where the next slot is. Result: false if it does not fit; write() logs that.
+    /// Write a message to the block behind the newest slot. Result: false if it does not fit; write() logs that.
     bool flatten(Msg const& nMsg);
     bool write(Msg const& nMsg);
 
-    /// What was written stays, as the newest slot. Result: false when the queue is full, which is logged.
+    /// Keeps what was written as the newest slot. Result: false if the queue is full, which is logged.
     bool keep(int nMsgId, int nLogLevel)
     {
         bool const lHasRoom = !mSlots.isFull();
         lHasRoom ? mSlots.keepNext() : tellOverflow(nMsgId, nLogLevel);
         return lHasRoom;
     }
-    void keepFlattened() { mSlots.keepNext(); } ///< The same if the caller has seen that there is room.
+    void keepFlattened() { mSlots.keepNext(); } ///< The same for a caller that has checked that there is room.
 
-    /// Takes a slot out again. nSlot: how many stood before it.
+    /// Removes a slot. nSlot: how many slots are before it.
     void takeBack(unsigned int nSlot) { mSlots.erase(nSlot, 1); }
 
-    /// What was written is the interrupt.
+    /// Keeps what was written as the interrupt.
     void keepAsInterrupt();
 
-    /// Takes the message of the record at the head, which goes as well. An orphan before it is thrown away (logged).
-    /// Result: false, the record staying, if no slot fits.
+    /// Takes the message of the record at the head and removes both. An orphan before it is dropped (logged).
+    /// Result: false, with the record left, if no slot fits.
     bool takePosted(int nMsgId, ThreadRawMsg& nTarget);
 
     /// The same for MSG_ID_SYNC: the first slot, whatever it holds.
     bool takeSync(ThreadRawMsg& nTarget);
 
-    /// The sender of the queued synchronous message has given up. The message stays in its slot, seen by nobody, until
-    /// the dispatch reaches it and drops it. Result: false if none is queued.
+    /// For a sender that gives up its queued synchronous message. The message stays in its slot until the dispatch
+    /// comes to it and drops it; nothing finds it before. Result: false if none is queued.
     bool giveUpSync();
     bool isGivenUp(CtlRecord const& nRecord) const { return nRecord == CtlRecord{MSG_ID_SYNC, SYNC_GIVEN_UP}; }
     void dropGivenUp();
@@ -135,11 +137,12 @@ public:
     bool takeInterrupt(ThreadRawMsg& nTarget);
     bool eraseInterrupt(Judgement& nJudgement);
 
-    /// Copies the first message that passes to *npTarget, unless null. Result: false if none does.
+    /// Finds the first message that the judgement accepts, and copies it to *npTarget unless that is null. Result:
+    /// false if there is none.
     bool find(Judgement& nJudgement, ThreadRawMsg* npTarget);
 
-    /// Removes all messages that pass, in one pass from head to tail; both queues are whole whenever it returns or
-    /// calls onTimeoutErased(). *npTimerId: the timer that has ended.
+    /// Removes all messages that the judgement accepts, in one walk from head to tail. Records and slots fit together
+    /// whenever it returns or calls onTimeoutErased(). *npTimerId: the timer that has ended, for TIMER_ENDED.
     Erased erase(Judgement& nJudgement, Erasure& nErasure, int* npTimerId);
 
     SlotRing const& slots() const { return mSlots; }
@@ -171,8 +174,8 @@ private:
     SlotRing mSlots;
     RingImage mInput;
     ThreadRawMsg mFindRawMsg;
-    bool mHasInterrupt = false;   // in the slot aside
-    Compaction* mpWalk = nullptr; // under way
+    bool mHasInterrupt = false;   // whether SlotRing::aside() has one
+    Compaction* mpWalk = nullptr; // the walk of erase() that is under way
 };
 
 } // namespace utl::internal

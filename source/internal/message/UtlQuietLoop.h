@@ -26,54 +26,55 @@ namespace utl::internal
 
 /// Works through a queue of control records on one thread, and wakes that thread only when it sleeps.
 ///
-/// The queue is the only truth. A loop that finds nothing to do puts up a note that it sleeps, under the lock of the
-/// queue, and waits. The sender that finds the note takes it down and writes to the pipe, without the lock. All others
-/// append and leave. The note is up from construction on, since the loop's first act is to wait.
+/// The pipe only wakes the loop; what there is to do is in the queue. A loop that finds nothing to do puts up a note
+/// that it sleeps, under the lock of the queue, and waits. The sender that finds the note takes it down and writes to
+/// the pipe, without the lock. All others append and leave. The note is up from construction on, since the loop begins
+/// by waiting.
 ///
-/// The note carries a generation, which the loop raises whenever it wakes: a sender whose write fails learns by it
-/// whether its record was seen all the same.
+/// With the note goes a generation, which the loop raises whenever it wakes. It tells a sender whose write failed
+/// whether the loop has seen its record all the same.
 ///
-/// Timers' signals are let in while the loop waits and, when one is due, between two dispatches. Nowhere else.
+/// The timers' signals are let in while the loop waits and, if one is due, between two dispatches. Nowhere else.
 ///
-/// Locks: mSyncObject guards the queue, the note, the timers and what derived classes say; nothing but kernel timer
-///        calls and the write for a timer's request is done under it that could take long.
+/// Locks: mSyncObject guards the queue, the note, the timers and what derived classes say. Of the calls that could take
+///        long, only those for kernel timers and the write for a timer's request are made under it.
 class QuietLoop : public LoopList::Loop
 {
 public:
-    /// In what the loops of the two classes differ.
+    /// What differs between message threads and shared timers. The log texts are formats; their arguments are given.
     struct Kind
     {
-        bool mStopsFirst;         ///< when all are stopped
-        int mTimeoutId;           ///< a time-out waits for its dispatch
-        unsigned int mControlIds; ///< of records that are no messages, as CtlQueue takes them
-        char const* mpFile;       ///< of the reports to the watchdog, function "execute"
+        bool mStopsFirst;         ///< see LoopList::Loop
+        int mTimeoutId;           ///< the id of a record for a time-out that waits for its dispatch
+        unsigned int mControlIds; ///< as for CtlQueue
+        char const* mpFile;       ///< the file in reports to the watchdog; the function is "execute"
         unsigned int mLineBeforeWait;
         unsigned int mLineAfterWait;
         unsigned int mLineAfterDispatch;
-        char const* mpOverflow;        ///< (name, capacity, id); null: not told
+        char const* mpOverflow;        ///< (name, capacity, id); null: not logged
         char const* mpWriteFailed;     ///< (name, result, errno)
         char const* mpReadInterrupted; ///< the same
         char const* mpReadFailed;      ///< the same
         char const* mpDispatchFailed;  ///< (name, id)
-        char const* mpCallUnderWay;    ///< (id, listener, milliseconds, how many wait, the next one's id)
+        char const* mpCallUnderWay;    ///< (id, listener, milliseconds, how many wait, id of the next)
         TimerTable::Kind mTimers;
     };
 
-    /// nThread: whose loop it is; must outlive us, and so must its name.
+    /// nThread: the thread that runs the loop; must outlive us, and so must its name.
     QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecords, unsigned int nMaxTimers);
     ~QuietLoop() override = default;
     QuietLoop(QuietLoop const&) = delete;
     QuietLoop& operator=(QuietLoop const&) = delete;
 
-    /// On the thread: works until the end. Result: true after a stop, false if the pipe cannot be read.
+    /// The loop: works on the thread until the end. Result: true after a stop, false if the pipe cannot be read.
     bool run();
 
-    /// What a sender has to do after letting go of the lock.
+    /// What a sender must know to wake the loop after it has released the lock.
     struct Wake
     {
-        bool mIsMine = false; ///< the sender has taken the note down, and wakes the loop
+        bool mIsMine = false; ///< this sender took the note down, so it must wake the loop
         unsigned int mGeneration = 0;
-        unsigned int mNumber = 0; ///< that of the record
+        unsigned int mNumber = 0; ///< the number of its record
     };
 
     /// Appends a record. Result: false for a full queue.
@@ -89,9 +90,9 @@ public:
         return true;
     }
 
-    /// Wakes the loop if that is the sender's to do. If it cannot be woken, and the record is still the newest, that is
-    /// taken back, and nTakeBack takes back under the lock what belongs to it.
-    /// Result: false if it was taken back.
+    /// Wakes the loop if this sender must. If that fails and the record is still the newest, the record is taken back,
+    /// and nTakeBack, called under the lock, takes back what belongs to it.
+    /// Result: false if the record was taken back.
     template <class TakeBack>
     bool wake(CtlRecord const& nRecord, Wake const& nWake, TakeBack nTakeBack)
     {
@@ -116,41 +117,40 @@ public:
         return !lIsTakenBack;
     }
 
-    /// Both for a record to which nothing else belongs. With the lock held, or without.
+    /// appendLocked() and wake() for a record to which nothing else belongs. With the lock held, or without.
     bool post(CtlRecord const& nRecord);
 
-    /// Wakes a loop that is to look at the stop request, whether a record finds room or not, and whether it can be
-    /// written or not.
+    /// Makes the loop look at the stop request, even if there is no room for a record or the pipe fails.
     void postStop(int nMsgId);
 
-    /// For who destroys the loop: until nobody looks at it, or is about to write, any more.
+    /// Call this before destroying the loop: waits until nobody looks at it or is about to write to its pipe.
     void waitForOthers();
 
-    /// Arms a timer that rests. Result: false if the kernel refuses.
+    /// Arms a timer that does not run. Result: false if the kernel refuses.
     bool startTimerLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
 
-    /// Deletes a timer's kernel timer and its time-outs that wait. Result: false if the kernel refuses.
+    /// Deletes a timer's kernel timer and its waiting time-outs. Result: false if the kernel refuses.
     bool stopTimerLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
 
-    /// A time-out has been handled: counts it, and ends the timer, arms it anew or lets it run.
+    /// For a time-out that was handled: counts it, and then ends the timer, arms it again or lets it run.
     enum TimeoutResult
     {
         TIMEOUT_REARM_FAILED,
         TIMEOUT_GOES_ON,
-        TIMEOUT_ENDED // it rests
+        TIMEOUT_ENDED // the timer does not run any more
     };
     TimeoutResult finishTimeoutLocked(int nTimerId, TimerInfo& nInfo) UTL_REQUIRES(mSyncObject);
 
-    /// Lists one who waits for the newest of the requests with these ids that are queued for a timer.
+    /// Lists a waiter for the newest queued request that has one of these ids and is for this timer.
     void enlistLocked(TimerWaiter& nWaiter, int nTimerId, std::initializer_list<int> nMsgIds) UTL_REQUIRES(mSyncObject);
     unsigned int countRequestsLocked(int nTimerId, std::initializer_list<int> nMsgIds) const UTL_REQUIRES(mSyncObject);
     void eraseTimeoutsLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
-    /// The books, at one instant under the lock.
+    /// The counts at one instant, read under the lock.
     Ledger ledger() const override;
     void setCallClock(CallClock nClock) { mCallClock.store(nClock, std::memory_order_relaxed); }
 
-    mutable SyncObject mSyncObject; // the innermost
+    mutable SyncObject mSyncObject; // the innermost lock
     LoopCounts mCounts UTL_GUARDED_BY(mSyncObject);
     CtlQueue mCtlQueue UTL_GUARDED_BY(mSyncObject);
     TimerTable mTimers UTL_GUARDED_BY(mSyncObject);
@@ -161,24 +161,24 @@ protected:
     /// Takes the next piece of work. Result: false if nothing can be dispatched now.
     virtual bool takeLocked(CtlRecord* npWork) UTL_REQUIRES(mSyncObject) = 0;
 
-    /// Works on it. Result: 0, or -1 for a failure, which the log is told.
+    /// Carries out the work. Result: 0, or -1 for a failure, which the loop logs.
     virtual int dispatch(CtlRecord const& nWork) = 0;
 
-    /// Of the call under way.
+    /// The listener of the call under way.
     virtual void const* listenerLocked() const UTL_REQUIRES(mSyncObject) = 0;
 
     /// The id of the first message that waits, MSG_ID_NONE for none.
     virtual int nextIdLocked() const UTL_REQUIRES(mSyncObject) = 0;
 
-    /// What goes ahead of the queue: whether there is something, and its service.
+    /// Work ahead of the queue: whether there is any, and doing it.
     virtual bool hasRequests() const { return false; }
     virtual void serveRequests() {}
 
-    /// Nobody wakes the loop from here on, and it serves nothing any more.
+    /// From now on nobody wakes the loop, and it serves nothing any more.
     void endLocked() UTL_REQUIRES(mSyncObject) { mHasEnded = true, mIsAsleep = false; }
     bool hasEndedLocked() const UTL_REQUIRES(mSyncObject) { return mHasEnded; }
 
-    /// For the ledger: the time is taken between two calls of the listener, and before other work of the application.
+    /// The clock for the ledger, read between two calls of the listener and before other work of the application.
     long long callClockNs() const;
     CallTimes mCallTimes UTL_GUARDED_BY(mSyncObject);
 
@@ -205,7 +205,7 @@ private:
     void takeNotesLocked() UTL_REQUIRES(mSyncObject);
     bool hasComeUnderWatchdog();
     void report(unsigned int nLine);
-    // What the lock does not guard of the timers is the loop's own.
+    // The parts of mTimers that the lock does not guard are for the loop only.
     long long nextDueNs() const UTL_NO_THREAD_SAFETY_ANALYSIS { return mTimers.nextDueNs(); }
     ExpiryNotes& notes() UTL_NO_THREAD_SAFETY_ANALYSIS { return mTimers.notes(); }
 
@@ -222,11 +222,11 @@ private:
     bool mIsAsleep UTL_GUARDED_BY(mSyncObject) = true; // the note
     unsigned int mGeneration UTL_GUARDED_BY(mSyncObject) = 0;
     bool mHasEnded UTL_GUARDED_BY(mSyncObject) = false;
-    std::atomic<unsigned int> mWriters{0}; // those who have taken the note down and not yet written
-    std::atomic<bool> mIsHungUp{false};    // nothing can be read any more
+    std::atomic<unsigned int> mWriters{0}; // senders that have taken the note down and not yet written
+    std::atomic<bool> mIsHungUp{false};    // the pipe was hung up: nothing can be read any more
     std::atomic<CallClock> mCallClock{CallClock::COARSE};
-    unsigned int mWatchdogTableVersion = 0; // the loop's, with the next
-    bool mIsUnderWatchdog = false;
+    unsigned int mWatchdogTableVersion = 0; // for the loop only
+    bool mIsUnderWatchdog = false;          // likewise
     LoopView mView;
 };
 

@@ -1,4 +1,4 @@
-/// The inside of a shared timer. Layer: internal, timer.
+/// The implementation of SharedTimer. Layer: internal, timer.
 #ifndef UTL_SHARED_TIMER_IMPL_H
 #define UTL_SHARED_TIMER_IMPL_H
 
@@ -8,7 +8,8 @@
 namespace utl
 {
 
-/// Its loop, with the timers' requests. mSyncObject is what the documents call the data lock.
+/// The loop of a shared timer, with the requests for its timers. The inherited mSyncObject is "the data lock" of the
+/// documents.
 class SharedTimer::Impl : public internal::QuietLoop
 {
 public:
@@ -19,7 +20,7 @@ public:
     bool request(internal::TimerFate nFate, int nTimerId, int nNoWait);
     int await(internal::TimerFate nFate, int nTimerId);
 
-    /// The end of all timers, and of whoever waits for one.
+    /// Ends all timers, and releases whoever waits for one.
     void eraseAllTimer();
 
     Event mLoopEvent{0, 0}; // on once the thread is in its loop
@@ -46,7 +47,7 @@ private:
     void removeTimerLocked(int nTimerId) UTL_REQUIRES(mSyncObject);
 
     SharedTimer& mTimer;
-    int mTimerUnderWay UTL_GUARDED_BY(mSyncObject) = -1; // whose listener is being called
+    int mTimerUnderWay UTL_GUARDED_BY(mSyncObject) = -1; // the timer whose listener is being called
 };
 
 } // namespace utl

@@ -1,4 +1,4 @@
-/// The signal of kernel timers, and how a loop takes it. Layer: internal, message-driven thread.
+/// The signal of kernel timers, and its way into a loop. Layer: internal, message-driven thread.
 #ifndef UTL_TIMER_SIGNAL_H
 #define UTL_TIMER_SIGNAL_H
 
@@ -10,21 +10,21 @@
 namespace utl::internal
 {
 
-/// What the signals of one loop's timers have told. Filled by the signal handler, which runs inside the loop's own wait
-/// and nowhere else; so it belongs to one thread and needs no lock.
+/// Notes of expired timers of one loop. The signal handler writes them; it runs inside the loop's own wait and nowhere
+/// else. So they belong to one thread and need no lock.
 class ExpiryNotes
 {
 public:
     struct Note
     {
-        int mSysTimerNumber;   ///< which start of which timer
-        unsigned int mOverrun; ///< expiries besides the one that sent the signal
+        int mSysTimerNumber;   ///< tells which start of which timer
+        unsigned int mOverrun; ///< further expiries since the signal was sent
     };
 
-    /// nMaxTimers: there is room for two notes for each.
+    /// nMaxTimers: there is room for two notes for each timer.
     explicit ExpiryNotes(unsigned int nMaxTimers);
 
-    /// On the loop's thread, when notes have no room they are lost, as an expiry is that nobody can take.
+    /// On the loop's thread. A note for which there is no room is lost, and so is its expiry.
     void add(Note const& nNote);
 
     unsigned int count() const { return mCount; }
@@ -37,7 +37,7 @@ private:
     unsigned int mCount = 0;
 };
 
-/// One kind of owner: its signal and the installation of the handler. Constant-initialised, one for each class.
+/// The signal of message threads' timers, or that of shared timers', and its handler. Constant-initialised.
 class TimerSignal
 {
 public:
@@ -55,12 +55,12 @@ public:
     int install();
     bool isInstalled() const { return mIsInstalled; }
 
-    /// The calling thread keeps the signal back from here on, and notes it in npNotes when it lets it in; null: the
-    /// thread has no timers any more.
+    /// Blocks the signal on the calling thread. From now on the handler writes to npNotes when the signal is let in;
+    /// null: the thread has no timers any more.
     void keepBack(ExpiryNotes* npNotes) const;
 
-    /// Lets the signal in on the calling thread while it waits for nFd to become readable, or does not wait at all. A
-    /// handler that has run ends the wait. Result: that of ppoll().
+    /// Let the signal in on the calling thread: waitOpen() while it waits for nFd to become readable, letIn() without a
+    /// wait. A handler that has run ends the wait. Result: that of ppoll().
     int waitOpen(int nFd) const;
     int letIn() const;
 
@@ -74,7 +74,7 @@ private:
 /// The monotonic clock in nanoseconds; 0 if it cannot be read.
 long long monotonicNs();
 
-/// The same as of the kernel's last tick, which costs a fraction.
+/// The same clock at the kernel's last tick, which takes a fraction of the time to read.
 long long coarseMonotonicNs();
 
 } // namespace utl::internal

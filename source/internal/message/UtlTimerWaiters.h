@@ -1,4 +1,4 @@
-/// Who waits for something to happen to a timer. Layer: internal, message-driven thread.
+/// The threads that wait for something to happen to a timer. Layer: internal, message-driven thread.
 #ifndef UTL_TIMER_WAITERS_H
 #define UTL_TIMER_WAITERS_H
 
@@ -8,16 +8,16 @@
 namespace utl::internal
 {
 
-/// What a request makes of a timer, and what one may wait for.
+/// What a request makes of a timer, and what a thread may wait for.
 enum class TimerFate
 {
     RUNS,
-    RESTS,
-    GOES
+    RESTS, // it is stopped
+    GOES   // it is removed
 };
 
-/// A thread that waits, on its own stack. It has an event of its own, because the timer's running event may go on and
-/// off again before the thread has looked, and does not change when a timer goes.
+/// A thread that waits; on that thread's stack. It has an event of its own, because the timer's running event may be
+/// set and cleared again before the thread has looked, and does not change when a timer is removed.
 struct TimerWaiter
 {
     explicit TimerWaiter(TimerFate nFate)
@@ -25,7 +25,7 @@ struct TimerWaiter
     {
     }
 
-    /// nThreadId: of the loop.
+    /// nThreadId: the loop's thread, for the dump.
     void wait(int nThreadId)
     {
         WaitShown const lShown(ThreadSlot::WAIT_REQUEST, static_cast<SlotWord>(nThreadId));
@@ -34,15 +34,15 @@ struct TimerWaiter
 
     TimerFate const mFate;
     int mTimerId = -1;
-    bool mIsRequest = false; // waits for a request of its own, and not for any that makes the same of the timer
-    unsigned int mAhead = 0; // the requests for this timer that are queued ahead of that one
-    bool mIsRefused = false; // that one was taken back; written before the event
+    bool mIsRequest = false; // waits for its own request, not for any that has the same effect
+    unsigned int mAhead = 0; // the requests for this timer that are queued ahead of its own
+    bool mIsRefused = false; // its own request was taken back; written before the event is set
     Event mEvent{0, 0};
     TimerWaiter* mpNext = nullptr;
 };
 
-/// The list of them, the newest first.
-/// Locks: none; the owner's guards it.
+/// The list of waiters, the newest first.
+/// Locks: none; the owner's lock guards it.
 class TimerWaiters
 {
 public:
@@ -60,7 +60,7 @@ public:
         mpFirst = &nWaiter;
     }
 
-    /// The newest request for a timer was taken back, and nAhead others remain. Releases all who wait for it.
+    /// For the newest request of a timer that was taken back; nAhead others remain. Releases all who wait for it.
     void onTakenBack(int nTimerId, unsigned int nAhead)
     {
         releaseIf(
@@ -87,14 +87,14 @@ public:
             });
     }
 
-    /// A timer runs or rests by something else than a request.
+    /// For a timer that runs or rests now, but not because of a request.
     void onReached(int nTimerId, TimerFate nFate)
     {
         releaseIf([&](TimerWaiter& nWaiter)
                   { return nWaiter.mTimerId == nTimerId && !nWaiter.mIsRequest && nWaiter.mFate == nFate; });
     }
 
-    /// A timer has gone, and nobody can wait for it any more.
+    /// For a timer that was removed: releases all who wait for it.
     void onGone(int nTimerId)
     {
         releaseIf([&](TimerWaiter& nWaiter) { return nWaiter.mTimerId == nTimerId; });
@@ -115,7 +115,8 @@ public:
         return lCount;
     }
 
-    /// What the newest request that somebody waits for will make of the timer; nIsRunning tells what it does without.
+    /// Whether the timer will run after the newest request that somebody waits for. nIsRunning: whether it runs now,
+    /// which is the result if there is no such request.
     bool willRun(int nTimerId, bool nIsRunning) const
     {
         for (TimerWaiter const* lpWaiter = mpFirst; lpWaiter != nullptr; lpWaiter = lpWaiter->mpNext)
@@ -138,7 +139,7 @@ private:
             if (nPasses(*lpWaiter))
             {
                 *lpLink = lpWaiter->mpNext;
-                lpWaiter->mEvent.setOn(); // from here on it may be gone
+                lpWaiter->mEvent.setOn(); // from here on its thread may have destroyed it
             }
             else
             {

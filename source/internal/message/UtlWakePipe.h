@@ -9,7 +9,8 @@
 namespace utl::internal
 {
 
-/// One thread reads and sleeps, any thread writes. What is written means no more than "look at your queue".
+/// A pipe from which one thread reads, and sleeps if it is empty. Any thread writes. A record in it means no more than
+/// "look at your queue".
 class WakePipe
 {
 public:
@@ -18,22 +19,22 @@ public:
     WakePipe(WakePipe const&) = delete;
     WakePipe& operator=(WakePipe const&) = delete;
 
-    /// Result: false, with errno, when no pipe can be had; then writing and reading fail with EBADF.
+    /// Makes the pipe. Result: false, with errno, if that fails; writing and reading then fail with EBADF.
     bool open();
 
-    /// Nothing if it is closed already. Nobody may be writing.
+    /// Close an end, if it is open. Nobody may be writing.
     int closeReadEnd() { return closeEnd(mReadFd); }
     int closeWriteEnd() { return closeEnd(mWriteFd); }
 
-    /// Any thread; never waits. A full pipe counts as written, for its reader will wake up.
-    /// Result: false when the reader is not woken: *npWritten is what write() gave, errno tells why.
+    /// Any thread; never waits. A full pipe counts as written, because its reader will wake up.
+    /// Result: false if the reader was not woken: *npWritten is the result of the system's write(), errno tells why.
     bool write(CtlRecord const& nRecord, unsigned int* npWritten);
 
-    /// Takes what is there, waiting for something if there is nothing. Result: false when the read failed: *npRead is
-    /// what it gave, errno tells why (EINTR included).
+    /// Takes what is in the pipe; waits if it is empty. Result: false if the read failed: *npRead is the result of the
+    /// system's read(), errno tells why (EINTR included).
     bool read(unsigned int* npRead);
 
-    /// The last resort to wake a reader: from now on it finds the end of the pipe, and writing fails. Never waits.
+    /// The last resort to wake a reader: from now on it reads the end of the pipe, and writing fails. Never waits.
     void hangUp();
 
     int readFd() const { return mReadFd; }

@@ -1,18 +1,18 @@
-/// Small numbers for the characters that the character and pair tables know. Layer: character classes.
+/// Small numbers for the characters of the character and pair tables, to index other tables. Layer: character classes.
 #ifndef UTL_CHAR_NUMBER_H
 #define UTL_CHAR_NUMBER_H
 
 namespace utl::internal
 {
 
-/// Characters come in pages of 64, as the last byte of UTF-8 has it: ASCII in pages 0 and 1, U+2000, U+3000 to U+30C0,
-/// U+FF00 to U+FFC0. Tables that are indexed with the number have CHAR_NUMBER_COUNT entries.
+/// Characters are in pages of 64, which share all bytes of their UTF-8 but the last: ASCII in pages 0 and 1, U+2000,
+/// U+3000 to U+30C0, U+FF00 to U+FFC0. Tables that are indexed with the number have CHAR_NUMBER_COUNT entries.
 constexpr unsigned int CHAR_NUMBER_UNKNOWN = 11 * 64; ///< every other character, and malformed text
 constexpr unsigned int CHAR_NUMBER_COUNT = CHAR_NUMBER_UNKNOWN + 1;
 constexpr unsigned int CHAR_PAGE_COUNT = CHAR_NUMBER_UNKNOWN / 64 + 1; ///< with a page of unknown characters
 
-/// The number of the first character of a text, 0 for empty text. Reads no byte past a terminator. Also evaluated
-/// while compiling, to build the tables that it looks up.
+/// The number of the first character of a text, 0 for empty text. Reads no byte past a terminator. It is also evaluated
+/// at compile time, to build the tables that are indexed with it.
 constexpr unsigned int charNumber(char const* npStr)
 {
     unsigned int const lLead = static_cast<unsigned char>(npStr[0]);
@@ -42,7 +42,8 @@ constexpr unsigned int charNumber(char const* npStr)
     return (lThird & 0xC0U) == 0x80U ? lPage * 64U + (lThird & 0x3FU) : CHAR_NUMBER_UNKNOWN;
 }
 
-/// The page of a character of three bytes, by the low bits of the first two: its number is in it, by those of the last.
+/// The page of a character of three bytes, found by the low bits of the first two. Those of the last byte give the
+/// place in the page.
 struct CharPages
 {
     unsigned char mPages[1024];

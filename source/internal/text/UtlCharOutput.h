@@ -11,14 +11,14 @@
 namespace utl::internal
 {
 
-/// Units stored one after another, with room for a terminator always kept. With STORES false it only counts.
+/// Stores units one after another and always keeps room for a terminator. With STORES false it only counts.
 template <class Unit, bool STORES>
 class CharOutput
 {
 public:
     static constexpr bool IS_STORING = STORES;
 
-    /// The capacity is at least 1 with STORES.
+    /// nCapacity: at least 1 with STORES.
     CharOutput(Unit* npDst, unsigned int nCapacity)
         : mpBegin(npDst),
           mpEnd(npDst),
@@ -26,14 +26,14 @@ public:
     {
     }
 
-    // The three below give false, with nothing stored, if the units and a terminator do not fit.
+    // The next three functions give false, with nothing stored, if the units and a terminator do not fit.
 
     bool put(unsigned int nUnit)
     {
         return append<1>([nUnit](Unit* npEnd) { *npEnd = static_cast<Unit>(nUnit); });
     }
 
-    /// The bytes of a UTF-16 unit; one NUL byte for 0.
+    /// Stores the UTF-8 of a UTF-16 unit; one NUL byte for 0.
     bool putUtf8(unsigned int nUnit)
     {
         if (isLikely(nUnit >= 0x800))
@@ -43,7 +43,8 @@ public:
         return nUnit < 0x80 ? put(nUnit) : append<2>([nUnit](Unit* npEnd) { storeUtf8(npEnd, nUnit, 2); });
     }
 
-    /// Stores usual units, but 0, while there is certainly room; the rest is for putUtf8(). Does nothing if it counts.
+    /// Stores usual units, not 0, while there is certainly room; call putUtf8() for the next one. Does nothing if
+    /// STORES is false.
     void putUsualUnits(unsigned short const*& npUnits)
     {
         if (!STORES || room() < 3)
@@ -68,8 +69,9 @@ public:
         mpEnd = lpEnd;
     }
 
-    /// Moves over usual characters of a terminated text of nFrom, piece by piece, so that a piece is still at hand when
-    /// it has been measured. Does nothing if it counts, nor the first times: short texts are not worth a measure.
+    /// Converts usual characters of a terminated text in the encoding nFrom, in pieces, so that a piece is still in the
+    /// cache after its length was measured. Does nothing if STORES is false, nor at the first calls, since measuring
+    /// does not pay for short texts.
     void runUsual(Encoding nTo, Encoding nFrom, unsigned char const*& npSrc)
     {
         constexpr unsigned int FIRST_CHARS = 4;
@@ -88,13 +90,13 @@ public:
         }
     }
 
-    /// The two bytes of a Shift-JIS code above 0xFF.
+    /// Stores the two bytes of a Shift-JIS code above 0xFF.
     bool putDouble(unsigned int nCode)
     {
         return append<2>([nCode](Unit* npEnd) { storeSjis(npEnd, nCode, 2); });
     }
 
-    /// Terminates. Result: units with the terminator.
+    /// Stores the terminator. Result: units, with the terminator.
     unsigned int end()
     {
         if (STORES)
@@ -128,10 +130,10 @@ private:
 
     Unit* const mpBegin;
     Unit* mpEnd;
-    Unit* const mpLast;                        // where the terminator may stand at most
-    unsigned int mCount = 0;                   // of units, if nothing is stored
-    unsigned int mCalls = 0;                   // of runUsual()
-    unsigned char const* mpPieceEnd = nullptr; // as far as the source has been measured
+    Unit* const mpLast;                        // the last place for the terminator
+    unsigned int mCount = 0;                   // units counted, if STORES is false
+    unsigned int mCalls = 0;                   // calls of runUsual()
+    unsigned char const* mpPieceEnd = nullptr; // the source was measured up to here
 };
 
 /// The end of a character conversion into nSize bytes: nothing for a capacity of 0, or all of them, or failure.
@@ -156,7 +158,7 @@ inline unsigned int convertCharToUtf8(char* npDst, unsigned int nDstSize, unsign
     return convertChar(npDst, nDstSize, lSize, [=](char* npTarget) { storeUtf8(npTarget, nUnit, lSize); });
 }
 
-/// What all text conversions do with their arguments. Walk::run() is given the output and the source.
+/// Checks the arguments of a text conversion, as all of them do, and calls Walk::run() with the output and the source.
 template <class Walk, class Unit, class From>
 unsigned int convertStr(Unit* npDst, unsigned int nDstSize, From const* npSrc)
 {

@@ -1,5 +1,5 @@
-/// The walk of the checked functions: usual characters at once, all others one by one, with the choice of what becomes
-/// of a fault. Layer: internal, text.
+/// The walk of the checked text functions: usual characters together, all others one by one, with the caller's choice
+/// for each fault. Layer: internal, text.
 #ifndef UTL_CHECKED_WALK_H
 #define UTL_CHECKED_WALK_H
 
@@ -27,7 +27,7 @@ inline OnFault choiceFor(TextStop nFault, TextOptions const& nOptions)
                                          : OnFault::STOP;
 }
 
-/// How the replacement itself is converted: it is whole, and what has no code of it is left out.
+/// The options for converting the replacement itself: its characters without a code are left out.
 inline TextOptions optionsOfReplacement(TextOptions const& nOptions)
 {
     TextOptions lOptions = nOptions;
@@ -36,7 +36,7 @@ inline TextOptions optionsOfReplacement(TextOptions const& nOptions)
     return lOptions;
 }
 
-/// Stores the replacement. False, with the cursor as it was, if it does not fit.
+/// Stores the replacement. Result: false, with the cursor unchanged, if it does not fit.
 inline bool putReplacement(TextCursor& nCursor, Encoding nTo, TextOptions const& nOptions)
 {
     TextResult const lStored = convertText(nTo, nCursor.mpDst, nCursor.room(), Encoding::UTF8, nOptions.mReplacement,
@@ -45,7 +45,7 @@ inline bool putReplacement(TextCursor& nCursor, Encoding nTo, TextOptions const&
     return lStored.mStop == TextStop::END;
 }
 
-/// What becomes of a fault. Result: END to go on.
+/// Handles a fault as the options say. Result: END to go on.
 inline TextStop passFault(TextCursor& nCursor, TextStop nFault, Encoding nTo, TextOptions const& nOptions)
 {
     OnFault const lChoice = choiceFor(nFault, nOptions);
@@ -93,9 +93,9 @@ TextStop takeStep(Work const& nWork, TextCursor& nCursor, TextOptions const& nOp
 }
 
 /// Moves the cursor to the end of the source, or to where it stops. Work has
-///     void runUsual(TextCursor&) const             moves over usual characters as far as it goes easily
-///     TextStep step(TextCursor const&, bool) const tells of the next character; whether more text follows
-///     Encoding to() const                          of the destination
+///     void runUsual(TextCursor&) const             converts usual characters, as far as that is easy
+///     TextStep step(TextCursor const&, bool) const converts the next character; the bool: whether more text follows
+///     Encoding to() const                          the destination's encoding
 template <class Work>
 TextStop walkText(Work const& nWork, TextCursor& nCursor, TextOptions const& nOptions)
 {
@@ -112,13 +112,13 @@ inline unsigned char const* beginOf(std::string_view nText)
     return reinterpret_cast<unsigned char const*>(nText.data());
 }
 
-/// What a walk that began at npSrc has come to.
+/// The result of a walk that began at npSrc.
 inline TextResult resultOf(TextCursor const& nCursor, unsigned char const* npSrc, std::size_t nWritten, TextStop nStop)
 {
     return {nWritten, static_cast<std::size_t>(nCursor.mpSrc - npSrc), nCursor.mSkipped + nCursor.mReplaced, nStop};
 }
 
-/// Into a caller's bytes.
+/// Writes into a caller's bytes.
 template <class Work>
 TextResult putText(Work const& nWork, void* npDst, std::size_t nDstBytes, std::string_view nSrc,
                    TextOptions const& nOptions)
@@ -130,7 +130,7 @@ TextResult putText(Work const& nWork, void* npDst, std::size_t nDstBytes, std::s
     return resultOf(lCursor, lpSrc, static_cast<std::size_t>(lCursor.mpDst - lpDst), lStop);
 }
 
-/// What nWork would write, in pieces that are thrown away.
+/// The result that nWork would have with room for everything: it writes pieces that are thrown away.
 template <class Work>
 TextResult measureText(Work const& nWork, std::string_view nSrc, TextOptions const& nOptions)
 {
@@ -157,7 +157,7 @@ TextResult measureText(Work const& nWork, std::string_view nSrc, TextOptions con
     return resultOf(lCursor, lpSrc, lWritten, lStop);
 }
 
-/// Behind what a string holds. Grows by what the text is likely to need, and doubles that if it needs more.
+/// Appends to a string. Grows it by what the text is likely to need, and doubles that if it needs more.
 template <class Work>
 TextResult appendText(Work const& nWork, std::string& nDst, std::string_view nSrc, TextOptions const& nOptions)
 {

@@ -1,4 +1,4 @@
-/// An index in front of a pair table: the rows that can match at a character, in their order. Layer: folds.
+/// An index of a pair table: it gives the rows that can match at a character, in their order. Layer: folds.
 #ifndef UTL_FOLD_INDEX_H
 #define UTL_FOLD_INDEX_H
 
@@ -24,14 +24,14 @@ struct FoldRow
     FoldText mTexts[2];
 };
 
-/// The literals of a row.
+/// The texts of a row, as literals.
 struct FoldLiterals
 {
     char const* mpTexts[2];
 };
 
-/// Holds copies of a table's texts, so that the whole index is read-only data without an address in it. Rows are
-/// numbered from 1.
+/// Holds copies of a table's texts, so that the index has no addresses in it and is read-only data that needs no
+/// relocation. Rows are numbered from 1.
 template <std::size_t N>
 struct FoldIndex
 {

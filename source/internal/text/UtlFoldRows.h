@@ -1,4 +1,4 @@
-/// The rows of our own pair tables behind an index: single matches, and whole stretches of text folded. Layer: folds.
+/// The rows of the library's pair tables, by their index: finds single matches, and folds whole texts. Layer: folds.
 #ifndef UTL_FOLD_ROWS_H
 #define UTL_FOLD_ROWS_H
 
@@ -17,39 +17,39 @@ struct Match
 {
     bool mIsFound;
     unsigned int mKeySize;
-    char const* mpOther;     // what to write in place of the key
-    unsigned int mOtherSize; // STR_ALL: null, or unchecked text
+    char const* mpOther;     // what to write instead of the key
+    unsigned int mOtherSize; // STR_ALL: mpOther is null, or a text that was not checked
 };
 
 constexpr Match NO_MATCH = {false, 0, nullptr, 0};
 
-/// A piece of text that has been folded, somewhere else than in the destination.
+/// A folded piece of text, outside the destination.
 struct FoldedChunk
 {
     static constexpr unsigned int CAPACITY = 512;
-    static constexpr unsigned int EXCESS = FoldWords::LARGEST - 1; ///< bytes that it may be past a limit
+    static constexpr unsigned int EXCESS = FoldWords::LARGEST - 1; ///< bytes by which it may pass a limit
 
-    char mBytes[CAPACITY + FoldWords::LARGEST]; // past the limit by a word, with a byte that does not count
+    char mBytes[CAPACITY + FoldWords::LARGEST]; // may pass the limit by a word, and has a byte that does not count
     unsigned int mSize;
-    unsigned int mNeeded; // room, with what a stray byte then took away
+    unsigned int mNeeded; // the room that was needed, with a character that a stray byte then removed
     bool mIsLast;         // the source ends here, or is malformed
 };
 
-/// What a fold goes by; null for a table that is not ours.
+/// The data of a fold; null for a table that is not the library's.
 struct FoldTable
 {
     FoldRow const* mpRows = nullptr;
-    unsigned char const* mpFirst = nullptr; ///< by character
+    unsigned char const* mpFirst = nullptr; ///< the first row, by character number
     unsigned int mKeySide = 0;
     unsigned int mLeads = 0;            ///< FoldIndex::mLeads of that side
-    FoldWords const* mpWords = nullptr; ///< null if words are not worth a look
+    FoldWords const* mpWords = nullptr; ///< null if folding by words does not pay
 };
 
-/// The rows of one of our own tables: only those are tried, in their order, whose key begins with the character.
+/// The rows of one of the library's tables. Only rows whose key begins with the character are tried, in their order.
 class IndexedRows
 {
 public:
-    IndexedRows() = default; ///< For a table that is not ours.
+    IndexedRows() = default; ///< For a table that is not the library's.
 
     template <std::size_t N>
     IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse, FoldWords const* npWords = nullptr)
@@ -57,7 +57,7 @@ public:
     {
     }
 
-    /// npFirst: other first rows than those of the index.
+    /// npFirst: replaces the first rows of the index.
     template <std::size_t N>
     IndexedRows(FoldIndex<N> const& nIndex, bool nIsReverse, unsigned char const* npFirst, FoldWords const* npWords)
         : mTable{nIndex.mRows.data(), npFirst, nIsReverse ? 1U : 0U, nIndex.mLeads[nIsReverse ? 1 : 0], npWords}
@@ -66,19 +66,20 @@ public:
 
     bool isOurs() const { return mTable.mpRows != nullptr; }
 
-    /// A row with an empty key matches everywhere.
+    /// Finds the row that matches at npStr. A row with an empty key matches everywhere.
     bool hasEmptyKey() const { return mTable.mpFirst[CHAR_NUMBER_UNKNOWN] != 0; }
 
     /// Folds from npSrc until a chunk holds nLimit bytes or the text ends, for tables without an empty key.
-    /// npEnd: the terminator. Result: behind what was folded.
+    /// npEnd: the terminator. Result: the end of what was folded.
     unsigned char const* fold(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
                               unsigned int nLimit) const;
 
     /// Bytes behind npEnd that foldStrictly() may read.
     static constexpr unsigned int AHEAD = 4;
 
-    /// The same, but surrogates and what is above U+10FFFF are malformed, and a stray continuation byte takes nothing
-    /// along. npEnd: not within a character; a key of two characters may go past it, and so may the result.
+    /// The same, but surrogates and code points above U+10FFFF are malformed, and a stray continuation byte does not
+    /// remove the character before it. npEnd: not inside a character; a key of two characters may pass it, and so may
+    /// the result.
     unsigned char const* foldStrictly(unsigned char const* npSrc, unsigned char const* npEnd, FoldedChunk& nChunk,
                                       unsigned int nLimit) const;
 
@@ -117,7 +118,7 @@ private:
     FoldTable const mTable = {};
 };
 
-/// The rows of a table, in one direction; not isOurs() for a table that is not.
+/// The rows of a table in one direction. isOurs() is false if the table is not the library's.
 IndexedRows indexedRows(PairAttrib const* npTable, bool nIsReverse);
 
 /// The rows of a fold. Empty keys match nothing.

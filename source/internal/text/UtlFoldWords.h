@@ -1,4 +1,4 @@
-/// Words of text in which a fold changes nothing but ASCII. Layer: folds.
+/// Folds machine words of text in which only ASCII changes. Layer: folds.
 #ifndef UTL_FOLD_WORDS_H
 #define UTL_FOLD_WORDS_H
 
@@ -8,27 +8,27 @@
 namespace utl::internal
 {
 
-/// What a fold makes of a word that is usual text without the lead byte EF, which begins all its keys but the ASCII.
+/// Folds a word of usual text without the lead byte EF, with which all keys begin that are not ASCII.
 struct FoldWords
 {
     static constexpr unsigned int LARGEST = 3 * sizeof(Word); ///< bytes that a word becomes
 
-    Word mFrom;                  // these two, added to bytes below 0x80, set the high bit: from the first key on
-    Word mBehind;                // behind the last
+    Word mFrom;                  // added to bytes below 0x80, sets the high bit of those from the first key on
+    Word mBehind;                // added to bytes below 0x80, sets the high bit of those behind the last key
     bool mAreLetters;            // each key becomes the letter of the other case
-    std::uint32_t mTexts[0x100]; // what each byte becomes, its first byte lowest, with the size on top
+    std::uint32_t mTexts[0x100]; // what each byte becomes, its first byte lowest, with the size in the top byte
 
-    /// Marks the ASCII keys.
+    /// Marks the bytes that are ASCII keys.
     Word keys(Word nWord) const
     {
         Word const lLow = nWord & ~HIGH_BITS;
         return (lLow + mFrom) & ~((lLow + mBehind) | nWord) & HIGH_BITS;
     }
 
-    /// The word folded, if mAreLetters.
+    /// The folded word, if mAreLetters.
     static Word otherCase(Word nWord, Word nKeys) { return nWord ^ nKeys >> 2; }
 
-    /// Stores the word folded, with a byte that does not count. Result: behind it.
+    /// Stores the folded word, and one byte more, to be overwritten. Result: the end of the word's text.
     char* put(char* npDst, Word nWord) const
     {
         for (unsigned int lIndex = 0; lIndex < sizeof(Word); ++lIndex)
@@ -78,7 +78,7 @@ constexpr FoldWords makeFoldWords(FoldIndex<N> const& nIndex, unsigned int nSide
     return lWords;
 }
 
-/// Whether words can be folded: the ASCII keys lie together, are single characters, and become three bytes at most.
+/// Whether words can be folded: the ASCII keys are adjacent single characters, and become at most three bytes each.
 template <std::size_t N>
 constexpr bool hasFoldWords(FoldIndex<N> const& nIndex, unsigned int nSide)
 {

@@ -1,4 +1,4 @@
-/// Lengths, and searches from an index, that several families share. Layer: string primitives.
+/// Lengths of texts, and searches from an index. Layer: string primitives.
 #ifndef UTL_STRING_SEARCH_H
 #define UTL_STRING_SEARCH_H
 
@@ -16,7 +16,7 @@ inline unsigned int lengthOf(char const* npStr)
     return static_cast<unsigned int>(std::strlen(npStr));
 }
 
-/// The length, at most nMaxBytes; nothing past that is read, since the limit can be the size of an object.
+/// The length of a text, at most nMaxBytes. Reads nothing past that, since the limit can be the size of an object.
 inline unsigned int lengthUpTo(char const* npStr, unsigned int nMaxBytes)
 {
     return nMaxBytes > INT_MAX ? std::min(lengthOf(npStr), nMaxBytes)
@@ -28,10 +28,10 @@ inline bool isWellFormed(char const* npStr, unsigned int nLength)
     return wellFormedEnd(bytesOf(npStr), bytesOf(npStr) + nLength) == bytesOf(npStr) + nLength;
 }
 
-/// Bytes of the characters at the end of a well-formed text that all occur in npSet, as t_strspn() takes it.
+/// The length in bytes of the run at the end of a well-formed text whose characters all occur in npSet; see t_strspn().
 unsigned int runAtEnd(char const* npStr, unsigned int nLength, char const* npSet);
 
-/// t_strstr() without its exceptions: npStr is not null, npPattern not empty.
+/// t_strstr() for an npStr that is not null and an npPattern that is not empty.
 unsigned int findFrom(char const* npStr, char const* npPattern);
 
 /// Searches forward from a byte index, which moves to the next lead byte if it stands on a continuation byte.

@@ -1,4 +1,4 @@
-/// A machine word of UTF-8, looked at as a whole. Layer: internal, string primitives.
+/// Checks a machine word of UTF-8 as a whole. Layer: internal, string primitives.
 #ifndef UTL_TEXT_WORD_H
 #define UTL_TEXT_WORD_H
 
@@ -7,7 +7,7 @@
 namespace utl::internal
 {
 
-using Word = std::uintptr_t; ///< What the processor handles at once; the byte of text that comes first is the lowest.
+using Word = std::uintptr_t; ///< A machine word; the byte that comes first in the text is the lowest.
 
 constexpr unsigned int WORD_BITS = 8 * sizeof(Word);
 constexpr std::ptrdiff_t WORD_BYTES = sizeof(Word);
@@ -19,7 +19,7 @@ constexpr Word everyByte(unsigned int nByte)
 
 constexpr Word HIGH_BITS = everyByte(0x80);
 
-/// Between the order of the machine and that of text.
+/// Converts between the machine's byte order and that of the text.
 inline Word inTextOrder(Word nWord)
 {
 #if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
@@ -43,11 +43,11 @@ inline void storeWord(char* npDst, Word nWord)
     std::memcpy(npDst, &nWord, sizeof(nWord));
 }
 
-/// The high bits of a byte tell what is known of it.
+/// What is known of a word. The high bit of each byte is the mark.
 struct WordOfText
 {
-    Word mUnusual;  ///< does not fit into text of ASCII and characters of three bytes with the usual leads
-    Word mTailsDue; ///< tail bytes that the next word begins with
+    Word mUnusual;  ///< bytes that are neither ASCII nor part of a three-byte character with a usual lead
+    Word mTailsDue; ///< the tail bytes with which the next word must begin
 };
 
 /// Usual leads are E1 to LAST_LEAD, and with IS_STRICT not ED.
@@ -67,7 +67,7 @@ inline WordOfText lookAt(Word nWord, Word nTailsDue)
     return {(lLeads & lOther) | (lDue ^ lLeads ^ lHigh), lLeads >> (WORD_BITS - 8) | lLeads >> (WORD_BITS - 16)};
 }
 
-/// Marks bytes below 0x0B; above such a byte others may be marked too.
+/// Marks bytes below 0x0B. Bytes above the first of them may be marked, too.
 inline Word controlsOf(Word nWord)
 {
     return (nWord - everyByte(0x0B)) & ~nWord & HIGH_BITS;
@@ -87,8 +87,8 @@ inline unsigned int firstOf(Word nMarks)
            8;
 }
 
-/// Copies a word, of which the first bytes count: ASCII from 0x0B up. Result: so many. Without a branch for where they
-/// end, since runs of letters among kanji are short.
+/// Copies a word and counts the bytes at its beginning that are ASCII from 0x0B up. Result: their number; the others
+/// are to be overwritten. Has no branch that depends on the number, since runs of letters among kanji are short.
 inline unsigned int copyAscii(char* npDst, unsigned char const* npSrc)
 {
     Word const lWord = wordAt(npSrc);
@@ -97,7 +97,7 @@ inline unsigned int copyAscii(char* npDst, unsigned char const* npSrc)
     return lStops != 0 ? firstOf(lStops) : sizeof(Word);
 }
 
-/// How far to go back to the start of a character that is not complete.
+/// How many bytes to go back to the start of an incomplete character.
 inline unsigned int cutOffBytes(Word nTailsDue)
 {
     return nTailsDue == 0 ? 0 : nTailsDue < 0x100 ? 2 : 1;

@@ -7,7 +7,7 @@
 namespace utl::internal
 {
 
-/// How far a text has come.
+/// How far a conversion has come.
 struct TextCursor
 {
     unsigned char const* mpSrc;
@@ -18,12 +18,12 @@ struct TextCursor
     std::size_t left() const { return static_cast<std::size_t>(mpSrcEnd - mpSrc); }
     std::size_t room() const { return static_cast<std::size_t>(mpDstEnd - mpDst); }
 
-    std::size_t mSkipped = 0;  ///< faults that left nothing
-    std::size_t mReplaced = 0; ///< faults that left the replacement
+    std::size_t mSkipped = 0;  ///< faults that were left out
+    std::size_t mReplaced = 0; ///< faults for which the replacement was stored
 };
 
-/// Moves the cursor over characters that convert the plain way, as far as it goes easily. What it stops at, near an end
-/// too, is for decodeChar() and encodeChar(). The encodings must differ.
+/// Converts usual characters, as far as that is easy, and moves the cursor. Where it stops, also near an end, use
+/// decodeChar() and encodeChar(). The encodings must differ.
 void runUsualChars(TextCursor& nCursor, Encoding nTo, Encoding nFrom, bool nIsLikeIconv);
 
 } // namespace utl::internal

@@ -1,4 +1,4 @@
-/// Bytes and characters of UTF-8, for all sources that walk text. Layer: internal, string primitives.
+/// Decodes and encodes characters of UTF-8. Layer: internal, string primitives.
 #ifndef UTL_UTF8_H
 #define UTL_UTF8_H
 
@@ -10,13 +10,13 @@
 namespace utl::internal
 {
 
-/// Tells the compiler which way Japanese text goes; the walks are a good quarter faster for it.
+/// Tells the compiler the usual result for Japanese text; walks over text are a good quarter faster with it.
 inline bool isLikely(bool nCondition)
 {
     return __builtin_expect(nCondition, true);
 }
 
-/// For results that a caller may do without.
+/// Writes a result if the caller wants it: npTarget may be null.
 inline void storeIfGiven(unsigned int* npTarget, unsigned int nValue)
 {
     if (npTarget != nullptr)
@@ -30,7 +30,7 @@ inline unsigned char const* bytesOf(char const* npText)
     return reinterpret_cast<unsigned char const*>(npText);
 }
 
-/// The first byte that differs ends the look, so that a terminator does.
+/// Reads no byte behind the first that differs, and so none behind a terminator.
 inline bool beginsWith(unsigned char const* npText, unsigned char const* npBytes, unsigned int nCount)
 {
     unsigned int lIndex = 0;
@@ -58,13 +58,13 @@ inline bool isLead(unsigned char nByte)
     return !isTail(nByte) && nByte < 0xF8;
 }
 
-/// EF BB BF. Reads nothing behind a byte that differs.
+/// Whether a byte-order mark, EF BB BF, begins here. Reads nothing behind a byte that differs.
 inline bool isMark(unsigned char const* npChar)
 {
     return npChar[0] == 0xEF && npChar[1] == 0xBB && npChar[2] == 0xBF;
 }
 
-/// The smallest code of a character of so many bytes, 2 to 4, decides: what is below it is overlong.
+/// Whether a character of two to four bytes is overlong, by its first two bytes.
 inline bool isOverlong(unsigned char nLead, unsigned char nSecond)
 {
     return nLead < 0xC2 || (nLead == 0xE0 && nSecond < 0xA0) || (nLead == 0xF0 && nSecond < 0x90);
@@ -76,7 +76,7 @@ inline bool isTooHigh(unsigned char nLead, unsigned char nSecond)
     return nLead > 0xF4 || (nLead == 0xED && nSecond >= 0xA0) || (nLead == 0xF4 && nSecond >= 0x90);
 }
 
-/// charSize() of what is neither ASCII nor a usual character of three bytes.
+/// charSize() for bytes that are neither ASCII nor a usual character of three bytes.
 unsigned int rareCharSize(unsigned char const* npChar);
 
 /// Bytes of the first character of a text that is not empty. Reads nothing behind the first byte that does not belong.
@@ -100,7 +100,8 @@ inline std::uint32_t fourBytesAt(unsigned char const* npBytes)
     return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap32(lBytes) : lBytes;
 }
 
-/// Of fourBytesAt(): lead byte E1 to EF and two tail bytes, which may be those of a surrogate. One comparison.
+/// nBytes: fourBytesAt(). Whether it begins with a lead byte E1 to EF and two tail bytes; surrogates pass. One
+/// comparison.
 inline bool isThree(std::uint32_t nBytes)
 {
     return (nBytes & 0xC0C0FFU) - 0x8080E1U <= 0x0E;
@@ -124,7 +125,7 @@ inline unsigned int unitOfThree(std::uint32_t nBytes)
     return (nBytes & 0x0FU) << 12 | (nBytes >> 2 & 0xFC0U) | (nBytes >> 16 & 0x3FU);
 }
 
-/// Of a result of charSize(): whether there is a character.
+/// Whether a result of charSize() is that of a character.
 inline bool isSize(unsigned int nCharSize)
 {
     return nCharSize - 1 < 4;
@@ -167,7 +168,7 @@ inline void storeUtf8AndOneMore(char* npDst, unsigned int nUnit)
     storeFour(npDst, threeBytesOf(nUnit));
 }
 
-/// nSize must be utf8Size(nUnit); so many bytes are stored, without a terminator.
+/// Stores a unit. nSize: utf8Size(nUnit), which is how many bytes are stored, without a terminator.
 inline void storeUtf8(char* npDst, unsigned int nUnit, unsigned int nSize)
 {
     if (nSize == 3)
@@ -233,8 +234,8 @@ inline unsigned int usualSize(std::uint32_t nHead)
     return (nHead >> 27) + 1;
 }
 
-/// Stores four bytes, of which the first are those of the unit. Without a branch: text changes between letters and
-/// kanji too often to foretell. Result: behind the unit's bytes.
+/// Stores four bytes, of which the first are the unit's UTF-8. Has no branch: text alternates between letters and kanji
+/// too often for the processor to predict. Result: the end of the unit's bytes.
 inline char* storeUsualUnit(char* npDst, unsigned int nUnit, std::uint32_t nHead)
 {
     storeFour(npDst, nHead | (nUnit & 0x3FU) << (nHead >> 24));
@@ -252,7 +253,7 @@ unsigned char const* strictlyWellFormedEnd(unsigned char const* npText, unsigned
 /// wellFormedEnd(), but stops at NUL and LF too.
 unsigned char const* wellFormedLineEnd(unsigned char const* npText, unsigned char const* npEnd);
 
-/// Both: stops at NUL, LF, surrogates and what is above U+10FFFF too.
+/// Both: stops also at NUL, LF, surrogates and code points above U+10FFFF.
 unsigned char const* strictlyWellFormedLineEnd(unsigned char const* npText, unsigned char const* npEnd);
 
 } // namespace utl::internal

@@ -10,7 +10,7 @@ namespace utl::internal
 {
 
 /// Runs nCall between a report with sub 1 and one with sub 2, and gives its result; errno is that of the call.
-/// npManager null: no reports.
+/// npManager: null for no reports.
 template <class Call>
 auto blockingCall(ThreadManager* npManager, char const* npFile, char const* npFunction, unsigned int nLine, Call nCall)
 {

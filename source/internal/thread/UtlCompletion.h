@@ -1,4 +1,4 @@
-/// Waiting until another thread has carried out a request. Layer: internal.
+/// Lets a thread wait until another one has carried out its request. Layer: internal.
 #ifndef UTL_COMPLETION_H
 #define UTL_COMPLETION_H
 
@@ -12,8 +12,8 @@
 namespace utl::internal
 {
 
-/// One thread asks and waits, another carries out the request and gives the completion. Unlike an Event it wakes
-/// without holding a lock, so the woken thread never waits for the one that woke it. One request at a time.
+/// One thread makes a request and waits; another carries it out and calls give(). Unlike an Event this wakes without
+/// holding a lock, so the woken thread never waits for the one that woke it. One request at a time.
 class Completion
 {
 public:
@@ -22,8 +22,8 @@ public:
     Completion(Completion const&) = delete;
     Completion& operator=(Completion const&) = delete;
 
-    /// Before the request can be seen.
-    /// npEvent: what the asker waits for, perhaps not to the end; null: the asker calls wait().
+    /// Call this before the other thread can see the request.
+    /// npEvent: give() sets it, for an asker that waits with a limit. Null: the asker calls wait().
     void expect(Event* npEvent = nullptr)
     {
         mpEvent = npEvent;
@@ -32,7 +32,7 @@ public:
 
     bool isExpected() const { return mIsExpected; }
 
-    /// Any thread, any number of times: the first after expect() releases wait().
+    /// Any thread, any number of times: the first call after expect() releases the asker.
     void give()
     {
         if (mIsExpected.exchange(false))
@@ -41,7 +41,7 @@ public:
         }
     }
 
-    /// After expect(), once, by the asker. Without limit.
+    /// Waits without limit. For the asker, once after expect().
     void wait()
     {
         while (gSystem.mSemWait(&mSemaphore) != 0)
@@ -49,16 +49,16 @@ public:
         }
     }
 
-    /// For an asker that stops waiting for its event, after withdrawing the request: nobody touches the event any more.
+    /// For an asker that has withdrawn its request and stops waiting: afterwards nobody touches its event.
     void forget()
     {
         if (!mIsExpected.exchange(false))
         {
-            mpEvent->waitUntilOn(0); // somebody is about to set it
+            mpEvent->waitUntilOn(0); // give() is about to set it
         }
     }
 
-    /// In place of wait(), if the request could not be made.
+    /// Call this instead of wait() if the request could not be made.
     void withdraw()
     {
         give();

@@ -10,73 +10,74 @@
 namespace utl::internal
 {
 
-/// What the silence of one thread is made of, by samples of it. Times are in nanoseconds.
+/// Divides the silence of one thread, by samples of it, into running, being ready, waiting and being stopped. Times are
+/// in nanoseconds.
 ///
-/// Between two samples a thread ran, as its processor clock says, was ready without a processor, or waited. How long it
-/// was ready the system tells only once it runs again; so what is left counts as waiting only by a sample that finds
-/// the thread at rest.
+/// Between two samples a thread ran, as its processor clock says, was ready without a processor, or waited. The system
+/// tells only once the thread runs again how long it was ready. So the remaining time counts as waiting only after a
+/// sample that finds the thread at rest.
 class ThreadCharge
 {
 public:
-    /// By the clock, of which some is nobody's: the watchdog's own beat came late.
+    /// The silence by the clock.
     struct Silence
     {
         long long mNs;
         long long mAliveNs;
         long long mBeatNs;        // from beat to beat, as planned
-        long long mLateStoppedNs; // the process was stopped, it seems
+        long long mLateStoppedNs; // how long the process seems to have been stopped: the watchdog's own beat came late
     };
 
-    /// Of the time since the last sample no more than one and a half beats count.
+    /// Adds a sample. Of the time since the last one no more than one and a half beats count.
     void add(ThreadSample const& nSample, long long nBeatNs);
 
-    /// The next sample is of another thread.
+    /// The next sample will be of another thread.
     void turnAway() { mLast = {}; }
 
-    /// Result: false if it is too early to tell. The times are told in any case.
+    /// Sets verdict and times. Result: false, with the times set, if it is too early for a verdict.
     bool judge(Silence const& nSilence, WatchdogVerdict* npVerdict) const;
 
 private:
     void addRest(ThreadSample const& nSample, long long nPassedNs, long long nCountedNs, long long nRanNs);
     bool isSurelyNotHung(Silence const& nSilence) const;
 
-    ThreadSample mLast;       // taken at 0: none
-    long long mCountedNs = 0; // between samples, but for
-    long long mStoppedNs = 0; // this
+    ThreadSample mLast;       // mTakenNs 0: none
+    long long mCountedNs = 0; // time between samples, without mStoppedNs
+    long long mStoppedNs = 0;
     long long mRunNs = 0;
     long long mBlockedNs = 0;
-    long long mQueuedNs = 0;  // with the two before never more than what was counted
-    long long mWaitingNs = 0; // queued, and not yet told so
+    long long mQueuedNs = 0;  // mRunNs, mBlockedNs and this are together never more than mCountedNs
+    long long mWaitingNs = 0; // queued, but the system has not said so yet
     long long mUnsureNs = 0;  // blocked or queued
 };
 
-/// Keeps the charges of all threads that the watchdog watches. On the watchdog thread, once a beat:
-/// begin(), see() for each, then look() at each, end().
+/// Keeps a ThreadCharge for each thread that the watchdog watches. Called on the watchdog thread, on each beat:
+/// begin(), see() for each thread, then look() at each, end().
 class WatchdogJudge
 {
 public:
-    /// Of a thread that is watched.
+    /// A thread that is watched.
     struct Watched
     {
         int mId;
-        unsigned int mLastTick; // of its last report
-        unsigned int mSilentMs; // since then
+        unsigned int mLastTick; // tick of its last report
+        unsigned int mSilentMs; // time since then
         unsigned int mAliveMs;
     };
 
     explicit WatchdogJudge(unsigned int nMaxThreads);
 
-    /// nTimerId: whose beat it is. The first one of another timer is not late, whatever time has passed.
+    /// nTimerId: the timer of this beat. The first beat of a new timer is never late.
     void begin(unsigned int nBeatMs, int nTimerId);
     void see(Watched const& nWatched);
     unsigned int maxThreads() const { return mMaxThreads; }
 
-    /// Takes a sample, if the thread at that place has been silent since the last beat.
-    /// Result: there is a verdict to be told.
+    /// Takes a sample of the thread at that index, if it has been silent since the last beat.
+    /// Result: whether there is a verdict to report.
     bool look(unsigned int nIndex, WatchdogVerdict* npVerdict);
     void end();
 
-    /// On a beat without judgement: forgets all, and keeps no descriptor.
+    /// For a beat without judgement: forgets everything and closes all descriptors.
     void rest();
 
 private:
@@ -85,10 +86,10 @@ private:
         Watched mWatched{};
         bool mIsSeen = false;
         bool mIsSilent = false;
-        bool mIsHung = false;         // that was told
-        bool mIsUndecided = false;    // likewise
-        int mHolderId = 0;            // whose samples are its charge
-        long long mLateStoppedNs = 0; // of all, before its silence
+        bool mIsHung = false;         // reported as hung
+        bool mIsUndecided = false;    // reported as undecided
+        int mHolderId = 0;            // the thread of which samples are taken
+        long long mLateStoppedNs = 0; // WatchdogJudge::mLateStoppedNs when its silence began
         ThreadProbe mProbe;
         ThreadCharge mCharge;
     };
@@ -102,13 +103,13 @@ private:
     unsigned int const mMaxThreads;
     std::unique_ptr<Suspect[]> const mpSuspects;
     ThreadProbe mOwnProbe;
-    ThreadSample mOwnLast; // at the last beat, with the next
-    long long mProcessLastNs = 0;
-    long long mEndNs = 0; // of the last beat; 0: none
+    ThreadSample mOwnLast;        // of the watchdog thread, at the last beat
+    long long mProcessLastNs = 0; // ThreadProbe::processNs() at the last beat
+    long long mEndNs = 0;         // end of the last beat; 0: none
     long long mBeatNs = 0;
     int mTimerId = -1;
     long long mLateStoppedNs = 0;
-    long long mLateStoppedBeforeNs = 0; // until the last beat
+    long long mLateStoppedBeforeNs = 0; // mLateStoppedNs at the last beat
 };
 
 } // namespace utl::internal

@@ -1,4 +1,4 @@
-/// What the thread registry and the message loop ask of the watchdog, which stands above them. Layer: internal.
+/// What the thread registry and the message loop ask of the watchdog, which is a higher layer. Layer: internal.
 #ifndef UTL_WATCHDOG_PORT_H
 #define UTL_WATCHDOG_PORT_H
 
@@ -12,7 +12,7 @@ class WatchdogTimerListener;
 class WatchdogVerdictListener;
 } // namespace utl
 
-/// The layer of the watchdog implements these; each stands for the member of ThreadWatchdog of that name.
+/// The watchdog's layer implements these functions. Each calls the member of ThreadWatchdog of that name.
 namespace utl::internal::watchdog
 {
 
@@ -36,11 +36,11 @@ void setReport(ThreadWatchdog& nWatchdog, bool nIsOn);
 unsigned int beatDeadline(ThreadWatchdog const& nWatchdog);
 void printWatchdogInfo(ThreadWatchdog& nWatchdog, int nLevel);
 
-/// The calling thread has a new id, which is not in the table: its reports need no lock.
+/// For a calling thread with a new id, which is not in the table: its reports need no lock from now on.
 void forgetCaller(ThreadWatchdog const& nWatchdog);
 
-/// Raised whenever a thread may have entered or left the watch table, so that a loop asks for its own place in
-/// it again only then.
+/// Raised whenever a thread may have entered or left the watch table. A loop looks itself up in the table only after a
+/// change.
 extern std::atomic<unsigned int> gTableVersion;
 
 } // namespace utl::internal::watchdog

@@ -1,4 +1,4 @@
-// The log's lines: filter, stamp, levels and the road to the system log, the console and a caller's sink.
+// The log's lines: filters, stamps, levels, and the way to the system log, the console and a caller's sink.
 #include "UtlApplog.h"
 
 #include "UtlMap.h"
@@ -20,7 +20,7 @@
 
 extern "C"
 {
-    /// The process may have one, in itself or in any of its libraries. Declared nowhere else, so that the platform's
+    /// The process may define it, in itself or in any of its libraries. Declared nowhere else, so that the platform's
     /// header may declare it as it likes.
     __attribute__((weak)) void BinaryLogWrite(int nKind, char const* npText, unsigned int nLength);
 }
@@ -32,7 +32,7 @@ namespace
 {
 
 constexpr unsigned int MAX_TYPES = 64;
-constexpr unsigned int TEXT_SIZE = 32; // of prefixes and of the tag, with the terminator
+constexpr unsigned int TEXT_SIZE = 32; // size of a prefix and of the tag, with the terminator
 constexpr unsigned int LINE_SIZE = 256;
 constexpr unsigned int MAX_TIMED_LENGTH = 253; // leaves room for the line end
 constexpr unsigned int MAX_RAW_LENGTH = 255;
@@ -64,10 +64,10 @@ struct LogState
 
     SyncObject mTypeLock;
     LogTypeMap mTypes UTL_GUARDED_BY(mTypeLock);
-    SyncObject mOutputLock; // for one sink call
+    SyncObject mOutputLock; // held for one sink call
     LogConsole mOutput UTL_GUARDED_BY(mOutputLock){false};
     LogConsole mError UTL_GUARDED_BY(mOutputLock){true};
-    char mTag[TEXT_SIZE] UTL_GUARDED_BY(mOutputLock) = {}; // read by nobody
+    char mTag[TEXT_SIZE] UTL_GUARDED_BY(mOutputLock) = {}; // for debuggers
     std::atomic<unsigned int> mSinks{LOG_SINK_SYSTEM | LOG_SINK_OUTPUT | LOG_SINK_PLATFORM};
 };
 
@@ -80,10 +80,10 @@ LogState& logState()
 // Made while the library is loaded, so that the first line does not allocate.
 [[maybe_unused]] LogState& gLoadedState = logState();
 
-// The model spares a call into the loader; the library is never large enough to run out of room.
+// This TLS model avoids a call into the loader; its room is limited, but enough for the library's few variables.
 thread_local bool tIsInSink __attribute__((tls_model("initial-exec"))) = false;
 
-/// Marks the calling thread as being inside a sink. A sink may log, and so come to a sink again.
+/// Marks the calling thread as being inside a sink. Sinks can be nested, since a sink may itself log.
 class InSink
 {
 public:
@@ -123,7 +123,7 @@ bool passesFilter(int nType, int& nLevel, LogTypeData* npType)
     return true;
 }
 
-/// A finished text as the sinks take it: a format that fetches no argument. "%%" and "%m" are left to the sink,
+/// A finished text in the form for sinks: a format that fetches no argument. "%%" and "%m" are left to the sink,
 /// every other percent sign is doubled.
 class SinkFormat
 {
@@ -149,7 +149,7 @@ private:
     char mFormat[2 * LINE_SIZE];
 };
 
-/// One accepted line on its way to the sinks. Every sink finds the errno of the log call, for "%m".
+/// A line that passed the filter. Every sink finds the errno of the log call, for "%m".
 class LogLine
 {
 public:
@@ -164,7 +164,7 @@ public:
     void writeRaw(char const* npFormat, va_list nArguments) UTL_PRINTF(2, 0);
 
 private:
-    /// The line is for a sink that gets no more than informations.
+    /// Whether the line is for sinks that get levels 1 to 3 only.
     bool isImportantFor(unsigned int nSink) const { return mLevel <= LOG_LEVEL_INFO && isFor(nSink); }
     bool isFor(unsigned int nSink) const { return (mSinks & nSink) != 0; }
     void append(unsigned int nMaxLength, char const* npFormat, va_list nArguments) UTL_PRINTF(3, 0);
@@ -230,7 +230,7 @@ void LogLine::writeToConsole() const
     {
         mpFile->write(mText);
     }
-    bool const lIsUrgent = mLevel <= LOG_LEVEL_WARNING; // the process may be about to die
+    bool const lIsUrgent = mLevel <= LOG_LEVEL_WARNING; // the process may be about to abort
     SinkFormat const lFormat(mText);
     LogState& lState = logState();
     SyncGuard lGuard(lState.mOutputLock);

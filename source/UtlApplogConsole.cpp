@@ -1,4 +1,4 @@
-// The log's way to a console, which may stall.
+// Writes the log's lines to a console, which may stall.
 #include "internal/base/UtlForkLocks.h"
 #include "internal/base/UtlLogConsole.h"
 #include "internal/base/UtlSystemCalls.h"
@@ -15,9 +15,9 @@ namespace utl::internal
 namespace
 {
 
-constexpr std::size_t TOLD_SIZE = 128; // of the line that tells how many were dropped
+constexpr std::size_t TOLD_SIZE = 128; // size of the line that tells how many lines were dropped
 
-/// Waits in short turns, so that signals cannot make it longer.
+/// Waits in short steps, so that signals cannot make the wait longer.
 bool isWritable(int nFd, int nPatienceMs)
 {
     int const TURN_MS = 50;
@@ -25,14 +25,14 @@ bool isWritable(int nFd, int nPatienceMs)
     auto const lLook = [&lConsole](int nMs)
     {
         int const lReady = gSystem.mPoll(&lConsole, 1, nMs);
-        return lReady == -1 && errno == EINTR ? 0 : lReady; // a console that can be written to is told first
+        return lReady == -1 && errno == EINTR ? 0 : lReady; // the caller tries to write first
     };
     int lReady = lLook(0);
     for (int lWaitedMs = 0; lReady == 0 && lWaitedMs < nPatienceMs; lWaitedMs += TURN_MS)
     {
         lReady = lLook(TURN_MS);
     }
-    return lReady != 0; // who cannot look, writes
+    return lReady != 0; // if poll() fails, the caller writes
 }
 
 } // namespace
@@ -97,13 +97,13 @@ bool LogConsole::tryLockStream()
     return false;
 }
 
-/// So many bytes go into the stream's buffer without any of them being written.
+/// Whether so many bytes go into the stream's buffer without a write.
 bool LogConsole::fitsBuffer(std::size_t nLength) const
 {
     return ::__flbf(stream()) == 0 && ::__fpending(stream()) + nLength < ::__fbufsize(stream());
 }
 
-/// Room for what one write of the stream has: a page, if it is a pipe.
+/// Whether there is room for one write of the stream: if it is a pipe, for a page.
 bool LogConsole::hasRoom()
 {
     int const lFd = ::fileno(stream());

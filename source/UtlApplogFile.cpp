@@ -1,4 +1,4 @@
-// The log's way to a file of the caller's.
+// Writes the log's lines to a caller's file.
 #include "UtlApplog.h"
 #include "UtlFile.h"
 #include "internal/base/UtlLogFileSink.h"
@@ -14,7 +14,7 @@ public:
     {
     }
 
-    /// The sink to hand on: none without a file.
+    /// The sink for the log; null without a file.
     LogFileSink* get() { return mpFile != nullptr ? this : nullptr; }
 
     void write(char const* npText) override { mpFile->writeText(npText, utl::FILE_TEXT_CHUNK_MAX - 1, 0); }

@@ -69,7 +69,7 @@ BasicString<T>& BasicString<T>::operator+=(T const* npText)
         return *this;
     }
     unsigned int const lLength = lengthOf(mpData);
-    std::unique_ptr<T[]> lOld; // kept until the end: npText may be in it
+    std::unique_ptr<T[]> lOld; // freed at the end: npText may point into it
     if (mMaxSize - lLength <= lAdded)
     {
         unsigned int const lMaxSize = mMaxSize + lAdded + 1;
@@ -112,7 +112,7 @@ bool BasicString<T>::copy(T const* npText, unsigned int nMaxBytes, int nMode)
     {
         return false;
     }
-    if (nMaxBytes == 0 || mMaxSize == 1) // nothing to store: a text of capacity 1 is empty as it is
+    if (nMaxBytes == 0 || mMaxSize == 1) // nothing to store: a text of capacity 1 is always empty
     {
         return nMaxBytes == 0 || lCount == 0 || nMode == 1;
     }
@@ -145,12 +145,12 @@ bool BasicString<T>::replace(T const* npPattern, T const* npReplacement, int nMo
     {
         return false;
     }
-    T lNone = 0; // stands in for the shared empty text, which all threads read
+    T lNone = 0; // written instead of the shared empty text, which all threads read
     return replaceStr<T>(mIsShared ? &lNone : mpData, mMaxSize, lText.get(), npPattern, npReplacement, nMode) !=
            STR_ERROR;
 }
 
-// Gives the old buffer if it was our own. No buffer stands for the shared empty text.
+// Result: the old buffer, if it was our own. nBuffer: null for the shared empty text.
 template <class T>
 std::unique_ptr<T[]> BasicString<T>::exchangeBuffer(std::unique_ptr<T[]> nBuffer, unsigned int nMaxSize)
 {
@@ -173,7 +173,7 @@ unsigned int BasicString<T>::occurrences(T const* npPattern) const
 {
     if (npPattern == nullptr || *npPattern == 0)
     {
-        return npPattern != nullptr ? 1 : 0; // the empty one is found once
+        return npPattern != nullptr ? 1 : 0; // an empty pattern counts as one match
     }
     unsigned int const lLength = lengthOf(npPattern);
     unsigned int lCount = 0;

@@ -34,7 +34,7 @@ void storeWord(unsigned char* npBytes, std::uint64_t nWord)
     std::memcpy(npBytes, &lWord, WORD_SIZE);
 }
 
-// Replaces the bits of one byte that the mask has.
+// Replaces those bits of a byte that are set in the mask.
 void mergeByte(unsigned char& nByte, unsigned int nBits, unsigned int nMask)
 {
     nByte = static_cast<unsigned char>((nByte & ~nMask) | (nBits & nMask));
@@ -227,7 +227,7 @@ void BitStream::copy(BitStream const& nSource, int nPosition)
         advance(lBits, nPosition);
         return;
     }
-    // The tail one place too low, and a full last byte left out: kept on purpose, see the header.
+    // The remaining bits are one place too low, and a full last byte is left out: kept on purpose, see the header.
     unsigned int const lCount = nSource.getBitStreamSize() - 1;
     unsigned int const lRest = lBits % 8;
     storeBytes(nSource.mpBuffer, lStart, lCount);
@@ -267,13 +267,13 @@ void BitStream::writeCurBit(unsigned char nBit)
     raiseBitSize(mBitPosition);
 }
 
-// In bits, and no more than a position can tell, so that sums of positions inside never wrap.
+// In bits, at most the highest position, so that sums of positions inside the buffer never wrap.
 unsigned int BitStream::capacity() const
 {
     return mByteSize <= UINT_MAX / 8 ? mByteSize * 8 : UINT_MAX;
 }
 
-// Sets the error if the range is not whole in the buffer.
+// Sets the error if the range is not completely inside the buffer.
 bool BitStream::isInside(unsigned int nBits, int nPosition)
 {
     unsigned int const lCapacity = capacity();

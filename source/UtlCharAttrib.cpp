@@ -1,4 +1,4 @@
-// Character classes: the tables as they are exported, and the index in front of them.
+// Character classes: the exported tables, and their index.
 #include "UtlCharAttrib.h"
 
 #include <array>
@@ -19,14 +19,14 @@ using internal::CHAR_NUMBER_COUNT;
 using internal::charNumber;
 using internal::charNumberSize;
 
-// The classification does not scan tables: it looks a character up once and finds the parts it can play in a block of
-// each class. The parts are sets of class bits, made from the rows of the tables while compiling.
+// The classification does not scan tables: it looks up a character once and finds the roles it can have in a block of
+// each class. The roles are sets of class bits, made from the rows of the tables at compile time.
 struct CharRoles
 {
     std::uint32_t mWhole; // classes of which the character is a row: a block, or the kana of a voiced block
-    std::uint32_t mFirst; // classes of which a longer text may begin with it: sign, hexadecimal digit, plain kana
-    std::uint32_t mMark;  // voiced classes whose mark it is
-    std::uint32_t mTail;  // classes with it behind the first part: digit after a sign, small kana, hexadecimal suffix
+    std::uint32_t mFirst; // classes with longer blocks that may begin with it: sign, hexadecimal digit, plain kana
+    std::uint32_t mMark;  // voiced classes of which it is the mark
+    std::uint32_t mTail;  // classes in which it may follow the first part: digit, small kana, hexadecimal suffix
 
     constexpr bool operator==(CharRoles const& nOther) const
     {
@@ -126,18 +126,18 @@ constexpr AllRoles makeAllRoles()
     return lRoles;
 }
 
-// Few characters differ in their roles: the index has one byte for each character, the roles stand once.
+// There are few different sets of roles: each is stored once, and the index has one byte for each character.
 struct RoleIndex
 {
     unsigned char mKinds[CHAR_NUMBER_COUNT];
-    CharRoles mRoles[48]; // too few is an error while compiling
+    CharRoles mRoles[48]; // too few is a compile error
 };
 
 constexpr RoleIndex makeRoleIndex()
 {
     AllRoles const lAll = makeAllRoles();
     RoleIndex lIndex{};
-    unsigned int lCount = 1; // kind 0: no role
+    unsigned int lCount = 1; // the first set: no role
     for (unsigned int lNumber = 0; lNumber < CHAR_NUMBER_COUNT; ++lNumber)
     {
         unsigned int lKind = 0;
@@ -219,7 +219,7 @@ char const* voicedEnd(char const* npStr, std::uint32_t nClass)
     return skipTail(lpEnd, nClass);
 }
 
-// For a class in the mWhole or mFirst of the character at npStr.
+// nAttrib: a class in mWhole or mFirst of the character at npStr.
 char const* blockEnd(char const* npStr, std::uint32_t nClass)
 {
     if ((nClass & SIGNED) != 0)

@@ -1,4 +1,4 @@
-// Conversions of text: which reader and writer serve which pair of encodings.
+// Conversions of text: chooses reader and writer for each pair of encodings.
 #include "UtlCharSet.h"
 
 #include <cstring>
@@ -13,7 +13,7 @@ namespace utl
 namespace
 {
 
-// A size that needs no walk, through memory; all or nothing.
+// Copies bytes whose number is known, all or nothing.
 unsigned int copyWhole(char* npDst, unsigned int nDstSize, char const* npSrc)
 {
     if (npSrc == nullptr)
@@ -33,7 +33,7 @@ unsigned int copyWhole(char* npDst, unsigned int nDstSize, char const* npSrc)
     return lSize;
 }
 
-// Both directions of the platform's converter: nSizeBound answers the query, nCall converts a text that is not empty.
+// Both directions of the platform's converter. nSizeBound: the result of a size query. nCall: converts a text.
 template <class To, class From, class SizeBound, class Call>
 unsigned int convertByPlatform(To* npDst, unsigned int nDstSize, From const* npSrc, SizeBound nSizeBound, Call nCall)
 {
@@ -58,7 +58,7 @@ unsigned int convertByPlatform(To* npDst, unsigned int nDstSize, From const* npS
     return lCount < 1 ? STR_ERROR : static_cast<unsigned int>(lCount) + 1;
 }
 
-// Where the two bytes of a unit stand.
+// The places of the two bytes of a unit.
 unsigned int highByteIndex(int nBigEndian)
 {
     return nBigEndian == 1 ? 0 : 1;

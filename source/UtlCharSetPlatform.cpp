@@ -1,4 +1,4 @@
-// Wide characters: the process's own converters if it has some, else ours.
+// Wide text: calls the process's own converters if it has them, otherwise the library's.
 #include "internal/text/UtlCharSetPlatform.h"
 
 #include <cstring>

@@ -9,7 +9,7 @@ using namespace internal;
 namespace
 {
 
-// The third class of the character conversions: no check of the capacity, by contract.
+// Bytes that are stored as they are. By contract the capacity is not checked.
 unsigned int passByte(char* npDst, unsigned char nByte)
 {
     if (npDst != nullptr)
@@ -19,8 +19,8 @@ unsigned int passByte(char* npDst, unsigned char nByte)
     return 1;
 }
 
-// Bytes of a character that is looked up, by its lead byte; 0 for a byte that passes as it is. No character outside
-// these lead bytes has a code.
+// The size of a character that is looked up, by its lead byte; 0 for a byte that is stored as it is. No character with
+// another lead byte has a code.
 unsigned int keySize(unsigned char nLead)
 {
     if ((nLead >= 0xE2 && nLead <= 0xE9) || nLead == 0xEF)
@@ -44,13 +44,13 @@ unsigned int sjisOfKey(unsigned char const* npKey, unsigned int nSize)
     return isLikely(isTail(npKey[2])) ? sjisOfUtf8(npKey[0], npKey[1], npKey[2]) : 0;
 }
 
-// How far the walk moves over a key without a code: never past the terminator.
+// How far to go for a key without a code: never past the terminator.
 unsigned int keySizeInText(unsigned char const* npKey, unsigned int nSize)
 {
     return npKey[1] == 0 ? 1 : npKey[2] == 0 ? 2 : nSize;
 }
 
-// The unit of a code of the two table classes, 0 if it has none.
+// The unit of a code that is looked up, 0 if it has none.
 unsigned int unitOfCode(unsigned char const* npCode, bool nIsDouble)
 {
     return nIsDouble ? unitOfSjis(npCode[0], npCode[1]) : unitOfSjisKana(npCode[0]);
@@ -91,7 +91,7 @@ struct Utf8ToSjisWalk
     static bool putKey(Output& nOutput, unsigned char const*& npSrc)
     {
         unsigned int const lCode = sjisOfKey(npSrc, SIZE);
-        // One comparison for nearly all text.
+        // One comparison recognises nearly all text.
         if (isLikely(lCode > 0xFF))
         {
             npSrc += SIZE;
@@ -190,7 +190,7 @@ unsigned int convertCharFromSjisToUtf16(unsigned short* npDst, char const* npSrc
     return lIsInTable ? 1 : 2;
 }
 
-// Not through an output: with a capacity of 0 the third class is stored all the same.
+// Does not use CharOutput: bytes that are not looked up are stored even with a capacity of 0.
 unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstSize, char const* npSrc)
 {
     if (npSrc == nullptr || (npDst == nullptr && nDstSize != 0))
@@ -203,7 +203,7 @@ unsigned int convertStrFromSjisToUtf16(unsigned short* npDst, unsigned int nDstS
     {
         if (nDstSize != 0 && nDstSize < lUsed + 2)
         {
-            return STR_ERROR; // the terminator would have no room either
+            return STR_ERROR; // then there is no room for the terminator either
         }
         bool const lIsDouble = isSjisLead(*lpSrc);
         if (lIsDouble || isSjisKana(*lpSrc))

@@ -49,7 +49,7 @@ struct Utf16ToUtf8Walk
 
 struct Utf8ToUtf16Walk
 {
-    // The two kinds of character that nearly all text consists of first, a branch for each.
+    // First the two kinds of characters that make up nearly all text, with a branch for each.
     template <class Output>
     static unsigned int run(Output nOutput, unsigned char const* npSrc)
     {
@@ -74,7 +74,7 @@ struct Utf8ToUtf16Walk
                 {
                     break;
                 }
-                // The walk never gets past a stray byte; a count of its steps would have no end.
+                // The conversion never gets past a stray byte, so counting its units would never end.
                 lHasRoom = (!lIsStray || Output::IS_STORING) &&
                            nOutput.put(lSize < 4 ? unitOfUtf8Char(npSrc, lSize) : REPLACEMENT_CHAR);
                 npSrc = !lIsStray ? npSrc + lSize : npSrc != lpBegin ? npSrc - 1 : npSrc;

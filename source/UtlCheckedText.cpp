@@ -16,7 +16,7 @@ using namespace internal;
 namespace
 {
 
-// From one encoding to another.
+// The steps of a conversion between two encodings.
 class Conversion
 {
 public:
@@ -49,7 +49,7 @@ private:
     bool const mIsLikeIconv;
 };
 
-// From an encoding to itself: what is well-formed stays as it is.
+// The steps of a conversion from an encoding to itself, which copies well-formed characters.
 class Copy
 {
 public:

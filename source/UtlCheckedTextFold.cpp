@@ -14,7 +14,7 @@ using namespace internal;
 namespace
 {
 
-// A fold as a walk.
+// The steps of a fold.
 class Folding
 {
 public:
@@ -36,7 +36,7 @@ public:
         }
         if (!mHasMore && nCursor.left() - 1 < LAST_BYTES)
         {
-            // The last bytes once more, with bytes behind them that may be read and complete no character.
+            // Fold a copy of the last bytes, followed by bytes that may be read and complete no character.
             unsigned char lLast[LAST_BYTES + IndexedRows::AHEAD] = {};
             unsigned char const* lpAt = lLast;
             std::copy(nCursor.mpSrc, nCursor.mpSrcEnd, lLast);
@@ -74,7 +74,7 @@ private:
     static constexpr std::size_t LONGEST_KEY = 6;
     static constexpr std::size_t LAST_BYTES = IndexedRows::AHEAD + 3;
 
-    // The place, or up to three bytes before it, so that no character goes across.
+    // npAt, or up to three bytes before it: the start of a character.
     static unsigned char const* boundaryAt(unsigned char const* npPlace)
     {
         unsigned char const* lpAt = npPlace;
@@ -85,7 +85,7 @@ private:
         return isTail(*lpAt) ? npPlace : lpAt;
     }
 
-    // Folds from npAt. False if a character is malformed or the room may be too small.
+    // Folds from npAt on. Result: false if a character is malformed or there may be too little room.
     bool foldTo(unsigned char const* npEnd, unsigned char const*& npAt, TextCursor& nCursor) const
     {
         FoldedChunk lChunk;
@@ -114,7 +114,7 @@ private:
     bool const mHasMore;
 };
 
-// A text with its capital letters made small, in pieces. Malformed bytes stay as they are.
+// Gives a text in pieces, with its capital letters made small. Malformed bytes stay as they are.
 class LowerText
 {
 public:
@@ -123,7 +123,7 @@ public:
     {
     }
 
-    // What comes next; empty at the end.
+    // The next piece; empty at the end.
     std::string_view piece()
     {
         if (mPiece.empty() && !mRest.empty())
@@ -144,7 +144,7 @@ private:
     char mBytes[64]; // texts mostly differ early
 };
 
-// Bytes that two texts begin with alike, up to the start of a character.
+// The length of the bytes with which both texts begin, up to the start of a character.
 std::size_t commonSize(std::string_view nLeft, std::string_view nRight)
 {
     std::size_t const lLimit = std::min(nLeft.size(), nRight.size());

@@ -23,7 +23,7 @@ using internal::NO_MATCH;
 
 // --- The text that is written ---
 
-// Appends as copyGeneral() does, which decides whenever a text does not simply fit.
+// The destination of a fold. Appends as copyGeneral() does, and calls it if a text may not fit.
 class FoldedText
 {
 public:
@@ -35,7 +35,7 @@ public:
     {
     }
 
-    // nBytes bytes of npText, which are whole characters; STR_ALL for a text that nobody has checked. False: failed.
+    // Appends nBytes bytes, which are whole characters; STR_ALL: all of a text that was not checked. False: failed.
     bool append(char const* npText, unsigned int nBytes)
     {
         if (nBytes >= mFree)
@@ -47,7 +47,7 @@ public:
         return true;
     }
 
-    // What a chunk of text was folded to. False, with nothing done, if it does not simply fit.
+    // Appends a folded chunk. False, with nothing done, if it may not fit.
     bool appendChunk(char const* npText, unsigned int nBytes, unsigned int nNeeded)
     {
         if (nNeeded >= mFree)
@@ -59,8 +59,8 @@ public:
         return true;
     }
 
-    // The characters from npText to npEnd, which no row matched. Before a stray continuation byte copyGeneral() drops
-    // one, and what does not fit as a whole may fit in part.
+    // Appends the characters from npText to npEnd, which no row matched. copyGeneral() drops one before a stray byte,
+    // and a part may fit if the whole does not.
     bool appendRun(char const* npText, char const* npEnd)
     {
         unsigned int const lBytes = static_cast<unsigned int>(npEnd - npText);
@@ -95,7 +95,7 @@ private:
 
     bool appendAsCopy(char const* npText, unsigned int nBytes)
     {
-        // copyGeneral() takes 0 bytes for nothing to do, but here an empty text is a text.
+        // With 0 bytes copyGeneral() does nothing, but an empty text must be terminated.
         unsigned int const lMaxBytes = nBytes == 0 ? STR_ALL : nBytes;
         char const* const lpText = nBytes == 0 ? &EMPTY_CHAR : npText;
         unsigned int const lSize = copyGeneral(mpDst, mDstSize, mSize - 1, lpText, 0, lMaxBytes, mMode);
@@ -130,8 +130,8 @@ private:
     char* const mpDst;
     unsigned int const mDstSize;
     int const mMode;
-    unsigned int mSize = 1; // in use, terminator included
-    unsigned int mFree;     // of the destination, from the terminator on; 0 if there is none
+    unsigned int mSize = 1; // bytes in use, terminator included
+    unsigned int mFree;     // bytes free in the destination, from the terminator on; 0 without a destination
 };
 
 // --- The row that matches ---
@@ -230,7 +230,7 @@ unsigned int foldBytes(FoldedText nText, char const* npSrc, unsigned int nLength
                           : foldText(nText, npSrc, PlainRows(npTable, nIsReverse));
 }
 
-// Longer text is refused: a scratch row would not take it.
+// Longer text is refused: it does not fit a scratch row.
 constexpr unsigned int LENGTH_LIMIT = WorkingBuffer<char>::CAPACITY;
 
 bool areApart(char const* npDst, unsigned int nDstSize, char const* npSrc, unsigned int nSrcSize)
@@ -240,7 +240,7 @@ bool areApart(char const* npDst, unsigned int nDstSize, char const* npSrc, unsig
     return npDst == nullptr || nDstSize == 0 || (lSrc - lDst >= nDstSize && lDst - lSrc >= nSrcSize);
 }
 
-// The bytes of a folded text one after the other, for tables without an empty key. Null and too long texts count as
+// Gives the bytes of a folded text one by one, for tables without an empty key. Null and too long texts count as
 // empty.
 class FoldedBytes
 {
@@ -257,7 +257,7 @@ public:
 
     unsigned int length() const { return mLength; }
 
-    // 0 at the end.
+    // The next byte; 0 at the end.
     unsigned char next()
     {
         while (mIndex == mChunk.mSize && !mChunk.mIsLast)
@@ -340,7 +340,7 @@ namespace
 
 constexpr unsigned int NO_DIGIT = 36; // not below any base
 
-// By the classes HAN_DIGIT, LOWER_HAN_... and UPPER_HAN_... of one character.
+// The value of a digit. The characters are those of the classes HAN_DIGIT, LOWER_HAN_... and UPPER_HAN_....
 unsigned int digitValue(unsigned char nCharacter)
 {
     if (nCharacter >= '0' && nCharacter <= '9')
@@ -366,7 +366,7 @@ unsigned char skipPrefix(FoldedBytes& nText, unsigned char nFirst, unsigned int&
     return nBase == 16 ? nText.next() : nFirst;
 }
 
-// Whether a scratch row would take the folded text, which may be twice as long.
+// Whether the folded text, which may be twice as long, fits a scratch row.
 template <class T>
 bool isShortFolded(T const* npStr, unsigned int nLength)
 {
@@ -396,7 +396,7 @@ bool strToInt(V* npValue, T const* npStr, int nBase)
         lCharacter = skipPrefix(lText, lCharacter, lBase);
     }
     constexpr unsigned int MAX_VALUE = 65535;
-    bool lIsNumber = false; // not for a minus either
+    bool lIsNumber = false; // stays so for a minus
     unsigned int lValue = 0;
     for (unsigned int lDigit = 0; (lDigit = digitValue(lCharacter)) < lBase; lCharacter = lText.next())
     {

@@ -1,4 +1,4 @@
-// An event to wait for: a condition with a flag, on the monotonic clock.
+// Event: a flag with two conditions, on the monotonic clock.
 #include "UtlEvent.h"
 
 #include "UtlApplog.h"
@@ -139,7 +139,7 @@ int Event::wait(Side const& nSide, unsigned int nTimeoutMs) const
     }
     if (nTimeoutMs == 0)
     {
-        pthread_cond_wait(&nSide.mCondition, &mMutex); // once: a pulse that is over already still ends the wait
+        pthread_cond_wait(&nSide.mCondition, &mMutex); // once: a flag that was up only for a moment also ends the wait
         return 0;
     }
     return waitLimitedLocked(nSide, nTimeoutMs);

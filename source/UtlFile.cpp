@@ -43,7 +43,7 @@ long long openFileSize(int nHandle, BasicString<char> const& nPath)
 namespace
 {
 
-// The length for a read; -1 with a message.
+// The length of a file that is to be read; -1 with a line in the log.
 long long sizeToRead(int nHandle, BasicString<char> const& nPath)
 {
     long long const lSize = openFileSize(nHandle, nPath);
@@ -54,7 +54,7 @@ long long sizeToRead(int nHandle, BasicString<char> const& nPath)
     return lSize;
 }
 
-// The result of a read, with its messages.
+// The result of a read, with its lines in the log.
 int resultOfRead(ssize_t nCount, BasicString<char> const& nPath)
 {
     if (nCount == -1)
@@ -97,7 +97,7 @@ using internal::isOpenHandle;
 using internal::opensUp;
 using internal::seekFile;
 
-/// Makes the directories of a file that is to be written. Result: false if the file cannot be opened.
+/// Creates the missing directories for a file that is to be written. Result: false if the file cannot be opened.
 bool isReadyToOpen(char const* npPath, int nOpenMode, int nAccessMode, bool& nExists)
 {
     bool const lIsWriting = nAccessMode != FILE_ACCESS_READ;
@@ -112,7 +112,7 @@ bool isReadyToOpen(char const* npPath, int nOpenMode, int nAccessMode, bool& nEx
     return lIsWriting ? !nExists || !File::isReadOnly(npPath) : nExists && nOpenMode != FILE_OPEN_TRUNCATE;
 }
 
-/// How open() and create() ask the system.
+/// The arguments with which open() and create() call the system.
 struct Opening
 {
     int mFlags;
@@ -147,7 +147,7 @@ int openHandle(char const* npPath, Opening const& nOpening)
     return lHandle;
 }
 
-/// Opens and locks a file whose path has been looked at. What it made itself it removes if it fails.
+/// Opens and locks a file whose path has been checked. If it fails, it removes the file that it created.
 /// Result: false with a message, and nHandle left empty.
 bool openAndLock(char const* npPath, Opening const& nOpening, bool nGoesToEnd, SmartHandle<DestructCloseFile>& nHandle)
 {
@@ -156,7 +156,7 @@ bool openAndLock(char const* npPath, Opening const& nOpening, bool nGoesToEnd, S
     {
         lParent.emplace(npPath);
     }
-    internal::ScopedHandle lHandle(openHandle(npPath, nOpening)); // closes on each way out below
+    internal::ScopedHandle lHandle(openHandle(npPath, nOpening)); // closes on each return below
     auto const lRefuse = [&](int nLevel, char const* npReason)
     {
         int const lError = errno;
@@ -209,7 +209,7 @@ File& File::operator=(File const& nOther)
     {
         mPath = nOther.mPath;
         mTextType = nOther.mTextType;
-        mpReadAhead = nOther.mpReadAhead; // ahead of the descriptor, which may be closed
+        mpReadAhead = nOther.mpReadAhead; // before the descriptor, which may be closed
         mHandle = nOther.mHandle;
     }
     return *this;
@@ -217,7 +217,7 @@ File& File::operator=(File const& nOther)
 
 File::~File()
 {
-    // Entries of files that were created here reach the medium with their directory.
+    // Syncing the directory puts the entry of a file that was created here on the medium.
     char lDirectory[FILE_PATH_MAX];
     if (extractDirectoryPath(lDirectory, FILE_PATH_MAX, mPath.c_str()))
     {
@@ -262,7 +262,7 @@ bool File::create(int nAccessMode, int nMode)
     {
         return take(lHandle, nAccessMode);
     }
-    if (UTL_FILE_CALL("create", mChmod(lpPath, static_cast<mode_t>(nMode))) != 0) // what the umask took
+    if (UTL_FILE_CALL("create", mChmod(lpPath, static_cast<mode_t>(nMode))) != 0) // the bits that the umask cleared
     {
         applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "chmod in create Failed. errno[%d] Path:%s", errno, lpPath);
         internal::removeFile(lpPath);
@@ -453,7 +453,7 @@ bool File::resize()
 bool File::resize(unsigned long long nNewSize)
 {
     long long const lOld = position();
-    long long const lNew = static_cast<long long>(nNewSize); // too large: negative, and refused by the seek
+    long long const lNew = static_cast<long long>(nNewSize); // negative if too large, which the seek refuses
     if (lOld == -1 || seek(lNew, FILE_SEEK_BEGIN) == -1)
     {
         return false;

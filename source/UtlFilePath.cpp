@@ -1,4 +1,4 @@
-// Paths as text: their parts, and the calls of a file that give them.
+// Paths as text: their parts, and the members of File that give them.
 #include "UtlFile.h"
 
 #include "UtlConvertAttrib.h"
@@ -16,7 +16,7 @@ namespace internal
 BasicString<char> normalisedPath(char const* npPath)
 {
     BasicString<char> lPath(npPath, 0, 0);
-    if (std::strchr(lPath.c_str(), '\\') != nullptr) // spares nearly every path the search for what is not there
+    if (std::strchr(lPath.c_str(), '\\') != nullptr) // nearly no path has one
     {
         lPath.replace("\\", "/", 0);
     }
@@ -49,8 +49,8 @@ using internal::findToken;
 constexpr char SEPARATORS[] = "\\/";
 using PathBuffer = char[FILE_PATH_MAX];
 
-/// Copies a path, normalised, without separators at its end. Without the heap: destructors restore modes by it.
-/// Result: false for what no part can be taken of.
+/// Copies a path, normalised, without separators at its end. Uses no heap: destructors that restore modes call it.
+/// Result: false for a path without parts.
 bool preparePath(PathBuffer& nBuffer, char const* npDst, unsigned int nDstSize, char const* npPath)
 {
     if (npDst == nullptr || nDstSize == 0 || !internal::isValidPath(npPath))

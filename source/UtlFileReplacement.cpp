@@ -1,4 +1,4 @@
-// Write beside, sync, rename, sync the directory.
+// FileReplacement: writes a new file, syncs it, renames it over the old one and syncs the directory.
 #include "UtlFileReplacement.h"
 
 #include "internal/file/UtlFileCalls.h"
@@ -15,9 +15,9 @@ namespace utl
 namespace
 {
 
-constexpr int TRIES_MAX = 100; // names that others, who had our process number before, left behind
+constexpr int TRIES_MAX = 100; // names that an earlier process with our id may have left behind
 
-std::atomic<unsigned int> gNumber{0}; // makes the names of one process differ
+std::atomic<unsigned int> gNumber{0}; // gives each file of this process another name
 
 } // namespace
 
@@ -37,7 +37,7 @@ bool FileReplacement::isOpened() const
     return mBeside.has_value();
 }
 
-/// Whether the file beside is this process's, and not that of its parent.
+/// Whether the new file is open, and this process opened it, not its parent.
 bool FileReplacement::isOurs() const
 {
     return isOpened() && mProcess == ::getpid();
@@ -61,7 +61,7 @@ bool FileReplacement::open(int nMode)
     return makeBeside(nMode != -1 || !lExists ? nMode : static_cast<int>(lStat.st_mode & 07777));
 }
 
-/// nMode: -1 for that of any new file.
+/// nMode: -1 for the mode that open() gives to a new file.
 bool FileReplacement::makeBeside(int nMode)
 {
     for (int lTry = 0; lTry < TRIES_MAX; ++lTry)
@@ -81,7 +81,7 @@ bool FileReplacement::makeBeside(int nMode)
         }
         int const lError = errno;
         mBeside.reset();
-        if (lError != EEXIST) // nothing that is there is opened, nor what a link leads to
+        if (lError != EEXIST) // an existing file or link is never opened
         {
             return false;
         }
@@ -104,7 +104,7 @@ LineWritten FileReplacement::writeLine(std::string_view nText, std::string_view 
 
 Replaced FileReplacement::commit()
 {
-    // Renamed while it is open and locked, so that nobody takes it for left behind.
+    // Renamed while it is open and locked, so that nobody takes it for a file left behind.
     if (!isOurs() || mHasFailed || !mBeside->sync() || !internal::renameOver(mBeside->getPath(), mPath.c_str()))
     {
         cancel();

@@ -38,19 +38,19 @@ constexpr mode_t PERMISSION_BITS = 0777;
 constexpr mode_t WRITE_BITS = 0222;
 
 std::atomic<int> gModes{FILE_MODES_OPEN};
-constexpr unsigned int NAMES_MAX = 32; // of the lists made here, to begin with
+constexpr unsigned int NAMES_MAX = 32; // first capacity of the lists made here
 constexpr unsigned int COPY_SIZE = 16384;
 constexpr int LOOK = O_RDONLY | O_NONBLOCK; // does not wait for the other end of a FIFO
 
 enum class PathKind
 {
-    NONE, // or the system does not tell
+    NONE, // nothing, or the system does not tell
     FILE,
     DIRECTORY
 };
 
-/// What a path names. Asked once by each operation: a second question may fail, and a directory must not pass for a
-/// file then.
+/// What a path names. Each operation asks once: a second call may fail, and then a directory must not be taken for a
+/// file.
 PathKind pathKindUnchecked(char const* npPath)
 {
     struct stat lStat = {};
@@ -61,7 +61,7 @@ PathKind pathKindUnchecked(char const* npPath)
     return S_ISDIR(lStat.st_mode) ? PathKind::DIRECTORY : PathKind::FILE;
 }
 
-/// The same of a normalised path; the empty path, and so null, names nothing.
+/// The same for a normalised path; the empty path, and so null, names nothing.
 PathKind pathKind(char const* npPath)
 {
     return isValidPath(npPath) ? pathKindUnchecked(npPath) : PathKind::NONE;
@@ -97,7 +97,7 @@ bool setWriting(char const* npPath, bool nIsAllowed, char const* npFunction)
     return UTL_FILE_CALL(npFunction, mChmod(npPath, lMode)) == 0;
 }
 
-/// Makes one of the directories on the way to npPath, or finds it there.
+/// Creates one of the directories on the way to npPath, unless it exists.
 bool makePart(char const* npPart, char const* npPath)
 {
     OpenParent lParent(npPart);
@@ -124,7 +124,7 @@ bool makePart(char const* npPart, char const* npPath)
 
 // --- Listing ---
 
-/// A directory to be listed, and which of its entries.
+/// A directory to be listed, and a pattern for its entries.
 struct Listing
 {
     bool prepare(char const* npPath);
@@ -137,7 +137,7 @@ struct Listing
     char mPattern[FILE_PATH_MAX]; // empty for none
 };
 
-/// Takes a path apart into directory and pattern. Result: false for what is no path, and for a pattern that is not just
+/// Splits a path into directory and pattern. Result: false for an invalid path, and for a pattern that is not only in
 /// the last component.
 bool Listing::prepare(char const* npPath)
 {
@@ -191,7 +191,7 @@ bool Listing::accepts(dirent const& nEntry) const
     return mPattern[0] == 0 || UTL_FILE_CALL("children", mFnmatch(mPattern, lpName, FNM_PATHNAME)) == 0;
 }
 
-/// Appends to a list that may grow: by doubling, since each step copies all. The caller trims it.
+/// Appends to a list, whose capacity doubles if necessary, since each enlarging copies all. The caller trims it.
 bool append(FileNames& nList, BasicString<char> const& nName, bool& nHasGrown)
 {
     if (nHasGrown && nList.size() == nList.maxSize())
@@ -224,7 +224,7 @@ public:
 
     bool isOpen() const { return mpStream != nullptr; }
 
-    /// Result: null at the end, with errno 0, and for a failure, with its number.
+    /// Result: null at the end, with errno 0, and for a failure, with its errno.
     dirent const* next()
     {
         return internal::blockingCall("source/UtlFile", "children", __LINE__,
@@ -239,7 +239,7 @@ private:
     DIR* const mpStream;
 };
 
-/// Appends the entries that count. Result: false if the directory cannot be read to its end or the list is too small.
+/// Appends the entries asked for. Result: false if the directory cannot be read to its end or the list is too small.
 bool Listing::collect(FileNames& nList, unsigned int nMaxCount) const
 {
     DirectoryStream lStream(mDirectory.c_str());
@@ -254,7 +254,7 @@ bool Listing::collect(FileNames& nList, unsigned int nMaxCount) const
         dirent const* const lpEntry = lStream.next();
         if (lpEntry == nullptr && errno != 0)
         {
-            return false; // a part of a directory must not pass for the whole
+            return false; // a part of a directory must not be taken for all of it
         }
         if (lpEntry == nullptr)
         {
@@ -280,7 +280,7 @@ bool Listing::collect(FileNames& nList, unsigned int nMaxCount) const
 
 // --- Copying ---
 
-/// Copies what is left of one open file to another, and ends the other there.
+/// Copies the rest of one open file to another, and cuts the other off there.
 bool copyContent(int nSource, int nDestination)
 {
     std::unique_ptr<char[]> const lpBuffer(new char[COPY_SIZE]); // not cleared
@@ -348,7 +348,7 @@ bool copyFileContent(char const* npSource, char const* npDestination, int nOverw
         return false;
     }
     mode_t const lMode = lStat.st_mode & (opensUp() ? MODE_BITS : PERMISSION_BITS);
-    // Restored before the source's, which may be the same directory: the older mode comes last.
+    // Restored before the source's parent, which may be the same directory: the older mode must be set last.
     OpenParent const lDestinationParent(npDestination);
     bool const lExists = File::exists(npDestination);
     if (!lDestination.open(npDestination, O_WRONLY | O_CREAT | (nOverwrite == 1 ? 0 : O_EXCL), lMode))
@@ -401,7 +401,7 @@ bool renameFile(char const* npSource, char const* npDestination)
     return true;
 }
 
-/// The directory of a path, in nBuffer if it has a name there.
+/// The directory of a path; stored in nBuffer if the path names one.
 char const* parentOf(char const* npPath, char (&nBuffer)[FILE_PATH_MAX])
 {
     File::extractDirectoryPath(nBuffer, FILE_PATH_MAX, npPath);
@@ -413,7 +413,7 @@ bool isSame(struct stat const& nOne, struct stat const& nOther)
     return nOne.st_dev == nOther.st_dev && nOne.st_ino == nOther.st_ino;
 }
 
-/// Whether two paths are one entry of a directory, by different ways. True also if the system does not tell.
+/// Whether two paths lead to the same directory entry. True also if the system does not tell.
 bool isSameEntry(char const* npOne, char const* npOther)
 {
     char lName[FILE_PATH_MAX] = {};
@@ -430,7 +430,7 @@ bool isSameEntry(char const* npOne, char const* npOther)
             isSame(lStat, lOtherStat));
 }
 
-/// After a rename: takes the source away if it is there still, because both were links of one file.
+/// After a rename: removes the source if it still exists, because both were links of one file.
 void removeLink(char const* npSource, char const* npDestination)
 {
     struct stat lStat = {};
@@ -443,7 +443,7 @@ void removeLink(char const* npSource, char const* npDestination)
     }
 }
 
-/// Whether somebody holds a file as a writer does. Readers are not disturbed by the question.
+/// Whether a writer has a file locked. Readers are not disturbed.
 bool isHeldByWriter(char const* npPath)
 {
     CopyHandle lHandle;
@@ -452,7 +452,7 @@ bool isHeldByWriter(char const* npPath)
 
 } // namespace
 
-// --- What other files share ---
+// --- For other source files ---
 
 bool internal::makeParents(char const* npPath)
 {
@@ -641,7 +641,7 @@ bool File::makeDirectories(char const* npPath)
     }
     if (*lPath.c_str() == 0)
     {
-        return true; // where a name without a directory lies: it is there, and not ours to open to everybody
+        return true; // the directory of a name without one: it exists, and must not be opened to everybody
     }
     if (exists(lPath.c_str()))
     {

@@ -18,15 +18,15 @@ namespace
 {
 
 constexpr char const* EOL = "\n";
-constexpr unsigned long long SEEK_HERE = ~1ULL; // the start of seekKey() that means the position
+constexpr unsigned long long SEEK_HERE = ~1ULL; // as the start in seekKey(): the current position
 
-/// Where a text is written to; npNone, a single char, for a string that has room for nothing and may be sharing.
+/// The buffer of a string; npNone, a single char, if its capacity is 1, because then it may be shared.
 char* roomOf(BasicString<char>& nText, char* npNone)
 {
     return nText.maxSize() > 1 ? nText.c_str() : npNone;
 }
 
-/// UTF-8 in the byte order of a file. Result: the bytes, without terminator; nUnits receives the units with it, 0 for
+/// Converts UTF-8 to UTF-16 in the byte order of a file. Result: the bytes; nUnits: units with the terminator, 0 for
 /// text that cannot be converted.
 std::unique_ptr<unsigned char[]> makeUtf16(char const* npText, bool nIsBigEndian, unsigned int& nUnits)
 {
@@ -43,7 +43,7 @@ std::unique_ptr<unsigned char[]> makeUtf16(char const* npText, bool nIsBigEndian
     return lpBytes;
 }
 
-/// Compares a key byte by byte. A byte that does not match is not tried again as the first one.
+/// Searches for a key byte by byte. A byte that does not match is not tried again as the first one of the key.
 class KeyMatch
 {
 public:
@@ -79,7 +79,7 @@ public:
 private:
     unsigned char const* const mpKey;
     unsigned int const mSize;
-    unsigned int mMatched = 0; // bytes of the key, before the next one
+    unsigned int mMatched = 0; // bytes of the key that have matched so far
 };
 
 } // namespace
@@ -137,7 +137,7 @@ int File::findNextLineSize(unsigned int, unsigned int* npTextSize, unsigned int*
 namespace
 {
 
-// Any line: measured, and then read. nDstSize is below FILE_TEXT_CHUNK_MAX.
+// Reads any line: measures it, and then reads it. nDstSize: below FILE_TEXT_CHUNK_MAX.
 int readAnyLine(TextReader& nReader, int nTextType, char* npDst, unsigned int nDstSize, unsigned int* npOutSize)
 {
     long long const lStart = nReader.position();

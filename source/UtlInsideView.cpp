@@ -1,4 +1,4 @@
-// A look inside the running process. All of the dump runs in signal handlers, too.
+// The dump of what all threads do. All of it may run in a signal handler.
 #include "UtlInsideView.h"
 
 #include "internal/base/UtlSlotSnapshot.h"
@@ -30,7 +30,7 @@ using internal::ThreadSlot;
 int const DESCRIPTOR_LIMIT_MS = 100;
 std::uint32_t const ONE_SECOND = internal::slotTime(1000000000);
 
-/// One line of text, cut if it becomes too long. What would end it, or is no text, becomes a question mark.
+/// One line of text, cut if it becomes too long. Control characters become question marks.
 class Line
 {
 public:
@@ -74,13 +74,13 @@ public:
     std::size_t size() const { return mSize; }
 
 private:
-    static constexpr std::size_t CAPACITY = 511; // with its end within what a pipe takes at once
+    static constexpr std::size_t CAPACITY = 511; // with the line end, a pipe takes it in one piece
 
     char mText[CAPACITY + 1];
     std::size_t mSize = 0;
 };
 
-/// Writes lines for as long as the descriptor takes them.
+/// Writes lines as long as the descriptor accepts them.
 class Lines
 {
 public:
@@ -115,7 +115,7 @@ private:
         {
             lReady = gSystem.mPoll(&lFd, 1, DESCRIPTOR_LIMIT_MS);
         }
-        errno = EAGAIN; // not that of a signal, for who asks whether to write again
+        errno = EAGAIN; // not EINTR, on which a caller would write again
         return lReady == 1 && (lFd.revents & POLLOUT) != 0 && (lFd.revents & (POLLERR | POLLHUP)) == 0;
     }
 
@@ -143,7 +143,7 @@ Line& addMs(Line& nLine, std::uint32_t nSlotTime)
 
 Line& addTime(Line& nLine, SlotWord nSince)
 {
-    // What was timed by the precise clock may be ahead of the coarse one.
+    // A time of the precise clock may be ahead of the coarse clock.
     std::uint32_t const lPassed = internal::slotClock() - static_cast<std::uint32_t>(nSince);
     return addMs(nLine.text(" for "), lPassed < 0x80000000U ? lPassed : 0);
 }
@@ -254,7 +254,7 @@ void writeWait(Lines& nLines, SlotSnapshot const& nSnapshot)
     if (nSnapshot.mWaitsFor == 0)
     {
         addTime(lLine.text("a lock"),
-                nSnapshot.mWait[3]); // given up at this moment, or the platform does not tell whose
+                nSnapshot.mWait[3]); // released at this moment, or the platform does not tell the owner
     }
     else
     {
@@ -270,7 +270,7 @@ void writeWait(Lines& nLines, SlotSnapshot const& nSnapshot)
     nLines.write(lLine);
 }
 
-/// nOf: whose queue it is; null for a lock of the process.
+/// npOf: the thread whose queue it is; null for a lock of the process.
 void writeHeldLock(Lines& nLines, int nOwnerId, char const* npLock, SlotSnapshot const* npOf)
 {
     Line lLine;
@@ -305,13 +305,13 @@ void writeHeldLocks(Lines& nLines)
 
 // ---------------------------------------------------------------------------------------------- circles
 
-/// From a thread that waits to the thread that it waits for, and on.
+/// A walk from a thread to the thread that it waits for, and so on.
 struct Walk
 {
     bool mIsCircle = false;
-    unsigned int mFirst = SLOT_COUNT;  // the lowest slot on the way
-    bool mIsOld = true;                // each has waited for a second
-    std::uint32_t mHash = 2166136261U; // of all on the way; the same when nobody has stopped waiting
+    unsigned int mFirst = SLOT_COUNT;  // the lowest slot on the walk
+    bool mIsOld = true;                // each thread has waited for a second
+    std::uint32_t mHash = 2166136261U; // of all waits on the walk; the same as long as nobody has stopped waiting
 };
 
 Walk walkFrom(unsigned int nIndex, Line* npLine)
@@ -347,7 +347,7 @@ Walk walkFrom(unsigned int nIndex, Line* npLine)
     return lWalk;
 }
 
-/// A circle is told once, at its lowest slot. What two walks find alike was all there when the first one ended.
+/// A circle is written once, for its lowest slot. If two walks find the same, it was complete when the first one ended.
 void writeCircle(Lines& nLines, unsigned int nIndex)
 {
     Walk const lFirst = walkFrom(nIndex, nullptr);
@@ -356,7 +356,7 @@ void writeCircle(Lines& nLines, unsigned int nIndex)
         return;
     }
     Line lLine;
-    // A young one may have been opened: the other thread must only wake up.
+    // A young circle may be open already: one of its threads may only have to wake up.
     lLine.text(lFirst.mIsOld ? "deadlock: " : "circle: ");
     Walk const lSecond = walkFrom(nIndex, &lLine);
     SlotSnapshot lSnapshot;
@@ -375,7 +375,7 @@ void onDumpSignal(int)
     dump(gSignalFd.load(std::memory_order_relaxed));
 }
 
-/// Writes all that is told of one thread; what its slot holds was read whole.
+/// Writes all lines of one thread.
 void writeThread(Lines& nLines, ThreadSlot& nSlot, SlotSnapshot const& nSnapshot)
 {
     writeWork(nLines, nSnapshot);

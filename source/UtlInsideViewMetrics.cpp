@@ -1,4 +1,4 @@
-// The books of all loops as text for a collector of metrics.
+// The counts of all loops as text for a collector of metrics.
 #include "UtlInsideView.h"
 #include "internal/base/UtlSlotSnapshot.h"
 
@@ -18,14 +18,14 @@ using internal::LoopSnapshot;
 using internal::SlotSnapshot;
 using internal::ThreadSlot;
 
-/// One name of the exposition format. mBook: the place of its number in LoopSnapshot::mCounts.
+/// One name of the exposition format. mBook: the index of its number in LoopSnapshot::mCounts.
 struct Metric
 {
     char const* mpName;
     char const* mpHelp;
-    char const* mpLabel; // besides those of the thread
+    char const* mpLabel; // in addition to those of the thread
     unsigned int mBook;
-    bool mIsCounter; // otherwise it goes up and down
+    bool mIsCounter; // otherwise a gauge
 };
 
 Metric const METRICS[] = {
@@ -47,7 +47,7 @@ Metric const METRICS[] = {
 };
 unsigned int const LONGEST_CALL = 14;
 
-/// Writes what fits and counts all.
+/// Writes what fits, and counts everything.
 class Text
 {
 public:
@@ -68,7 +68,7 @@ public:
         mSize += lSize > 0 ? static_cast<unsigned int>(lSize) : 0;
     }
 
-    /// Result: the size with the terminator; the buffer is empty unless that fits.
+    /// Result: the size with the terminator. If that does not fit, the buffer holds an empty text.
     unsigned int end()
     {
         if (mSize >= mCapacity && mCapacity != 0)

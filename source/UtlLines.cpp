@@ -1,4 +1,4 @@
-// The loop over the lines of a file, and lines written.
+// Lines: the loop over the lines of a file, and writing a line.
 #include "UtlLines.h"
 
 #include "internal/file/UtlFileCalls.h"
@@ -15,7 +15,7 @@ namespace
 
 constexpr unsigned int CAPACITY_MIN = 5; // any character and a terminator
 
-/// What the first bytes of a file tell of its encoding.
+/// The encoding that the first bytes of a file tell.
 struct Mark
 {
     long long mSize;
@@ -34,7 +34,7 @@ Mark markOf(unsigned char const (&nBytes)[3], int nCount, int nTextType)
                              : Mark{0, nTextType};
 }
 
-/// The first bytes of a file, of which one read may give fewer than there are.
+/// Reads the first bytes of a file, with several reads if necessary.
 /// Result: how many, or FILE_READ_ERROR.
 int readBeginning(int nHandle, BasicString<char> const& nPath, unsigned char (&nBytes)[3])
 {
@@ -73,7 +73,7 @@ Line const* Lines::fail(int nError)
     return nullptr;
 }
 
-/// Looks for a mark, wherever the file stands, and goes behind it.
+/// Looks for a byte-order mark at the start of the file, and moves behind it if the position is there.
 bool Lines::begin(internal::TextReader& nReader)
 {
     unsigned char lBytes[3] = {};
@@ -84,7 +84,7 @@ bool Lines::begin(internal::TextReader& nReader)
         return false;
     }
     mTextType = lMark.mTextType;
-    mIsBegun = lCount > 0; // an empty file may get a mark yet
+    mIsBegun = lCount > 0; // an empty file may still get a mark
     return true;
 }
 

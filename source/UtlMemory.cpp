@@ -1,4 +1,4 @@
-// Heap accounting: what is allocated, by thread.
+// Heap accounting: the tables and totals of blocks.
 #include "UtlMemory.h"
 
 #include "UtlMap.h"
@@ -272,7 +272,7 @@ void Memory::printMessage(int, int nFd, char const* npFormat, ...)
     va_end(lArguments);
     if (lLength < static_cast<int>(sizeof(mMsgBuffer)) && nFd != -1)
     {
-        // Best effort: nobody is told of a text that could not be written.
+        // Best effort: a failure is not reported.
         (void)internal::gSystem.mWrite(nFd, mMsgBuffer, std::strlen(mMsgBuffer));
     }
 }

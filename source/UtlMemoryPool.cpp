@@ -1,4 +1,4 @@
-// Fixed blocks from memory that is had once.
+// Blocks of one size from one allocation.
 #include "UtlMemoryPool.h"
 
 #include "UtlApplog.h"
@@ -23,7 +23,7 @@ class UTL_SCOPED_CAPABILITY MemoryPool::ReportedGuard
 {
 public:
     ReportedGuard(SyncObject const& nSyncObject, char const* npFunction, unsigned int nLine)
-        UTL_ACQUIRE(nSyncObject) UTL_NO_THREAD_SAFETY_ANALYSIS // taken inside a function object
+        UTL_ACQUIRE(nSyncObject) UTL_NO_THREAD_SAFETY_ANALYSIS // locked inside a lambda
         : mSyncObject(nSyncObject)
     {
         char const* const FILE_NAME = "source/UtlMemoryPool";
@@ -69,7 +69,7 @@ MemoryPool::MemoryPool(unsigned int nSlotSize, unsigned int nSlotCount, char con
     {
         mpActive[lLastWord] = ~Word(0) << lUsedBits;
     }
-    // A product beyond the address space is left to the allocator to refuse.
+    // If the product is beyond the address space, the allocator refuses it.
     std::size_t const lMax = static_cast<std::size_t>(-1);
     mpPool.reset(new unsigned char[nSlotSize > lMax / nSlotCount ? lMax : std::size_t(nSlotSize) * nSlotCount]());
     mSlotSize = nSlotSize;

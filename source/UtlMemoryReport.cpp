@@ -82,7 +82,7 @@ void Memory::printDetails(int nLevel, int nFd, std::uint64_t nFirstSerial, char 
     printMessage(nLevel, nFd, "---- ProcessDetailHeap%s [End of Log] ----\n", npMark);
 }
 
-/// Result: a descriptor, or -1 for null and on failure.
+/// Creates a report file. Result: a descriptor, or -1 for null and on failure.
 int Memory::openReportFile(char const* npPath)
 {
     char lDirectory[260] = {};

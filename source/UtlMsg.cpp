@@ -1,4 +1,4 @@
-// Messages of the library's own, and how they are written into an image.
+// The library's own messages, and how messages are written to a broker and read back.
 #include "UtlMsg.h"
 
 namespace utl

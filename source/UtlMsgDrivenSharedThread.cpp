@@ -1,4 +1,4 @@
-// One message thread that several listeners share.
+// MsgDrivenSharedThread: one message thread for several listeners.
 #include "UtlMsgDrivenSharedThread.h"
 
 #include "UtlApplog.h"
@@ -86,7 +86,7 @@ void MsgDrivenSharedThread::SpecifiedMsgListenerMsg::restoreDataFrom(MsgDataBrok
     nBroker.get(mRawMsg.buffer(), mRawMsg.maxSize());
 }
 
-/// Passes what is addressed to nobody in particular.
+/// Accepts broadcasts and time-outs for all listeners.
 class MsgDrivenSharedThread::JudgeMsgBroadcast
 {
 public:
@@ -111,7 +111,7 @@ private:
     JudgeMsgSpecifiedMsgId const mJudge;
 };
 
-/// Passes what is addressed to one listener.
+/// Accepts messages and time-outs for one listener.
 class MsgDrivenSharedThread::JudgeMsgSpecifiedListener
 {
 public:
@@ -130,11 +130,11 @@ public:
                            : lMsgId == MSG_ID_SPECIFIED_LISTENER && passesEnvelope(nRawMsg);
     }
 
-    /// What passed last is a time-out and not an envelope.
+    /// Whether the last message that was accepted is a time-out, not an envelope.
     bool isTimerMsg() const { return mIsTimerMsg; }
 
 private:
-    /// Reads the listener, and the id at the start of the inner image, in place: no envelope is opened.
+    /// Reads the listener, and the id at the start of the inner image, directly from the envelope.
     bool passesEnvelope(ThreadRawMsg const& nRawMsg) const
     {
         ThreadMsgListener* lpListener = nullptr;
@@ -150,7 +150,7 @@ private:
     bool mIsTimerMsg = false;
 };
 
-/// The image is a TimerMsg, and the timer is entered for this listener; null: for all.
+/// Whether the image is a TimerMsg of a timer that was entered for this listener; null: for all.
 bool MsgDrivenSharedThread::isTimeoutFor(ThreadMsgListener* npListener, ThreadRawMsg& nRawMsg)
 {
     TimerMsg lMsg;
@@ -179,14 +179,14 @@ MsgDrivenSharedThread::MsgDrivenSharedThread(unsigned int nMaxMsgSize, unsigned 
 
 MsgDrivenSharedThread::~MsgDrivenSharedThread()
 {
-    MsgDrivenThread::stop(1, 0); // the loop calls receiveMsg, and that ends with this class
+    MsgDrivenThread::stop(1, 0); // the loop calls this class's receiveMsg
     awaitEnd();
 }
 
-/// The message thread itself, and no later thread that the kernel gave its id.
+/// Whether the caller is the message thread itself, not a later thread to which the kernel gave its id.
 bool MsgDrivenSharedThread::isOnMessageThread() const
 {
-    return isOwnThread() && !hasDone(STAGE_DONE); // from its first instruction on
+    return isOwnThread() && !hasDone(STAGE_DONE); // from its first instruction onon
 }
 
 int MsgDrivenSharedThread::start(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npWatchdogListener,
@@ -222,7 +222,7 @@ void MsgDrivenSharedThread::detachMsgListener(ThreadMsgListener* npListener)
     changeList(MSG_ID_DETACH_LISTENER, npListener, "detachMsgListener");
 }
 
-/// At once if nobody walks the list, or by the message thread. Result: of addMsgListener() or eraseMsgListener().
+/// Changes the list: at once if no loop uses it, otherwise on the message thread. Result: that of the change.
 bool MsgDrivenSharedThread::changeList(int nMsgId, ThreadMsgListener* npListener, char const* npFunction)
 {
     if (isOnMessageThread())
@@ -265,7 +265,7 @@ bool MsgDrivenSharedThread::mayChangeListLocked(char const* npFunction)
     }
     while (isRunning() && blockingCall(FILE_NAME, npFunction, __LINE__, [&] { return waitTo(STAGE_DONE, 0); }) == 0)
     {
-        // one wait may end early
+        // a single wait may end early
     }
     return true;
 }
@@ -295,7 +295,7 @@ bool MsgDrivenSharedThread::eraseMsgListener(ThreadMsgListener* npListener)
             mMsgListeners.removeAt(lIndex);
             if (mForwardIndex > static_cast<int>(lIndex))
             {
-                --mForwardIndex; // whom it is calling has moved up
+                --mForwardIndex; // the listener being called has moved up
             }
             return true;
         }
@@ -341,7 +341,7 @@ int MsgDrivenSharedThread::takeTimerOf(ThreadMsgListener* npListener)
 
 // ---------------------------------------------------------------------------------------------- sending
 
-/// Wraps a message into the envelope and sends that, with the envelope locked to the end.
+/// Wraps a message into the envelope and sends that. The envelope is locked until nSend has returned.
 template <class Send>
 bool MsgDrivenSharedThread::sendSpecified(Staging& nStaging, ThreadMsgListener* npListener, Msg const& nMsg, Send nSend)
 {
@@ -373,7 +373,7 @@ bool MsgDrivenSharedThread::sendMsgInterrupt(ThreadMsgListener* npListener, Msg 
 
 // ---------------------------------------------------------------------------------------------- views
 
-/// Does something with the judgement of one of the judges.
+/// Calls nDo with the judgement of a judge.
 template <class Judge, class Do>
 bool MsgDrivenSharedThread::withJudge(Judge nJudge, Do nDo)
 {
@@ -459,7 +459,7 @@ int MsgDrivenSharedThread::registerTimer(ThreadMsgListener* npListener, unsigned
                : -1;
 }
 
-/// Enters whose a registered timer is. Result: the id; -1 for -1 and for a full table, the timer being gone then.
+/// Notes the listener of a registered timer. Result: the id; -1 for -1, and for a full table, with the timer killed.
 int MsgDrivenSharedThread::enterTimer(int nTimerId, ThreadMsgListener* npListener)
 {
     if (nTimerId == -1)
@@ -544,7 +544,7 @@ void MsgDrivenSharedThread::route(int nMsgId, int nThreadId, ThreadRawMsg& nRawM
 /// moves the index with those that stay.
 void MsgDrivenSharedThread::forwardMsg(int nThreadId, ThreadRawMsg& nRawMsg)
 {
-    int const lOuterIndex = mForwardIndex; // of a broadcast whose listener makes this one
+    int const lOuterIndex = mForwardIndex; // that of an outer broadcast, whose listener makes this one
     for (mForwardIndex = static_cast<int>(mMsgListeners.size()) - 1; mForwardIndex >= 0; --mForwardIndex)
     {
         ThreadMsgListener* const* const lppListener = mMsgListeners.at(static_cast<unsigned int>(mForwardIndex));

@@ -1,4 +1,4 @@
-// Construction, life and loop of a message thread.
+// MsgDrivenThread: construction, start and stop, and the loop.
 #include "UtlMsgDrivenThread.h"
 
 #include "UtlApplog.h"
@@ -17,7 +17,7 @@ using internal::ThreadSlot;
 namespace
 {
 
-unsigned int const CTL_RESERVE = 256; // records for timers, requests and the stop beside a full data queue
+unsigned int const CTL_RESERVE = 256; // records for timers, requests and the stop, even if the data queue is full
 
 internal::TimerSignal gTimerSignal(2);
 
@@ -131,7 +131,7 @@ Start MsgDrivenThread::tryStart(ThreadMsgListener* npListener, ThreadOptions con
     {
         mpImpl->mpMsgListener = nullptr; // no thread was made: it may be tried again
     }
-    lStart == Start::DONE ? internal::LoopList::enter(*mpImpl) : void(); // it may be in preExecute() for long
+    lStart == Start::DONE ? internal::LoopList::enter(*mpImpl) : void(); // preExecute() may take long
     return lStart;
 }
 
@@ -179,8 +179,8 @@ unsigned int MsgDrivenThread::Impl::execute()
     return lHasStopped ? 0 : ~0U;
 }
 
-/// The record to work on. A request that was served or withdrawn, and a message that its sender has given up, go here
-/// and give none.
+/// The record to work on. Requests that were served or withdrawn, and messages that were given up, are dropped here
+/// and not returned.
 MsgDrivenThread::Impl::CtlRecord const* MsgDrivenThread::Impl::headLocked()
 {
     CtlRecord const* lpHead = mCtlQueue.head();
@@ -193,8 +193,8 @@ MsgDrivenThread::Impl::CtlRecord const* MsgDrivenThread::Impl::headLocked()
     return lpHead != nullptr && lpHead->mMsgId != MSG_ID_OUT_OF_BAND ? lpHead : nullptr;
 }
 
-/// A head without a slot is tried once, with a line in the log, and again when a record of its id comes. A timer's
-/// request stays in the queue until it has been served, as those who wait for others count on.
+/// A head without a slot is tried once, with a line in the log, and again when a record of its id is appended. A
+/// timer's request stays in the queue until it has been served, as those who wait for others count on.
 bool MsgDrivenThread::Impl::takeLocked(CtlRecord* npWork)
 {
     CtlRecord const* const lpHead = headLocked();
@@ -234,7 +234,7 @@ void MsgDrivenThread::Impl::takeTimeoutLocked(int nTimerId)
     }
 }
 
-/// Messages wait in the order of their slots, unless an orphan is among these.
+/// Messages wait in the order of their slots, unless one of these is an orphan.
 int MsgDrivenThread::Impl::nextIdLocked() const
 {
     int lMsgId = MSG_ID_NONE;
@@ -276,7 +276,7 @@ int MsgDrivenThread::Impl::dispatchMsg()
     {
         callListener();
     }
-    if (mIsDataQueueOverflowed.load(std::memory_order_relaxed)) // seldom; a store would cost each message
+    if (mIsDataQueueOverflowed.load(std::memory_order_relaxed)) // rarely; a store would cost each message
     {
         mIsDataQueueOverflowed = false; // the next overflow is an error again
     }
@@ -291,10 +291,10 @@ int MsgDrivenThread::Impl::dispatchSync()
     return lResult;
 }
 
-/// For the dump: the message in mOutputRawMsg.
-void MsgDrivenThread::Impl::showWork() const UTL_NO_THREAD_SAFETY_ANALYSIS // the loop alone changes the times
+/// For the dump: shows the message in mOutputRawMsg.
+void MsgDrivenThread::Impl::showWork() const UTL_NO_THREAD_SAFETY_ANALYSIS // only the loop changes the times
 {
-    int lId = MSG_ID_NONE; // each image begins with one, and that of a time-out goes on with the timer's
+    int lId = MSG_ID_NONE; // each image begins with its id; in that of a time-out the timer's id follows
     std::memcpy(&lId, mOutputRawMsg.buffer(), sizeof(lId));
     bool const lIsTimeout = lId == MSG_ID_TIMER;
     if (lIsTimeout && mOutputRawMsg.maxSize() >= 2 * sizeof(lId))
@@ -306,14 +306,14 @@ void MsgDrivenThread::Impl::showWork() const UTL_NO_THREAD_SAFETY_ANALYSIS // th
 
 void MsgDrivenThread::Impl::callListener()
 {
-    if (mpMsgListener != nullptr) // Thread::start() gives none
+    if (mpMsgListener != nullptr) // null after Thread::start()
     {
         showWork();
         mpMsgListener->receiveMsg(mThread.getId(), mOutputRawMsg);
     }
 }
 
-/// Interrupt, erase and find, in this order, ahead of the queue.
+/// Serves interrupt, erase and find, in this order, ahead of the queue.
 void MsgDrivenThread::Impl::serveRequests()
 {
     if (takeRequest(REQUEST_INTERRUPT))
@@ -330,7 +330,7 @@ void MsgDrivenThread::Impl::serveRequests()
     }
 }
 
-/// Result: the request was pending. From here on it cannot be withdrawn.
+/// Result: whether the request was pending. From here on it cannot be withdrawn.
 bool MsgDrivenThread::Impl::takeRequest(Request nRequest)
 {
     return (mPendingRequests.fetch_and(~static_cast<unsigned int>(nRequest)) & nRequest) != 0;
@@ -347,7 +347,7 @@ void MsgDrivenThread::Impl::finishRequest(OneRequest& nRequest, bool nResult)
     nRequest.mCompletion.give();
 }
 
-/// Result: false if it was dropped.
+/// Gives the interrupt to the listener. Result: false if it was dropped.
 bool MsgDrivenThread::Impl::receiveInterrupt()
 {
     {
@@ -363,7 +363,7 @@ bool MsgDrivenThread::Impl::receiveInterrupt()
     return true;
 }
 
-/// Nobody may wait for a loop that has ended.
+/// Ends the loop and releases all who wait for it.
 void MsgDrivenThread::Impl::endLoop()
 {
     {

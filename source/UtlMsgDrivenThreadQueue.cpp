@@ -1,4 +1,4 @@
-// Sending to a message thread, and looking into its queues.
+// MsgDrivenThread: sending messages, and finding and erasing them in the queues.
 #include "UtlMsgDrivenThread.h"
 
 #include "UtlApplog.h"
@@ -72,12 +72,12 @@ bool MsgDrivenThread::sendMsgAsync(Msg const& nMsg)
             return false;
         }
     }
-    // Without the lock: the message thread is woken by this and needs it at once. The slot to take back need not be the
-    // newest: a synchronous message whose record found no room has left one behind it.
+    // Without the lock: this wakes the message thread, which needs the lock at once. The slot to take back may not be
+    // the newest: a synchronous message whose record found no room has left one behind it.
     return lImpl.wake(lRecord, lWake, [&]() UTL_NO_THREAD_SAFETY_ANALYSIS { lImpl.mQueues.takeBack(lSlot); });
 }
 
-/// If the write fails, the slot stays, as it does if the control queue is full.
+/// If the write fails, or the control queue is full, the slot stays.
 bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
 {
     if (isOwnThread())
@@ -111,7 +111,7 @@ bool MsgDrivenThread::sendMsgSync(Msg const& nMsg)
 }
 
 Send MsgDrivenThread::trySend(Msg const& nMsg,
-                              unsigned int nLimitMs) UTL_NO_THREAD_SAFETY_ANALYSIS // two ways to one lock
+                              unsigned int nLimitMs) UTL_NO_THREAD_SAFETY_ANALYSIS // the lock is taken in two ways
 {
     if (isOwnThread())
     {
@@ -122,7 +122,7 @@ Send MsgDrivenThread::trySend(Msg const& nMsg,
         mpImpl->refuseStopped();
         return hasDone(STAGE_STARTED) ? Send::STOPPED : Send::NOT_STARTED;
     }
-    // As lock(), but with a limit. The other sender may have to wait for a listener.
+    // As lock(), but with a limit, because the other sender may be waiting for a listener.
     WaitShown const lShown(internal::waitWithin(ThreadSlot::WAIT_SYNC_MSG, nLimitMs), static_cast<SlotWord>(getId()),
                            nMsg.mMsgId);
     long long const lFromNs = internal::monotonicNs();
@@ -174,7 +174,7 @@ bool MsgDrivenThread::eraseMsgFromInterruptQueue(MsgJudgementInterface* npJudgem
     return npJudgement != nullptr && mpImpl->mQueues.eraseInterrupt(*npJudgement);
 }
 
-/// If the control queue is full, the slot stays; the dispatch throws it away when it meets it.
+/// If the control queue is full, the slot stays; the dispatch drops it when it comes to it.
 bool MsgDrivenThread::Impl::queueSyncLocked(Msg const& nMsg, CtlRecord const& nRecord, Wake* npWake)
 {
     if (hasEndedLocked())
@@ -194,7 +194,7 @@ bool MsgDrivenThread::Impl::queueSyncLocked(Msg const& nMsg, CtlRecord const& nR
     return true;
 }
 
-/// For one synchronous sender at a time.
+/// For one synchronous sender at a time, which holds the lock of mSync.
 Send MsgDrivenThread::Impl::sendSync(Msg const& nMsg, unsigned int nLimitMs)
 {
     Event lOver(0, 0);
@@ -225,7 +225,7 @@ Send MsgDrivenThread::Impl::sendSync(Msg const& nMsg, unsigned int nLimitMs)
             return Send::TIMED_OUT;
         }
     }
-    lOver.waitUntilOn(0); // it has begun
+    lOver.waitUntilOn(0); // the listener's call has begun
     SyncGuard lGuard(mSyncObject);
     return mSync.mResult ? Send::DONE : hasEndedLocked() ? Send::STOPPED : Send::ERASED;
 }
@@ -276,7 +276,7 @@ bool MsgDrivenThread::Impl::writeLocked(Msg const& nMsg)
     return lFits;
 }
 
-/// A message came before the start, or after the request to stop. Result: false.
+/// Counts a message that came before the start, or after the request to stop. Result: false.
 bool MsgDrivenThread::Impl::refuseStopped()
 {
     mCounts.mRefusedStopped.addFromAnywhere();
@@ -385,7 +385,7 @@ bool MsgDrivenThread::findInternal(MsgJudgementInterface* npJudgement, ThreadRaw
     {
         return mpImpl->executeFindMsg(*npJudgement, npRawMsg);
     }
-    // The copy gets its memory here, and not on the message thread with the queues locked.
+    // The copy allocates here, not on the message thread with the queues locked.
     ThreadRawMsg lFound(npRawMsg != nullptr ? mpImpl->msgSize() : 0);
     SyncGuard lOneGuard(mpImpl->mFind.mSyncObject);
     mpImpl->mpFindJudgement = npJudgement;
@@ -411,7 +411,7 @@ bool MsgDrivenThread::eraseMsgInternal(MsgJudgementInterface* npJudgement)
     }
     SyncGuard lOneGuard(mpImpl->mErase.mSyncObject);
     mpImpl->mpEraseJudgement = npJudgement;
-    // If the thread ends first, no queue will run the message any more: erased.
+    // If the thread ends first, no message will be dispatched any more, so they count as erased.
     mpImpl->mErase.mResult = true;
     if (mpImpl->ask(Impl::REQUEST_ERASE, mpImpl->mErase, nullptr))
     {
@@ -427,7 +427,7 @@ bool MsgDrivenThread::Impl::executeFindMsg(MsgJudgementInterface& nJudgement, Th
     return mQueues.find(nJudgement, npRawMsg);
 }
 
-/// A timer that ends with its erased time-out is told without the lock; then we look from the start.
+/// If a timer ends with its erased time-out, onEraseTimer is called without the lock; then the walk begins anew.
 bool MsgDrivenThread::Impl::executeEraseMsg(MsgJudgementInterface& nJudgement)
 {
     using Erased = internal::MsgQueues::Erased;

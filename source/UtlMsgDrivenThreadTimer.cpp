@@ -1,4 +1,4 @@
-// The timers of a message thread.
+// MsgDrivenThread: timers.
 #include "UtlMsgDrivenThread.h"
 
 #include "internal/message/UtlMsgDrivenThreadImpl.h"
@@ -13,7 +13,7 @@ using internal::TimerWaiter;
 namespace
 {
 
-/// Takes a timer, whose kernel timer is gone, out of the table that has it and tells its event.
+/// Removes a timer, whose kernel timer is deleted already, from its table, and clears its event.
 template <class TimerMap>
 void removeTimer(TimerMap& nMap, int nTimerId)
 {
@@ -132,7 +132,7 @@ bool MsgDrivenThread::killTimer(int nTimerId, int nNoWait)
     return true;
 }
 
-/// Makes a timer that rests. Result: its id, -1 if the table is full or the loop has ended.
+/// Makes a timer that does not run. Result: its id; -1 if the table is full or the loop has ended.
 int MsgDrivenThread::Impl::addTimerLocked(unsigned int nIntervalMs, unsigned int nMaxTimeoutCount, int nIsFreeRunning)
 {
     auto const lIsReserved = [this](int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS
@@ -140,8 +140,8 @@ int MsgDrivenThread::Impl::addTimerLocked(unsigned int nIntervalMs, unsigned int
     return hasEndedLocked() ? -1 : mTimers.add(nullptr, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning, lIsReserved);
 }
 
-/// On the message thread at once. From another one takes the timer out of mTimers, so that no time-out finds it any
-/// more, and has the message thread delete it.
+/// Kills a timer at once on the message thread. On another one it takes the timer out of mTimers, so that no time-out
+/// finds it any more, and lets the message thread delete it.
 bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, TimerWaiter* npWaiter)
 {
     if (mThread.isOwnThread())
@@ -163,7 +163,7 @@ bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, Time
     if (!lIsHandedOver)
     {
         // No room to hand it over, so it is deleted here, which the kernel allows. The record that was posted still
-        // tells when the message thread has seen the last of it.
+        // tells when the message thread does not use it any more.
         stopTimerLocked(nTimerId, nInfo);
         nInfo.mpRunningEvent->setOff();
     }
@@ -172,7 +172,7 @@ bool MsgDrivenThread::Impl::killTimerLocked(int nTimerId, TimerInfo& nInfo, Time
     return true;
 }
 
-/// Written with the lock held, so that a timer's entry and its request come, or go, at once.
+/// Writes with the lock held, so that a timer's entry and its request appear, or disappear, together.
 bool MsgDrivenThread::Impl::postTimerRequestLocked(CtlRecord const& nRecord, TimerWaiter* npWaiter)
 {
     Wake lWake;
@@ -251,7 +251,7 @@ int MsgDrivenThread::Impl::executeTimeout(int nTimerId)
 }
 
 /// An erased time-out still counts as one that fired.
-bool MsgDrivenThread::Impl::onTimeoutErased(int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS // within a walk, under the lock
+bool MsgDrivenThread::Impl::onTimeoutErased(int nTimerId) UTL_NO_THREAD_SAFETY_ANALYSIS // in a walk, under the lock
 {
     return timeoutPostHandlingLocked(nTimerId) == TIMEOUT_ENDED;
 }
@@ -270,12 +270,12 @@ MsgDrivenThread::Impl::TimeoutResult MsgDrivenThread::Impl::timeoutPostHandlingL
     }
     if (lResult == TIMEOUT_REARM_FAILED)
     {
-        lpInfo->mpRunningEvent->setOff(); // it rests, and can be started again
+        lpInfo->mpRunningEvent->setOff(); // it does not run, and can be started again
     }
     return lResult;
 }
 
-/// After the loop: every timer goes, in descending order of id.
+/// After the loop: removes every timer, in descending order of id.
 void MsgDrivenThread::Impl::eraseAllTimer()
 {
     for (;;)

@@ -1,4 +1,4 @@
-// The texts of outcomes.
+// The texts for Post, Send and Start.
 #include "UtlOutcome.h"
 
 namespace utl

@@ -1,4 +1,4 @@
-// Lines to a file under a lock that lasts as long as the line, and the change of files.
+// RotatingLog: writing lines, each under its own lock of the file, and renaming full files.
 #include "UtlRotatingLog.h"
 
 #include "UtlApplog.h"
@@ -15,7 +15,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-/// One call of gSystem between two reports of the watchdog.
+/// One call of gSystem between two reports to the watchdog.
 #define UTL_ROTATING_CALL(FUNCTION, CALL)                                                                              \
     ::utl::internal::blockingCall("source/UtlRotatingLog", FUNCTION, __LINE__,                                         \
                                   [&] { return ::utl::internal::gSystem.CALL; })
@@ -28,10 +28,10 @@ namespace
 
 using internal::gSystem;
 
-constexpr int MISSES_MAX = 10;  // a file that others take away while it is opened
-constexpr int TRIES_MAX = 1000; // for the lock of another writer, with a pause of a tenth of a millisecond between
+constexpr int MISSES_MAX = 10;  // tries if others remove or rename the file while it is opened
+constexpr int TRIES_MAX = 1000; // tries to get the lock from another writer, with pauses of a tenth of a millisecond
 
-/// The path of an old file; 0 is the file itself. Result: false if it is too long.
+/// The path of an old file; number 0 is the file itself. Result: false if it is too long.
 bool nameOf(char (&nName)[FILE_PATH_MAX], char const* npPath, unsigned int nNumber)
 {
     int const lLength = nNumber == 0 ? std::snprintf(nName, sizeof(nName), "%s", npPath)
@@ -39,7 +39,7 @@ bool nameOf(char (&nName)[FILE_PATH_MAX], char const* npPath, unsigned int nNumb
     return lLength > 0 && lLength < static_cast<int>(sizeof(nName));
 }
 
-/// The first number that is free for an old file; nMax, which goes then, if there is none below it.
+/// The first number that is free for an old file; nMax, whose file is then replaced, if there is none below it.
 unsigned int lastNumber(char const* npPath, unsigned int nMax)
 {
     char lName[FILE_PATH_MAX];
@@ -52,7 +52,7 @@ unsigned int lastNumber(char const* npPath, unsigned int nMax)
     return lNumber;
 }
 
-/// The directory of a path. Result: -1 with errno if the system refuses.
+/// Opens the directory of a path. Result: -1 with errno if the system refuses.
 int openDirectory(char const* npPath)
 {
     char lDirectory[FILE_PATH_MAX] = {};
@@ -61,7 +61,7 @@ int openDirectory(char const* npPath)
     return UTL_ROTATING_CALL("rotate", mOpen(lpDirectory, O_RDONLY | O_DIRECTORY, 0));
 }
 
-/// Locks a directory against others who change files, until it is closed. Result: false with errno.
+/// Locks a directory against others who rename files, until it is closed. Result: false with errno.
 bool holdDirectory(int nHandle)
 {
     for (int lTry = 0; lTry < TRIES_MAX; ++lTry)
@@ -97,7 +97,7 @@ RotatingLog::~RotatingLog()
 
 // --- The file ---
 
-/// Opens the file, or makes it. Result: false with errno.
+/// Opens the file, or creates it. Result: false with errno.
 bool RotatingLog::openLocked()
 {
     constexpr int FLAGS = O_WRONLY | O_APPEND | O_NONBLOCK; // does not wait for the reader of a FIFO
@@ -122,14 +122,14 @@ bool RotatingLog::openLocked()
             errno = lError;
             return false;
         }
-        mIsDoubtful = !internal::syncParent(lpPath) || mIsDoubtful; // for the renames before it too
+        mIsDoubtful = !internal::syncParent(lpPath) || mIsDoubtful; // also for the renames before it
         return identifyLocked();
     }
     mHandle = errno == EEXIST ? UTL_ROTATING_CALL("open", mOpen(lpPath, FLAGS, 0)) : -1;
     return mHandle != -1 && identifyLocked();
 }
 
-/// Notes which file is open. Result: false for one that is not to be written.
+/// Notes which file is open. Result: false for a file that must not be written.
 bool RotatingLog::identifyLocked()
 {
     struct stat lStat = {};
@@ -144,7 +144,7 @@ bool RotatingLog::identifyLocked()
     return S_ISREG(lStat.st_mode) && (lStat.st_mode & S_IWUSR) != 0;
 }
 
-/// Whether the path still names the file that is open; if so, takes its size.
+/// Whether the path still names the file that is open; if so, notes its size.
 bool RotatingLog::isCurrentLocked()
 {
     struct stat lStat = {};
@@ -156,17 +156,17 @@ bool RotatingLog::isCurrentLocked()
     return true;
 }
 
-/// The lock of a writer, or beside readers that of a reader: what is appended in one go does not mix.
+/// Takes a writer's lock, or a reader's if there are readers: bytes that one call appends do not mix with others.
 bool RotatingLog::flockLocked()
 {
     mIsAlone = gSystem.mFlock(mHandle, LOCK_EX | LOCK_NB) == 0;
     return mIsAlone || gSystem.mFlock(mHandle, LOCK_SH | LOCK_NB) == 0;
 }
 
-/// Opens the file if need be and locks it. Result: false with errno.
+/// Opens the file if necessary, and locks it. Result: false with errno.
 bool RotatingLog::acquireLocked()
 {
-    int const lTries = mIsHeld ? 2 : TRIES_MAX; // whoever is in the way is waited for once
+    int const lTries = mIsHeld ? 2 : TRIES_MAX; // another writer is waited for only once
     int lMisses = 0;
     mIsHeld = false;
     for (int lTry = 0; lTry < lTries; ++lTry)
@@ -194,7 +194,7 @@ bool RotatingLog::acquireLocked()
         else
         {
             syncLocked();
-            closeLocked(); // another writer has changed files, or somebody moved it
+            closeLocked(); // another writer has renamed it, or somebody moved it
         }
     }
     mIsHeld = true;
@@ -215,7 +215,7 @@ void RotatingLog::closeLocked()
     int const lHandle = mHandle;
     if (lHandle != -1)
     {
-        UTL_ROTATING_CALL("close", mClose(lHandle)); // and its lock goes
+        UTL_ROTATING_CALL("close", mClose(lHandle)); // releases its lock, too
         mHandle = -1;
         mIsDoubtful = mIsDoubtful || mIsUnsynced;
         mIsUnsynced = false;
@@ -224,7 +224,7 @@ void RotatingLog::closeLocked()
 
 // --- The change of files. The file is locked ---
 
-/// Moves the file and its predecessors on by one. Result: false with errno if the file itself stays.
+/// Renames the file and the old files to the next number. Result: false with errno if the file itself stays.
 bool RotatingLog::renameLocked()
 {
     char lOld[FILE_PATH_MAX];
@@ -243,16 +243,16 @@ bool RotatingLog::renameLocked()
     {
         nameOf(lOld, mPath.c_str(), lNumber - 1);
         nameOf(lNew, mPath.c_str(), lNumber);
-        lIsMoved = UTL_ROTATING_CALL("rotate", mRename(lOld, lNew)) == 0; // some may not be there yet
+        lIsMoved = UTL_ROTATING_CALL("rotate", mRename(lOld, lNew)) == 0; // some may not exist yet
         if (!lIsMoved && errno != ENOENT)
         {
-            break; // so that no other is written over
+            break; // so that no other file is overwritten
         }
     }
     return lIsMoved;
 }
 
-/// Whether so many bytes more belong into the file. Any number does into an empty one.
+/// Whether so many more bytes fit into the file. An empty file takes any number.
 bool RotatingLog::fitsLocked(unsigned long long nSize) const
 {
     return mSize == 0 || (mSize <= mMaxBytes && nSize <= mMaxBytes - mSize);
@@ -265,7 +265,7 @@ bool RotatingLog::changeLocked()
     internal::OpenParent const lParent(mPath.c_str());
     internal::ScopedHandle const lDirectory(openDirectory(mPath.c_str()));
     bool const lIsHeld = lDirectory.get() != -1 ? holdDirectory(lDirectory.get())
-                                                : errno == EACCES; // may be written but not read: goes without
+                                                : errno == EACCES; // may be written but not read: goes on without
     if (!lIsHeld)
     {
         return false;
@@ -273,8 +273,8 @@ bool RotatingLog::changeLocked()
     return !isCurrentLocked() || renameLocked();
 }
 
-/// Result: false with errno if no file is locked any more; a file that cannot be moved is written on. nIsMoved: the
-/// path has another file now.
+/// Result: false with errno if no file is locked any more. A file that cannot be renamed is written further. nIsMoved:
+/// whether the path names another file now.
 bool RotatingLog::rotateLocked(bool& nIsMoved)
 {
     nIsMoved = changeLocked();
@@ -306,7 +306,7 @@ bool RotatingLog::beginLocked(unsigned long long nSize)
     return lIsLocked;
 }
 
-/// Result: false with errno if not all could be written.
+/// Result: false with errno if not all bytes were written.
 bool RotatingLog::appendLocked(void const* npBytes, unsigned int nSize)
 {
     int const lHandle = mHandle;
@@ -327,7 +327,7 @@ bool RotatingLog::appendLocked(void const* npBytes, unsigned int nSize)
     return true;
 }
 
-/// Takes out what is not whole, and unlocks. errno is kept.
+/// Removes an incomplete line, and unlocks. Keeps errno.
 void RotatingLog::endLocked(bool nIsWhole)
 {
     int const lError = errno;
@@ -368,7 +368,7 @@ LineWritten RotatingLog::write(std::string_view nText, std::string_view nEol)
     bool lIsBegun = false;
     bool lIsLocked = false;
     errno = EINVAL;
-    // Runs under the lock above, which the analysis does not see in here.
+    // Called under the lock above, which the analysis does not see inside a lambda.
     auto const lSink = [&](void const* npBytes, unsigned int nSize) UTL_NO_THREAD_SAFETY_ANALYSIS
     {
         if (!lIsBegun)

@@ -1,4 +1,4 @@
-// One thread that serves many timers.
+// SharedTimer: one thread for many timers.
 #include "UtlSharedTimer.h"
 
 #include "UtlApplog.h"
@@ -25,10 +25,10 @@ using internal::TimerWaiter;
 char const FILE_NAME[] = "source/UtlSharedTimer";
 unsigned int const CTL_QUEUE_SIZE = 256;
 
-// The control records of this class; their numbers mean other things in a message thread.
-int const TIMER_CTL_START = static_cast<int>(0x80000004U);       // a timer is to run
-int const TIMER_CTL_STOP = static_cast<int>(0x80000005U);        // a timer is to rest
-int const TIMER_CTL_ERASE = static_cast<int>(0x80000006U);       // a timer is to go
+// The control records of this class. In a message thread these numbers mean something else.
+int const TIMER_CTL_START = static_cast<int>(0x80000004U);       // start a timer
+int const TIMER_CTL_STOP = static_cast<int>(0x80000005U);        // stop a timer
+int const TIMER_CTL_ERASE = static_cast<int>(0x80000006U);       // remove a timer
 int const TIMER_CTL_TIMEOUT = static_cast<int>(0x80000007U);     // a timer has expired
 int const TIMER_CTL_STOP_THREAD = static_cast<int>(0x80000008U); // look at the stop request
 
@@ -84,7 +84,8 @@ SharedTimer::SharedTimer(int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTi
     Thread::start(nUseWatchdog, nAliveTimeMs, npWatchdogListener, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0);
     if (hasDone(STAGE_STARTED))
     {
-        // Until the thread has found its execute(): a subclass's constructor is about to change the virtual table.
+        // Waits until the thread has called execute(), because a subclass's constructor is about to change the virtual
+        // table.
         mpImpl->mLoopEvent.waitUntilOn(0);
     }
 }
@@ -93,7 +94,7 @@ SharedTimer::~SharedTimer()
 {
     destroy();
     awaitEnd();
-    mpImpl->eraseAllTimer(); // of a thread that never ran
+    mpImpl->eraseAllTimer(); // if the thread never ran
     mpImpl->waitForOthers();
     blockingCall(FILE_NAME, "~SharedTimer", 162, [this] { return mpImpl->mPipe.closeReadEnd(); });
     blockingCall(FILE_NAME, "~SharedTimer", 163, [this] { return mpImpl->mPipe.closeWriteEnd(); });
@@ -246,7 +247,7 @@ bool SharedTimer::getTimerIdSet(Array<int, int const&>* npIds)
     }
     SyncGuard lGuard(mpImpl->mSyncObject);
     TimerTable::TimerMap const& lTimers = mpImpl->mTimers.map();
-    npIds->copy(*npIds, 0); // what was in it goes
+    npIds->copy(*npIds, 0); // empties it
     npIds->resizeMax(lTimers.size());
     for (unsigned int lIndex = 0; lIndex < lTimers.size(); ++lIndex)
     {
@@ -279,7 +280,7 @@ int SharedTimer::Impl::addTimer(TimerListener* npListener, unsigned int nInterva
                : mTimers.add(npListener, nIntervalMs, nMaxTimeoutCount, nIsFreeRunning, [](int) { return false; });
 }
 
-/// A start, a stop, or the removal of a timer: at once on the timer thread if the caller would wait, otherwise by a
+/// Starts, stops or removes a timer: at once on the timer thread if the caller would wait, otherwise by a
 /// request in the queue.
 bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
 {
@@ -303,12 +304,12 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
         {
             return lNeed == NEED_NOTHING;
         }
-        if (lIsToWait) // for the request of one's own, or for that of somebody who has asked for the same
+        if (lIsToWait) // for its own request, or for an earlier one with the same effect
         {
             enlistLocked(lWaiter, nTimerId, REQUESTS);
         }
     }
-    // Those who wait for the same request are refused with us.
+    // Others who wait for this request are refused, too.
     auto const lTakeBack = [&]() UTL_NO_THREAD_SAFETY_ANALYSIS // under the lock
     { mWaiters.onTakenBack(nTimerId, countRequestsLocked(nTimerId, REQUESTS)); };
     if (!wake(lRecord, lWake, lTakeBack))
@@ -322,12 +323,12 @@ bool SharedTimer::Impl::request(TimerFate nFate, int nTimerId, int nNoWait)
     return !lWaiter.mIsRefused;
 }
 
-/// A timer that is to go and rests goes at once.
+/// Decides what is to be done for a request. A timer that does not run is removed at once.
 SharedTimer::Impl::Need SharedTimer::Impl::needLocked(TimerFate nFate, int nTimerId, TimerInfo const& nInfo,
                                                       bool nIsToWait)
 {
     bool const lRuns = nInfo.mpRunningEvent->isOn();
-    // The listener under way has stopped its own timer. Who waits is promised that it has returned.
+    // The listener under way has stopped its own timer. A caller that waits must wait for that listener to return.
     bool const lIsToOutlast = nIsToWait && nFate != TimerFate::RUNS && !lRuns && mTimerUnderWay == nTimerId;
     if (lIsToOutlast)
     {
@@ -335,7 +336,7 @@ SharedTimer::Impl::Need SharedTimer::Impl::needLocked(TimerFate nFate, int nTime
     }
     if (nFate == TimerFate::GOES)
     {
-        // If it still runs it was started again after its stop, or the kernel would not delete it: its listener may be
+        // If it still runs, it was started again after its stop, or the kernel would not delete it: its listener may be
         // under way.
         if (lRuns || nInfo.mSysTimerNumber != -1)
         {
@@ -424,7 +425,7 @@ int SharedTimer::Impl::dispatch(CtlRecord const& nWork)
     mWaiters.onServed(nWork.mParam, lFate);
     if (lFate == TimerFate::GOES)
     {
-        removeTimerLocked(nWork.mParam); // even if the kernel refuses
+        removeTimerLocked(nWork.mParam); // even if the kernel refuses to delete its kernel timer
     }
     return lResult;
 }
@@ -439,7 +440,7 @@ int SharedTimer::Impl::executeLocked(TimerFate nFate, int nTimerId)
     }
     lpInfo->mHasNewInterval = false;
     bool const lIsStopped = lpInfo->mpRunningEvent->isOff() || stopTimerLocked(nTimerId, *lpInfo);
-    if (nFate == TimerFate::RUNS) // also of one that runs: two starts were queued before the first was served
+    if (nFate == TimerFate::RUNS) // also for one that runs: two starts may have been queued before the first was served
     {
         return startTimerLocked(nTimerId, *lpInfo) ? 0 : -1;
     }
@@ -450,7 +451,7 @@ int SharedTimer::Impl::executeLocked(TimerFate nFate, int nTimerId)
     return lIsStopped ? 0 : -1;
 }
 
-/// For a caller on the timer thread who would wait. Result: false if the kernel refuses; then a timer that is to go
+/// For a caller on the timer thread who would wait. Result: false if the kernel refuses; a timer to be removed then
 /// stays.
 bool SharedTimer::Impl::executeHereLocked(TimerFate nFate, int nTimerId)
 {
@@ -480,7 +481,7 @@ int SharedTimer::Impl::executeTimeout(int nTimerId)
         return 0;
     }
     TimeoutResult lResult = TIMEOUT_GOES_ON;
-    if (lpInfo->mSysTimerNumber == lNumber) // otherwise the listener has stopped it, or started it anew
+    if (lpInfo->mSysTimerNumber == lNumber) // otherwise the listener has stopped or restarted it
     {
         lResult = finishTimeoutLocked(nTimerId, *lpInfo);
     }
@@ -492,7 +493,7 @@ int SharedTimer::Impl::executeTimeout(int nTimerId)
     return lResult == TIMEOUT_REARM_FAILED ? -1 : 0;
 }
 
-/// The listener is about to be called. Result: the number of the start under way; -1 for a timer that does not run, and
+/// Call this before the listener. Result: the number of the start under way; -1 for a timer that does not run, and
 /// for none.
 int SharedTimer::Impl::beginTimeout(int nTimerId)
 {

@@ -1,4 +1,4 @@
-// The counter behind counted holders.
+// The counter of counted holders, and closing a file descriptor.
 #include "UtlSmartPointer.h"
 
 #include "UtlApplog.h"

@@ -1,4 +1,4 @@
-// Where a thread was when it last reported.
+// StatementInfo: the place of a report to the watchdog.
 #include "UtlStatementInfo.h"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// Scratch memory for a scope.
+// The scratch rows, and borrowing one.
 #include "UtlStaticBuffer.h"
 
 #include "internal/base/UtlForkLocks.h"
@@ -31,7 +31,7 @@ char* StaticBuffer::borrowRow()
     return mBuffers[std::min(mUseCount++, LAST_ROW)];
 }
 
-// The analysis knows neither recursive locks nor a lock held from here to the destructor beside others of its kind.
+// The analysis supports neither recursive locks nor a lock that is held from a constructor to the destructor.
 template <class T>
 WorkingBuffer<T>::WorkingBuffer() UTL_NO_THREAD_SAFETY_ANALYSIS
     : mpStaticBuffer(&StaticBuffer::get()),

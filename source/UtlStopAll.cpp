@@ -1,4 +1,4 @@
-// The end of all message threads and shared timers of the process.
+// Ends all message threads and shared timers of the process.
 #include "UtlStopAll.h"
 
 #include "UtlString.h"
@@ -17,7 +17,7 @@ namespace
 
 using internal::LoopList;
 
-/// Milliseconds that are left of a limit.
+/// The rest of a limit in milliseconds.
 class TimeLeft
 {
 public:
@@ -34,7 +34,7 @@ private:
     unsigned int const mBeginTick = TimeCounter::getTickTime();
 };
 
-/// Result: the thread goes on. nMs: how long it has, if that is limited.
+/// Waits for the end of a thread. nMs: the limit, if there is one. Result: whether the thread still runs.
 bool goesOn(int nThreadId, bool nIsLimited, unsigned int nMs)
 {
     ThreadManager& lManager = *ThreadManager::get();
@@ -85,7 +85,7 @@ unsigned int stopAll(unsigned int nLimitMs, StopHolder* npHolders, unsigned int 
         if (goesOn(lThreadId, lLeft.isLimited(), lLeft.get()))
         {
             StopHolder lHolder;
-            lHolder.mThreadId = lHolder.mHolderId = lThreadId; // all that there is to tell once its loop has ended
+            lHolder.mThreadId = lHolder.mHolderId = lThreadId; // nothing else is known once its loop has ended
             whoHolds(lThreadId, &lHolder);
             lCount < nMaxHolders ? void(npHolders[lCount] = lHolder) : void();
             ++lCount;

@@ -1,4 +1,4 @@
-// String primitives: sizes of characters, lengths, copies.
+// String primitives: sizes of characters, copies, erasing, formatting, reversal, replacement.
 #include "UtlString.h"
 
 #include <algorithm>
@@ -42,7 +42,7 @@ unsigned int unsplit(char const* npSrc, unsigned int nCount)
     return STR_ERROR;
 }
 
-// nCount is not above the length of npSrc, and there is room for it and a terminator.
+// Copies nCount bytes and terminates. nCount: not above the length of npSrc, and below the capacity.
 unsigned int storeText(char* npDst, char const* npSrc, unsigned int nCount)
 {
     unsigned int const lCount = unsplit(npSrc, nCount);
@@ -187,7 +187,8 @@ unsigned int copyGeneral(T* npDst, unsigned int nDstSize, unsigned int nDstPos, 
             return STR_ERROR;
         }
     }
-    // Too small a room gives STR_ERROR as it is; a failure past this point is added on purpose, see the header.
+    // If there is too little room, STR_ERROR stays. Otherwise nDstPos is added even to a failure: on purpose, see the
+    // header.
     return lRoom <= lCount ? STR_ERROR : nDstPos + t_strncpy(npDst + nDstPos, lRoom, lpRest, lCount);
 }
 

@@ -1,4 +1,4 @@
-// String primitives that search: characters, sets, texts, replacing.
+// String primitives that search: characters of a set, texts forward and backward, tokens.
 #include "internal/text/UtlStringSearch.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ using internal::storeIfGiven;
 namespace
 {
 
-// The characters of a set up to its end or to its first malformed one.
+// The characters of a set, up to its end or to the first malformed one.
 class CharSet
 {
 public:
@@ -34,10 +34,10 @@ public:
         }
     }
 
-    // The set as the C library takes it; null if that would not do.
+    // The set for the C library's functions; null if they would not give the same result.
     char const* asAscii() const { return mIsAscii && *mpEnd == 0 ? reinterpret_cast<char const*>(mpBegin) : nullptr; }
 
-    // Bytes of the character at npChar, 0 if the set does not have it or the text ends.
+    // The size of the character at npChar if the set has it; otherwise, and at the end of the text, 0.
     unsigned int sizeAt(unsigned char const* npChar) const
     {
         if (!mIsFirst[*npChar] || *npChar < 0x80)
@@ -59,11 +59,11 @@ public:
 private:
     unsigned char const* const mpBegin; // not owned
     unsigned char const* const mpEnd;
-    bool mIsFirst[256] = {}; // by first byte
+    bool mIsFirst[256] = {}; // whether a character of the set begins with this byte
     bool mIsAscii = true;
 };
 
-// Whether a text that is not empty can stand at the start of a character: it is one, or is cut off inside one.
+// Whether a text that is not empty can begin at the start of a character: it begins with one, or with a part of one.
 bool canBegin(unsigned char const* npPattern)
 {
     if (internal::isSize(internal::charSize(npPattern)))
@@ -92,7 +92,7 @@ public:
     {
     }
 
-    // Result: bytes of the text behind the occurrence; -1 for none.
+    // Result: the number of bytes behind the occurrence; -1 for none.
     int find()
     {
         int lMatched = 0;
@@ -119,7 +119,7 @@ public:
 private:
     unsigned char byteAt(int nIndex) const { return mpStr[-1 - mAt - nIndex]; }
 
-    // Places from mAt on at which not even one byte matches.
+    // The number of places from mAt on at which not even one byte matches.
     int countOthers() const
     {
         unsigned char const lFirst = mpPattern[-1];
@@ -141,7 +141,7 @@ private:
         return nMatched;
     }
 
-    // nMatched is not 0.
+    // nMatched: not 0.
     int advanceBehind(int nMatched)
     {
         extendSuffix(nMatched + 1);
@@ -160,7 +160,7 @@ private:
         return lMatched;
     }
 
-    // Whether what stands before the suffix comes again a period on.
+    // Whether the bytes before the suffix are repeated one period later.
     bool isPeriodic() const
     {
         int lIndex = 0;
@@ -171,7 +171,7 @@ private:
         return lIndex > mStart;
     }
 
-    // The greatest suffix of the first nSize bytes from mAt on, given that of fewer.
+    // Extends the greatest suffix to that of the first nSize bytes from mAt on.
     void extendSuffix(int nSize)
     {
         while (mNext + mLength < nSize)
@@ -197,11 +197,11 @@ private:
         }
     }
 
-    unsigned char const* const mpStr; // behind it, as below; not owned
+    unsigned char const* const mpStr; // end of the text; as for the pattern, not owned
     unsigned char const* const mpPattern;
-    int const mLast; // bytes behind the first place there is
+    int const mLast; // the largest mAt, that of the first place
     int const mSize;
-    int mAt = 0; // bytes behind the place that is tried
+    int mAt = 0; // the number of bytes behind the place that is tried
     // Of the greatest suffix: the index before it, that before its last period, how far into that it goes, and the
     // period.
     int mStart = -1;
@@ -269,7 +269,7 @@ unsigned int t_strcspn(T const* npStr, T const* npSet)
     {
         return static_cast<unsigned int>(std::strcspn(npStr, lpAscii));
     }
-    // A byte at a time: one inside a character is no first byte.
+    // Byte by byte is enough: a byte inside a character is never the first byte of one.
     unsigned char const* lpAt = bytesOf(npStr);
     while (*lpAt != 0 && lSet.sizeAt(lpAt) == 0)
     {

@@ -1,4 +1,4 @@
-// A recursive lock of the platform's, which tries for a moment before it sleeps.
+// SyncObject: the platform's recursive mutex, tried for a moment before the thread sleeps.
 #include "UtlSyncObject.h"
 
 #include "internal/base/UtlThreadSlots.h"
@@ -9,7 +9,7 @@ namespace utl
 namespace
 {
 
-/// Leaves the lock alone for a while, so that its owner can do several things without losing the cache line.
+/// Does not touch the lock for a moment, so that its owner keeps the cache line.
 void stayAway(int nPauses)
 {
     for (int lPause = 0; lPause < nPauses; ++lPause)
@@ -47,7 +47,7 @@ SyncObject::~SyncObject()
 
 void SyncObject::lock() const UTL_NO_THREAD_SAFETY_ANALYSIS
 {
-    // Most locks of the library are held for some ten nanoseconds: a few tries, further and further apart, are cheaper
+    // Most locks of the library are held for some ten nanoseconds: a few tries, with growing pauses, are cheaper
     // than going to sleep, and take less than one sleep if there is no second processor.
     int const LAST_PAUSES = 256;
     for (int lPauses = 64; pthread_mutex_trylock(&mMutex) != 0; lPauses *= 2)

@@ -89,7 +89,7 @@ Start Thread::startLocked(ThreadOptions const& nOptions)
     {
         return Start::STARTED_ONCE;
     }
-    // What a run outside the registry may have left behind.
+    // Clears what a run outside the registry may have left behind.
     mIsDone = false;
     mStageEvents[STAGE_PREPARED].setOff();
     mStageEvents[STAGE_DONE].setOff();
@@ -108,7 +108,7 @@ Start Thread::startLocked(ThreadOptions const& nOptions)
 void Thread::startImpl(void* npThread)
 {
     Thread& lThread = *static_cast<Thread*>(npThread);
-    lThread.mId = ThreadManager::getCallerId(); // start() may come to it later
+    lThread.mId = ThreadManager::getCallerId(); // start() may set it only later
     showStage(internal::ThreadSlot::STAGE_STARTING);
     lThread.preExecute();
     lThread.mStageEvents[STAGE_PREPARED].setOn();
@@ -180,7 +180,7 @@ bool Thread::getResult(unsigned int* npResult) const
 
 bool Thread::isRunning() const
 {
-    // The answer of ThreadManager::isActive, but never about another thread that was given our id later.
+    // As ThreadManager::isActive, but never about a later thread with the same id.
     return mRegistryVersion.load(std::memory_order_acquire) == ThreadManager::version() && mpEndEvent->isOff();
 }
 

@@ -1,4 +1,4 @@
-// The thread registry: entries, numbers, names, priorities, and the reports to the watchdog.
+// The thread registry: starting and entering threads, names, priorities, and the reports to the watchdog.
 #include "UtlThreadManager.h"
 
 #include "UtlApplog.h"
@@ -34,7 +34,7 @@ unsigned int const DEFAULT_WATCH_INTERVAL_MS = 1000;
 using internal::blockingCall;
 using internal::gSystem;
 
-// 0: not asked yet. The model spares a call into the loader; the library is never large enough to run out of room.
+// 0: not asked yet. This TLS model avoids a call into the loader.
 thread_local int tCallerId __attribute__((tls_model("initial-exec"))) = 0;
 
 int ownIdIfZero(int nId)
@@ -62,13 +62,13 @@ struct CutName
 constexpr unsigned int TABLE_NAME_SIZE = internal::ThreadSlot::NAME_SIZE;
 constexpr unsigned int KERNEL_NAME_SIZE = 16; // the kernel's own limit
 
-/// For the dump. What waits for the caller is shown by its id.
+/// Shows the calling thread in the dump; other threads that wait for it refer to it by its id.
 void showCaller(char const* npName)
 {
     internal::enterSlot(ThreadManager::getCallerId(), CutName<TABLE_NAME_SIZE>(npName).mText);
 }
 
-/// For top, ps, gdb and core files. What fails leaves the thread with the name that it has.
+/// Sets the name for top, ps, gdb and core files. If that fails, the thread keeps its old name.
 void nameCaller(char const* npName)
 {
     if (*npName != '\0')
@@ -97,7 +97,7 @@ void ThreadManager::beginChild()
     }
 }
 
-// What a new thread needs; lives on the stack of entry() until the thread has told its id.
+// What a new thread needs; on the stack of entry() until the thread has told its id.
 struct ThreadManager::StartRecord
 {
     ThreadManager* mpManager;
@@ -105,7 +105,7 @@ struct ThreadManager::StartRecord
     void* mpArgument;
     int mOsPriority;
     SmartPointer<Event> mpStopEvent;
-    SmartPointer<Event> mpToldEvent; // the watchdog has been told of the thread, or could not be; null: it need not be
+    SmartPointer<Event> mpToldEvent; // set once the watchdog has the thread, or refused it; null: not for the watchdog
     char const* mpName;
     int mThreadId;
     pthread_t mHandle;
@@ -119,7 +119,7 @@ void ThreadManager::DetachThread::operator()(unsigned long* npHandle) const
     {
         return;
     }
-    // The last holder may go with the registry itself, or after it: a report must not make a new one.
+    // The last holder may be destroyed with the registry, or after it: a report must not make a new registry.
     blockingCall(getIfCreated(), FILE_NAME, "operator()", 150, [&] { return gSystem.mPthreadDetach(*npHandle); });
     delete npHandle;
 }
@@ -181,7 +181,7 @@ void ThreadManager::initializeWatchdog()
     {
         Starting() { ++mWatchdogStarters; }
         ~Starting() { --mWatchdogStarters; }
-    } const lStarting; // ahead of the flag: who sees the flag waits for us
+    } const lStarting; // before the flag is set: who sees the flag waits for us
     if (mHasInitializedWatchdog.exchange(true))
     {
         return;
@@ -197,8 +197,8 @@ void ThreadManager::initializeWatchdog()
     }
 }
 
-/// Another thread's first get() may be at starting the watchdog. Not with the registry lock, which the start takes.
-/// A sink of the log that comes here may be on the starting thread, or may be what that thread waits for.
+/// Waits if another thread's first get() is starting the watchdog. Not under the registry lock, which the start takes.
+/// In a sink of the log it does not wait: the starting thread may be in that sink, or wait for it.
 void ThreadManager::awaitWatchdog()
 {
     while (mHasInitializedWatchdog && mWatchdogStarters != 0 && !internal::isInLogSink())
@@ -232,7 +232,7 @@ void ThreadManager::destroy()
         internal::watchdog::shutdown(*lpObject->mpWatchdog);
         ++mVersion;
     }
-    // From here on others wait for the lock, and then make a new one.
+    // From here on others wait for the lock, and then make a new registry.
     mpTheObject.store(nullptr, std::memory_order_release);
     mHasInitializedWatchdog = false;
     delete lpObject;
@@ -312,7 +312,7 @@ Start ThreadManager::enterNew(StartRecord& nRecord, ThreadOptions const& nOption
     {
         return Start::REGISTRY_FULL;
     }
-    // All memory is taken before there is a thread: none runs that nobody knows because there was none left.
+    // All memory is allocated before the thread is made, so that no thread runs unregistered because memory ran out.
     auto lpHandle = std::make_unique<unsigned long>(0);
     ThreadEntry lEntry(nRecord.mpName, nOptions.mPriority);
     lEntry.mpStopEvent = makeSmart<Event>(0, 0);
@@ -321,7 +321,7 @@ Start ThreadManager::enterNew(StartRecord& nRecord, ThreadOptions const& nOption
     Start const lStart = startLocked(nRecord, nOptions);
     if (lStart != Start::DONE)
     {
-        return lStart; // the handle is still 0, and so still ours to free
+        return lStart; // the handle is still 0, so nobody else frees it
     }
     *lpHandle.release() = nRecord.mHandle;
     *npEndEvent = nRecord.mpStopEvent;
@@ -329,7 +329,7 @@ Start ThreadManager::enterNew(StartRecord& nRecord, ThreadOptions const& nOption
     return *npId != 0 ? Start::DONE : Start::ID_TAKEN;
 }
 
-/// What the system is to be told before it makes a thread: nothing, unless the options ask for it.
+/// The attributes for a new thread: the default ones, unless the options ask for others.
 class ThreadManager::StartAttributes
 {
 public:
@@ -356,7 +356,7 @@ public:
     StartAttributes& operator=(StartAttributes const&) = delete;
 
     pthread_attr_t const* get() const { return mIsAsked ? &mAttributes : nullptr; }
-    int error() const { return mError; } ///< Of the first that was refused, or 0.
+    int error() const { return mError; } ///< The error number of the first attribute that was refused, or 0.
 
 private:
     void keep(int nError) { mError = mError != 0 ? mError : nError; }
@@ -392,7 +392,7 @@ private:
     }
 
     bool const mIsAsked;
-    pthread_attr_t mAttributes; // only if asked
+    pthread_attr_t mAttributes; // used only if the options ask for it
     int mError = 0;
 };
 
@@ -416,12 +416,12 @@ Start ThreadManager::startLocked(StartRecord& nRecord, ThreadOptions const& nOpt
                nRecord.mpName);
         return lError == EPERM ? Start::NOT_PERMITTED : lError == EINVAL ? Start::BAD_OPTION : Start::NO_THREAD;
     }
-    mStartedEvent.waitUntilOn(0); // the record must not go before the thread has done with it
+    mStartedEvent.waitUntilOn(0); // the record must exist until the thread does not use it any more
     mStartedEvent.setOff();
     return Start::DONE;
 }
 
-/// Registers a thread. Result: its id; 0 if it is there already: then the thread runs on without.
+/// Registers a thread. Result: its id; 0 if the id is registered already: then the thread runs on unregistered.
 int ThreadManager::entryLocked(int nId, ThreadEntry const& nEntry)
 {
     int const lOsPriority = nEntry.mPriority.OsValue();
@@ -446,7 +446,7 @@ void* ThreadManager::startThread(void* npRecord)
     void (*const lpFunction)(void*) = lRecord.mpFunction;
     void* const lpArgument = lRecord.mpArgument;
     int const lOsPriority = lRecord.mOsPriority;
-    // Shares of its own, so that the end can be told whatever has become of the entry and the registry by then.
+    // Copies of the holders, so that the end can be told even if entry and registry are destroyed by then.
     SmartPointer<Event> const lpStopEvent = lRecord.mpStopEvent;
     SmartPointer<Event> const lpToldEvent = lRecord.mpToldEvent;
 
@@ -459,10 +459,10 @@ void* ThreadManager::startThread(void* npRecord)
         applog(UTL_LOG_TYPE, 1, "ThreadManager::startThread() Error setpriority() OsValue:%d", lOsPriority);
     }
     lRecord.mThreadId = getCallerId();
-    lpManager->mStartedEvent.setOn(); // the record is entry()'s again
+    lpManager->mStartedEvent.setOn(); // from here on entry() may destroy the record
     if (lpToldEvent.get() != nullptr)
     {
-        lpToldEvent->waitUntilOn(0); // the function may start the watch with its first line
+        lpToldEvent->waitUntilOn(0); // the first line of the function may be startWatchdog()
     }
 
     lpFunction(lpArgument);
@@ -507,7 +507,7 @@ int ThreadManager::entryCaller(int nUseWatchdog, unsigned int nAliveTimeMs, Watc
     return lId;
 }
 
-/// Tells the layers above of a thread that runs. If they have no memory for it, it runs without them, as with a full
+/// Tells the higher layers of a thread that runs. If they have no memory for it, it runs without them, as with a full
 /// table.
 void ThreadManager::announce(int nId, int nUseWatchdog, unsigned int nAliveTimeMs, WatchdogTimerListener* npListener,
                              char const* npName)
@@ -541,8 +541,8 @@ bool ThreadManager::unregister(int nId)
     }
     lpEntry->mpThreadHandle.release();
     mThreadEntries.erase(nId);
-    // The map has moved the later entries down by assignment: the slot behind the last one still has its share in the
-    // last thread's handle, and would keep that thread from being detached. Empty it.
+    // The map has moved the later entries down by assignment: the slot behind the last one still holds the
+    // last thread's handle, and would prevent that thread from being detached. Empty it.
     unsigned int const lCount = mThreadEntries.size();
     (void)mThreadEntries.array().insertAt(lCount, Pair<int, ThreadEntry>());
     mThreadEntries.array().removeAt(lCount);
@@ -662,7 +662,7 @@ SmartPointer<Event> ThreadManager::stopEventOf(int nId)
 
 int ThreadManager::waitToStop(int nId, unsigned int nTimeoutMs)
 {
-    // A share of its own: the entry may go while we wait.
+    // A copy of the holder: the entry may be removed while we wait.
     SmartPointer<Event> const lpStopEvent = stopEventOf(nId);
     internal::WaitShown const lShown(internal::waitWithin(internal::ThreadSlot::WAIT_END, nTimeoutMs),
                                      static_cast<internal::SlotWord>(nId));
@@ -675,7 +675,7 @@ bool ThreadManager::entryWatchdog(unsigned int nAliveTimeMs, WatchdogTimerListen
 {
     int const lId = ownIdIfZero(nId);
     awaitWatchdog();
-    SyncGuard lGuard(mEntrySyncObject); // the name stays where it is
+    SyncGuard lGuard(mEntrySyncObject); // the name must not be removed meanwhile
     return internal::watchdog::entry(*mpWatchdog, lId, nAliveTimeMs, npListener, getName(lId));
 }
 

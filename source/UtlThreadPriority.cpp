@@ -1,4 +1,4 @@
-// Priorities, and the nice values that they stand for.
+// Priorities and their nice values.
 #include "UtlThreadPriority.h"
 
 namespace utl

@@ -1,4 +1,4 @@
-// The image of a message: values in, values out.
+// The image of a message: writing values and reading them back.
 #include "UtlThreadRawMsg.h"
 
 #include <algorithm>
@@ -104,7 +104,7 @@ inline bool ThreadRawMsg::fail()
     return false;
 }
 
-// The sizes are constants in most calls: the compiler makes a comparison and a move of them.
+// In most calls the size is a constant, so that the compiler makes a comparison and a move of them.
 inline bool ThreadRawMsg::setBytes(void const* npBytes, unsigned long long nSize)
 {
     if (mResult == -1)
@@ -326,7 +326,7 @@ int ThreadRawMsg::checkOutputWideStrLength(unsigned int nMaxLength) const
     for (unsigned int lIndex = 0; lIndex < lMaxLength; ++lIndex)
     {
         wchar_t lChar;
-        std::memcpy(&lChar, mpBuffer + mOutputPos + lIndex * WIDE_SIZE, WIDE_SIZE); // no alignment at this place
+        std::memcpy(&lChar, mpBuffer + mOutputPos + lIndex * WIDE_SIZE, WIDE_SIZE); // not aligned here
         if (lChar == 0)
         {
             return static_cast<int>(lIndex) + 1;

@@ -1,4 +1,4 @@
-// The software watchdog: its table, its thread and its judgement.
+// The software watchdog: its table, its thread and its verdicts.
 #include "UtlThreadWatchdog.h"
 
 #include "UtlApplog.h"
@@ -22,13 +22,13 @@ namespace
 
 unsigned int const MAX_MSG_SIZE = 4;
 unsigned int const MAX_MSG_COUNT = 64;
-unsigned int const MAX_BEAT_MS = 1U << 29; // a deadline further off would not be one
-int const MSG_ID_REST = 1;                 // the beat has ended
+unsigned int const MAX_BEAT_MS = 1U << 29; // with a longer interval a deadline makes no sense
+int const MSG_ID_REST = 1;                 // there are no more beats
 
-// Most threads are not registered, and report at every blocking call: they are told so without the lock until somebody
+// Most threads are not registered, but report at every blocking call. They need no lock for that until somebody
 // enters or leaves the table.
 thread_local ThreadWatchdog const* tpUnknownTo = nullptr;
-thread_local unsigned int tTableVersion = 0; // at that time
+thread_local unsigned int tTableVersion = 0; // the table's version when the thread was last looked up
 
 char const* watchLabel(int nStatus)
 {
@@ -109,12 +109,12 @@ ThreadWatchdog::ThreadWatchdog(unsigned int nEntryMax)
 ThreadWatchdog::~ThreadWatchdog()
 {
     internal::hideLock(internal::mutexOf(mSyncObject));
-    delete mpThread; // first: a pass that is under way needs the table and the lock to its end
+    delete mpThread; // first: a check that is under way needs the table and the lock to its end
 }
 
 bool ThreadWatchdog::initialize(unsigned int nIntervalMs)
 {
-    // The thread runs already if memory ran out after its start, the last time.
+    // The thread may run already: an earlier call may have run out of memory after the start.
     if (mIsInitialized || !(mpThread->isRunning() ||
                             mpThread->start(this, 0, 0, nullptr, 1, 0, ThreadPriority(ThreadPriority::NORMAL), 0) == 0))
     {
@@ -137,7 +137,7 @@ void ThreadWatchdog::shutdown()
     mTimerId = -1;
     mBeatDeadline = WatchdogInfo::NO_TICK;
     mpThread->stop(1, 0);
-    mBeatDeadline = WatchdogInfo::NO_TICK; // again: a beat may have been at its end
+    mBeatDeadline = WatchdogInfo::NO_TICK; // once more: the end of a beat may have set it
     mpThread->leaveManagement();
     mIsInitialized = false;
     ++internal::watchdog::gTableVersion;
@@ -149,7 +149,7 @@ bool ThreadWatchdog::setWatchInterval(unsigned int nIntervalMs)
     {
         return false;
     }
-    // Another thread may be at it, too: whoever comes second stops the first one's beat.
+    // Another thread may be doing the same: the second one stops the timer of the first.
     mpThread->killTimer(mTimerId.exchange(-1), 0);
     mIntervalMs = nIntervalMs;
     int const lTimerId = mpThread->setTimer(nIntervalMs, 0, 0, 0);
@@ -342,9 +342,9 @@ void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
     if (nRawMsg.getMsgId(&lMsgId) && lMsgId == MSG_ID_TIMER && lMsg.restoreFrom(nRawMsg) && lMsg.mTimerId == mTimerId)
     {
         unsigned int const lNowTick = TimeCounter::getTickTime();
-        if (lNowTick != WatchdogInfo::NO_TICK) // no clock, no time has passed
+        if (lNowTick != WatchdogInfo::NO_TICK) // if the clock fails, no time has passed
         {
-            internal::WatchdogJudge* const lpJudge = beginJudgement(); // before listeners, which take their time
+            internal::WatchdogJudge* const lpJudge = beginJudgement(); // before the listeners, which may take long
             executeWatchThreads(lNowTick);
             if (lpJudge != nullptr)
             {
@@ -357,7 +357,8 @@ void ThreadWatchdog::receiveMsg(int, ThreadRawMsg& nRawMsg)
     lpJudge != nullptr ? lpJudge->rest() : void();
 }
 
-/// One pass with one time: the table may change between two reports, and a thread just reported is no longer overdue.
+/// Checks all threads with one time. The table may change between two time-outs; a thread that was just reported is not
+/// overdue any more.
 void ThreadWatchdog::executeWatchThreads(unsigned int nNowTick)
 {
     for (int lId = findOverdue(nNowTick); lId != 0; lId = findOverdue(nNowTick))
@@ -403,7 +404,7 @@ void ThreadWatchdog::executeWatchdogTimeout(int nId)
             lSnapshot.array().resizeMax(mWatchdogInfos.size());
             lSnapshot.array().copy(mWatchdogInfos.array(), ~0U);
         }
-        catch (std::bad_alloc const&) // of a thread of our own: it would end the process
+        catch (std::bad_alloc const&) // uncaught on our own thread, it would end the process
         {
             applog(UTL_LOG_TYPE, LOG_LEVEL_ERROR, "ThreadWatchdog No memory for the table  ID:%d", nId);
         }
@@ -441,14 +442,14 @@ void ThreadWatchdog::makeJudgeLocked()
     }
 }
 
-/// Result: null if nobody has asked for verdicts.
+/// Result: null if verdicts were never asked for.
 internal::WatchdogJudge* ThreadWatchdog::judge()
 {
     SyncGuard lGuard(mSyncObject);
     return mpJudge.get();
 }
 
-/// Result: null if nobody asks for verdicts.
+/// Result: null if verdicts are not asked for now.
 internal::WatchdogJudge* ThreadWatchdog::beginJudgement()
 {
     internal::WatchdogJudge* const lpJudge = judge();
@@ -467,12 +468,12 @@ internal::WatchdogJudge* ThreadWatchdog::beginJudgement()
 
 bool ThreadWatchdog::hasBeat() const
 {
-    unsigned int const MAX_INTERVAL_MS = 0x7FFFFFFF; // for the kernel
+    unsigned int const MAX_INTERVAL_MS = 0x7FFFFFFF; // the kernel takes no more
     unsigned int const lIntervalMs = mIntervalMs;
     return mTimerId != -1 && lIntervalMs != 0 && lIntervalMs <= MAX_INTERVAL_MS;
 }
 
-/// Nobody takes samples any more: the judge lets go of its descriptors, on the watchdog thread, whose it is.
+/// For a watchdog without a beat: the judge closes its descriptors, on the watchdog thread.
 void ThreadWatchdog::restWithoutBeat()
 {
     if (judge() != nullptr && !hasBeat() &&
@@ -482,7 +483,7 @@ void ThreadWatchdog::restWithoutBeat()
     }
 }
 
-/// Twice the interval from the end of a beat on.
+/// Sets the deadline to twice the interval after the end of a beat.
 void ThreadWatchdog::setBeatDeadline()
 {
     unsigned int const lIntervalMs = mIntervalMs;
@@ -494,7 +495,7 @@ void ThreadWatchdog::setBeatDeadline()
     }
 }
 
-/// Samples are taken, and verdicts told, without the lock.
+/// Takes samples and calls the listener without the lock.
 void ThreadWatchdog::executeJudgement(internal::WatchdogJudge& nJudge, unsigned int nNowTick)
 {
     {

@@ -1,4 +1,4 @@
-// Elapsed time: the tick of the monotonic clock, and counters by number.
+// Elapsed time: the tick of the monotonic clock, and numbered counters.
 #include "UtlTimeCounter.h"
 
 #include "UtlApplog.h"
@@ -92,7 +92,7 @@ bool TimeCounter::start(unsigned int nCounterId)
                nCounterId);
         return false;
     }
-    // Read under the lock, so that the ticks of one number never run backwards.
+    // Read under the lock, so that the ticks of one number never go backwards.
     unsigned int const lTick = getTickTime();
     if (lTick == FAILED)
     {

@@ -25,14 +25,14 @@ constexpr unsigned short INVALID_YEAR = 65535;
 constexpr unsigned int SECONDS_PER_DAY = 86400;
 constexpr unsigned int MAX_SPAN_DAYS = 49710; // the last whole number of days that fits 32 bits of seconds
 constexpr unsigned int MAX_SPAN_REST = 23296; // the seconds that fit behind them
-constexpr unsigned int ONE_SPAN = 1000000;    // nanoseconds; parts below the second are compared within it
+constexpr unsigned int ONE_SPAN = 1000000;    // nanoseconds; times below the second count as equal within this
 constexpr unsigned int NAME_LENGTH = 3;
 
 char const MONTH_NAMES[12][NAME_LENGTH + 1] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 char const WEEKDAY_NAMES[7][NAME_LENGTH + 1] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
-// Of all months before, in a year of 365 days.
+// The days before a month, in a year of 365 days.
 unsigned short const DAYS_BEFORE_MONTH[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
 
 bool isValidFields(unsigned short nYear, unsigned short nMonth, unsigned short nDay, unsigned short nHour,
@@ -48,7 +48,7 @@ bool isLeapYear(unsigned int nYear)
     return nYear != 0 && nYear % 4 == 0 && (nYear % 100 != 0 || nYear % 400 == 0);
 }
 
-// Falls short of the other part by at most ONE_SPAN; further than that the sum wraps and does not count as short.
+// Whether a part falls short of the other by at most ONE_SPAN. If it falls short by more, the sum wraps: false.
 bool isPartShort(unsigned int nNanoseconds, unsigned int nOther)
 {
     return nNanoseconds + ONE_SPAN - nOther < ONE_SPAN;
@@ -62,7 +62,7 @@ unsigned int weekdayOf(unsigned int nYear, unsigned int nMonth, unsigned int nDa
     return (lYear + lYear / 4 - lYear / 100 + lYear / 400 + (13 * lMonth + 8) / 5 + nDay) % 7;
 }
 
-// So many digits of a number, with leading zeros. Result: the place behind them.
+// Writes so many digits of a number, with leading zeros. Result: the end of them.
 char* putNumber(char* npAt, unsigned int nValue, unsigned int nDigits)
 {
     for (unsigned int lDigit = nDigits; lDigit > 0; nValue /= 10)
@@ -86,7 +86,7 @@ bool isDigit(char nByte)
     return nByte >= '0' && nByte <= '9';
 }
 
-// The colon is none, and so are control characters other than the tab and bytes above 0x7E.
+// Delimiters. The colon is none, nor are control characters other than the tab and bytes above 0x7E.
 bool isDelimiter(char nByte)
 {
     return nByte == 0 || nByte == '\t' || (nByte >= ' ' && nByte <= '/') || (nByte >= ';' && nByte <= '@') ||
@@ -102,7 +102,7 @@ char const* skipToDelimiter(char const* npAt)
     return npAt;
 }
 
-/// Recognises the pieces of a date by their shape, each once, in any order.
+/// Recognises the parts of a date by their form, each once, in any order.
 class HttpDateScanner
 {
 public:
@@ -129,7 +129,7 @@ public:
     unsigned short mSecond = 60;
 
 private:
-    // A whole number of so many digits, ASCII only; npAt moves behind it.
+    // Reads a number of so many digits, ASCII only; npAt moves behind it.
     static bool readNumber(char const*& npAt, unsigned int nMinDigits, unsigned int nMaxDigits, unsigned short& nValue)
     {
         unsigned int lValue = 0;
@@ -256,7 +256,7 @@ bool readClock(Time* npTime, char const* npFunction, unsigned int nClockLine, un
     {
         return false;
     }
-    // A year that 16 bits do not hold would come out as another one.
+    // A year that does not fit 16 bits would become another one.
     if (lFields.tm_year < -1900 || lFields.tm_year >= INVALID_YEAR - 1900)
     {
         return false;
@@ -375,7 +375,7 @@ unsigned int Time::nanoseconds() const
     return 1000000U * mMillisecond + 1000U * mMicrosecond + mNanosecond;
 }
 
-// All of it wraps at 32 bits; callers know these results as they come.
+// The arithmetic wraps at 32 bits: callers rely on these results.
 unsigned int Time::getElapsedDays(Time const& nOther) const
 {
     if (!isValid() || !nOther.isValid() || *this < nOther)

@@ -1,4 +1,4 @@
-// One timer with a thread of its own.
+// Timer: a SharedTimer with one timer.
 #include "UtlTimer.h"
 
 namespace utl

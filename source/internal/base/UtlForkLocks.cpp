@@ -1,4 +1,4 @@
-// Locks that a child of fork finds free.
+// Locks that are free in the child of a fork.
 #include "internal/base/UtlForkLocks.h"
 
 #include "internal/base/UtlImmortal.h"
@@ -18,12 +18,12 @@ namespace
 
 std::atomic<SyncObject*> gLocks[FORK_RANKS] = {};
 
-// Several threads may fork at once: each has what it took itself.
+// Several threads may fork at once: each notes the locks that it took itself.
 thread_local bool tIsTaken[FORK_RANKS] __attribute__((tls_model("initial-exec"))) = {};
 
 void takeAll() UTL_NO_THREAD_SAFETY_ANALYSIS
 {
-    int lTriesLeft = 10000; // of about a tenth of a millisecond, for all together
+    int lTriesLeft = 10000; // pauses of about a tenth of a millisecond, for all locks together
     for (int lRank = 0; lRank < FORK_RANKS; ++lRank)
     {
         SyncObject const* const lpLock = gLocks[lRank];

@@ -1,4 +1,4 @@
-// What a slot, and the loop behind it, said at one moment.
+// Consistent copies of a thread's slot and of its loop's counts.
 #include "internal/base/UtlSlotSnapshot.h"
 
 namespace utl::internal
@@ -34,7 +34,7 @@ void readBooks(LoopView const& nView, LoopSnapshot* npLoop)
         npLoop->mCounts = lCounts;
     }
     BookCounts& lBooks = npLoop->mCounts;
-    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // what waits may be about to be counted
+    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // the loop may be about to change what waits
 }
 
 } // namespace
@@ -60,7 +60,7 @@ bool readSlot(ThreadSlot& nSlot, SlotSnapshot* npSnapshot, bool* npIsWhole)
     }
     if (npSnapshot->mWait[0] == ThreadSlot::WAIT_LOCK && npSnapshot->mWaitsFor == npSnapshot->id())
     {
-        npSnapshot->mWait[0] = ThreadSlot::WAIT_NONE; // it has the lock by now
+        npSnapshot->mWait[0] = ThreadSlot::WAIT_NONE; // the thread has the lock by now
         npSnapshot->mWaitsFor = 0;
     }
     return true;

@@ -1,4 +1,4 @@
-// The system calls as they are outside tests.
+// The table of system calls, with the system's own functions.
 #include "internal/base/UtlSystemCalls.h"
 
 #include <cstdio>
@@ -26,7 +26,7 @@ int getTimeOfDay(timeval* npTime)
     return ::gettimeofday(npTime, nullptr);
 }
 
-/// A program that the application executes gets no descriptor of the library, and so holds no file's lock.
+/// Opens with O_CLOEXEC: a program that the application executes inherits no descriptor, and so no file's lock.
 int openFile(char const* npPath, int nFlags, mode_t nMode)
 {
     return ::open(npPath, nFlags | O_CLOEXEC, nMode);
@@ -37,7 +37,7 @@ int controlFile(int nFd, int nCommand, int nArgument)
     return ::fcntl(nFd, nCommand, nArgument);
 }
 
-// The log passes finished lines as formats on purpose, after making every conversion in them defined.
+// The log passes finished lines as formats on purpose. It has made every conversion in them defined.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 

@@ -1,4 +1,4 @@
-// What each thread of the process does, for whoever looks from outside.
+// Slots in which each thread shows what it is doing.
 #include "internal/base/UtlThreadSlots.h"
 
 #include "internal/base/UtlSystemCalls.h"
@@ -19,8 +19,8 @@ __thread ThreadSlot* tpOwnSlot __attribute__((tls_model("initial-exec"))) = null
 namespace
 {
 
-std::atomic<std::uint32_t> gLockReaders{0}; // of the named locks
-std::atomic<std::uint32_t> gReleases{1};    // a thread that found no room looks again only when one has left
+std::atomic<std::uint32_t> gLockReaders{0}; // how many read the named locks
+std::atomic<std::uint32_t> gReleases{1};    // slots freed; a thread that found none waits for one more
 __thread std::uint32_t tRefusedAt __attribute__((tls_model("initial-exec"))) = 0;
 
 std::uint32_t useOf(std::uint32_t nClaim)
@@ -40,20 +40,20 @@ void release(ThreadSlot& nSlot)
     ++gReleases;
 }
 
-/// Lets go of a slot when the system ends its thread, however that ends.
+/// Frees a slot when the system ends its thread, whatever the reason.
 class EndOfThread
 {
 public:
     EndOfThread() { mHasKey = ::pthread_key_create(&mKey, &EndOfThread::onEnd) == 0; }
-    ~EndOfThread() // the library leaves the process, perhaps before the threads
+    ~EndOfThread() // the library is unloaded, perhaps before the threads end
     {
-        if (mHasKey.exchange(false)) // from here on the key may be somebody else's
+        if (mHasKey.exchange(false)) // from here on the key may get another owner
         {
             ::pthread_key_delete(mKey);
         }
     }
 
-    /// Result: false if the end will not be heard of.
+    /// Result: false if the end of the thread cannot be noticed.
     bool watch(ThreadSlot* npSlot) const { return mHasKey && ::pthread_setspecific(mKey, npSlot) == 0; }
 
     static EndOfThread const& get()
@@ -82,7 +82,7 @@ void writeIdentity(ThreadSlot& nSlot, int nId, bool nIsRegistered, char const* n
     nSlot.mIdentity.write(lWords);
 }
 
-/// A free slot, filled for its new owner. Null if there is none.
+/// Takes a free slot and fills it for its new owner. Null if there is none.
 ThreadSlot* claim(int nId, bool nIsRegistered, char const* npName)
 {
     for (ThreadSlot& lSlot : gThreadSlots)
@@ -104,7 +104,7 @@ ThreadSlot* claim(int nId, bool nIsRegistered, char const* npName)
     return nullptr;
 }
 
-/// Nobody has left since the calling thread found no room.
+/// Whether no slot was freed since the calling thread found none.
 bool isRefused()
 {
     return tRefusedAt == gReleases.load(std::memory_order_relaxed);
@@ -127,7 +127,7 @@ ThreadSlot* claimForCaller(int nId, bool nIsRegistered, char const* npName)
     return lpSlot;
 }
 
-/// The slot of a thread, and the claim that it had then; null for none.
+/// The slot of a thread, and its claim at that moment; null for none.
 ThreadSlot* find(int nId, std::uint32_t* npClaim)
 {
     for (ThreadSlot& lSlot : gThreadSlots)
@@ -145,10 +145,10 @@ ThreadSlot* find(int nId, std::uint32_t* npClaim)
 
 bool hasReaders(std::atomic<std::uint32_t>& nReaders)
 {
-    return nReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a change: no store of ours may come after it
+    return nReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a write: no earlier store of ours may be delayed past it
 }
 
-/// Nobody looks any more at what a slot pointed to. Looking takes a microsecond and waits for nothing.
+/// Waits until nobody reads what a slot pointed to. Reading takes a microsecond and waits for nothing.
 void awaitReaders(std::atomic<std::uint32_t>& nReaders)
 {
     if (!hasReaders(nReaders))
@@ -156,7 +156,7 @@ void awaitReaders(std::atomic<std::uint32_t>& nReaders)
         return;
     }
     int lState = 0;
-    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &lState); // taking a lock is no place to be cancelled
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &lState); // a thread must not be cancelled while it takes a lock
     while (hasReaders(nReaders))
     {
         pauseBriefly();
@@ -166,7 +166,7 @@ void awaitReaders(std::atomic<std::uint32_t>& nReaders)
 
 } // namespace
 
-// ---------------------------------------------------------------------------------------------- coming and going
+// ---------------------------------------------------------------------------------------------- slots taken and freed
 
 void enterSlot(int nId, char const* npName)
 {
@@ -199,7 +199,7 @@ void clearSlots()
     gLockReaders = 0;
     for (ThreadSlot& lSlot : gThreadSlots)
     {
-        lSlot.mReaders.store(0, std::memory_order_relaxed); // who looked at the fork is not here
+        lSlot.mReaders.store(0, std::memory_order_relaxed); // threads that were reading at the fork do not exist here
         if (useOf(lSlot.mClaim.load(std::memory_order_relaxed)) != ThreadSlot::USE_NONE)
         {
             lSlot.mpLoop.store(nullptr, std::memory_order_relaxed);
@@ -220,7 +220,7 @@ void ThreadSlot::setStage(Stage nStage)
 {
     std::uint32_t const lClaim = mClaim.load(std::memory_order_relaxed);
     std::uint32_t lStage = mStage.load(std::memory_order_relaxed);
-    // A stop may have been asked for before the thread came to run.
+    // A stop may have been asked for before the thread runs.
     while (!(nStage < STAGE_STOPPING && lStage == stageWord(lClaim, STAGE_STOPPING)) &&
            !mStage.compare_exchange_weak(lStage, stageWord(lClaim, nStage), std::memory_order_relaxed))
     {
@@ -314,7 +314,7 @@ int readLock(NamedLock const& nLock, char const** npName)
     return lpMutex != nullptr ? ownerOf(*lpMutex) : 0;
 }
 
-/// While we look at a lock, who waits for it does not go on, and so it is there.
+/// While we read a lock, a thread that waits for it does not go on, so the lock is not destroyed.
 bool readWait(ThreadSlot& nSlot, TwoCopies<4>::Words* npWait, int* npOwner, std::uint32_t* npGeneration)
 {
     Looking const lLooking(nSlot.mReaders);
@@ -348,7 +348,7 @@ WaitShown::~WaitShown()
     mpSlot->mWait.write(mBefore);
     if (mIsForLock)
     {
-        awaitReaders(mpSlot->mReaders); // the lock may be destroyed when it has been let go
+        awaitReaders(mpSlot->mReaders); // the lock may be destroyed once it is released
     }
 }
 

@@ -1,4 +1,4 @@
-// Lines in two ways: usual ones in one pass, all others one character after the other.
+// Takes lines in two ways: usual ones in one pass, all others character by character.
 #include "internal/file/UtlLineScan.h"
 
 #include <algorithm>
@@ -13,8 +13,8 @@ namespace
 {
 
 constexpr std::uint32_t REPLACEMENT = 0xFFFD;
-constexpr long long UNIT_MAX = 2;  // bytes of a file that become one of UTF-8
-constexpr long long EOL_UNITS = 2; // of a usual line end
+constexpr long long UNIT_MAX = 2;  // bytes of a file that become one byte of UTF-8
+constexpr long long EOL_UNITS = 2; // units of a usual line end
 
 bool is(DecodedChar const& nChar, std::uint32_t nCode)
 {
@@ -43,8 +43,8 @@ int LineScan::take(LinePart& nPart)
     return lEnd == 0 && nPart.mSize == 0 ? FILE_READ_END : 1;
 }
 
-/// A line that the window cuts off is tried again behind a read. No more is looked at than can be taken, so that the
-/// parts of a long line are not each as much work as the line. Result: as take(), 0 for an unusual line.
+/// If the window cuts a line off, it is tried again after a read. The walk goes no further than there is room, so that
+/// each part of a long line does not cost as much as the line. Result: as take(); 0 for a line that is not usual.
 int LineScan::takeUsual(LinePart& nPart)
 {
     bool lIsCut = true;
@@ -75,13 +75,13 @@ int LineScan::takeUsual(LinePart& nPart)
     return 0;
 }
 
-/// The character at the position, of which nLeft bytes are at hand: LOOKAHEAD or all there are.
+/// The character at the position. nLeft: bytes in the window, at least LOOKAHEAD, or all that there are.
 DecodedChar LineScan::charHere(int nLeft) const
 {
     return decodeChar(mEncoding, mReader.at(mReader.position()), static_cast<unsigned int>(nLeft), false);
 }
 
-/// Result: false if there is no room for it.
+/// Stores a character. Result: false if there is no room.
 bool LineScan::store(DecodedChar const& nChar, LinePart& nPart)
 {
     bool const lIsFault = nChar.mFault != TextStop::END;
@@ -97,7 +97,7 @@ bool LineScan::store(DecodedChar const& nChar, LinePart& nPart)
     return true;
 }
 
-/// Result: the bytes left, at least, when the part ends; FILE_READ_ERROR.
+/// Takes characters until the part ends. Result: the bytes left, at least; FILE_READ_ERROR.
 int LineScan::takeChars(LinePart& nPart)
 {
     int lLeft = mReader.require(LOOKAHEAD);
@@ -125,7 +125,7 @@ int LineScan::takeChars(LinePart& nPart)
     return lLeft;
 }
 
-/// Looks behind the CR at the position, or at none, for an LF or the end of the file, however far that is. Moves behind
+/// Looks behind the CR at the position, if any, for an LF or the end of the file, however far that is. Moves behind
 /// the line end, or stays and notes how far CR are text.
 /// Result: as takeChars().
 int LineScan::measureCrs(LinePart& nPart)

@@ -1,4 +1,4 @@
-// What has been read of a file ahead of its caller.
+// Reading ahead of a file's caller, also across forks.
 #include "internal/file/UtlReadAhead.h"
 
 #include "internal/base/UtlThreadSlots.h"
@@ -15,9 +15,9 @@ std::atomic<unsigned int> gForks{0};
 namespace
 {
 
-// Not a SyncObject, which knows its thread by a number that the child of a fork does not have.
+// Not a SyncObject: that knows its owner by the thread id, which changes in the child of a fork.
 pthread_mutex_t gWindowsLock = PTHREAD_MUTEX_INITIALIZER;
-ReadAhead* gWindows = nullptr; // the first of those that have a window
+ReadAhead* gWindows = nullptr; // the list of those that have a window
 
 int registerLock()
 {
@@ -29,14 +29,14 @@ int registerLock()
 
 } // namespace
 
-// Other threads may be reading: they use no position but their own, so that moving the descriptor does not disturb
-// them, and when they go on they see that their own is another one than what was left here.
+// Other threads may be reading. They use only their own position, so that moving the descriptor does not disturb
+// them; when they go on they see that their position differs from the one left here.
 void ReadAhead::beforeFork()
 {
     ::pthread_mutex_lock(&gWindowsLock);
     for (ReadAhead* lpAhead = gWindows; lpAhead != nullptr; lpAhead = lpAhead->mpNext)
     {
-        if (!lpAhead->isShared()) // a shared one stands where it should
+        if (!lpAhead->isShared()) // a shared descriptor is at its position already
         {
             long long const lPosition = lpAhead->here();
             lpAhead->mLeftAtFork.store(lPosition, std::memory_order_relaxed);
@@ -66,7 +66,7 @@ bool ReadAhead::beginSlowly()
     return true;
 }
 
-// The position is shared and there is a window.
+// Takes over the shared position. There is a window.
 bool ReadAhead::adoptPosition()
 {
     // This thread may have been reading while another forked: no other process can have moved the descriptor since.

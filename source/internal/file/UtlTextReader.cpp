@@ -1,4 +1,4 @@
-// The position is a number here, whatever the descriptor does: UtlReadAhead.h.
+// Finds lines and pieces of text in what a file has read ahead.
 #include "internal/file/UtlTextReader.h"
 
 #include "UtlApplog.h"
@@ -15,9 +15,9 @@ namespace
 
 constexpr unsigned int KEPT_LINE_MAX = 8192; // a longer line cannot be read, so its start need not be kept
 
-// --- The measure of a line ---
+// --- Measuring a line ---
 
-/// Walks on from npFrom while nAhead bytes are left before npEnd. Result: where the walk stopped.
+/// Walks from npFrom as long as nAhead bytes are left before npEnd. Result: where the walk stopped.
 template <class Chars>
 unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* npEnd, unsigned int nAhead,
                               WalkedLine& nLine)
@@ -46,7 +46,7 @@ unsigned char const* walkLine(unsigned char const* npFrom, unsigned char const* 
 
 // --- Pieces of text ---
 
-/// Ends bytes of a window for a while. Two zeros, for a lead byte of Shift-JIS at the end.
+/// Terminates bytes in a window for a scope, with two zeros because of a lead byte of Shift-JIS at the end.
 class Ended
 {
 public:
@@ -77,7 +77,7 @@ void storeUnits(unsigned short* npUnits, unsigned char const* npBytes, unsigned 
     npUnits[nCount] = 0;
 }
 
-/// The UTF-8 of the bytes of a piece, which are ended. Result: false for a mark in UTF-16.
+/// Converts the terminated bytes of a piece to UTF-8. Result: false for a byte-order mark in UTF-16.
 bool convertPiece(FileWindow& nWindow, int nTextType, unsigned char const* npBytes, Piece& nPiece)
 {
     char const* const lpBytes = reinterpret_cast<char const*>(npBytes);
@@ -279,7 +279,7 @@ int TextReader::readPiece(int nTextType, char* npDst, unsigned int nDstSize, uns
     {
         return FILE_READ_ERROR;
     }
-    // Room is asked for twice: for the bytes of the file and a terminator unit, and for the result.
+    // The room is checked twice: for the bytes of the file with a terminator, and for the result.
     unsigned int const lRoom = nDstSize > nDstOffset ? nDstSize - nDstOffset : 0;
     unsigned int const lSrcRoom = lIsQuery ? FILE_TEXT_CHUNK_MAX : lRoom > lUnit ? lRoom - lUnit : 0;
     Piece lPiece;

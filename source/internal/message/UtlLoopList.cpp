@@ -1,4 +1,4 @@
-// The loops of the process that have been started.
+// The list of the running loops of the process.
 #include "internal/message/UtlLoopList.h"
 
 #include "UtlString.h"
@@ -28,14 +28,14 @@ SyncObject& listLock()
 
 LoopList::Loop* gpFirst = nullptr; // under listLock()
 
-/// None of the loops runs in the child of a fork, and nobody is left there to give the lock back.
+/// For the child of a fork: none of the loops runs there, and the thread that held the lock does not exist.
 void beginChild()
 {
     gpFirst = nullptr;
     new (&listLock()) SyncObject;
 }
 
-/// Makes the lock before there can be a second thread, so that no fork finds it half made.
+/// Makes the lock before there can be a second thread, so that no fork finds it half constructed.
 int registerForkHandler()
 {
     showLock("the list of loops", mutexOf(listLock()));
@@ -68,7 +68,7 @@ void LoopList::leave(Loop& nLoop)
     }
 }
 
-/// Result: false if it was not there: its listener has forked, and this is the child, where nobody has pinned it.
+/// Result: false if it is not in the list: its listener has forked, and this is the child.
 bool LoopList::takeOut(Loop& nLoop)
 {
     SyncGuard lGuard(listLock());
@@ -139,7 +139,7 @@ int LoopList::askNext(Array<int, int const&> const& nThreadIds)
         Loop& mLoop;
     } const lPinned{*lpNext};
     int const lThreadId = lpNext->thread().getId();
-    lpNext->thread().stop(0, 0); // it may call the application, which may stop other threads
+    lpNext->thread().stop(0, 0); // may call the application's requestStop(), which may stop other threads
     return lThreadId;
 }
 
@@ -160,7 +160,7 @@ bool LoopList::describe(int nThreadId, char* npText, unsigned int nSize)
     return lpLoop != nullptr;
 }
 
-bool LoopList::lockSoon(SyncObject const& nLock) UTL_NO_THREAD_SAFETY_ANALYSIS // a loop of tries
+bool LoopList::lockSoon(SyncObject const& nLock) UTL_NO_THREAD_SAFETY_ANALYSIS // the analysis does not follow the loop
 {
     bool lIsOurs = nLock.tryLock();
     for (int lTriesLeft = 20; !lIsOurs && lTriesLeft > 0; --lTriesLeft)

@@ -25,7 +25,7 @@ struct IdClass
 
 IdClass const ID_CLASSES[] = {
     {MSG_ID_NONE, MSG_ID_ANY, CtlClass::MSG, false},
-    {MSG_ID_OUT_OF_BAND, MSG_ID_STOP_THREAD, CtlClass::CONTROL, false}, // MSG_ID_SYNC aside, which owns a slot
+    {MSG_ID_OUT_OF_BAND, MSG_ID_STOP_THREAD, CtlClass::CONTROL, false}, // except MSG_ID_SYNC, which owns a slot
     {MSG_ID_TIMEOUT_SIGNAL, MSG_ID_TIMEOUT_SIGNAL, CtlClass::NEVER, false},
 };
 IdClass const ANY_OTHER{0, 0, CtlClass::MSG, true};
@@ -60,7 +60,7 @@ SlotRing::SlotRing(unsigned int nSlotSize, unsigned int nMaxCount)
     : mSlotSize(nSlotSize),
       mMaxCount(nMaxCount),
       mpSlots(new unsigned char[static_cast<std::size_t>(
-          std::min<unsigned long long>(SIZE_MAX, (nMaxCount + 2ULL) * nSlotSize))]) // too many: no such block is had
+          std::min<unsigned long long>(SIZE_MAX, (nMaxCount + 2ULL) * nSlotSize))]) // too large: the allocation fails
 {
 }
 
@@ -221,7 +221,7 @@ bool MsgQueues::find(Judgement& nJudgement, ThreadRawMsg* npTarget)
     return false;
 }
 
-/// One step of a find. *npSlot: the record's slot if it owns one, then the next one.
+/// One step of find(). *npSlot: the record's slot; moves on if the record owns one.
 bool MsgQueues::passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement& nJudgement)
 {
     if (nRecord.mMsgId == MSG_ID_TIMEOUT)
@@ -249,8 +249,8 @@ bool MsgQueues::passes(CtlRecord const& nRecord, unsigned int* npSlot, Judgement
 
 // ---------------------------------------------------------------------------------------------- erasing
 
-/// A walk that closes up behind itself: what stays moves forward to what has stayed before, each once. Between the two
-/// lies a gap, which close() takes out, at the latest when the walk ends, however it ends.
+/// The walk of erase(), which closes gaps as it goes: what stays is moved forward, once. Between what stays and what is
+/// still to be walked there is a gap. close() removes it, at the latest when the walk ends for any reason.
 class MsgQueues::Compaction
 {
 public:
@@ -270,7 +270,7 @@ public:
     Compaction(Compaction const&) = delete;
     Compaction& operator=(Compaction const&) = delete;
 
-    /// The record to look at, and the slot that it owns if it owns one. There are as many as at the beginning, at most.
+    /// The record to judge, and its slot if it owns one. The walk takes at most as many as there were at the beginning.
     bool isAtEnd() const { return mLeft == 0 || mRead >= mQueues.mCtlQueue.size(); }
     CtlRecord const& record() const { return mQueues.mCtlQueue.at(mRead); }
     unsigned int slot() const { return mReadSlot; }
@@ -319,7 +319,7 @@ private:
     }
 
     MsgQueues& mQueues;
-    Compaction* const mpOuter; // whose judgement walks as well
+    Compaction* const mpOuter; // the walk whose judgement has begun this one
     unsigned int mLeft = 0;
     unsigned int mRead = 0;
     unsigned int mWrite = 0;
@@ -366,7 +366,7 @@ MsgQueues::Erased MsgQueues::erase(Judgement& nJudgement, Erasure& nErasure, int
     return Erased::ALL;
 }
 
-/// A judgement that walks itself finds the queues whole.
+/// Before a walk that a judgement makes: closes the gap, so that records and slots fit together.
 void MsgQueues::closeWalk()
 {
     if (mpWalk != nullptr)
@@ -383,7 +383,7 @@ void MsgQueues::tellGone(int nMsgId) const
     applog(UTL_LOG_TYPE, 1, "MsgDrivenThread::executeEraseMsg(): %s fail. Line=%d", lpWhat, __LINE__);
 }
 
-/// Takes a run of control records out, and a run of slots. The name is what callers of old know it by.
+/// Removes a run of control records and a run of slots. The misspelled name is kept on purpose.
 void MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, unsigned int nSlot,
                               unsigned int nSlotCount)
 {
@@ -391,7 +391,7 @@ void MsgQueues::earseMsgQueue(unsigned int nCtlIndex, unsigned int nCtlCount, un
     mSlots.erase(nSlot, nSlotCount);
 }
 
-/// This walk does not repair queues that do not fit together, as the dispatch does: it fails.
+/// If records and slots do not fit together, this walk fails; it does not repair them as the dispatch does.
 MsgQueues::Step MsgQueues::judge(CtlRecord const& nRecord, unsigned int nSlot, Judgement& nJudgement)
 {
     bool const lIsTimeout = nRecord.mMsgId == MSG_ID_TIMEOUT;
@@ -406,10 +406,11 @@ MsgQueues::Step MsgQueues::judge(CtlRecord const& nRecord, unsigned int nSlot, J
     return nJudgement.judge(mFindRawMsg) ? Step::GOES : Step::STAYS;
 }
 
-/// Copies the slot of a record to mFindRawMsg. Result: false if it is not there, or is another's (logged).
+/// Copies the slot of a record to mFindRawMsg. Result: false if there is none, or it belongs to another record
+/// (logged).
 bool MsgQueues::readSlot(CtlRecord const& nRecord, unsigned int nSlot)
 {
-    bool const lIsSync = nRecord.mMsgId == MSG_ID_SYNC; // its slot has an id of its own
+    bool const lIsSync = nRecord.mMsgId == MSG_ID_SYNC; // its slot has the message's own id
     if (nSlot >= mSlots.size())
     {
         applog(UTL_LOG_TYPE, 1,

@@ -25,7 +25,7 @@ QuietLoop::QuietLoop(Thread& nThread, Kind const& nKind, unsigned int nMaxRecord
 
 // ---------------------------------------------------------------------------------------------- for senders
 
-/// The queue is full. Result: false.
+/// Logs and counts that the queue is full. Result: false.
 bool QuietLoop::refuse(CtlRecord const& nRecord)
 {
     mCounts.mRefusedFull += mCtlQueue.isMsg(nRecord.mMsgId) ? 1 : 0;
@@ -37,7 +37,7 @@ bool QuietLoop::refuse(CtlRecord const& nRecord)
     return false;
 }
 
-/// The note is up and comes down: the caller is to write. Result: true.
+/// Takes down the note, which is up: the caller must write. Result: true.
 bool QuietLoop::takeNoteLocked()
 {
     mIsAsleep = false;
@@ -45,12 +45,12 @@ bool QuietLoop::takeNoteLocked()
     return true;
 }
 
-/// For one who has taken the note down. Result: false, with a line in the log, when the loop could not be woken; then
-/// the caller still counts as writing.
+/// For a sender that has taken the note down. Result: false, with a line in the log, if the loop could not be woken;
+/// then the caller still counts as writing.
 bool QuietLoop::write(CtlRecord const& nRecord)
 {
     unsigned int lWritten = 0;
-    // Once more for a stop: nothing else may ever wake the loop.
+    // For a stop it tries once more, since nothing else may ever wake the loop.
     if (mPipe.write(nRecord, &lWritten) || (mThread.hasRequestedStop() && mPipe.write(nRecord, &lWritten)))
     {
         stopWriting();
@@ -60,13 +60,13 @@ bool QuietLoop::write(CtlRecord const& nRecord)
     return false;
 }
 
-/// The last look at a loop that may be gone from here on.
+/// The last use of the loop, which may be destroyed from here on.
 void QuietLoop::stopWriting()
 {
     mWriters.fetch_sub(1, std::memory_order_release);
 }
 
-/// After a failed write. Result: the record was the newest, and was taken back.
+/// After a failed write. Result: true if the record was still the newest, and was taken back.
 bool QuietLoop::takeBackLocked(Wake const& nWake)
 {
     if (nWake.mGeneration != mGeneration || !mCtlQueue.takeBack(nWake.mNumber))
@@ -77,7 +77,8 @@ bool QuietLoop::takeBackLocked(Wake const& nWake)
     return true;
 }
 
-/// The loop still sleeps, and the next sender tries to wake it. If it is to stop there may be no next one.
+/// Puts the note up again: the loop still sleeps, and the next sender tries to wake it. If it is to stop, no sender may
+/// come.
 void QuietLoop::putNoteBackLocked()
 {
     mIsAsleep = !mHasEnded && !mThread.hasRequestedStop();
@@ -88,8 +89,8 @@ void QuietLoop::putNoteBackLocked()
     }
 }
 
-/// After a failed write, if the record was not taken back: the loop has woken meanwhile and has seen it, or others have
-/// come behind it, who rely on this writer.
+/// After a failed write, if the record was not taken back: the loop has woken meanwhile and seen it, or other senders
+/// have appended behind it and rely on this one.
 void QuietLoop::wakeForOthers(CtlRecord const& nRecord, Wake const& nWake)
 {
     {
@@ -139,7 +140,7 @@ void QuietLoop::postStop(int nMsgId)
 
 void QuietLoop::waitForOthers()
 {
-    LoopList::leave(*this); // its thread may have done something else than to run it
+    LoopList::leave(*this); // its thread may never have run it
     while (mWriters.load(std::memory_order_acquire) != 0)
     {
         pauseBriefly();
@@ -177,13 +178,13 @@ bool QuietLoop::run()
     return lTurn == TURN_END;
 }
 
-/// Due signals are let in once, then requests are served, then comes one dispatch: nothing starves.
+/// One turn: lets due signals in once, serves requests, then makes one dispatch, so that nothing starves.
 QuietLoop::Turn QuietLoop::turn()
 {
     letSignalsIn();
     if (hasComeUnderWatchdog())
     {
-        mThread.startWatchdog(); // an entry begins unwatched, and the wait that would turn it on may be far away
+        mThread.startWatchdog(); // a new entry is unwatched until the next wait, which may be far off
     }
     if (hasRequests())
     {
@@ -217,7 +218,7 @@ QuietLoop::Turn QuietLoop::withoutWorkLocked()
 {
     if (hasRequests())
     {
-        return TURN_GO_ON; // one has come since we looked
+        return TURN_GO_ON; // a request has come since we looked
     }
     if (mThread.hasRequestedStop())
     {
@@ -229,7 +230,7 @@ QuietLoop::Turn QuietLoop::withoutWorkLocked()
     return TURN_SLEEP;
 }
 
-/// The note is up. An idle thread is not a hung thread: the watchdog looks away while we wait.
+/// Waits; the note is up. An idle thread does not hang, so the watchdog does not watch it meanwhile.
 /// Result: false if the pipe cannot be read any more.
 bool QuietLoop::wait()
 {
@@ -262,7 +263,7 @@ bool QuietLoop::wait()
     return lError == 0 || lError == EINTR;
 }
 
-/// Until there is something to read, or a timer's signal. Result: 0, or the error of a read that gave *npRead.
+/// Sleeps until there is something to read, or a timer's signal. Result: 0, or the errno of a read that gave *npRead.
 int QuietLoop::sleep(unsigned int* npRead)
 {
     if (nextDueNs() != TimerInfo::NEVER)
@@ -276,7 +277,7 @@ int QuietLoop::sleep(unsigned int* npRead)
     return mPipe.read(npRead) || (mIsHungUp && *npRead == 0) ? 0 : errno;
 }
 
-/// Of a busy loop: if a timer is due, what waits is let in. The kernel lets in one signal a call.
+/// For a busy loop: if a timer is due, lets in the signals that wait. The kernel lets in one signal per call.
 void QuietLoop::letSignalsIn()
 {
     if (nextDueNs() == TimerInfo::NEVER || monotonicNs() < nextDueNs())
@@ -294,7 +295,7 @@ void QuietLoop::letSignalsIn()
     takeNotesLocked();
 }
 
-/// Queues the time-outs that signals have told of, behind all that is queued.
+/// Queues time-outs for the notes of the signal handler, behind all that is queued.
 void QuietLoop::takeNotesLocked()
 {
     if (nextDueNs() == TimerInfo::NEVER)
@@ -306,7 +307,7 @@ void QuietLoop::takeNotesLocked()
     for (unsigned int lIndex = 0; lIndex < lNotes.count(); ++lIndex)
     {
         TimerTable::Expiry lExpiry = mTimers.expire(lNotes.at(lIndex), lNowNs);
-        Wake lWake; // of nobody: the loop is awake
+        Wake lWake; // not used: the loop is awake
         while (lExpiry.mCount != 0 && appendLocked({mKind.mTimeoutId, lExpiry.mTimerId}, &lWake))
         {
             --lExpiry.mCount;
@@ -319,7 +320,7 @@ void QuietLoop::takeNotesLocked()
     mTimers.show(&mView);
 }
 
-/// Result: the thread may be in the watchdog's table since now.
+/// Result: whether the thread is in the watchdog's table and was not at the last look.
 bool QuietLoop::hasComeUnderWatchdog()
 {
     unsigned int const lVersion = watchdog::gTableVersion.load(std::memory_order_acquire);
@@ -366,7 +367,7 @@ Ledger QuietLoop::ledger() const
 
 void QuietLoop::describe(char* npText, unsigned int nSize) const
 {
-    if (!LoopList::lockSoon(mSyncObject)) // by a judgement of the application, for example
+    if (!LoopList::lockSoon(mSyncObject)) // held by a judgement of the application, for example
     {
         std::snprintf(npText, nSize, "its queue is locked");
         return;

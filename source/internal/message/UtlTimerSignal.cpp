@@ -15,12 +15,12 @@ namespace utl::internal
 namespace
 {
 
-thread_local ExpiryNotes* tpNotes = nullptr; // touched by keepBack() first, so that the handler finds it made
+thread_local ExpiryNotes* tpNotes = nullptr; // first used by keepBack(), so that it exists when the handler uses it
 
 /// On the thread that owns the timer, inside its ppoll(). Takes no lock, allocates nothing, makes no system call.
 void onTimerSignal(int, siginfo_t* npInfo, void*)
 {
-    if (tpNotes != nullptr && npInfo->si_code == SI_TIMER) // somebody else may send the signal, to any thread
+    if (tpNotes != nullptr && npInfo->si_code == SI_TIMER) // anybody may send the signal, to any thread
     {
         tpNotes->add({npInfo->si_value.sival_int, static_cast<unsigned int>(std::max(npInfo->si_overrun, 0))});
     }
@@ -88,7 +88,7 @@ int TimerSignal::letIn() const
 
 int TimerSignal::poll(int nFd, bool nIsToWait) const
 {
-    // The thread's mask of now: what a listener has blocked stays blocked.
+    // Based on the thread's present mask: what a listener has blocked stays blocked.
     sigset_t lMask;
     ::pthread_sigmask(SIG_BLOCK, nullptr, &lMask);
     sigdelset(&lMask, number());

@@ -21,7 +21,7 @@ namespace utl::internal
 namespace
 {
 
-/// A kernel timer's handle, as the log shows it.
+/// A kernel timer's handle in the form that the log shows.
 unsigned int asHex(void* npTimerId)
 {
     return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(npTimerId));
@@ -32,7 +32,7 @@ long long intervalNs(TimerInfo const& nInfo)
     return nInfo.mIntervalMs * 1000000LL;
 }
 
-/// A signal of before the timer was set anew comes too early. nNowNs: 0 if the clock could not be read.
+/// Whether a signal is from before the timer was set again: it comes too early. nNowNs: 0 if the clock failed.
 bool isHeard(TimerInfo const& nInfo, long long nNowNs)
 {
     bool const lIsStale = nInfo.mAwaitsFirst && nNowNs != 0 && nNowNs < nInfo.mDueNs;
@@ -104,7 +104,7 @@ TimerInfo* TimerTable::find(int nTimerId)
     return lpPair != nullptr ? &lpPair->mValue : nullptr;
 }
 
-/// The timer that goes by a system number now, or null.
+/// The timer that has a system number now, or null.
 TimerTable::TimerMap::Element* TimerTable::findNumber(int nSysTimerNumber)
 {
     for (unsigned int lIndex = 0; nSysTimerNumber != -1 && lIndex < mTimers.size(); ++lIndex)
@@ -122,7 +122,7 @@ TimerTable::TimerMap::Element* TimerTable::findNumber(int nSysTimerNumber)
 
 bool TimerTable::arm(TimerInfo& nInfo)
 {
-    // Without the handler, which the constructor could not install perhaps, the signal would end the process.
+    // Without the handler, which the constructor may have failed to install, the signal would end the process.
     if (!installHandler())
     {
         return false;
@@ -173,7 +173,7 @@ bool TimerTable::create(int nNumber, void** npTimerId) const
     return false;
 }
 
-/// Starts a kernel timer. When the kernel refuses, the timer is deleted.
+/// Starts a kernel timer. If the kernel refuses, the timer is deleted.
 bool TimerTable::setTime(TimerInfo& nInfo, void* npTimerId)
 {
     long long const lNowNs = monotonicNs();
@@ -230,7 +230,7 @@ TimerTable::Expiry TimerTable::expire(ExpiryNotes::Note const& nNote, long long 
     lInfo.mAwaitsFirst = false;
     long long const lExpiries = 1LL + nNote.mOverrun;
     lInfo.mDueNs += lExpiries * intervalNs(lInfo);
-    if (lInfo.mDueNs <= nNowNs) // a signal was lost: it shall not be looked for again and again
+    if (lInfo.mDueNs <= nNowNs) // a signal was lost: do not look for it again and again
     {
         lInfo.mDueNs = nNowNs + intervalNs(lInfo);
     }
@@ -270,7 +270,7 @@ void TimerTable::show(LoopView* npView) const
         lRunning += lInfo.mDueNs != TimerInfo::NEVER ? 1 : 0;
         lDueNs = std::min(lDueNs, lInfo.mDueNs);
     }
-    if (lRunning != 0) // what is further away than its 32 bits tell is that far
+    if (lRunning != 0) // a time beyond 32 bits is shown as the largest
     {
         lDueNs = std::min(lDueNs, monotonicNs() + (static_cast<long long>(INT_MAX) << 20U));
     }

@@ -25,7 +25,7 @@ bool WakePipe::open()
     }
     mReadFd = lFds[0];
     mWriteFd = lFds[1];
-    // The two ends are open files of their own, so the reading end goes on blocking.
+    // Each end is an open file of its own, so the reading end still blocks.
     if (gSystem.mFcntl(mWriteFd, F_SETFL, O_WRONLY | O_NONBLOCK) == 0)
     {
         return true;
@@ -52,7 +52,7 @@ bool WakePipe::write(CtlRecord const& nRecord, unsigned int* npWritten)
 
 bool WakePipe::read(unsigned int* npRead)
 {
-    CtlRecord lRecords[8]; // more than one only if a wake-up came behind another reason to wake
+    CtlRecord lRecords[8]; // more than one only if the loop had also woken for another reason
     ssize_t const lRead = gSystem.mRead(mReadFd, lRecords, sizeof(lRecords));
     *npRead = static_cast<unsigned int>(lRead);
     if (lRead >= static_cast<ssize_t>(sizeof(CtlRecord)))
@@ -63,8 +63,8 @@ bool WakePipe::read(unsigned int* npRead)
     return false;
 }
 
-/// The number of the write end becomes one more of the read end: a writer under way fails, and can meet nobody else's
-/// file.
+/// The descriptor of the write end becomes a copy of the read end: a write that is under way fails, and cannot hit a
+/// file that got the same number.
 void WakePipe::hangUp()
 {
     gSystem.mDup3(mReadFd, mWriteFd, O_CLOEXEC);

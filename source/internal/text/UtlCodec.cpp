@@ -1,4 +1,4 @@
-// One character of any encoding, read and written within bounds; whole stretches checked. Layer: internal, text.
+// Reads and writes single characters of any encoding within bounds, and checks whole texts. Layer: internal, text.
 #include "internal/text/UtlCodec.h"
 
 #include <algorithm>
@@ -26,13 +26,13 @@ DecodedChar malformed(unsigned int nSize)
 
 // --- UTF-8 ---
 
-// Bytes of a character by its lead byte; 0 for none.
+// The size of a character by its lead byte; 0 if it is none.
 unsigned int sizeOfLead(unsigned char nLead)
 {
     return nLead < 0x80 ? 1 : nLead < 0xC2 ? 0 : nLead < 0xE0 ? 2 : nLead < 0xF0 ? 3 : nLead < 0xF5 ? 4 : 0;
 }
 
-// What the lead byte leaves of the second: not overlong, no surrogate, not above the last code.
+// Whether a second byte may follow the lead byte: not overlong, no surrogate, not above U+10FFFF.
 bool isSecond(unsigned char nLead, unsigned char nSecond)
 {
     unsigned int const lLow = nLead == 0xE0 ? 0xA0 : nLead == 0xF0 ? 0x90 : 0x80;
@@ -63,7 +63,7 @@ unsigned int sjisAt(unsigned int nPosition)
     return (nPosition / 188) << 8 | (lTrail + (lTrail >= 0x3F ? 0x41 : 0x40));
 }
 
-// The unit of a double-byte code with a good trail byte, or 0.
+// The unit of a double-byte code with a valid trail byte; 0 for none.
 unsigned int unitOfDouble(unsigned char nLead, unsigned char nTrail, bool nIsLikeIconv)
 {
     if (isSjisLead(nLead))
@@ -100,7 +100,7 @@ DecodedChar decodeSjis(unsigned char const* npSrc, std::size_t nBytes, bool nIsL
     return {lUnit, 2, lUnit != 0 ? TextStop::END : TextStop::NO_CODE};
 }
 
-// Codes that iconv gives to characters that have none of their own.
+// Codes that iconv gives to characters that have no code here.
 struct NearCode
 {
     std::uint16_t mUnit;
@@ -111,14 +111,14 @@ constexpr NearCode NEAR_CODES[] = {{0x00A2, 0x8191}, {0x00A3, 0x8192}, {0x00A5, 
                                    {0x00AC, 0x81CA}, {0x2014, 0x815C}, {0x2016, 0x8161},
                                    {0x203E, 0x7E},   {0x2212, 0x817C}, {0x301C, 0x8160}};
 
-// The code that iconv has for a character; nSjis is ours, or 0.
+// The code that iconv has for a character. nSjis: our code, or 0.
 unsigned int sjisOfIconv(unsigned int nUnit, unsigned int nSjis)
 {
     if (nSjis == 0x879C)
     {
         return 0x81BE;
     }
-    if (isOtherInIconv(nSjis)) // the same characters once more, in the same order
+    if (isOtherInIconv(nSjis)) // a second block of the same characters, in the same order
     {
         unsigned int const lTwin = nSjis < 0xEEEF ? 0xFA5CU : nSjis < 0xEEFA ? 0xFA40U : 0xFA55U;
         unsigned int const lFirst = nSjis < 0xEEEF ? 0xED40U : nSjis < 0xEEFA ? 0xEEEFU : 0xEEFAU;
@@ -198,7 +198,7 @@ DecodedChar decodeWide(unsigned char const* npSrc, std::size_t nBytes)
     return lCode > LAST_CODE || isSurrogate(lCode) ? malformed(4) : whole(lCode, 4);
 }
 
-// --- Stretches ---
+// --- Whole texts ---
 
 template <class Step>
 unsigned char const* walk(unsigned char const* npSrc, unsigned char const* npEnd, unsigned int nReads, Step nStep)
@@ -215,7 +215,7 @@ unsigned char const* walk(unsigned char const* npSrc, unsigned char const* npEnd
     return npSrc;
 }
 
-// As far as it goes easily.
+// As far as that is easy.
 unsigned char const* usualEndOf(Encoding nEncoding, unsigned char const* npSrc, unsigned char const* npEnd)
 {
     switch (nEncoding)

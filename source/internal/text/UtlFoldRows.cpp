@@ -1,4 +1,4 @@
-// The rows of our own pair tables behind an index. Layer: folds.
+// The rows of the library's pair tables, by their index. Layer: folds.
 #include "internal/text/UtlFoldRows.h"
 
 #include <algorithm>
@@ -34,13 +34,13 @@ static_assert(hasFoldWords(HANKAKU_ZENKAKU_INDEX, 0));
 
 constexpr CharPages CHAR_PAGES = makeCharPages();
 
-// First rows without the row whose key is empty, so that the rows behind that are found.
+// First rows without the row that has an empty key, so that the rows behind it are found.
 struct FirstRows
 {
     unsigned char mRows[CHAR_PAGE_COUNT * 64];
 };
 
-// For the left side, on which every other key is a character of its own.
+// For the left side, on which all other keys are different single characters.
 template <std::size_t N>
 constexpr FirstRows firstRowsWithKey(FoldIndex<N> const& nIndex)
 {
@@ -73,7 +73,7 @@ constexpr FirstRows VOICED_FIRST = firstRowsWithKey(NODAKUON_DAKUON_INDEX);
 constexpr FirstRows SEMI_VOICED_FIRST = firstRowsWithKey(NODAKUON_HANDAKUON_INDEX);
 static_assert(hasSingleKeys(NODAKUON_DAKUON_INDEX) && hasSingleKeys(NODAKUON_HANDAKUON_INDEX));
 
-// charSize() of a text that is not empty; 0 also for what is malformed only strictly.
+// charSize() of a text that is not empty; with strict checks 0 also for surrogates and code points above U+10FFFF.
 template <bool IS_STRICT>
 unsigned int sizeOf(unsigned char const* npChar)
 {
@@ -86,10 +86,10 @@ struct FoldPlace
 {
     unsigned char const* mpSrc;
     char* mpOut;
-    unsigned int mCopied; // bytes of the last character, if no row had it
+    unsigned int mCopied; // bytes of the last character, if no row matched
 };
 
-// The loops of a fold, with its table in registers: what they write could be anything's bytes.
+// The loops of a fold, with its table in local variables: the compiler must assume that stored bytes change others.
 template <bool IS_STRICT>
 class FoldWalk : FoldTable
 {
@@ -110,12 +110,12 @@ public:
             if (mpWords != nullptr)
             {
                 mpWords->mAreLetters ? foldWords<true>(lAt, npEnd, lpLast) : foldWords<false>(lAt, npEnd, lpLast);
-                // The word that is not usual by single characters, then words again.
+                // A word that is not usual is folded by single characters; then words again.
                 lpGoal = lAt.mpOut + std::min<std::ptrdiff_t>(lpLast - lAt.mpOut, sizeof(Word) - 1);
             }
             foldChars(lAt, npEnd, lpGoal);
         } while (lAt.mpOut > lpGoal && lAt.mpOut <= lpLast);
-        // A stray continuation byte takes the character before it along.
+        // A stray continuation byte removes the character before it.
         bool const lIsStray = !IS_STRICT && isTail(*lAt.mpSrc);
         nChunk.mNeeded = static_cast<unsigned int>(lAt.mpOut - nChunk.mBytes);
         nChunk.mSize = nChunk.mNeeded - (lIsStray ? lAt.mCopied : 0);
@@ -124,7 +124,7 @@ public:
     }
 
 private:
-    // Whether a usual character of three bytes begins no key, by its lead byte.
+    // Whether a usual character of three bytes begins no key, told by its lead byte.
     bool isForeign(std::uint32_t nLead) const { return (mLeads >> (nLead & 0x0FU) & 1U) == 0; }
 
     // Words that FoldWords can fold. ARE_LETTERS: FoldWords::mAreLetters.
@@ -147,13 +147,13 @@ private:
         }
     }
 
-    // Words that keep their size, and one that does not. Result: whether all were usual; the last may be cut off.
+    // Folds words that keep their size, and one that does not. Result: whether all were usual; the last may be cut off.
     template <bool ARE_LETTERS>
     bool foldWordRun(unsigned char const*& npSrc, unsigned char const* npEnd, char*& npOut, char const* npLast,
                      Word& nTailsDue) const
     {
         FoldWords const& lWords = *mpWords;
-        std::ptrdiff_t const lStop = std::min(npEnd - npSrc - WORD_BYTES, npLast - npOut); // no word begins behind it
+        std::ptrdiff_t const lStop = std::min(npEnd - npSrc - WORD_BYTES, npLast - npOut); // the last start of a word
         std::ptrdiff_t lAt = 0;
         Word lKeys = 0;
         bool lIsUsual = true;

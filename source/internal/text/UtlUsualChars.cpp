@@ -183,7 +183,7 @@ struct FromUtf8
     }
 };
 
-// Puts the character of an entry of the index; nothing if it is 0.
+// Stores the character of an index entry; nothing if the entry is 0.
 template <class To>
 bool putEntry(unsigned char*& npDst, std::uint32_t nEntry)
 {
@@ -285,7 +285,7 @@ struct FromWide
     }
 };
 
-// Bytes that a step may overwrite.
+// The number of bytes that a step may overwrite.
 template <class From, class To>
 constexpr unsigned int writes()
 {
@@ -299,10 +299,10 @@ bool runInside(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsig
                unsigned char const* npDstEnd)
 {
     constexpr unsigned int WRITES = writes<From, To>();
-    constexpr unsigned int GROWTH = (To::LARGEST + From::SMALLEST - 1) / From::SMALLEST; // bytes that a byte becomes
+    constexpr unsigned int GROWTH = (To::LARGEST + From::SMALLEST - 1) / From::SMALLEST; // bytes for one byte
     while (npSrc < npSrcEnd && static_cast<std::size_t>(npDstEnd - npDst) >= WRITES)
     {
-        // What begins before the stop has room, so that the loop has one end to look at.
+        // Every character before the stop has room, so that the loop needs to check one end only.
         std::size_t const lSafe = static_cast<std::size_t>(npDstEnd - npDst - WRITES) / GROWTH + 1;
         unsigned char const* const lpStop = npSrc + std::min(static_cast<std::size_t>(npSrcEnd - npSrc), lSafe);
         while (npSrc < lpStop)
@@ -316,7 +316,7 @@ bool runInside(unsigned char const*& npSrc, unsigned char const* npSrcEnd, unsig
     return true;
 }
 
-// Moves the cursor over usual characters. A function for each pair: in a common one the loops would lie in pieces.
+// Converts usual characters. A function for each pair of encodings: in a common one the compiler would split the loops.
 template <class From, class To>
 [[gnu::noinline]] void runFast(TextCursor& nCursor)
 {
@@ -331,7 +331,7 @@ template <class From, class To>
         lIsUsual = lIsUsual && lpEnd - lpSrc < READS;
         while (lIsUsual && lpSrc != lpEnd && nCursor.mpDstEnd - lpDst >= WRITES)
         {
-            // Behind the last bytes, FF: they complete no character.
+            // The last bytes are followed by FF bytes, which complete no character.
             std::ptrdiff_t const lBits = 8 * (lpEnd - lpSrc);
             Word const lLast = From::load(lpEnd - READS) >> (8 * READS - lBits) | ~Word(0) << lBits;
             lIsUsual = From::template step<To>(lLast, lpSrc, lpDst);

@@ -11,13 +11,13 @@ namespace utl::internal
 namespace
 {
 
-// What a walk stops at.
+// Where a walk stops.
 enum class Stops
 {
     MALFORMED,
-    MALFORMED_STRICTLY, // surrogates and what is above U+10FFFF too
-    LINE_END,           // NUL and LF too
-    LINE_END_STRICTLY   // all of these
+    MALFORMED_STRICTLY, // also at surrogates and code points above U+10FFFF
+    LINE_END,           // also at NUL and LF
+    LINE_END_STRICTLY   // at all of these
 };
 
 constexpr bool isOfLine(Stops nStops)
@@ -37,7 +37,7 @@ inline bool isStop(unsigned char const* npChar, unsigned int nSize)
            (isStrict(STOPS) && nSize >= 3 && isTooHigh(npChar[0], npChar[1]));
 }
 
-// Words of usual text. Result: the start of a character that is to be looked at by itself.
+// Walks words of usual text. Result: the start of a character that must be checked by itself.
 template <Stops STOPS>
 inline unsigned char const* walkWords(unsigned char const* npAt, unsigned char const* npEnd)
 {
@@ -67,7 +67,7 @@ unsigned char const* walk(unsigned char const* npAt, unsigned char const* npEnd)
     while (npAt < npEnd)
     {
         npAt = walkWords<STOPS>(npAt, npEnd);
-        // A word's length by single characters, then words again.
+        // Single characters for the length of a word, then words again.
         for (unsigned char const* const lpFrom = npAt; npAt < npEnd && npAt - lpFrom <= 8;)
         {
             unsigned int const lSize = charSize(npAt);

@@ -1,4 +1,4 @@
-// What the system tells of a thread of this process.
+// Reads from the system what a thread of this process is doing.
 #include "internal/thread/UtlThreadProbe.h"
 
 #include "internal/base/UtlSystemCalls.h"
@@ -17,7 +17,7 @@ namespace utl::internal
 namespace
 {
 
-/// The kernel's own number for the processor clock of a thread: pthread_getcpuclockid() wants a handle that is alive.
+/// The kernel's id for the processor clock of a thread. pthread_getcpuclockid() would need a valid pthread_t.
 clockid_t processorClock(int nId)
 {
     unsigned int const PER_THREAD_SCHEDULED = 6;
@@ -51,7 +51,7 @@ ThreadSample ThreadProbe::take(int nId)
     if (lRead(&mSchedstatFd, "schedstat"))
     {
         char* lpRest = lText;
-        bool const lHasRun = std::strtoull(lText, &lpRest, 10) != 0; // a kernel that keeps no account shows zeros
+        bool const lHasRun = std::strtoull(lText, &lpRest, 10) != 0; // all zeros if the kernel keeps no account
         auto const lQueuedNs = static_cast<long long>(std::strtoull(lpRest, nullptr, 10));
         lSample.mQueuedNs = lHasRun ? lQueuedNs : ThreadSample::UNKNOWN;
     }
@@ -59,7 +59,7 @@ ThreadSample ThreadProbe::take(int nId)
     lSample.mTakenNs = nowNs();
     if (lRead(&mStatFd, "stat"))
     {
-        char const* const lpEndOfName = std::strrchr(lText, ')'); // it may hold anything
+        char const* const lpEndOfName = std::strrchr(lText, ')'); // the name before it may hold anything
         lSample.mState = lpEndOfName != nullptr && lpEndOfName[1] == ' ' ? lpEndOfName[2] : '\0';
     }
     return lSample;

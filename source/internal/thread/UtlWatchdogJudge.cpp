@@ -20,8 +20,8 @@ unsigned int toMs(long long nNs)
     return static_cast<unsigned int>(std::max(nNs, 0LL) / NS_IN_MS);
 }
 
-/// The part of what was told for nPassedNs that falls into nCountedNs of it: in proportion, but at least what does not
-/// fit into the rest.
+/// The part of a time, told for nPassedNs, that counts for nCountedNs of these: in proportion, but at least what does
+/// not fit into the rest.
 long long partOf(long long nToldNs, long long nPassedNs, long long nCountedNs)
 {
     if (nPassedNs == nCountedNs)
@@ -32,7 +32,7 @@ long long partOf(long long nToldNs, long long nPassedNs, long long nCountedNs)
     return std::max(static_cast<long long>(lShare * static_cast<double>(nToldNs)), nToldNs - (nPassedNs - nCountedNs));
 }
 
-/// What of the time from beat to beat is not late.
+/// The time from beat to beat that is not yet late.
 long long tolerated(long long nBeatNs)
 {
     return nBeatNs + nBeatNs / 2;
@@ -73,9 +73,9 @@ void ThreadCharge::addRest(ThreadSample const& nSample, long long nPassedNs, lon
     if (nSample.isAtRest())
     {
         mBlockedNs = std::max(mBlockedNs, mCountedNs - mRunNs - mQueuedNs);
-        mQueuedNs = mCountedNs - mRunNs - mBlockedNs; // any more was in time that does not count
+        mQueuedNs = mCountedNs - mRunNs - mBlockedNs; // more than that was in time that does not count
     }
-    mWaitingNs = lWasReady && nRanNs == 0 ? mWaitingNs + lOtherNs : 0; // it cannot have been at rest without running
+    mWaitingNs = lWasReady && nRanNs == 0 ? mWaitingNs + lOtherNs : 0; // it cannot have come to rest without running
     mUnsureNs = std::max(mCountedNs - mRunNs - mQueuedNs - mWaitingNs - mBlockedNs, 0LL);
 }
 
@@ -101,7 +101,7 @@ bool ThreadCharge::judge(Silence const& nSilence, WatchdogVerdict* npVerdict) co
     }
     if (mLast.mState == '\0')
     {
-        return true; // whether it waits is not told
+        return true; // the system does not tell whether it waits
     }
     npVerdict->mVerdict = lStoppedNs > lStarvedNs ? Verdict::STOPPED : Verdict::STARVED;
     return isSurelyNotHung(nSilence);
@@ -113,7 +113,7 @@ bool ThreadCharge::isSurelyNotHung(Silence const& nSilence) const
     long long const lSeenNs = mCountedNs + mStoppedNs + nSilence.mLateStoppedNs;
     long long const lUnseenNs = std::max(nSilence.mNs - lSeenNs, 0LL);
     bool const lHasSeenEnough = lSeenNs >= nSilence.mAliveNs + tolerated(nSilence.mBeatNs);
-    long long const lMarginNs = nSilence.mBeatNs / 2; // ticks are of milliseconds
+    long long const lMarginNs = nSilence.mBeatNs / 2; // ticks have a resolution of milliseconds
     return mRunNs + mBlockedNs + mUnsureNs + (lHasSeenEnough ? 0 : lUnseenNs) + lMarginNs < nSilence.mAliveNs;
 }
 
@@ -161,14 +161,14 @@ void WatchdogJudge::begin(unsigned int nBeatMs, int nTimerId)
     std::for_each(mpSuspects.get(), mpSuspects.get() + mMaxThreads, [](Suspect& nOne) { nOne.mIsSeen = false; });
 }
 
-/// The beat is late. Result: not because this thread had to wait for a processor.
+/// For a late beat. Result: true if that is not because this thread had to wait for a processor.
 bool WatchdogJudge::wasStopped(ThreadSample const& nOwn, long long nProcessNs, long long nLateNs) const
 {
     if (nOwn.mQueuedNs != ThreadSample::UNKNOWN && mOwnLast.mQueuedNs != ThreadSample::UNKNOWN)
     {
         return 2 * (nOwn.mQueuedNs - mOwnLast.mQueuedNs) < nLateNs;
     }
-    // It is not told. Nobody waits so long but for a reason, and meanwhile others of the process would have run.
+    // The system does not tell. In so long a wait for a processor other threads of the process would have run.
     return nLateNs >= LONG_NS && nProcessNs - mProcessLastNs <= tolerated(mBeatNs);
 }
 
@@ -234,7 +234,7 @@ ThreadCharge::Silence WatchdogJudge::silenceOf(Suspect const& nSuspect) const
             std::min(mLateStoppedNs - nSuspect.mLateStoppedNs, lSilentNs)};
 }
 
-/// A listener that took its time makes no beat late.
+/// A slow listener does not make the next beat late.
 void WatchdogJudge::end()
 {
     mEndNs = ThreadProbe::nowNs();

@@ -145,7 +145,7 @@ ThreadSlot* find(int nId, std::uint32_t* npClaim)
 
 bool hasReaders(std::atomic<std::uint32_t>& nReaders)
 {
-    return nReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a write: no earlier store of ours may be delayed past it
+    return nReaders.fetch_or(0, std::memory_order_seq_cst) != 0; // a write, which no earlier store of ours may pass
 }
 
 /// Waits until nobody reads what a slot pointed to. Reading takes a microsecond and waits for nothing.

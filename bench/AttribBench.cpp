@@ -1,5 +1,5 @@
-// Classes and folds beside the plain scan of all rows, and beside what comes nearest in ICU if it is installed: the
-// normaliser and the case map on UTF-8, the transliterators on UTF-16, without the way there and back.
+// Classes and folds, compared with the plain scan of all rows and with the nearest functions of ICU if it is installed:
+// the normaliser and the case map on UTF-8, the transliterators on UTF-16, without the way there and back.
 //
 // "checked" is foldText() beside convertAttrib(). One item is one character of the source text.
 

@@ -1,5 +1,5 @@
-// Runs of bytes through BitStream: on a byte boundary beside memcpy, off a boundary beside the same run moved bit by
-// bit and beside memcpy; and fields of a packed header beside shifts and masks written by hand.
+// Runs of bytes through BitStream: on a byte boundary compared with memcpy, off a boundary with the same run moved bit
+// by bit and with memcpy; and fields of a packed header compared with shifts and masks written by hand.
 #include "UtlBitStream.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
-// Conversions of mixed Japanese text beside the C library's iconv, ICU if it was found, and memcpy of the source.
-// "Text" is four megabytes, "Short" a string of 32 characters. The ratios at the end are those of the fastest rounds
-// of one interleaved run, since machines run at more than one speed. "checked" are the functions that take text of any
-// bytes; from UTF-16 to Shift-JIS there are no others.
+// Conversions of mixed Japanese text, compared with the C library's iconv, ICU if it was found, and memcpy of the
+// source. "Text" is four megabytes, "Short" a string of 32 characters. The ratios at the end are those of the fastest
+// rounds of one interleaved run, since machines run at more than one speed. "checked" are the functions that take text
+// of any bytes; from UTF-16 to Shift-JIS there are no others.
 #include "UtlCharSet.h"
 #include "UtlCheckedText.h"
 

@@ -1,5 +1,6 @@
-// Taking a block from a pool that is nearly full and giving it back, beside malloc and free of the same size. The pool
-// is for all threads, while malloc has a cache for each: the lock alone, taken as often, is measured beside both.
+// Taking a block from a pool that is nearly full and giving it back, compared with malloc and free of the same size.
+// The pool is for all threads, while malloc has a cache for each: the lock alone, taken as often, is measured beside
+// both.
 #include "UtlMemoryPool.h"
 
 #include <cstdlib>

@@ -1,4 +1,5 @@
-// The road of a message against a bare pipe that carries one 8-byte record a message, unpinned and on one processor.
+// Sending a message, compared with a bare pipe that carries one 8-byte record per message, unpinned and on one
+// processor.
 #include "UtlApplog.h"
 #include "UtlMsgDrivenThread.h"
 

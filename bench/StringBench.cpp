@@ -1,5 +1,5 @@
-// The string primitives on 1 KB, 100 KB and 10 MB of Japanese text, beside what the C library has: the ratio to the
-// floor stays about the same where the work grows as the text does.
+// The string primitives on 1 KB, 100 KB and 10 MB of Japanese text, compared with the C library's: the ratio to the
+// floor stays about the same if the work grows in proportion to the text.
 #include <algorithm>
 #include <cstring>
 #include <string>

@@ -1,4 +1,4 @@
-// HTTP dates read and written, beside strptime and strftime with the same form and the same dates.
+// Reading and writing HTTP dates, compared with strptime and strftime with the same form and the same dates.
 #include "UtlTimepiece.h"
 
 #include <ctime>

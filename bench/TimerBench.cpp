@@ -1,5 +1,5 @@
 // Lateness, processor time and context switches per expiry of a 10 ms timer, against a thread that reads a bare timer
-// descriptor, which keeps its beat or is armed anew after each expiry as the timer does.
+// descriptor, which keeps a steady beat or is armed again after each expiry as the timer does.
 #include "UtlApplog.h"
 #include "UtlMsgDrivenThread.h"
 #include "UtlTimer.h"

@@ -1,6 +1,6 @@
-// From post to handler: a worker's inbox and closures against a hand-written message class on a message thread.
+// From post to handler: a worker's inbox and closures, compared with a hand-written message class on a message thread.
 //
-// A thread posts a burst to itself and works through it, so that no wake-up and no other thread is in the figures.
+// A thread posts a burst to itself and handles it, so that the figures include no wake-up and no other thread.
 #include "UtlWorker.h"
 
 #include "support/Ratios.h"

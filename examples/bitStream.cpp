@@ -1,4 +1,4 @@
-// An IPv4 header, packed field by field, with the checksum put in afterwards, and read back.
+// Packs an IPv4 header field by field, writes the checksum afterwards, and reads the header back.
 #include "UtlBitStream.h"
 
 #include <cstdio>

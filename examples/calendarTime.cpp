@@ -1,4 +1,4 @@
-// Is a cached page still good? Its dates come in the three forms of HTTP, and the answer goes out in the first.
+// Is a cached page still valid? Its dates come in the three forms of HTTP; the answer is written in the first.
 #include "UtlTimepiece.h"
 
 #include <cstdio>

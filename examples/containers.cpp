@@ -1,4 +1,4 @@
-// Containers of fixed size: what does not fit is refused or cut, and nothing grows behind one's back.
+// Containers of fixed size: what does not fit is refused or cut, and nothing grows unasked.
 #include "UtlArray.h"
 #include "UtlBasicString.h"
 #include "UtlMap.h"
@@ -38,7 +38,7 @@ int main()
         keep(lLast, lReading.mReading);
         auto const* const lpKnown = lHighest.find(lReading.mSensor);
         if ((lpKnown == nullptr || lpKnown->mValue < lReading.mReading) &&
-            !lHighest.insert(lReading.mSensor, lReading.mReading)) // a key that is there is overwritten
+            !lHighest.insert(lReading.mSensor, lReading.mReading)) // an existing key's value is overwritten
         {
             (void)lRefused.insertAt(lRefused.size(), lReading.mSensor);
         }

@@ -1,4 +1,4 @@
-// Files: a diary is written and locked, read back by lines, from Shift-JIS too, and listed.
+// Files: writes and locks a diary, reads it back by lines, also from Shift-JIS, and lists the directory.
 #include "UtlFile.h"
 
 #include <cstdio>
@@ -9,7 +9,7 @@
 namespace
 {
 
-// "みさご" and "小屋", once as this source has it, once in Shift-JIS.
+// "みさご" and "小屋", in UTF-8 and in Shift-JIS.
 char const* const LINES[] = {"みさご", "小屋"};
 char const SJIS[] = "\x82\xDD\x82\xB3\x82\xB2\r\n\x8F\xAC\x89\xAE";
 
@@ -17,7 +17,7 @@ char const SJIS[] = "\x82\xDD\x82\xB3\x82\xB2\r\n\x8F\xAC\x89\xAE";
 bool readBack(utl::File& nFile)
 {
     unsigned int lGood = 0;
-    char lLine[64]; // three bytes for each of the file and one more are always enough
+    char lLine[64]; // three bytes for each byte of the file, and one more, are always enough
     while (nFile.readLine(lLine, sizeof lLine, nullptr) >= 0) // 0 is an empty line
     {
         std::printf("  %s\n", lLine);
@@ -36,7 +36,7 @@ bool keepDiary()
         lIsGood = lDiary.writeLine(lpLine) == std::strlen(lpLine) + 1 && lIsGood;
     }
 
-    // A writer has the file to itself, against other processes and other objects alike.
+    // The writer's lock keeps other processes and other objects out.
     utl::File lReader(lDiary.getPath(), utl::FILE_TEXT_UTF8);
     bool const lIsLocked = !lReader.open(utl::FILE_OPEN_TOP, utl::FILE_ACCESS_READ);
     lDiary.close(); // from here on it is on the medium
@@ -46,7 +46,7 @@ bool keepDiary()
 
 bool readSjis()
 {
-    // Whatever encoding a file has, its lines come out as UTF-8.
+    // Whatever encoding a file has, its lines are read as UTF-8.
     utl::File lSjis("diary/march.txt", utl::FILE_TEXT_SJIS);
     return lSjis.open(utl::FILE_OPEN_TRUNCATE, utl::FILE_ACCESS_READ_WRITE) &&
            lSjis.write(SJIS, sizeof SJIS - 1) == sizeof SJIS - 1 && lSjis.seek(0, utl::FILE_SEEK_BEGIN) == 0 &&
@@ -72,6 +72,6 @@ int main()
     std::printf("%u files, %lld bytes\n", lCount, utl::File::size("diary"));
     lIsGood = lIsGood && lCount == 2 && utl::File::size("diary") == 29;
 
-    // What is open is not erased; the files above were closed when their objects went.
+    // Open files are not erased; those above were closed when their objects were destroyed.
     return utl::File::erase(lFolder, 0) && lIsGood ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-// A line of Japanese text: what it is made of, block by block, and everything it folds to.
-// japaneseText [LINE]; without a line it takes one of its own and checks what comes out.
+// A line of Japanese text: the classes of its blocks, and the results of all folds.
+// japaneseText [LINE]; without a line it uses one of its own and checks the results.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -103,7 +103,7 @@ NamedFold const FOLDS[] = {
     {"half-width katakana from hiragana", utl::HANKATA_HIRAGANA_PAIR, 1, "ｶﾞｿﾘﾝ　ヴェガ店 +150円／Ｌ ﾊﾟﾋﾟ0x1F"},
     {"without voicing", utl::NODAKUON_DAKUON_PAIR, 1, "ｶｿﾘﾝ　ウェカ店 +150円／Ｌ ぱぴ0x1F"},
     {"without semi-voicing", utl::NODAKUON_HANDAKUON_PAIR, 1, "ｶﾞｿﾘﾝ　ヴェガ店 +150円／Ｌ はひ0x1F"},
-    // The way from plain to voiced is left out: it fits only plain half-width kana that have a voiced form.
+    // The fold from plain to voiced is left out: it is right only for plain half-width kana that have a voiced form.
 };
 
 bool printFolds(char const* npText, bool nIsOwn)

@@ -1,4 +1,4 @@
-// A pool shared by two threads: one takes blocks and fills them, the other checks them and gives them back.
+// Two threads share a pool: one takes blocks and fills them, the other checks them and gives them back.
 #include "UtlMemoryPool.h"
 #include "UtlQueue.h"
 
@@ -19,7 +19,7 @@ struct Message
     char mText[28];
 };
 
-/// What was filled and not yet checked. The queue holds as many as the pool has, so it never refuses.
+/// Blocks that were filled and not yet checked. The queue has room for all blocks of the pool, so it never refuses.
 class Box
 {
 public:
@@ -50,7 +50,7 @@ void fill(utl::MemoryPool& nPool, Box& nBox)
 {
     for (unsigned int lNumber = 0; lNumber < MESSAGES;)
     {
-        // An empty pool is no fault: the other thread will give something back.
+        // An empty pool is no fault: the other thread will give a block back.
         if (auto* const lpMessage = static_cast<Message*>(nPool.create()))
         {
             lpMessage->mNumber = lNumber;

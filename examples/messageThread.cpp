@@ -1,4 +1,4 @@
-// A message thread: messages of a class of one's own, answered in order on the receiver's thread.
+// A message thread: messages of our own class, handled in order on the receiver's thread.
 #include <Utl.h>
 
 #include <cstdio>
@@ -6,11 +6,11 @@
 namespace
 {
 
-/// A message is an id and values. They are flattened on the sender's side and restored on the receiver's.
+/// A message is an id and values. The sender flattens them, and the receiver restores them.
 class AddMsg : public utl::Msg
 {
 public:
-    static int const ID = 1; // ids from 0x80000000 to 0x80000800 are the library's
+    static int const ID = 1; // ids from 0x80000000 to 0x80000800 are reserved
 
     explicit AddMsg(int nNumber = 0)
         : Msg(ID),
@@ -23,7 +23,7 @@ public:
     int mNumber;
 };
 
-/// Runs on the message thread, one message after the other, so its data need no lock.
+/// Called on the message thread, one message at a time, so its data needs no lock.
 class Adder : public utl::ThreadMsgListener
 {
 public:
@@ -51,7 +51,7 @@ int main()
     }
     for (int lNumber = 1; lNumber <= 1000; ++lNumber)
     {
-        while (!lThread.postMsg(AddMsg(lNumber))) // a full queue refuses, it never grows
+        while (!lThread.postMsg(AddMsg(lNumber))) // a full queue refuses; it never grows
         {
             utl::Thread::sleep(1);
         }

@@ -1,5 +1,5 @@
-// What the watchdog finds, told to somebody who can reset: systemd by NOTIFY_SOCKET, or the hardware by /dev/watchdog.
-// Both are petted from the beat that has looked at all threads, and no more once one of them hangs. This program tries
+// Tells the watchdog's findings to somebody who can reset: systemd by NOTIFY_SOCKET, or the hardware by /dev/watchdog.
+// Both are petted after each beat that has checked all threads, until one of these hangs. This program tries
 // both on itself, with a socket and a file of its own.
 #include <UtlMsgDrivenThread.h>
 #include <UtlThreadManager.h>
@@ -21,7 +21,7 @@
 namespace
 {
 
-/// Who resets unless it is petted in time. All functions but the destructor are called on the watchdog's thread.
+/// Something that resets unless it is petted in time. The watchdog's thread calls all functions but the destructor.
 class Resetter
 {
 public:
@@ -29,11 +29,11 @@ public:
 
     virtual void pet() = 0;
 
-    /// A thread hangs: at once, if it can be asked for that. It is not petted any more.
+    /// A thread hangs: asks for a reset at once, if possible. From now on pet() is not called.
     virtual void trigger() {}
 };
 
-/// The manager of services that started us, by datagrams.
+/// The service manager that started us, reached by datagrams.
 class ServiceManager : public Resetter
 {
 public:
@@ -58,7 +58,7 @@ public:
     }
     ~ServiceManager() override { ::close(mFd); }
 
-    /// How often it wants to be petted at the latest; twice as often is its own advice.
+    /// The longest time between two pets; the manager advises to pet twice as often.
     unsigned long long periodUs() const { return mPeriodUs; }
 
     void pet() override { send("WATCHDOG=1"); }
@@ -80,7 +80,7 @@ private:
         return lpPid == nullptr || (isNumber(lpPid, &lPid) && lPid == static_cast<unsigned long long>(::getpid()));
     }
 
-    /// A manager that does not read does not hold up the watchdog.
+    /// Never waits: a manager that does not read must not hold up the watchdog.
     void send(char const* npText)
     {
         ::sendto(mFd, npText, std::strlen(npText), MSG_DONTWAIT | MSG_NOSIGNAL, reinterpret_cast<sockaddr*>(&mAddress),
@@ -93,7 +93,7 @@ private:
     unsigned long long mPeriodUs = 0;
 };
 
-/// A watchdog of the hardware. Any byte pets it; a 'V' just before the end tells it that the end is meant, so that is
+/// A hardware watchdog. Any byte pets it; a 'V' just before the end tells it that the end is intended, so that is
 /// written at an orderly end and nowhere else.
 class Device : public Resetter
 {
@@ -103,7 +103,7 @@ public:
         mFd = ::open(npPath, O_WRONLY | O_CLOEXEC);
         return mFd != -1;
     }
-    ~Device() override { ::close(mFd); } // a crash comes here without endOrderly(), and the machine is reset
+    ~Device() override { ::close(mFd); } // after a crash endOrderly() was not called, and the machine is reset
 
     void pet() override { write('\0'); }
     void endOrderly() { write('V'); }
@@ -115,7 +115,7 @@ private:
     bool mHasFailed = false;
 };
 
-/// Pets at each beat, until a thread hangs, or is kept from the processor for longer than the product stands.
+/// Pets at each beat, until a thread hangs, or gets no processor for longer than the product tolerates.
 class Keeper : public utl::WatchdogVerdictListener
 {
 public:
@@ -155,12 +155,12 @@ public:
 
 private:
     Resetter& mResetter;
-    bool mIsHung = false; // the watchdog thread's
+    bool mIsHung = false; // for the watchdog thread
 };
 
 // ---------------------------------------------------------------------------------------------- trying it
 
-/// Hangs until it is let go.
+/// Hangs until it is released.
 struct Sleeper : utl::ThreadMsgListener
 {
     void receiveMsg(int, utl::ThreadRawMsg&) override { mEnd.waitToOn(0); }
@@ -168,7 +168,7 @@ struct Sleeper : utl::ThreadMsgListener
     utl::Event mEnd{0, 0};
 };
 
-/// A thread that hangs under the eyes of a watchdog, until the end of the scope.
+/// A watched thread that hangs until the end of the scope.
 class Hanging
 {
 public:
@@ -190,7 +190,7 @@ private:
     utl::MsgDrivenThread mThread{0, 4, "sleeper", 1};
 };
 
-/// The manager's end: a socket of an abstract name.
+/// The manager's end: a socket with an abstract name.
 class Socket
 {
 public:
@@ -204,7 +204,7 @@ public:
     }
     ~Socket() { ::close(mFd); }
 
-    /// The next that comes within ten seconds.
+    /// The next datagram within ten seconds.
     std::string read() const
     {
         pollfd lFd{mFd, POLLIN, 0};
@@ -258,7 +258,7 @@ bool tryServiceManager()
         lText = lSocket.read();
     }
     lIsGood = check(lText == "WATCHDOG=trigger", "it is told at once") && lIsGood;
-    utl::Thread::sleep(5 * Keeper::BEAT_MS); // for what must not come
+    utl::Thread::sleep(5 * Keeper::BEAT_MS); // time for datagrams that must not come
     return check(!lSocket.hasMore(), "and not petted any more") && lIsGood;
 }
 

@@ -1,4 +1,4 @@
-// Several listeners on one message thread: a total, a journal, and one that goes when it has heard its word.
+// Several listeners on one message thread: a total, a journal, and a journal that leaves after its last word.
 #include "UtlMsgDrivenSharedThread.h"
 
 #include <cstdio>
@@ -26,7 +26,7 @@ public:
     char mWord[16];
 };
 
-/// Counts letters, and tells how many when it is asked. All members are used on the message thread.
+/// Counts letters, and prints the number when asked. Only the message thread uses its members.
 class Total : public utl::ThreadMsgListener
 {
 public:
@@ -49,7 +49,7 @@ public:
     unsigned int mReported = 0;
 };
 
-/// Writes down what it hears, and leaves the thread after its last word, in the middle of the broadcast.
+/// Notes the words that it gets, and detaches itself after its last word, in the middle of the broadcast.
 class Journal : public utl::ThreadMsgListener
 {
 public:
@@ -96,7 +96,7 @@ int main()
         lThread.postMsg(WordMsg(lpWord)); // for all
     }
     lThread.postMsg(&lTotal, WordMsg("secret")); // for one
-    lThread.sendMsgSync(&lTotal, MSG_ID_REPORT); // for one, and all that was sent before it has been heard
+    lThread.sendMsgSync(&lTotal, MSG_ID_REPORT); // for one; when this returns, all earlier messages have been handled
     lThread.detachMsgListener(&lAll);
     lThread.abortMsg(&lAll); // from here on nothing reaches it
     lThread.stop(1, 0);

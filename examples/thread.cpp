@@ -1,4 +1,4 @@
-// A thread with a job, a log of its own type, and a result that outlives both its maker and its reader.
+// A thread with a job, a log type of its own, and a result in counted holders.
 #include "UtlApplog.h"
 #include "UtlEvent.h"
 #include "UtlSmartPointer.h"
@@ -11,10 +11,10 @@
 namespace
 {
 
-constexpr int LOG_TYPE = 1; // negative numbers are the library's
+constexpr int LOG_TYPE = 1; // negative numbers are for the library
 constexpr unsigned int ENOUGH = 5;
 
-/// Counted under a lock; shared by counted holders.
+/// Counts under a lock; shared by counted holders.
 class Tally
 {
 public:
@@ -73,7 +73,7 @@ int main()
     registerLogType(LOG_TYPE, "example: ", utl::LOG_LEVEL_DETAIL);
     utl::TimeCounter lTime;
     lTime.start();
-    utl::SmartPointer<Tally> lTally(new Tally); // deleted by the last of its holders
+    utl::SmartPointer<Tally> lTally(new Tally); // its last holder deletes it
     unsigned int lResult = 0;
     {
         Sampler lSampler(lTally);

@@ -1,4 +1,4 @@
-// One thread, two timers: a heartbeat that keeps its beat, and an alarm that goes off once and ends it.
+// One thread, two timers: a heartbeat with a steady beat, and an alarm that fires once and stops the heartbeat.
 #include "UtlTimer.h"
 
 #include <atomic>
@@ -7,7 +7,7 @@
 namespace
 {
 
-/// Called on the timer thread, one call after the other.
+/// Called on the timer thread, one call at a time.
 class Heartbeat : public utl::TimerListener
 {
 public:
@@ -50,7 +50,7 @@ int main()
     lTimers.waitToStop(lHeartbeatId);
     unsigned int const lBeats = lHeartbeat.mBeats;
     lTimers.waitToStop(lAlarmId);
-    lTimers.destroy();                                               // before the listeners go
+    lTimers.destroy();                                               // before the listeners are destroyed
     bool const lIsRight = lBeats > 0 && lBeats == lHeartbeat.mBeats; // no beat follows the stop
     std::printf("%u beats before the alarm: %s\n", lBeats, lIsRight ? "as expected" : "WRONG");
     return lIsRight ? 0 : 1;

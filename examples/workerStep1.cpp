@@ -1,4 +1,4 @@
-// Step 1: a worker, and a message that is any plain struct.
+// Step 1: a worker, and a plain struct as the message.
 #include <UtlWorker.h>
 
 #include <cstdio>
@@ -16,7 +16,7 @@ struct Reading
 
 int main()
 {
-    double lSum = 0; // the worker's own: declared before it, so that it is there for as long as the worker is
+    double lSum = 0; // only the worker uses it; declared before the worker, so that it outlives it
     int lCount = 0;
     utl::Worker lMeans(utl::WorkerOptions("means").messages(64));
     utl::Inbox<Reading> const lReadings = lMeans.inbox<Reading>(
@@ -34,10 +34,10 @@ int main()
     {
         if (utl::Post const lPost = lReadings.post({lSensor, 20.0 + lSensor}); lPost != utl::Post::DONE)
         {
-            std::printf("reading lost: %s\n", text(lPost)); // a full queue refuses, it never grows
+            std::printf("reading lost: %s\n", text(lPost)); // a full queue refuses; it never grows
         }
     }
-    lMeans.finish(); // after what is queued; the destructor alone would drop what waits
+    lMeans.finish(); // handles what is queued; the destructor alone would drop it
     std::printf("mean of %d: %f\n", lCount, lSum / lCount);
     return lCount == 10 ? 0 : 1;
 }

@@ -34,7 +34,7 @@ int main()
             lMeans.mSum += nReading.mValue;
             ++lMeans.mCount;
         });
-    utl::WorkerTimer const lReport = lWorker.every(20ms, [&] { ++lMeans.mReports; }); // ends with this object
+    utl::WorkerTimer const lReport = lWorker.every(20ms, [&] { ++lMeans.mReports; }); // the timer ends with this object
     if (utl::Start const lStart = lWorker.start(); lStart != utl::Start::DONE)
     {
         std::printf("no worker: %s\n", text(lStart));

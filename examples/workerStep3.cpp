@@ -1,4 +1,4 @@
-// Step 3: a service. It logs, is supervised, and ends in order when SIGTERM comes, as from systemd.
+// Step 3: a service. It logs, is supervised, and ends in order on SIGTERM, which systemd sends.
 #include <Utl.h>
 #include <UtlWorker.h>
 
@@ -10,9 +10,9 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr int LOG_TYPE = 1; // negative numbers are the library's
+constexpr int LOG_TYPE = 1; // negative numbers are for the library
 
-/// Told on the watchdog's thread of a worker that no longer reports; lives as long as the process.
+/// Called on the watchdog's thread when a worker no longer reports; lives as long as the process.
 class Alarm : public utl::WatchdogTimerListener
 {
 public:
@@ -22,14 +22,14 @@ public:
     }
 };
 
-/// The state, its worker and its timer, in this order: the last goes first.
+/// The state, its worker and its timer, in this order: they are destroyed in reverse.
 class Service
 {
 public:
     explicit Service(Alarm& nAlarm)
         : mWorker(utl::WorkerOptions("service").timers(2).watchdog(2s, &nAlarm)),
           mBeat(mWorker.every(10ms, [this] { ++mBeats; })),
-          mEnd(mWorker.after(100ms, [] { ::kill(::getpid(), SIGTERM); })) // in place of systemd, for this example
+          mEnd(mWorker.after(100ms, [] { ::kill(::getpid(), SIGTERM); })) // systemd would do this
     {
     }
 
@@ -51,7 +51,7 @@ private:
 
 int main()
 {
-    // 1. Signals, before any thread: all inherit that the signal is blocked, and one place waits for it.
+    // 1. Signals, before any thread starts: all threads inherit the blocked signal, and main() waits for it.
     sigset_t lStops;
     sigemptyset(&lStops);
     sigaddset(&lStops, SIGTERM);
@@ -74,7 +74,7 @@ int main()
         applog(LOG_TYPE, utl::LOG_LEVEL_INFO, "ready");
         int lSignal = 0;
         ::sigwait(&lStops, &lSignal);
-        // 4. The end, in the other order: who produces before who consumes, then the registry with its watchdog.
+        // 4. The end, in reverse order: producers before consumers, then the registry with its watchdog.
         utl::Answer<int> const lBeats = lService.beats();
         lResult = lBeats && *lBeats > 0 ? 0 : 1;
         lService.finish();

@@ -3,9 +3,9 @@
 #                                  or stores it as the new promise:  scripts/abi.sh --store LIBRARY ARCHITECTURE [COMPILER]
 # The interface is what programs are linked with and built from: the exported symbols, of each public class its size, its
 # bases, its table of virtual functions and the places of its members, and the values of constants and enumerators. A
-# build without optimisation exports some symbols more.
-# Not abidw and abidiff: what they store has 11,000 lines and more of the compiler's own types, which nobody reads in a
-# change and which differ between compilers, and it leaves out the values of constants. This is 2,400 lines of text.
+# build without optimisation exports a few more symbols.
+# It does not use abidw and abidiff. They store more than 11,000 lines with the compiler's own types, which nobody reads in
+# a change and which differ between compilers, and they leave out the values of constants. This is 2,400 lines of text.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
@@ -19,7 +19,7 @@ lStored=$lRoot/abi/libutl.so.1-$2.txt
 lScratch=$(mktemp -d)
 trap 'rm -rf "$lScratch"' EXIT
 
-# The compiler tells classes in a dump, members and values in what it writes for debuggers.
+# Classes are in a dump of the compiler; members and values are in its debug information.
 "${3:-c++}" -std=c++17 -I"$lRoot/include" -c -g -femit-class-debug-always -fno-eliminate-unused-debug-types \
     -fdump-lang-class="$lScratch/classes" -o "$lScratch/all.o" -x c++ "$lRoot/include/Utl.h"
 
@@ -48,7 +48,7 @@ membersAndValues() {
     echo "Exported symbols"
     nm -D --defined-only "$1" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort | c++filt
     echo
-    # Without the compiler's own addresses.
+    # The compiler's own addresses are left out.
     awk 'BEGIN { RS = ""; ORS = "\n\n" } /^(Class|Vtable for) utl::/' "$lScratch/classes" | sed 's/ (0x0x[0-9a-f]*)//'
     echo "Members and values"
     membersAndValues "$lScratch/all.o"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The first process on the emulated board of scripts/board.sh: runs everything, says how it went, switches off.
+# The first process on the emulated board of scripts/board.sh: runs everything, prints the results, switches off.
 export PATH=/bin
 mount -t proc proc /proc
 mount -t sysfs sys /sys
@@ -12,7 +12,7 @@ cd /tmp || poweroff -f
 
 lPassed=0
 lFailed=0
-# ran NAME COMMAND...: shows what a failure said.
+# ran NAME COMMAND...: runs a command, and shows its output if it fails.
 ran() {
     lName=$1
     shift

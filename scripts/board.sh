@@ -3,7 +3,7 @@
 # An emulated board (Cortex-A15, one processor, 256 MB) boots Debian's kernel with an initramfs that holds busybox, the C
 # and C++ libraries and the programs of preset armhf. There each test runs in a process of its own; then the proof of
 # clocks, an account of 100,000 messages, the demo, and its soak for MINUTES (1 by default; 0 leaves it out).
-# What the board said is in build/board/console.log. Nothing for ARM is installed on this machine but the compiler.
+# The board's output is in build/board/console.log. Of ARM packages only the compiler is installed on this machine.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
@@ -45,7 +45,7 @@ END
     cp "$lFolder"/unpacked/boot/vmlinuz-* "$lFolder/vmlinuz"
 }
 
-# carried FILE FOLDER: without what only debuggers want.
+# carried FILE FOLDER: copies a file without its debug information.
 carried() { "$lStrip" -o "$lTree/$2/$(basename "$1")" "$1"; }
 
 initramfs() {

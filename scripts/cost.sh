@@ -1,7 +1,7 @@
 #!/bin/sh
-# What the library costs on a device, from the build of preset armhf:  scripts/cost.sh [--check]
-# Writes docs/cost.md; with --check compares it with what stands there: counts and bytes of objects exactly, heap within 32
-# bytes, sizes of the library's file and sections within 3 %, which another compiler may bring.
+# Measures what the library costs on a device, with the build of preset armhf:  scripts/cost.sh [--check]
+# Writes docs/cost.md; with --check compares the result with that page: counts and bytes of objects exactly, heap within 32
+# bytes, sizes of the library's file and sections within 3 %, since another compiler may change them.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
@@ -65,7 +65,7 @@ touches.
 | Object | bytes | heap | descriptors | threads |
 |---|---:|---:|---:|---:|
 END
-    # Without the allocator's caches, whose blocks count as taken.
+    # Without the allocator's caches, because blocks in them count as allocated.
     qemu-arm-static -E GLIBC_TUNABLES=glibc.malloc.tcache_count=0 -L /usr/$lTool $lBuild/tests/proof/utlCostBill
 } >"$lScratch/cost.md"
 
@@ -74,8 +74,8 @@ if [ "${1:-}" != --check ]; then
     echo "cost: written to $lPage"
     exit 0
 fi
-# Line by line: equal, or the same words with a size that is nearly the same; in the table of objects that is the heap, of
-# which the allocator takes a few bytes more where it finds a free block that is not worth splitting.
+# Compares line by line: equal, or the same words with a size that is nearly the same. In the table of objects that is the
+# heap: the allocator takes a few bytes more if it finds a free block that is not worth splitting.
 paste -d '\n' $lPage "$lScratch/cost.md" | awk '
     /^## Objects/ { exact = 1 }
     NR % 2 { stated = $0; next }

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Which lines and branches of the library the tests run:  scripts/coverage.sh
+# Shows which lines and branches of the library the tests run:  scripts/coverage.sh
 # Prints a table of files and what was not run; the pages are in build/coverage/report.
 set -eu
 
@@ -15,13 +15,13 @@ cmake -S . -B $lBuild -G Ninja -DCMAKE_BUILD_TYPE=Debug -DUTL_BUILD_TESTS=ON -DU
     "-DCMAKE_CXX_FLAGS=--coverage -fprofile-update=atomic -DUTL_COVERAGE" >/dev/null
 cmake --build $lBuild --parallel "${UTL_JOBS:-$(nproc)}" >/dev/null
 find $lBuild -name '*.gcda' -delete
-# All but the list of what the library calls: here it calls the measurement, too.
+# All tests but the one of the library's outside calls: here it also calls the measurement's functions.
 ctest --test-dir $lBuild --exclude-regex EveryCallIsListed --timeout 600 --parallel "${UTL_JOBS:-$(nproc)}" \
     --output-on-failure >$lBuild/tests.log || { tail -n 40 $lBuild/tests.log; exit 1; }
 $lBuild/tests/proof/UtlFaultProof 120 | tail -n 1
 mkdir -p $lBuild/report
-# Branches that only an exception takes are not counted: each call would have one. Who reads gcov's text cannot tell them
-# where a program never came to them, so they go after the results of all programs are put together.
+# Branches that only an exception takes are not counted: each call would have one. gcov's text does not mark them where a
+# program never ran, so they are removed after the results of all programs are merged.
 gcovr --root . --exclude-unreachable-branches --filter source/ --filter include/ --exclude source/tables/ \
     --object-directory $lBuild --json $lBuild/report/all.json \
     $lBuild/CMakeFiles/utl_objects.dir $lBuild/tests

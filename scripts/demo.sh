@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what is missing, builds the optimised library and the demo, and runs it:  scripts/demo.sh [OPTION]... [FILE]
-# All arguments go to the program; without one it works on its own sample. Gives the program's exit code.
+# All arguments go to the program; without one it reads its own sample. Gives the program's exit code.
 # UTL_JOBS=N sets how many jobs compile at once (default: the number of processors).
 set -eu
 
@@ -21,7 +21,7 @@ failed() {
     exit 1
 }
 
-# The program, not this script, reads the standard input, and it works in the caller's folder.
+# The program, not this script, reads the standard input. It runs in the caller's folder.
 "$lRoot/scripts/setup.sh" demo </dev/null || failed setup
 echo "demo: building the library and the program in build/demo"
 cmake -S "$lRoot" -B "$lBuild" -G Ninja -DCMAKE_BUILD_TYPE=Release -DUTL_BUILD_EXAMPLES=ON \
@@ -29,7 +29,7 @@ cmake -S "$lRoot" -B "$lBuild" -G Ninja -DCMAKE_BUILD_TYPE=Release -DUTL_BUILD_E
 cmake --build "$lBuild" --target utlDemo --parallel "${UTL_JOBS:-$(nproc)}" </dev/null || failed build
 lProgram=$lBuild/examples/demo/utlDemo
 
-# An interrupt is the program's to answer: it stops its threads, then this script gives the verdict.
+# The program handles an interrupt: it stops its threads, then this script reports the result.
 trap : INT
 lResult=0
 "$lProgram" "$@" || lResult=$?

@@ -1,8 +1,8 @@
 #!/bin/sh
-# Tries both commands where nothing of ours is installed:  scripts/fresh.sh [SUITE]...   (default: bookworm trixie)
+# Tries both commands on a fresh Debian system:  scripts/fresh.sh [SUITE]...   (default: bookworm trixie)
 # Makes a Debian root of each suite with debootstrap, once, and in a copy of it runs scripts/demo.sh and scripts/test.sh: as
 # root, which installs what is missing, and then as an ordinary user, in another copy of the sources. Needs root and the
-# network. UTL_PRESETS names the presets to test, "dev" by default; UTL_JOBS is handed on.
+# network. UTL_PRESETS names the presets to test, "dev" by default; UTL_JOBS is passed on.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
@@ -14,7 +14,7 @@ lPresets=${UTL_PRESETS:-dev}
 say() { echo "fresh: $*"; }
 failed() { say "FAILED: $*"; exit 1; }
 
-# made SUITE: its root, as an archive.
+# made SUITE: makes its root, as an archive.
 made() {
     [ ! -s "$lFolder/$1.tar" ] || return 0
     say "$1: making a Debian root"
@@ -24,7 +24,7 @@ made() {
     tar -C "$lFolder/$1" --one-file-system -cf "$lFolder/$1.new" . && mv "$lFolder/$1.new" "$lFolder/$1.tar"
 }
 
-# inside SUITE COMMAND: as root of the fresh system, with a proc file system of its own.
+# inside SUITE COMMAND: runs a command as root of the fresh system, with a proc file system of its own.
 inside() {
     unshare --mount --pid --fork --mount-proc="$lFolder/$1/proc" chroot "$lFolder/$1" env -i \
         PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin UTL_JOBS="${UTL_JOBS:-}" sh -euc "$2"
@@ -32,7 +32,7 @@ inside() {
 
 tried() {
     rm -rf "${lFolder:?}/$1" && mkdir "$lFolder/$1" && tar -C "$lFolder/$1" -xf "$lFolder/$1.tar"
-    # How this machine reaches the packages serves there too.
+    # The fresh system gets packages in the same way as this machine.
     cp /etc/resolv.conf "$lFolder/$1/etc/"
     apt-config dump | grep -E '^Acquire::(http|https|Check-)' >"$lFolder/$1/etc/apt/apt.conf.d/90host" || :
     mkdir "$lFolder/$1/root/utl"

@@ -1,8 +1,8 @@
 #!/bin/sh
 # Builds the fuzz targets under the sanitizers and runs each for a while:  scripts/fuzz.sh [SECONDS] [TARGET]...
 #   SECONDS for each target (default 60); TARGET: names in tests/fuzz/ without ".cpp" (default: all)
-# What a target finds is left in build/fuzz/found; it becomes a row in a test. The inputs that reached something new stay
-# in build/fuzz/corpus and are where the next run begins.
+# Findings are left in build/fuzz/found; make each a row in a test. Inputs that reached new code stay
+# in build/fuzz/corpus, where the next run begins.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
@@ -23,7 +23,7 @@ printf '%-16s %10s %8s %9s  %s\n' target runs covered seconds verdict
 for lTarget in "$@"; do
     lCorpus=build/fuzz/corpus/$lTarget
     mkdir -p "$lCorpus"
-    # The seeds that the tree keeps come along; the same random numbers each time.
+    # With the seeds of the tree; the random numbers are the same each time.
     lSeeds=
     [ ! -d "tests/fuzz/seeds/$lTarget" ] || lSeeds=tests/fuzz/seeds/$lTarget
     lLog=build/fuzz/found/$lTarget.log

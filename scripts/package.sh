@@ -1,11 +1,11 @@
 #!/bin/sh
 # Makes the Debian packages and checks them:  scripts/package.sh [--try] [ARCHITECTURE]...   (default: amd64 armhf)
-#   - built twice, in other folders, locales, time zones and environments, they are the same bit by bit (reprotest)
+#   - two builds in different folders, locales, time zones and environments give identical packages (reprotest)
 #   - lintian finds nothing
 #   - the binary interface is the stored one (abi/, see scripts/abi.sh)
-#   - with --try: installed into a fresh Debian root (made once, with debootstrap; as root), where a stranger's project
+#   - with --try: they are installed into a fresh Debian root (made once, with debootstrap; as root), where a project
 #     builds with find_package and with pkg-config, and runs
-# The packages are left in build/packages. What they are made of is in debian/.
+# The packages are left in build/packages. Their sources are in debian/.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac
@@ -19,7 +19,7 @@ umask 022
 say() { echo "package: $*"; }
 failed() { say "FAILED: $*"; exit 1; }
 
-# made ARCHITECTURE: its packages, in build/package-ARCHITECTURE/control.
+# made ARCHITECTURE: makes its packages, in build/package-ARCHITECTURE/control.
 made() {
     lWork=$lRoot/build/package-$1
     rm -rf "$lWork"
@@ -32,14 +32,14 @@ made() {
     mv "$lWork/stored/control" "$lWork/control"
 }
 
-# Runs in a process of the other architecture's too: the kernel has to know who interprets its programs.
+# Programs of the other architecture must run, too: the kernel has to know their emulator.
 binfmt() {
     [ "$1" = armhf ] || return 0
     [ -e /proc/sys/fs/binfmt_misc/register ] || mount -t binfmt_misc none /proc/sys/fs/binfmt_misc
     [ -e /proc/sys/fs/binfmt_misc/qemu-arm ] || cat /usr/lib/binfmt.d/qemu-arm.conf >/proc/sys/fs/binfmt_misc/register
 }
 
-# tried ARCHITECTURE: a stranger's project on a fresh system.
+# tried ARCHITECTURE: builds and runs a separate project on a fresh system.
 tried() {
     binfmt "$1"
     lBase=$lRoot/build/debian-$1.tar
@@ -54,7 +54,7 @@ tried() {
     rm -rf "$lFresh" && mkdir "$lFresh" && tar -C "$lFresh" -xf "$lBase"
     cp "$lPackages"/libutl*_"$1".deb "$lFresh/root"
     cp -r tests/consumer "$lFresh/root"
-    # The proc file system in there is what threads' states are read from.
+    # The library reads threads' states from the proc file system in there.
     unshare --mount --pid --fork --mount-proc="$lFresh/proc" chroot "$lFresh" sh -euc '
         cd /root
         dpkg -i ./*.deb >/dev/null

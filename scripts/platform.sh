@@ -1,8 +1,8 @@
 #!/bin/sh
-# Builds the library for other processors and runs its tests under user-mode emulation, which needs no root but for what
+# Builds the library for other processors and runs its tests under user-mode emulation. Needs root only to install what
 # is missing:  scripts/platform.sh NAME... [-- ARGUMENT OF CTEST...]
 #   names, as Debian has them:  arm64 armel i386 powerpc ppc64el riscv64 s390x   (armhf: scripts/test.sh armhf)
-# Goes on with the next name after a failure. UTL_JOBS=N sets how many jobs compile and test at once.
+# After a failure it goes on with the next name. UTL_JOBS=N sets how many jobs compile and test at once.
 set -u
 
 case ${1:---help} in -h | --help) sed -n '2,5s/^# //p' "$0" && exit 0 ;; esac

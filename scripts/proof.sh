@@ -1,11 +1,12 @@
 #!/bin/sh
-# The long form of the proofs:  scripts/proof.sh [MINUTES]
-#   Every call fails once wherever it is used; races by the hundred thousand at full speed and by the ten thousand under
-#   the race checks; ten million messages at full speed and on 32-bit ARM, a million under the race checks, each accounted
-#   for; every test that keeps time, and the races, across an uptime of 2^31 ms, 2^32 ms and 2^31 s; waits and timers under
-#   a wall clock that steps by years.
-# MINUTES, 60 by default, scales the counts; ten more are the same for any, and a busy machine takes longer. Needs root for
-# time namespaces.
+# Runs the long form of the proofs:  scripts/proof.sh [MINUTES]
+#   - faults: every call fails once wherever it is used
+#   - races: each a hundred thousand times at full speed, ten thousand times under the race checks
+#   - messages: ten million at full speed and on 32-bit ARM, a million under the race checks, each accounted for
+#   - clocks: all tests that measure time, and the races, across an uptime of 2^31 ms, 2^32 ms and 2^31 s; waits and timers
+#     under a wall clock that steps by years
+# MINUTES, 60 by default, scales the counts; ten more minutes do not depend on it, and a busy machine takes longer. Needs
+# root for time namespaces.
 set -eu
 
 case ${1:-} in -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" && exit 0 ;; esac

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Makes the API reference in build/reference, installing Doxygen where it is missing:  scripts/reference.sh [FOLDER]
-# Whatever lacks a comment, and whatever else Doxygen complains of, is an error. With a FOLDER the reference is made there,
+# Makes the API reference in build/reference, installing Doxygen if it is missing:  scripts/reference.sh [FOLDER]
+# A missing comment, and everything else that Doxygen warns of, is an error. With a FOLDER the reference is made there,
 # and nothing is installed.
 set -eu
 

@@ -1,15 +1,15 @@
 #!/bin/sh
-# Lets the demo work again and again in one process, and looks whether anything grows:  scripts/soak.sh [MINUTES]
+# Runs the demo again and again in one process, and checks that nothing grows:  scripts/soak.sh [MINUTES]
 # (default: 10). Each pass starts threads and timers, opens, locks and reads a file, and logs to one; now and then a
-# thread hangs until the watchdog reports it. About once a second its memory, descriptors, threads and timers go to
+# thread hangs until the watchdog reports it. About once a second its memory, descriptors, threads and timers are written to
 # build/soak/soak.csv; scripts/plots.sh soak draws them over time.
 #
-# The rule: after a warm-up of a sixth of the samples, the median of the last third of the rest may be above that of its
-# first third by nothing where things are counted; by 16 kB of its own memory in use (RssAnon); by 256 kB where pages of
-# programs are among it (RSS), which come when they are first used; by a stack of 8 MB and 64 kB of the addresses it has
-# asked for (VmData), because the C library makes one stack more where an ending thread has not given back its own yet, and
-# keeps it. Medians because a sample may fall between two passes. Gives 0 if no line rises, the demo ends well and the log
-# has kept its bounds.
+# The rule: a warm-up of a sixth of the samples is ignored. Of the rest, the median of the last third is compared with that
+# of the first third, since single samples may fall between two passes. It may not be higher for things that are counted. It
+# may be higher by 16 kB for memory that is not shared (RssAnon); by 256 kB for all memory in use (RSS), because pages of
+# programs are loaded when they are first used; by a stack of 8 MB and 64 kB for address space (VmData), because the C library
+# makes and keeps one more stack if a thread is still ending. Gives 0 if nothing rises by more, the demo ends well and the
+# log stays within its limits.
 #
 # UTL_SOAK_PROGRAM, UTL_SOAK_TEXT and UTL_SOAK_FOLDER stand for the demo, for a text in Shift-JIS and for build/soak on a
 # machine that has only those.

@@ -25,7 +25,7 @@ bool isWritable(int nFd, int nPatienceMs)
     auto const lLook = [&lConsole](int nMs)
     {
         int const lReady = gSystem.mPoll(&lConsole, 1, nMs);
-        return lReady == -1 && errno == EINTR ? 0 : lReady; // the caller tries to write first
+        return lReady == -1 && errno == EINTR ? 0 : lReady; // poll() reports a writable console before a signal
     };
     int lReady = lLook(0);
     for (int lWaitedMs = 0; lReady == 0 && lWaitedMs < nPatienceMs; lWaitedMs += TURN_MS)

@@ -34,7 +34,7 @@ void readBooks(LoopView const& nView, LoopSnapshot* npLoop)
         npLoop->mCounts = lCounts;
     }
     BookCounts& lBooks = npLoop->mCounts;
-    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // the loop may be about to change what waits
+    lBooks[4] = lBooks[0] - lBooks[1] - lBooks[2] - lBooks[3]; // derived: the loop may not have counted it yet
 }
 
 } // namespace

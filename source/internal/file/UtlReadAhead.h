@@ -108,7 +108,7 @@ private:
     std::unique_ptr<FileWindow> mpWindow;   // null until text is read
     std::atomic<long long> mPosition{0};    // the caller's, while there is a window
     long long mDescriptorAt = 0;            // the descriptor's position, while there is a window and it is not shared
-    bool mIsAdopted = false;                // mPosition is the shared position
+    bool mIsAdopted = false;                // the shared position was read, or set, since the fork
     std::atomic<long long> mLeftAtFork{-1}; // where beforeFork() moved the descriptor to
 
     // The list of windows, under its lock.

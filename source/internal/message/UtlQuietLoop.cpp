@@ -320,7 +320,7 @@ void QuietLoop::takeNotesLocked()
     mTimers.show(&mView);
 }
 
-/// Result: whether the thread is in the watchdog's table and was not at the last look.
+/// Result: true if the watchdog's table has changed since the last look, and the thread is in it.
 bool QuietLoop::hasComeUnderWatchdog()
 {
     unsigned int const lVersion = watchdog::gTableVersion.load(std::memory_order_acquire);

@@ -101,7 +101,7 @@ public:
 private:
     friend class internal::RingImage;
 
-    /// An image in a block that internal::SlotImage owns, and takes away again before this object is destroyed.
+    /// An image in a block that internal::RingImage owns, and takes away again before this object is destroyed.
     ThreadRawMsg(unsigned char* npBuffer, unsigned int nSize);
 
     bool setBytes(void const* npBytes, unsigned long long nSize);

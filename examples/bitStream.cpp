@@ -76,7 +76,7 @@ int main()
                             std::memcmp(lBytes, CAPTURED, HEADER_SIZE) == 0;
     std::printf("written %s the captured header\n", lIsWritten ? "like" : "unlike");
 
-    // The same header three bits off a byte boundary, as it may stand in the middle of another packed record.
+    // The same header three bits off a byte boundary, as in the middle of another packed record.
     unsigned char lRecord[HEADER_SIZE + 1] = {};
     utl::BitStream lOuter(lRecord, sizeof(lRecord));
     lOuter.writeBitToUint8(5, 3, -1);

@@ -32,7 +32,7 @@ constexpr unsigned int LOG_SINK_ERROR = 8;    ///< Standard error.
 } // namespace utl
 
 /// @file
-/// A line names a type, an int that stands for a subsystem, and a level. It is written if its level is not above the
+/// A line has a type, an int that names a subsystem, and a level. It is written if its level is not above the
 /// filter of its type. It goes to the system log (levels 1 to 3), to the caller's file if there is one, to the console,
 /// which is standard output, and to the binary log (levels 1 to 3):
 ///

@@ -48,7 +48,7 @@ public:
 
     ~BitStream();
 
-    /// Begins anew with a buffer of nSize bytes: position and bit size 0, no error. The buffer's content stays.
+    /// Starts over with a buffer of nSize bytes: position and bit size 0, no error. The buffer's content stays.
     /// Result: false for a null buffer or a size of 0: the stream is unchanged.
     bool setBitStream(unsigned char* npBuffer, unsigned int nSize);
 

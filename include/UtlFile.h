@@ -331,7 +331,7 @@ public:
     //            on). Calls that move the position otherwise drop what was read ahead. Bytes that somebody changes
     //            meanwhile without the lock may be seen as they were. After a fork each call asks the descriptor for
     //            the position first and moves it last: two system calls. If the file is open for writing, each call
-    //            then reads it anew, so that parent and child see what the other writes.
+    //            then reads it again, so that parent and child see what the other writes.
     // Results:   of readLine() and readText(): source bytes read; FILE_READ_ERROR; FILE_READ_END.
 
     bool setTextType(int nTextType);           ///< FILE_TEXT_...; false for another value: nothing changes.

@@ -80,7 +80,8 @@ public:
     ///
     /// npListener:       may be null: time-outs are only counted.
     /// nIntervalMs:      the period; 0: it runs and never fires. From 2147483648 on the kernel refuses the start.
-    /// nMaxTimeoutCount: the number of time-outs after which it stops by itself; 0: never. A start counts anew.
+    /// nMaxTimeoutCount: the number of time-outs after which it stops by itself; 0: never. A start begins the count
+    /// again.
     /// nIsFreeRunning:   0: the next period begins when the listener has returned, and at most one time-out waits;
     ///                   otherwise it keeps a steady beat, and at most two wait. Further ones are lost.
     /// Result: the id; -1, in silence, if the table is full or the thread is to stop.

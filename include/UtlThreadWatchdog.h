@@ -143,7 +143,7 @@ public:
     bool start(int nId);        ///< Watches the thread from now on; a time that is running already goes on.
     bool stop(int nId);         ///< Ends watching the thread; its status and count stay.
 
-    /// Sets a thread's alive time; a watched thread's time begins anew. Result: false for 0 (logged) and for an unknown
+    /// Sets a thread's alive time; a watched thread's time starts over. Result: false for 0 (logged) and for an unknown
     /// id.
     bool setAliveTime(int nId, unsigned int nAliveTimeMs);
 

@@ -21,11 +21,11 @@ enum ReadResult
 };
 
 /// A regular file is read by its own path. A pipe or a terminal has neither size nor position, which a File needs: its
-/// bytes are laid into a file in memory, one piece after the other. One thread.
+/// bytes are stored in a file in memory, piece by piece. One thread.
 class Input
 {
 public:
-    /// Opens what is no regular file. npPath: a path, or "-" for standard input; outlives this object.
+    /// Opens a path that is not a regular file. npPath: a path, or "-" for standard input; outlives this object.
     explicit Input(char const* npPath);
     ~Input();
     Input(Input const&) = delete;
@@ -34,7 +34,7 @@ public:
     /// The errno of what failed last, in the constructor or in refill(); 0 for nothing.
     int error() const { return mErrno; }
 
-    /// Where a File reads it.
+    /// The path under which a File can read it.
     char const* path() const { return mpPath; }
 
     /// The file at path() holds a piece only, and refill() brings the next one.
@@ -53,7 +53,7 @@ private:
     char const* mpPath;
     int mErrno = 0;
     int mFd = -1;
-    bool mIsOwner = false; // of mFd
+    bool mIsOwner = false; // whether this object closes mFd
     int mMemoryFd = -1;
     char mMemoryPath[32];
     unsigned int mSize = 0;

@@ -9,7 +9,7 @@
 namespace demo
 {
 
-/// Draws on standard output, on a timer's thread, from the ledgers of the threads that are there.
+/// Draws on standard output, on a timer's thread, from the ledgers of the running threads.
 ///
 /// Threads: watch() and leave() by one; the timer's thread draws. The lock keeps a thread alive while it is asked.
 class Inside : private utl::TimerListener
@@ -17,7 +17,7 @@ class Inside : private utl::TimerListener
 public:
     static constexpr unsigned int PERIOD_MS = 200;
 
-    /// nIsOnTerminal: each table takes the place of the one before.
+    /// nIsOnTerminal: each table overwrites the one before.
     explicit Inside(bool nIsOnTerminal);
     ~Inside();
 
@@ -34,7 +34,7 @@ private:
 
         utl::MsgDrivenThread* mpThread = nullptr; // null between two passes
         unsigned int mSlots = 0;
-        utl::Ledger mBefore; // of passes that are over, together
+        utl::Ledger mBefore; // the sum of all passes before
         unsigned int mLastDelivered = 0;
     };
 
@@ -45,7 +45,7 @@ private:
     utl::SyncObject mSyncObject; // guards what follows
     Row mRows[2];
     bool mHasDrawn = false;
-    utl::Timer mTimer; // the last: it draws when all else is there
+    utl::Timer mTimer; // last, because it draws from all the others
 };
 
 } // namespace demo

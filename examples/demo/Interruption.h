@@ -11,7 +11,7 @@ class Interruption
 public:
     Interruption();
 
-    /// The signal that came, 0 as long as none did. A second one of its kind ends the process as if we had not asked.
+    /// The signal that came, 0 if none did. A second one of the same kind ends the process as usual.
     int signalNumber() const;
 
     /// Waits until a descriptor can be read without blocking. Result: false if a signal came instead, even if it

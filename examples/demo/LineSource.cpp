@@ -53,7 +53,7 @@ ReadResult LineSource::next(LineMsg* npLine, Interruption const& nInterruption)
     mIsAtTop = false;
     if (lBytes == 0)
     {
-        // Half a character of UTF-16 belongs to no line.
+        // Half a character of UTF-16 is part of no line.
         long long const lRest = mReading.availableSize();
         return lRest == 0 ? READ_END : lRest > 0 ? READ_MALFORMED : failed(errno);
     }
@@ -91,7 +91,7 @@ ReadResult LineSource::measure(unsigned int* npBytes, bool* npIsEnded, Interrupt
     }
 }
 
-/// Gets the next piece of a stream; the line that was begun stands at its top.
+/// Gets the next piece of a stream; it begins with the line that was cut off.
 ReadResult LineSource::refill(Interruption const& nInterruption)
 {
     ReadResult const lResult = mInput.refill(static_cast<unsigned int>(mStart), nInterruption);
@@ -111,7 +111,7 @@ ReadResult LineSource::refill(Interruption const& nInterruption)
     return lIsAtStart ? READ_LINE : failed(errno);
 }
 
-/// Goes behind a byte-order mark of UTF-16, which a File does not convert, and takes it off the first line.
+/// Moves behind a byte-order mark of UTF-16, which a File does not convert, and leaves it out of the first line.
 bool LineSource::skipMark(unsigned int* npBytes)
 {
     bool const lIsBigEndian = mTextType == utl::FILE_TEXT_UTF16_BE;

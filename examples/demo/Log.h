@@ -8,8 +8,8 @@
 namespace demo
 {
 
-/// Lines of the type "utlDemo: " on their way to applog(), and to a file if the user wants one. When that is full it
-/// is put aside as "FILE.old", in place of the one before, and a new one begins: a log must not fill the disk.
+/// Writes lines of the type "utlDemo: " by applog(), and to a file if the user wants one. When that is full it
+/// is renamed to "FILE.old", replacing the one before, and a new one begins: a log must not fill the disk.
 ///
 /// Threads: any; a File is used by one at a time, so there is a lock.
 class Log
@@ -26,7 +26,7 @@ public:
     /// nLevel: utl::LOG_LEVEL_.... Up to LOG_LEVEL_INFO it also goes to the system log.
     void write(int nLevel, char const* npFormat, ...) UTL_PRINTF(3, 4);
 
-    /// Tells the user on stderr, and who reads the log file later.
+    /// Tells the user on stderr, and also writes to the log file.
     void complain(char const* npFormat, ...) UTL_PRINTF(2, 3);
 
 private:

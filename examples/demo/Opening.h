@@ -1,4 +1,4 @@
-/// Opening a utl::File, and why it would not open.
+/// Opens a utl::File, and tells why that failed.
 #ifndef DEMO_OPENING_H
 #define DEMO_OPENING_H
 

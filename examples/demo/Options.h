@@ -1,4 +1,4 @@
-/// What the user asks for.
+/// The options of the command line.
 #ifndef DEMO_OPTIONS_H
 #define DEMO_OPTIONS_H
 

@@ -12,7 +12,7 @@ namespace demo
 // nMsg:   fits the thread's messages; one that does not would be refused for ever.
 // Result: false if the thread has ended, or is about to: nobody would read the message.
 
-/// Puts a message behind all others.
+/// Posts a message.
 bool postWhenRoom(utl::MsgDrivenThread& nThread, utl::Msg const& nMsg, unsigned long long* npRefusals);
 
 /// The same, and waits until the listener has received it, and so everything before it.

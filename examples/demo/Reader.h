@@ -11,7 +11,7 @@
 namespace demo
 {
 
-/// What the reader itself knows of the text; the collector's totals have to say the same.
+/// The reader's own account of the text; the collector's totals must agree with it.
 struct Account
 {
     unsigned long long mLines = 0;

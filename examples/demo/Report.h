@@ -1,4 +1,4 @@
-/// What the user gets to see in the end.
+/// The summary at the end.
 #ifndef DEMO_REPORT_H
 #define DEMO_REPORT_H
 
@@ -11,7 +11,7 @@ namespace demo
 constexpr int EXIT_DONE = 0;
 constexpr int EXIT_INPUT = 1;   ///< The text could not be read, or not to its end.
 constexpr int EXIT_USAGE = 2;   ///< Wrong arguments.
-constexpr int EXIT_THREADS = 3; ///< Reader and collector disagree, or a thread does not do as it should.
+constexpr int EXIT_THREADS = 3; ///< Reader and collector disagree, or a thread did not start or end as it should.
 
 /// All that there is to report of one run.
 struct Report

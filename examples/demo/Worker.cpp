@@ -35,7 +35,7 @@ bool isControl(char const* npCharacter, unsigned int nSize)
     return nSize == 1 && (static_cast<unsigned char>(*npCharacter) < ' ' || *npCharacter == '\x7F');
 }
 
-/// Works without end until the time is over, and has little of it: others want the same processor all the while.
+/// Computes until the time is over, but gets little of the processor: others want the same one all the time.
 void starve(unsigned int nMs)
 {
     constexpr unsigned int COMPETITORS = 40;
@@ -128,7 +128,7 @@ void WorkerListener::receiveMsg(int, utl::ThreadRawMsg& nRawMsg)
     case MSG_ID_BEGIN:
         begin();
         break;
-    default: // MSG_ID_ALL_READ has done its work by coming in its turn.
+    default: // MSG_ID_ALL_READ needs no work: that its turn came is the answer.
         break;
     }
 }
@@ -147,14 +147,14 @@ void WorkerListener::measure(LineMsg const& nLine)
     }
     if (mIsPassingLines)
     {
-        // For all listeners alike; who has no use for lines looks at the id and passes.
+        // For all listeners; those that need no lines see that by the id.
         postWhenRoom(mCollector, nLine, &mRefusals);
     }
     mChecksum = addToChecksum(mChecksum, nLine.mText, nLine.mSize);
     FindingMsg lMsg;
     lMsg.mFinding = findingOf(nLine);
     lMsg.mFinding.mChecksum = mChecksum;
-    // Waiting here fills our own queue in turn, and so slows down the reader. A finding that finds no collector any
+    // While we wait here our own queue fills up, which slows down the reader. A finding that no collector takes any
     // more is missing in the totals, and the check in the end says so.
     postWhenRoom(mCollector, lMsg, &mRefusals);
 }

@@ -9,12 +9,12 @@
 namespace demo
 {
 
-/// What a thread can suffer from.
+/// The trouble that a thread can have.
 enum class Trouble
 {
     NONE,
     HANGS,  ///< it waits
-    STARVES ///< it would work, but others have the processor
+    STARVES ///< it is ready, but others have the processor
 };
 
 /// Measures each LineMsg and posts a FindingMsg to the collector.

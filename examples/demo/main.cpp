@@ -1,4 +1,4 @@
-// A text on its way through three threads:
+// Three threads process a text:
 //
 //     reader (main thread)  --LineMsg-->  "Worker"  --FindingMsg-->  "Collector"
 //
@@ -51,7 +51,7 @@ constexpr unsigned int WATCH_INTERVAL_MS = 100;
 constexpr unsigned int WORKER_ALIVE_MS = 500; // more than any line takes, less than a stall
 constexpr unsigned int STOP_TIMEOUT_MS = 10000;
 
-/// Tells of a thread that the watchdog has missed, and then why. Runs on the watchdog's thread.
+/// Logs which thread the watchdog misses, and then why. Called on the watchdog's thread.
 class WatchdogListener : public utl::WatchdogTimerListener, public utl::WatchdogVerdictListener
 {
 public:

@@ -30,10 +30,10 @@ TEST_F(FileReplacementTest, TheOldFileStandsUntilTheNewOneIsWhole)
     EXPECT_TRUE(lNew.write("w", 1));
     EXPECT_EQ("old", contentOf(PATH));
     EXPECT_EQ(utl::Replaced::DONE, lNew.commit());
+    EXPECT_EQ(utl::Replaced::FAILED, lNew.commit());
     EXPECT_EQ("new", contentOf(PATH));
     EXPECT_EQ(0640U, modeOf(PATH));
     EXPECT_EQ(1U, entryCount("."));
-    EXPECT_EQ(utl::Replaced::FAILED, lNew.commit());
     char lOld[4] = {};
     EXPECT_EQ(3, lReader.read(lOld, 3));
     EXPECT_STREQ("old", lOld);
@@ -65,10 +65,9 @@ TEST_F(FileReplacementTest, WhoeverIsInTheWayMakesItFail)
         FileNames lBeside(1, 1);
         ASSERT_EQ(1U, File::children("./*.new", &lBeside, FILE_CHILD_FILES, nullptr, 0));
         lNew.cancel();
-        std::string const lName = lBeside.at(0)->c_str();
-        std::size_t const lNumber = lName.rfind('-') + 1;
-        std::string const lLink =
-            lName.substr(0, lNumber) + std::to_string(std::stoul(lName.substr(lNumber)) + 1) + ".new";
+        std::string lLink = lBeside.at(0)->c_str();
+        std::size_t const lNumber = lLink.rfind('-') + 1;
+        lLink.replace(lNumber, std::string::npos, std::to_string(std::stoul(lLink.substr(lNumber)) + 1) + ".new");
         std::filesystem::create_symlink("nowhere", lLink);
         ASSERT_TRUE(lNew.open()); // takes the next name
         EXPECT_FALSE(File::exists("./nowhere"));

@@ -76,9 +76,6 @@ TEST(CharAttrib, FirstRowThatMatchesMovesTheOffset)
     EXPECT_EQ(findCodeTable("_ﾞﾞ", DAKU_HAN_KATA_TBL, &(lOffset = 1)), DAKU_HAN_KATA_TBL[21].mChar);
     EXPECT_EQ(lOffset, 4U);
     EXPECT_EQ(findCodeTable<char>(nullptr, OWN, &lOffset), nullptr);
-    EXPECT_EQ(findCodeTable<char>("a", nullptr, &lOffset), nullptr);
-    EXPECT_EQ(findCodeTable<char>("a", OWN, nullptr), nullptr);
-    EXPECT_EQ(findCodeTable("a", OWN + 3, &lOffset), nullptr);
 }
 
 // --- Before main() and at exit ---

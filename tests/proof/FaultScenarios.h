@@ -334,7 +334,7 @@ inline void clocks(Report& nReport)
 
 // ---------------------------------------------------------------------------------------------- files
 
-/// The working directory is empty but for "d" with its own mode, and files beside it; made and removed past the library.
+/// The working directory is empty but for "d", which has a mode of its own, and files beside it. Without the library.
 inline void makeDirectory()
 {
     namespace fs = std::filesystem;

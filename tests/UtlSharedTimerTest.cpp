@@ -14,6 +14,11 @@ class SharedTimerTestPeer
 {
 public:
     static bool sleeps(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::sleepsOf(*nTimer.mpImpl); }
+    static unsigned int waiters(SharedTimer& nTimer)
+    {
+        SyncGuard lGuard(nTimer.mpImpl->mSyncObject);
+        return nTimer.mpImpl->mWaiters.size();
+    }
     static unsigned int queued(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::ctlCountOf(*nTimer.mpImpl); }
 };
 
@@ -284,6 +289,8 @@ TEST(SharedTimer, NobodyStandsBehindAnothersWait)
     ASSERT_TRUE(lTimer.hold());
     std::thread lStarts([&] { EXPECT_TRUE(lTimer.start(lFirst, 0)); });
     EXPECT_TRUE(waitUntil([&] { return Peer::queued(lTimer) == 1; }));
+    std::thread lStartsToo([&] { EXPECT_TRUE(lTimer.start(lFirst, 0)); });
+    EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 2; })); // for the same request
     EXPECT_NE(-1, lTimer.addTimer(nullptr, LONG_MS, 0, 0));
     EXPECT_TRUE(lTimer.start(lFirst, 1)); // is asked for
     EXPECT_EQ(1U, Peer::queued(lTimer));
@@ -295,6 +302,7 @@ TEST(SharedTimer, NobodyStandsBehindAnothersWait)
     EXPECT_EQ(3U, Peer::queued(lTimer));
     lTimer.release();
     lStarts.join();
+    lStartsToo.join();
     EXPECT_TRUE(lTimer.fence());
     EXPECT_FALSE(lTimer.isRunning(lFirst));
     EXPECT_TRUE(lTimer.isRunning(lSecond));

@@ -100,6 +100,34 @@ TEST(ThreadCharge, NextThreadHasAnAccountOfItsOwn)
     EXPECT_EQ(0U, lVerdict.mStarvedMs);
 }
 
+TEST(WatchdogVerdict, NeitherSlowListenersNorTimeWithoutBeatsArePauses)
+{
+    struct : WatchdogTimerListener, WatchdogVerdictListener
+    {
+        void onTime(int, WatchdogInfoMap const&) override { Thread::sleep(600); }
+        void onVerdict(WatchdogVerdict const& nVerdict) override
+        {
+            ++(nVerdict.mVerdict == Verdict::STOPPED ? mStopped : mOthers);
+        }
+        std::atomic<int> mStopped{0};
+        std::atomic<int> mOthers{0};
+    } lSlow;
+    ThreadWatchdog lWatchdog(4);
+    int const lId = ThreadManager::getCallerId();
+    ASSERT_TRUE(lWatchdog.initialize(10));
+    lWatchdog.setVerdictListener(&lSlow);
+    ASSERT_TRUE(lWatchdog.entry(lId, 40, &lSlow, "slow"));
+    ASSERT_TRUE(lWatchdog.start(lId));
+    EXPECT_TRUE(waitUntil([&] { return lSlow.mOthers != 0; }));
+    ASSERT_TRUE(lWatchdog.setWatchInterval(0));
+    lSlow.mOthers = 0;
+    lWatchdog.keepAlive(StatementInfo::INVALID);
+    ASSERT_TRUE(lWatchdog.setWatchInterval(10));
+    EXPECT_TRUE(waitUntil([&] { return lSlow.mOthers != 0; }));
+    lWatchdog.shutdown();
+    EXPECT_EQ(0, lSlow.mStopped);
+}
+
 /// A message thread whose silence is told by lines in the log.
 struct Reported
 {

@@ -6,7 +6,10 @@
 #include "internal/base/UtlThreadSlots.h"
 #include "support/MsgThread.h"
 #include "support/Pattern.h"
+#include "support/Process.h"
 #include "support/Test.h"
+
+#include <sys/prctl.h>
 
 namespace utl::test
 {
@@ -219,6 +222,58 @@ TEST(InsideView, MetricsAreInTheFormatOfCollectors)
     EXPECT_EQ('\0', lText[lSize - 1]);
     EXPECT_EQ(lSize, printMetrics(lText.data(), lSize - 1)); // does not fit
     EXPECT_EQ('\0', lText[0]);
+}
+
+/// Its main thread's, by the kernel's letters.
+char stateOf(pid_t nProcess)
+{
+    std::string const lText = contentOf("/proc/" + std::to_string(nProcess) + "/stat");
+    std::size_t const lAt = lText.rfind(") ");
+    return lAt != std::string::npos ? lText[lAt + 2] : '?';
+}
+
+// Its main thread is in vfork(), which no signal ends before its child goes: another one has to take the signal.
+TEST(InsideView, TheWatchdogTakesTheSignalOfAMainThreadThatCannot)
+{
+    ThreadManager::destroy(); // that of an earlier test: its watchdog's thread would not be in the child
+    Pipe lPipe;
+    pid_t const lProcess = ::fork();
+    if (lProcess == 0)
+    {
+        ThreadManager::get()->setWatchdogWatchInterval(20);
+        installDumpSignal(SIGUSR1, lPipe.mFds[1]);
+        dump(lPipe.mFds[1]);
+        pid_t const lSelf = ::getpid();
+        if (::vfork() == 0)
+        {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            while (::getppid() == lSelf) // it may have been killed before that call
+            {
+                ::pause();
+            }
+            ::_exit(0);
+        }
+        ::_exit(0); // vfork() is a fork() here
+    }
+    std::string lText;
+    auto const lHasCome = [&](char const* npPattern)
+    {
+        lText += lPipe.read();
+        return Pattern(npPattern).finds(lText);
+    };
+    EXPECT_TRUE(waitUntil([&] { return lHasCome("lines dropped"); }));
+    ASSERT_TRUE(waitUntil([&] { return std::strchr("DZ", stateOf(lProcess)) != nullptr; }));
+    if (stateOf(lProcess) == 'Z')
+    {
+        ::waitpid(lProcess, nullptr, 0);
+        GTEST_SKIP() << "vfork() does not wait here";
+    }
+    ::kill(lProcess, SIGUSR1);
+    EXPECT_TRUE(
+        waitUntil([&] { return lHasCome("lines dropped(.|\n)*\"Watchdog Thread\": running(.|\n)*lines dropped"); }))
+        << lText;
+    ::kill(lProcess, SIGKILL);
+    ::waitpid(lProcess, nullptr, 0);
 }
 
 } // namespace utl::test

@@ -13,6 +13,12 @@ namespace utl
 class SharedTimerTestPeer
 {
 public:
+    /// On the timer thread: as if a signal of the timer had come and been noted.
+    static void expire(SharedTimer& nTimer, int nTimerId)
+    {
+        MsgDrivenThreadTestPeer::expireOf(*nTimer.mpImpl, nTimerId);
+    }
+
     static bool sleeps(SharedTimer& nTimer) { return MsgDrivenThreadTestPeer::sleepsOf(*nTimer.mpImpl); }
     static unsigned int waiters(SharedTimer& nTimer)
     {
@@ -393,6 +399,43 @@ TEST(SharedTimer, WaitingOutlastsAListenerThatHasStoppedItsOwnTimer)
         lRelease.open();
         lOwner.join();
         EXPECT_TRUE(lHasReturned);
+    }
+}
+
+// On the timer thread a stop and an erasure are done when they return: a time-out that waits calls nobody, and whoever
+// waits is released. If the kernel refuses, nothing has changed.
+TEST(SharedTimer, ListenerCancelsOthersForCertain)
+{
+    struct Row
+    {
+        bool (SharedTimer::*mpCancel)(int, int);
+        bool mIsRefused;
+    } const ROWS[] = {{&SharedTimer::stop, false},
+                      {&SharedTimer::eraseTimer, false},
+                      {&SharedTimer::stop, true},
+                      {&SharedTimer::eraseTimer, true}};
+    for (Row const& lRow : ROWS)
+    {
+        SCOPED_TRACE(&lRow - ROWS);
+        QuietLog const lQuiet;
+        Probe lCancels;
+        Probe lCancelled;
+        TestTimer lTimer;
+        int const lId = lTimer.run(&lCancelled, LONG_MS, 0, 1);
+        std::thread lWaiter([&] { EXPECT_EQ(0, lTimer.waitToStop(lId)); });
+        EXPECT_TRUE(waitUntil([&] { return Peer::waiters(lTimer) == 1; }));
+        lCancels.mAction = [&](int)
+        {
+            Peer::expire(lTimer, lId);
+            FailNth<&SystemCalls::mTimerDelete> const lFault(lRow.mIsRefused ? 0 : -1, EINVAL);
+            EXPECT_EQ(!lRow.mIsRefused, (lTimer.*lRow.mpCancel)(lId, 0));
+            EXPECT_EQ(lRow.mIsRefused, lTimer.isRunning(lId));
+        };
+        EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lCancels, 1, 1)));
+        EXPECT_TRUE(lTimer.fence());
+        EXPECT_EQ(lRow.mIsRefused ? 1U : 0U, lCancelled.mCalls);
+        lTimer.stop(lId, 0); // if it could not be before
+        lWaiter.join();
     }
 }
 

@@ -243,6 +243,36 @@ TEST(ThreadManager, IdThatIsGivenTwiceIsTold)
     EXPECT_EQ(1U, lRun.mRuns);
 }
 
+// The same on a thread that holds the registry's lock meanwhile.
+TEST(ThreadManager, FirstGetPassesAThreadThatLogsUnderTheLockOfTheRegistry)
+{
+    LogCapture lLog;
+    ASSERT_TRUE(ThreadManager::initializeEntryMax(8));
+    ThreadManager& lManager = *ThreadManager::getIfCreated();
+    lManager.enableRegistrationLog();
+    std::thread lGetter;
+    gOnBinaryLog = [&]
+    {
+        if (lGetter.joinable())
+        {
+            return;
+        }
+        std::atomic<int> lGetterId{0};
+        lGetter = std::thread(
+            [&]
+            {
+                lGetterId = ThreadManager::getCallerId();
+                ThreadManager::get();
+            });
+        EXPECT_TRUE(waitUntil([&] { return lGetterId != 0 && isAsleep(lGetterId); })); // for the lock that we hold
+        EXPECT_FALSE(lManager.setWatchdogWatchInterval(10));
+    };
+    lManager.entryCaller(0, 0, nullptr, "logs");
+    lGetter.join();
+    EXPECT_TRUE(lManager.setWatchdogWatchInterval(10));
+    gOnBinaryLog = [] {};
+}
+
 } // namespace
 
 extern "C" void BinaryLogWrite(int, char const*, unsigned int)

@@ -27,14 +27,16 @@ public:
     static bool eraseCtl(MsgDrivenThread& nThread, int nMsgId) { return nThread.eraseMsgFromCtlQueue(nMsgId); }
 
     /// On the message thread: as if a signal of the timer had come and been noted.
-    static void expire(MsgDrivenThread& nThread, int nTimerId)
+    static void expire(MsgDrivenThread& nThread, int nTimerId) { expireOf(*nThread.mpImpl, nTimerId); }
+
+    template <class Loop>
+    static void expireOf(Loop& nLoop, int nTimerId)
     {
-        Impl& lImpl = *nThread.mpImpl;
-        SyncGuard lGuard(lImpl.mSyncObject);
-        TimerInfo& lInfo = *lImpl.mTimers.find(nTimerId);
+        SyncGuard lGuard(nLoop.mSyncObject);
+        TimerInfo& lInfo = *nLoop.mTimers.find(nTimerId);
         lInfo.mAwaitsFirst = false;
-        lImpl.mTimers.notes().add({lInfo.mSysTimerNumber, 0});
-        lImpl.takeNotesLocked();
+        nLoop.mTimers.notes().add({lInfo.mSysTimerNumber, 0});
+        nLoop.takeNotesLocked();
     }
 
     /// Afterwards the loop waits, its note up: the next record is written to its pipe.

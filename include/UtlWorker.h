@@ -327,6 +327,7 @@ public:
 
     Start start()
     {
+        SyncGuard const lStarting(mStartSyncObject);
         {
             SyncGuard lGuard(mSyncObject);
             if (mPhase != Phase::OPEN)
@@ -463,9 +464,19 @@ public:
     /// Called on the worker's thread? After its end the kernel may give its id to another thread, hence mHasEnded.
     bool isHere() const { return thread() != nullptr && !mHasEnded && thread()->isOwnThread(); }
 
+    /// Whether there is a thread to end. Waits for a start that is under way.
+    bool isToEnd()
+    {
+        if (!isHere() && !hasForked())
+        {
+            SyncGuard const lStarting(mStartSyncObject);
+        }
+        return thread() != nullptr && !hasForked();
+    }
+
     void stop()
     {
-        if (thread() == nullptr || hasForked())
+        if (!isToEnd())
         {
             return;
         }
@@ -479,7 +490,7 @@ public:
 
     void finish()
     {
-        if (thread() == nullptr || hasForked())
+        if (!isToEnd())
         {
             return;
         }
@@ -869,6 +880,7 @@ private:
     unsigned int const mMsgCount;
     unsigned int const mTimerCount;
 
+    SyncObject mStartSyncObject; // held by start(), before the next
     SyncObject mSyncObject;
     Phase mPhase UTL_GUARDED_BY(mSyncObject) = Phase::OPEN;
     CallRecord* mpCalls UTL_GUARDED_BY(mSyncObject) = nullptr; // calls that have not begun
@@ -1025,16 +1037,16 @@ private:
 class WorkerOptions
 {
 public:
-    /// npName: copied; shown in the log and in the tables of threads.
+    /// npName: copied, null counts as empty; shown in the log and in the tables of threads.
     explicit WorkerOptions(char const* npName)
         : mName(npName, 0, 0)
     {
     }
 
-    /// The number of messages, closures and calls that can wait; 64 by default.
+    /// The number of messages, closures and calls that can wait; 64 by default. 0 counts as 1.
     WorkerOptions& messages(unsigned int nCount)
     {
-        mMsgCount = nCount;
+        mMsgCount = nCount == 0 ? 1 : nCount;
         return *this;
     }
 
@@ -1046,6 +1058,7 @@ public:
     }
 
     /// A handler that runs for longer than nAlive is reported, in the log and to npListener if it is not null.
+    /// nAlive:     rounded up to a millisecond, at most 24 days; what is longer counts as 2^31 ms.
     /// npListener: not owned; must live as long as the process, or until after ThreadManager::destroy().
     template <class Rep, class Period>
     WorkerOptions& watchdog(std::chrono::duration<Rep, Period> nAlive, WatchdogTimerListener* npListener = nullptr)
@@ -1239,7 +1252,7 @@ public:
     }
 
     /// Ends the worker after the handler under way and drops what is queued. Waits for the end; in a handler it returns
-    /// at once.
+    /// at once. Before the start it does nothing; a start() that is under way on another thread is waited for.
     void stop()
     {
         if (mpState != nullptr)
@@ -1249,7 +1262,7 @@ public:
     }
 
     /// Ends the worker after everything that is queued; from now on posts give STOPPED. Waits for the end; in a handler
-    /// it returns at once.
+    /// it returns at once. Before and during the start as stop().
     void finish()
     {
         if (mpState != nullptr)

@@ -1,6 +1,7 @@
 #include "UtlWorker.h"
 
 #include "support/MsgThread.h"
+#include "support/Process.h"
 #include "support/Test.h"
 
 namespace
@@ -130,7 +131,7 @@ TEST(Worker, FinishesBehindWhatIsQueuedAlsoIfTheQueueIsFull)
     for (bool const lIsFromHandler : {false, true})
     {
         int lRun = 0;
-        Held lHeld(3);
+        Held lHeld(lIsFromHandler ? 3 : 0);
         Worker& lWorker = lHeld.mWorker;
         auto const lNext = [&]
         {
@@ -150,8 +151,28 @@ TEST(Worker, FinishesBehindWhatIsQueuedAlsoIfTheQueueIsFull)
         lHeld.mRelease.open();
         lFinisher.join();
         lWorker.thread()->waitTo(Thread::STAGE_DONE, longMs());
-        EXPECT_EQ(lIsFromHandler ? 4 : 3, lRun);
+        EXPECT_EQ(lIsFromHandler ? 4 : 1, lRun); // room for 3 and for 1
     }
+}
+
+TEST(Worker, AStopWaitsForTheStartUnderWay)
+{
+    ThreadManager::get(); // makes a thread of its own
+    static Worker sWorker(WorkerOptions("stopped early"));
+    static std::thread sStopper;
+    auto const lStopFirst = [](pthread_t* npThread, pthread_attr_t const* npAttr, void* (*npRun)(void*), void* npWhat)
+    {
+        static std::atomic<int> sId{0};
+        sStopper = std::thread([] { sId = ThreadManager::getCallerId(), sWorker.stop(); });
+        EXPECT_TRUE(waitUntil([] { return sId != 0 && isAsleep(sId); }));
+        return ::pthread_create(npThread, npAttr, npRun, npWhat);
+    };
+    {
+        Replaced const lReplaced(&SystemCalls::mPthreadCreate, +lStopFirst);
+        EXPECT_EQ(Start::DONE, sWorker.start());
+    }
+    sStopper.join();
+    EXPECT_EQ(Post::STOPPED, sWorker.post([] {}));
 }
 
 TEST(Worker, CallsEndInTimeAndNeverRunAfterwards)

@@ -121,6 +121,7 @@ std::string_view bytesOfUnits(Unit const* npUnits, std::size_t nCount)
 /// Converts a text. If both encodings are the same, all well-formed characters are copied, even Shift-JIS codes without
 /// a character.
 ///
+/// npDst:     may be null if nDstBytes is 0.
 /// nDstBytes: the capacity. Bytes of the destination behind mWritten may have been overwritten, none behind nDstBytes.
 UTL_API TextResult convertText(Encoding nTo, void* npDst, std::size_t nDstBytes, Encoding nFrom, std::string_view nSrc,
                                TextOptions const& nOptions = TextOptions());

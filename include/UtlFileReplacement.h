@@ -43,7 +43,8 @@ enum class [[nodiscard]] Replaced{
 class UTL_API FileReplacement
 {
 public:
-    /// Opens nothing. npPath: of the file to be replaced, copied. nTextType: FILE_TEXT_..., for writeLine().
+    /// Opens nothing. npPath: of the file to be replaced, copied. nTextType: FILE_TEXT_..., for writeLine(), which fails
+    /// with any other number.
     FileReplacement(char const* npPath, int nTextType);
     FileReplacement(FileReplacement const&) = delete;
     FileReplacement& operator=(FileReplacement const&) = delete;
@@ -56,7 +57,8 @@ public:
     bool open(int nMode = -1);
     bool isOpened() const; ///< Whether the new file is open.
 
-    /// Appends bytes. Result: false if not open, or if not all bytes of this or an earlier call were written.
+    /// Appends bytes. npBytes: may be null if nSize is 0.
+    /// Result: false if not open, for a null, and if not all bytes of this or an earlier call were written.
     bool write(void const* npBytes, unsigned int nSize);
 
     /// Appends a line, as utl::writeLine() does. Result: FAILED in the cases of write().

@@ -43,8 +43,8 @@ public:
     /// Opens nothing: the first line creates the file, and the directories that are missing.
     ///
     /// npPath:    copied; with the ending ".1" and so on, fewer than FILE_PATH_MAX bytes.
-    /// nTextType: FILE_TEXT_....
-    /// nMaxBytes: the most bytes in a file. A longer line gets a file of its own.
+    /// nTextType: FILE_TEXT_...; with any other number every line is lost.
+    /// nMaxBytes: the most bytes in a file. A longer line gets a file of its own; with 0 every line does.
     /// nOldFiles: how many renamed files are kept; with 0 a full file is removed.
     /// nMode:     the mode of files that are created, up to 07777; -1 for what File::setModes() tells.
     RotatingLog(char const* npPath, int nTextType, unsigned long long nMaxBytes, unsigned int nOldFiles,

@@ -161,7 +161,7 @@ public:
     /// descriptors while it stays silent.
     ///
     /// npListener: not owned; null: none. When this returns, a call of the former listener may be under way, or about
-    ///             to begin, as for WatchdogTimerListener.
+    ///             to begin. It is over when a later setWatchInterval() or shutdown() has returned.
     void setVerdictListener(WatchdogVerdictListener* npListener);
 
     /// nIsOn: true makes the log tell more. A time-out of a message thread or a shared timer gets a second line, which

@@ -43,8 +43,8 @@ enum class [[nodiscard]] Replaced{
 class UTL_API FileReplacement
 {
 public:
-    /// Opens nothing. npPath: of the file to be replaced, copied. nTextType: FILE_TEXT_..., for writeLine(), which fails
-    /// with any other number.
+    /// Opens nothing. npPath: of the file to be replaced, copied. nTextType: FILE_TEXT_..., for writeLine(), which
+    /// fails with any other number.
     FileReplacement(char const* npPath, int nTextType);
     FileReplacement(FileReplacement const&) = delete;
     FileReplacement& operator=(FileReplacement const&) = delete;

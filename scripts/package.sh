@@ -77,7 +77,8 @@ for lArchitecture in "$@"; do
     lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs "$lWork"/control/*.deb ||
         failed lintian
     dpkg-deb -x "$lWork"/control/libutl1_*.deb "$lWork/unpacked"
-    lCompiler=$(sed -n 's/.* -DCMAKE_CXX_COMPILER=\([^ ]*\).*/\1/p' "$lWork.log" | head -n 1)
+    # The log quotes the plus signs.
+    lCompiler=$(sed -n 's/.* -DCMAKE_CXX_COMPILER=\([^ ]*\).*/\1/p' "$lWork.log" | head -n 1 | tr -d '\\')
     scripts/abi.sh "$(echo "$lWork"/unpacked/usr/lib/*/libutl.so.1)" "$lArchitecture" "${lCompiler:-c++}"
     cp "$lWork"/control/*.deb "$lPackages"
     [ $lTry = no ] || tried "$lArchitecture"

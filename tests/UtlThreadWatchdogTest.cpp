@@ -26,6 +26,9 @@ public:
         nWatchdog.findWatchdogInfo(nId)->mLastAliveTick = nTick;
     }
 
+    static bool isEnding(ThreadWatchdog& nWatchdog) { return nWatchdog.mpThread->hasRequestedStop(); }
+    static int threadId(ThreadWatchdog const& nWatchdog) { return nWatchdog.mpThread->getId(); }
+
     static WatchdogInfo info(ThreadWatchdog& nWatchdog, int nId)
     {
         SyncGuard lGuard(nWatchdog.mSyncObject);
@@ -254,6 +257,34 @@ TEST(ThreadWatchdog, ReportMayComeFromInsideOne)
     EXPECT_TRUE(lWatchdog.keepAlive(HERE)); // it is back
     EXPECT_EQ(1U, sLines);
     EXPECT_EQ(HERE, Peer::info(lWatchdog, lId).mLastAliveInfo);
+}
+
+TEST(ThreadWatchdog, PassUnderWayEndsBeforeTheTableGoes)
+{
+    LogCapture lLog;
+    Listener lListener;
+    Gate lEntered;
+    auto lpWatchdog = std::make_unique<ThreadWatchdog>(4);
+    ThreadWatchdog& lWatchdog = *lpWatchdog;
+    lListener.mAction = [&](int nId)
+    {
+        lEntered.open();
+        EXPECT_TRUE(nId == 2 || waitUntil([&] { return Peer::isEnding(lWatchdog); }));
+    };
+    ASSERT_TRUE(lWatchdog.initialize(10));
+    for (int lId : {1, 2})
+    {
+        ASSERT_TRUE(lWatchdog.entry(lId, 1, &lListener, "both overdue in one pass"));
+    }
+    // Who is silent across the wrap of the tick is not reported.
+    ASSERT_TRUE(waitUntil([] { return TimeCounter::getTickTime() < 0xFFFFFF00U; }));
+    ASSERT_TRUE(lWatchdog.start(2));
+    ASSERT_TRUE(lWatchdog.start(1));
+    ASSERT_TRUE(lEntered.wait());
+    int const lThreadId = Peer::threadId(lWatchdog);
+    lpWatchdog.reset();
+    EXPECT_TRUE(ThreadManager::get()->unregister(lThreadId)); // which shutdown() would have done
+    EXPECT_EQ(1U, lLog.count("Timeout ID:2 Name:both overdue in one pass "));
 }
 
 } // namespace

@@ -439,4 +439,26 @@ TEST(SharedTimer, ListenerCancelsOthersForCertain)
     }
 }
 
+// A time-out that stands behind the end of its timer calls nobody, not even if the kernel does not let go of the timer.
+TEST(SharedTimer, TimeoutBehindTheEndOfItsTimerCallsNobody)
+{
+    QuietLog const lQuiet;
+    Probe lGoes;
+    Probe lErases;
+    TestTimer lTimer;
+    int const lId = lTimer.run(&lGoes, LONG_MS, 0, 1);
+    lErases.mAction = [&](int nTimerId)
+    {
+        EXPECT_TRUE(lTimer.eraseTimer(lId, 1));
+        Peer::expire(lTimer, lId);
+        EXPECT_TRUE(lTimer.stop(nTimerId, 0));
+    };
+    FailNth<&SystemCalls::mTimerDelete> const lFault(2, EINVAL, FAULT_ACTS);
+    EXPECT_EQ(0, lTimer.waitToStop(lTimer.run(&lErases, 1)));
+    EXPECT_TRUE(lTimer.fence());
+    EXPECT_TRUE(lFault.fired());
+    EXPECT_EQ(0xFFFFFFFFU, lTimer.getInterval(lId));
+    EXPECT_EQ(0U, lGoes.mCalls);
+}
+
 } // namespace

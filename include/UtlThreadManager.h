@@ -26,6 +26,10 @@ class WatchdogVerdictListener;
 /// Starts threads, keeps name, priority and end event of each under its kernel thread id, and owns the software
 /// watchdog.
 ///
+///     ThreadManager& lManager = *ThreadManager::get();
+///     lManager.entryCaller(0, 0, nullptr, "main");    // the calling thread, which the library did not start
+///     lManager.printThreadInfo(LOG_LEVEL_INFO);       // a line in the log for each thread
+///
 /// Ids:       kernel thread ids (gettid), never pthread_t values.
 /// Ownership: owns its entries and the watchdog; destroying it detaches threads and ends none.
 /// Threads:   any, unless said otherwise.

@@ -21,6 +21,7 @@
 #include <map>
 #include <optional>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include <sys/mman.h>
@@ -247,6 +248,23 @@ Holdings holdings()
     return {test::openFdCount(), test::threadCount(), timerCount(), gUnjoined, gLiveBlocks};
 }
 
+unsigned int gAlone = test::threadCount(); // at load: ourselves, and what a sanitizer keeps beside us
+
+/// A detached thread that has told its end may still be on its way out.
+void settle()
+{
+    test::waitUntil([] { return test::threadCount() <= gAlone; });
+}
+
+/// What a process keeps once it has had a thread: the race checker brings threads of its own with the first one.
+void learnWhoIsAlone()
+{
+    std::string lPath = "/proc/self/task/";
+    std::thread([&] { lPath += std::to_string(ThreadManager::getCallerId()); }).join();
+    test::waitUntil([&] { return ::access(lPath.c_str(), F_OK) != 0; });
+    gAlone = test::threadCount();
+}
+
 std::string excess(Holdings const& nBefore)
 {
     Holdings const lNow = holdings();
@@ -365,10 +383,12 @@ Report runChecked(Case const& nCase, Outcome& nOutcome)
     ThreadManager::destroy();
     Memory::destroy(); // the registry has made it
     ::alarm(0);
-    // A thread that has told its end may still be on its way out.
-    test::waitUntil([&] { return test::threadCount() <= lBefore[1]; });
     nOutcome.complain(lReport.mWrong);
-    nOutcome.complain(nCase.mIsFresh ? "" : excess(lBefore));
+    if (!nCase.mIsFresh)
+    {
+        settle();
+        nOutcome.complain(excess(lBefore));
+    }
     return lReport;
 }
 
@@ -401,15 +421,11 @@ Outcome prove(Case nCase, Report const& nExpected)
     return lOutcome;
 }
 
-unsigned int const ALONE = test::threadCount(); // at load: ourselves, and what a sanitizer keeps beside us
-
 /// In a process of its own, which may end as it likes.
 template <class Work>
 Outcome inChild(Work nWork)
 {
-    // Threads are detached: one that has told its end may still be on its way out, and the race checker ends the child
-    // of a process with several threads as soon as it starts one.
-    test::waitUntil([] { return test::threadCount() <= ALONE; });
+    settle(); // the race checker ends the child of a process with several threads as soon as it starts one
     static Outcome* const spShared = static_cast<Outcome*>(
         ::mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     *spShared = Outcome();
@@ -417,6 +433,7 @@ Outcome inChild(Work nWork)
     pid_t const lChild = ::fork();
     if (lChild == 0)
     {
+        learnWhoIsAlone();
         *spShared = nWork();
 #ifdef UTL_COVERAGE
         __gcov_dump();
@@ -510,7 +527,9 @@ private:
         else
         {
             Outcome lFirst;
+            learnWhoIsAlone();
             runChecked({nCase.mpScenario, -1, 0, "", false, true}, lFirst);
+            settle();
             mExpected.emplace(nCase.mpScenario, runChecked(nCase, lCounts));
         }
         mFaults += lCounts.mFaults;
